@@ -1,0 +1,73 @@
+# Compiler settings: the language, the optimiser, warnings, sanitizers and instruction sets.
+# Everything that sees internal headers links viq_internal.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+string(TOLOWER ${CMAKE_SYSTEM_PROCESSOR} processor)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND processor MATCHES "^(x86_64|amd64|i[3-6]86)$")
+    set(VIQ_X86_32 ON)
+elseif(processor MATCHES "^(x86_64|amd64)$")
+    set(VIQ_X86_64 ON)
+endif()
+
+# Sanitizers instrument the library and everything that links it alike.
+if(VIQ_SANITIZE)
+    add_compile_options(-fsanitize=${VIQ_SANITIZE} -fno-sanitize-recover=undefined
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${VIQ_SANITIZE})
+endif()
+
+if(VIQ_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+add_library(viq_warnings INTERFACE)
+target_compile_options(
+    viq_warnings
+    INTERFACE -Wall -Wextra -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
+              $<$<COMPILE_LANGUAGE:C>:-pedantic> $<$<BOOL:${VIQ_WERROR}>:-Werror>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # GCC 12 warns of overlapping copies inside its own string concatenation.
+    target_compile_options(viq_warnings INTERFACE -Wno-restrict)
+endif()
+
+add_library(viq_internal INTERFACE)
+target_link_libraries(viq_internal INTERFACE viq_warnings)
+target_include_directories(viq_internal INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+# Results are equal on every machine only without fused multiplications.
+target_compile_options(viq_internal INTERFACE -ffp-contract=off)
+if(VIQ_X86_32)
+    # The x87 unit rounds differently from all other machines; callers of a 32-bit library need
+    # not keep the stack aligned for vector registers.
+    target_compile_options(viq_internal INTERFACE -msse2 -mfpmath=sse -mstackrealign)
+endif()
+
+include(CheckCXXCompilerFlag)
+if(VIQ_AVX2 AND (VIQ_X86_32 OR VIQ_X86_64))
+    check_cxx_compiler_flag(-mavx2 VIQ_COMPILER_HAS_AVX2)
+endif()
+# GCC for 64-bit Windows does not align the stack for 32-byte registers.
+if(VIQ_COMPILER_HAS_AVX2 AND NOT (WIN32 AND VIQ_X86_64))
+    set(VIQ_BUILDS_AVX2 ON)
+    target_compile_definitions(viq_internal INTERFACE VIQ_HAVE_AVX2=1)
+endif()
+
+# Sources named *_avx2.cpp are compiled for that set, or left out where it does not exist.
+function(viq_select_kernels list_name)
+    set(sources ${${list_name}})
+    if(VIQ_BUILDS_AVX2)
+        list(FILTER sources INCLUDE REGEX "_avx2\\.cpp$")
+        set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS -mavx2)
+    else()
+        list(FILTER sources EXCLUDE REGEX "_avx2\\.cpp$")
+        set(${list_name} ${sources} PARENT_SCOPE)
+    endif()
+endfunction()
