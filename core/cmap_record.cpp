@@ -1,0 +1,71 @@
+// Life and copying of the colourmap record.
+#include "core/cmap_record.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/image.h"
+#include "core/report.h"
+
+using namespace viq;
+
+tVIQ_CmapInfo *VIQ_cmap_create_info(void) {
+    auto *info = static_cast<tVIQ_CmapInfo *>(std::malloc(sizeof(tVIQ_CmapInfo)));
+    if (info == nullptr)
+        return nullptr;
+    std::memset(info, 0, sizeof *info);
+    for (tVIQ_CmapBin &bin : info->bins)
+        bin.value = bin.occurrences = bin.index = 0xAA;
+    info->red_bits = info->green_bits = info->blue_bits = 4;
+    info->grey_bits = 8;
+    info->colours_to_generate = 256;
+    return info;
+}
+
+u32 VIQ_cmap_destroy_info(u32 hImage) {
+    if (tVIQ_Image *image = find_image(hImage))
+        destroy_cmap_info(*image);
+    return success;
+}
+
+u32 VIQ_cmap_copy(u32 hInImage, u32 hOutImage) {
+    const tVIQ_Image *in = find_image(hInImage);
+    tVIQ_Image *out = find_image(hOutImage);
+    if (in == nullptr || out == nullptr)
+        return report_bad_handle("VIQ_cmap_copy");
+    if (in == out)
+        return success;
+    out->num_colours = in->num_colours;
+    if (in->colourmap != nullptr && out->colourmap != nullptr && in->colourmap != out->colourmap)
+        for (u32 i = 0; i < colourmap_size; ++i) {
+            out->colourmap[i].red = in->colourmap[i].red;
+            out->colourmap[i].green = in->colourmap[i].green;
+            out->colourmap[i].blue = in->colourmap[i].blue;
+        }
+    if (in->cmap_info != nullptr) {
+        if (out->cmap_info == nullptr)
+            out->cmap_info = VIQ_cmap_create_info();
+        if (out->cmap_info == nullptr)
+            return report("VIQ_cmap_copy", VIQ_ERR_MEMORY, "Cannot create cmap info structure");
+        *out->cmap_info = *in->cmap_info;
+    }
+    return success;
+}
+
+namespace viq {
+
+u32 colour_count(const tVIQ_Image &image) {
+    return std::min<u32>(image.num_colours, colourmap_size);
+}
+
+tVIQ_Colour &colour_entry(tVIQ_Image &image, u32 index) {
+    return index < colourmap_size ? image.colourmap[index] : companion(image).spare_colour;
+}
+
+void destroy_cmap_info(tVIQ_Image &image) {
+    std::free(image.cmap_info);
+    image.cmap_info = nullptr;
+}
+
+} // namespace viq

@@ -1,0 +1,106 @@
+// Line padding, strip counts and the consistency check that every operation runs first.
+#include "core/geometry.h"
+
+#include "core/formats.h"
+#include "core/image.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr u32 unrecognised = 0x10;
+constexpr u32 no_alignment = 0x11;
+constexpr u32 line_too_long = 0x12;
+
+u32 refuse(u32 detail, const char *message) {
+    return report("VIQ_image_check", VIQ_ERR_CORRUPT | detail, message);
+}
+
+u32 derive_line(tVIQ_Image &image);
+u32 check_format(tVIQ_Image &image);
+u32 shape_line(tVIQ_Image &image, line_shape shape);
+
+} // namespace
+
+u32 VIQ_image_calc_skip_bytes(u32 dwWidth, u16 wBitsPerPixel, u32 dwAlignment) {
+    if (dwAlignment == 0)
+        return 0;
+    const u64 rest = line_pixel_bytes(wBitsPerPixel) * dwWidth % dwAlignment;
+    return rest != 0 ? static_cast<u32>(dwAlignment - rest) : 0;
+}
+
+u32 VIQ_image_calc_total_strips(u32 hImage) {
+    const tVIQ_Image *image = find_image(hImage);
+    if (image == nullptr)
+        return report_bad_handle("VIQ_image_calc_total_strips");
+    if (image->lines_per_strip == 0)
+        return 0;
+    const u64 strips = (u64{image->height} + image->lines_per_strip - 1) / image->lines_per_strip;
+    return low_word(strips);
+}
+
+u32 VIQ_image_check(u32 hImage) {
+    tVIQ_Image *image = find_image(hImage);
+    if (image == nullptr)
+        return VIQ_ERR_CORRUPT;
+    if (image->param_18 < 2)
+        image->param_18 = 1;
+    const u32 code = derive_line(*image);
+    return is_error(code) ? code : check_format(*image);
+}
+
+namespace viq {
+
+u32 check_image(const char *function, u32 handle, const char *message) {
+    const u32 code = VIQ_image_check(handle);
+    return is_error(code) ? report(function, code, message) : success;
+}
+
+} // namespace viq
+
+namespace {
+
+u32 derive_line(tVIQ_Image &image) {
+    if (image.line_alignment == 0)
+        return refuse(no_alignment, "Line alignment is 0");
+    const u32 skip =
+        VIQ_image_calc_skip_bytes(image.width, image.bits_per_pixel, image.line_alignment);
+    const u64 line = skip + line_pixel_bytes(image.bits_per_pixel) * image.width;
+    if (line > UINT32_MAX)
+        return refuse(line_too_long, "Line too long");
+    image.skip_bytes = skip;
+    image.bytes_per_line = static_cast<u32>(line);
+    return success;
+}
+
+u32 check_format(tVIQ_Image &image) {
+    const pixel_format *row = find_format(image.pixel_format);
+    if (row == nullptr)
+        return refuse(unrecognised, "Unrecognised image");
+    if (row->shape == line_shape::quarter)
+        image.bytes_per_line /= 4;
+    if (row->code == VIQ_PALETTED && image.num_colours == 0)
+        return refuse(0x07, "Colourmap should not be 0 size");
+    if (row->code == VIQ_Y16 && (image.data_width < 1 || image.data_width > 16))
+        return refuse(0x0a, "Data width not between 1 and 16");
+    if (image.bits_per_pixel != row->bits_per_pixel)
+        return refuse(row->depth_detail, row->depth_message);
+    if (row->code == VIQ_Y8)
+        image.data_width = 8;
+    return shape_line(image, row->shape);
+}
+
+u32 shape_line(tVIQ_Image &image, line_shape shape) {
+    const u64 pixel = shape == line_shape::eight_bytes  ? 8
+                      : shape == line_shape::four_bytes ? 4
+                                                        : 0;
+    if (pixel == 0)
+        return success;
+    if (pixel * image.width > UINT32_MAX)
+        return refuse(line_too_long, "Line too long");
+    image.bytes_per_line = static_cast<u32>(pixel * image.width);
+    return success;
+}
+
+} // namespace

@@ -1,0 +1,270 @@
+// Library start-up, the handle table, creation and destruction of images.
+#include "core/image.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <unordered_map>
+
+#include "core/cmap_record.h"
+#include "core/report.h"
+#include "core/scratch.h"
+#include "core/seams.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr u32 colourmap_bytes = colourmap_size * sizeof(tVIQ_Colour);
+
+struct image_table {
+    bool initialised = false;
+    tVIQ_Image *slots[handle_slots] = {};
+    u32 first_candidate = 1; // no slot below it is free
+    // A caller has stored image or colourmap pointers of its own, so that two images may share one.
+    bool pointers_shared = false;
+    std::unordered_map<const tVIQ_Image *, image_companion> companions;
+    std::unordered_map<const tVIQ_Colour *, bool> colourmaps; // those that the library allocated
+};
+
+image_table table;
+
+u32 free_slot();
+void set_defaults(tVIQ_Image &image);
+void destroy_slot(u32 handle);
+void destroy_orphans();
+void release_colourmap(tVIQ_Colour *map);
+bool held_elsewhere(const tVIQ_Image &image);
+
+} // namespace
+
+u32 VIQ_Init(void) {
+    const u32 code = reset_error_record();
+    if (is_error(code))
+        return code;
+    table.initialised = true;
+    return upper.jpeg_start_up != nullptr ? upper.jpeg_start_up() : success;
+}
+
+u32 VIQ_image_create(void) {
+    if (!table.initialised) {
+        const u32 code = VIQ_Init();
+        if (is_error(code))
+            return code;
+    }
+    const u32 handle = free_slot();
+    if (handle == 0)
+        return report("VIQ_image_create", VIQ_ERR_NO_HANDLES, "Run out of image handles");
+
+    auto *image = static_cast<tVIQ_Image *>(std::calloc(1, sizeof(tVIQ_Image)));
+    if (image == nullptr || !enter_image(handle, image)) {
+        std::free(image);
+        return report("VIQ_image_create", VIQ_ERR_MEMORY | 1, "");
+    }
+    companion(*image).made_here = true;
+    set_defaults(*image);
+
+    image->colourmap = VIQ_image_create_cmap();
+    if (image->colourmap == nullptr) {
+        destroy_slot(handle);
+        return report("VIQ_image_create", VIQ_ERR_MEMORY, "");
+    }
+    companion(*image).colourmap = image->colourmap;
+    return handle;
+}
+
+tVIQ_Colour *VIQ_image_create_cmap(void) {
+    auto *map = static_cast<tVIQ_Colour *>(std::malloc(colourmap_bytes));
+    if (map == nullptr)
+        return nullptr;
+    try {
+        table.colourmaps.emplace(map, true);
+    } catch (...) {
+        std::free(map);
+        return nullptr;
+    }
+    std::memset(map, 0xAA, colourmap_bytes);
+    return map;
+}
+
+u32 VIQ_image_destroy(u32 hImage) {
+    if (hImage == VIQ_ALL_IMAGES) {
+        for (u32 handle = 1; handle < handle_slots; ++handle)
+            destroy_slot(handle);
+        destroy_orphans();
+        for (auto destroy_all :
+             {upper.destroy_chroma_keys, upper.destroy_lookup_tables, upper.destroy_displays})
+            if (destroy_all != nullptr)
+                destroy_all(VIQ_ALL_IMAGES);
+        free_scratch();
+        return success;
+    }
+    if (hImage == VIQ_ANY_IMAGE) {
+        for (const tVIQ_Image *image : table.slots)
+            if (image != nullptr)
+                return VIQ_ERR_INTERNAL;
+        free_scratch();
+        return success;
+    }
+    destroy_slot(hImage);
+    return success;
+}
+
+namespace viq {
+
+tVIQ_Image *find_image(u32 handle) {
+    return handle < handle_slots ? table.slots[handle] : nullptr;
+}
+
+image_companion &companion(const tVIQ_Image &image) {
+    return table.companions.at(&image);
+}
+
+u32 report_bad_handle(const char *function) {
+    return report(function, VIQ_ERR_HANDLE, "");
+}
+
+bool enter_image(u32 handle, tVIQ_Image *image) {
+    if (image != nullptr) {
+        try {
+            table.companions.try_emplace(image);
+        } catch (...) {
+            return false;
+        }
+    }
+    table.slots[handle] = image;
+    if (image == nullptr && handle < table.first_candidate)
+        table.first_candidate = handle;
+    return true;
+}
+
+void note_shared_pointers() {
+    table.pointers_shared = true;
+}
+
+bool owns_data(const tVIQ_Image &image) {
+    return image.data != nullptr && image.data == companion(image).buffer;
+}
+
+bool has_lines(const tVIQ_Image &image, u64 lines) {
+    if (image.data == nullptr)
+        return false;
+    return !owns_data(image) || lines * image.bytes_per_line <= companion(image).buffer_size;
+}
+
+void note_lock(tVIQ_Image &image) {
+    if ((image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr && !owns_data(image))
+        companion(image).callers_locked_data = true;
+}
+
+void free_strip(tVIQ_Image &image) {
+    image_companion &own = companion(image);
+    if (owns_data(image)) {
+        std::free(own.buffer);
+        own.buffer = nullptr;
+        own.buffer_size = 0;
+    } else if (image.data != nullptr && !own.callers_locked_data && !held_elsewhere(image)) {
+        std::free(image.data);
+    }
+    image.data = nullptr;
+    own.callers_locked_data = false;
+}
+
+void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
+    image_companion &from = companion(in);
+    image_companion &to = companion(out);
+    out.data = in.data;
+    out.data_companion = in.data_companion;
+    to.callers_locked_data = from.callers_locked_data;
+    if (owns_data(in)) {
+        std::free(to.buffer);
+        to.buffer = from.buffer;
+        to.buffer_size = from.buffer_size;
+        to.buffer_format = from.buffer_format;
+        to.buffer_line = from.buffer_line;
+        from.buffer = nullptr;
+        from.buffer_size = 0;
+    }
+    in.data = nullptr;
+    in.data_companion = 0;
+    from.callers_locked_data = false;
+}
+
+} // namespace viq
+
+namespace {
+
+u32 free_slot() {
+    for (u32 handle = table.first_candidate; handle <= last_handle; ++handle)
+        if (table.slots[handle] == nullptr) {
+            table.first_candidate = handle;
+            return handle;
+        }
+    table.first_candidate = last_handle + 1;
+    return 0;
+}
+
+void set_defaults(tVIQ_Image &image) {
+    image.height = VIQ_HEIGHT_UNKNOWN;
+    image.line_alignment = 2;
+    image.param_19 = 1;
+    image.lines_per_strip = 8;
+}
+
+void destroy_object(tVIQ_Image *image) {
+    image_companion &own = companion(*image);
+    free_strip(*image);
+    destroy_cmap_info(*image);
+    std::free(own.buffer);
+    tVIQ_Colour *maps[] = {image->colourmap, own.colourmap};
+    const bool made_here = own.made_here;
+    table.companions.erase(image);
+    for (tVIQ_Colour *map : maps)
+        release_colourmap(map);
+    if (made_here)
+        std::free(image);
+}
+
+void destroy_slot(u32 handle) {
+    tVIQ_Image *image = find_image(handle);
+    if (image == nullptr)
+        return;
+    image->flags &= ~static_cast<u32>(VIQ_FLAG_LOCKED);
+    VIQ_image_free_data(handle);
+    if (upper.jpeg_destroy_record != nullptr)
+        upper.jpeg_destroy_record(handle);
+    enter_image(handle, nullptr);
+    if (table.pointers_shared)
+        for (u32 other = 1; other < handle_slots; ++other)
+            if (table.slots[other] == image)
+                enter_image(other, nullptr);
+    destroy_object(image);
+}
+
+// Objects whose slot a caller has overwritten are out of every handle's reach.
+void destroy_orphans() {
+    while (!table.companions.empty())
+        destroy_object(const_cast<tVIQ_Image *>(table.companions.begin()->first));
+}
+
+// A colourmap goes with the last image that holds it; maps that a caller made are not ours to free.
+void release_colourmap(tVIQ_Colour *map) {
+    const auto ours = table.colourmaps.find(map);
+    if (ours == table.colourmaps.end())
+        return;
+    if (table.pointers_shared)
+        for (const auto &[image, own] : table.companions)
+            if (image->colourmap == map || own.colourmap == map)
+                return;
+    table.colourmaps.erase(ours);
+    std::free(map);
+}
+
+// Guards against two images that share one buffer without a lock.
+bool held_elsewhere(const tVIQ_Image &image) {
+    for (const auto &[other, own] : table.companions)
+        if (other != &image && (other->data == image.data || own.buffer == image.data))
+            return true;
+    return false;
+}
+
+} // namespace

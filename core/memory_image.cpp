@@ -1,0 +1,145 @@
+#include "core/memory_image.h"
+
+#include <cstring>
+
+#include "core/geometry.h"
+#include "core/image.h"
+#include "core/report.h"
+#include "core/strip_driver.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr const char *write_name = "VIQ_write_to_memory";
+constexpr const char *read_name = "VIQ_read_from_memory";
+
+strip_sequence writing;
+strip_sequence reading;
+
+struct memory_target {
+    u32 handle;
+};
+
+u32 begin_write(const strip_call &call);
+u32 append_strip(const strip_call &call);
+u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip);
+
+constexpr strip_transfer write_transfer = {
+    .name = write_name,
+    .sequence = &writing,
+    .refuse = nullptr,
+    .begin = begin_write,
+    .process = append_strip,
+    .finish = nullptr,
+    .abandon = nullptr,
+    .corrupt = "Corrupt input image",
+};
+
+u32 refuse_same(const char *function) {
+    return report(function, VIQ_ERR_PARAMETER, "Input and output image are the same");
+}
+
+u8 *line_address(const tVIQ_Image &image, u32 line) {
+    return image.data + static_cast<std::size_t>(strip_size(image, line));
+}
+
+} // namespace
+
+u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode) {
+    if (hStrip == hMemory && find_image(hStrip) != nullptr)
+        return refuse_same(write_name);
+    const memory_target target = {hMemory};
+    return run_transfer(write_transfer, hStrip, wMode, &target);
+}
+
+u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
+    if (wMode == VIQ_STRIP_FINISH) {
+        reading = {};
+        return success;
+    }
+    if (hStrip == hMemory && find_image(hStrip) != nullptr)
+        return refuse_same(read_name);
+    u32 code = check_image(read_name, hMemory, "Corrupt input image");
+    if (is_error(code))
+        return code;
+    const tVIQ_Image &memory = *find_image(hMemory);
+    if (memory.lines_per_strip == 0)
+        return success;
+    if (!reading.under_way)
+        code = begin_read_from_memory(hMemory, hStrip);
+    else
+        code = check_image(read_name, hStrip, "Corrupt output image");
+    if (is_error(code) || wMode != VIQ_STRIP_NEXT)
+        return code;
+    return hand_out_strip(memory, *find_image(hStrip), hStrip);
+}
+
+namespace viq {
+
+u32 begin_read_from_memory(u32 hMemory, u32 hStrip) {
+    u32 code = check_image(read_name, hMemory, "Corrupt input image");
+    if (!is_error(code))
+        code = VIQ_image_copy_parameters(hMemory, hStrip);
+    if (!is_error(code))
+        code = check_image(read_name, hStrip, "Corrupt output image");
+    if (is_error(code))
+        return code;
+    reading = {true, 0, geometry_of(*find_image(hMemory))};
+    return success;
+}
+
+} // namespace viq
+
+namespace {
+
+u32 begin_write(const strip_call &call) {
+    const u32 hMemory = static_cast<const memory_target *>(call.arguments)->handle;
+    u32 code = VIQ_image_copy_parameters(call.in_handle, hMemory);
+    if (!is_error(code))
+        code = check_image(write_name, hMemory, "Corrupt output image");
+    if (is_error(code))
+        return code;
+    tVIQ_Image &memory = *find_image(hMemory);
+    memory.lines_per_strip = memory.height;
+    return renew_strip(hMemory);
+}
+
+u32 append_strip(const strip_call &call) {
+    const tVIQ_Image *memory =
+        find_image(static_cast<const memory_target *>(call.arguments)->handle);
+    const tVIQ_Image &strip = *call.in;
+    if (strip.lines_per_strip == 0)
+        return success;
+    const u64 end = u64{writing.lines_done} + strip.lines_per_strip;
+    if (memory == nullptr || geometry_of(*memory) != writing.geometry || !has_lines(*memory, end)) {
+        writing = {};
+        return report_changed_image(write_name);
+    }
+    if (!has_lines(strip, strip.lines_per_strip))
+        return report_no_data(write_name);
+    std::memcpy(line_address(*memory, writing.lines_done), strip.data,
+                static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
+    return success;
+}
+
+u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip) {
+    if (reading.geometry != geometry_of(memory) || reading.geometry != geometry_of(strip)) {
+        reading = {};
+        return report_changed_image(read_name);
+    }
+    const bool last = clip_last_strip(strip, reading.lines_done);
+    if (!has_lines(memory, u64{reading.lines_done} + strip.lines_per_strip))
+        return report_no_data(read_name);
+    const u32 code = renew_strip(hStrip);
+    if (is_error(code))
+        return code;
+    std::memcpy(strip.data, line_address(memory, reading.lines_done),
+                static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
+    reading.lines_done += strip.lines_per_strip;
+    if (last)
+        reading = {};
+    return success;
+}
+
+} // namespace

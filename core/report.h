@@ -1,0 +1,31 @@
+// The one way a failure leaves the library.
+#pragma once
+
+#include "core/types.h"
+
+namespace viq {
+
+// Hands the failure to the installed handler under the library's module number; returns the code.
+u32 report(const char *function, u32 code, const char *message);
+
+inline u32 low_word(u64 value) {
+    return static_cast<u32>(value & 0xFFFF);
+}
+
+// A failed allocation carries the low 16 bits of the requested size.
+u32 report_no_memory(const char *function, u64 size, const char *message = "");
+
+inline u32 report_no_data(const char *function) {
+    return report(function, VIQ_ERR_CORRUPT, "No image data");
+}
+
+inline u32 report_null(const char *function) {
+    return report(function, VIQ_ERR_PARAMETER, "Null pointer");
+}
+
+// What start-up does to the error record: clear it, install the default handler, set the version.
+u32 reset_error_record();
+
+u32 library_version();
+
+} // namespace viq

@@ -1,0 +1,7 @@
+#include "core/seams.h"
+
+namespace viq {
+
+const upper_seams upper = {};
+
+} // namespace viq

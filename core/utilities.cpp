@@ -1,0 +1,110 @@
+// The number scanner, the command splitter, the counting allocator and the diagnostic entries.
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/image.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+struct allocation_counts {
+    u32 allocations = 0;
+    u32 frees = 0;
+    u32 bytes = 0;
+    u32 printed_bytes = 0;
+};
+
+allocation_counts counts;
+
+constexpr u32 option_slots = sizeof(tVIQ_Command::option) / sizeof(tVIQ_Command::option[0]);
+constexpr u32 plain_slots = sizeof(tVIQ_Command::plain) / sizeof(tVIQ_Command::plain[0]);
+constexpr std::size_t slot_size = sizeof(tVIQ_Command::program);
+
+const char *skip_while(const char *text, bool blank) {
+    while (*text != '\0' && (std::isspace(static_cast<unsigned char>(*text)) != 0) == blank)
+        ++text;
+    return text;
+}
+
+} // namespace
+
+const char *VIQ_sscanf(const char *pszText, u16 *pwValue) {
+    if (pszText == nullptr)
+        return nullptr;
+    if (pwValue != nullptr)
+        *pwValue = static_cast<u16>(std::strtol(pszText, nullptr, 10));
+    return skip_while(skip_while(pszText, true), false);
+}
+
+u32 VIQ_Util_ParseCommand(tVIQ_Command *pCommand, int argc, char **argv) {
+    constexpr const char *name = "VIQ_Util_ParseCommand";
+    if (pCommand == nullptr || (argc > 0 && argv == nullptr))
+        return report_null(name);
+    u32 options = 0;
+    u32 plains = 0;
+    for (int i = 0; i < argc; ++i) {
+        if (argv[i] == nullptr)
+            return report_null(name);
+        if (std::strlen(argv[i]) >= slot_size)
+            return report(name, VIQ_ERR_PARAMETER, "Argument too long");
+        if (i > 0)
+            ++(argv[i][0] == '-' ? options : plains);
+    }
+    if (options > option_slots || plains > plain_slots)
+        return report(name, VIQ_ERR_PARAMETER, "Too many arguments");
+
+    pCommand->argc = static_cast<u32>(argc);
+    pCommand->options = 0;
+    pCommand->plains = 0;
+    pCommand->program[0] = '\0';
+    for (int i = 0; i < argc; ++i) {
+        char *slot = i == 0              ? pCommand->program
+                     : argv[i][0] == '-' ? pCommand->option[pCommand->options++]
+                                         : pCommand->plain[pCommand->plains++];
+        std::memcpy(slot, argv[i], std::strlen(argv[i]) + 1);
+    }
+    return success;
+}
+
+void *VIQ_DebugMalloc(u32 dwSize) {
+    void *memory = std::malloc(dwSize);
+    if (memory == nullptr)
+        return nullptr;
+    ++counts.allocations;
+    counts.bytes += dwSize;
+    return memory;
+}
+
+u32 VIQ_DebugFree(void *pMemory) {
+    std::free(pMemory);
+    return ++counts.frees;
+}
+
+u32 VIQ_DebugMallocPrint(void) {
+    counts.printed_bytes = counts.bytes;
+    return counts.printed_bytes;
+}
+
+u32 VIQ_print_image(u32) {
+    return success;
+}
+
+u32 VIQ_print_jpeg_image(void) {
+    return success;
+}
+
+u32 VIQ_print_cmap(u32) {
+    return success;
+}
+
+u32 VIQ_print_Huffman_tables(u32 hImage) {
+    const tVIQ_Image *image = find_image(hImage);
+    if (image == nullptr)
+        return report_bad_handle("VIQ_print_Huffman_tables");
+    if (image->jpeg == nullptr)
+        return report("VIQ_print_Huffman_tables", VIQ_ERR_HANDLE | 1, "Not a JPEG type image");
+    return success;
+}
