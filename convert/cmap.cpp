@@ -1,0 +1,152 @@
+// Setting, asking and searching the colours of a colourmap.
+#include <algorithm>
+#include <array>
+
+#include "convert/closest_colour.h"
+#include "core/cmap_record.h"
+#include "core/image.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+struct named_colour {
+    u8 red, green, blue;
+};
+
+constexpr named_colour named_colours[] = {
+    {0, 0, 0},     {0, 0, 152},     {0, 152, 0},   {0, 152, 152},   {152, 0, 0}, {152, 0, 152},
+    {152, 152, 0}, {152, 152, 152}, {76, 76, 76},  {0, 0, 255},     {0, 255, 0}, {0, 255, 255},
+    {255, 0, 0},   {255, 0, 255},   {255, 255, 0}, {255, 255, 255},
+};
+constexpr u16 named_colour_count = sizeof named_colours / sizeof named_colours[0];
+
+void set_entry(tVIQ_Colour &entry, u32 red, u32 green, u32 blue) {
+    entry.red = static_cast<u8>(red);
+    entry.green = static_cast<u8>(green);
+    entry.blue = static_cast<u8>(blue);
+}
+
+// The image with its colourmap, or null after a report.
+tVIQ_Image *find_mapped(const char *function, u32 handle, u32 &code);
+tVIQ_Colour *find_entry(const char *function, u32 handle, u16 index, u32 &code);
+
+} // namespace
+
+u32 VIQ_cmap_set_type(u32 hImage, u16 wType) {
+    constexpr const char *name = "VIQ_cmap_set_type";
+    u32 code = success;
+    tVIQ_Image *image = find_mapped(name, hImage, code);
+    if (image == nullptr)
+        return code;
+    tVIQ_Colour *map = image->colourmap;
+    switch (wType) {
+    case 0:
+        for (u32 i = 0; i < colourmap_size; ++i)
+            set_entry(map[i], 0, 0, 0);
+        return success;
+    case 1:
+        for (u32 i = 0; i < named_colour_count; ++i)
+            set_entry(map[i], named_colours[i].red, named_colours[i].green, named_colours[i].blue);
+        image->num_colours = named_colour_count;
+        return success;
+    case 2:
+        for (u32 i = 0; i < colourmap_size; ++i)
+            set_entry(map[i], i, i, i);
+        image->num_colours = colourmap_size;
+        return success;
+    case 3:
+        for (u32 i = 0; i < colourmap_size; ++i)
+            set_entry(map[i], 32 * (i >> 5) + 31, 32 * (i >> 2 & 7) + 31, 64 * (i & 3) + 31);
+        image->num_colours = colourmap_size;
+        return success;
+    default:
+        return report(name, VIQ_ERR_PARAMETER, "Unrecognized colourmap type");
+    }
+}
+
+u32 VIQ_cmap_set_colour(u32 hImage, u16 wIndex, u16 wColour) {
+    constexpr const char *name = "VIQ_cmap_set_colour";
+    u32 code = success;
+    tVIQ_Colour *entry = find_entry(name, hImage, wIndex, code);
+    if (entry == nullptr)
+        return code;
+    if (wColour >= named_colour_count)
+        return report(name, VIQ_ERR_UNSUPPORTED, "Unrecognised colour");
+    const named_colour &colour = named_colours[wColour];
+    set_entry(*entry, colour.red, colour.green, colour.blue);
+    return success;
+}
+
+u32 VIQ_cmap_set_RGB_colour(u32 hImage, u16 wIndex, u8 bRed, u8 bGreen, u8 bBlue) {
+    u32 code = success;
+    tVIQ_Colour *entry = find_entry("VIQ_cmap_set_RGB_colour", hImage, wIndex, code);
+    if (entry != nullptr)
+        set_entry(*entry, bRed, bGreen, bBlue);
+    return code;
+}
+
+u32 VIQ_cmap_get_RGB_colour(u32 hImage, u16 wIndex) {
+    u32 code = success;
+    const tVIQ_Colour *entry = find_entry("VIQ_cmap_get_RGB_colour", hImage, wIndex, code);
+    if (entry == nullptr)
+        return code;
+    return u32{entry->red} << 16 | u32{entry->green} << 8 | entry->blue;
+}
+
+u8 VIQ_cmap_find_closest_colour(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue) {
+    const tVIQ_Image *image = find_image(hImage);
+    if (image == nullptr || image->colourmap == nullptr)
+        return 0;
+    return closest_colour(image->colourmap, colour_count(*image), bRed, bGreen, bBlue);
+}
+
+u32 VIQ_cmap_is_grayscale(u32 hImage) {
+    u32 code = success;
+    const tVIQ_Image *image = find_mapped("VIQ_cmap_is_grayscale", hImage, code);
+    if (image == nullptr)
+        return code;
+    const auto is_grey = [](const tVIQ_Colour &colour) {
+        return colour.red == colour.green && colour.green == colour.blue;
+    };
+    return std::all_of(image->colourmap, image->colourmap + colour_count(*image), is_grey) ? 1 : 0;
+}
+
+u32 VIQ_image_is_colour(u32 hImage) {
+    const tVIQ_Image *image = find_image(hImage);
+    if (image == nullptr)
+        return report_bad_handle("VIQ_image_is_colour");
+    const u16 format = image->pixel_format;
+    if (format == VIQ_PALETTED)
+        return VIQ_cmap_is_grayscale(hImage) == 1 ? 0 : 1;
+    return (format >= VIQ_RGB8 && format <= VIQ_CMYK32) || format == VIQ_YUV411 ? 1 : 0;
+}
+
+namespace {
+
+tVIQ_Image *find_mapped(const char *function, u32 handle, u32 &code) {
+    tVIQ_Image *image = find_image(handle);
+    if (image == nullptr) {
+        code = report_bad_handle(function);
+    } else if (image->colourmap == nullptr) {
+        code = report(function, VIQ_ERR_STATE, "Colourmap is NULL");
+        image = nullptr;
+    }
+    return image;
+}
+
+// The index that equals the colour count is accepted.
+tVIQ_Colour *find_entry(const char *function, u32 handle, u16 index, u32 &code) {
+    tVIQ_Image *image = find_mapped(function, handle, code);
+    if (image == nullptr)
+        return nullptr;
+    if (index > image->num_colours || index > colourmap_size) {
+        code = report(function, VIQ_ERR_PARAMETER,
+                      "Illegal colourmap index (> max number of colours)");
+        return nullptr;
+    }
+    return &colour_entry(*image, index);
+}
+
+} // namespace

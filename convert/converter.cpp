@@ -1,0 +1,132 @@
+// The steps that converters share.
+#include "convert/converter.h"
+
+#include <algorithm>
+
+#include "convert/hue_table.h"
+#include "convert/rows.h"
+#include "core/geometry.h"
+#include "core/image.h"
+#include "core/report.h"
+
+namespace viq {
+
+namespace {
+
+u32 options_for(const strip_call &call, row_options &options);
+u32 uncounted_bytes(const tVIQ_Image &in, const tVIQ_Image &out);
+u32 convert_drifting_lines(const strip_call &call, row_kernel row, const row_options &options,
+                           u32 drift);
+bool lines_join(const tVIQ_Image &in, const tVIQ_Image &out);
+
+} // namespace
+
+const converter &converter_of(const strip_call &call) {
+    return *static_cast<const converter *>(call.arguments);
+}
+
+verdict accept_listed(const strip_call &call) {
+    const converter &which = converter_of(call);
+    const char *name = which.operation.name;
+    if (!contains(which.accepted, call.in->pixel_format))
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, which.refusal));
+    if (call.in->pixel_format == VIQ_Y16 && call.in->data_width < 8)
+        return stop_with(report(name, VIQ_ERR_CORRUPT, "Data width must be > 7 for Y16"));
+    return proceed;
+}
+
+verdict copy_or_accept(const strip_call &call) {
+    if (call.in->pixel_format == converter_of(call).target)
+        return stop_with(VIQ_image_copy(call.in_handle, call.out_handle));
+    return accept_listed(call);
+}
+
+output_shape same_size(const strip_call &call) {
+    return {converter_of(call).target, call.in->width, call.in->height};
+}
+
+u32 convert_lines(const strip_call &call) {
+    const tVIQ_Image &in = *call.in;
+    const tVIQ_Image &out = *call.out;
+    const char *worker = call.operation->worker_name;
+    const row_kernel row = find_row(in.pixel_format, out.pixel_format);
+    if (row == nullptr)
+        return report(worker, VIQ_ERR_UNSUPPORTED, "Unsupported image format");
+    u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    row_options options;
+    code = options_for(call, options);
+    if (is_error(code))
+        return code;
+
+    if (const u32 drift = uncounted_bytes(in, out))
+        return convert_drifting_lines(call, row, options, drift);
+    if (lines_join(in, out))
+        row(in.data, out.data, in.width * in.lines_per_strip, options);
+    else
+        for (std::size_t n = 0; n < in.lines_per_strip; ++n)
+            row(in.data + n * in.bytes_per_line, out.data + n * out.bytes_per_line, in.width,
+                options);
+    return success;
+}
+
+namespace {
+
+u32 options_for(const strip_call &call, row_options &options) {
+    const tVIQ_Image &in = *call.in;
+    if (in.pixel_format == VIQ_Y16)
+        options.shift = in.data_width - 8u;
+    else if (call.out->pixel_format == VIQ_Y16)
+        options.shift = call.out->data_width - 8u;
+    options.keep_spare = !owns_data(*call.out);
+    options.map = in.colourmap;
+    if (in.pixel_format == VIQ_PALETTED && options.map == nullptr)
+        return report(call.operation->worker_name, VIQ_ERR_STATE, "Colourmap is NULL");
+    if (call.out->pixel_format != VIQ_HSI)
+        return success;
+    return need_hue_table(options.hue);
+}
+
+// Grey lines of odd width step over more source bytes than the line has, for inputs whose pixels
+// leave no padding at the default alignment. The lines drift by so many bytes each; kept as it is.
+u32 uncounted_bytes(const tVIQ_Image &in, const tVIQ_Image &out) {
+    if (out.pixel_format != VIQ_Y8 || in.width % 2 == 0)
+        return 0;
+    if (contains(formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32), in.pixel_format))
+        return 1;
+    return in.pixel_format == VIQ_YUV422 ? 2 : 0;
+}
+
+// Positions behind the strip's data count as 0.
+u32 convert_drifting_lines(const strip_call &call, row_kernel row, const row_options &options,
+                           u32 drift) {
+    const tVIQ_Image &in = *call.in;
+    const tVIQ_Image &out = *call.out;
+    const u64 strip = strip_size(in, in.lines_per_strip);
+    const u64 line = line_pixel_bytes(in.bits_per_pixel) * in.width;
+    std::vector<u8> cut;
+    if (!try_resize(cut, line))
+        return report_no_memory(call.operation->worker_name, line);
+    for (u64 n = 0; n < in.lines_per_strip; ++n) {
+        const u64 start = std::min(n * (u64{in.bytes_per_line} + drift), strip);
+        const u8 *source = in.data + static_cast<std::size_t>(start);
+        if (strip - start < line) {
+            std::fill(cut.begin(), cut.end(), u8{0});
+            std::copy_n(source, static_cast<std::size_t>(strip - start), cut.begin());
+            source = cut.data();
+        }
+        row(source, out.data + static_cast<std::size_t>(n * out.bytes_per_line), in.width, options);
+    }
+    return success;
+}
+
+// Lines without padding on either side are one long line, as far as pixels or pairs allow it.
+bool lines_join(const tVIQ_Image &in, const tVIQ_Image &out) {
+    return in.skip_bytes == 0 && out.skip_bytes == 0 && in.width == out.width &&
+           in.width % 2 == 0 && u64{in.width} * in.lines_per_strip <= UINT32_MAX;
+}
+
+} // namespace
+
+} // namespace viq

@@ -1,0 +1,73 @@
+// Converters: one strip operation per output format, most of them one row kernel per pixel format.
+#pragma once
+
+#include "core/strip_driver.h"
+
+namespace viq {
+
+// The set of input formats that a converter accepts; HSI and the working formats are in none.
+using format_set = u32;
+
+template <class... Formats> constexpr format_set formats(Formats... format) {
+    return ((1u << format) | ... | 0u);
+}
+
+constexpr bool contains(format_set set, u16 format) {
+    return format < 32 && (set >> format & 1) != 0;
+}
+
+struct converter {
+    strip_operation operation;
+    u16 target;
+    format_set accepted;
+    const char *refusal = "Unsupported image format";
+};
+
+// The packed converters' way with an input: one in the target's format is copied as it is, one that
+// is not accepted is refused.
+verdict copy_or_accept(const strip_call &call);
+verdict accept_listed(const strip_call &call);
+
+// The input's size in the converter's target format.
+output_shape same_size(const strip_call &call);
+
+// Strip worker: every line through the row kernel of the two formats.
+u32 convert_lines(const strip_call &call);
+
+const converter &converter_of(const strip_call &call);
+
+// A converter with the steps that most of them share.
+constexpr converter make_converter(const char *name, const char *worker_name,
+                                   strip_sequence &sequence, u16 target, format_set accepted) {
+    return {.operation = {.name = name,
+                          .worker_name = worker_name,
+                          .sequence = &sequence,
+                          .refuse = nullptr,
+                          .accept = copy_or_accept,
+                          .shape = same_size,
+                          .complete = nullptr,
+                          .process = convert_lines},
+            .target = target,
+            .accepted = accepted};
+}
+
+// The name of a public function and of its strip worker.
+#define VIQ_NAMES(function) #function, #function "_1_strip"
+
+inline u32 run(const converter &which, u32 hInImage, u32 hOutImage, u16 command) {
+    return run_conversion(which.operation, hInImage, hOutImage, command, &which);
+}
+
+// The converters by output format: from packed and grey formats, and from YUV 4:2:2. Null for a
+// format that none makes.
+const converter *packed_converter(u16 target);
+const converter *yuv422_converter(u16 target);
+extern const converter paletted_converter; // to RGB24, or to Y8 where the colourmap is grey
+extern const converter dither_converter;   // RGB24 to the 3-3-2 colourmap
+
+// One strip by itself, outside of every sequence.
+inline u32 convert_one_strip(const converter &which, u32 hInImage, u32 hOutImage) {
+    return convert_strip(which.operation, hInImage, hOutImage, &which);
+}
+
+} // namespace viq

@@ -1,0 +1,162 @@
+// The DIB route: every strip goes through one or two converters to the bitmap's depth, and its
+// lines are then stored bottom-up, padded to 4 bytes. A picture held as one strip becomes the whole
+// DIB; smaller strips each stand bottom-up by themselves, to be placed from the bitmap's end.
+#include "convert/dib.h"
+
+#include <cstring>
+
+#include "convert/converter.h"
+#include "core/image.h"
+#include "core/report.h"
+
+namespace viq {
+
+namespace {
+
+constexpr const char *name = "VIQ_image_convert";
+constexpr u32 dib_alignment = 4;
+constexpr format_set grey = formats(VIQ_Y8, VIQ_Y16);
+
+strip_sequence sequence;
+
+verdict check_option(const strip_call &call);
+output_shape dib_shape(const strip_call &call);
+u32 complete_dib(const strip_call &call);
+u32 store_bottom_up(const strip_call &call);
+
+constexpr strip_operation operation = {
+    .name = name,
+    .worker_name = "VIQ_image_convert_1_strip",
+    .sequence = &sequence,
+    .refuse = check_option,
+    .accept = nullptr,
+    .shape = dib_shape,
+    .complete = complete_dib,
+    .process = store_bottom_up,
+};
+
+u32 option_of(const strip_call &call);
+u16 dib_format(const tVIQ_Image &in, u32 option);
+u32 convert_step(u32 hIn, u32 hOut, u16 target);
+u16 next_format(const tVIQ_Image &in, u16 target);
+void copy_upside_down(const tVIQ_Image &from, tVIQ_Image &to);
+
+} // namespace
+
+u32 convert_to_dib(u32 hInImage, u32 hOutImage, u32 option, u16 command) {
+    return run_conversion(operation, hInImage, hOutImage, command, &option);
+}
+
+namespace {
+
+u32 option_of(const strip_call &call) {
+    return *static_cast<const u32 *>(call.arguments);
+}
+
+verdict check_option(const strip_call &call) {
+    switch (option_of(call)) {
+    case 0:
+    case 8:
+    case 16:
+    case 24:
+    case 32:
+        return proceed;
+    default:
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported DIB option"));
+    }
+}
+
+output_shape dib_shape(const strip_call &call) {
+    return {dib_format(*call.in, option_of(call)), call.in->width, call.in->height};
+}
+
+u16 dib_format(const tVIQ_Image &in, u32 option) {
+    switch (option) {
+    case 8:
+        return VIQ_PALETTED;
+    case 16:
+        return VIQ_RGB15;
+    case 24:
+        return VIQ_BGR24;
+    case 32:
+        return VIQ_BGRX32;
+    default:
+        break;
+    }
+    const bool by_colourmap = contains(grey | formats(VIQ_PALETTED), in.pixel_format);
+    return by_colourmap ? u16{VIQ_PALETTED} : u16{VIQ_BGR24};
+}
+
+// Grey becomes the ramp, colour at 8 bits the 3-3-2 cube; a paletted picture keeps its colours.
+u32 complete_dib(const strip_call &call) {
+    constexpr u16 grey_ramp = 2;
+    constexpr u16 colour_cube = 3;
+    call.out->line_alignment = dib_alignment;
+    if (call.out->pixel_format != VIQ_PALETTED || call.in->pixel_format == VIQ_PALETTED)
+        return success;
+    return VIQ_cmap_set_type(call.out_handle,
+                             contains(grey, call.in->pixel_format) ? grey_ramp : colour_cube);
+}
+
+u32 store_bottom_up(const strip_call &call) {
+    const scoped_image steps[2];
+    u32 current = call.in_handle;
+    for (unsigned n = 0; find_image(current)->pixel_format != call.out->pixel_format; ++n) {
+        const u32 next = steps[n % 2].handle;
+        if (is_error(next))
+            return next;
+        const u32 code = convert_step(current, next, call.out->pixel_format);
+        if (is_error(code))
+            return code;
+        current = next;
+    }
+    const tVIQ_Image &bottom_down = *find_image(current);
+    if (!has_lines(bottom_down, bottom_down.lines_per_strip))
+        return report_no_data(call.operation->worker_name);
+    const u32 code = renew_strip(call.out_handle);
+    if (is_error(code))
+        return code;
+    copy_upside_down(bottom_down, *call.out);
+    return success;
+}
+
+// One converter on the way to the target. Grey bytes already are indices into the grey ramp.
+u32 convert_step(u32 hIn, u32 hOut, u16 target) {
+    const tVIQ_Image &in = *find_image(hIn);
+    if (target == VIQ_PALETTED && in.pixel_format == VIQ_Y8) {
+        const u32 code = VIQ_image_copy(hIn, hOut);
+        return is_error(code) ? code : VIQ_image_set_parameter(hOut, VIQ_IMAGE_TYPE, VIQ_PALETTED);
+    }
+    if (in.pixel_format == VIQ_PALETTED)
+        return convert_one_strip(paletted_converter, hIn, hOut);
+    const u16 next = next_format(in, target);
+    if (next == VIQ_PALETTED)
+        return convert_one_strip(dither_converter, hIn, hOut);
+    const converter *which =
+        in.pixel_format == VIQ_YUV422 ? yuv422_converter(next) : packed_converter(next);
+    return convert_one_strip(*which, hIn, hOut);
+}
+
+// The target itself where a converter leads there, else RGB24 as the stop on the way.
+u16 next_format(const tVIQ_Image &in, u16 target) {
+    if (target == VIQ_PALETTED) {
+        if (contains(grey, in.pixel_format))
+            return VIQ_Y8;
+        return in.pixel_format == VIQ_RGB24 ? u16{VIQ_PALETTED} : u16{VIQ_RGB24};
+    }
+    if (in.pixel_format == VIQ_YUV422)
+        return target;
+    const bool direct = contains(packed_converter(target)->accepted, in.pixel_format);
+    return direct || in.pixel_format == VIQ_RGB24 ? target : u16{VIQ_RGB24};
+}
+
+void copy_upside_down(const tVIQ_Image &from, tVIQ_Image &to) {
+    const std::size_t line = from.bytes_per_line - from.skip_bytes;
+    for (std::size_t n = 0; n < to.lines_per_strip; ++n)
+        std::memcpy(to.data + (to.lines_per_strip - 1 - n) * to.bytes_per_line,
+                    from.data + n * from.bytes_per_line, line);
+}
+
+} // namespace
+
+} // namespace viq

@@ -1,0 +1,71 @@
+#include "convert/hue_table.h"
+
+#include <cmath>
+#include <numbers>
+
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr u32 table_size = 65536;
+constexpr int grey_radius = 6; // |u| and |v| up to here count as grey, with a hue of its own
+
+std::vector<u16> hues;
+
+double angle_of(int u, int v);
+double degrees_of(double angle);
+
+} // namespace
+
+u32 VIQ_CK_generate_UV_to_hue_LUT(void) {
+    constexpr const char *name = "VIQ_CK_generate_UV_to_hue_LUT";
+    if (!try_resize(hues, table_size))
+        return report(name, VIQ_ERR_MEMORY, "");
+    for (u32 i = 0; i < table_size; ++i) {
+        const int u = static_cast<int>(i >> 8) - 128;
+        const int v = static_cast<int>(i & 255) - 128;
+        hues[i] = static_cast<u16>(degrees_of(angle_of(u, v)));
+        if (hues[i] > 359)
+            return report(name, VIQ_ERR_INTERNAL, "Hue out of range");
+    }
+    return success;
+}
+
+u32 VIQ_CK_destroy_UV_to_hue_LUT(void) {
+    std::vector<u16>().swap(hues);
+    return success;
+}
+
+namespace viq {
+
+u32 need_hue_table(const u16 *&table) {
+    const u32 code = hues.empty() ? VIQ_CK_generate_UV_to_hue_LUT() : success;
+    table = hues.data();
+    return code;
+}
+
+} // namespace viq
+
+namespace {
+
+// Radians from 0 up; near-grey colours lie at 300 degrees.
+double angle_of(int u, int v) {
+    constexpr double pi = std::numbers::pi;
+    if (std::abs(u) <= grey_radius && std::abs(v) <= grey_radius)
+        return 2 * pi - pi / 3;
+    const double angle = std::atan2(static_cast<double>(v), static_cast<double>(u));
+    return angle < 0 ? angle + 2 * pi : angle;
+}
+
+// Rounded to whole degrees and turned by 120, so that red lies near 0.
+double degrees_of(double angle) {
+    double degrees = angle * 180 / std::numbers::pi + 0.5;
+    if (degrees < 0 || degrees > 359.4)
+        degrees = 0;
+    degrees -= 120;
+    return degrees < 0 ? degrees + 360 : degrees;
+}
+
+} // namespace

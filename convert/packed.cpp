@@ -1,0 +1,155 @@
+// Converters to the packed RGB orders, grey and CMYK.
+#include <algorithm>
+#include <iterator>
+
+#include "convert/converter.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+u32 packed(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
+    return run(*packed_converter(target), hInImage, hOutImage, command);
+}
+
+} // namespace
+
+u32 VIQ_convert_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_RGBX32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_BGRX32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_XBGR32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_XRGB32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_RGB24, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_BGR24, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_RGB16, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_RGB15, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_RGB8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_RGB8, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_Y8, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_Y16(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_Y16, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_CMYK32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return packed(VIQ_CMYK32, hInImage, hOutImage, wStripCommand);
+}
+
+namespace {
+
+output_shape wide_grey(const strip_call &call);
+u32 convert_to_wide_grey(const strip_call &call);
+
+constexpr format_set packed_16 = formats(VIQ_RGB15, VIQ_RGB16);
+constexpr format_set packed_24 = formats(VIQ_RGB24, VIQ_BGR24);
+constexpr format_set packed_32 = formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32);
+constexpr format_set grey = formats(VIQ_Y8, VIQ_Y16);
+// BGR24 and XRGB32 have no way to the 32-bit orders.
+constexpr format_set to_32 = grey | packed_16 | formats(VIQ_RGB24) | packed_32;
+
+strip_sequence sequences[VIQ_RGGB32];
+
+constexpr converter make_packed(const char *name, const char *worker_name, u16 target,
+                                format_set accepted) {
+    return make_converter(name, worker_name, sequences[target], target, accepted);
+}
+
+constexpr converter make_y8() {
+    converter made = make_packed(VIQ_NAMES(VIQ_convert_to_Y8), VIQ_Y8,
+                                 formats(VIQ_Y16, VIQ_YUV422) | packed_16 | packed_24 | packed_32);
+    made.operation.corrupt = "Corrupt images";
+    return made;
+}
+
+constexpr converter make_y16() {
+    converter made = make_packed(VIQ_NAMES(VIQ_convert_to_Y16), VIQ_Y16, formats(VIQ_Y8));
+    made.operation.shape = wide_grey;
+    made.operation.process = convert_to_wide_grey;
+    return made;
+}
+
+constexpr converter make_cmyk32() {
+    converter made =
+        make_packed(VIQ_NAMES(VIQ_convert_to_CMYK32), VIQ_CMYK32, formats(VIQ_PALETTED));
+    made.refusal = "Only paletted input images currently supported";
+    return made;
+}
+
+constexpr converter packed_converters[] = {
+    make_packed(VIQ_NAMES(VIQ_convert_to_RGBX32), VIQ_RGBX32, to_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_BGRX32), VIQ_BGRX32, to_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_XBGR32), VIQ_XBGR32, to_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_XRGB32), VIQ_XRGB32, to_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_RGB24), VIQ_RGB24,
+                grey | packed_16 | packed_24 | packed_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_BGR24), VIQ_BGR24,
+                grey | packed_16 | packed_24 | packed_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_RGB16), VIQ_RGB16,
+                grey | formats(VIQ_RGB8) | packed_16 | packed_24 | packed_32),
+    // RGB16 is refused although the row kernel exists.
+    make_packed(VIQ_NAMES(VIQ_convert_to_RGB15), VIQ_RGB15, grey | packed_24 | packed_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_RGB8), VIQ_RGB8, formats(VIQ_Y8, VIQ_RGB24)),
+    make_y8(),
+    make_y16(),
+    make_cmyk32(),
+};
+
+} // namespace
+
+namespace viq {
+
+const converter *packed_converter(u16 target) {
+    const auto *found =
+        std::find_if(std::begin(packed_converters), std::end(packed_converters),
+                     [target](const converter &row) { return row.target == target; });
+    return found != std::end(packed_converters) ? found : nullptr;
+}
+
+} // namespace viq
+
+namespace {
+
+// The output keeps the data width that it was given; without one grey stays 8 bits wide.
+output_shape wide_grey(const strip_call &call) {
+    output_shape shape = same_size(call);
+    shape.data_width =
+        call.out != nullptr && call.out->data_width != 0 ? call.out->data_width : u16{8};
+    return shape;
+}
+
+u32 convert_to_wide_grey(const strip_call &call) {
+    if (call.out->data_width < 8)
+        return report(call.operation->worker_name, VIQ_ERR_PARAMETER,
+                      "Grayscale data width must be 8 or more");
+    return convert_lines(call);
+}
+
+} // namespace

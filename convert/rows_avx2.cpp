@@ -1,0 +1,367 @@
+// Row kernels for AVX2. This source is the only one of the converters compiled for that set, and
+// nothing in it is visible outside but its table.
+#include "convert/planes_avx2.h"
+#include "convert/row_tables.h"
+
+namespace viq {
+
+namespace {
+
+// Runs a worker over blocks of 32 pixels. What is left at the end of the row passes through copies,
+// so that the worker always has a whole block and the row's neighbours are never touched.
+template <u32 source_size, u32 target_size, class Block>
+inline void run_blocks(const u8 *source, u8 *target, u32 pixels, bool keeps_target, Block convert) {
+    for (; pixels >= block; pixels -= block) {
+        convert(source, target);
+        source += block * source_size;
+        target += block * target_size;
+    }
+    if (pixels == 0)
+        return;
+    u8 source_copy[block * source_size] = {};
+    u8 target_copy[block * target_size];
+    std::memcpy(source_copy, source, pixels * source_size);
+    if (keeps_target)
+        std::memcpy(target_copy, target, pixels * target_size);
+    convert(source_copy, target_copy);
+    std::memcpy(target, target_copy, pixels * target_size);
+}
+
+template <u16 format> VIQ_FORMULA planes load(const u8 *source, const row_options &options) {
+    if constexpr (format == VIQ_Y8) {
+        const bytes32 grey = load32(source);
+        return {grey, grey, grey};
+    } else if constexpr (format == VIQ_Y16) {
+        const bytes32 grey = load_y16(source, options.shift);
+        return {grey, grey, grey};
+    } else if constexpr (format == VIQ_RGB15) {
+        const words2 words = load_words(source);
+        return {bytes_right<7>(words), bytes_right<2>(words), low_bytes_left3(words)};
+    } else if constexpr (format == VIQ_RGB16) {
+        const words2 words = load_words(source);
+        return {bytes_right<8>(words), bytes_right<3>(words), low_bytes_left3(words)};
+    } else if constexpr (format == VIQ_YUV422) {
+        return load_yuv(source);
+    } else if constexpr (order_of(format).size == 3) {
+        return load_three<format>(source);
+    } else {
+        return load_four<format>(source);
+    }
+}
+
+template <u16 format>
+VIQ_FORMULA void store(u8 *target, const planes &p, const row_options &options) {
+    if constexpr (format == VIQ_Y8)
+        store32(target, luminance(p));
+    else if constexpr (format == VIQ_RGB8)
+        store32(target, pack_rgb8(p));
+    else if constexpr (format == VIQ_RGB15)
+        store_words(target, pack_rgb15(p));
+    else if constexpr (format == VIQ_RGB16)
+        store_words(target, pack_rgb16(p));
+    else if constexpr (format == VIQ_YUV422)
+        store_yuv(target, p);
+    else if constexpr (order_of(format).size == 3)
+        store_three<format>(target, p);
+    else
+        store_four<format>(target, p, options.keep_spare);
+}
+
+// ---- Pairs of formats with a shorter way than a load and a store
+
+// The place, in a source pixel, of the component at a place of a target pixel.
+template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_place(u32 place) {
+    constexpr byte_order from = order_of(input);
+    constexpr byte_order to = order_of(output);
+    if (place == to.spare)
+        return no_byte;
+    return place == to.red ? from.red : place == to.green ? from.green : from.blue;
+}
+
+// Eight pixels of three or four bytes a pixel to four. The second half of eight pixels of three
+// bytes is read from four bytes before it, so that nothing behind them is touched.
+template <u16 input, u16 output> VIQ_FORMULA bytes32 reorder_eight(const u8 *source) {
+    constexpr u32 size = order_of(input).size;
+    constexpr u32 early = 16 - 4 * size;
+    static constexpr lane_bytes lane0 = lane_of(
+        [](u32 place) { return (place / 4 * size + source_place<input, output>(place % 4)); });
+    static constexpr lane_bytes lane1 = lane_of([](u32 place) {
+        return (place / 4 * size + early + source_place<input, output>(place % 4));
+    });
+    if constexpr (size == 4)
+        return _mm256_shuffle_epi8(load32(source), both_lanes(lane0));
+    else
+        return _mm256_shuffle_epi8(load_lanes(source, source + 4 * size - early),
+                                   load_lanes(lane0.at, lane1.at));
+}
+
+template <u16 input, u16 output>
+VIQ_FORMULA void reorder_to_four(const u8 *source, u8 *target, bool keep_spare) {
+    for (u32 n = 0; n < 4; n++, source += 8 * order_of(input).size, target += 32) {
+        bytes32 pixels = reorder_eight<input, output>(source);
+        if (keep_spare)
+            pixels = with_spare<output>(pixels, load32(target));
+        store32(target, pixels);
+    }
+}
+
+// Piece n of the source gives 12 bytes, which end 12 (n + 1) bytes into the target: they are turned
+// round in their register to where they stand there.
+template <u16 input, u16 output, u32 n> VIQ_FORMULA bytes32 twelve_in_place(const u8 *source) {
+    static constexpr lane_bytes order = lane_of([](u32 place) {
+        const u32 byte = (place + 4 * n) % 16;
+        return byte < 12 ? byte / 3 * 4 + source_place<input, output>(byte % 3) : no_byte;
+    });
+    return _mm256_shuffle_epi8(load_piece<4>(source, n), both_lanes(order));
+}
+
+template <u16 input, u16 output>
+VIQ_FORMULA void reorder_four_to_three(const u8 *source, u8 *target) {
+    const bytes32 a = twelve_in_place<input, output, 0>(source);
+    const bytes32 b = twelve_in_place<input, output, 1>(source);
+    const bytes32 c = twelve_in_place<input, output, 2>(source);
+    const bytes32 d = twelve_in_place<input, output, 3>(source);
+    store_piece<3>(target, 0, _mm256_blend_epi32(a, b, 0x88));
+    store_piece<3>(target, 1, _mm256_blend_epi32(b, c, 0xCC));
+    store_piece<3>(target, 2, _mm256_blend_epi32(c, d, 0xEE));
+}
+
+template <u32 n> VIQ_FORMULA bytes32 tripled(bytes32 grey) {
+    static constexpr lane_bytes order = lane_of([](u32 place) { return (16 * n + place) / 3; });
+    return _mm256_shuffle_epi8(grey, both_lanes(order));
+}
+
+VIQ_FORMULA void grey_to_three(bytes32 grey, u8 *target) {
+    store_piece<3>(target, 0, tripled<0>(grey));
+    store_piece<3>(target, 1, tripled<1>(grey));
+    store_piece<3>(target, 2, tripled<2>(grey));
+}
+
+VIQ_FORMULA words2 wide(const u8 *source) {
+    return interleave(load32(source), _mm256_setzero_si256());
+}
+
+VIQ_FORMULA void y8_to_y16(const u8 *source, u8 *target, u32 shift) {
+    const __m128i count = shift_count(shift);
+    const words2 grey = wide(source);
+    store_words(target, {_mm256_sll_epi16(grey.low, count), _mm256_sll_epi16(grey.high, count)});
+}
+
+template <i32 left> VIQ_FORMULA bytes32 field(bytes32 words, i32 mask) {
+    return _mm256_slli_epi16(_mm256_and_si256(words, splat16(mask)), left);
+}
+
+VIQ_FORMULA bytes32 rgb15_to_rgb16(bytes32 words) {
+    return _mm256_or_si256(field<1>(words, 0xFFE0), field<0>(words, 0x1F));
+}
+
+VIQ_FORMULA bytes32 rgb8_to_rgb16(bytes32 words) {
+    return _mm256_or_si256(_mm256_or_si256(field<8>(words, 0xE0), field<6>(words, 0x16)),
+                           field<3>(words, 0x03));
+}
+
+// ---- HSI
+
+// 255 less the quotient of 255 times the least component and the intensity, 0 for a black pixel.
+// Quotients stay below 65,026 and their fractions above 1/256, so that single precision is exact.
+VIQ_FORMULA __m256i quotients(__m128i least, __m128i intensity) {
+    const __m256 dividend =
+        _mm256_cvtepi32_ps(_mm256_mullo_epi32(_mm256_cvtepu8_epi32(least), _mm256_set1_epi32(255)));
+    const __m256i divisor = _mm256_max_epi32(_mm256_cvtepu8_epi32(intensity), _mm256_set1_epi32(1));
+    const __m256i quotient =
+        _mm256_cvttps_epi32(_mm256_div_ps(dividend, _mm256_cvtepi32_ps(divisor)));
+    return _mm256_and_si256(quotient, _mm256_set1_epi32(0xFF));
+}
+
+// Sixteen pixels of one lane.
+VIQ_FORMULA __m128i lane_saturation(__m128i least, __m128i intensity) {
+    const __m256i words =
+        _mm256_packus_epi32(quotients(least, intensity),
+                            quotients(_mm_srli_si128(least, 8), _mm_srli_si128(intensity, 8)));
+    const __m256i in_order = _mm256_permute4x64_epi64(words, 0xD8);
+    const __m128i quotient =
+        _mm_packus_epi16(_mm256_castsi256_si128(in_order), _mm256_extracti128_si256(in_order, 1));
+    const __m128i black = _mm_cmpeq_epi8(intensity, _mm_setzero_si128());
+    return _mm_andnot_si128(black, _mm_xor_si128(quotient, _mm_set1_epi8(-1)));
+}
+
+VIQ_FORMULA i16 pair_hue(const u8 *pair, const u16 *hue) {
+    return static_cast<i16>(hue[pair[1] << 8 | pair[3]]);
+}
+
+// The hues of eight pairs in the words of a lane.
+VIQ_FORMULA __m128i lane_hues(const u8 *pairs, const u16 *hue) {
+    return _mm_setr_epi16(pair_hue(pairs, hue), pair_hue(pairs + 4, hue), pair_hue(pairs + 8, hue),
+                          pair_hue(pairs + 12, hue), pair_hue(pairs + 16, hue),
+                          pair_hue(pairs + 20, hue), pair_hue(pairs + 24, hue),
+                          pair_hue(pairs + 28, hue));
+}
+
+VIQ_FORMULA void yuv_to_hsi(const u8 *source, u8 *target, const u16 *hue) {
+    const words2 pairs = load_words(source);
+    const bytes32 intensity = pack_words(low_bytes(pairs.low), low_bytes(pairs.high));
+    const planes p = load_yuv(source);
+    const bytes32 least = _mm256_min_epu8(_mm256_min_epu8(p.red, p.green), p.blue);
+    const __m128i low =
+        lane_saturation(_mm256_castsi256_si128(least), _mm256_castsi256_si128(intensity));
+    const __m128i high =
+        lane_saturation(_mm256_extracti128_si256(least, 1), _mm256_extracti128_si256(intensity, 1));
+    const bytes32 saturation = _mm256_set_m128i(high, low);
+
+    const bytes32 of_pairs = _mm256_set_m128i(lane_hues(source + 32, hue), lane_hues(source, hue));
+    const words2 ranks = interleave(intensity, _mm256_setzero_si256());
+    const bytes32 darkest = splat16(darkest_hued);
+    const bytes32 unreliable = splat16(unreliable_hue);
+    const words2 hues = {_mm256_blendv_epi8(_mm256_unpacklo_epi16(of_pairs, of_pairs), unreliable,
+                                            _mm256_cmpgt_epi16(darkest, ranks.low)),
+                         _mm256_blendv_epi8(_mm256_unpackhi_epi16(of_pairs, of_pairs), unreliable,
+                                            _mm256_cmpgt_epi16(darkest, ranks.high))};
+    const words2 rest = interleave(saturation, intensity);
+    store_piece<4>(target, 0, _mm256_unpacklo_epi16(hues.low, rest.low));
+    store_piece<4>(target, 1, _mm256_unpackhi_epi16(hues.low, rest.low));
+    store_piece<4>(target, 2, _mm256_unpacklo_epi16(hues.high, rest.high));
+    store_piece<4>(target, 3, _mm256_unpackhi_epi16(hues.high, rest.high));
+}
+
+// ---- Rows
+
+VIQ_FORMULA constexpr bool is_grey(u16 format) {
+    return format == VIQ_Y8 || format == VIQ_Y16;
+}
+
+template <u16 input, u16 output>
+VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &options) {
+    constexpr byte_order from = order_of(input);
+    constexpr byte_order to = order_of(output);
+    if constexpr (from.size != 0 && to.size == 4) {
+        reorder_to_four<input, output>(source, target, options.keep_spare);
+    } else if constexpr (from.size == 4 && to.size == 3) {
+        reorder_four_to_three<input, output>(source, target);
+    } else if constexpr (is_grey(input) && output == VIQ_Y8) {
+        store32(target, load<input>(source, options).green);
+    } else if constexpr (is_grey(input) && to.size == 3) {
+        grey_to_three(load<input>(source, options).green, target);
+    } else if constexpr (input == VIQ_Y8 && output == VIQ_Y16) {
+        y8_to_y16(source, target, options.shift);
+    } else if constexpr (input == VIQ_Y8 && output == VIQ_YUV422) {
+        store_words(target, interleave(load32(source), splat8(128)));
+    } else if constexpr (input == VIQ_YUV422 && output == VIQ_Y8) {
+        store32(target, bytes_right<0>(load_words(source)));
+    } else if constexpr (input == VIQ_YUV422 && output == VIQ_HSI) {
+        yuv_to_hsi(source, target, options.hue);
+    } else if constexpr (input == VIQ_RGB15 && output == VIQ_RGB16) {
+        const words2 words = load_words(source);
+        store_words(target, {rgb15_to_rgb16(words.low), rgb15_to_rgb16(words.high)});
+    } else if constexpr (input == VIQ_RGB8 && output == VIQ_RGB16) {
+        const words2 words = wide(source);
+        store_words(target, {rgb8_to_rgb16(words.low), rgb8_to_rgb16(words.high)});
+    } else {
+        store<output>(target, load<input>(source, options), options);
+    }
+}
+
+template <u16 input, u16 output>
+void block_row(const u8 *source, u8 *target, u32 pixels, const row_options &given) {
+    const row_options options = given;
+    if constexpr (input == VIQ_YUV422 && output != VIQ_Y8)
+        pixels -= pixels % 2;
+    run_blocks<pixel_bytes(input), pixel_bytes(output)>(
+        source, target, pixels, options.keep_spare,
+        [&](const u8 *from, u8 *to) { convert_block<input, output>(from, to, options); });
+}
+
+template <u16 input>
+void to_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &options) {
+    const u32 paired = pixels - pixels % 2;
+    block_row<input, VIQ_YUV422>(source, target, paired, options);
+    if (paired != pixels) {
+        const rgb last = unpack<input>(source + std::size_t{paired} * pixel_bytes(input), options);
+        pack_yuv_pair(target + std::size_t{paired} * pixel_bytes(VIQ_YUV422), last, last);
+    }
+}
+
+// Paletted rows pass, part by part, through the colourmap's own layout, which is that of RGBX32.
+template <u16 output>
+void paletted_row(const u8 *source, u8 *target, u32 pixels, const row_options &options) {
+    static_assert(sizeof(tVIQ_Colour) == pixel_bytes(VIQ_RGBX32));
+    constexpr u32 part = 8 * block;
+    u8 colours[part * sizeof(tVIQ_Colour)];
+    const tVIQ_Colour *map = options.map;
+    while (pixels != 0) {
+        const u32 count = pixels < part ? pixels : part;
+        for (u32 n = 0; n < count; n++)
+            std::memcpy(colours + n * sizeof *map, map + source[n], sizeof *map);
+        if constexpr (output == VIQ_YUV422)
+            to_yuv_row<VIQ_RGBX32>(colours, target, count, options);
+        else
+            block_row<VIQ_RGBX32, output>(colours, target, count, options);
+        source += count;
+        target += count * pixel_bytes(output);
+        pixels -= count;
+    }
+}
+
+// Null where the plain kernel is as good: lookups of one value a pixel.
+template <u16 input, u16 output> constexpr row_kernel choose() {
+    if constexpr (input == VIQ_PALETTED && (output == VIQ_Y8 || output == VIQ_CMYK32))
+        return nullptr;
+    else if constexpr (input == VIQ_PALETTED)
+        return paletted_row<output>;
+    else if constexpr (output == VIQ_YUV422)
+        return to_yuv_row<input>;
+    else
+        return block_row<input, output>;
+}
+
+template <u16 input, u16 output> struct avx2_kernels {
+    static constexpr row_kernel kernel = choose<input, output>();
+};
+
+// ---- Bins
+
+// The low bytes of words, cut to a number of bits and moved to their place in the bin.
+struct bin_field {
+    __m128i right, left;
+};
+
+VIQ_FORMULA bin_field field_of(u32 bits, u32 left) {
+    return {shift_count(8 - bits), shift_count(left)};
+}
+
+VIQ_FORMULA bytes32 place_field(bytes32 words, const bin_field &at) {
+    return _mm256_sll_epi16(_mm256_srl_epi16(words, at.right), at.left);
+}
+
+VIQ_FORMULA words2 place_field(bytes32 plane, const bin_field &at, const words2 &others) {
+    const words2 words = interleave(plane, _mm256_setzero_si256());
+    return {_mm256_add_epi16(others.low, place_field(words.low, at)),
+            _mm256_add_epi16(others.high, place_field(words.high, at))};
+}
+
+template <u16 format> void bins_row(const u8 *source, u16 *bins, u32 pixels, const bin_rule &rule) {
+    const row_options options = {.shift = rule.shift};
+    const bin_field red = field_of(rule.red, rule.green + rule.blue);
+    const bin_field green = field_of(rule.green, rule.blue);
+    const bin_field blue = field_of(rule.blue, 0);
+    const bin_field grey = field_of(rule.grey, 0);
+    run_blocks<pixel_bytes(format), sizeof(u16)>(
+        source, reinterpret_cast<u8 *>(bins), pixels, false, [&](const u8 *from, u8 *to) {
+            const planes p = load<format>(from, options);
+            words2 sum = {_mm256_setzero_si256(), _mm256_setzero_si256()};
+            if constexpr (is_grey(format)) {
+                sum = place_field(p.green, grey, sum);
+            } else {
+                sum = place_field(p.red, red, sum);
+                sum = place_field(p.green, green, sum);
+                sum = place_field(p.blue, blue, sum);
+            }
+            store_words(to, sum);
+        });
+}
+
+} // namespace
+
+constexpr row_table avx2_rows =
+    make_rows<avx2_kernels>(bins_row<VIQ_RGB24>, bins_row<VIQ_Y8>, bins_row<VIQ_Y16>, all_slots());
+
+} // namespace viq

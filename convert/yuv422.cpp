@@ -1,0 +1,147 @@
+// Conversions out of and into YUV 4:2:2.
+#include <algorithm>
+#include <iterator>
+
+#include "convert/converter.h"
+#include "convert/pixel_formulas.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+u32 from_yuv422(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
+    return run(*yuv422_converter(target), hInImage, hOutImage, command);
+}
+
+} // namespace
+
+u32 VIQ_YUV422_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_RGB24, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_BGR24, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_RGBX32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_BGRX32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_XBGR32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_XRGB32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_RGB16, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_RGB15, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_Y8, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_HSI(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_HSI, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_YUV422(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return from_yuv422(VIQ_YUV422, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_CK_get_YUV_values_RGB(u16 wRed, u16 wGreen, u16 wBlue) {
+    const yuv value =
+        rgb_to_yuv({static_cast<u8>(wRed), static_cast<u8>(wGreen), static_cast<u8>(wBlue)});
+    return u32{value.v} << 16 | u32{value.u} << 8 | value.y;
+}
+
+namespace {
+
+verdict demand_even_yuv422(const strip_call &call);
+verdict accept_for_yuv422(const strip_call &call);
+output_shape whole_pairs(const strip_call &call);
+
+strip_sequence sequences[11];
+
+constexpr converter make_from_yuv422(const char *name, const char *worker_name,
+                                     strip_sequence &sequence, u16 target) {
+    converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
+    made.operation.refuse = demand_even_yuv422;
+    made.operation.accept = nullptr;
+    return made;
+}
+
+constexpr converter make_to_yuv422(strip_sequence &sequence) {
+    converter made = make_converter(
+        VIQ_NAMES(VIQ_convert_to_YUV422), sequence, VIQ_YUV422,
+        formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32));
+    made.operation.accept = accept_for_yuv422;
+    made.operation.shape = whole_pairs;
+    return made;
+}
+
+constexpr converter yuv422_converters[] = {
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGB24), sequences[0], VIQ_RGB24),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_BGR24), sequences[1], VIQ_BGR24),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGBX32), sequences[2], VIQ_RGBX32),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_BGRX32), sequences[3], VIQ_BGRX32),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_XBGR32), sequences[4], VIQ_XBGR32),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_XRGB32), sequences[5], VIQ_XRGB32),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGB16), sequences[6], VIQ_RGB16),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGB15), sequences[7], VIQ_RGB15),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_Y8), sequences[8], VIQ_Y8),
+    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_HSI), sequences[9], VIQ_HSI),
+    make_to_yuv422(sequences[10]),
+};
+
+} // namespace
+
+namespace viq {
+
+const converter *yuv422_converter(u16 target) {
+    const auto *found =
+        std::find_if(std::begin(yuv422_converters), std::end(yuv422_converters),
+                     [target](const converter &row) { return row.target == target; });
+    return found != std::end(yuv422_converters) ? found : nullptr;
+}
+
+} // namespace viq
+
+namespace {
+
+verdict demand_even_yuv422(const strip_call &call) {
+    const char *name = call.operation->name;
+    if (call.in->pixel_format != VIQ_YUV422)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Not 16 bit YUV 4:2:2"));
+    if (call.in->width % 2 != 0)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
+    return proceed;
+}
+
+verdict accept_for_yuv422(const strip_call &call) {
+    if (call.in->pixel_format == VIQ_YUV422 && call.in->width % 2 != 0)
+        return stop_with(report(call.operation->name, VIQ_ERR_UNSUPPORTED,
+                                "Only even width YUV422 images are supported"));
+    return copy_or_accept(call);
+}
+
+// An odd last column becomes a pair by itself.
+output_shape whole_pairs(const strip_call &call) {
+    output_shape shape = same_size(call);
+    if (shape.width % 2 != 0 && shape.width < UINT32_MAX)
+        ++shape.width;
+    return shape;
+}
+
+} // namespace
