@@ -146,9 +146,10 @@ bool owns_data(const tVIQ_Image &image) {
 }
 
 bool has_lines(const tVIQ_Image &image, u64 lines) {
-    if (image.data == nullptr)
+    const u64 size = lines * image.bytes_per_line;
+    if (image.data == nullptr || size > PTRDIFF_MAX)
         return false;
-    return !owns_data(image) || lines * image.bytes_per_line <= companion(image).buffer_size;
+    return !owns_data(image) || size <= companion(image).buffer_size;
 }
 
 void note_lock(tVIQ_Image &image) {

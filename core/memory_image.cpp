@@ -49,6 +49,8 @@ u8 *line_address(const tVIQ_Image &image, u32 line) {
 u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode) {
     if (hStrip == hMemory && find_image(hStrip) != nullptr)
         return refuse_same(write_name);
+    if (wMode != VIQ_STRIP_NEXT && wMode != VIQ_STRIP_FINISH)
+        return success;
     const memory_target target = {hMemory};
     return run_transfer(write_transfer, hStrip, wMode, &target);
 }
@@ -58,6 +60,8 @@ u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
         reading = {};
         return success;
     }
+    if (wMode != VIQ_STRIP_NEXT)
+        return success;
     if (hStrip == hMemory && find_image(hStrip) != nullptr)
         return refuse_same(read_name);
     u32 code = check_image(read_name, hMemory, "Corrupt input image");
@@ -70,9 +74,7 @@ u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
         code = begin_read_from_memory(hMemory, hStrip);
     else
         code = check_image(read_name, hStrip, "Corrupt output image");
-    if (is_error(code) || wMode != VIQ_STRIP_NEXT)
-        return code;
-    return hand_out_strip(memory, *find_image(hStrip), hStrip);
+    return is_error(code) ? code : hand_out_strip(memory, *find_image(hStrip), hStrip);
 }
 
 namespace viq {

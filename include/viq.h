@@ -1,6 +1,67 @@
 /**
  * @file viq.h
- * The interface of VIQ, a library for images in memory.
+ * The interface of VIQ, a library for images in memory: pixel formats and their conversion,
+ * colourmaps, strip-wise processing, image files.
+ *
+ * Images and handles. An image is an object inside the library, named by a handle from 1 to 65535
+ * that VIQ_image_create issues. 0 is never a handle. A handle that was never issued, or whose image
+ * is destroyed, is safe to pass: it gives an error.
+ *
+ * Strips. An image records the size of a whole picture, but its data buffer holds one strip of it:
+ * as many consecutive lines as VIQ_LINES_PER_STRIP says, top line first. Where the lines per strip
+ * equal the height, the image holds the picture whole. An operation takes a strip command:
+ * VIQ_STRIP_NEXT processes the current strip, VIQ_STRIP_FINISH abandons the sequence of strips. On
+ * the first strip the operation sets its output up: it copies the parameters of the input (file
+ * names, flags and colourmap included) and then sets what it changes. It counts lines, cuts the
+ * last strip to what is left of the height (the lines per strip of the caller's image become that
+ * number), and is ready for another picture after it. Line counts belong to the operation and not
+ * to the images: each operation has one sequence at a time. Images of 0 lines per strip pass only
+ * their parameters on. A picture of any size thus goes through a chain in little memory:
+ *
+ *     u32 in = VIQ_image_create(), grey = VIQ_image_create(), done;
+ *     VIQ_image_set_infilename(in, "colour.bmp");
+ *     VIQ_image_set_outfilename(in, "grey.bmp");           // the conversion copies it to grey
+ *     VIQ_image_set_parameter(in, VIQ_HEIGHT, 0);
+ *     VIQ_image_set_parameter(in, VIQ_LINES_PER_STRIP, 0); // no lines: read the header only
+ *     VIQ_image_read(in, 0, VIQ_STRIP_NEXT);
+ *     VIQ_image_set_parameter(in, VIQ_LINES_PER_STRIP, 64);
+ *     for (done = 0; done < VIQ_get_height(in); done += VIQ_get_lines_this_strip(in))
+ *         if (VIQ_IS_ERROR(VIQ_image_read(in, 0, VIQ_STRIP_NEXT)) ||
+ *             VIQ_IS_ERROR(VIQ_image_convert(in, grey, VIQ_Y8, 0, VIQ_STRIP_NEXT)) ||
+ *             VIQ_IS_ERROR(VIQ_image_write(grey, 0, VIQ_FILE_BMP, VIQ_STRIP_NEXT)))
+ *             break; // then end all three with VIQ_STRIP_FINISH
+ *
+ * A sequence that is left under way continues without its set-up when the operation is called
+ * again. Where the output of the continuing strip does not fit its input in format, width or
+ * height, the operation refuses it before it touches a pixel: 0x100b0000 "Sequence under way with
+ * another image".
+ *
+ * Lines. Line n starts n times VIQ_BYTES_PER_LINE bytes behind the start of the strip. A line is
+ * its pixels and then as many padding bytes as make it a multiple of VIQ_LINE_ALIGNMENT (2 in a new
+ * image). VIQ_image_check computes both; every operation calls it first. 1-bit images are the
+ * exception: their lines are ceiling(width / 8) bytes, back to back.
+ *
+ * Memory. The library allocates strips, filled with zeros, and frees or resizes only those. A
+ * caller may set a buffer of its own with VIQ_image_set_ptr: with VIQ_FLAG_LOCKED it stays the
+ * caller's for ever, whatever happens to the flag later, and its size is trusted; without the flag
+ * it passes to the library, which frees it with free() (VIQ_malloc_N_lines gives such memory).
+ * Pointers that the library returns stay its own unless the function says otherwise.
+ *
+ * Errors. A result above 0xFFFF is an error code: 0x10 in the top byte, the class in the second
+ * (VIQ_ERR_...), a detail in the low 16 bits. A failing function reports once through
+ * VIQ_ErrProcess, under its own name or, for the work on one strip, under its name followed by
+ * "_1_strip", and returns the code. Below, errors stand as code, message in double quotation marks,
+ * condition. These are common and not repeated at each function:
+ *   0x10040000 ""                   a handle names no image
+ *   0x10030000 "Null pointer"       a pointer or text is missing
+ *   0x10030000 "Input and output image are the same"   where the operation does not work in place
+ *   0x10040000 "Output image does not exist"           reported by the copying of parameters
+ *   0x10050000 "No image data"      there are pixels to process, but the image has no data for them
+ *   0x1006xxxx ""                   an allocation failed; xxxx are the low 16 bits of its size
+ *   the code of VIQ_image_check     with "Corrupt image": an image fails the check, which reports
+ *                                   it first under its own name; also for a missing input image
+ *
+ * Threads. There are none, and no locks: callers serialise all calls.
  */
 #ifndef VIQ_H
 #define VIQ_H
@@ -8,6 +69,7 @@
 #include <stdint.h>
 #include <stdio.h>
 
+/* Build the library itself with VIQ_BUILDING, and users of a Windows DLL with VIQ_DLL. */
 #if defined(_WIN32)
 #if defined(VIQ_BUILDING)
 #define VIQ_API __declspec(dllexport)
@@ -32,140 +94,173 @@ typedef uint32_t u32;
 typedef int16_t i16;
 typedef int32_t i32;
 
+/* ---- Constants ------------------------------------------------------------------------------ */
+
+/** Version of the interface; parameter VIQ_LIBRARY_VERSION gives the library's. */
 #define VIQ_VERSION 0x00042006u
 
+/** Tells an error code from an ordinary result. */
 #define VIQ_IS_ERROR(x) ((x) > 0xFFFFu)
 
-#define VIQ_ERR_OTHER 0x10010000u
-#define VIQ_ERR_INTERNAL 0x10020000u
-#define VIQ_ERR_PARAMETER 0x10030000u
-#define VIQ_ERR_HANDLE 0x10040000u
-#define VIQ_ERR_CORRUPT 0x10050000u
-#define VIQ_ERR_MEMORY 0x10060000u
-#define VIQ_ERR_UNSUPPORTED 0x10070000u
-#define VIQ_ERR_NO_HANDLES 0x10080000u
-#define VIQ_ERR_OPEN 0x10090000u
-#define VIQ_ERR_CLOSE 0x100a0000u
-#define VIQ_ERR_STATE 0x100b0000u
-#define VIQ_ERR_UNEXPECTED 0x100c0000u
-#define VIQ_ERR_SYSTEM 0x100d0000u
+/* Error classes: a code with its low 16 bits cleared. */
+#define VIQ_ERR_OTHER 0x10010000u       /**< a code of another library or of the platform */
+#define VIQ_ERR_INTERNAL 0x10020000u    /**< internal error */
+#define VIQ_ERR_PARAMETER 0x10030000u   /**< bad parameter */
+#define VIQ_ERR_HANDLE 0x10040000u      /**< invalid handle */
+#define VIQ_ERR_CORRUPT 0x10050000u     /**< corrupt image */
+#define VIQ_ERR_MEMORY 0x10060000u      /**< memory allocation failed */
+#define VIQ_ERR_UNSUPPORTED 0x10070000u /**< not supported */
+#define VIQ_ERR_NO_HANDLES 0x10080000u  /**< run out of handles */
+#define VIQ_ERR_OPEN 0x10090000u        /**< open failed */
+#define VIQ_ERR_CLOSE 0x100a0000u       /**< close failed, or not every byte reached the file */
+#define VIQ_ERR_STATE 0x100b0000u       /**< invalid state */
+#define VIQ_ERR_UNEXPECTED 0x100c0000u  /**< unexpected condition or character */
+#define VIQ_ERR_SYSTEM 0x100d0000u      /**< system call failed */
 
-#define VIQ_ALL_IMAGES 0x10001u
-#define VIQ_ANY_IMAGE 0x10002u
+#define VIQ_ALL_IMAGES 0x10001u /**< as a handle: every image */
+#define VIQ_ANY_IMAGE 0x10002u  /**< as a handle to VIQ_image_destroy: is any image left? */
 
+/** The height of a new image, which tells readers that the size is not yet known. */
 #define VIQ_HEIGHT_UNKNOWN 32767u
 
-enum { VIQ_STRIP_NEXT = 3, VIQ_STRIP_FINISH = 4 };
-
+/** Strip commands, also called modes. */
 enum {
-    VIQ_Y1 = 1,
-    VIQ_Y8 = 2,
-    VIQ_PALETTED = 3,
-    VIQ_RGB8 = 4,
-    VIQ_RGB15 = 5,
-    VIQ_RGB16 = 6,
-    VIQ_RGB24 = 7,
-    VIQ_BGR24 = 8,
-    VIQ_RGBX32 = 9,
-    VIQ_BGRX32 = 10,
-    VIQ_XBGR32 = 11,
-    VIQ_YUV422 = 12,
-    VIQ_CMYK32 = 13,
-    VIQ_Y16 = 14,
-    VIQ_XRGB32 = 15,
-    VIQ_RGGB32 = 16,
-    VIQ_Y64 = 17,
-    VIQ_JPEG_WORK100 = 100,
-    VIQ_JPEG_WORK101 = 101,
-    VIQ_JPEG_WORK102 = 102,
-    VIQ_WORK103 = 103,
-    VIQ_WORK104 = 104,
-    VIQ_RGB24_OR_Y8 = 105,
-    VIQ_YUV411 = 106,
-    VIQ_HSI = 108
+    VIQ_STRIP_NEXT = 3,  /**< process the current strip */
+    VIQ_STRIP_FINISH = 4 /**< abandon or finish the sequence */
 };
 
+/**
+ * Pixel formats, the values of parameter VIQ_IMAGE_TYPE. 16-bit pixels are words in the byte order
+ * of the machine, except VIQ_YUV422. X is a byte without meaning.
+ */
 enum {
-    VIQ_IMAGE_TYPE = 10,
-    VIQ_WIDTH = 11,
-    VIQ_HEIGHT = 12,
-    VIQ_PIXEL_DEPTH = 13,
-    VIQ_LINES_PER_STRIP = 14,
-    VIQ_BYTES_PER_LINE = 15,
-    VIQ_PARAM_16 = 16,
-    VIQ_DATA_WIDTH = 17,
-    VIQ_PARAM_18 = 18,
-    VIQ_PARAM_19 = 19,
-    VIQ_NUM_COLOURS = 20,
-    VIQ_JPEG_PARAM = 21,
-    VIQ_LIBRARY_VERSION = 22,
-    VIQ_PARAM_23 = 23,
-    VIQ_LINE_ALIGNMENT = 24,
-    VIQ_PARAM_25 = 25,
-    VIQ_COMPONENTS = 26
+    VIQ_Y1 = 1,       /**< 1 bit: black and white */
+    VIQ_Y8 = 2,       /**< grey byte */
+    VIQ_PALETTED = 3, /**< index byte into the colourmap */
+    VIQ_RGB8 = 4,     /**< byte: red in bits 7-5, green in 4-2, blue in 1-0 */
+    VIQ_RGB15 = 5,    /**< word: red in bits 14-10, green in 9-5, blue in 4-0 */
+    VIQ_RGB16 = 6,    /**< word: red in bits 15-11, green in 10-5, blue in 4-0 */
+    VIQ_RGB24 = 7,    /**< bytes R, G, B */
+    VIQ_BGR24 = 8,    /**< bytes B, G, R */
+    VIQ_RGBX32 = 9,   /**< bytes R, G, B, X */
+    VIQ_BGRX32 = 10,  /**< bytes B, G, R, X */
+    VIQ_XBGR32 = 11,  /**< bytes X, B, G, R */
+    VIQ_YUV422 = 12,  /**< bytes Y0, U, Y1, V for two pixels; 128 in U and V is no colour */
+    VIQ_CMYK32 = 13,  /**< bytes C, M, Y, K */
+    VIQ_Y16 = 14,     /**< grey word, of which as many low bits count as VIQ_DATA_WIDTH says */
+    VIQ_XRGB32 = 15,  /**< bytes X, R, G, B */
+    VIQ_RGGB32 = 16,  /**< colour-filter mosaic: 1 byte a pixel, though 32 bits are recorded */
+    VIQ_Y64 = 17,     /**< 64-bit sample, in lines of 2 bytes a pixel */
+    VIQ_JPEG_WORK100 = 100, /**< working format, 4 bytes a pixel */
+    VIQ_JPEG_WORK101 = 101, /**< working format, 8 bytes a pixel */
+    VIQ_JPEG_WORK102 = 102, /**< working format, 8 bytes a pixel */
+    VIQ_WORK103 = 103,      /**< working format, 2 bytes a pixel */
+    VIQ_WORK104 = 104,      /**< working format, 4 bytes a pixel */
+    VIQ_RGB24_OR_Y8 = 105,  /**< no format of an image: a wish to VIQ_image_convert */
+    VIQ_YUV411 = 106,       /**< JPEG colour sampled 4:1:1 */
+    VIQ_HSI = 108           /**< word: hue in degrees, 0 to 359; then bytes saturation, intensity */
 };
 
+/** Parameters of an image. */
 enum {
-    VIQ_PTR_DATA = 100,
-    VIQ_PTR_CMAP = 101,
-    VIQ_PTR_JPEG_DATA = 102,
-    VIQ_PTR_JPEG_DATA2 = 103,
-    VIQ_PTR_IMAGE = 104,
-    VIQ_PTR_JPEG = 105,
-    VIQ_PTR_JPEG_ID = 106
+    VIQ_IMAGE_TYPE = 10,      /**< pixel format; setting it sets the depth that belongs to it */
+    VIQ_WIDTH = 11,           /**< pixels a line */
+    VIQ_HEIGHT = 12,          /**< lines of the whole picture */
+    VIQ_PIXEL_DEPTH = 13,     /**< bits a pixel */
+    VIQ_LINES_PER_STRIP = 14, /**< lines in the data buffer */
+    VIQ_BYTES_PER_LINE = 15,  /**< from the start of one line to the next; see VIQ_image_check */
+    VIQ_PARAM_16 = 16,        /**< stored and returned */
+    VIQ_DATA_WIDTH = 17,      /**< significant bits of a sample */
+    VIQ_PARAM_18 = 18,        /**< stored and returned; the check makes 0 and 1 to 1 */
+    VIQ_PARAM_19 = 19,        /**< stored and returned; 1 in a new image */
+    VIQ_NUM_COLOURS = 20,     /**< entries of the colourmap in use */
+    VIQ_JPEG_PARAM = 21,      /**< a field of the JPEG record */
+    VIQ_LIBRARY_VERSION = 22, /**< read-only, with any handle: VIQ_VERSION after VIQ_Init */
+    VIQ_PARAM_23 = 23,        /**< stored and returned */
+    VIQ_LINE_ALIGNMENT = 24,  /**< lines are padded to a multiple of so many bytes */
+    VIQ_PARAM_25 = 25,        /**< stored and returned */
+    VIQ_COMPONENTS = 26       /**< read-only: 3 for RGB8, RGB15, RGB16 and YUV422, 1 for Y16, else
+                                   the depth divided by 8 */
 };
 
-#define VIQ_FLAG_LOCKED 0x1u
-#define VIQ_FLAG_2 0x2u
-#define VIQ_FLAG_DIB 0x4u
-#define VIQ_FLAG_USE_LUT 0x10u
-#define VIQ_FLAG_20 0x20u
-#define VIQ_FLAG_DITHER 0x80u
-#define VIQ_FLAG_100 0x100u
-
+/** Pointers of an image. */
 enum {
-    VIQ_FILE_MEMORY = 1,
-    VIQ_FILE_TIFF = 3,
-    VIQ_FILE_TGA = 5,
-    VIQ_FILE_JPEG = 8,
-    VIQ_FILE_EPS = 9,
-    VIQ_FILE_BMP = 10,
-    VIQ_FILE_RAW = 11,
-    VIQ_FILE_WAVELET = 12
+    VIQ_PTR_DATA = 100,       /**< the strip buffer */
+    VIQ_PTR_CMAP = 101,       /**< the colourmap, 256 tVIQ_Colour */
+    VIQ_PTR_JPEG_DATA = 102,  /**< first data pointer of the JPEG record */
+    VIQ_PTR_JPEG_DATA2 = 103, /**< second data pointer of the JPEG record */
+    VIQ_PTR_IMAGE = 104,      /**< the image object itself, a tVIQ_Image */
+    VIQ_PTR_JPEG = 105,       /**< the JPEG record, a struct Tjpeg */
+    VIQ_PTR_JPEG_ID = 106     /**< the 32 bytes of identification in the JPEG record */
 };
 
+/* Flags of an image. */
+#define VIQ_FLAG_LOCKED 0x1u   /**< the data buffer is the caller's: never freed, moved, replaced */
+#define VIQ_FLAG_2 0x2u        /**< cleared on the output by every conversion */
+#define VIQ_FLAG_DIB 0x4u      /**< VIQ_image_convert makes a DIB; cleared with each format set */
+#define VIQ_FLAG_USE_LUT 0x10u /**< VIQ_image_convert goes by lookup tables where it has them */
+#define VIQ_FLAG_20 0x20u      /**< field order of interlaced video */
+#define VIQ_FLAG_DITHER 0x80u  /**< VIQ_image_convert refuses it */
+#define VIQ_FLAG_100 0x100u    /**< a wavelet image: the data is a wavelet record */
+
+/** File formats. */
+enum {
+    VIQ_FILE_MEMORY = 1,  /**< a memory image, named by its handle */
+    VIQ_FILE_TIFF = 3,    /**< TIFF */
+    VIQ_FILE_TGA = 5,     /**< TGA; 6 and 7 mean the same to VIQ_image_write */
+    VIQ_FILE_JPEG = 8,    /**< JPEG */
+    VIQ_FILE_EPS = 9,     /**< EPS */
+    VIQ_FILE_BMP = 10,    /**< Windows bitmap */
+    VIQ_FILE_RAW = 11,    /**< bare pixels, write only */
+    VIQ_FILE_WAVELET = 12 /**< the library's own wavelet stream */
+};
+
+/* ---- Records -------------------------------------------------------------------------------- */
+
+/** What receives failures: module (1 is the library), function, code, message, never null. */
 typedef u32 (*VIQ_ErrHandler)(u32 dwModule, const char *pszFunction, u32 dwCode,
                               const char *pszMessage);
 
+/** The error record of a module. */
 typedef struct {
-    u32 version, last_code, other_code;
+    u32 version;    /**< of the library, once VIQ_Init has run */
+    u32 last_code;  /**< last code that the default handler showed */
+    u32 other_code; /**< code of another library that it has not shown yet, or 0 */
     VIQ_ErrHandler handler;
 } tVIQ_ErrRecord;
 
+/** Entry of a colourmap, which has 256. */
 typedef struct {
-    u8 red, green, blue, spare;
+    u8 red, green, blue;
+    u8 spare; /**< neither read nor written */
 } tVIQ_Colour;
 
+/** One quantised colour. */
 typedef struct {
-    u32 value, occurrences, index;
+    u32 value;       /**< the components' kept high bits: red above green above blue; or grey */
+    u32 occurrences; /**< pixels of that colour */
+    u32 index;       /**< entry of the colourmap, all ones without one */
 } tVIQ_CmapBin;
 
+/** The colourmap record: how VIQ_cmap_generate counts colours, and what it has found. */
 typedef struct {
     tVIQ_CmapBin bins[4096];
-    u32 bin_count;
-    u8 red_bits, green_bits, blue_bits, grey_bits;
-    u16 colours_to_generate;
-    u32 distinct_colours;
-    u16 coverage;
+    u32 bin_count;                      /**< bins in use */
+    u8 red_bits, green_bits, blue_bits; /**< bits that a bin keeps, 4 each at first */
+    u8 grey_bits;                       /**< the same for grey images, 8 at first */
+    u16 colours_to_generate;            /**< entries that the last generation added */
+    u32 distinct_colours;               /**< bins that the last generation found not empty */
+    u16 coverage;                       /**< percentage of pixels with an entry of their own */
     u16 spare[2];
 } tVIQ_CmapInfo;
 
 struct Tjpeg;
 
+/** The image object. Reading it is safe; change it through the functions. */
 typedef struct {
-    u16 pixel_format;
+    u16 pixel_format; /**< 0: not yet set */
     u16 data_width;
-    char spare_text[128];
+    char spare_text[128]; /**< zero-terminated, as are the names */
     char infilename[128];
     char outfilename[128];
     u32 width;
@@ -173,154 +268,750 @@ typedef struct {
     u16 bits_per_pixel;
     u32 line_alignment;
     u32 param_25;
-    u32 skip_bytes;
+    u32 skip_bytes; /**< padding at the end of each line */
     u32 param_18;
     u32 param_19;
-    u8 *data;
-    u32 data_companion;
+    u8 *data;           /**< the current strip */
+    u32 data_companion; /**< goes with the data when it moves */
     u32 param_16;
     u32 flags;
     u16 num_colours;
-    tVIQ_Colour *colourmap;
-    tVIQ_CmapInfo *cmap_info;
+    tVIQ_Colour *colourmap;   /**< 256 entries */
+    tVIQ_CmapInfo *cmap_info; /**< null without one */
     u32 lines_per_strip;
     u32 bytes_per_line;
     u16 param_23;
-    struct Tjpeg *jpeg;
+    struct Tjpeg *jpeg; /**< null for an ordinary image */
 } tVIQ_Image;
 
+/** A command line, taken apart by VIQ_Util_ParseCommand. */
 typedef struct {
-    u32 argc, options, plains;
-    char program[128];
+    u32 argc;          /**< as given */
+    u32 options;       /**< arguments that start with "-" */
+    u32 plains;        /**< the others, without the program's name */
+    char program[128]; /**< zero-terminated, as are the slots */
     char option[3][128];
     char plain[16][128];
 } tVIQ_Command;
 
+/* ---- Images --------------------------------------------------------------------------------- */
+
+/**
+ * Starts the library: clears its error record, installs VIQ_ErrHandlerDefault and stores the
+ * version. The first VIQ_image_create does it too. A later call leaves all images as they are, but
+ * removes the caller's error handler. Returns 0.
+ */
 VIQ_API u32 VIQ_Init(void);
+
+/**
+ * Makes an image and returns its handle, the lowest free one. Height VIQ_HEIGHT_UNKNOWN, 8 lines
+ * per strip, line alignment 2, parameter 19 = 1, all else 0; no data; a colourmap as
+ * VIQ_image_create_cmap makes it. Free it with VIQ_image_destroy.
+ * Errors: 0x10080000 "Run out of image handles"; 0x10060001 "" no memory for the object;
+ * 0x10060000 "" no memory for the colourmap.
+ */
 VIQ_API u32 VIQ_image_create(void);
+
+/**
+ * Allocates a colourmap of 256 entries, every byte 0xAA; null without memory. The image that it is
+ * given to (VIQ_PTR_CMAP) frees it.
+ */
 VIQ_API tVIQ_Colour *VIQ_image_create_cmap(void);
+
+/**
+ * Destroys an image with its data (not a caller's locked buffer), colourmap, colourmap record and
+ * JPEG record. Returns 0, also for a handle that names no image. VIQ_ALL_IMAGES destroys every
+ * image and frees the library's scratch memory. VIQ_ANY_IMAGE destroys nothing: it returns
+ * 0x10020000, without a report, while an image is left, and otherwise frees the scratch memory and
+ * returns 0.
+ */
 VIQ_API u32 VIQ_image_destroy(u32 hImage);
+
+/**
+ * Sets a parameter; narrower fields take the low 16 bits. VIQ_IMAGE_TYPE also sets the depth, the
+ * data width (to 8 for the 8-bit formats and to 16 for the 16-bit ones; RGB15 and the wider formats
+ * leave it), 256 colours for VIQ_PALETTED where there were 0, and clears VIQ_FLAG_DIB. Type 0 only
+ * clears that flag.
+ * Errors: 0x10070000 "Unrecognized image type" - the refused code is stored all the same, and the
+ * image check refuses it again; 0x10040000 "JPEG structure does not exist" for VIQ_JPEG_PARAM of an
+ * image without JPEG record; 0x10030000 "" an unknown or read-only parameter.
+ */
 VIQ_API u32 VIQ_image_set_parameter(u32 hImage, u16 wId, u32 dwValue);
+
+/**
+ * Returns a parameter itself, so that a value above 0xFFFF looks like an error.
+ * Errors: 0x10030000 "Unknown parameter"; 0x10040000 "JPEG structure does not exist".
+ */
 VIQ_API u32 VIQ_image_get_parameter(u32 hImage, u16 wId);
+
+/**
+ * Sets flag bits where dwOn is 1, and clears them where it is anything else. VIQ_ALL_IMAGES applies
+ * it to every image. A caller's buffer that has been locked once is never freed by the library.
+ */
 VIQ_API u32 VIQ_image_set_flags(u32 hImage, u32 dwBits, u32 dwOn);
+
+/** Returns 1 where any of the bits is set, else 0. */
 VIQ_API u32 VIQ_image_get_flags(u32 hImage, u32 dwBits);
+
+/**
+ * Sets a pointer.
+ *   VIQ_PTR_DATA     a buffer of the caller, lines per strip times bytes per line bytes; set
+ *                    VIQ_FLAG_LOCKED with it unless the library is to free it with free(). The
+ *                    buffer that the library has allocated for the image stays remembered and goes
+ *                    with the image.
+ *   VIQ_PTR_CMAP     256 entries; the caller frees a map that VIQ_image_create_cmap has not made.
+ *   VIQ_PTR_IMAGE    puts another object into the handle's place, null to empty it; the caller
+ *                    keeps what it has made itself. The old object goes with VIQ_ALL_IMAGES.
+ *   VIQ_PTR_JPEG     a JPEG record.
+ *   VIQ_PTR_JPEG_ID  copies 32 bytes from the address.
+ * Errors: 0x10030000 "Unrecognized pointer type"; 0x10040000 "Not a JPEG image" for the types 102,
+ * 103 and 106 of an image without JPEG record.
+ */
 VIQ_API u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue);
+
+/** Returns a pointer; null, without a report, for what is not there or not known. */
 VIQ_API void *VIQ_image_get_ptr(u32 hImage, u16 wType);
+
+/**
+ * Sets the name of the file that readers open.
+ * Error: 0x10030000 "File name too long" for 128 bytes and more, the old name stays.
+ */
 VIQ_API u32 VIQ_image_set_infilename(u32 hImage, const char *pszName);
+
+/** Sets the name of the file that writers create; otherwise as VIQ_image_set_infilename. */
 VIQ_API u32 VIQ_image_set_outfilename(u32 hImage, const char *pszName);
+
+/** Returns the input file name's field in the image, null for a missing image. */
 VIQ_API char *VIQ_image_get_infilename(u32 hImage);
+
+/** Returns the output file name's field in the image, null for a missing image. */
 VIQ_API char *VIQ_image_get_outfilename(u32 hImage);
+
+/** Copies the output file name. Note the order: destination first. */
 VIQ_API u32 VIQ_copy_outfilename(u32 hTo, u32 hFrom);
+
+/** Returns the pixels a line; this and the next four give 0, without a report, for no image. */
 VIQ_API u32 VIQ_get_width(u32 hImage);
+
+/** Returns the lines of the whole picture. */
 VIQ_API u32 VIQ_get_height(u32 hImage);
+
+/** Returns the bytes from one line to the next, as the last check has computed them. */
 VIQ_API u32 VIQ_get_bytes_per_line(u32 hImage);
+
+/** Returns the lines per strip: those of the current strip. */
 VIQ_API u32 VIQ_get_lines_this_strip(u32 hImage);
+
+/** Returns the bits a pixel. */
 VIQ_API u16 VIQ_get_depth(u32 hImage);
 
+/* ---- Errors --------------------------------------------------------------------------------- */
+
+/**
+ * Reports a failure: calls the module's handler and returns its result. Returns 0 where the module
+ * is unknown or has no handler. With code 0 it calls nothing and returns the address of the
+ * module's tVIQ_ErrRecord. The library reports as module 1; before VIQ_Init it is silent.
+ */
 VIQ_API uintptr_t VIQ_ErrProcess(u32 dwModule, const char *pszFunction, u32 dwCode,
                                  const char *pszMessage);
+
+/** Replaces the library's handler; null silences it. Returns 0. */
 VIQ_API u32 VIQ_ErrHandlerInstall(VIQ_ErrHandler pHandler);
+
+/**
+ * The handler that VIQ_Init installs. It stores the code in the record - a code whose top byte is
+ * not 0x10 as that of another library, with VIQ_ERR_OTHER as the last code - and shows one text of
+ * at most 511 characters: function, last code, the text of its class, the message in quotation
+ * marks, the other library's code. On Windows that is a message box, "ERROR REPORTED by VIQ Default
+ * Error Handler", which waits for the user, and its result is returned; elsewhere caption and text
+ * go to standard error, and the result is 1.
+ */
 VIQ_API u32 VIQ_ErrHandlerDefault(u32 dwModule, const char *pszFunction, u32 dwCode,
                                   const char *pszMessage);
 
+/* ---- Strips, checking and copying ----------------------------------------------------------- */
+
+/**
+ * Returns the padding of a line: what is missing to a multiple of the alignment from
+ * ((bits + 1) div 8) x width bytes. 15 bits thus take 2 bytes and 1 bit none. 0 for alignment 0.
+ */
 VIQ_API u32 VIQ_image_calc_skip_bytes(u32 dwWidth, u16 wBitsPerPixel, u32 dwAlignment);
+
+/** Returns ceiling(height / lines per strip), its low 16 bits; 0 for 0 lines per strip. */
 VIQ_API u32 VIQ_image_calc_total_strips(u32 hImage);
+
+/**
+ * Checks an image and derives its line: padding by VIQ_image_calc_skip_bytes and bytes per line =
+ * ((bits + 1) div 8) x width + padding. RGGB32 and Y64 take a quarter of it, JPEG_WORK101 and 102
+ * take 8 bytes a pixel, WORK104 takes 4. Parameter 18 becomes at least 1, and the data width of Y8
+ * becomes 8. Returns 0 or the first of
+ *   0x10050000                       no such image, without a report
+ *   0x10050011 "Line alignment is 0"
+ *   0x10050012 "Line too long"       its bytes do not fit 32 bits
+ *   0x10050010 "Unrecognised image"  the format is not set, or unknown
+ *   0x10050007 "Colourmap should not be 0 size"          VIQ_PALETTED with 0 colours
+ *   0x1005000a "Data width not between 1 and 16"         VIQ_Y16
+ *   0x100500xx "Depth not N"         the depth is not that of the format; xx is 01 for Y1, 02 Y8,
+ *                                    08 PALETTED, 0d RGB8, 0c RGB15, 03 RGB24 and BGR24, 0b Y16,
+ *                                    0e RGGB32, 0f Y64, 05 JPEG_WORK101 and 102, 06 WORK104,
+ *                                    09 the other 16-bit formats, 04 the other 32-bit formats
+ */
 VIQ_API u32 VIQ_image_check(u32 hImage);
+
+/**
+ * Gives the image a strip buffer of lines per strip x bytes per line; a new one is zero-filled. A
+ * buffer of the library that fits is kept, contents included, another one is freed. A caller's
+ * locked buffer is kept as it is, unchecked; a caller's other buffer is replaced and not freed.
+ * Errors: those of the check; 0x1006xxxx "".
+ */
 VIQ_API u32 VIQ_image_malloc_a_strip(u32 hImage);
+
+/**
+ * Allocates dwLines lines as the last check has sized them, and returns them; null, without a
+ * report, where that fails. They are the caller's: give them to an image, or free them with free()
+ * or, across C run-time libraries, VIQ_DebugFree.
+ */
 VIQ_API void *VIQ_malloc_N_lines(u32 hImage, u32 dwLines);
+
+/**
+ * Frees the data of an image, a caller's buffer included that has never been locked, and that of
+ * its JPEG record. An image with VIQ_FLAG_LOCKED keeps its data.
+ */
 VIQ_API u32 VIQ_image_free_data(u32 hImage);
+
+/**
+ * Copies everything but the data, its companion word, parameter 16 and the JPEG pointer: format,
+ * geometry, names, flags, colourmap and its record. An output that holds a caller's locked buffer
+ * stays locked. Where both images have a JPEG record, its parameters are copied too.
+ * Errors: 0x10040000 "Input image does not exist"; 0x10040000 "Output image does not exist".
+ */
 VIQ_API u32 VIQ_image_copy_parameters(u32 hInImage, u32 hOutImage);
+
+/** The same without the JPEG record. */
 VIQ_API u32 VIQ_image_copy_parameters_raw(u32 hInImage, u32 hOutImage);
+
+/**
+ * Copies the parameters and the current strip; only the parameters where it has 0 lines. Onto
+ * itself it does nothing and returns 0.
+ */
 VIQ_API u32 VIQ_image_copy(u32 hInImage, u32 hOutImage);
+
+/**
+ * Copies the parameters and hands the data buffer over without copying a byte; the input is left
+ * without data. Onto itself it does nothing and returns 0.
+ * Errors: 0x10070000 "locked memory can't be moved (in source image)"; 0x10070000 "Can't free
+ * locked memory (in destination image)"; 0x10040000 "Input image does not exist".
+ */
 VIQ_API u32 VIQ_image_move(u32 hInImage, u32 hOutImage);
+
+/**
+ * Gathers strips into a memory image, which holds the whole picture. The first strip sets it up: it
+ * takes the strip image's parameters, lines per strip equal to its height, and a buffer. Each call
+ * with VIQ_STRIP_NEXT appends the current strip, padding included; after the last line of the
+ * picture the transfer is over. VIQ_STRIP_FINISH abandons it; other modes only set it up. Nothing
+ * happens to a strip of 0 lines.
+ * Errors: the check's code with "Corrupt input image" for the strip image, "Corrupt output image"
+ * for the memory image; 0x10050000 "Image changed during transfer" - format, width, height or line
+ * of either image is not that of the first strip; the transfer is over.
+ */
 VIQ_API u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode);
+
+/**
+ * Hands a memory image out as strips. The first call copies its parameters, the lines per strip
+ * included, to the strip image: set those of the memory image to the wanted number first, or take
+ * the picture whole. Each call with VIQ_STRIP_NEXT fills the strip image with the next lines; the
+ * last strip is cut to the remaining ones. VIQ_STRIP_FINISH abandons; other modes only copy the
+ * parameters. Nothing happens where the memory image has 0 lines per strip.
+ * Errors: as in VIQ_write_to_memory, "Corrupt input image" being for the memory image.
+ */
 VIQ_API u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode);
+
+/** Allocates memory and counts it; null without memory. Free it with VIQ_DebugFree. */
 VIQ_API void *VIQ_DebugMalloc(u32 dwSize);
+
+/** Frees memory and returns the number of such calls so far. */
 VIQ_API u32 VIQ_DebugFree(void *pMemory);
+
+/** Records and returns the bytes that VIQ_DebugMalloc has allocated so far. Prints nothing. */
 VIQ_API u32 VIQ_DebugMallocPrint(void);
 
+/* ---- Byte order ----------------------------------------------------------------------------- */
+
+/*
+ * Values in a fixed byte order: i is least significant byte first, m is most significant byte
+ * first. A stream that is at its end gives bytes 0xFF; a null stream is at its end; a null address
+ * reads as 0 and takes nothing. Nothing is reported. Writing to a stream returns the result of the
+ * last byte's write: the byte, or EOF.
+ */
+
+/** Reads 16 bits from a stream, least significant byte first. */
 VIQ_API u16 VIQ_fget_ui16i(FILE *f);
+/** Reads 16 bits from a stream, most significant byte first. */
 VIQ_API u16 VIQ_fget_ui16m(FILE *f);
+/** Reads 32 bits from a stream, least significant byte first. */
 VIQ_API u32 VIQ_fget_ui32i(FILE *f);
+/** Reads 32 bits from a stream, most significant byte first. */
 VIQ_API u32 VIQ_fget_ui32m(FILE *f);
+/** Writes a byte to a stream. */
 VIQ_API int VIQ_fput_ui8(FILE *f, u8 v);
+/** Writes 16 bits to a stream, least significant byte first. */
 VIQ_API int VIQ_fput_ui16i(FILE *f, u16 v);
+/** Writes 16 bits to a stream, most significant byte first. */
 VIQ_API int VIQ_fput_ui16m(FILE *f, u16 v);
+/** Writes 32 bits to a stream, least significant byte first. */
 VIQ_API int VIQ_fput_ui32i(FILE *f, u32 v);
+/** Writes 32 bits to a stream, most significant byte first. */
 VIQ_API int VIQ_fput_ui32m(FILE *f, u32 v);
+/** Reads 16 bits from memory, least significant byte first. */
 VIQ_API u16 VIQ_mget_ui16i(const u8 *p);
+/** Reads 16 bits from memory, most significant byte first. */
 VIQ_API u16 VIQ_mget_ui16m(const u8 *p);
+/** Reads 32 bits from memory, least significant byte first. */
 VIQ_API u32 VIQ_mget_ui32i(const u8 *p);
+/** Reads 32 bits from memory, most significant byte first. */
 VIQ_API u32 VIQ_mget_ui32m(const u8 *p);
+/** Writes a byte to memory and returns it. */
 VIQ_API u8 VIQ_mput_ui8(u8 *p, u8 v);
+/** Writes 16 bits to memory, least significant byte first. */
 VIQ_API void VIQ_mput_ui16i(u8 *p, u16 v);
+/** Writes 16 bits to memory, most significant byte first; returns the value. */
 VIQ_API u16 VIQ_mput_ui16m(u8 *p, u16 v);
+/** Writes 32 bits to memory, least significant byte first. */
 VIQ_API void VIQ_mput_ui32i(u8 *p, u32 v);
+/** Writes 32 bits to memory, most significant byte first; returns p + 2. */
 VIQ_API u8 *VIQ_mput_ui32m(u8 *p, u32 v);
+
+/* ---- Utilities ------------------------------------------------------------------------------ */
+
+/**
+ * Reads the decimal number that a text starts with (white space before it is allowed), stores its
+ * low 16 bits, and returns the address of the first white space behind it, or of the text's end, so
+ * that it steps through a line of numbers. 0 where there is no number; null for a null text.
+ */
 VIQ_API const char *VIQ_sscanf(const char *pszText, u16 *pwValue);
+
+/**
+ * Takes a command line apart: argv[0] is the program, each further argument that starts with "-"
+ * goes to the next option slot, any other to the next plain one.
+ * Errors, with nothing stored: 0x10030000 "Too many arguments" above 3 options or 16 plain ones;
+ * 0x10030000 "Argument too long" from 128 bytes on.
+ */
 VIQ_API u32 VIQ_Util_ParseCommand(tVIQ_Command *pCommand, int argc, char **argv);
+
+/**
+ * Fills an image strip by strip with a test pattern, each strip as VIQ_test_pattern_1_strip does;
+ * the image must have its data. VIQ_STRIP_FINISH abandons. Nothing happens to a strip of 0 lines.
+ */
 VIQ_API u32 VIQ_test_pattern(u32 hImage, u16 wMode);
+
+/**
+ * Fills the current strip: every byte of the pixel in column x becomes x modulo 256; pixels of 32
+ * bits become the bytes 0xAA, 0x55, 0xAA, 0x55. The lines stand back to back: padding is not
+ * skipped, so that only images without padding show upright ramps.
+ * Error: 0x10070000 "Unsupported image format" for depths other than 8, 15, 16, 24 and 32, and for
+ * formats whose lines are shorter than their depth says (VIQ_RGGB32).
+ */
 VIQ_API u32 VIQ_test_pattern_1_strip(u32 hImage);
+
+/** Diagnostic entry; prints nothing and returns 0. */
 VIQ_API u32 VIQ_print_image(u32 hImage);
+
+/** Diagnostic entry; prints nothing and returns 0. */
 VIQ_API u32 VIQ_print_jpeg_image(void);
+
+/** Diagnostic entry; prints nothing and returns 0. */
 VIQ_API u32 VIQ_print_cmap(u32 hImage);
+
+/**
+ * Diagnostic entry; prints nothing and returns 0 for an image with a JPEG record.
+ * Error: 0x10040001 "Not a JPEG type image".
+ */
 VIQ_API u32 VIQ_print_Huffman_tables(u32 hImage);
 
+/* ---- Conversion ----------------------------------------------------------------------------- */
+
+/**
+ * Converts the current strip to another pixel format by the converter that serves it.
+ *   output      converter
+ *   Y8 RGB15 RGB16 RGB24 BGR24 RGBX32 BGRX32 XBGR32 XRGB32
+ *               VIQ_YUV422_to_... from YUV 4:2:2, VIQ_convert_to_... from the other formats
+ *   PALETTED    VIQ_convert_to_paletted; not from YUV 4:2:2
+ *   RGB8 Y16    VIQ_convert_to_...; not from YUV 4:2:2
+ *   YUV422      VIQ_convert_to_YUV422
+ *   HSI         VIQ_YUV422_to_HSI; only from YUV 4:2:2
+ *   VIQ_RGB24_OR_Y8   VIQ_paletted_to_RGB24_or_Y8
+ * CMYK32 has no route here: call VIQ_convert_to_CMYK32. Every other command than VIQ_STRIP_NEXT and
+ * VIQ_STRIP_FINISH only sets the output up.
+ *
+ * Flags of the output choose the route; they keep their state although the first strip copies the
+ * input's flags. VIQ_FLAG_USE_LUT asks for lookup tables on the way to paletted output, and from
+ * YUV 4:2:2 to packed colour; without such a route the output format counts as unsupported.
+ * VIQ_FLAG_2 of the output is cleared, whether the route succeeds or fails.
+ *
+ * With VIQ_FLAG_DIB wOutFormat is not looked at, and the output becomes what a Windows
+ * device-independent bitmap holds: lines bottom-up, padded to 4 bytes. dwOption says its depth:
+ *   0    8 bits for grey and paletted input, 24 for colour
+ *   8    VIQ_PALETTED: grey with a grey ramp as its colourmap, a paletted image with its own,
+ *        colour dithered to the 3-3-2 cube (VIQ_convert_to_RGB8_dither)
+ *   16   VIQ_RGB15
+ *   24   VIQ_BGR24
+ *   32   VIQ_BGRX32
+ * A picture held as one strip becomes the whole bitmap. Smaller strips are bottom-up each by
+ * itself: the strip that starts at line n goes to bitmap line height - n - lines.
+ *
+ * Errors: those of the converter, and 0x10070000 "Dithering is not yet supported" with
+ * VIQ_FLAG_DITHER; 0x10070000 "Unsupported DIB option"; 0x10070000 "Unsupported or unrecognized
+ * output image format", which leaves the flags untouched.
+ */
 VIQ_API u32 VIQ_image_convert(u32 hInImage, u32 hOutImage, u16 wOutFormat, u32 dwOption,
                               u16 wStripCommand);
 
-VIQ_API u32 VIQ_convert_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_RGB8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_Y16(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_CMYK32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_YUV422(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_paletted(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_convert_to_RGB8_dither(u32 hInImage, u32 hOutImage, u16 wStripCommand);
-VIQ_API u32 VIQ_paletted_to_RGB24_or_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+/*
+ * The converters follow one protocol. The input is checked; one of 0 lines per strip passes its
+ * parameters on, in the target format; one that has the target format is copied with VIQ_image_copy
+ * and touches no sequence; one that is not accepted is refused with 0x10070000 "Unsupported image
+ * format". The first strip sets the output up, VIQ_STRIP_NEXT converts, VIQ_STRIP_FINISH abandons,
+ * every other command only sets up. A failure while a strip is converted leaves the sequence under
+ * way.
+ *
+ * Colours are brought to 8 bits of red, green and blue and packed again; integers throughout.
+ *   RGB15 v   R = v >> 7, G = v >> 2, B = v << 3, each cut to 8 bits and not masked: the low bits
+ *             of red carry the top of green, those of green the top of blue
+ *   RGB16 v   R = v >> 8, G = v >> 3, B = v << 3, in the same way
+ *   Y8 v      R = G = B = v
+ *   Y16 v     R = G = B = v >> (data width - 8), cut to 8 bits; a data width below 8 is refused:
+ *             0x10050000 "Data width must be > 7 for Y16"
+ * The X byte of 32-bit targets is not written: it is 0 in a strip of the library, and keeps its
+ * value in a caller's buffer.
+ */
 
+/** To R, G, B, X from Y8, Y16, RGB15, RGB16, RGB24, BGRX32, XBGR32. */
+VIQ_API u32 VIQ_convert_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** To B, G, R, X from Y8, Y16, RGB15, RGB16, RGB24, RGBX32, XBGR32. */
+VIQ_API u32 VIQ_convert_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** To X, B, G, R from Y8, Y16, RGB15, RGB16, RGB24, RGBX32, BGRX32. */
+VIQ_API u32 VIQ_convert_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** To X, R, G, B from Y8, Y16, RGB15, RGB16, RGB24, RGBX32, BGRX32, XBGR32. */
+VIQ_API u32 VIQ_convert_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** To R, G, B from Y8, Y16, RGB15, RGB16, BGR24, RGBX32, BGRX32, XBGR32. */
+VIQ_API u32 VIQ_convert_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** To B, G, R from Y8, Y16, RGB15, RGB16, RGB24, RGBX32, BGRX32, XBGR32. */
+VIQ_API u32 VIQ_convert_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * To RGB16 from Y8, Y16, RGB8, RGB15, RGB24, BGR24, RGBX32, BGRX32, XBGR32:
+ * R >> 3 << 11 | (G & 0xFC) << 3 | B >> 3. Two inputs are not unpacked: RGB15 v becomes
+ * (v & 0xFFE0) << 1 | (v & 0x1F), and RGB8 v becomes
+ * (v & 0xE0) << 8 | (v & 0x16) << 6 | (v & 0x03) << 3, which drops green's lowest bit and lets
+ * blue's upper one into green's field.
+ */
+VIQ_API u32 VIQ_convert_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * To RGB15 from Y8, Y16, RGB24, BGR24, RGBX32, BGRX32, XBGR32; not from RGB16:
+ * R >> 3 << 10 | (G & 0xF8) << 2 | B >> 3.
+ */
+VIQ_API u32 VIQ_convert_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** To RGB8 from Y8 and RGB24: (R & 0xE0) | (G & 0xE0) >> 3 | B >> 6. */
+VIQ_API u32 VIQ_convert_to_RGB8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * To grey from Y16, RGB15, RGB16, RGB24, BGR24, RGBX32, BGRX32, XBGR32 and YUV422:
+ * Y = (77 R + 150 G + 29 B) >> 8, the luminance weights of ITU-R BT.601, so that white gives 255
+ * and red 76. Y16 gives v >> (data width - 8), YUV 4:2:2 its Y bytes. In pictures of odd width the
+ * source steps over extra bytes after each line, 1 for 32-bit input and 2 for YUV 4:2:2; they add
+ * up from line to line, and positions behind the strip's data read as 0.
+ * An input that fails the check is reported as "Corrupt images".
+ */
+VIQ_API u32 VIQ_convert_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * To 16-bit grey from Y8: v << (data width - 8). The data width is the one that the output has
+ * before the first strip, 8 where that is 0.
+ * Error: 0x10030000 "Grayscale data width must be 8 or more".
+ */
+VIQ_API u32 VIQ_convert_to_Y16(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * To C, M, Y, K from paletted images: 255 - R, 255 - G, 255 - B of the colourmap's entry, and 0.
+ * Error: 0x10070000 "Only paletted input images currently supported" for any other input.
+ */
+VIQ_API u32 VIQ_convert_to_CMYK32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * To YUV 4:2:2 from Y8, paletted, RGB24, BGR24, RGBX32, BGRX32 and XBGR32. Each pixel is converted
+ * as VIQ_CK_get_YUV_values_RGB does it; a pair shares the truncated means of its two U and V. An
+ * odd width grows by one: the last pixel makes a pair by itself.
+ * Error: 0x10070000 "Only even width YUV422 images are supported" for YUV 4:2:2 input of odd width.
+ */
+VIQ_API u32 VIQ_convert_to_YUV422(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/*
+ * Out of YUV 4:2:2, direct arithmetic with 10 bits of fraction, full range ITU-R BT.601; with
+ * u = U - 128, v = V - 128 and shifts that round towards minus infinity, clamped to 0..255:
+ *   R = (1024 Y + 1436 v) >> 10
+ *   G = (1024 Y - 731 v - 352 u) >> 10
+ *   B = (1024 Y + 1815 u) >> 10
+ * These checks come first, also where the strip has 0 lines: 0x10070000 "Not 16 bit YUV 4:2:2";
+ * 0x10070000 "YUV422 image must be an even width".
+ */
+
+/** From YUV 4:2:2 to R, G, B. */
 VIQ_API u32 VIQ_YUV422_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to B, G, R. */
 VIQ_API u32 VIQ_YUV422_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to R, G, B, X. */
 VIQ_API u32 VIQ_YUV422_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to B, G, R, X. */
 VIQ_API u32 VIQ_YUV422_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to X, B, G, R. */
 VIQ_API u32 VIQ_YUV422_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to X, R, G, B. */
 VIQ_API u32 VIQ_YUV422_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to RGB16: (R & 0xF8) << 8 | (G & 0xFC) << 3 | B >> 3. */
 VIQ_API u32 VIQ_YUV422_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to RGB15: (R & 0xF8) << 7 | (G & 0xF8) << 2 | B >> 3. */
 VIQ_API u32 VIQ_YUV422_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to grey: the Y bytes. */
 VIQ_API u32 VIQ_YUV422_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * From YUV 4:2:2 to hue, saturation and intensity. Intensity is Y. Hue comes from the UV-to-hue
+ * table, which is made when it is missing; it is 180 where Y is at most 20. Saturation is
+ * 255 - min(R, G, B) x 255 div Y, its low 8 bits, and 0 where Y is 0; the divisor is Y and not the
+ * mean of the components.
+ */
 VIQ_API u32 VIQ_YUV422_to_HSI(u32 hInImage, u32 hOutImage, u16 wStripCommand);
 
+/**
+ * Converts a colour, the low 8 bits of each argument, to YUV and returns V << 16 | U << 8 | Y; full
+ * range ITU-R BT.601, shifts that round towards minus infinity, each clamped to 0..255:
+ *   Y = (306 R + 601 G + 117 B) >> 10
+ *   U = ((512 B - 339 G - 173 R) >> 10) + 128
+ *   V = ((512 R - 429 G - 83 B) >> 10) + 128
+ */
 VIQ_API u32 VIQ_CK_get_YUV_values_RGB(u16 wRed, u16 wGreen, u16 wBlue);
+
+/**
+ * Makes the table of hues by U << 8 | V, or makes it again: the angle of (U - 128, V - 128) in
+ * whole degrees minus 120, 0 to 359. Near-grey colours, both within 6 of 128, have hue 180.
+ * Errors: 0x10060000 "" no memory; 0x10020000 "Hue out of range".
+ */
 VIQ_API u32 VIQ_CK_generate_UV_to_hue_LUT(void);
+
+/** Frees the UV-to-hue table. Returns 0. */
 VIQ_API u32 VIQ_CK_destroy_UV_to_hue_LUT(void);
 
+/* ---- Colourmaps and paletted images --------------------------------------------------------- */
+
+/**
+ * Fills the colourmap by type. 0: all black, the number of colours stays. 1: the 16 named colours
+ * of VIQ_cmap_set_colour. 2: a grey ramp of 256. 3: the 3-3-2 cube of 256, where entry
+ * r << 5 | g << 2 | b is (32 r + 31, 32 g + 31, 64 b + 31).
+ * Errors: 0x10030000 "Unrecognized colourmap type"; 0x100b0000 "Colourmap is NULL".
+ */
 VIQ_API u32 VIQ_cmap_set_type(u32 hImage, u16 wType);
+
+/**
+ * Sets an entry to a named colour: 0 black; 1 to 6 dark (level 152) blue, green, cyan, red,
+ * magenta, yellow; 7 light grey (152); 8 dark grey (76); 9 to 14 the colours of 1 to 6 in full
+ * (255); 15 white. An index equal to the number of colours is accepted; entry 256 is a spare one
+ * that belongs to the image and to no pixel.
+ * Errors: 0x10030000 "Illegal colourmap index (> max number of colours)"; 0x10070000 "Unrecognised
+ * colour"; 0x100b0000 "Colourmap is NULL".
+ */
 VIQ_API u32 VIQ_cmap_set_colour(u32 hImage, u16 wIndex, u16 wColour);
+
+/** Sets an entry to red, green and blue; indices and errors as in VIQ_cmap_set_colour. */
 VIQ_API u32 VIQ_cmap_set_RGB_colour(u32 hImage, u16 wIndex, u8 bRed, u8 bGreen, u8 bBlue);
+
+/**
+ * Returns an entry as red << 16 | green << 8 | blue. It is an error only from 0x10000000 on; errors
+ * as in VIQ_cmap_set_colour.
+ */
 VIQ_API u32 VIQ_cmap_get_RGB_colour(u32 hImage, u16 wIndex);
+
+/**
+ * Returns the index of the nearest entry by squared distance, the lowest of equals; 0 without
+ * colours or without an image.
+ */
 VIQ_API u8 VIQ_cmap_find_closest_colour(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue);
+
+/**
+ * Returns 1 where all entries in use have red = green = blue, else 0.
+ * Error: 0x100b0000 "Colourmap is NULL".
+ */
 VIQ_API u32 VIQ_cmap_is_grayscale(u32 hImage);
+
+/** Returns 1 for formats 4 to 13 and 106, and for paletted images unless their map is grey. */
 VIQ_API u32 VIQ_image_is_colour(u32 hImage);
+
+/**
+ * Allocates a colourmap record: 4 bits each of red, green and blue, 8 of grey, 256 colours to
+ * generate, every word of the bins 0xAA, all else 0. Null without memory. It is the caller's; free
+ * it with VIQ_DebugFree.
+ */
 VIQ_API tVIQ_CmapInfo *VIQ_cmap_create_info(void);
+
+/** Frees the image's colourmap record, if any. Returns 0, also for a missing image. */
 VIQ_API u32 VIQ_cmap_destroy_info(u32 hImage);
+
+/**
+ * Copies the number of colours, the red, green and blue of all 256 entries, and the colourmap
+ * record where the input has one.
+ * Error: 0x10060000 "Cannot create cmap info structure".
+ */
 VIQ_API u32 VIQ_cmap_copy(u32 hInImage, u32 hOutImage);
+
+/**
+ * Says how many bits of each colour the bins of VIQ_cmap_generate keep, and makes the colourmap
+ * record where there is none. 1 to 8 bits each; red, green and blue together at most 12. Call it
+ * before the first strip.
+ * Errors: 0x10030000 "Bits of a colour must be 1 to 8"; 0x10030000 "Too many bits for the colour
+ * bins"; 0x10060000 "Cannot create cmap info structure".
+ */
 VIQ_API u32 VIQ_cmap_set_bits(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue, u8 bGrey);
+
+/**
+ * Returns the pixels that VIQ_cmap_generate has counted in a bin; a count above 0xFFFF looks like
+ * an error.
+ * Errors: 0x10040000 "No cmap info structure"; 0x10030000 "Bin out of range".
+ */
 VIQ_API u32 VIQ_cmap_get_occurrences(u32 hImage, u16 wBin);
+
+/**
+ * Makes a colourmap from the colours of an RGB24, Y8 or Y16 picture, strip by strip. It extends the
+ * map: entries from the present number of colours up to wNumColours - 1 are new; set
+ * VIQ_NUM_COLOURS to 0 first for a map of the picture's colours alone. A wNumColours below the
+ * present number adds nothing. Each pixel counts in the bin of its high bits (see
+ * VIQ_cmap_set_bits). After the last strip the most frequent bins give the new entries, each the
+ * centre of its bin; of equally frequent ones the lowest first; without more bins, black. The
+ * colourmap record then tells what was found.
+ * Errors: 0x10070000 "Unsupported image format"; 0x10030000 "Too many colours" above 256;
+ * 0x10050000 "Data width must be > 7 for Y16"; 0x10060000 "Cannot create cmap info structure";
+ * 0x10020000 "Array size overflow" for more than 4096 bins; 0x10020000 "More than 8 bits in one
+ * colour", after the last strip 0x10020001 "more than 8 bits in one colour" under the name
+ * "histogram_to_cmap".
+ */
 VIQ_API u32 VIQ_cmap_generate(u32 hImage, u16 wNumColours, u16 wStripCommand);
 
+/**
+ * Maps RGB24 or Y8 onto the colourmap that VIQ_cmap_generate has made for the input: a pixel takes
+ * the entry of its bin, or the nearest entry of all where its bin has none. A paletted input is
+ * copied.
+ * Errors: 0x10030000 "VIQ_cmap_generate must be called first" for an input without colourmap
+ * record; 0x10070000 "Unsupported image format".
+ */
+VIQ_API u32 VIQ_convert_to_paletted(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * Dithers RGB24 to a paletted image with the 3-3-2 cube (type 3 of VIQ_cmap_set_type). Each pixel,
+ * its carries added and clamped to 255, gives the index (R & 0xE0) | (G & 0xE0) >> 3 | B >> 6 and
+ * the next pixel's carries (R >> 1) & 15, (G >> 1) & 15, (B >> 1) & 0xE0. These are no quantisation
+ * error; they start from 0 with each line and with every third pixel.
+ */
+VIQ_API u32 VIQ_convert_to_RGB8_dither(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * Turns a paletted image into Y8 where its colourmap is grey (the entries' red), else into RGB24.
+ * RGB24 and Y8 input is copied. Failures are reported as "VIQ_convert_to_RGB24_or_Y8".
+ * Errors: 0x10070000 "Input image should be paletted"; 0x100b0000 "Colourmap is NULL".
+ */
+VIQ_API u32 VIQ_paletted_to_RGB24_or_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/* ---- Files ---------------------------------------------------------------------------------- */
+
+/*
+ * Readers take the file named by the image's input file name, writers create the one named by its
+ * output file name. Each format has one file open for reading and one for writing at a time. Mode
+ * VIQ_STRIP_NEXT goes on by a strip, VIQ_STRIP_FINISH closes the file; it is closed as well after
+ * the last strip. Common to all formats are
+ *   0x100d0000 "Failed to write to file"        the file is closed, the sequence is over
+ *   0x100a0000 "Failed to close file"           also for bytes that do not reach the file
+ *   0x10050000 "Image changed during transfer"  format, width, height or line are not those of the
+ *                                               first strip; the file is closed
+ */
+
+/**
+ * Returns the format code of a file by its content, never by its name: VIQ_FILE_TIFF, TGA, JPEG,
+ * WAVELET, EPS or BMP, tested in this order; 0 for an unknown, empty or tiny file.
+ * Errors: 0x10090000 "Failed to open file", also for a directory; 0x100a0000 "Failed to close
+ * file".
+ */
 VIQ_API u32 VIQ_image_find_file_format(const char *pszFileName);
+
+/**
+ * Reads the next strip of the file named by the input file name, whatever its format, or of the
+ * memory image hMemory unless that is 0. The first call finds the format. An image whose height is
+ * VIQ_HEIGHT_UNKNOWN, as in a new one, receives the whole picture as one strip; otherwise the
+ * reader fills as many lines as the lines per strip say, and with 0 reads only the header and sets
+ * the image's parameters. VIQ_STRIP_FINISH ends the reading at any point.
+ * Errors: those of the format's reader; the error of VIQ_image_find_file_format with "Failed to
+ * recognise file format"; 0x10070000 "Unsupported/unrecognized image format" for a format without
+ * reader, and for VIQ_STRIP_FINISH of a wavelet file; 0x100b0000, without a report, for any other
+ * mode. Each ends the reading.
+ */
 VIQ_API u32 VIQ_image_read(u32 hImage, u32 hMemory, u16 wMode);
+
+/**
+ * Writes the current strip in the given format to the file named by the output file name, or with
+ * VIQ_FILE_MEMORY into the memory image hMemory.
+ * Errors: those of the format's writer; 0x10070000 "Unsupported/unrecognized image format".
+ */
 VIQ_API u32 VIQ_image_write(u32 hImage, u32 hMemory, u16 wFormat, u16 wMode);
+
+/**
+ * Writes bare pixels without a header. RGB15, RGB16 and Y16 go as 16-bit values, least significant
+ * byte first, taken one after the other from the buffer without regard to padding. Y8, PALETTED,
+ * RGB8, the 24-bit formats, RGBX32, BGRX32, XBGR32, XRGB32, JPEG_WORK100, HSI and YUV422 go line by
+ * line, padding included. Failures are reported as "VIQ_write_raw_data".
+ * Errors: 0x10070000 "Unsupported image format"; 0x10090000 "Failed to create file".
+ */
 VIQ_API u32 VIQ_write_raw_data_file(u32 hImage, u16 wMode);
+
+/**
+ * Reads an uncompressed Windows bitmap, lines bottom-up: 8 bits as VIQ_PALETTED with a palette of
+ * 256 entries, 24 bits as VIQ_RGB24. With 0 lines per strip only the header is read and the image's
+ * parameters are set. Pixels are expected right behind the header and palette. A failure closes the
+ * file, so that the next call starts again with the header.
+ * Errors: 0x10090000 "Failed to open file"; 0x10070000 "Unsupported image depth"; 0x10070000
+ * "Compressed images not supported"; 0x10070000 "Unrecognized compression type"; 0x10050000
+ * "Corrupt image" for a width or height of 0 and for a file too short for them; the check's code
+ * with "VIQ_image_check failed"; 0x10020000 "fseek failed", which leaves the file open.
+ */
 VIQ_API u32 VIQ_read_BMP_file(u32 hImage, u16 wMode);
+
+/**
+ * Writes an uncompressed Windows bitmap: VIQ_RGB24 with 24 bits, VIQ_PALETTED with 8 bits and its
+ * colourmap, VIQ_Y8 with 8 bits and a grey ramp, which the image's colourmap becomes too. The
+ * strip is left as it was. VIQ_STRIP_FINISH writes the current strip before it closes the file,
+ * whose missing lines are 0.
+ * Errors: 0x1007xxxx "Unsupported image format", xxxx being the pixel format; 0x10090000 "Failed to
+ * create file"; 0x10070000 "Image too large for a BMP file" from 4 GiB on; 0x100b0000 "Colourmap is
+ * NULL"; 0x10020000 "fseek failed", which leaves the file open; 0x1006xxxx "Attempting to malloc:".
+ */
 VIQ_API u32 VIQ_write_BMP_file(u32 hImage, u16 wMode);
+
+/**
+ * Writes the bytes of VIQ_write_BMP_file into a buffer and stores their number. The buffer must
+ * hold them all: height x (the line's bytes, rounded up to 4) and 54 bytes of header, for 8 bits
+ * 1078. The picture must be held as one strip; a second strip is refused with 0x100b0000 "Only a
+ * complete image can be written". Other errors as in VIQ_write_BMP_file.
+ */
 VIQ_API u32 VIQ_image_write_BMP_buffer(u32 hImage, u8 *pBuffer, u32 *pdwSize, u16 wMode);
 
 #ifdef __cplusplus
