@@ -1,0 +1,184 @@
+// Row kernels alone: nanoseconds a pixel of the plain set, of the best set and of the libraries
+// that a user would take instead, on the same data in one run.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "convert/pixel_formulas.h"
+#include "core/cpu.h"
+
+#if defined(VIQ_HAVE_LIBYUV)
+#include <libyuv.h>
+#else
+namespace libyuv {}
+#endif
+#if defined(VIQ_HAVE_OPENCV)
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#endif
+
+namespace viq {
+namespace {
+
+struct picture {
+    u32 width, height;
+    std::size_t input_bytes, output_bytes;   // a pixel
+    std::vector<u8> source, target, between; // room for four bytes a pixel each
+};
+
+using job = std::function<void(picture &)>;
+
+struct peer {
+    const char *library;
+    job convert;
+};
+
+struct row_case {
+    const char *name;
+    u16 input, output;
+    std::vector<peer> peers;
+};
+
+std::vector<row_case> cases();
+
+// A picture without padding is one long row; the peers treat it so, too.
+job with_kernel(const row_case &c, instruction_set set) {
+    return [&c, set](picture &p) {
+        force_set(set);
+        const row_kernel kernel = find_row(c.input, c.output);
+        static const std::vector<u16> hues(65536);
+        const row_options options = {.hue = hues.data()};
+        kernel(p.source.data(), p.target.data(), p.width * p.height, options);
+    };
+}
+
+double seconds_of(const job &convert, picture &p) {
+    const auto begin = std::chrono::steady_clock::now();
+    convert(p);
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+// The best of many runs, all jobs in turn, so that a slow moment of the machine meets all; each a
+// few times, so that none finds the caches as another one left them.
+std::vector<double> best_nanoseconds(const std::vector<job> &jobs, picture &p) {
+    std::vector<double> best(jobs.size(), std::numeric_limits<double>::max());
+    const u32 pixels = p.width * p.height;
+    for (u32 round = 0; round < 60'000'000 / pixels + 5; round++)
+        for (std::size_t n = 0; n < jobs.size(); n++)
+            for (u32 run = 0; run < 4; run++)
+                best[n] = std::min(best[n], seconds_of(jobs[n], p) * 1e9 / pixels);
+    return best;
+}
+
+void measure(const row_case &c, picture &p, instruction_set best_set) {
+    const double plain = best_nanoseconds({with_kernel(c, instruction_set::plain)}, p)[0];
+    std::vector<job> jobs = {with_kernel(c, best_set)};
+    for (const peer &other : c.peers)
+        jobs.push_back(other.convert);
+    const std::vector<double> times = best_nanoseconds(jobs, p);
+    std::printf("%4u x %-4u  %-18s plain %6.3f  best %6.3f ns/pixel", p.width, p.height, c.name,
+                plain, times[0]);
+    for (std::size_t n = 0; n < c.peers.size(); n++)
+        std::printf("  %s %6.3f (%.2f times)", c.peers[n].library, times[n + 1],
+                    times[n + 1] / times[0]);
+    std::printf("\n");
+}
+
+#if defined(VIQ_HAVE_LIBYUV)
+template <class Convert> peer libyuv_peer(Convert convert) {
+    return {"libyuv", [=](picture &p) {
+                const int w = static_cast<int>(p.width);
+                convert(p.source.data(), w * static_cast<int>(p.input_bytes), p.target.data(),
+                        w * static_cast<int>(p.output_bytes), w, static_cast<int>(p.height));
+            }};
+}
+
+// By way of four bytes a pixel.
+template <class First, class Second> peer libyuv_peer(First first, Second second) {
+    return {"libyuv", [=](picture &p) {
+                const int w = static_cast<int>(p.width);
+                const int h = static_cast<int>(p.height);
+                first(p.source.data(), w * static_cast<int>(p.input_bytes), p.between.data(), w * 4,
+                      w, h);
+                second(p.between.data(), w * 4, p.target.data(),
+                       w * static_cast<int>(p.output_bytes), w, h);
+            }};
+}
+#define LIBYUV(...) libyuv_peer(__VA_ARGS__)
+#else
+#define LIBYUV(...) peer()
+#endif
+
+#if defined(VIQ_HAVE_OPENCV)
+peer opencv_peer(int code) {
+    return {"OpenCV", [=](picture &p) {
+                const auto matrix = [&p](std::size_t bytes, u8 *data) {
+                    return cv::Mat(static_cast<int>(p.height), static_cast<int>(p.width),
+                                   CV_8UC(static_cast<int>(bytes)), data);
+                };
+                cv::Mat target = matrix(p.output_bytes, p.target.data());
+                cv::cvtColor(matrix(p.input_bytes, p.source.data()), target, code);
+            }};
+}
+#define OPENCV(code) opencv_peer(cv::COLOR_##code)
+#else
+#define OPENCV(code) peer()
+#endif
+
+// clang-format off
+std::vector<row_case> cases() {
+    using namespace libyuv;
+    std::vector<row_case> all = {
+        {"YUV422 to BGRX32", VIQ_YUV422, VIQ_BGRX32, {LIBYUV(YUY2ToARGB), OPENCV(YUV2BGRA_YUY2)}},
+        {"YUV422 to RGB24", VIQ_YUV422, VIQ_RGB24, {LIBYUV(YUY2ToARGB, ARGBToRAW), OPENCV(YUV2RGB_YUY2)}},
+        {"YUV422 to RGB16", VIQ_YUV422, VIQ_RGB16, {LIBYUV(YUY2ToARGB, ARGBToRGB565)}},
+        {"YUV422 to Y8", VIQ_YUV422, VIQ_Y8, {LIBYUV(YUY2ToY), OPENCV(YUV2GRAY_YUY2)}},
+        {"YUV422 to HSI", VIQ_YUV422, VIQ_HSI, {}},
+        {"RGB24 to YUV422", VIQ_RGB24, VIQ_YUV422, {LIBYUV(RAWToARGB, ARGBToYUY2)}},
+        {"BGRX32 to YUV422", VIQ_BGRX32, VIQ_YUV422, {LIBYUV(ARGBToYUY2)}},
+        {"RGB24 to Y8", VIQ_RGB24, VIQ_Y8, {LIBYUV(RAWToJ400), OPENCV(RGB2GRAY)}},
+        {"BGRX32 to Y8", VIQ_BGRX32, VIQ_Y8, {LIBYUV(ARGBToJ400), OPENCV(BGRA2GRAY)}},
+        {"RGB24 to BGR24", VIQ_RGB24, VIQ_BGR24, {LIBYUV(RAWToRGB24), OPENCV(RGB2BGR)}},
+        {"RGB24 to BGRX32", VIQ_RGB24, VIQ_BGRX32, {LIBYUV(RAWToARGB), OPENCV(RGB2BGRA)}},
+        {"RGB24 to RGB16", VIQ_RGB24, VIQ_RGB16, {LIBYUV(RAWToARGB, ARGBToRGB565), OPENCV(RGB2BGR565)}},
+        {"RGB24 to RGB15", VIQ_RGB24, VIQ_RGB15, {LIBYUV(RAWToARGB, ARGBToARGB1555), OPENCV(RGB2BGR555)}},
+        {"BGRX32 to RGB24", VIQ_BGRX32, VIQ_RGB24, {LIBYUV(ARGBToRAW), OPENCV(BGRA2RGB)}},
+        {"BGRX32 to RGB16", VIQ_BGRX32, VIQ_RGB16, {LIBYUV(ARGBToRGB565), OPENCV(BGRA2BGR565)}},
+        {"RGBX32 to BGRX32", VIQ_RGBX32, VIQ_BGRX32, {LIBYUV(ABGRToARGB), OPENCV(RGBA2BGRA)}},
+        {"RGB16 to BGRX32", VIQ_RGB16, VIQ_BGRX32, {LIBYUV(RGB565ToARGB), OPENCV(BGR5652BGRA)}},
+        {"Y8 to BGRX32", VIQ_Y8, VIQ_BGRX32, {LIBYUV(J400ToARGB), OPENCV(GRAY2BGRA)}},
+        {"Y8 to RGB24", VIQ_Y8, VIQ_RGB24, {OPENCV(GRAY2RGB)}},
+    };
+    for (row_case &c : all)
+        std::erase_if(c.peers, [](const peer &p) { return p.library == nullptr; });
+    return all;
+}
+// clang-format on
+
+} // namespace
+} // namespace viq
+
+int main() {
+    using namespace viq;
+#if defined(VIQ_HAVE_OPENCV)
+    cv::setNumThreads(1);
+#endif
+    const instruction_set best_set = current_set();
+    const u32 sizes[2][2] = {{1920, 1080}, {640, 480}};
+    for (const auto &[width, height] : sizes) {
+        std::vector<u8> noise(std::size_t{width} * height * 4);
+        for (std::size_t n = 0; n < noise.size(); n++)
+            noise[n] = static_cast<u8>(n * 2654435761u >> 13);
+        picture p = {width, height, 0, 0, noise, noise, noise};
+        for (const row_case &c : cases()) {
+            p.input_bytes = pixel_bytes(c.input);
+            p.output_bytes = pixel_bytes(c.output);
+            measure(c, p, best_set);
+        }
+    }
+    return 0;
+}
