@@ -90,9 +90,9 @@ u32 read_palette(const read_call &call) {
         return report(name, VIQ_ERR_STATE, "Colourmap is NULL");
     for (u32 i = 0; i < colourmap_size; ++i) {
         tVIQ_Colour &entry = call.image.colourmap[i];
-        entry.blue = palette[4 * i];
-        entry.green = palette[4 * i + 1];
-        entry.red = palette[4 * i + 2];
+        entry.blue = palette[std::size_t{4} * i];
+        entry.green = palette[std::size_t{4} * i + 1];
+        entry.red = palette[std::size_t{4} * i + 2];
     }
     call.image.num_colours = colourmap_size;
     return success;
