@@ -30,6 +30,9 @@ struct converter {
 verdict copy_or_accept(const strip_call &call);
 verdict accept_listed(const strip_call &call);
 
+// 16-bit grey needs at least the 8 bits that are kept of it.
+u32 check_grey_width(const char *function, const tVIQ_Image &image);
+
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call);
 
