@@ -18,6 +18,8 @@ constexpr bool contains(format_set set, u16 format) {
     return format < 32 && (set >> format & 1) != 0;
 }
 
+constexpr format_set grey_formats = formats(VIQ_Y8, VIQ_Y16);
+
 struct converter {
     strip_operation operation;
     u16 target;

@@ -150,6 +150,10 @@ bool owns_data(const tVIQ_Image &image) {
     return image.data != nullptr && image.data == companion(image).buffer;
 }
 
+bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other) {
+    return image.data != nullptr && image.data == companion(other).buffer;
+}
+
 bool has_lines(const tVIQ_Image &image, u64 lines) {
     const u64 size = lines * image.bytes_per_line;
     if (image.data == nullptr || size > PTRDIFF_MAX)

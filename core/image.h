@@ -43,6 +43,9 @@ u32 report_bad_handle(const char *function);
 // The data is the library's own buffer, not one that a caller has set.
 bool owns_data(const tVIQ_Image &image);
 
+// The image's data is the buffer that the library holds for another image.
+bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other);
+
 // The image has data for so many of its lines, as far as the size of the buffer is known.
 bool has_lines(const tVIQ_Image &image, u64 lines);
 

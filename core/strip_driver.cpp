@@ -60,6 +60,8 @@ u32 convert_strip(const strip_operation &operation, u32 hInImage, u32 hOutImage,
 u32 begin_strip(const strip_call &call) {
     if (!has_lines(*call.in, call.in->lines_per_strip))
         return report_no_data(call.operation->worker_name);
+    if (uses_buffer_of(*call.in, *call.out))
+        return report_same_image(call.operation->worker_name);
     return renew_strip(call.out_handle);
 }
 

@@ -203,7 +203,6 @@ u32 store_strip(const strip_call &call) {
 
 // Header and palette; a grey image gets the grey ramp as its colourmap first.
 u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
-    constexpr u16 grey_ramp = 2;
     const bmp_layout layout = layout_of(image);
     const auto pixel_bytes = static_cast<u32>(image.height * layout.line);
     std::memset(head, 0, sizeof head);
@@ -219,7 +218,7 @@ u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
     if (image.pixel_format == VIQ_RGB24)
         return success;
     if (image.pixel_format == VIQ_Y8) {
-        const u32 code = VIQ_cmap_set_type(handle, grey_ramp);
+        const u32 code = VIQ_cmap_set_type(handle, VIQ_CMAP_GREY);
         if (is_error(code))
             return code;
     }

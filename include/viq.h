@@ -818,6 +818,14 @@ VIQ_API u32 VIQ_CK_destroy_UV_to_hue_LUT(void);
 
 /* ---- Colourmaps and paletted images --------------------------------------------------------- */
 
+/** Types of colourmap. */
+enum {
+    VIQ_CMAP_BLACK = 0, /**< all black */
+    VIQ_CMAP_NAMED = 1, /**< the 16 named colours */
+    VIQ_CMAP_GREY = 2,  /**< grey ramp */
+    VIQ_CMAP_CUBE = 3   /**< 3-3-2 colour cube */
+};
+
 /**
  * Fills the colourmap by type. 0: all black, the number of colours stays. 1: the 16 named colours
  * of VIQ_cmap_set_colour. 2: a grey ramp of 256. 3: the 3-3-2 cube of 256, where entry

@@ -198,7 +198,7 @@ fs::path unused_name_beside(const fs::path &path) {
     auto number = std::chrono::steady_clock::now().time_since_epoch().count() % 100000;
     fs::path name;
     do
-        name = path.string() + "." + std::to_string(number++);
+        name = fs::path(path).replace_filename(".v" + std::to_string(number++));
     while (fs::exists(name, none));
     return name;
 }
