@@ -85,6 +85,7 @@ u32 run_transfer(const strip_transfer &transfer, u32 hImage, u16 command, const 
         sequence = {};
         return under_way ? run_step(transfer.abandon, call) : success;
     }
+    const u32 told_line = call.in != nullptr ? call.in->bytes_per_line : 0;
     u32 code = check_image(transfer.name, hImage, transfer.corrupt);
     if (is_error(code))
         return code;
@@ -107,6 +108,8 @@ u32 run_transfer(const strip_transfer &transfer, u32 hImage, u16 command, const 
     }
     if (command != VIQ_STRIP_NEXT && !transfer.every_command_sends)
         return success;
+    if (transfer.line != nullptr)
+        call.in->bytes_per_line = transfer.line(*call.in, told_line);
     return send_strip(transfer, call, command);
 }
 

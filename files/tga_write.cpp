@@ -1,0 +1,96 @@
+// TGA writer: not compressed, top line first.
+#include <algorithm>
+
+#include "convert/rows.h"
+#include "core/image.h"
+#include "core/report.h"
+#include "files/stream.h"
+#include "files/tga.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr const char *name = "VIQ_write_TGA_file";
+constexpr const char *strip_name = "VIQ_write_TGA_file_1_strip";
+
+write_state state;
+
+verdict refuse(const strip_call &call);
+u32 create(const strip_call &call);
+u32 write_strip(const strip_call &call);
+u32 close(const strip_call &call);
+
+constexpr strip_transfer writer = {
+    .name = name,
+    .sequence = &state.sequence,
+    .refuse = refuse,
+    .begin = create,
+    .process = write_strip,
+    .finish = close,
+    .abandon = close,
+};
+
+} // namespace
+
+u32 VIQ_write_TGA_file(u32 hImage, u16 wMode) {
+    return run_transfer(writer, hImage, wMode);
+}
+
+namespace {
+
+void fill_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *block);
+
+verdict refuse(const strip_call &call) {
+    constexpr u32 greatest_size = 0xFFFF;
+    const tVIQ_Image &image = *call.in;
+    const u16 format = image.pixel_format;
+    if (format != VIQ_Y8 && format != VIQ_RGB15 && format != VIQ_RGB24)
+        return stop_with(report_format(name, format));
+    if (image.width > greatest_size || image.height > greatest_size)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Image too large for a TGA file"));
+    return proceed;
+}
+
+u32 create(const strip_call &call) {
+    const tVIQ_Image &image = *call.in;
+    const u32 code = create_file(name, state, image.outfilename, writer_buffer_size);
+    if (is_error(code))
+        return code;
+    u8 header[tga::header_size] = {};
+    const bool is_grey = image.pixel_format == VIQ_Y8;
+    header[tga::image_type_at] = is_grey ? tga::grey : tga::true_colour;
+    store(header + tga::width_at, static_cast<u16>(image.width), endian::little);
+    store(header + tga::height_at, static_cast<u16>(image.height), endian::little);
+    header[tga::bits_at] = is_grey ? 8 : image.pixel_format == VIQ_RGB15 ? 16 : 24;
+    header[tga::descriptor_at] = tga::top_line_first;
+    std::fwrite(header, 1, sizeof header, state.file.get());
+    return success;
+}
+
+// Grey and 15-bit lines go with their padding; colour goes as blue, green, red without it.
+u32 write_strip(const strip_call &call) {
+    const tVIQ_Image &image = *call.in;
+    if (!has_lines(image, image.lines_per_strip))
+        return report_no_data(strip_name);
+    u32 code = success;
+    if (image.pixel_format == VIQ_RGB24)
+        code = put_blocks(strip_name, state.file.get(), image, u64{image.width} * 3, fill_bgr);
+    else
+        put_lines(state.file.get(), image, image.bytes_per_line);
+    return is_error(code) ? code : check_written(strip_name, state);
+}
+
+u32 close(const strip_call &) {
+    return close_file(name, state.file);
+}
+
+void fill_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *block) {
+    const row_kernel swap = find_row(VIQ_RGB24, VIQ_BGR24);
+    for_each_run(image, first, lines, [&](const u8 *pixels, u64 count) {
+        swap(pixels, block, static_cast<u32>(count), {});
+        block += line;
+    });
+}
+
+} // namespace
