@@ -18,6 +18,31 @@ u8 closest_colour(const tVIQ_Colour *map, u32 count, u8 red, u8 green, u8 blue) 
     return static_cast<u8>(index);
 }
 
+colour_planes planes_of(const tVIQ_Colour *map, u32 count) {
+    colour_planes planes = {};
+    planes.count = count;
+    for (u32 i = 0; i < count; ++i) {
+        planes.red[i] = map[i].red;
+        planes.green[i] = map[i].green;
+        planes.blue[i] = map[i].blue;
+    }
+    return planes;
+}
+
+// Distance and index in one number, the index in its low 8 bits, so that the least number is the
+// answer.
+u8 closest_colour(const colour_planes &planes, u8 red, u8 green, u8 blue) {
+    i32 best = INT32_MAX - 255;
+    for (u32 i = 0; i < planes.count; ++i) {
+        const auto r = static_cast<i16>(red - planes.red[i]);
+        const auto g = static_cast<i16>(green - planes.green[i]);
+        const auto b = static_cast<i16>(blue - planes.blue[i]);
+        const i32 key = (r * r + g * g + b * b) << 8 | static_cast<i32>(i);
+        best = key < best ? key : best;
+    }
+    return static_cast<u8>(best & 0xFF);
+}
+
 bool prepare(closest_memory &memory, const tVIQ_Colour *map, u32 count) {
     memory.map = map;
     memory.count = count;

@@ -28,6 +28,9 @@ struct converter {
 verdict copy_or_accept(const strip_call &call);
 verdict accept_listed(const strip_call &call);
 
+// Refusals of the converters out of YUV 4:2:2.
+verdict demand_even_yuv422(const strip_call &call);
+
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call);
 
