@@ -25,6 +25,7 @@ constexpr strip_reader reader = {.name = name,
                                  .state = &state,
                                  .read_header = read_header,
                                  .read_lines = read_lines,
+                                 .unbuffered = true,
                                  .line = padded_bit_line};
 
 } // namespace

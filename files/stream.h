@@ -106,6 +106,7 @@ struct strip_reader {
     u32 (*read_header)(const read_call &call);
     // The image has a buffer for its lines per strip. A failed seek leaves the file open.
     u32 (*read_lines)(const read_call &call);
+    bool unbuffered = false; // the reader asks for whole blocks itself
     line_rule line = nullptr; // of the strip that is read; null: the check's
 };
 
