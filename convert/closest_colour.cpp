@@ -44,8 +44,7 @@ u8 closest_colour(const colour_planes &planes, u8 red, u8 green, u8 blue) {
 }
 
 bool prepare(closest_memory &memory, const tVIQ_Colour *map, u32 count) {
-    memory.map = map;
-    memory.count = count;
+    memory.planes = planes_of(map, count);
     if (!try_resize(memory.colours, closest_memory::slots) ||
         !try_resize(memory.indices, closest_memory::slots))
         return false;
@@ -58,7 +57,7 @@ u8 closest_remembered(closest_memory &memory, u8 red, u8 green, u8 blue) {
     const u32 slot = colour * 0x9E3779B1u >> 20;
     if (memory.colours[slot] != colour) {
         memory.colours[slot] = colour;
-        memory.indices[slot] = closest_colour(memory.map, memory.count, red, green, blue);
+        memory.indices[slot] = closest_colour(memory.planes, red, green, blue);
     }
     return memory.indices[slot];
 }

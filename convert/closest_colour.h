@@ -22,8 +22,7 @@ u8 closest_colour(const colour_planes &planes, u8 red, u8 green, u8 blue);
 struct closest_memory {
     static constexpr u32 slots = 4096;
     static constexpr u32 no_colour = 0xFF000000;
-    const tVIQ_Colour *map;
-    u32 count;
+    colour_planes planes;
     std::vector<u32> colours;
     std::vector<u8> indices;
 };
