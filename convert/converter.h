@@ -61,6 +61,14 @@ inline u32 run(const converter &which, u32 hInImage, u32 hOutImage, u16 command)
     return run_conversion(which.operation, hInImage, hOutImage, command, &which);
 }
 
+template <std::size_t count>
+const converter *converter_to(const converter (&list)[count], u16 target) {
+    for (const converter &row : list)
+        if (row.target == target)
+            return &row;
+    return nullptr;
+}
+
 // The converters by output format: from packed and grey formats, and from YUV 4:2:2. Null for a
 // format that none makes.
 const converter *packed_converter(u16 target);

@@ -176,10 +176,7 @@ const lut_route &route_of(const strip_call &call) {
 }
 
 u32 run_by_table(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
-    const auto *which =
-        std::find_if(std::begin(from_yuv422), std::end(from_yuv422),
-                     [target](const converter &row) { return row.target == target; });
-    return run(*which, hInImage, hOutImage, command);
+    return run(*converter_to(from_yuv422, target), hInImage, hOutImage, command);
 }
 
 // The data width of grey words is the table's affair.

@@ -18,26 +18,27 @@ constexpr const char *strip_name = "VIQ_write_EPS_file_1_strip";
 write_state state;
 
 verdict refuse(const strip_call &call);
-u32 create(const strip_call &call);
-u32 write_strip(const strip_call &call);
-u32 finish(const strip_call &call);
-u32 close(const strip_call &call);
+void put_head(std::FILE *file, const tVIQ_Image &image);
+u32 put_strip(std::FILE *file, const tVIQ_Image &image);
+void put_tail(std::FILE *file);
 
-constexpr strip_transfer writer = {
+constexpr strip_writer writer = {
     .name = name,
-    .sequence = &state.sequence,
+    .strip_name = strip_name,
+    .state = &state,
     .refuse = refuse,
-    .begin = create,
-    .process = write_strip,
-    .finish = finish,
-    .abandon = close,
+    .put_head = put_head,
+    .put_strip = put_strip,
+    .put_tail = put_tail,
+    .buffer_size = 0,
+    .mode = "w",
     .line = padded_bit_line,
 };
 
 } // namespace
 
 u32 VIQ_write_EPS_file(u32 hImage, u16 wMode) {
-    return run_transfer(writer, hImage, wMode);
+    return run_writer(writer, hImage, wMode);
 }
 
 namespace {
@@ -60,54 +61,33 @@ void fill_text(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *text
 
 verdict refuse(const strip_call &call) {
     const tVIQ_Image &image = *call.in;
-    switch (image.pixel_format) {
-    case VIQ_PALETTED:
-        return image.colourmap != nullptr
-                   ? proceed
-                   : stop_with(report(name, VIQ_ERR_STATE, "Colourmap is NULL"));
-    case VIQ_Y1:
-    case VIQ_Y8:
-    case VIQ_RGB24:
-        return proceed;
-    default:
-        return stop_with(report_format(name, image.pixel_format));
-    }
+    const u16 format = image.pixel_format;
+    if (format != VIQ_Y1 && format != VIQ_Y8 && format != VIQ_PALETTED && format != VIQ_RGB24)
+        return stop_with(report_format(name, format));
+    if (format == VIQ_PALETTED && image.colourmap == nullptr)
+        return stop_with(report(name, VIQ_ERR_STATE, "Colourmap is NULL"));
+    if (image.width == 0 || image.height == 0)
+        return stop_with(report_corrupt(name));
+    return proceed;
 }
 
-u32 create(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    if (image.width == 0 || image.height == 0)
-        return report_corrupt(name);
-    const u32 code = create_file(name, state, image.outfilename, 0, "w");
-    if (is_error(code))
-        return code;
-    std::FILE *file = state.file.get();
+void put_head(std::FILE *file, const tVIQ_Image &image) {
     const placement page = place(image.width, image.height);
     put_comments(file, image, page);
     if (image.pixel_format == VIQ_PALETTED)
         put_indexed(file, image, page);
     else
         put_direct(file, image, page);
-    return success;
 }
 
-u32 write_strip(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    if (!has_lines(image, image.lines_per_strip))
-        return report_no_data(strip_name);
+u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
     const u64 bytes = eps::line_bytes(image);
     const u64 text = 2 * bytes + bytes / eps::bytes_per_text_line + 1;
-    const u32 code = put_blocks(strip_name, state.file.get(), image, text, fill_text);
-    return is_error(code) ? code : check_written(strip_name, state);
+    return put_blocks(strip_name, file, image, text, fill_text);
 }
 
-u32 finish(const strip_call &call) {
-    std::fputs("showpage\n%%EOF\n", state.file.get());
-    return close(call);
-}
-
-u32 close(const strip_call &) {
-    return close_file(name, state.file);
+void put_tail(std::FILE *file) {
+    std::fputs("showpage\n%%EOF\n", file);
 }
 
 // The longer side fits 720 points or the shorter one 522, whichever is reached first; products of

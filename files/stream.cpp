@@ -24,6 +24,10 @@ namespace {
 constexpr endian host_order =
     std::endian::native == std::endian::little ? endian::little : endian::big;
 
+u32 begin_writing(const strip_call &call);
+u32 write_strip(const strip_call &call);
+u32 finish_writing(const strip_call &call);
+u32 close_writing(const strip_call &call);
 u32 open_and_read_header(const strip_reader &reader, const strip_call &call);
 u32 read_strip(const strip_reader &reader, u32 hImage, tVIQ_Image &image);
 u32 fail_reading(const strip_reader &reader, u32 code);
@@ -170,6 +174,20 @@ u32 check_written(const char *function, write_state &state) {
     return report(function, VIQ_ERR_SYSTEM, "Failed to write to file");
 }
 
+u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode) {
+    const strip_transfer transfer = {
+        .name = writer.name,
+        .sequence = &writer.state->sequence,
+        .refuse = writer.refuse,
+        .begin = begin_writing,
+        .process = write_strip,
+        .finish = finish_writing,
+        .abandon = close_writing,
+        .line = writer.line,
+    };
+    return run_transfer(transfer, hImage, mode, &writer);
+}
+
 u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
     read_state &state = *reader.state;
     if (mode == VIQ_STRIP_FINISH)
@@ -195,6 +213,41 @@ u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
 }
 
 namespace {
+
+const strip_writer &writer_of(const strip_call &call) {
+    return *static_cast<const strip_writer *>(call.arguments);
+}
+
+u32 begin_writing(const strip_call &call) {
+    const strip_writer &writer = writer_of(call);
+    const u32 code = create_file(writer.name, *writer.state, call.in->outfilename,
+                                 writer.buffer_size, writer.mode);
+    if (!is_error(code) && writer.put_head != nullptr)
+        writer.put_head(writer.state->file.get(), *call.in);
+    return code;
+}
+
+u32 write_strip(const strip_call &call) {
+    const strip_writer &writer = writer_of(call);
+    const tVIQ_Image &image = *call.in;
+    if (image.lines_per_strip == 0)
+        return success;
+    if (!has_lines(image, image.lines_per_strip))
+        return report_no_data(writer.strip_name);
+    const u32 code = writer.put_strip(writer.state->file.get(), image);
+    return is_error(code) ? code : check_written(writer.strip_name, *writer.state);
+}
+
+u32 finish_writing(const strip_call &call) {
+    const strip_writer &writer = writer_of(call);
+    if (writer.put_tail != nullptr)
+        writer.put_tail(writer.state->file.get());
+    return close_writing(call);
+}
+
+u32 close_writing(const strip_call &call) {
+    return close_file(writer_of(call).name, writer_of(call).state->file);
+}
 
 u32 open_and_read_header(const strip_reader &reader, const strip_call &call) {
     read_state &state = *reader.state;

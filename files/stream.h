@@ -86,6 +86,24 @@ u32 close_file(const char *function, unique_stream &file);
 // After a strip: a failed write ends the sequence and closes the file.
 u32 check_written(const char *function, write_state &state);
 
+// A writer: its file is created and begun on the first strip, and closed after the last one.
+struct strip_writer {
+    const char *name;
+    const char *strip_name;
+    write_state *state;
+    verdict (*refuse)(const strip_call &call);
+    // Null references stand for files without a head or a tail. A write that fails shows later.
+    void (*put_head)(std::FILE *file, const tVIQ_Image &image);
+    // The current strip; the image has data for it.
+    u32 (*put_strip)(std::FILE *file, const tVIQ_Image &image);
+    void (*put_tail)(std::FILE *file);
+    std::size_t buffer_size = writer_buffer_size;
+    const char *mode = "wb";
+    line_rule line = nullptr; // of the strip that is written; null: the check's
+};
+
+u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode);
+
 // The open file of a reader, with its sequence; a format keeps what it needs beside it.
 struct read_state {
     strip_sequence sequence;
@@ -106,7 +124,7 @@ struct strip_reader {
     u32 (*read_header)(const read_call &call);
     // The image has a buffer for its lines per strip. A failed seek leaves the file open.
     u32 (*read_lines)(const read_call &call);
-    bool unbuffered = false; // the reader asks for whole blocks itself
+    bool unbuffered = false;  // the reader asks for whole blocks itself
     line_rule line = nullptr; // of the strip that is read; null: the check's
 };
 

@@ -17,24 +17,23 @@ constexpr const char *strip_name = "VIQ_write_TGA_file_1_strip";
 write_state state;
 
 verdict refuse(const strip_call &call);
-u32 create(const strip_call &call);
-u32 write_strip(const strip_call &call);
-u32 close(const strip_call &call);
+void put_head(std::FILE *file, const tVIQ_Image &image);
+u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
-constexpr strip_transfer writer = {
+constexpr strip_writer writer = {
     .name = name,
-    .sequence = &state.sequence,
+    .strip_name = strip_name,
+    .state = &state,
     .refuse = refuse,
-    .begin = create,
-    .process = write_strip,
-    .finish = close,
-    .abandon = close,
+    .put_head = put_head,
+    .put_strip = put_strip,
+    .put_tail = nullptr,
 };
 
 } // namespace
 
 u32 VIQ_write_TGA_file(u32 hImage, u16 wMode) {
-    return run_transfer(writer, hImage, wMode);
+    return run_writer(writer, hImage, wMode);
 }
 
 namespace {
@@ -52,11 +51,7 @@ verdict refuse(const strip_call &call) {
     return proceed;
 }
 
-u32 create(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    const u32 code = create_file(name, state, image.outfilename, writer_buffer_size);
-    if (is_error(code))
-        return code;
+void put_head(std::FILE *file, const tVIQ_Image &image) {
     u8 header[tga::header_size] = {};
     const bool is_grey = image.pixel_format == VIQ_Y8;
     header[tga::image_type_at] = is_grey ? tga::grey : tga::true_colour;
@@ -64,25 +59,15 @@ u32 create(const strip_call &call) {
     store(header + tga::height_at, static_cast<u16>(image.height), endian::little);
     header[tga::bits_at] = is_grey ? 8 : image.pixel_format == VIQ_RGB15 ? 16 : 24;
     header[tga::descriptor_at] = tga::top_line_first;
-    std::fwrite(header, 1, sizeof header, state.file.get());
-    return success;
+    std::fwrite(header, 1, sizeof header, file);
 }
 
 // Grey and 15-bit lines go with their padding; colour goes as blue, green, red without it.
-u32 write_strip(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    if (!has_lines(image, image.lines_per_strip))
-        return report_no_data(strip_name);
-    u32 code = success;
+u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
     if (image.pixel_format == VIQ_RGB24)
-        code = put_blocks(strip_name, state.file.get(), image, u64{image.width} * 3, fill_bgr);
-    else
-        put_lines(state.file.get(), image, image.bytes_per_line);
-    return is_error(code) ? code : check_written(strip_name, state);
-}
-
-u32 close(const strip_call &) {
-    return close_file(name, state.file);
+        return put_blocks(strip_name, file, image, u64{image.width} * 3, fill_bgr);
+    put_lines(file, image, image.bytes_per_line);
+    return success;
 }
 
 void fill_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *block) {

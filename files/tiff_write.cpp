@@ -17,25 +17,24 @@ constexpr const char *strip_name = "VIQ_write_TIFF_file_1_strip";
 write_state state;
 
 verdict refuse(const strip_call &call);
-u32 create(const strip_call &call);
-u32 write_strip(const strip_call &call);
-u32 close(const strip_call &call);
+void put_head(std::FILE *file, const tVIQ_Image &image);
+u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
-constexpr strip_transfer writer = {
+constexpr strip_writer writer = {
     .name = name,
-    .sequence = &state.sequence,
+    .strip_name = strip_name,
+    .state = &state,
     .refuse = refuse,
-    .begin = create,
-    .process = write_strip,
-    .finish = close,
-    .abandon = close,
+    .put_head = put_head,
+    .put_strip = put_strip,
+    .put_tail = nullptr,
     .line = packed_bit_line,
 };
 
 } // namespace
 
 u32 VIQ_write_TIFF_file(u32 hImage, u16 wMode) {
-    return run_transfer(writer, hImage, wMode);
+    return run_writer(writer, hImage, wMode);
 }
 
 namespace {
@@ -100,11 +99,7 @@ verdict refuse(const strip_call &call) {
     return proceed;
 }
 
-u32 create(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    const u32 code = create_file(name, state, image.outfilename, writer_buffer_size);
-    if (is_error(code))
-        return code;
+void put_head(std::FILE *file, const tVIQ_Image &image) {
     const tiff_layout &layout = *find_layout(image.pixel_format);
     tiff_head head;
     put16(head, 'M' << 8 | 'M');
@@ -112,26 +107,17 @@ u32 create(const strip_call &call) {
     put32(head, tiff::head_size);
     put_directory(head, image, layout);
     put_extra(head, image, layout);
-    std::fwrite(head.bytes, 1, head.size, state.file.get());
-    return success;
+    std::fwrite(head.bytes, 1, head.size, file);
 }
 
-u32 write_strip(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    if (!has_lines(image, image.lines_per_strip))
-        return report_no_data(strip_name);
-    std::FILE *file = state.file.get();
+u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
     if (image.pixel_format == VIQ_Y16)
         for_each_run(image, 0, image.lines_per_strip, [file](const u8 *words, u64 count) {
             write_words(file, words, count, endian::big);
         });
     else
         put_lines(file, image, line_bytes(image));
-    return check_written(strip_name, state);
-}
-
-u32 close(const strip_call &) {
-    return close_file(name, state.file);
+    return success;
 }
 
 const tiff_layout *find_layout(u16 format) {
