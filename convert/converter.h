@@ -1,6 +1,8 @@
 // Converters: one strip operation per output format, most of them one row kernel per pixel format.
 #pragma once
 
+#include <span>
+
 #include "core/strip_driver.h"
 
 namespace viq {
@@ -54,19 +56,14 @@ constexpr converter make_converter(const char *name, const char *worker_name,
             .accepted = accepted};
 }
 
+// The converter to a format in a family's table, or null.
+const converter *find_converter(std::span<const converter> family, u16 target);
+
 // The name of a public function and of its strip worker.
 #define VIQ_NAMES(function) #function, #function "_1_strip"
 
 inline u32 run(const converter &which, u32 hInImage, u32 hOutImage, u16 command) {
     return run_conversion(which.operation, hInImage, hOutImage, command, &which);
-}
-
-template <std::size_t count>
-const converter *converter_to(const converter (&list)[count], u16 target) {
-    for (const converter &row : list)
-        if (row.target == target)
-            return &row;
-    return nullptr;
 }
 
 // The converters by output format: from packed and grey formats, and from YUV 4:2:2. Null for a

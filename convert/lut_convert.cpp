@@ -176,7 +176,7 @@ const lut_route &route_of(const strip_call &call) {
 }
 
 u32 run_by_table(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
-    return run(*converter_to(from_yuv422, target), hInImage, hOutImage, command);
+    return run(*find_converter(from_yuv422, target), hInImage, hOutImage, command);
 }
 
 // The data width of grey words is the table's affair.

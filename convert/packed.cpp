@@ -1,5 +1,4 @@
 // Converters to the packed RGB orders, grey and CMYK.
-
 #include "convert/converter.h"
 #include "core/report.h"
 
@@ -125,7 +124,7 @@ constexpr converter packed_converters[] = {
 namespace viq {
 
 const converter *packed_converter(u16 target) {
-    return converter_to(packed_converters, target);
+    return find_converter(packed_converters, target);
 }
 
 } // namespace viq

@@ -1,5 +1,4 @@
 // Conversions out of and into YUV 4:2:2.
-
 #include "convert/converter.h"
 #include "convert/pixel_formulas.h"
 #include "core/report.h"
@@ -107,7 +106,7 @@ constexpr converter yuv422_converters[] = {
 namespace viq {
 
 const converter *yuv422_converter(u16 target) {
-    return converter_to(yuv422_converters, target);
+    return find_converter(yuv422_converters, target);
 }
 
 verdict demand_even_yuv422(const strip_call &call) {

@@ -126,7 +126,7 @@ bool get_lines(std::FILE *stream, const tVIQ_Image &image, u32 first, u32 lines,
 }
 
 u32 lines_in_block(u64 line) {
-    constexpr u64 block = 128 * 1024;
+    constexpr u64 block = u64{128} * 1024;
     return static_cast<u32>(std::clamp<u64>(block / std::max<u64>(line, 1), 1, 65536));
 }
 
