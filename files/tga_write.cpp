@@ -1,6 +1,4 @@
 // TGA writer: not compressed, top line first.
-#include <algorithm>
-
 #include "convert/rows.h"
 #include "core/image.h"
 #include "core/report.h"

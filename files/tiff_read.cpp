@@ -1,6 +1,5 @@
 // TIFF reader: grey, palette and RGB, not compressed, both byte orders.
 #include <algorithm>
-#include <cstring>
 
 #include "core/cmap_record.h"
 #include "core/image.h"

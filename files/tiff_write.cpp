@@ -1,6 +1,4 @@
 // TIFF writer: big-endian, not compressed, one TIFF strip for the whole picture.
-#include <cstring>
-
 #include "core/cmap_record.h"
 #include "core/image.h"
 #include "core/report.h"
