@@ -264,7 +264,7 @@ u32 generate(const lut_rule &rule, u32 hImage) {
         if (image == nullptr)
             return report_bad_handle(rule.generator);
         if (image->colourmap == nullptr)
-            return report(rule.generator, VIQ_ERR_STATE, "Colourmap is NULL");
+            return report_no_colourmap(rule.generator);
         const u32 code = make_room(rule.generator, rule, *image, made);
         if (is_error(code))
             return code;

@@ -103,7 +103,7 @@ u32 read_palette(const read_call &call, u32 last_colour) {
     if (last_colour >= colourmap_size)
         return report_corrupt(name);
     if (call.image.colourmap == nullptr)
-        return report(name, VIQ_ERR_STATE, "Colourmap is NULL");
+        return report_no_colourmap(name);
     if (!pass_over(text, '<'))
         return report_no_hex(name);
     for (u32 i = 0; i <= last_colour; ++i) {

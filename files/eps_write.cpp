@@ -65,7 +65,7 @@ verdict refuse(const strip_call &call) {
     if (format != VIQ_Y1 && format != VIQ_Y8 && format != VIQ_PALETTED && format != VIQ_RGB24)
         return stop_with(report_format(name, format));
     if (format == VIQ_PALETTED && image.colourmap == nullptr)
-        return stop_with(report(name, VIQ_ERR_STATE, "Colourmap is NULL"));
+        return stop_with(report_no_colourmap(name));
     if (image.width == 0 || image.height == 0)
         return stop_with(report_corrupt(name));
     return proceed;

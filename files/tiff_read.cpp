@@ -276,7 +276,7 @@ u32 read_colour_map(const read_call &call, const directory &page) {
     if (!seek_to(call.file, page.map.offset) || std::fread(values, 1, size, call.file) != size)
         return report_corrupt(name);
     if (call.image.colourmap == nullptr)
-        return report(name, VIQ_ERR_STATE, "Colourmap is NULL");
+        return report_no_colourmap(name);
     for (u32 i = 0; i < entries; ++i) {
         tVIQ_Colour &colour = call.image.colourmap[i];
         colour.red = values[2 * i + 1];

@@ -93,7 +93,7 @@ verdict refuse(const strip_call &call) {
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED | image.num_colours,
                                 "Unsupported palette/colourmap size"));
     if (image.colourmap == nullptr)
-        return stop_with(report(name, VIQ_ERR_STATE, "Colourmap is NULL"));
+        return stop_with(report_no_colourmap(name));
     return proceed;
 }
 
