@@ -32,6 +32,9 @@ struct converter {
 verdict copy_or_accept(const strip_call &call);
 verdict accept_listed(const strip_call &call);
 
+// Refusals of the converters out of YUV 4:2:2.
+verdict demand_even_yuv422(const strip_call &call);
+
 // 16-bit grey needs at least the 8 bits that are kept of it.
 u32 check_grey_width(const char *function, const tVIQ_Image &image);
 

@@ -59,8 +59,9 @@ void free_strip(tVIQ_Image &image);
 void hand_over_data(tVIQ_Image &in, tVIQ_Image &out);
 
 // Gives the image a fresh or fitting strip buffer in place of the one it has; what every strip
-// worker does to its output.
-u32 renew_strip(u32 handle);
+// worker does to its output. An image that has been checked may be given a line length other than
+// the check's.
+u32 renew_strip(u32 handle, u32 line = 0);
 
 // A library image for the length of a scope.
 struct scoped_image {

@@ -14,6 +14,7 @@ using namespace viq;
 
 namespace {
 
+bool keeps_callers_buffer(const tVIQ_Image &image);
 u32 allocate(tVIQ_Image &image);
 bool fits(const image_companion &own, u64 size);
 u32 copy_strip(const tVIQ_Image &in, u32 hOutImage);
@@ -26,9 +27,7 @@ bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out);
 u32 VIQ_image_malloc_a_strip(u32 hImage) {
     constexpr const char *name = "VIQ_image_malloc_a_strip";
     tVIQ_Image *image = find_image(hImage);
-    // A library buffer under an inherited lock is still sized below.
-    if (image != nullptr && (image->flags & VIQ_FLAG_LOCKED) != 0 && image->data != nullptr &&
-        !owns_data(*image))
+    if (image != nullptr && keeps_callers_buffer(*image))
         return success;
     const u32 code = check_image(name, hImage);
     return is_error(code) ? code : allocate(*image);
@@ -133,19 +132,27 @@ void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
     note_lock(out);
 }
 
-u32 renew_strip(u32 handle) {
+u32 renew_strip(u32 handle, u32 line) {
     tVIQ_Image *image = find_image(handle);
     if (image != nullptr && !owns_data(*image)) {
         const u32 code = VIQ_image_free_data(handle);
         if (is_error(code))
             return code;
     }
-    return VIQ_image_malloc_a_strip(handle);
+    if (image == nullptr || line == 0)
+        return VIQ_image_malloc_a_strip(handle);
+    image->bytes_per_line = line;
+    return keeps_callers_buffer(*image) ? success : allocate(*image);
 }
 
 } // namespace viq
 
 namespace {
+
+// A library buffer under an inherited lock is sized like any other.
+bool keeps_callers_buffer(const tVIQ_Image &image) {
+    return (image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr && !owns_data(image);
+}
 
 // Strips are zero-filled when they are allocated, and again when a buffer that fits is laid out for
 // other lines, so that padding never shows what another picture left.

@@ -105,8 +105,7 @@ verdict refuse_for_buffer(const strip_call &call) {
 verdict refuse(const char *function, const tVIQ_Image &image) {
     const u16 format = image.pixel_format;
     if (format != VIQ_RGB24 && format != VIQ_Y8 && format != VIQ_PALETTED)
-        return stop_with(
-            report(function, VIQ_ERR_UNSUPPORTED | format, "Unsupported image format"));
+        return stop_with(report_format(function, format));
     if (bmp_file_size(layout_of(image), image.height) > UINT32_MAX)
         return stop_with(report(function, VIQ_ERR_UNSUPPORTED, "Image too large for a BMP file"));
     if (format != VIQ_RGB24 && image.colourmap == nullptr)
@@ -142,7 +141,7 @@ u32 write_strip(const strip_call &call) {
     if (!has_lines(image, image.lines_per_strip))
         return report_no_data(file_strip_name);
     const bmp_layout layout = layout_of(image);
-    const u32 block_lines = std::min(bmp_block_lines(layout), image.lines_per_strip);
+    const u32 block_lines = std::min(lines_in_block(layout.line), image.lines_per_strip);
     const u64 block_size = block_lines * layout.line;
     u8 *block = scratch_bytes(scratch::file_lines, block_size);
     if (block == nullptr)
