@@ -198,8 +198,12 @@ template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast
         const ac_entry &entry = entries[i << (ac_bits - fast_bits)];
         const u32 length = u32{entry.length} + entry.size;
         fast[i] = {};
-        if (entry.size == 0 || entry.size == invalid_category || length > fast_bits)
+        if (entry.size == invalid_category || length > fast_bits)
             continue;
+        if (entry.size == 0) {
+            fast[i] = {0, entry.run == 0 ? fast_end_of_block : entry.run, entry.length};
+            continue;
+        }
         const i32 top = 1 << entry.size;
         const i32 bits = static_cast<i32>(i >> (fast_bits - length)) & (top - 1);
         fast[i] = {static_cast<i16>(bits < top / 2 ? bits - top + 1 : bits), entry.run,

@@ -20,6 +20,7 @@ constexpr const char *name = "VIQ_JPEG_decompress";
 constexpr u32 most_blocks_a_byte = 32;
 constexpr u32 data_allowance = 64; // bytes that may be missing from a small picture's data
 constexpr u32 widest_mcu_row = 16;
+constexpr u32 mcus_at_once = 16; // what the first-level cache holds in all stages
 
 struct original_size {
     u32 width, height, lines_per_strip;
@@ -27,6 +28,7 @@ struct original_size {
 
 struct decode_state {
     bool under_way = false;
+    u32 handle = 0;
     const tVIQ_Image *image = nullptr;
     strip_geometry geometry = {}; // of the image while it is decoded
     original_size original = {};
@@ -34,9 +36,8 @@ struct decode_state {
     scan_layout layout = {};
     quantiser tables[2] = {};
     scan_reader reader = {};
-    // Everything that has been decoded ahead of its strip, or one row of MCUs.
+    // Everything that has been decoded ahead of its strip, or part of a row of MCUs.
     std::vector<decoded_pair> pairs;
-    std::vector<u8> band; // one row of MCUs in YUV 4:2:2
 };
 
 decode_state decode;
@@ -134,6 +135,7 @@ u32 start(u32 hJpegImage) {
     if (is_error(code))
         return code;
     decode.under_way = true;
+    decode.handle = hJpegImage;
     decode.image = &jpeg;
     decode.original = {jpeg.width, jpeg.height, jpeg.lines_per_strip};
     decode.lines_done = 0;
@@ -150,12 +152,8 @@ u32 start(u32 hJpegImage) {
 }
 
 void finish() {
-    tVIQ_Image *jpeg = nullptr;
-    for_every_image([&jpeg](tVIQ_Image &image) {
-        if (&image == decode.image)
-            jpeg = &image;
-    });
-    if (jpeg != nullptr) {
+    tVIQ_Image *jpeg = find_image(decode.handle);
+    if (jpeg != nullptr && jpeg == decode.image) {
         jpeg->width = decode.original.width;
         jpeg->height = decode.original.height;
         jpeg->lines_per_strip = decode.original.lines_per_strip;
@@ -163,8 +161,7 @@ void finish() {
     decode.under_way = false;
     decode.image = nullptr;
     std::vector<decoded_pair>().swap(decode.pairs);
-    std::vector<u8>().swap(decode.band);
-    std::vector<u8>().swap(decode.reader.plain_bits);
+    decode.reader = {};
 }
 
 // ---- Blocks into pixels
@@ -188,13 +185,13 @@ void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
                       pair_width);
 }
 
-// A row of MCUs into YUV 4:2:2, as many of its lines as there are.
-void place_colour(const decoded_pair *pairs, u8 *pixels, std::size_t line, u32 lines) {
+// MCUs next to each other into YUV 4:2:2, as many of their lines as there are.
+void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
     const scan_layout &layout = decode.layout;
     const u32 y_pairs = layout.pairs - 1;
     const u32 repeat = y_pairs - 1;
     const block_kernels &kernels = current_blocks();
-    for (u32 x = 0; x < layout.mcus; ++x, pairs += layout.pairs, pixels += 2 * pair_width) {
+    for (u32 x = 0; x < count; ++x, pairs += layout.pairs, pixels += 2 * pair_width) {
         sample_pair chroma;
         transform(pairs[y_pairs], 1, chroma);
         for (u32 n = 0; n < y_pairs && 8 * n < lines; ++n) {
@@ -205,9 +202,9 @@ void place_colour(const decoded_pair *pairs, u8 *pixels, std::size_t line, u32 l
     }
 }
 
-void place_grey(const decoded_pair *pairs, u8 *pixels, std::size_t line) {
+void place_grey(const decoded_pair *pairs, u32 first, u32 count, u8 *pixels, std::size_t line) {
     const scan_layout &layout = decode.layout;
-    for (u32 x = 0; x < layout.mcus; ++x, ++pairs, pixels += pair_width) {
+    for (u32 x = first; x < first + count; ++x, ++pairs, pixels += pair_width) {
         sample_pair samples;
         transform(*pairs, 0, samples);
         const u32 width = x + 1 == layout.mcus ? 8 * layout.blocks_in_last : pair_width;
@@ -216,19 +213,33 @@ void place_grey(const decoded_pair *pairs, u8 *pixels, std::size_t line) {
     }
 }
 
-void place_row(const decoded_pair *pairs, tVIQ_Image &out, u32 first, u32 lines) {
-    u8 *target = out.data + strip_size(out, first);
+// Lines of the output that MCUs of a row go to.
+struct target_lines {
+    u32 first, count;
+};
+
+void place_mcus(const decoded_pair *pairs, u32 first, u32 count, tVIQ_Image &out,
+                const target_lines &lines) {
+    u8 *target = out.data + strip_size(out, lines.first);
+    const std::size_t x = std::size_t{first} * pair_width;
     if (!decode.layout.colour) {
-        place_grey(pairs, target, out.bytes_per_line);
+        place_grey(pairs, first, count, target + x, out.bytes_per_line);
     } else if (out.pixel_format == VIQ_YUV422) {
-        place_colour(pairs, target, out.bytes_per_line, lines);
+        place_colour(pairs, count, target + 2 * x, out.bytes_per_line, lines.count);
     } else {
-        const std::size_t line = decode.band.size() / widest_mcu_row;
-        place_colour(pairs, decode.band.data(), line, lines);
+        alignas(32) u8 band[widest_mcu_row][mcus_at_once * 2 * pair_width];
+        place_colour(pairs, count, band[0], sizeof band[0], lines.count);
         const row_kernel convert = find_row(VIQ_YUV422, VIQ_RGB24);
-        for (u32 y = 0; y < lines; ++y, target += out.bytes_per_line)
-            convert(decode.band.data() + y * line, target, out.width, {});
+        for (u32 y = 0; y < lines.count; ++y, target += out.bytes_per_line)
+            convert(band[y], target + 3 * x, count * pair_width, {});
     }
+}
+
+template <class Visit> u32 for_parts_of_row(Visit visit) {
+    u32 code = success;
+    for (u32 x = 0; x < decode.layout.mcus && !is_error(code); x += mcus_at_once)
+        code = visit(x, std::min(mcus_at_once, decode.layout.mcus - x));
+    return code;
 }
 
 // ---- Strips
@@ -250,47 +261,57 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
                             : wants_yuv           ? VIQ_YUV422
                                                   : VIQ_RGB24);
     code = check_image(name, hOutImage);
-    if (!is_error(code))
-        code = renew_strip(hOutImage);
-    if (!is_error(code) && decode.layout.colour && !wants_yuv &&
-        !try_resize(decode.band, u64{widest_mcu_row} * 2 * jpeg.width))
-        code = report(name, VIQ_ERR_MEMORY, "");
-    return code;
+    return is_error(code) ? code : renew_strip(hOutImage);
 }
 
-u32 begin_data(const tVIQ_Image &jpeg, u32 rows_held) {
-    const scan_layout &layout = decode.layout;
-    const u64 count = u64{rows_held} * layout.mcus * layout.pairs;
+u32 begin_data(const tVIQ_Image &jpeg, u64 mcus_held) {
+    const u64 count = mcus_held * decode.layout.pairs;
     if (!try_resize(decode.pairs, count))
         return report_no_memory(name, count * sizeof(decoded_pair));
     return begin_reading(decode.reader, jpeg.jpeg->data, jpeg.jpeg->data_length);
 }
 
-decoded_pair *row_of_pairs(u32 row) {
-    return decode.pairs.data() + std::size_t{row} * decode.layout.mcus * decode.layout.pairs;
+decoded_pair *pairs_at(u32 row, u32 mcu) {
+    const scan_layout &layout = decode.layout;
+    return decode.pairs.data() + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
 }
 
-// The picture in one strip: each row of MCUs as soon as it is decoded.
+// The picture in one strip: MCUs become pixels as soon as they are decoded.
 u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
     const scan_layout &layout = decode.layout;
     tVIQ_Image &out = *find_image(hOutImage);
-    u32 code = begin_data(jpeg, 1);
+    u32 code = begin_data(jpeg, mcus_at_once);
     for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row) {
-        code = read_mcu_row(decode.reader, layout, row_of_pairs(0));
-        const u32 first = row * layout.mcu_height;
-        if (!is_error(code))
-            place_row(row_of_pairs(0), out, first,
-                      std::min(layout.mcu_height, jpeg.height - first));
+        const u32 line = row * layout.mcu_height;
+        const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
+        code = for_parts_of_row([&](u32 first, u32 count) {
+            const u32 result = read_mcus(decode.reader, layout, first, count, decode.pairs.data());
+            if (!is_error(result))
+                place_mcus(decode.pairs.data(), first, count, out, lines);
+            return result;
+        });
     }
     return code;
 }
 
 u32 decode_all_data(const tVIQ_Image &jpeg) {
     const scan_layout &layout = decode.layout;
-    u32 code = begin_data(jpeg, layout.mcu_rows);
+    u32 code = begin_data(jpeg, u64{layout.mcus} * layout.mcu_rows);
     for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row)
-        code = read_mcu_row(decode.reader, layout, row_of_pairs(row));
+        code = read_mcus(decode.reader, layout, 0, layout.mcus, pairs_at(row, 0));
     return code;
+}
+
+void place_strip(const tVIQ_Image &jpeg, tVIQ_Image &out) {
+    const u32 height = decode.layout.mcu_height;
+    for (u32 y = 0; y < jpeg.lines_per_strip; y += height) {
+        const u32 row = (decode.lines_done + y) / height;
+        const target_lines lines = {y, std::min(height, jpeg.lines_per_strip - y)};
+        for_parts_of_row([&](u32 first, u32 count) {
+            place_mcus(pairs_at(row, first), first, count, out, lines);
+            return success;
+        });
+    }
 }
 
 u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
@@ -313,12 +334,8 @@ u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
         code = decode_whole(jpeg, hOutImage);
     if (is_error(code))
         return code;
-    if (!whole) {
-        tVIQ_Image &out = *find_image(hOutImage);
-        for (u32 y = 0; y < jpeg.lines_per_strip; y += layout.mcu_height)
-            place_row(row_of_pairs((decode.lines_done + y) / layout.mcu_height), out, y,
-                      std::min(layout.mcu_height, jpeg.lines_per_strip - y));
-    }
+    if (!whole)
+        place_strip(jpeg, *find_image(hOutImage));
     decode.lines_done += jpeg.lines_per_strip;
     if (last)
         finish();

@@ -55,39 +55,42 @@ inline i32 value_of(u32 bits, u32 category) {
 
 // ---- Bits without markers
 
-// Of the 57 bits or more that a load gives, a code and its value take at most 27.
+// The first byte on top. Spelt out, because only so do compilers take it for one load.
+inline u64 load_eight(const u8 *at) {
+    return u64{at[0]} << 56 | u64{at[1]} << 48 | u64{at[2]} << 40 | u64{at[3]} << 32 |
+           u64{at[4]} << 24 | u64{at[5]} << 16 | u64{at[6]} << 8 | u64{at[7]};
+}
+
+// Refilled to 56 bits or more ahead of each code and its value, which take at most 27.
 struct plain_reader {
     static constexpr bool looks_ahead = true;
     const u8 *bytes;
-    u64 last; // the last place where eight bytes stand
-    u64 position;
-    u64 window;
-    u32 used;
+    std::size_t next; // where the bits behind the window stand
+    std::size_t last; // the last place where eight bytes stand
+    u64 window;       // the bits, the first one on top
+    u32 held;         // how many of them count
 
     explicit plain_reader(const scan_reader &from)
-        : bytes(from.plain_bits.data()), last(from.plain_bits.size() - 8), position(from.position),
-          window(0), used(64) {}
+        : bytes(from.plain_bits.get()), next(from.plain_next), last(from.plain_size - 8),
+          window(from.window), held(from.held) {}
 
-    void store(scan_reader &to) const { to.position = position + (used == 64 ? 0 : used); }
+    void store(scan_reader &to) const {
+        to.plain_next = next;
+        to.window = window;
+        to.held = held;
+    }
 
     [[gnu::always_inline]] void prepare() {
-        if (used <= 30)
-            return;
-        if (used != 64)
-            position += used;
-        used = 0;
-        const u8 *at = bytes + std::min(position >> 3, last);
-        window = 0;
-        for (u32 i = 0; i < 8; ++i)
-            window |= u64{at[i]} << (56 - 8 * i);
-        window <<= position & 7;
+        window |= load_eight(bytes + next) >> held;
+        next = std::min(next + ((63 - held) >> 3), last);
+        held |= 56;
     }
     template <u32 bits> [[gnu::always_inline]] u32 peek() {
         return static_cast<u32>(window >> (64 - bits));
     }
     [[gnu::always_inline]] void consume(u32 bits) {
         window <<= bits;
-        used += bits;
+        held -= bits;
     }
     [[gnu::always_inline]] i32 value(u32 category) {
         if (category == 0)
@@ -166,13 +169,13 @@ template <u32 dc_bits> constexpr const auto &dc_entries(const decode_tables &tab
         return tables.dc_chrominance;
 }
 
-// Reads the DC difference with so many bits at once, and the coefficients after it.
+// Reads the DC difference with so many bits at once, and the coefficients after it, into a block of
+// zeros.
 template <u32 dc_bits, class Bits>
 [[gnu::always_inline]] inline block_end read_block(Bits &bits, const decode_tables &tables,
                                                    i32 &predictor, i16 *coefficients, u64 &mask,
                                                    i32 &dc) {
     constexpr u32 component = dc_bits == dc_luminance_bits ? 0 : 1;
-    std::memset(coefficients, 0, block_size * sizeof *coefficients);
     bits.prepare();
     const dc_entry first = dc_entries<dc_bits>(tables)[bits.template peek<dc_bits>()];
     if (first.category == invalid_category)
@@ -194,8 +197,12 @@ template <u32 dc_bits, class Bits>
             if (both.length != 0) {
                 bits.consume(both.length);
                 k += both.run;
-                if (k >= block_size)
-                    return block_end::overrun;
+                if (k >= block_size) {
+                    if (both.run != fast_end_of_block)
+                        return block_end::overrun;
+                    k -= both.run;
+                    break;
+                }
                 coefficients[natural_of[k++]] = both.value;
                 continue;
             }
@@ -230,11 +237,13 @@ template <u32 dc_bits, class Bits>
 }
 
 template <class Bits>
-u32 read_row(scan_reader &reader, const scan_layout &layout, decoded_pair *pairs) {
+u32 read_with(scan_reader &reader, const scan_layout &layout, u32 first, u32 count,
+              decoded_pair *pairs) {
     const decode_tables &tables = current_decode_tables();
     Bits bits(reader);
+    std::memset(pairs, 0, std::size_t{count} * layout.pairs * sizeof *pairs);
     const u32 y_pairs = layout.colour ? layout.pairs - 1 : layout.pairs;
-    for (u32 x = 0; x < layout.mcus; ++x) {
+    for (u32 x = first; x < first + count; ++x) {
         for (u32 n = 0; n < y_pairs; ++n, ++pairs) {
             const u32 blocks = x + 1 == layout.mcus ? layout.blocks_in_last : 2;
             for (u32 i = 0; i < blocks; ++i) {
@@ -259,7 +268,7 @@ u32 read_row(scan_reader &reader, const scan_layout &layout, decoded_pair *pairs
 }
 
 // Removes the stuffed bytes; false: FF D9 stands in the data.
-bool copy_plain(u8 *to, const u8 *data, u64 length, u64 &copied) {
+bool copy_plain(u8 *to, const u8 *data, u64 length, std::size_t &copied) {
     const u8 *at = data;
     const u8 *const end = data + length;
     const u8 *const begin = to;
@@ -278,30 +287,29 @@ bool copy_plain(u8 *to, const u8 *data, u64 length, u64 &copied) {
         if (*at == 0)
             ++at;
     }
-    copied = static_cast<u64>(to - begin);
+    copied = static_cast<std::size_t>(to - begin);
     return true;
 }
 
 } // namespace
 
 u32 begin_reading(scan_reader &reader, const u8 *data, u64 length) {
+    reader = {};
     reader.data = data;
     reader.length = length;
-    reader.position = 0;
-    reader.refilled = 0;
     reader.count = -1;
-    reader.next = 0;
-    for (i32 &predictor : reader.predictors)
-        predictor = 0;
-    if (!try_resize(reader.plain_bits, length + padding))
-        return report_no_memory(worker_name, length + padding);
-    u64 copied = 0;
-    if (copy_plain(reader.plain_bits.data(), data, length, copied)) {
-        std::memset(reader.plain_bits.data() + copied, 0xFF, padding);
-        reader.plain_bits.resize(static_cast<std::size_t>(copied + padding));
+    const u64 size = length + padding;
+    if (size <= SIZE_MAX)
+        reader.plain_bits.reset(new (std::nothrow) u8[static_cast<std::size_t>(size)]);
+    if (reader.plain_bits == nullptr)
+        return report_no_memory(worker_name, size);
+    std::size_t copied = 0;
+    if (copy_plain(reader.plain_bits.get(), data, length, copied)) {
+        std::memset(reader.plain_bits.get() + copied, 0xFF, padding);
+        reader.plain_size = copied + padding;
         return success;
     }
-    reader.plain_bits.clear();
+    reader.plain_bits.reset();
     refill(reader);
     refill(reader);
     return reader.count == 23
@@ -309,10 +317,11 @@ u32 begin_reading(scan_reader &reader, const u8 *data, u64 length) {
                : report(worker_name, VIQ_ERR_STATE, "Buffer failed to fill at start");
 }
 
-u32 read_mcu_row(scan_reader &reader, const scan_layout &layout, decoded_pair *pairs) {
-    if (reader.plain_bits.empty())
-        return read_row<marker_reader>(reader, layout, pairs);
-    return read_row<plain_reader>(reader, layout, pairs);
+u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 count,
+              decoded_pair *pairs) {
+    if (reader.plain_bits == nullptr)
+        return read_with<marker_reader>(reader, layout, first, count, pairs);
+    return read_with<plain_reader>(reader, layout, first, count, pairs);
 }
 
 } // namespace viq

@@ -1,6 +1,8 @@
 // Huffman decoding of coded data into quantised blocks.
 #pragma once
 
+#include <memory>
+
 #include "jpeg/kernels.h"
 
 namespace viq {
@@ -25,21 +27,25 @@ struct decoded_pair {
 struct scan_reader {
     const u8 *data; // as it is stored
     u64 length;
-    // Without the stuffed bytes and with ones behind; empty: a marker stands inside the data, and
+    // Without the stuffed bytes and with ones behind; null: a marker stands inside the data, and
     // what the refills meet is reported.
-    std::vector<u8> plain_bits;
-    u64 position; // in bits
-    // The refilled bits: the lowest `count` + 1 of them.
+    std::unique_ptr<u8[]> plain_bits;
+    std::size_t plain_size;
+    std::size_t plain_next;
+    u64 window; // refilled bits, the first one on top
+    u32 held;
+    // The same for data with markers: the lowest `count` + 1 bits.
     u32 refilled;
     i32 count;
-    u64 next;          // byte
+    u64 next;
     i32 predictors[3]; // the last DC of Y, U and V
 };
 
-// The first byte of the data; reports what fails.
+// Starts at the first byte of the data; reports what fails.
 u32 begin_reading(scan_reader &reader, const u8 *data, u64 length);
 
-// The next row of MCUs; `pairs` for each.
-u32 read_mcu_row(scan_reader &reader, const scan_layout &layout, decoded_pair *pairs);
+// MCUs of a row, of which the first one has a place of its own in the row.
+u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 count,
+              decoded_pair *pairs);
 
 } // namespace viq

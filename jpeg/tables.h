@@ -99,7 +99,9 @@ struct ac_entry {
     u8 spare;
 };
 
-// Code and value at once, where both fit the bits; length 0: they do not.
+// Code and value at once, where both fit the bits; length 0: they do not. 16 zeros are 15 zeros and
+// the value 0.
+constexpr u8 fast_end_of_block = 128; // as a run
 struct ac_fast_entry {
     i16 value;
     u8 run; // zeros ahead of the value
