@@ -26,6 +26,10 @@ constexpr format_name names[] = {
 
 const std::vector<file_kind> kinds = {
     {VIQ_FILE_BMP, "BMP", ".bmp", {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED}},
+    {VIQ_FILE_JPEG,
+     "JPEG",
+     ".jpg",
+     {VIQ_RGB24, VIQ_Y8, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32}},
     {VIQ_FILE_RAW,
      "raw data",
      ".raw",
