@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "tools/compare.h"
+#include "tools/jpeg.h"
 #include "tools/page.h"
 #include "tools/pipeline.h"
 #include "tools/samples.h"
@@ -21,6 +22,7 @@ struct recipe;
 
 gallery show_photograph(const photograph &photo, const fs::path &samples, const fs::path &out);
 const file_kind &bmp();
+const file_kind &kind_of(const recipe &what);
 shot original_shot(const fs::path &from, const fs::path &to);
 shot make_shot(const recipe &what, const fs::path &from, const fs::path &to, const image &original);
 pipeline convert_pipeline(const recipe &what, const std::string &file);
@@ -31,7 +33,7 @@ route_table run_every_route(const std::string &file);
 double run_route(const image &original, u16 from, u16 to);
 void print_table(const std::vector<gallery> &galleries);
 
-enum class way { convert, dither, dib };
+enum class way { convert, dither, dib, jpeg };
 
 struct recipe {
     const char *group;
@@ -41,11 +43,13 @@ struct recipe {
     way how = way::convert;
     u16 format = VIQ_PALETTED;
     palette_rule palette = {};
-    u32 depth = 0; // of a device-independent bitmap
+    u32 depth = 0;               // of a device-independent bitmap
+    u16 quality = usual_quality; // factor of a JPEG file
 };
 
 constexpr const char *packed = "Pixel formats";
 constexpr const char *palettes = "Palettes";
+constexpr const char *jpegs = jpeg_group;
 constexpr const char *dibs = "Device-independent bitmaps";
 
 constexpr recipe recipes[] = {
@@ -120,6 +124,13 @@ constexpr recipe recipes[] = {
      VIQ_PALETTED,
      {256, 3}},
     {palettes, "dithered", "3-3-2 dithered", "the same cube with carried remainders", way::dither},
+    {jpegs, "jpeg2", "Factor 2", "eight times the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 2},
+    {jpegs, "jpeg4", "Factor 4", "four times the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 4},
+    {jpegs, "jpeg8", "Factor 8", "twice the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 8},
+    {jpegs, "jpeg16", "Factor 16", "the standard tables", way::jpeg, VIQ_RGB24, {}, 0, 16},
+    {jpegs, "jpeg32", "Factor 32", "half the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 32},
+    {jpegs, "jpeg64", "Factor 64", "a quarter of them", way::jpeg, VIQ_RGB24, {}, 0, 64},
+    {jpegs, "jpeg200", "Factor 200", "hardly any loss", way::jpeg, VIQ_RGB24, {}, 0, 200},
     {dibs, "dib", "DIB", "depth chosen by the picture, shown upright", way::dib},
     {dibs, "dib8", "DIB, 8 bits", "with its colourmap", way::dib, VIQ_PALETTED, {}, 8},
     {dibs, "dib16", "DIB, 16 bits", "RGB15", way::dib, VIQ_PALETTED, {}, 16},
@@ -156,13 +167,18 @@ gallery show_photograph(const photograph &photo, const fs::path &samples, const 
     gallery g{photo, {original_shot(from, out / (name + ".bmp"))}};
     const image original = as_rgb24(from.string());
     for (const recipe &what : recipes)
-        g.shots.push_back(make_shot(what, from, out / (name + "-" + what.id + ".bmp"), original));
+        g.shots.push_back(make_shot(
+            what, from, out / (name + "-" + what.id + kind_of(what).extension), original));
     return g;
 }
 
 // Browsers show it.
 const file_kind &bmp() {
     return kind_of_path("page.bmp");
+}
+
+const file_kind &kind_of(const recipe &what) {
+    return what.how == way::jpeg ? kind_of_path("page.jpg") : bmp();
 }
 
 shot original_shot(const fs::path &from, const fs::path &to) {
@@ -189,7 +205,7 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     } else {
         line = convert_pipeline(what, file);
     }
-    run_to_file(line, bmp(), to.string());
+    run_to_file(line, kind_of(what), to.string(), what.quality);
     const picture result = read_header(to.string());
     return {
         what.group,        what.name,    what.note,     to.filename().string(),
@@ -205,7 +221,7 @@ pipeline convert_pipeline(const recipe &what, const std::string &file) {
         extend_dithered(r, file);
     else
         extend(r, what.format, file, what.palette);
-    extend_to_any(r, bmp().accepts, file);
+    extend_to_any(r, kind_of(what).accepts, file);
     return {file, 0, r.steps};
 }
 
