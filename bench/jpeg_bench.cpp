@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "viq.h"
+#include "jpeg/tables.h"
 
 #if defined(VIQ_HAVE_LIBJPEG)
 #include <jpeglib.h>
@@ -167,28 +167,12 @@ struct peer_encoder {
             state.comp_info[0].h_samp_factor = 2;
             state.comp_info[0].v_samp_factor = kind == layout::c420 ? 2 : 1;
         }
-        // The tables in natural order, as the record has them in zigzag order.
+        // The record has its tables in zigzag order.
         const auto *record = static_cast<const Tjpeg *>(VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG));
         for (int i = 0; i < 2; ++i) {
-            unsigned table[64];
-            int x = 0;
-            int y = 0;
-            for (int k = 0; k < 64; ++k) {
-                table[8 * y + x] = record->q_tables[i][k];
-                const bool rising = (x + y) % 2 == 0;
-                if (rising && x == 7)
-                    ++y;
-                else if (rising && y == 0)
-                    ++x;
-                else if (!rising && y == 7)
-                    ++x;
-                else if (!rising && x == 0)
-                    ++y;
-                else {
-                    x += rising ? 1 : -1;
-                    y += rising ? -1 : 1;
-                }
-            }
+            unsigned table[viq::block_size];
+            for (u32 k = 0; k < viq::block_size; ++k)
+                table[viq::natural_of[k]] = record->q_tables[i][k];
             jpeg_add_quant_table(&state, i, table, 100, TRUE);
         }
         jpeg_start_compress(&state, TRUE);
