@@ -167,9 +167,9 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
         return success;
     case VIQ_PTR_JPEG_DATA:
     case VIQ_PTR_JPEG_DATA2:
-        if (image->jpeg == nullptr || upper.jpeg_data_pointer == nullptr)
+        if (image->jpeg == nullptr || upper.jpeg_set_data_pointer == nullptr)
             return report(name, VIQ_ERR_HANDLE, "Not a JPEG image");
-        *upper.jpeg_data_pointer(*image, wType) = pValue;
+        upper.jpeg_set_data_pointer(*image, wType, pValue);
         return success;
     case VIQ_PTR_IMAGE:
         if (!replace_image(hImage, static_cast<tVIQ_Image *>(pValue)))
@@ -211,7 +211,7 @@ void *VIQ_image_get_ptr(u32 hImage, u16 wType) {
     switch (wType) {
     case VIQ_PTR_JPEG_DATA:
     case VIQ_PTR_JPEG_DATA2:
-        return upper.jpeg_data_pointer != nullptr ? *upper.jpeg_data_pointer(*image, wType)
+        return upper.jpeg_data_pointer != nullptr ? upper.jpeg_data_pointer(*image, wType)
                                                   : nullptr;
     case VIQ_PTR_JPEG_ID:
         return upper.jpeg_identification != nullptr ? upper.jpeg_identification(*image) : nullptr;

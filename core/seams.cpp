@@ -1,7 +1,25 @@
 #include "core/seams.h"
 
+#include "jpeg/record.h"
+
 namespace viq {
 
-const upper_seams upper = {};
+const upper_seams upper = {
+    .jpeg_start_up = jpeg_start_up,
+    .jpeg_free_data = VIQ_JPEG_free_data,
+    .jpeg_destroy_record = VIQ_JPEG_destroy_Tjpeg,
+    .jpeg_copy_parameters = VIQ_JPEG_copy_parameters,
+    .jpeg_build_image = VIQ_JPEG_build_image,
+    .jpeg_move_data = jpeg_move_data,
+    .jpeg_data_length = jpeg_data_length,
+    .jpeg_set_data_length = jpeg_set_data_length,
+    .jpeg_data_pointer = jpeg_data_pointer,
+    .jpeg_set_data_pointer = jpeg_set_data_pointer,
+    .jpeg_holds_callers_data = holds_callers_data,
+    .jpeg_identification = jpeg_identification,
+    .destroy_chroma_keys = nullptr,
+    .destroy_lookup_tables = nullptr,
+    .destroy_displays = nullptr,
+};
 
 } // namespace viq

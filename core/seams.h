@@ -16,7 +16,9 @@ struct upper_seams {
     void (*jpeg_move_data)(tVIQ_Image &from, tVIQ_Image &to);
     u32 (*jpeg_data_length)(const tVIQ_Image &image);
     u32 (*jpeg_set_data_length)(tVIQ_Image &image, u32 length);
-    void **(*jpeg_data_pointer)(tVIQ_Image &image, u16 pointer_type);
+    void *(*jpeg_data_pointer)(const tVIQ_Image &image, u16 pointer_type);
+    void (*jpeg_set_data_pointer)(tVIQ_Image &image, u16 pointer_type, void *value);
+    bool (*jpeg_holds_callers_data)(const tVIQ_Image &image); // locked
     u8 *(*jpeg_identification)(tVIQ_Image &image);
     // everything that goes with the last image
     u32 (*destroy_chroma_keys)(u32 handle);

@@ -111,7 +111,9 @@ u32 VIQ_image_move(u32 hInImage, u32 hOutImage) {
 namespace viq {
 
 void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
-    const bool stays_locked = companion(out).callers_locked_data;
+    const bool stays_locked =
+        companion(out).callers_locked_data ||
+        (upper.jpeg_holds_callers_data != nullptr && upper.jpeg_holds_callers_data(out));
     out.pixel_format = in.pixel_format;
     out.data_width = in.data_width;
     std::memcpy(out.spare_text, in.spare_text, sizeof out.spare_text);

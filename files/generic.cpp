@@ -22,12 +22,15 @@ struct file_format {
     file_function write;
 };
 
+u32 read_jpeg(u32 hImage, u16 mode);
+
 constexpr file_format file_formats[] = {
     {VIQ_FILE_TIFF, VIQ_read_TIFF_file, VIQ_write_TIFF_file},
     {VIQ_FILE_TGA, VIQ_read_TGA_file, VIQ_write_TGA_file},
     {VIQ_FILE_TGA + 1, nullptr, VIQ_write_TGA_file},
     {VIQ_FILE_TGA + 2, nullptr, VIQ_write_TGA_file},
     {VIQ_FILE_EPS, VIQ_read_EPS_file, VIQ_write_EPS_file},
+    {VIQ_FILE_JPEG, read_jpeg, VIQ_JPEG_file_write},
     {VIQ_FILE_BMP, VIQ_read_BMP_file, VIQ_write_BMP_file},
     {VIQ_FILE_RAW, nullptr, VIQ_write_raw_data_file},
 };
@@ -121,7 +124,11 @@ u32 read_whole_header(const source &from, tVIQ_Image &image) {
         if (is_error(code))
             end_reading(from, code);
     } else {
+        const u32 format = reading.code;
         code = read_strip(from, image);
+        // A header that says the lines of a strip ends the reading as their strip would.
+        if (!is_error(code))
+            reading = {true, format, 0};
     }
     if (is_error(code)) {
         image.height = VIQ_HEIGHT_UNKNOWN;
@@ -153,6 +160,16 @@ u32 finish_reading(const source &from) {
     const u32 code = call_reader(from, VIQ_STRIP_FINISH);
     reading = {};
     return code;
+}
+
+// A JPEG file is read whole, unless only its header is asked for; it is closed after every call.
+u32 read_jpeg(u32 hImage, u16 mode) {
+    if (mode == VIQ_STRIP_FINISH)
+        return success;
+    if (VIQ_get_lines_this_strip(hImage) != 0)
+        return VIQ_JPEG_file_read(hImage);
+    const u32 code = VIQ_JPEG_file_open(hImage);
+    return is_error(code) ? code : VIQ_JPEG_file_close(hImage);
 }
 
 // Whatever the reader still holds open goes with the failed read.

@@ -76,6 +76,11 @@ bool seek_to(std::FILE *stream, u64 position) {
     return position <= INT64_MAX && VIQ_SEEK(stream, static_cast<i64>(position), SEEK_SET) == 0;
 }
 
+u64 position_of(std::FILE *stream) {
+    const auto here = VIQ_TELL(stream);
+    return here > 0 ? static_cast<u64>(here) : 0;
+}
+
 u64 file_size(std::FILE *stream) {
     const auto here = VIQ_TELL(stream);
     if (here < 0 || VIQ_SEEK(stream, 0, SEEK_END) != 0)

@@ -13,6 +13,8 @@ namespace viq {
 
 bool seek_to(std::FILE *stream, u64 position);
 
+u64 position_of(std::FILE *stream);
+
 // Size of the file behind the stream, which stays where it is.
 u64 file_size(std::FILE *stream);
 

@@ -265,7 +265,42 @@ typedef struct {
     u16 spare[2];
 } tVIQ_CmapInfo;
 
-struct Tjpeg;
+/**
+ * The JPEG record of an image: what the segments ahead of the coded data say, and that data.
+ * Reading it is safe; change it through the functions.
+ */
+typedef struct Tjpeg {
+    FILE *file;         /**< the file that VIQ_JPEG_file_open has opened; null otherwise */
+    u32 data_start;     /**< offset of the first coded byte in the file or buffer */
+    u8 *data;           /**< coded bytes of a picture, or of the frames of a sequence */
+    u8 *data_ptr;       /**< where reading or appending goes on */
+    u32 data_length;    /**< bytes of data in use */
+    u16 quality_factor; /**< 16: the standard quantisation tables; 32: half their steps */
+    u8 reserved_1[6];
+    char comment[32]; /**< starts the comment segment; 32 blanks at first */
+    u8 reserved_2[16];
+    u16 sof_length;  /**< of the frame segment */
+    u16 precision;   /**< bits per sample, 8 */
+    u16 h_factor[3]; /**< horizontal sampling of the components */
+    u16 reserved_3;
+    u16 v_factor[3]; /**< vertical sampling of the components */
+    u16 reserved_4;
+    u16 dqt_length;    /**< of the quantisation segment */
+    u16 q_table_id[3]; /**< the components' quantisation tables */
+    u16 reserved_5;
+    u16 q_table_count;
+    u8 q_tables[4][64]; /**< in zigzag order */
+    u32 q_recip[2][64]; /**< 65536 / q, rounded, of tables 0 and 1 */
+    u16 dht_length;     /**< of the Huffman segment, without its two length bytes */
+    u16 h_table_ids[5]; /**< class and number of each Huffman table, then 255 */
+    u8 h_bits[4][16];   /**< numbers of codes of 1 to 16 bits: DC 0, DC 1, AC 0, AC 1 */
+    u8 h_vals[4][256];  /**< the symbols in the order of their codes */
+    u16 sos_length;     /**< of the scan segment */
+    u16 components;     /**< 1: grey; 3: Y, Cb, Cr */
+    u8 scan_ss;         /**< 0 */
+    u8 scan_se;         /**< 63 */
+    u8 scan_ahal;       /**< 0 */
+} Tjpeg;
 
 /** The image object. Reading it is safe; change it through the functions. */
 typedef struct {
@@ -292,7 +327,7 @@ typedef struct {
     u32 lines_per_strip;
     u32 bytes_per_line;
     u16 param_23;
-    struct Tjpeg *jpeg; /**< null for an ordinary image */
+    Tjpeg *jpeg; /**< null for an ordinary image */
 } tVIQ_Image;
 
 /** A command line, taken apart by VIQ_Util_ParseCommand. */
@@ -1265,6 +1300,266 @@ VIQ_API u32 VIQ_read_EPS_file(u32 hImage, u16 wMode);
  * file".
  */
 VIQ_API u32 VIQ_write_EPS_file(u32 hImage, u16 wMode);
+
+/* ---- JPEG ----------------------------------------------------------------------------------- */
+
+/*
+ * A JPEG image is an image with a JPEG record (Tjpeg), made by VIQ_JPEG_image_create; every
+ * function below gives 0x10040000 "Not a JPEG image" without one. Baseline pictures of one scan are
+ * handled: grey, 4:2:2 (read and written) and 4:2:0 (read, pixel format VIQ_YUV411).
+ *
+ * Coded data. The library allocates the record's data and grows it where it has to. A caller may
+ * set a buffer of its own with VIQ_PTR_JPEG_DATA and VIQ_FLAG_LOCKED: it stays in use, is never
+ * freed, and must hold what VIQ_JPEG_malloc_data would allocate, or, for VIQ_JPEG_buffer_read, as
+ * many bytes as the stream has. VIQ_JPEG_PARAM is the number of bytes in use.
+ *
+ * A picture to a file and back:
+ *
+ *     VIQ_JPEG_set_Quality_factor(jpeg, 16);
+ *     VIQ_image_set_outfilename(picture, "picture.jpg");
+ *     VIQ_JPEG_compress(picture, jpeg);
+ *     VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT);
+ *
+ *     VIQ_image_set_infilename(jpeg, "picture.jpg");
+ *     VIQ_JPEG_file_read(jpeg);
+ *     VIQ_image_set_parameter(picture, VIQ_IMAGE_TYPE, VIQ_RGB24);
+ *     VIQ_JPEG_decompress(jpeg, picture, VIQ_STRIP_NEXT);
+ *
+ * Code tables, the decode in progress, and the states of the writers and of VIQ_JPEG_build_image
+ * are one of each for the whole process.
+ */
+
+enum { VIQ_JPEG_COMPONENTS = 600, VIQ_JPEG_DATA_START = 601, VIQ_JPEG_Q_TABLES = 602 };
+
+/** Mode of the JPEG writers that separates two frames of a sequence. */
+enum { VIQ_JPEG_SEPARATOR = 5 };
+
+/**
+ * Makes an image with a JPEG record: quality factor 32, a comment of 32 blanks, all else 0. Returns
+ * its handle. Errors: those of VIQ_image_create; 0x10060000 "".
+ */
+VIQ_API u32 VIQ_JPEG_image_create(void);
+
+/**
+ * Prepares a JPEG image for coding the input: width, height and lines per strip, and the frame and
+ * scan parameters of a grey (VIQ_Y8) or 4:2:2 (VIQ_YUV422) picture. Part of VIQ_JPEG_compress.
+ * Errors: the check's code with "Corrupt image - probably an internal error".
+ */
+VIQ_API u32 VIQ_JPEG_set_image(u32 hInImage, u32 hJpegImage);
+
+/**
+ * Sets the quality factor, 1 to 400: the larger, the finer the quantisation. 16 gives the standard
+ * tables. Errors: 0x10030000 "Q factor of range".
+ */
+VIQ_API u32 VIQ_JPEG_set_Quality_factor(u32 hImage, u16 wFactor);
+
+/**
+ * Sets the quality factor to 800 / wFactor, rounded down; wFactor is 2 to 800: the larger, the
+ * coarser the quantisation. 50 gives the standard tables. Errors: 0x10030000 "Q factor of range".
+ */
+VIQ_API u32 VIQ_JPEG_set_Quantization_factor(u32 hImage, u16 wFactor);
+
+/**
+ * Builds quantisation tables 0 and 1 and their reciprocals from the quality factor. Entries lie
+ * between 1 and 255.
+ */
+VIQ_API u32 VIQ_JPEG_make_Q_tables(u32 hImage);
+
+/** Sets the four standard Huffman tables. */
+VIQ_API u32 VIQ_JPEG_set_default_H_tables(u32 hImage);
+
+/**
+ * Builds the process-wide code tables from the record's Huffman tables: those of table 0, for a
+ * colour image also of table 1. Errors: 0x10050000 "Corrupt Huffman table" more than 256 symbols or
+ * more codes than there is room for; 0x10070000 "Huffman codes of 1 bit are not supported".
+ */
+VIQ_API u32 VIQ_JPEG_generate_H_codetable_LUTs(u32 hImage);
+
+/**
+ * Builds the process-wide decoding tables from the code tables that
+ * VIQ_JPEG_generate_H_codetable_LUTs has built of the same image. Errors: 0x10060000 "".
+ */
+VIQ_API u32 VIQ_JPEG_generate_Huffman_decode_tables(u32 hImage);
+
+/**
+ * VIQ_JPEG_COMPONENTS, VIQ_JPEG_DATA_START or VIQ_JPEG_Q_TABLES (their number).
+ * Errors: 0x10030000 "Unknown parameter".
+ */
+VIQ_API u32 VIQ_JPEG_get_parameter(u32 hImage, u16 wId);
+
+/**
+ * Copies the record but for its file and data; the data length goes along. Errors: 0x10040000 ""
+ * also for an image without a record.
+ */
+VIQ_API u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo);
+
+/**
+ * Allocates the data: the length of the open file, made even, or else bytes per line x lines per
+ * strip + 10000; 4200 bytes where that is below 4096. A caller's locked buffer stays.
+ */
+VIQ_API u32 VIQ_JPEG_malloc_data(u32 hImage);
+
+/** The same with so many bytes. */
+VIQ_API u32 VIQ_JPEG_malloc_N_bytes_data(u32 hImage, u32 dwBytes);
+
+/** Frees the data, unless the image has VIQ_FLAG_LOCKED; the data length becomes 0. */
+VIQ_API u32 VIQ_JPEG_free_data(u32 hImage);
+
+/** Frees the record with its data, as VIQ_image_destroy does; 0 also without a record. */
+VIQ_API u32 VIQ_JPEG_destroy_Tjpeg(u32 hImage);
+
+/**
+ * Codes a whole picture of VIQ_Y8, VIQ_YUV422, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32 or
+ * VIQ_XBGR32 into the JPEG image, with the record's quality factor and the standard Huffman tables.
+ * The JPEG image takes the input's parameters, its file names among them. A size that is no
+ * multiple of the coded blocks (grey 8 x 8, colour 16 x 8) is padded by repeating the last pixels;
+ * the JPEG image keeps the real one. Nothing is written to a file. Errors: 0x1007xxxx "This
+ * function only supports a complete image", xxxx being the lines per strip; 0x1007xxxx "Unsupported
+ * image format", xxxx being the format; 0x10070000 "Unsupported image type" a VIQ_YUV422 picture
+ * whose size is no multiple of 16 x 8; 0x10070000 "Image too large for JPEG" more than 65535 pixels
+ * a side; 0x10050000 "Image has no size"; 0x1006xxxx "" also for a caller's buffer that is too
+ * small.
+ */
+VIQ_API u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage);
+
+/**
+ * Reads a picture, codes it and passes it on. wInMode 1: hInImage is a memory image; 2: hInImage
+ * names a file and is read itself. wOutMode 1: hOutImage gets the coded data
+ * (VIQ_JPEG_build_image); 2: it is written to its output file (VIQ_JPEG_file_write), whose name is
+ * the input's. The picture must come as one strip. Other modes do nothing. Returns the first error
+ * of the functions called.
+ */
+VIQ_API u32 VIQ_JPEG_compress_image_to_image(u32 hInImage, u32 hOutImage, u16 wInMode,
+                                             u16 wOutMode);
+
+/**
+ * Makes a picture whose width is a multiple of 8 (VIQ_Y8) or 16 (the other formats) and whose
+ * height is a multiple of 8, by repeating the last pixel of each line and the last line. Formats as
+ * in VIQ_JPEG_compress but for VIQ_YUV422; the picture must be complete.
+ * Errors: 0x10070000 "Unsupported image type"; 0x10050000 "Image has no size".
+ */
+VIQ_API u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage);
+
+/**
+ * Decodes the next strip. Where the output's pixel format is VIQ_YUV422, colour comes as such,
+ * otherwise as VIQ_RGB24; grey comes as VIQ_Y8. The strip is as high as the JPEG image's lines per
+ * strip say, rounded up to a multiple of 8. The decoded picture is as large as its coded blocks:
+ * the width rounded up to a multiple of 16 (grey 8), the height to a multiple of 8; crop it where
+ * that matters. While a decode is under way the JPEG image has this size too, and its own again
+ * afterwards. All data is decoded with the first strip. VIQ_STRIP_FINISH abandons the decode.
+ * Errors: 0x1007xxxx "Unsupported image format", xxxx being the format; 0x10050000 "Image has no
+ * size"; 0x10050000 "Image too large for its data" more than 32 blocks a byte, 16 times what can
+ * be coded; 0x100b0000 "Sequence under way with another image"; 0x10070000 "For YUV 4:1:1 JPEG
+ * decoding, strip must be multiple of 16 lines" (VIQ_JPEG_izz_1_strip) unless the strip ends the
+ * picture. Under VIQ_Huffman_decode_1_strip, 0x100b0000: "B: corrupt DC Huffman sequence", "B:
+ * corrupt AC Huffman sequence", "B: corrupt AC Huffman sequence (> 63 coeffs read)", B being the
+ * block: Y1 (also grey), Y2, Y3, Y4, U, V; "Buffer failed to fill at start". Under read_dc_value,
+ * 0x100b0000 "invalid DC category". A marker FF D9 inside the data is reported under refill_buffer
+ * as "Unexpected EOI - processing byte 1" (0x100b0000) or "Unexpected EOI - processing byte 2"
+ * (0x100b0001) and read as data; past the data's end there are 1 bits. An error leaves the decode
+ * at its start.
+ */
+VIQ_API u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode);
+
+/**
+ * Decodes a whole JPEG image strip by strip and passes the picture on. wInMode 2 reads the file
+ * first, if none is open, in strips of 8 lines. The output gets VIQ_YUV422 if it has that format,
+ * otherwise VIQ_RGB24 (grey: VIQ_Y8). wOutMode 1: hOutImage becomes a memory image; any other: the
+ * strips are written to its output file in the file format of that number (VIQ_FILE_...).
+ * Returns the first error of the functions called.
+ */
+VIQ_API u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMode,
+                                               u16 wOutMode);
+
+/**
+ * Writes the JPEG image to its output file. The first call creates the file and writes the header.
+ * VIQ_STRIP_NEXT appends the data and counts the lines per strip; when they reach the height, or
+ * with VIQ_STRIP_FINISH, the end marker follows and the file is closed. VIQ_JPEG_SEPARATOR writes
+ * the separator of two frames. VIQ_STRIP_FINISH with no file under way does nothing.
+ * Errors: 0x10090000 "Failed to create file"; 0x100d0000 "Failed to write to file"; 0x100a0000
+ * "Failed to close file".
+ */
+VIQ_API u32 VIQ_JPEG_file_write(u32 hJpegImage, u16 wMode);
+
+/**
+ * The same into memory. The first call writes header and data at the buffer and sets the length;
+ * later calls write at the address that they are given and add what they write.
+ */
+VIQ_API u32 VIQ_JPEG_buffer_write(u32 hJpegImage, u8 *pBuffer, u32 *pdwLength, u16 wMode);
+
+/**
+ * Opens the input file and reads its header up to the coded data, which is left in the file: the
+ * file stays open in the record and the image has no data. Close it with VIQ_JPEG_file_close.
+ * Errors, after which the file is closed: 0x10090000 "The VIQ image handle refers to a non-JPEG
+ * image"; 0x10090000 "Failed to open JPEG file"; 0x10050000 "Expecting PREFIX marker"; 0x10050000
+ * "Expecting SOI marker"; 0x100500xx "Expecting 0xFF marker code", xx being the byte; 0x100500xx
+ * "Unrecognised marker detected", xx being the marker; 0x10050000 "Unexpected end of file" in a
+ * segment; 0x10050000 "Corrupt segment" lengths and counts that do not agree; 0x10050000 "Corrupt
+ * Huffman table"; 0x10050000 "Quantisation table number above 3"; 0x10050000 "Image has no size";
+ * 0x10050000 "Scan before frame"; 0x10050000 "More than one frame"; 0x10070000 "16 bit integer
+ * precision not supported"; 0x10070000 "Only 8 bit samples are supported"; 0x10070000 "Unsupported
+ * image depth"; 0x10070000 "Unknown colour image format"; 0x10070000 "Define Restart Interval not
+ * supported"; 0x10070000 "Only one scan of all components is supported".
+ */
+VIQ_API u32 VIQ_JPEG_file_open(u32 hJpegImage);
+
+/**
+ * Reads the input file, coded data included, and the start of its comment. The number of frames is
+ * parameter 18. Errors as in VIQ_JPEG_file_open; 0x1006xxxx "".
+ */
+VIQ_API u32 VIQ_JPEG_file_read(u32 hJpegImage);
+
+/** Closes the record's file, if there is one. Errors: 0x100a0000 "Failed to close file". */
+VIQ_API u32 VIQ_JPEG_file_close(u32 hJpegImage);
+
+/**
+ * The same from memory. Errors as in VIQ_JPEG_file_open, but: 0x10090000 "Not JPEG stream/data" no
+ * buffer; 0x100700xx "Unrecognised marker detected"; 0x10050000 "Unexpected end of JPEG stream".
+ */
+VIQ_API u32 VIQ_JPEG_buffer_read(u32 hJpegImage, const u8 *pBuffer, u32 dwLength);
+
+/** The record's file; null without one. */
+VIQ_API FILE *VIQ_JPEG_get_file_ptr(u32 hJpegImage);
+
+/** Gives the record a file, which the caller closes, or VIQ_JPEG_file_close. */
+VIQ_API u32 VIQ_JPEG_set_file_ptr(u32 hJpegImage, FILE *f);
+
+/**
+ * Collects the coded data of successive strips in one JPEG image: the first call sets the output up
+ * like the frame. VIQ_STRIP_NEXT appends the frame's data; when the lines per strip have reached
+ * the height, or with VIQ_STRIP_FINISH, the output's buffer is cut to its data. Frames of 0 lines
+ * do nothing. Errors: 0x10040000 "Input image does not exist"; 0x10040000 "Output image does not
+ * exist".
+ */
+VIQ_API u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode);
+
+/**
+ * Appends the frame's data to a sequence, after a separator if the sequence holds data already, and
+ * counts it in parameter 18. hJpegFrame 0 cuts the sequence's buffer to its data.
+ * Errors: 0x10040000 "Output image does not exist".
+ */
+VIQ_API u32 VIQ_JPEG_sequence_build(u32 hJpegFrame, u32 hJpegSequence);
+
+/**
+ * Counts the frames in the open file of VIQ_JPEG_file_open and stores their number as parameter 18.
+ * Errors: 0x10040000 "JPEG file not opened".
+ */
+VIQ_API u32 VIQ_JPEG_sequence_calc_length(u32 hJpegImage);
+
+/**
+ * Moves data_ptr, or the open file, to the start of frame dwFrame, the first one being 1; it
+ * becomes parameter 19. Errors: 0x10030000 "starting frame > number of frames"; 0x10030000
+ * "starting frame is 0"; 0x10050000 "Frame separator not found".
+ */
+VIQ_API u32 VIQ_JPEG_sequence_set_start_frame(u32 hJpegImage, u32 dwFrame);
+
+/**
+ * Copies one frame of a sequence in memory into a JPEG image of its own. All frames but the last
+ * keep the two bytes of the separator behind them. Errors, under VIQ_sequence_JPEG_extract_frame:
+ * 0x10030000 "frame number > number of frames"; otherwise as in
+ * VIQ_JPEG_sequence_set_start_frame.
+ */
+VIQ_API u32 VIQ_JPEG_sequence_extract_frame(u32 hJpegSequence, u32 hJpegFrame, u32 dwFrame);
 
 #ifdef __cplusplus
 }

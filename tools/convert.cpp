@@ -10,7 +10,7 @@ int convert(const convert_options &options) {
     if (!options.format.empty())
         extend(way, format_named(options.format), options.in);
     extend_to_any(way, kind.accepts, options.in);
-    run_to_file({options.in, 0, way.steps, options.lines}, kind, options.out);
+    run_to_file({options.in, 0, way.steps, options.lines}, kind, options.out, options.quality);
     return 0;
 }
 

@@ -11,6 +11,7 @@ struct convert_options {
     std::string in, out;
     std::string format; // pixel format on the way, empty for the picture's own
     u32 lines = 64;
+    u16 quality = 32; // factor of JPEG files
 };
 
 int convert(const convert_options &options);

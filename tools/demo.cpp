@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "tools/compare.h"
+#include "tools/jpeg.h"
 #include "tools/lut.h"
 #include "tools/page.h"
 #include "tools/pipeline.h"
@@ -23,6 +24,7 @@ struct recipe;
 
 gallery show_photograph(const photograph &photo, const fs::path &samples, const fs::path &out);
 const file_kind &bmp();
+const file_kind &kind_of(const recipe &what);
 shot original_shot(const fs::path &from, const fs::path &to);
 shot make_shot(const recipe &what, const fs::path &from, const fs::path &to, const image &original);
 pipeline convert_pipeline(const recipe &what, const std::string &file);
@@ -34,7 +36,7 @@ route_table run_every_route(const std::string &file);
 double run_route(const image &original, u16 from, u16 to);
 void print_table(const std::vector<gallery> &galleries);
 
-enum class way { convert, dither, dib, search, table };
+enum class way { convert, dither, dib, search, table, jpeg };
 
 struct recipe {
     const char *group;
@@ -44,11 +46,13 @@ struct recipe {
     way how = way::convert;
     u16 format = VIQ_PALETTED;
     palette_rule palette = {};
-    u32 depth = 0; // of a device-independent bitmap
+    u32 depth = 0;               // of a device-independent bitmap
+    u16 quality = usual_quality; // factor of a JPEG file
 };
 
 constexpr const char *packed = "Pixel formats";
 constexpr const char *palettes = "Palettes";
+constexpr const char *jpegs = jpeg_group;
 constexpr const char *dibs = "Device-independent bitmaps";
 
 constexpr recipe recipes[] = {
@@ -125,6 +129,13 @@ constexpr recipe recipes[] = {
     {palettes, "dithered", "3-3-2 dithered", "the same cube with carried remainders", way::dither},
     {palettes, "search", "3-3-2 cube by search", "each colour searched once", way::search},
     {palettes, "table", "3-3-2 cube by table", "16-bit colour looked up", way::table},
+    {jpegs, "jpeg2", "Factor 2", "eight times the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 2},
+    {jpegs, "jpeg4", "Factor 4", "four times the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 4},
+    {jpegs, "jpeg8", "Factor 8", "twice the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 8},
+    {jpegs, "jpeg16", "Factor 16", "the standard tables", way::jpeg, VIQ_RGB24, {}, 0, 16},
+    {jpegs, "jpeg32", "Factor 32", "half the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 32},
+    {jpegs, "jpeg64", "Factor 64", "a quarter of them", way::jpeg, VIQ_RGB24, {}, 0, 64},
+    {jpegs, "jpeg200", "Factor 200", "hardly any loss", way::jpeg, VIQ_RGB24, {}, 0, 200},
     {dibs, "dib", "DIB", "depth chosen by the picture, shown upright", way::dib},
     {dibs, "dib8", "DIB, 8 bits", "with its colourmap", way::dib, VIQ_PALETTED, {}, 8},
     {dibs, "dib16", "DIB, 16 bits", "RGB15", way::dib, VIQ_PALETTED, {}, 16},
@@ -161,13 +172,18 @@ gallery show_photograph(const photograph &photo, const fs::path &samples, const 
     gallery g{photo, {original_shot(from, out / (name + ".bmp"))}};
     const image original = as_rgb24(from.string());
     for (const recipe &what : recipes)
-        g.shots.push_back(make_shot(what, from, out / (name + "-" + what.id + ".bmp"), original));
+        g.shots.push_back(make_shot(
+            what, from, out / (name + "-" + what.id + kind_of(what).extension), original));
     return g;
 }
 
 // Browsers show it.
 const file_kind &bmp() {
     return kind_of_path("page.bmp");
+}
+
+const file_kind &kind_of(const recipe &what) {
+    return what.how == way::jpeg ? kind_of_path("page.jpg") : bmp();
 }
 
 shot original_shot(const fs::path &from, const fs::path &to) {
@@ -195,7 +211,7 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     } else {
         line = convert_pipeline(what, file);
     }
-    run_to_file(line, bmp(), to.string());
+    run_to_file(line, kind_of(what), to.string(), what.quality);
     const picture result = read_header(to.string());
     return {
         what.group,        what.name,    note,          to.filename().string(),
@@ -211,7 +227,7 @@ pipeline convert_pipeline(const recipe &what, const std::string &file) {
         extend_dithered(r, file);
     else
         extend(r, what.format, file, what.palette);
-    extend_to_any(r, bmp().accepts, file);
+    extend_to_any(r, kind_of(what).accepts, file);
     return {file, 0, r.steps};
 }
 

@@ -1,10 +1,12 @@
 #include "tools/info.h"
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
 #include <nlohmann/json.hpp>
 
+#include "tools/jpeg.h"
 #include "tools/pipeline.h"
 
 namespace tool {
@@ -51,6 +53,15 @@ json describe(const std::string &file) {
                 {"colour", header.colour}};
     if (header.colours != 0)
         row["palette_colours"] = header.colours;
+    if (code == VIQ_FILE_JPEG) {
+        const jpeg_facts facts = facts_of(file);
+        row["components"] = facts.sampling.size();
+        row["sampling"] = facts.sampling;
+        row["quantisation_tables"] = facts.quantisation_tables;
+        row["huffman_tables"] = facts.huffman_tables;
+        row["frames"] = facts.frames;
+        row["quality_factor"] = std::round(facts.quality * 10) / 10;
+    }
     std::error_code none;
     row["file_bytes"] = std::filesystem::file_size(file, none);
     return row;
@@ -66,6 +77,16 @@ void print_line(const json &row) {
                 row["width"].get<unsigned>(), row["height"].get<unsigned>(),
                 row["pixel_format"].get<std::string>().c_str(), palette.c_str(),
                 row["bits_per_pixel"].get<unsigned>(), row["file_bytes"].get<unsigned long long>());
+    if (!row.contains("frames"))
+        return;
+    std::string sampling;
+    for (const auto &factors : row["sampling"])
+        sampling += (sampling.empty() ? "" : " ") + factors.get<std::string>();
+    std::printf("  components %s, %u quantisation tables, %u Huffman tables, frames %u, "
+                "quality factor about %g\n",
+                sampling.c_str(), row["quantisation_tables"].get<unsigned>(),
+                row["huffman_tables"].get<unsigned>(), row["frames"].get<unsigned>(),
+                row["quality_factor"].get<double>());
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include "tools/image.h"
 #include "tools/info.h"
 #include "tools/lut.h"
+#include "tools/sequence.h"
 
 namespace {
 
@@ -25,6 +26,7 @@ action convert_verb(CLI::App &app);
 action compare_verb(CLI::App &app);
 action lut_verb(CLI::App &app);
 action demo_verb(CLI::App &app);
+action sequence_verb(CLI::App &app);
 
 // Declares the arguments of a verb and returns what the verb does.
 struct verb {
@@ -41,6 +43,7 @@ constexpr verb verbs[] = {
     {"lut", "Generate, save and apply the lookup tables of conversions", lut_verb},
     {"demo", "Convert the sample photographs in every way and write a page that shows them",
      demo_verb},
+    {"sequence", "Build, split or describe a sequence of JPEG frames in one file", sequence_verb},
 };
 
 int complain(const std::string &text) {
@@ -97,6 +100,10 @@ action convert_verb(CLI::App &app) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
+    app.add_option("--quality", options->quality, "Quality factor of JPEG files; 16 is standard")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 400));
     app.add_option("IN", options->in, "Picture to read")->required();
     app.add_option("OUT", options->out, "File to write: " + tool::known_extensions())->required();
     return [options] { return tool::convert(*options); };
@@ -148,6 +155,34 @@ action demo_verb(CLI::App &app) {
         ->type_name("DIR")
         ->capture_default_str();
     return [options] { return tool::demo(*options); };
+}
+
+action sequence_verb(CLI::App &app) {
+    struct choice {
+        std::string file, folder;
+        std::vector<std::string> frames;
+        std::function<int(const choice &)> run;
+    };
+    const auto chosen = std::make_shared<choice>();
+    app.require_subcommand(1);
+    CLI::App *build = app.add_subcommand("build", "Put frames of one size into a file");
+    build->add_option("OUT", chosen->file, "File to write")->required();
+    build->add_option("FRAME", chosen->frames, "JPEG files")->required();
+    build->callback([chosen] {
+        chosen->run = [](const choice &c) { return tool::build_sequence(c.file, c.frames); };
+    });
+    CLI::App *split = app.add_subcommand("split", "Write every frame as a file of its own");
+    split->add_option("IN", chosen->file, "Sequence")->required();
+    split->add_option("DIR", chosen->folder, "Folder for the frames")->required();
+    split->callback([chosen] {
+        chosen->run = [](const choice &c) { return tool::split_sequence(c.file, c.folder); };
+    });
+    CLI::App *describe = app.add_subcommand("info", "Print size and number of frames");
+    describe->add_option("IN", chosen->file, "Sequence")->required();
+    describe->callback([chosen] {
+        chosen->run = [](const choice &c) { return tool::describe_sequence(c.file); };
+    });
+    return [chosen] { return chosen->run(*chosen); };
 }
 
 } // namespace

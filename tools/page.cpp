@@ -14,6 +14,7 @@ namespace {
 std::string head();
 std::string section(const gallery &g);
 std::string card(const shot &s, const shot &original);
+std::string rate_plot(const gallery &g);
 std::string route_section(const route_table &routes);
 std::string route_cell(const route_table &routes, u16 from, u16 to);
 std::string kilobytes(std::uintmax_t bytes);
@@ -61,6 +62,11 @@ th, td { padding: 6px 10px; text-align: right; border-bottom: 1px solid var(--li
 th { font-weight: 600; } tr:last-child > * { border-bottom: 0; }
 tbody th { text-align: left; }
 td.none { color: var(--line); } td.exact { color: var(--accent); }
+.plot { background: var(--card); border: 1px solid var(--line); border-radius: 10px;
+        display: block; margin-bottom: 14px; font-size: 11px; }
+.plot line { stroke: var(--line); } .plot text { fill: var(--soft); }
+.plot polyline { fill: none; stroke: var(--accent); stroke-width: 2; }
+.plot circle { fill: var(--accent); }
 footer { height: 60px; }
 )";
 
@@ -105,8 +111,8 @@ std::string section(const gallery &g) {
     std::string group;
     for (const shot &s : g.shots) {
         if (s.group != group)
-            text += (group.empty() ? "" : "</div>\n") + ("<h3>" + s.group) +
-                    "</h3>\n<div class=\"grid\">\n";
+            text += (group.empty() ? "" : "</div>\n") + ("<h3>" + s.group) + "</h3>\n" +
+                    (s.group == jpeg_group ? rate_plot(g) : "") + "<div class=\"grid\">\n";
         group = s.group;
         text += card(s, original);
     }
@@ -126,6 +132,52 @@ std::string card(const shot &s, const shot &original) {
     if (changed)
         text += "<div><dt>PSNR</dt><dd>" + psnr_text(s.psnr) + "</dd></div>";
     return text + "</dl></figcaption></figure>\n";
+}
+
+// Bits a pixel, each doubling as wide, and PSNR.
+std::string rate_plot(const gallery &g) {
+    constexpr double width = 460;
+    constexpr double height = 230;
+    constexpr double most_bits = 16;
+    constexpr double doublings = 8;
+    constexpr double lowest = 20;
+    constexpr double highest = 50;
+    const auto x_of = [](double bits) {
+        return 40 + (width - 60) * (1 - std::log2(most_bits / bits) / doublings);
+    };
+    const auto y_of = [](double psnr) {
+        return 10 + (height - 40) * (highest - psnr) / (highest - lowest);
+    };
+    const auto number = [](double value) {
+        std::string text = std::to_string(value);
+        return text.substr(0, text.find('.') + 3);
+    };
+    const auto place = [&number](const char *x, double x_value, const char *y, double y_value) {
+        return std::string(" ") + x + "=\"" + number(x_value) + "\" " + y + "=\"" +
+               number(y_value) + "\"";
+    };
+    std::string text = "<svg class=\"plot\" width=\"460\" height=\"230\" role=\"img\" "
+                       "aria-label=\"PSNR by bits a pixel\">\n";
+    for (double psnr = lowest; psnr <= highest; psnr += 10)
+        text += "<line" + place("x1", x_of(0.0625), "y1", y_of(psnr)) +
+                place("x2", x_of(most_bits), "y2", y_of(psnr)) + "/><text" +
+                place("x", 4, "y", y_of(psnr) + 4) + ">" + std::to_string(int(psnr)) +
+                " dB</text>\n";
+    for (double bits = 0.125; bits <= most_bits; bits *= 4)
+        text += "<text" + place("x", x_of(bits) - 8, "y", height - 8) + ">" + number(bits) +
+                "</text>\n";
+    std::string points;
+    std::string dots;
+    for (const shot &s : g.shots) {
+        if (s.group != jpeg_group)
+            continue;
+        const double bits = 8.0 * static_cast<double>(s.bytes) / (double(s.width) * s.height);
+        points += number(x_of(bits)) + "," + number(y_of(s.psnr)) + " ";
+        dots += "<circle r=\"4\"" + place("cx", x_of(bits), "cy", y_of(s.psnr)) + "><title>" +
+                s.name + ": " + number(bits) + " bits a pixel, " + psnr_text(s.psnr) +
+                "</title></circle>\n";
+    }
+    return text + "<polyline points=\"" + points + "\"/>\n" + dots + "</svg>\n";
 }
 
 std::string route_section(const route_table &routes) {

@@ -12,6 +12,9 @@
 
 namespace tool {
 
+// The group of shots whose sizes and losses are also drawn as a curve.
+constexpr const char *jpeg_group = "JPEG by quality factor";
+
 // One picture on the page.
 struct shot {
     std::string group, name, note;

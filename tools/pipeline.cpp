@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "tools/jpeg.h"
 #include "tools/progress.h"
 
 namespace tool {
@@ -46,6 +47,8 @@ picture picture_of(u32 handle) {
 }
 
 picture read_header(const std::string &file) {
+    if (is_jpeg(file))
+        return jpeg_header(file);
     image header;
     open_source(header.handle, file);
     check(VIQ_image_read(header.handle, 0, VIQ_STRIP_FINISH), file);
@@ -60,12 +63,24 @@ void run(const pipeline &line, const strip_sink &sink) {
     pump(line, line.steps.size(), palettes, sink);
 }
 
-void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path) {
+void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
+                 u16 quality) {
+    const bool jpeg = kind.code == VIQ_FILE_JPEG;
+    // The coder takes whole pictures.
+    if (jpeg && (line.held == 0 || !line.steps.empty())) {
+        const image whole = run_to_memory(line);
+        run_to_file({line.file, whole.handle, {}, line.lines}, kind, path, quality);
+        return;
+    }
     const fs::path place = place_of(path);
     const bool direct = is_special(place);
     const fs::path draft = direct ? place : unused_name_beside(place);
     bool open = false;
     const auto write = [&](u32 strip, bool last) {
+        if (jpeg) {
+            write_jpeg(strip, quality, draft.string(), path);
+            return;
+        }
         check(VIQ_image_set_outfilename(strip, draft.string().c_str()), path);
         if (kind.code == VIQ_FILE_TIFF)
             use_whole_colourmap(strip);
@@ -150,11 +165,15 @@ void start_palette(u32 strip, const palette_rule &rule) {
 void pump(const pipeline &line, std::size_t steps, const std::vector<image> &palettes,
           const strip_sink &sink) {
     std::vector<image> stages(steps + 1);
+    // A JPEG picture is decoded as a whole.
+    const bool held = line.held != 0 || is_jpeg(line.file);
+    if (held && line.held == 0)
+        stages[0] = decode_jpeg(line.file);
     const u32 source = line.held != 0 ? line.held : stages[0].handle;
-    if (line.held == 0)
+    if (!held)
         open_source(source, line.file, line.packed);
     const u32 height = VIQ_get_height(source);
-    if (line.held == 0)
+    if (!held)
         VIQ_image_set_parameter(source, VIQ_LINES_PER_STRIP, std::min(line.lines, height));
     progress bar(height);
     const auto input_of = [&](std::size_t i) { return i == 0 ? source : stages[i].handle; };
@@ -164,7 +183,7 @@ void pump(const pipeline &line, std::size_t steps, const std::vector<image> &pal
         for (u32 done = 0; done < height;) {
             if (interrupted)
                 throw failure{line.file + ": interrupted"};
-            if (line.held == 0)
+            if (!held)
                 check(VIQ_image_read(source, 0, VIQ_STRIP_NEXT), line.file);
             const u32 lines = VIQ_get_lines_this_strip(source);
             if (lines == 0)
@@ -181,7 +200,7 @@ void pump(const pipeline &line, std::size_t steps, const std::vector<image> &pal
         }
     } catch (...) {
         // Readers, converters and writers keep their place between calls: all return to idle.
-        if (line.held == 0)
+        if (!held)
             VIQ_image_read(source, 0, VIQ_STRIP_FINISH);
         for (std::size_t i = 0; i < steps; ++i)
             line.steps[i].run(input_of(i), stages[i + 1].handle, VIQ_STRIP_FINISH);

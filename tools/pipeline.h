@@ -43,7 +43,9 @@ struct strip_sink {
 void run(const pipeline &line, const strip_sink &sink);
 
 // Ends with a file; nothing is left under its name, or changed, when anything fails.
-void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path);
+// The quality factor is that of JPEG files.
+void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
+                 u16 quality = 32);
 
 // Ends with the whole picture in an image.
 image run_to_memory(const pipeline &line);

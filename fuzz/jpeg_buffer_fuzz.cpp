@@ -1,0 +1,50 @@
+// JPEG streams of any content in memory: reading, decoding whole and by strips, writing back.
+#include <vector>
+
+#include "core/image.h"
+
+using namespace viq;
+
+namespace {
+
+void decode(u32 jpeg, u32 lines) {
+    const scoped_image out;
+    VIQ_image_set_parameter(out.handle, VIQ_IMAGE_TYPE, lines % 3 == 0 ? VIQ_YUV422 : VIQ_RGB24);
+    VIQ_image_set_parameter(jpeg, VIQ_LINES_PER_STRIP, lines);
+    for (u32 strip = 0; strip < 4; ++strip)
+        if (VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_NEXT) != 0)
+            break;
+    VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_FINISH);
+}
+
+void start() {
+    static const bool started = [] {
+        VIQ_Init();
+        VIQ_ErrHandlerInstall(nullptr);
+        return true;
+    }();
+    (void)started;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
+    start();
+    const u32 jpeg = VIQ_JPEG_image_create();
+    if (VIQ_JPEG_buffer_read(jpeg, data, static_cast<u32>(size)) == 0) {
+        const u32 height = VIQ_get_height(jpeg);
+        decode(jpeg, height);
+        decode(jpeg, 8);
+        decode(jpeg, 16);
+        VIQ_image_set_parameter(jpeg, VIQ_LINES_PER_STRIP, height);
+        std::vector<u8> copy(size + 4000);
+        u32 length = 0;
+        VIQ_JPEG_buffer_write(jpeg, copy.data(), &length, VIQ_STRIP_NEXT);
+        VIQ_JPEG_buffer_write(jpeg, copy.data() + length, &length, VIQ_STRIP_FINISH);
+        const u32 frame = VIQ_JPEG_image_create();
+        VIQ_JPEG_sequence_extract_frame(jpeg, frame, VIQ_image_get_parameter(jpeg, VIQ_PARAM_18));
+        VIQ_image_destroy(frame);
+    }
+    VIQ_image_destroy(jpeg);
+    return 0;
+}

@@ -1,0 +1,229 @@
+// The process-wide tables of Huffman coding and decoding.
+#include <bit>
+#include <cstring>
+
+#include "core/report.h"
+#include "jpeg/record.h"
+#include "jpeg/tables.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr u32 end_of_block = 0x00;
+constexpr u32 zero_run = 0xF0;
+constexpr u32 ac_entries = 1u << ac_bits;
+
+// Huffman tables as a record holds them.
+struct huffman_set {
+    u8 bits[huffman_slots][16];
+    u8 vals[huffman_slots][256];
+    bool operator==(const huffman_set &) const = default;
+};
+
+struct table_state {
+    code_tables codes = {};
+    huffman_set codes_source = {}; // what the code tables were built from
+    bool codes_built = false;
+    decode_tables decoding = {};
+    huffman_set decoding_source = {};
+    bool decoding_built = false;
+};
+
+table_state state;
+
+bool is_colour(u32 hImage);
+huffman_set huffman_set_of(const Tjpeg &record, bool colour);
+u32 check_tables(const char *function, const huffman_set &tables);
+void build_codes(const huffman_set &tables);
+bool build_decoding();
+
+} // namespace
+
+u32 VIQ_JPEG_generate_H_codetable_LUTs(u32 hImage) {
+    constexpr const char *name = "VIQ_JPEG_generate_H_codetable_LUTs";
+    const Tjpeg *record = need_record(name, hImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    const huffman_set tables = huffman_set_of(*record, is_colour(hImage));
+    const u32 code = check_tables(name, tables);
+    if (is_error(code))
+        return code;
+    if (!state.codes_built || state.codes_source != tables) {
+        build_codes(tables);
+        state.codes_source = tables;
+        state.codes_built = true;
+    }
+    return success;
+}
+
+u32 VIQ_JPEG_generate_Huffman_decode_tables(u32 hImage) {
+    constexpr const char *name = "VIQ_JPEG_generate_Huffman_decode_tables";
+    if (need_record(name, hImage) == nullptr)
+        return VIQ_ERR_HANDLE;
+    if (state.decoding_built && state.decoding_source == state.codes_source)
+        return success;
+    state.decoding_built = false;
+    if (!build_decoding())
+        return report(name, VIQ_ERR_MEMORY, "");
+    state.decoding_source = state.codes_source;
+    state.decoding_built = true;
+    return success;
+}
+
+namespace viq {
+
+const code_tables &current_codes() {
+    return state.codes;
+}
+
+const decode_tables &current_decode_tables() {
+    return state.decoding;
+}
+
+u32 symbol_count(const u8 (&bits)[16]) {
+    u32 count = 0;
+    for (const u8 number : bits)
+        count += number;
+    return count;
+}
+
+bool is_sound_table(const u8 (&bits)[16]) {
+    u32 room = 1;
+    for (const u8 number : bits) {
+        room *= 2;
+        if (number > room)
+            return false;
+        room -= number;
+    }
+    return symbol_count(bits) <= 256;
+}
+
+} // namespace viq
+
+namespace {
+
+bool is_colour(u32 hImage) {
+    return VIQ_image_is_colour(hImage) == 1;
+}
+
+// A grey image leaves the tables of chrominance as they are.
+huffman_set huffman_set_of(const Tjpeg &record, bool colour) {
+    huffman_set tables = state.codes_source;
+    for (u32 slot = 0; slot < huffman_slots; slot += colour ? 1 : 2) {
+        std::memcpy(tables.bits[slot], record.h_bits[slot], sizeof tables.bits[slot]);
+        std::memcpy(tables.vals[slot], record.h_vals[slot], sizeof tables.vals[slot]);
+    }
+    return tables;
+}
+
+u32 check_tables(const char *function, const huffman_set &tables) {
+    for (const auto &bits : tables.bits) {
+        if (!is_sound_table(bits))
+            return report(function, VIQ_ERR_CORRUPT, "Corrupt Huffman table");
+        // Codes are counted from 2 bits on.
+        if (bits[0] != 0)
+            return report(function, VIQ_ERR_UNSUPPORTED,
+                          "Huffman codes of 1 bit are not supported");
+    }
+    return success;
+}
+
+u32 category_of(i32 value) {
+    return static_cast<u32>(std::bit_width(static_cast<u32>(value < 0 ? -value : value)));
+}
+
+void build_slot(const u8 (&bits)[16], const u8 (&vals)[256], code_table &table) {
+    table = {};
+    u32 code = 0;
+    u32 at = 0;
+    for (u32 length = 2; length <= 16; ++length, code <<= 1) {
+        for (u32 i = 0; i < bits[length - 1]; ++i, ++at, ++code) {
+            table.code[vals[at]] = static_cast<u16>(code);
+            table.length[vals[at]] = static_cast<u8>(length);
+        }
+    }
+}
+
+void build_codes(const huffman_set &tables) {
+    for (u32 slot = 0; slot < huffman_slots; ++slot)
+        build_slot(tables.bits[slot], tables.vals[slot], state.codes.slots[slot]);
+    for (u32 i = 0; i < 2; ++i) {
+        const code_table &table = state.codes.slots[dc_luminance + i];
+        for (i32 d = -largest_difference; d <= largest_difference; ++d) {
+            const u32 category = category_of(d);
+            const u32 extra = static_cast<u32>(d < 0 ? d - 1 : d) & ((1u << category) - 1);
+            const u32 length = table.length[category] + category;
+            const u32 bits = u32{table.code[category]} << category | extra;
+            state.codes.dc_values[i][static_cast<u32>(d + largest_difference)] = {
+                length != 0 ? bits << (32 - length) : 0, length};
+        }
+    }
+    for (i32 v = -largest_coefficient; v <= largest_coefficient; ++v)
+        state.codes.ac_category[static_cast<u32>(v + largest_coefficient)] =
+            static_cast<u8>(category_of(v));
+}
+
+// Every entry of the table whose top bits are the code.
+template <class Entries, class Entry>
+void fill_prefix(Entries &entries, u32 index_bits, u32 code, u32 length, const Entry &entry) {
+    if (length == 0 || length > index_bits)
+        return;
+    const u32 free_bits = index_bits - length;
+    for (u32 i = 0; i < 1u << free_bits; ++i)
+        entries[(code << free_bits) + i] = entry;
+}
+
+template <class Entries> void build_dc(const code_table &codes, Entries &entries, u32 index_bits) {
+    entries.fill({invalid_category, 0});
+    for (u32 category = 0; category < invalid_category; ++category)
+        fill_prefix(entries, index_bits, codes.code[category], codes.length[category],
+                    dc_entry{static_cast<u8>(category), codes.length[category]});
+}
+
+void build_ac(const code_table &codes, std::vector<ac_entry> &entries) {
+    std::fill(entries.begin(), entries.end(), ac_entry{0, invalid_category, 0, 0});
+    for (u32 symbol = 0; symbol < 256; ++symbol) {
+        const u32 size = symbol & 15;
+        if ((size >= 1 && size <= 10) || symbol == end_of_block || symbol == zero_run)
+            fill_prefix(entries, ac_bits, codes.code[symbol], codes.length[symbol],
+                        ac_entry{static_cast<u8>(symbol >> 4), static_cast<u8>(size),
+                                 codes.length[symbol], 0});
+    }
+}
+
+// Codes whose value follows within the same few bits.
+template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast &fast) {
+    for (u32 i = 0; i < fast.size(); ++i) {
+        const ac_entry &entry = entries[i << (ac_bits - fast_bits)];
+        const u32 length = u32{entry.length} + entry.size;
+        fast[i] = {};
+        if (entry.size == invalid_category || length > fast_bits)
+            continue;
+        if (entry.size == 0) {
+            fast[i] = {0, entry.run == 0 ? fast_end_of_block : entry.run, entry.length};
+            continue;
+        }
+        const i32 top = 1 << entry.size;
+        const i32 bits = static_cast<i32>(i >> (fast_bits - length)) & (top - 1);
+        fast[i] = {static_cast<i16>(bits < top / 2 ? bits - top + 1 : bits), entry.run,
+                   static_cast<u8>(length)};
+    }
+}
+
+bool build_decoding() {
+    decode_tables &tables = state.decoding;
+    for (std::vector<ac_entry> &entries : tables.ac)
+        if (entries.size() != ac_entries && !try_resize(entries, ac_entries))
+            return false;
+    const code_table *codes = state.codes.slots;
+    build_dc(codes[dc_luminance], tables.dc_luminance, dc_luminance_bits);
+    build_dc(codes[dc_chrominance], tables.dc_chrominance, dc_chrominance_bits);
+    for (u32 i = 0; i < 2; ++i) {
+        build_ac(codes[ac_luminance + i], tables.ac[i]);
+        build_fast(tables.ac[i], tables.ac_fast[i]);
+    }
+    return true;
+}
+
+} // namespace

@@ -1,0 +1,257 @@
+// Block kernels for AVX2: two blocks at a time, one in each half of the registers.
+#include <immintrin.h>
+
+#include "jpeg/dct.h"
+#include "jpeg/kernels.h"
+
+namespace viq {
+
+namespace {
+
+using words = __m256i; // sixteen words; or eight sums
+struct block_rows {
+    words row[8];
+};
+
+VIQ_FORMULA words splat_pair(i32 first, i32 second) {
+    return _mm256_set1_epi32(
+        static_cast<i32>((static_cast<u32>(first) & 0xFFFF) | static_cast<u32>(second) << 16));
+}
+
+VIQ_FORMULA words load(const void *from) {
+    return _mm256_load_si256(static_cast<const __m256i *>(from));
+}
+
+// 8 x 8 words in each half.
+VIQ_FORMULA block_rows transpose(const block_rows &in) {
+    words a[8];
+    words b[8];
+    for (u32 i = 0; i < 4; ++i) {
+        a[2 * i] = _mm256_unpacklo_epi16(in.row[2 * i], in.row[2 * i + 1]);
+        a[2 * i + 1] = _mm256_unpackhi_epi16(in.row[2 * i], in.row[2 * i + 1]);
+    }
+    for (u32 i = 0; i < 2; ++i) {
+        b[4 * i] = _mm256_unpacklo_epi32(a[4 * i], a[4 * i + 2]);
+        b[4 * i + 1] = _mm256_unpackhi_epi32(a[4 * i], a[4 * i + 2]);
+        b[4 * i + 2] = _mm256_unpacklo_epi32(a[4 * i + 1], a[4 * i + 3]);
+        b[4 * i + 3] = _mm256_unpackhi_epi32(a[4 * i + 1], a[4 * i + 3]);
+    }
+    block_rows out;
+    for (u32 i = 0; i < 4; ++i) {
+        out.row[2 * i] = _mm256_unpacklo_epi64(b[i], b[i + 4]);
+        out.row[2 * i + 1] = _mm256_unpackhi_epi64(b[i], b[i + 4]);
+    }
+    return out;
+}
+
+// ---- The parts that multiply, as sums of products of word pairs
+
+struct word_pairs {
+    words low, high;
+};
+
+VIQ_FORMULA word_pairs pair_up(words a, words b) {
+    return {_mm256_unpacklo_epi16(a, b), _mm256_unpackhi_epi16(a, b)};
+}
+
+VIQ_FORMULA word_pairs products(const word_pairs &ab, words factors) {
+    return {_mm256_madd_epi16(ab.low, factors), _mm256_madd_epi16(ab.high, factors)};
+}
+
+VIQ_FORMULA word_pairs plus(const word_pairs &a, const word_pairs &b) {
+    return {_mm256_add_epi32(a.low, b.low), _mm256_add_epi32(a.high, b.high)};
+}
+
+VIQ_FORMULA word_pairs minus(const word_pairs &a, const word_pairs &b) {
+    return {_mm256_sub_epi32(a.low, b.low), _mm256_sub_epi32(a.high, b.high)};
+}
+
+template <i32 shift> VIQ_FORMULA words to_words(const word_pairs &sums) {
+    return _mm256_packs_epi32(_mm256_srai_epi32(sums.low, shift),
+                              _mm256_srai_epi32(sums.high, shift));
+}
+
+template <u32 result>
+VIQ_FORMULA word_pairs odd_result(const word_pairs &ab, const word_pairs &cd) {
+    constexpr i32 a = odd_part(1, 0, 0, 0).of[result];
+    constexpr i32 b = odd_part(0, 1, 0, 0).of[result];
+    constexpr i32 c = odd_part(0, 0, 1, 0).of[result];
+    constexpr i32 d = odd_part(0, 0, 0, 1).of[result];
+    return plus(products(ab, splat_pair(a, b)), products(cd, splat_pair(c, d)));
+}
+
+template <u32 result> VIQ_FORMULA word_pairs even_result(const word_pairs &ab) {
+    constexpr i32 a = even_part(1, 0).of[result];
+    constexpr i32 b = even_part(0, 1).of[result];
+    return products(ab, splat_pair(a, b));
+}
+
+// ---- Forward
+
+// Along the columns of the rows given. No sum of samples leaves 16 bits.
+template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
+    words sum[4];
+    words difference[4];
+    for (u32 i = 0; i < 4; ++i) {
+        sum[i] = _mm256_add_epi16(in.row[i], in.row[7 - i]);
+        difference[i] = _mm256_sub_epi16(in.row[i], in.row[7 - i]);
+    }
+    const words outer = _mm256_add_epi16(sum[0], sum[3]);
+    const words inner = _mm256_add_epi16(sum[1], sum[2]);
+    const word_pairs even =
+        pair_up(_mm256_sub_epi16(sum[0], sum[3]), _mm256_sub_epi16(sum[1], sum[2]));
+    const word_pairs ab = pair_up(difference[3], difference[2]);
+    const word_pairs cd = pair_up(difference[1], difference[0]);
+    block_rows out;
+    out.row[0] = _mm256_add_epi16(outer, inner);
+    out.row[4] = _mm256_sub_epi16(outer, inner);
+    for (u32 i = 0; i < 8; i += 4)
+        out.row[i] = shift == first_pass_shift ? _mm256_slli_epi16(out.row[i], 2)
+                                               : _mm256_srai_epi16(out.row[i], 5);
+    out.row[2] = to_words<shift>(even_result<0>(even));
+    out.row[6] = to_words<shift>(even_result<1>(even));
+    out.row[7] = to_words<shift>(odd_result<0>(ab, cd));
+    out.row[5] = to_words<shift>(odd_result<1>(ab, cd));
+    out.row[3] = to_words<shift>(odd_result<2>(ab, cd));
+    out.row[1] = to_words<shift>(odd_result<3>(ab, cd));
+    return out;
+}
+
+// A coefficient below the step always gives 0: its product with the reciprocal is below 65536.
+VIQ_FORMULA words quantise_row(words row, const quantiser &table, u32 y) {
+    const words size = _mm256_abs_epi16(row);
+    const words quotient = _mm256_add_epi16(_mm256_mulhi_epu16(size, load(table.reciprocal[y])),
+                                            _mm256_and_si256(size, load(table.whole[y])));
+    return _mm256_sign_epi16(quotient, row);
+}
+
+VIQ_FORMULA void forward_rows(const block_rows &samples, const quantiser &table, block_pair &pair) {
+    const block_rows rows = forward_pass<second_pass_shift>(
+        transpose(forward_pass<first_pass_shift>(transpose(samples))));
+    u64 masks[2] = {};
+    for (u32 y = 0; y < 8; y += 2) {
+        const words upper = quantise_row(rows.row[y], table, y);
+        const words lower = quantise_row(rows.row[y + 1], table, y + 1);
+        // The upper row of both blocks, and the lower one, are next to each other in each block.
+        _mm256_store_si256(reinterpret_cast<__m256i *>(pair.coefficients[0] + 8 * y),
+                           _mm256_permute2x128_si256(upper, lower, 0x20));
+        _mm256_store_si256(reinterpret_cast<__m256i *>(pair.coefficients[1] + 8 * y),
+                           _mm256_permute2x128_si256(upper, lower, 0x31));
+        const words zero =
+            _mm256_cmpeq_epi8(_mm256_packs_epi16(upper, lower), _mm256_setzero_si256());
+        const u32 present = ~static_cast<u32>(_mm256_movemask_epi8(zero));
+        masks[0] |= u64{present & 0xFFFF} << 8 * y;
+        masks[1] |= u64{present >> 16} << 8 * y;
+    }
+    pair.masks[0] = masks[0];
+    pair.masks[1] = masks[1];
+}
+
+void forward_grey(const u8 *pixels, std::size_t line, const quantiser &table, block_pair &pair) {
+    const words middle = _mm256_set1_epi16(128);
+    block_rows samples;
+    for (words &row : samples.row) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels));
+        row = _mm256_sub_epi16(_mm256_cvtepu8_epi16(bytes), middle);
+        pixels += line;
+    }
+    forward_rows(samples, table, pair);
+}
+
+void forward_colour(const u8 *pixels, std::size_t line, const quantiser &luminance,
+                    const quantiser &chrominance, block_pair &y, block_pair &uv) {
+    const words middle = _mm256_set1_epi16(128);
+    const words low_bytes = _mm256_set1_epi16(0xFF);
+    const words u_then_v =
+        _mm256_setr_epi8(1, -1, 5, -1, 9, -1, 13, -1, 3, -1, 7, -1, 11, -1, 15, -1, 1, -1, 5, -1, 9,
+                         -1, 13, -1, 3, -1, 7, -1, 11, -1, 15, -1);
+    block_rows luma;
+    block_rows chroma;
+    for (u32 i = 0; i < 8; ++i) {
+        const words row = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(pixels));
+        luma.row[i] = _mm256_sub_epi16(_mm256_and_si256(row, low_bytes), middle);
+        const words gathered = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(row, u_then_v), 0xD8);
+        chroma.row[i] = _mm256_sub_epi16(gathered, middle);
+        pixels += line;
+    }
+    forward_rows(luma, luminance, y);
+    forward_rows(chroma, chrominance, uv);
+}
+
+// ---- Inverse
+
+// A column whose coefficients add up to no more than this stays within words between the passes:
+// four times the sum, times the largest weight of a coefficient, 1.3871.
+constexpr i16 largest_column = 5900;
+
+template <i32 shift> VIQ_FORMULA block_rows inverse_pass(const block_rows &in) {
+    const word_pairs first = pair_up(in.row[0], in.row[4]);
+    const word_pairs even = pair_up(in.row[2], in.row[6]);
+    const word_pairs ab = pair_up(in.row[7], in.row[5]);
+    const word_pairs cd = pair_up(in.row[3], in.row[1]);
+    constexpr i32 one = 1 << fraction_bits;
+    const word_pairs sum = products(first, splat_pair(one, one));
+    const word_pairs difference = products(first, splat_pair(one, -one));
+    const word_pairs e0 = even_result<0>(even);
+    const word_pairs e1 = even_result<1>(even);
+    const word_pairs halves[4] = {plus(sum, e0), plus(difference, e1), minus(difference, e1),
+                                  minus(sum, e0)};
+    const word_pairs odd[4] = {odd_result<3>(ab, cd), odd_result<2>(ab, cd), odd_result<1>(ab, cd),
+                               odd_result<0>(ab, cd)};
+    block_rows out;
+    for (u32 i = 0; i < 4; ++i) {
+        out.row[i] = to_words<shift>(plus(halves[i], odd[i]));
+        out.row[7 - i] = to_words<shift>(minus(halves[i], odd[i]));
+    }
+    return out;
+}
+
+bool inverse(const block_pair &pair, const quantiser &table, sample_pair &samples) {
+    block_rows rows;
+    words sums = _mm256_setzero_si256();
+    words excess = _mm256_setzero_si256();
+    for (u32 y = 0; y < 8; y += 2) {
+        const words first = load(pair.coefficients[0] + 8 * y);
+        const words second = load(pair.coefficients[1] + 8 * y);
+        const words both[2] = {_mm256_permute2x128_si256(first, second, 0x20),
+                               _mm256_permute2x128_si256(first, second, 0x31)};
+        for (u32 i = 0; i < 2; ++i) {
+            const words step = load(table.step[y + i]);
+            const words size = _mm256_abs_epi16(both[i]);
+            const words low = _mm256_mullo_epi16(size, step);
+            excess = _mm256_or_si256(excess, _mm256_mulhi_epu16(size, step));
+            sums = _mm256_adds_epu16(sums, low);
+            rows.row[y + i] = _mm256_sign_epi16(low, both[i]);
+        }
+    }
+    excess = _mm256_or_si256(excess, _mm256_subs_epu16(sums, _mm256_set1_epi16(largest_column)));
+    if (_mm256_testz_si256(excess, excess) == 0)
+        return false;
+
+    const block_rows out =
+        transpose(inverse_pass<second_pass_shift>(transpose(inverse_pass<first_pass_shift>(rows))));
+    const words middle = _mm256_set1_epi8(-128);
+    for (u32 y = 0; y < 8; y += 2) {
+        const words bytes = _mm256_packs_epi16(out.row[y], out.row[y + 1]);
+        _mm256_store_si256(reinterpret_cast<__m256i *>(samples.rows[y]),
+                           _mm256_xor_si256(_mm256_permute4x64_epi64(bytes, 0xD8), middle));
+    }
+    return true;
+}
+
+void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std::size_t line) {
+    for (u32 row = 0; row < block_lines; ++row, pixels += line) {
+        const __m128i luma = _mm_load_si128(reinterpret_cast<const __m128i *>(y.rows[row]));
+        const __m128i halves =
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(uv + (row >> repeat) * pair_width));
+        const __m128i chroma = _mm_unpacklo_epi8(halves, _mm_srli_si128(halves, 8));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(pixels), _mm_unpacklo_epi8(luma, chroma));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(pixels + 16), _mm_unpackhi_epi8(luma, chroma));
+    }
+}
+
+} // namespace
+
+constexpr block_kernels avx2_blocks = {forward_grey, forward_colour, inverse, interleave};
+
+} // namespace viq

@@ -1,0 +1,345 @@
+// Coded data into pictures, strip by strip.
+#include "jpeg/decoder.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "convert/rows.h"
+#include "core/geometry.h"
+#include "core/report.h"
+#include "core/strip_driver.h"
+#include "jpeg/encoder.h"
+#include "jpeg/record.h"
+#include "jpeg/scan_reader.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr const char *name = "VIQ_JPEG_decompress";
+constexpr u32 most_blocks_a_byte = 32;
+constexpr u32 data_allowance = 64; // bytes that may be missing from a small picture's data
+constexpr u32 widest_mcu_row = 16;
+constexpr u32 mcus_at_once = 16; // what the first-level cache holds in all stages
+
+struct original_size {
+    u32 width, height, lines_per_strip;
+};
+
+struct decode_state {
+    bool under_way = false;
+    u32 handle = 0;
+    const tVIQ_Image *image = nullptr;
+    strip_geometry geometry = {}; // of the image while it is decoded
+    original_size original = {};
+    u32 lines_done = 0;
+    scan_layout layout = {};
+    quantiser tables[2] = {};
+    scan_reader reader = {};
+    // Everything that has been decoded ahead of its strip, or part of a row of MCUs.
+    std::vector<decoded_pair> pairs;
+};
+
+decode_state decode;
+
+u32 start(u32 hJpegImage);
+u32 decode_strip(u32 hJpegImage, u32 hOutImage);
+void finish();
+bool is_this_decode(const tVIQ_Image &image);
+
+} // namespace
+
+u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
+    if (wMode == VIQ_STRIP_FINISH && decode.under_way) {
+        finish();
+        return success;
+    }
+    u32 code = check_image(name, hJpegImage);
+    if (is_error(code))
+        return code;
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    if (jpeg.lines_per_strip == 0)
+        return success;
+    if (jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422 &&
+        jpeg.pixel_format != VIQ_YUV411)
+        return report(name, VIQ_ERR_UNSUPPORTED | jpeg.pixel_format, "Unsupported image format");
+    if (wMode != VIQ_STRIP_NEXT)
+        return success;
+    if (find_image(hOutImage) == nullptr)
+        return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
+    if (hJpegImage == hOutImage)
+        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+    if (decode.under_way && !is_this_decode(jpeg))
+        return report(name, VIQ_ERR_STATE, "Sequence under way with another image");
+    code = decode.under_way ? success : start(hJpegImage);
+    if (!is_error(code))
+        code = decode_strip(hJpegImage, hOutImage);
+    if (is_error(code) && decode.lines_done == 0)
+        finish();
+    return code;
+}
+
+namespace viq {
+
+bool decode_under_way() {
+    return decode.under_way;
+}
+
+} // namespace viq
+
+namespace {
+
+bool is_this_decode(const tVIQ_Image &image) {
+    return &image == decode.image && geometry_of(image) == decode.geometry;
+}
+
+scan_layout layout_of(const tVIQ_Image &jpeg) {
+    scan_layout layout = {};
+    layout.colour = jpeg.pixel_format != VIQ_Y8;
+    layout.mcu_width = pair_width;
+    layout.mcu_height = jpeg.pixel_format == VIQ_YUV411 ? 16 : 8;
+    layout.mcus = static_cast<u32>(rounded_up(jpeg.width, layout.mcu_width) / layout.mcu_width);
+    layout.mcu_rows =
+        static_cast<u32>(rounded_up(jpeg.height, layout.mcu_height) / layout.mcu_height);
+    layout.pairs = layout.colour ? layout.mcu_height / 8 + 1 : 1;
+    const u32 blocks = static_cast<u32>(rounded_up(jpeg.width, 8) / 8);
+    layout.blocks_in_last = layout.colour || blocks % 2 == 0 ? 2 : 1;
+    return layout;
+}
+
+u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
+    if (jpeg.jpeg == nullptr)
+        return report(name, VIQ_ERR_HANDLE, "Not a JPEG image");
+    if (jpeg.width == 0 || jpeg.height == 0)
+        return report(name, VIQ_ERR_CORRUPT, "Image has no size");
+    if (jpeg.width > largest_side || jpeg.height > largest_side)
+        return report(name, VIQ_ERR_UNSUPPORTED, "Image too large for JPEG");
+    if (!has_data(jpeg))
+        return report_no_data(name);
+    const u64 blocks = u64{layout.mcus} * layout.mcu_rows * layout.pairs * 2;
+    const u64 possible = (u64{jpeg.jpeg->data_length} + data_allowance) * most_blocks_a_byte;
+    if (blocks > possible)
+        return report(name, VIQ_ERR_CORRUPT, "Image too large for its data");
+    return success;
+}
+
+// From here on the JPEG image has the size of its blocks.
+u32 start(u32 hJpegImage) {
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    const scan_layout layout = layout_of(jpeg);
+    u32 code = check_data(jpeg, layout);
+    if (!is_error(code))
+        code = VIQ_JPEG_generate_H_codetable_LUTs(hJpegImage);
+    if (!is_error(code))
+        code = VIQ_JPEG_generate_Huffman_decode_tables(hJpegImage);
+    if (is_error(code))
+        return code;
+    decode.under_way = true;
+    decode.handle = hJpegImage;
+    decode.image = &jpeg;
+    decode.original = {jpeg.width, jpeg.height, jpeg.lines_per_strip};
+    decode.lines_done = 0;
+    decode.layout = layout;
+    for (u32 i = 0; i < 2; ++i)
+        decode.tables[i] = make_quantiser(jpeg.jpeg->q_tables[i], nullptr);
+    jpeg.width = static_cast<u32>(rounded_up(jpeg.width, mcu_width(jpeg.pixel_format)));
+    jpeg.height = static_cast<u32>(rounded_up(jpeg.height, 8));
+    jpeg.lines_per_strip =
+        static_cast<u32>(std::min<u64>(rounded_up(jpeg.lines_per_strip, 8), jpeg.height));
+    code = check_image(name, hJpegImage);
+    decode.geometry = geometry_of(jpeg);
+    return code;
+}
+
+void finish() {
+    tVIQ_Image *jpeg = find_image(decode.handle);
+    if (jpeg != nullptr && jpeg == decode.image) {
+        jpeg->width = decode.original.width;
+        jpeg->height = decode.original.height;
+        jpeg->lines_per_strip = decode.original.lines_per_strip;
+    }
+    decode.under_way = false;
+    decode.image = nullptr;
+    std::vector<decoded_pair>().swap(decode.pairs);
+    decode.reader = {};
+}
+
+// ---- Blocks into pixels
+
+void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
+    const quantiser &steps = decode.tables[table];
+    const bool flat = (pair.blocks.masks[0] | pair.blocks.masks[1]) == 0;
+    const bool small =
+        pair.dc[0] == static_cast<i16>(pair.dc[0]) && pair.dc[1] == static_cast<i16>(pair.dc[1]);
+    if (flat) {
+        const u8 levels[2] = {flat_sample(pair.dc[0], steps), flat_sample(pair.dc[1], steps)};
+        for (u8(&row)[pair_width] : samples.rows)
+            for (u32 i = 0; i < 2; ++i)
+                std::memset(row + 8 * i, levels[i], 8);
+        return;
+    }
+    if (small && current_blocks().inverse(pair.blocks, steps, samples))
+        return;
+    for (u32 i = 0; i < 2; ++i)
+        inverse_block(pair.blocks.coefficients[i], pair.dc[i], steps, samples.rows[0] + 8 * i,
+                      pair_width);
+}
+
+// MCUs next to each other into YUV 4:2:2, as many of their lines as there are.
+void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
+    const scan_layout &layout = decode.layout;
+    const u32 y_pairs = layout.pairs - 1;
+    const u32 repeat = y_pairs - 1;
+    const block_kernels &kernels = current_blocks();
+    for (u32 x = 0; x < count; ++x, pairs += layout.pairs, pixels += 2 * pair_width) {
+        sample_pair chroma;
+        transform(pairs[y_pairs], 1, chroma);
+        for (u32 n = 0; n < y_pairs && 8 * n < lines; ++n) {
+            sample_pair y;
+            transform(pairs[n], 0, y);
+            kernels.interleave(y, chroma.rows[4 * n], repeat, pixels + 8 * n * line, line);
+        }
+    }
+}
+
+void place_grey(const decoded_pair *pairs, u32 first, u32 count, u8 *pixels, std::size_t line) {
+    const scan_layout &layout = decode.layout;
+    for (u32 x = first; x < first + count; ++x, ++pairs, pixels += pair_width) {
+        sample_pair samples;
+        transform(*pairs, 0, samples);
+        const u32 width = x + 1 == layout.mcus ? 8 * layout.blocks_in_last : pair_width;
+        for (u32 y = 0; y < block_lines; ++y)
+            std::memcpy(pixels + y * line, samples.rows[y], width);
+    }
+}
+
+// Lines of the output that MCUs of a row go to.
+struct target_lines {
+    u32 first, count;
+};
+
+void place_mcus(const decoded_pair *pairs, u32 first, u32 count, tVIQ_Image &out,
+                const target_lines &lines) {
+    u8 *target = out.data + strip_size(out, lines.first);
+    const std::size_t x = std::size_t{first} * pair_width;
+    if (!decode.layout.colour) {
+        place_grey(pairs, first, count, target + x, out.bytes_per_line);
+    } else if (out.pixel_format == VIQ_YUV422) {
+        place_colour(pairs, count, target + 2 * x, out.bytes_per_line, lines.count);
+    } else {
+        alignas(32) u8 band[widest_mcu_row][mcus_at_once * 2 * pair_width];
+        place_colour(pairs, count, band[0], sizeof band[0], lines.count);
+        const row_kernel convert = find_row(VIQ_YUV422, VIQ_RGB24);
+        for (u32 y = 0; y < lines.count; ++y, target += out.bytes_per_line)
+            convert(band[y], target + 3 * x, count * pair_width, {});
+    }
+}
+
+template <class Visit> u32 for_parts_of_row(Visit visit) {
+    u32 code = success;
+    for (u32 x = 0; x < decode.layout.mcus && !is_error(code); x += mcus_at_once)
+        code = visit(x, std::min(mcus_at_once, decode.layout.mcus - x));
+    return code;
+}
+
+// ---- Strips
+
+u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
+    tVIQ_Image &out = *find_image(hOutImage);
+    const bool wants_yuv = out.pixel_format == VIQ_YUV422;
+    u32 code = success;
+    if (decode.lines_done == 0)
+        code = VIQ_image_copy_parameters_raw(hJpegImage, hOutImage);
+    if (is_error(code))
+        return code;
+    out.width = jpeg.width;
+    out.height = jpeg.height;
+    out.lines_per_strip = jpeg.lines_per_strip;
+    out.flags &= ~VIQ_FLAG_2;
+    VIQ_image_set_parameter(hOutImage, VIQ_IMAGE_TYPE,
+                            !decode.layout.colour ? VIQ_Y8
+                            : wants_yuv           ? VIQ_YUV422
+                                                  : VIQ_RGB24);
+    code = check_image(name, hOutImage);
+    return is_error(code) ? code : renew_strip(hOutImage);
+}
+
+u32 begin_data(const tVIQ_Image &jpeg, u64 mcus_held) {
+    const u64 count = mcus_held * decode.layout.pairs;
+    if (!try_resize(decode.pairs, count))
+        return report_no_memory(name, count * sizeof(decoded_pair));
+    return begin_reading(decode.reader, jpeg.jpeg->data, jpeg.jpeg->data_length);
+}
+
+decoded_pair *pairs_at(u32 row, u32 mcu) {
+    const scan_layout &layout = decode.layout;
+    return decode.pairs.data() + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
+}
+
+// The picture in one strip: MCUs become pixels as soon as they are decoded.
+u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
+    const scan_layout &layout = decode.layout;
+    tVIQ_Image &out = *find_image(hOutImage);
+    u32 code = begin_data(jpeg, mcus_at_once);
+    for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row) {
+        const u32 line = row * layout.mcu_height;
+        const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
+        code = for_parts_of_row([&](u32 first, u32 count) {
+            const u32 result = read_mcus(decode.reader, layout, first, count, decode.pairs.data());
+            if (!is_error(result))
+                place_mcus(decode.pairs.data(), first, count, out, lines);
+            return result;
+        });
+    }
+    return code;
+}
+
+u32 decode_all_data(const tVIQ_Image &jpeg) {
+    const scan_layout &layout = decode.layout;
+    u32 code = begin_data(jpeg, u64{layout.mcus} * layout.mcu_rows);
+    for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row)
+        code = read_mcus(decode.reader, layout, 0, layout.mcus, pairs_at(row, 0));
+    return code;
+}
+
+void place_strip(const tVIQ_Image &jpeg, tVIQ_Image &out) {
+    const u32 height = decode.layout.mcu_height;
+    for (u32 y = 0; y < jpeg.lines_per_strip; y += height) {
+        const u32 row = (decode.lines_done + y) / height;
+        const target_lines lines = {y, std::min(height, jpeg.lines_per_strip - y)};
+        for_parts_of_row([&](u32 first, u32 count) {
+            place_mcus(pairs_at(row, first), first, count, out, lines);
+            return success;
+        });
+    }
+}
+
+u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    const scan_layout &layout = decode.layout;
+    const u32 remaining = jpeg.height - decode.lines_done;
+    const bool last = rounded_up(jpeg.lines_per_strip, 8) >= remaining;
+    jpeg.lines_per_strip = last ? remaining : static_cast<u32>(rounded_up(jpeg.lines_per_strip, 8));
+    const bool whole = last && decode.lines_done == 0;
+
+    u32 code = success;
+    if (decode.lines_done == 0 && !whole)
+        code = decode_all_data(jpeg);
+    if (!is_error(code) && !last && jpeg.lines_per_strip % layout.mcu_height != 0)
+        code = report("VIQ_JPEG_izz_1_strip", VIQ_ERR_UNSUPPORTED,
+                      "For YUV 4:1:1 JPEG decoding, strip must be multiple of 16 lines");
+    if (!is_error(code))
+        code = set_up_output(jpeg, hJpegImage, hOutImage);
+    if (!is_error(code) && whole)
+        code = decode_whole(jpeg, hOutImage);
+    if (is_error(code))
+        return code;
+    if (!whole)
+        place_strip(jpeg, *find_image(hOutImage));
+    decode.lines_done += jpeg.lines_per_strip;
+    if (last)
+        finish();
+    return success;
+}
+
+} // namespace

@@ -1,0 +1,8 @@
+// The decode in progress.
+#pragma once
+
+namespace viq {
+
+bool decode_under_way();
+
+} // namespace viq

@@ -1,0 +1,287 @@
+// Pictures into coded data: padding, conversion to YUV 4:2:2, transform and coding in bands of 8
+// lines.
+#include "jpeg/encoder.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "convert/rows.h"
+#include "core/geometry.h"
+#include "core/report.h"
+#include "jpeg/scan_writer.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr const char *name = "VIQ_JPEG_compress";
+constexpr const char *worker_name = "VIQ_JPEG_compress_1_strip";
+constexpr const char *pad_name = "VIQ_pad_to_MCU_1_strip";
+
+bool accepts(u16 format);
+u32 check_input(const char *function, const tVIQ_Image &in);
+u32 pixel_size(u16 format);
+void pad_line(u8 *line, u32 width, u32 padded, u32 size);
+u32 set_up_jpeg(u32 hInImage, u32 hJpegImage);
+u32 code_picture(const tVIQ_Image &in, u32 hJpegImage);
+
+struct picture_size {
+    u32 width, height;
+};
+
+picture_size padded_size(const tVIQ_Image &in);
+bool needs_padding(const tVIQ_Image &in);
+
+} // namespace
+
+u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
+    u32 code = check_image(name, hInImage);
+    if (is_error(code))
+        return code;
+    const tVIQ_Image &in = *find_image(hInImage);
+    if (in.lines_per_strip != in.height)
+        return report(name, VIQ_ERR_UNSUPPORTED | low_word(in.lines_per_strip),
+                      "This function only supports a complete image");
+    if (!accepts(in.pixel_format))
+        return report(name, VIQ_ERR_UNSUPPORTED | in.pixel_format, "Unsupported image format");
+    code = check_input(name, in);
+    if (is_error(code))
+        return code;
+    if (need_record(name, hJpegImage) == nullptr)
+        return VIQ_ERR_HANDLE;
+    if (hInImage == hJpegImage)
+        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+    if (in.width > largest_side || in.height > largest_side)
+        return report(name, VIQ_ERR_UNSUPPORTED, "Image too large for JPEG");
+
+    code = set_up_jpeg(hInImage, hJpegImage);
+    if (is_error(code))
+        return code;
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    code = code_picture(in, hJpegImage);
+    jpeg.width = in.width;
+    jpeg.height = in.height;
+    jpeg.flags |= VIQ_FLAG_2;
+    return code;
+}
+
+u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage) {
+    u32 code = check_image(pad_name, hInImage);
+    if (is_error(code))
+        return code;
+    const tVIQ_Image &in = *find_image(hInImage);
+    if (!accepts(in.pixel_format) || in.pixel_format == VIQ_YUV422)
+        return report(pad_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type");
+    if (hInImage == hPaddedImage)
+        return report(pad_name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+    code = check_input(pad_name, in);
+    if (!is_error(code))
+        code = VIQ_image_copy_parameters_raw(hInImage, hPaddedImage);
+    if (is_error(code))
+        return code;
+    tVIQ_Image &padded = *find_image(hPaddedImage);
+    const picture_size size = padded_size(in);
+    padded.width = size.width;
+    padded.height = size.height;
+    padded.lines_per_strip = size.height;
+    code = check_image(pad_name, hPaddedImage, "hPaddedImage is corrupt");
+    if (!is_error(code))
+        code = renew_strip(hPaddedImage);
+    if (is_error(code))
+        return code;
+    const u32 pixel = pixel_size(in.pixel_format);
+    for (u32 y = 0; y < size.height; ++y) {
+        u8 *line = padded.data + strip_size(padded, y);
+        if (y < in.height) {
+            std::memcpy(line, in.data + strip_size(in, y), std::size_t{in.width} * pixel);
+            pad_line(line, in.width, size.width, pixel);
+        } else {
+            std::memcpy(line, line - padded.bytes_per_line, std::size_t{size.width} * pixel);
+        }
+    }
+    return success;
+}
+
+namespace {
+
+bool accepts(u16 format) {
+    return format == VIQ_Y8 || format == VIQ_YUV422 || format == VIQ_RGB24 || format == VIQ_BGR24 ||
+           format == VIQ_RGBX32 || format == VIQ_BGRX32 || format == VIQ_XBGR32;
+}
+
+u32 check_input(const char *function, const tVIQ_Image &in) {
+    if (in.width == 0 || in.height == 0)
+        return report(function, VIQ_ERR_CORRUPT, "Image has no size");
+    return has_lines(in, in.height) ? success : report_no_data(function);
+}
+
+u32 pixel_size(u16 format) {
+    return format == VIQ_Y8                             ? 1
+           : format == VIQ_YUV422                       ? 2
+           : format == VIQ_RGB24 || format == VIQ_BGR24 ? 3
+                                                        : 4;
+}
+
+picture_size padded_size(const tVIQ_Image &in) {
+    return {static_cast<u32>(rounded_up(in.width, mcu_width(in.pixel_format))),
+            static_cast<u32>(rounded_up(in.height, block_lines))};
+}
+
+bool needs_padding(const tVIQ_Image &in) {
+    const picture_size size = padded_size(in);
+    return size.width != in.width || size.height != in.height;
+}
+
+void pad_line(u8 *line, u32 width, u32 padded, u32 size) {
+    const u8 *last = line + std::size_t{width - 1} * size;
+    for (u32 x = width; x < padded; ++x)
+        std::memcpy(line + std::size_t{x} * size, last, size);
+}
+
+// The JPEG image as it is while it is coded: the size is the padded one.
+u32 set_up_jpeg(u32 hInImage, u32 hJpegImage) {
+    const tVIQ_Image &in = *find_image(hInImage);
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    u32 code = VIQ_copy_outfilename(hJpegImage, hInImage);
+    if (!is_error(code))
+        code = VIQ_JPEG_set_image(hInImage, hJpegImage);
+    if (!is_error(code))
+        code = VIQ_JPEG_make_Q_tables(hJpegImage);
+    if (!is_error(code))
+        code = VIQ_JPEG_set_default_H_tables(hJpegImage);
+    // Pairs of pixels cannot be taken apart.
+    if (!is_error(code) && in.pixel_format == VIQ_YUV422 && needs_padding(in))
+        code = report(pad_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type");
+    if (!is_error(code))
+        code = VIQ_image_copy_parameters_raw(hInImage, hJpegImage);
+    if (is_error(code))
+        return code;
+    const picture_size size = padded_size(in);
+    jpeg.width = size.width;
+    jpeg.height = size.height;
+    jpeg.lines_per_strip = size.height;
+    jpeg.param_18 = 1;
+    VIQ_image_set_parameter(hJpegImage, VIQ_IMAGE_TYPE,
+                            in.pixel_format == VIQ_Y8 ? VIQ_Y8 : VIQ_YUV422);
+    return check_image(name, hJpegImage);
+}
+
+// Where the lines of a band come from: the picture itself, or a buffer for lines that are padded or
+// converted first.
+struct band_source {
+    const tVIQ_Image *in;
+    picture_size size;
+    row_kernel convert; // null: the lines are coded as they are
+    row_options options;
+    std::vector<u8> lines;
+    std::vector<u8> padded_line;
+};
+
+struct band {
+    const u8 *pixels;
+    std::size_t line;
+};
+
+bool prepare(band_source &source, const tVIQ_Image &in) {
+    source.in = &in;
+    source.size = padded_size(in);
+    source.convert = nullptr;
+    const u32 pixel = pixel_size(in.pixel_format);
+    if (in.pixel_format != VIQ_Y8 && in.pixel_format != VIQ_YUV422)
+        source.convert = find_row(in.pixel_format, VIQ_YUV422);
+    if (source.convert == nullptr && !needs_padding(in))
+        return true;
+    const u32 coded_pixel = source.convert != nullptr ? 2 : pixel;
+    return try_resize(source.lines, u64{block_lines} * source.size.width * coded_pixel) &&
+           try_resize(source.padded_line, u64{source.size.width} * pixel);
+}
+
+band lines_of(band_source &source, u32 first) {
+    const tVIQ_Image &in = *source.in;
+    if (source.lines.empty())
+        return {in.data + strip_size(in, first), in.bytes_per_line};
+    const u32 pixel = pixel_size(in.pixel_format);
+    const std::size_t line = source.lines.size() / block_lines;
+    u8 *to = source.lines.data();
+    for (u32 y = 0; y < block_lines; ++y, to += line) {
+        if (first + y >= in.height) {
+            std::memcpy(to, to - line, line);
+            continue;
+        }
+        const u8 *from = in.data + strip_size(in, first + y);
+        if (source.size.width != in.width || source.convert == nullptr) {
+            u8 *copy = source.padded_line.data();
+            std::memcpy(copy, from, std::size_t{in.width} * pixel);
+            pad_line(copy, in.width, source.size.width, pixel);
+            from = copy;
+        }
+        if (source.convert != nullptr)
+            source.convert(from, to, source.size.width, source.options);
+        else
+            std::memcpy(to, from, line);
+    }
+    return {source.lines.data(), line};
+}
+
+// The tables that a picture is quantised with.
+struct quantisers {
+    quantiser luminance, chrominance;
+};
+
+bool code_colour_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
+    const block_kernels &kernels = current_blocks();
+    block_pair y;
+    block_pair uv;
+    for (u32 x = 0; x < width; x += 16) {
+        kernels.forward_colour(lines.pixels + std::size_t{x} * 2, lines.line, tables.luminance,
+                               tables.chrominance, y, uv);
+        if (!write_colour_blocks(writer, y, uv))
+            return false;
+    }
+    return true;
+}
+
+// An odd block at the end of the band is coded beside one that is thrown away.
+bool code_grey_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
+    const block_kernels &kernels = current_blocks();
+    block_pair pair;
+    u32 x = 0;
+    for (; x + pair_width <= width; x += pair_width) {
+        kernels.forward_grey(lines.pixels + x, lines.line, tables.luminance, pair);
+        if (!write_grey_blocks(writer, pair, 2))
+            return false;
+    }
+    if (x == width)
+        return true;
+    u8 last[block_lines][pair_width] = {};
+    for (u32 y = 0; y < block_lines; ++y)
+        std::memcpy(last[y], lines.pixels + y * lines.line + x, 8);
+    kernels.forward_grey(last[0], pair_width, tables.luminance, pair);
+    return write_grey_blocks(writer, pair, 1);
+}
+
+u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    if (jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422)
+        return report(worker_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type/pixel format");
+    u32 code = VIQ_JPEG_malloc_data(hJpegImage);
+    // A decode may have left the tables of another stream.
+    if (!is_error(code))
+        code = VIQ_JPEG_generate_H_codetable_LUTs(hJpegImage);
+    if (is_error(code))
+        return code;
+    const Tjpeg &record = *jpeg.jpeg;
+    const quantisers tables = {make_quantiser(record.q_tables[0], record.q_recip[0]),
+                               make_quantiser(record.q_tables[1], record.q_recip[1])};
+    band_source source;
+    bool room = prepare(source, in);
+    scan_writer writer;
+    begin_scan(writer, jpeg);
+    const auto code_band = jpeg.pixel_format == VIQ_Y8 ? code_grey_band : code_colour_band;
+    for (u32 y = 0; room && y < source.size.height; y += block_lines)
+        room = code_band(writer, tables, lines_of(source, y), source.size.width);
+    room = room && end_scan(writer);
+    return room ? success : report_no_memory(worker_name, data_room(jpeg));
+}
+
+} // namespace

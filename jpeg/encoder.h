@@ -1,0 +1,19 @@
+// Sizes of coded pictures.
+#pragma once
+
+#include "core/types.h"
+
+namespace viq {
+
+constexpr u32 largest_side = 65535;
+
+constexpr u64 rounded_up(u64 size, u32 unit) {
+    return (size + unit - 1) / unit * unit;
+}
+
+// Pixels of an MCU.
+constexpr u32 mcu_width(u16 format) {
+    return format == VIQ_Y8 ? 8 : 16;
+}
+
+} // namespace viq

@@ -1,0 +1,70 @@
+// Block kernels: transforms and quantisation of 8 x 8 blocks, two by two. All instruction sets give
+// the same results.
+#pragma once
+
+#include "jpeg/tables.h"
+
+namespace viq {
+
+// Two blocks side by side: 8 rows of 16.
+constexpr u32 pair_width = 16;
+constexpr u32 block_lines = 8;
+
+// A quantisation table in natural order, each row twice side by side as the pairs of blocks have
+// it.
+struct quantiser {
+    alignas(32) u16 step[block_lines][pair_width];
+    alignas(32) u16 reciprocal[block_lines][pair_width]; // of 65536 the low 16 bits
+    alignas(32) u16 whole[block_lines][pair_width];      // all ones where the reciprocal is 65536
+};
+
+quantiser make_quantiser(const u8 (&steps)[block_size], const u32 *reciprocals);
+
+// Quantised blocks, one behind the other, in natural order; bit n of a mask: coefficient n is not
+// 0.
+struct block_pair {
+    alignas(32) i16 coefficients[2][block_size];
+    u64 masks[2];
+};
+
+// What a pair of blocks decodes to.
+struct sample_pair {
+    alignas(32) u8 rows[block_lines][pair_width];
+};
+
+struct block_kernels {
+    // 16 x 8 grey pixels.
+    void (*forward_grey)(const u8 *pixels, std::size_t line, const quantiser &, block_pair &);
+    // 16 x 8 pixels of YUV 4:2:2: the two blocks of Y, and those of U and V.
+    void (*forward_colour)(const u8 *pixels, std::size_t line, const quantiser &luminance,
+                           const quantiser &chrominance, block_pair &y, block_pair &uv);
+    // False: a coefficient is too large for this kernel, and nothing is done.
+    bool (*inverse)(const block_pair &, const quantiser &, sample_pair &);
+    // 16 x 8 pixels of YUV 4:2:2 out of samples; each row of U and V serves 1 << repeat lines.
+    void (*interleave)(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels,
+                       std::size_t line);
+};
+
+extern const block_kernels plain_blocks;
+extern const block_kernels avx2_blocks;
+
+// Of the current instruction set.
+const block_kernels &current_blocks();
+
+// The inverse transform of one block; its DC may have any value.
+void inverse_block(const i16 *coefficients, i32 dc, const quantiser &table, u8 *samples,
+                   std::size_t line);
+
+// Every sample of a block that has no coefficient but DC.
+u8 flat_sample(i32 dc, const quantiser &table);
+
+// One quantised coefficient.
+constexpr i32 quantise(i32 coefficient, u32 step, u32 reciprocal) {
+    const auto size = static_cast<u32>(coefficient < 0 ? -coefficient : coefficient);
+    if (size < step)
+        return 0;
+    const auto quotient = static_cast<i32>(size * reciprocal >> 16);
+    return coefficient < 0 ? -quotient : quotient;
+}
+
+} // namespace viq

@@ -1,0 +1,24 @@
+// Marker codes of JPEG streams; each stands behind a byte 0xFF.
+#pragma once
+
+#include "core/types.h"
+
+namespace viq {
+
+constexpr u8 marker_sof0 = 0xC0;
+constexpr u8 marker_dht = 0xC4;
+constexpr u8 marker_rst0 = 0xD0; // separates the frames of a sequence
+constexpr u8 marker_soi = 0xD8;
+constexpr u8 marker_eoi = 0xD9;
+constexpr u8 marker_sos = 0xDA;
+constexpr u8 marker_dqt = 0xDB;
+constexpr u8 marker_dri = 0xDD;
+constexpr u8 marker_app0 = 0xE0;
+constexpr u8 marker_com = 0xFE;
+
+// A code behind 0xFF after which coded data goes on with another frame.
+constexpr bool separates_frames(u8 code) {
+    return (code & 0xD8) == marker_rst0;
+}
+
+} // namespace viq

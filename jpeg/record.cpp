@@ -1,0 +1,401 @@
+// JPEG images: making and destroying the record, its fields, its buffer.
+#include "jpeg/record.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <unordered_map>
+
+#include "core/geometry.h"
+#include "core/report.h"
+#include "files/stream.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr u64 spare_room = 10000;
+constexpr u64 least_room = 4096;
+constexpr u64 room_of_small = 4200;
+
+// What the library remembers of a record beside its fields.
+struct record_companion {
+    std::unique_ptr<u8[]> buffer; // the data that the library allocated
+    u64 size = 0;
+    u64 callers_room = 0;      // what a caller's buffer has to hold
+    std::FILE *file = nullptr; // opened by the library
+    bool made_here = false;
+};
+
+std::unordered_map<const Tjpeg *, record_companion> companions;
+
+record_companion *companion_of(const Tjpeg &record);
+bool owns(const Tjpeg &record);
+u64 usual_room(const tVIQ_Image &image);
+u32 allocate(const char *function, tVIQ_Image &image, u64 size);
+bool reallocate(Tjpeg &record, u64 size);
+void forget(Tjpeg &record);
+
+} // namespace
+
+u32 VIQ_JPEG_image_create(void) {
+    const u32 handle = VIQ_image_create();
+    if (is_error(handle))
+        return handle;
+    auto *record = static_cast<Tjpeg *>(std::calloc(1, sizeof(Tjpeg)));
+    record_companion *own = record != nullptr ? companion_of(*record) : nullptr;
+    if (own == nullptr) {
+        std::free(record);
+        VIQ_image_destroy(handle);
+        return report("VIQ_JPEG_image_create", VIQ_ERR_MEMORY, "");
+    }
+    own->made_here = true;
+    record->quality_factor = 32;
+    std::memset(record->comment, ' ', sizeof record->comment);
+    record->h_table_ids[0] = 255;
+    find_image(handle)->jpeg = record;
+    return handle;
+}
+
+u32 VIQ_JPEG_set_image(u32 hInImage, u32 hJpegImage) {
+    constexpr const char *name = "VIQ_JPEG_set_image";
+    const tVIQ_Image *in = find_image(hInImage);
+    if (in == nullptr)
+        return report_bad_handle(name);
+    Tjpeg *record = need_record(name, hJpegImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    tVIQ_Image &image = *find_image(hJpegImage);
+    image.width = in->width;
+    image.height = in->height;
+    image.bits_per_pixel = in->bits_per_pixel;
+    image.lines_per_strip = in->lines_per_strip;
+    image.flags |= VIQ_FLAG_2;
+    image.param_18 = 1;
+    const bool colour = VIQ_image_is_colour(hInImage) == 1;
+    VIQ_image_set_parameter(hJpegImage, VIQ_IMAGE_TYPE, colour ? VIQ_YUV422 : VIQ_Y8);
+    record->q_table_count = 0;
+    record->precision = 8;
+    record->components = colour ? 3 : 1;
+    record->sof_length = colour ? 17 : 11;
+    record->sos_length = colour ? 12 : 8;
+    for (u16 i = 0; i < record->components; ++i) {
+        record->h_factor[i] = colour && i == 0 ? 2 : 1;
+        record->v_factor[i] = 1;
+    }
+    record->scan_ss = 0;
+    record->scan_se = 63;
+    record->scan_ahal = 0;
+    return check_image(name, hJpegImage, "Corrupt image - probably an internal error");
+}
+
+u32 VIQ_JPEG_get_parameter(u32 hImage, u16 wId) {
+    constexpr const char *name = "VIQ_JPEG_get_parameter";
+    const Tjpeg *record = need_record(name, hImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    switch (wId) {
+    case VIQ_JPEG_COMPONENTS:
+        return record->components;
+    case VIQ_JPEG_DATA_START:
+        return record->data_start;
+    case VIQ_JPEG_Q_TABLES:
+        return record->q_table_count;
+    default:
+        return report(name, VIQ_ERR_PARAMETER, "Unknown parameter");
+    }
+}
+
+u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo) {
+    const Tjpeg *from = find_record(hFrom);
+    Tjpeg *to = find_record(hTo);
+    if (from == nullptr || to == nullptr)
+        return report_bad_handle("VIQ_JPEG_copy_parameters");
+    Tjpeg copy = *from;
+    copy.file = to->file;
+    copy.data = to->data;
+    copy.data_ptr = to->data_ptr;
+    *to = copy;
+    return success;
+}
+
+u32 VIQ_JPEG_malloc_data(u32 hImage) {
+    constexpr const char *name = "VIQ_JPEG_malloc_data";
+    const Tjpeg *record = need_record(name, hImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    tVIQ_Image &image = *find_image(hImage);
+    u64 size = 0;
+    if (record->file != nullptr) {
+        const u64 length = file_size(record->file);
+        size = length + length % 2;
+    } else {
+        const u32 code = check_image(name, hImage);
+        if (is_error(code))
+            return code;
+        size = usual_room(image);
+    }
+    return allocate(name, image, size < least_room ? room_of_small : size);
+}
+
+u32 VIQ_JPEG_malloc_N_bytes_data(u32 hImage, u32 dwBytes) {
+    constexpr const char *name = "VIQ_JPEG_malloc_N_bytes_data";
+    if (need_record(name, hImage) == nullptr)
+        return VIQ_ERR_HANDLE;
+    return allocate(name, *find_image(hImage), dwBytes);
+}
+
+u32 VIQ_JPEG_free_data(u32 hImage) {
+    Tjpeg *record = need_record("VIQ_JPEG_free_data", hImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    if ((find_image(hImage)->flags & VIQ_FLAG_LOCKED) != 0)
+        return success;
+    drop_data(*find_image(hImage));
+    return success;
+}
+
+u32 VIQ_JPEG_destroy_Tjpeg(u32 hImage) {
+    tVIQ_Image *image = find_image(hImage);
+    if (image == nullptr)
+        return report_bad_handle("VIQ_JPEG_destroy_Tjpeg");
+    if (image->jpeg == nullptr)
+        return success;
+    const u32 code = VIQ_JPEG_free_data(hImage);
+    Tjpeg *record = image->jpeg;
+    for_every_image([record](tVIQ_Image &other) {
+        if (other.jpeg == record)
+            other.jpeg = nullptr;
+    });
+    forget(*record);
+    return code;
+}
+
+FILE *VIQ_JPEG_get_file_ptr(u32 hJpegImage) {
+    const Tjpeg *record = find_record(hJpegImage);
+    return record != nullptr ? record->file : nullptr;
+}
+
+u32 VIQ_JPEG_set_file_ptr(u32 hJpegImage, FILE *f) {
+    Tjpeg *record = need_record("VIQ_JPEG_set_file_ptr", hJpegImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    record->file = f;
+    return success;
+}
+
+namespace viq {
+
+Tjpeg *find_record(u32 handle) {
+    const tVIQ_Image *image = find_image(handle);
+    return image != nullptr ? image->jpeg : nullptr;
+}
+
+Tjpeg *need_record(const char *function, u32 handle) {
+    const tVIQ_Image *image = find_image(handle);
+    if (image == nullptr)
+        report_bad_handle(function);
+    else if (image->jpeg == nullptr)
+        report(function, VIQ_ERR_HANDLE, "Not a JPEG image");
+    return image != nullptr ? image->jpeg : nullptr;
+}
+
+void take_file(Tjpeg &record, std::FILE *file) {
+    record.file = file;
+    if (record_companion *own = companion_of(record))
+        own->file = file;
+}
+
+bool has_data(const tVIQ_Image &image) {
+    const Tjpeg &record = *image.jpeg;
+    return record.data != nullptr && (!owns(record) || record.data_length <= data_room(image));
+}
+
+u64 data_room(const tVIQ_Image &image) {
+    const Tjpeg &record = *image.jpeg;
+    if (record.data == nullptr)
+        return 0;
+    const record_companion *own = companion_of(record);
+    if (own == nullptr)
+        return 0;
+    return owns(record) ? own->size : std::max(own->callers_room, usual_room(image));
+}
+
+bool grow_data(tVIQ_Image &image, u64 bytes) {
+    if (bytes <= data_room(image))
+        return true;
+    Tjpeg &record = *image.jpeg;
+    const bool ours = record.data == nullptr || owns(record);
+    return ours && bytes <= UINT32_MAX &&
+           reallocate(record, std::min<u64>(bytes + bytes / 2, UINT32_MAX));
+}
+
+bool cut_data(tVIQ_Image &image) {
+    return !owns(*image.jpeg) || reallocate(*image.jpeg, image.jpeg->data_length);
+}
+
+void drop_data(tVIQ_Image &image) {
+    Tjpeg &record = *image.jpeg;
+    record.data_length = 0;
+    if (holds_callers_data(image))
+        return;
+    if (owns(record)) {
+        record_companion &own = *companion_of(record);
+        own.buffer.reset();
+        own.size = 0;
+    }
+    record.data = nullptr;
+    record.data_ptr = nullptr;
+}
+
+bool holds_callers_data(const tVIQ_Image &image) {
+    return image.jpeg != nullptr && (image.flags & VIQ_FLAG_LOCKED) != 0 &&
+           image.jpeg->data != nullptr && !owns(*image.jpeg);
+}
+
+u32 jpeg_start_up() {
+    const u32 handle = VIQ_JPEG_image_create();
+    if (is_error(handle))
+        return handle;
+    u32 code = VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, VIQ_YUV422);
+    if (!is_error(code))
+        code = VIQ_JPEG_set_default_H_tables(handle);
+    if (!is_error(code))
+        code = VIQ_JPEG_generate_H_codetable_LUTs(handle);
+    VIQ_image_destroy(handle);
+    return code;
+}
+
+void jpeg_move_data(tVIQ_Image &from, tVIQ_Image &to) {
+    if (from.jpeg == nullptr || from.jpeg == to.jpeg)
+        return;
+    Tjpeg &source = *from.jpeg;
+    Tjpeg &target = *to.jpeg;
+    record_companion *given = companion_of(source);
+    record_companion *taken = companion_of(target);
+    if (given == nullptr || taken == nullptr)
+        return;
+    if (owns(source)) {
+        taken->buffer = std::move(given->buffer);
+        taken->size = given->size;
+        given->size = 0;
+    }
+    taken->callers_room = given->callers_room;
+    target.data = source.data;
+    target.data_ptr = source.data_ptr;
+    source.data = nullptr;
+    source.data_ptr = nullptr;
+}
+
+u32 jpeg_data_length(const tVIQ_Image &image) {
+    return image.jpeg->data_length;
+}
+
+u32 jpeg_set_data_length(tVIQ_Image &image, u32 length) {
+    image.jpeg->data_length = length;
+    return success;
+}
+
+void *jpeg_data_pointer(const tVIQ_Image &image, u16 pointer_type) {
+    return pointer_type == VIQ_PTR_JPEG_DATA ? image.jpeg->data : image.jpeg->data_ptr;
+}
+
+void jpeg_set_data_pointer(tVIQ_Image &image, u16 pointer_type, void *value) {
+    Tjpeg &record = *image.jpeg;
+    if (pointer_type == VIQ_PTR_JPEG_DATA2) {
+        record.data_ptr = static_cast<u8 *>(value);
+        return;
+    }
+    record.data = static_cast<u8 *>(value);
+    if (record_companion *own = companion_of(record))
+        own->callers_room = 0;
+}
+
+u8 *jpeg_identification(tVIQ_Image &image) {
+    return reinterpret_cast<u8 *>(image.jpeg->comment);
+}
+
+} // namespace viq
+
+namespace {
+
+// Null when memory runs out.
+record_companion *companion_of(const Tjpeg &record) {
+    try {
+        return &companions[&record];
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+bool owns(const Tjpeg &record) {
+    const auto own = companions.find(&record);
+    return record.data != nullptr && own != companions.end() &&
+           record.data == own->second.buffer.get();
+}
+
+u64 usual_room(const tVIQ_Image &image) {
+    const u64 size = strip_size(image, image.lines_per_strip) + spare_room;
+    return size < least_room ? room_of_small : size;
+}
+
+// The library's own buffer is sized whatever the lock says, which may come from another image.
+u32 allocate(const char *function, tVIQ_Image &image, u64 size) {
+    Tjpeg &record = *image.jpeg;
+    record_companion *own = companion_of(record);
+    if (own == nullptr)
+        return report_no_memory(function, size);
+    if (holds_callers_data(image)) {
+        own->callers_room = size;
+        return success;
+    }
+    const bool fits = size <= own->size && own->size / 2 <= size;
+    if (!owns(record) || !fits) {
+        own->buffer.reset();
+        own->size = 0;
+        record.data = nullptr;
+        record.data_ptr = nullptr;
+        if (size > UINT32_MAX || !reallocate(record, size))
+            return report_no_memory(function, size);
+    }
+    record.data_ptr = record.data;
+    return success;
+}
+
+// Keeps the bytes that are there and the place of data_ptr among them.
+bool reallocate(Tjpeg &record, u64 size) {
+    record_companion *own = companion_of(record);
+    if (own == nullptr || size > SIZE_MAX)
+        return false;
+    const auto bytes = static_cast<std::size_t>(size);
+    std::unique_ptr<u8[]> fresh(new (std::nothrow) u8[bytes + (bytes == 0)]);
+    if (fresh == nullptr)
+        return false;
+    const u64 kept = std::min(size, owns(record) ? own->size : 0);
+    if (kept != 0)
+        std::memcpy(fresh.get(), record.data, static_cast<std::size_t>(kept));
+    const bool inside = record.data != nullptr && record.data_ptr >= record.data &&
+                        record.data_ptr <= record.data + kept;
+    const auto place = inside ? record.data_ptr - record.data : 0;
+    own->buffer = std::move(fresh);
+    own->size = size;
+    record.data = own->buffer.get();
+    record.data_ptr = record.data + place;
+    return true;
+}
+
+// A record or file that a caller has made stays the caller's.
+void forget(Tjpeg &record) {
+    const auto own = companions.find(&record);
+    if (own == companions.end())
+        return;
+    if (record.file != nullptr && record.file == own->second.file)
+        std::fclose(record.file);
+    const bool made_here = own->second.made_here;
+    companions.erase(own);
+    if (made_here)
+        std::free(&record);
+}
+
+} // namespace

@@ -1,0 +1,327 @@
+#include "jpeg/scan_reader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/report.h"
+#include "jpeg/markers.h"
+
+namespace viq {
+
+namespace {
+
+constexpr const char *worker_name = "VIQ_Huffman_decode_1_strip";
+constexpr u32 padding = 16; // bytes of ones behind the data
+
+enum class block_end { good, corrupt_dc, bad_dc_category, corrupt_ac, overrun };
+
+constexpr const char *block_errors[6][3] = {
+    {"Y1: corrupt DC Huffman sequence", "Y1: corrupt AC Huffman sequence",
+     "Y1: corrupt AC Huffman sequence (> 63 coeffs read)"},
+    {"Y2: corrupt DC Huffman sequence", "Y2: corrupt AC Huffman sequence",
+     "Y2: corrupt AC Huffman sequence (> 63 coeffs read)"},
+    {"Y3: corrupt DC Huffman sequence", "Y3: corrupt AC Huffman sequence",
+     "Y3: corrupt AC Huffman sequence (> 63 coeffs read)"},
+    {"Y4: corrupt DC Huffman sequence", "Y4: corrupt AC Huffman sequence",
+     "Y4: corrupt AC Huffman sequence (> 63 coeffs read)"},
+    {"U: corrupt DC Huffman sequence", "U: corrupt AC Huffman sequence",
+     "U: corrupt AC Huffman sequence (> 63 coeffs read)"},
+    {"V: corrupt DC Huffman sequence", "V: corrupt AC Huffman sequence",
+     "V: corrupt AC Huffman sequence (> 63 coeffs read)"}};
+
+constexpr u32 block_u = 4;
+
+u32 report_block(block_end end, u32 block) {
+    switch (end) {
+    case block_end::bad_dc_category:
+        return report("read_dc_value", VIQ_ERR_STATE, "invalid DC category");
+    case block_end::corrupt_dc:
+        return report(worker_name, VIQ_ERR_STATE, block_errors[block][0]);
+    case block_end::corrupt_ac:
+        return report(worker_name, VIQ_ERR_STATE, block_errors[block][1]);
+    case block_end::overrun:
+        return report(worker_name, VIQ_ERR_STATE, block_errors[block][2]);
+    default:
+        return success;
+    }
+}
+
+// The value of bits that stand for a category.
+inline i32 value_of(u32 bits, u32 category) {
+    const i32 top = 1 << category;
+    const auto value = static_cast<i32>(bits);
+    return value < top / 2 ? value - top + 1 : value;
+}
+
+// ---- Bits without markers
+
+// The first byte on top. Spelt out, because only so do compilers take it for one load.
+inline u64 load_eight(const u8 *at) {
+    return u64{at[0]} << 56 | u64{at[1]} << 48 | u64{at[2]} << 40 | u64{at[3]} << 32 |
+           u64{at[4]} << 24 | u64{at[5]} << 16 | u64{at[6]} << 8 | u64{at[7]};
+}
+
+// Refilled to 56 bits or more ahead of each code and its value, which take at most 27.
+struct plain_reader {
+    static constexpr bool looks_ahead = true;
+    const u8 *bytes;
+    std::size_t next; // where the bits behind the window stand
+    std::size_t last; // the last place where eight bytes stand
+    u64 window;       // the bits, the first one on top
+    u32 held;         // how many of them count
+
+    explicit plain_reader(const scan_reader &from)
+        : bytes(from.plain_bits.get()), next(from.plain_next), last(from.plain_size - 8),
+          window(from.window), held(from.held) {}
+
+    void store(scan_reader &to) const {
+        to.plain_next = next;
+        to.window = window;
+        to.held = held;
+    }
+
+    [[gnu::always_inline]] void prepare() {
+        window |= load_eight(bytes + next) >> held;
+        next = std::min(next + ((63 - held) >> 3), last);
+        held |= 56;
+    }
+    template <u32 bits> [[gnu::always_inline]] u32 peek() {
+        return static_cast<u32>(window >> (64 - bits));
+    }
+    [[gnu::always_inline]] void consume(u32 bits) {
+        window <<= bits;
+        held -= bits;
+    }
+    [[gnu::always_inline]] i32 value(u32 category) {
+        if (category == 0)
+            return 0;
+        const auto bits = static_cast<u32>(window >> (64 - category));
+        consume(category);
+        return value_of(bits, category);
+    }
+};
+
+// ---- Bits with markers among them
+
+// Appends a byte; false: it stands ahead of FF D9.
+bool append_byte(scan_reader &reader) {
+    const bool inside = reader.next < reader.length;
+    const u8 byte = inside ? reader.data[reader.next++] : 0xFF;
+    reader.refilled = reader.refilled << 8 | byte;
+    reader.count += 8;
+    if (!inside || byte != 0xFF || reader.next == reader.length)
+        return true;
+    const u8 following = reader.data[reader.next];
+    if (following == 0)
+        ++reader.next;
+    return following != marker_eoi;
+}
+
+void refill(scan_reader &reader) {
+    constexpr const char *name = "refill_buffer";
+    if (!append_byte(reader))
+        report(name, VIQ_ERR_STATE, "Unexpected EOI - processing byte 1");
+    else if (reader.count <= 8 && !append_byte(reader))
+        report(name, VIQ_ERR_STATE | 1, "Unexpected EOI - processing byte 2");
+}
+
+struct marker_reader {
+    static constexpr bool looks_ahead = false;
+    scan_reader &from;
+
+    explicit marker_reader(scan_reader &reader) : from(reader) {}
+    void store(scan_reader &) const {}
+    void prepare() {}
+
+    // 9 bits: refilled once more below 16; 11 and 16 bits: twice more below 19 and 24.
+    template <u32 bits> u32 peek() {
+        constexpr i32 enough = bits == 9 ? 16 : bits == 11 ? 19 : 24;
+        if (from.count < static_cast<i32>(bits)) {
+            refill(from);
+            for (u32 i = 0; i < (bits == 9 ? 1u : 2u); ++i)
+                if (from.count < enough)
+                    refill(from);
+        }
+        return from.refilled >> (from.count + 1 - static_cast<i32>(bits)) & ((1u << bits) - 1);
+    }
+    void consume(u32 bits) {
+        from.count -= static_cast<i32>(bits);
+        if (from.count < 1)
+            refill(from);
+    }
+    i32 value(u32 category) {
+        if (category == 0)
+            return 0;
+        if (from.count + 1 < static_cast<i32>(category))
+            refill(from);
+        from.count -= static_cast<i32>(category);
+        const u32 bits = from.refilled >> (from.count + 1) & ((1u << category) - 1);
+        return value_of(bits, category);
+    }
+};
+
+// ---- Blocks
+
+template <u32 dc_bits> constexpr const auto &dc_entries(const decode_tables &tables) {
+    if constexpr (dc_bits == dc_luminance_bits)
+        return tables.dc_luminance;
+    else
+        return tables.dc_chrominance;
+}
+
+// Reads the DC difference with so many bits at once, and the coefficients after it, into a block of
+// zeros.
+template <u32 dc_bits, class Bits>
+[[gnu::always_inline]] inline block_end read_block(Bits &bits, const decode_tables &tables,
+                                                   i32 &predictor, i16 *coefficients, u64 &mask,
+                                                   i32 &dc) {
+    constexpr u32 component = dc_bits == dc_luminance_bits ? 0 : 1;
+    bits.prepare();
+    const dc_entry first = dc_entries<dc_bits>(tables)[bits.template peek<dc_bits>()];
+    if (first.category == invalid_category)
+        return block_end::corrupt_dc;
+    bits.consume(first.length);
+    if (first.category > 11)
+        return block_end::bad_dc_category;
+    predictor = static_cast<i32>(static_cast<u32>(predictor) +
+                                 static_cast<u32>(bits.value(first.category)));
+    dc = predictor;
+    coefficients[0] = static_cast<i16>(dc);
+    const ac_entry *entries = tables.ac[component].data();
+    const ac_fast_entry *fast = tables.ac_fast[component].data();
+    u32 k = 1;
+    while (k < block_size) {
+        bits.prepare();
+        if constexpr (Bits::looks_ahead) {
+            const ac_fast_entry both = fast[bits.template peek<fast_bits>()];
+            if (both.length != 0) {
+                bits.consume(both.length);
+                k += both.run;
+                if (k >= block_size) {
+                    if (both.run != fast_end_of_block)
+                        return block_end::overrun;
+                    k -= both.run;
+                    break;
+                }
+                coefficients[natural_of[k++]] = both.value;
+                continue;
+            }
+        }
+        const ac_entry entry = entries[bits.template peek<ac_bits>()];
+        if (entry.size == invalid_category)
+            return block_end::corrupt_ac;
+        bits.consume(entry.length);
+        const i32 value = bits.value(entry.size);
+        if (entry.size == 0) {
+            if (entry.run == 0)
+                break;
+            k += 16;
+            if (k > block_size)
+                return block_end::overrun;
+            continue;
+        }
+        k += entry.run;
+        if (k >= block_size)
+            return block_end::overrun;
+        coefficients[natural_of[k++]] = static_cast<i16>(value);
+    }
+    mask = k > 1;
+    return block_end::good;
+}
+
+template <u32 dc_bits, class Bits>
+[[gnu::always_inline]] inline block_end read_into(Bits &bits, const decode_tables &tables,
+                                                  i32 &predictor, decoded_pair &pair, u32 i) {
+    return read_block<dc_bits>(bits, tables, predictor, pair.blocks.coefficients[i],
+                               pair.blocks.masks[i], pair.dc[i]);
+}
+
+template <class Bits>
+u32 read_with(scan_reader &reader, const scan_layout &layout, u32 first, u32 count,
+              decoded_pair *pairs) {
+    const decode_tables &tables = current_decode_tables();
+    Bits bits(reader);
+    std::memset(pairs, 0, std::size_t{count} * layout.pairs * sizeof *pairs);
+    const u32 y_pairs = layout.colour ? layout.pairs - 1 : layout.pairs;
+    for (u32 x = first; x < first + count; ++x) {
+        for (u32 n = 0; n < y_pairs; ++n, ++pairs) {
+            const u32 blocks = x + 1 == layout.mcus ? layout.blocks_in_last : 2;
+            for (u32 i = 0; i < blocks; ++i) {
+                const block_end end =
+                    read_into<dc_luminance_bits>(bits, tables, reader.predictors[0], *pairs, i);
+                if (end != block_end::good)
+                    return report_block(end, layout.colour ? 2 * n + i : 0);
+            }
+        }
+        if (!layout.colour)
+            continue;
+        for (u32 i = 0; i < 2; ++i) {
+            const block_end end =
+                read_into<dc_chrominance_bits>(bits, tables, reader.predictors[1 + i], *pairs, i);
+            if (end != block_end::good)
+                return report_block(end, block_u + i);
+        }
+        ++pairs;
+    }
+    bits.store(reader);
+    return success;
+}
+
+// Removes the stuffed bytes; false: FF D9 stands in the data.
+bool copy_plain(u8 *to, const u8 *data, u64 length, std::size_t &copied) {
+    const u8 *at = data;
+    const u8 *const end = data + length;
+    const u8 *const begin = to;
+    while (at != end) {
+        const auto *ones =
+            static_cast<const u8 *>(std::memchr(at, 0xFF, static_cast<std::size_t>(end - at)));
+        const u8 *stop = ones != nullptr ? ones + 1 : end;
+        const auto count = static_cast<std::size_t>(stop - at);
+        std::memcpy(to, at, count);
+        to += count;
+        at = stop;
+        if (ones == nullptr || at == end)
+            break;
+        if (*at == marker_eoi)
+            return false;
+        if (*at == 0)
+            ++at;
+    }
+    copied = static_cast<std::size_t>(to - begin);
+    return true;
+}
+
+} // namespace
+
+u32 begin_reading(scan_reader &reader, const u8 *data, u64 length) {
+    reader = {};
+    reader.data = data;
+    reader.length = length;
+    reader.count = -1;
+    const u64 size = length + padding;
+    if (size <= SIZE_MAX)
+        reader.plain_bits.reset(new (std::nothrow) u8[static_cast<std::size_t>(size)]);
+    if (reader.plain_bits == nullptr)
+        return report_no_memory(worker_name, size);
+    std::size_t copied = 0;
+    if (copy_plain(reader.plain_bits.get(), data, length, copied)) {
+        std::memset(reader.plain_bits.get() + copied, 0xFF, padding);
+        reader.plain_size = copied + padding;
+        return success;
+    }
+    reader.plain_bits.reset();
+    refill(reader);
+    refill(reader);
+    return reader.count == 23
+               ? success
+               : report(worker_name, VIQ_ERR_STATE, "Buffer failed to fill at start");
+}
+
+u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 count,
+              decoded_pair *pairs) {
+    if (reader.plain_bits == nullptr)
+        return read_with<marker_reader>(reader, layout, first, count, pairs);
+    return read_with<plain_reader>(reader, layout, first, count, pairs);
+}
+
+} // namespace viq

@@ -1,0 +1,502 @@
+// JPEG streams out of files and memory, by one parser.
+#include <algorithm>
+#include <cstring>
+
+#include "core/report.h"
+#include "files/stream.h"
+#include "jpeg/markers.h"
+#include "jpeg/record.h"
+#include "jpeg/tables.h"
+
+using namespace viq;
+
+namespace {
+
+// Where the bytes come from.
+struct byte_source {
+    std::FILE *file; // null: memory
+    const u8 *bytes;
+    u64 length;
+    u64 position;
+};
+
+struct parse;
+
+// What the three readers do differently.
+struct reader_rules {
+    const char *name;
+    u32 unrecognised; // class of the error
+    const char *cut_short;
+    bool keeps_comment;
+    u32 (*take_scan)(parse &state); // at the first byte of coded data
+    bool stops_at_scan;
+};
+
+struct parse {
+    const reader_rules &rules;
+    u32 handle;
+    tVIQ_Image &image;
+    Tjpeg &record;
+    byte_source source;
+    bool has_frame = false;
+    bool has_scan = false;
+    u32 q_tables_seen = 0; // bit for each
+    u32 h_tables_seen = 0;
+};
+
+// What is left to read of a segment.
+struct segment {
+    const u8 *at;
+    std::size_t left;
+    u16 length; // with its own two bytes
+    std::vector<u8> bytes;
+};
+
+u32 parse_stream(parse &state);
+u32 read_opened_file(const reader_rules &rules, u32 hJpegImage);
+u32 leave_in_file(parse &state);
+u32 read_from_file(parse &state);
+u32 read_from_memory(parse &state);
+
+constexpr reader_rules open_rules = {.name = "VIQ_JPEG_file_open",
+                                     .unrecognised = VIQ_ERR_CORRUPT,
+                                     .cut_short = "Unexpected end of file",
+                                     .keeps_comment = false,
+                                     .take_scan = leave_in_file,
+                                     .stops_at_scan = true};
+
+constexpr reader_rules file_rules = {.name = "VIQ_JPEG_file_read",
+                                     .unrecognised = VIQ_ERR_CORRUPT,
+                                     .cut_short = "Unexpected end of file",
+                                     .keeps_comment = true,
+                                     .take_scan = read_from_file,
+                                     .stops_at_scan = false};
+
+constexpr reader_rules buffer_rules = {.name = "VIQ_JPEG_buffer_read",
+                                       .unrecognised = VIQ_ERR_UNSUPPORTED,
+                                       .cut_short = "Unexpected end of JPEG stream",
+                                       .keeps_comment = true,
+                                       .take_scan = read_from_memory,
+                                       .stops_at_scan = false};
+
+} // namespace
+
+u32 VIQ_JPEG_file_open(u32 hJpegImage) {
+    return read_opened_file(open_rules, hJpegImage);
+}
+
+u32 VIQ_JPEG_file_read(u32 hJpegImage) {
+    u32 code = read_opened_file(file_rules, hJpegImage);
+    if (!is_error(code))
+        code = VIQ_JPEG_file_close(hJpegImage);
+    return code;
+}
+
+u32 VIQ_JPEG_file_close(u32 hJpegImage) {
+    constexpr const char *name = "VIQ_JPEG_file_close";
+    Tjpeg *record = need_record(name, hJpegImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    unique_stream file(record->file);
+    take_file(*record, nullptr);
+    return close_file(name, file);
+}
+
+u32 VIQ_JPEG_buffer_read(u32 hJpegImage, const u8 *pBuffer, u32 dwLength) {
+    const char *name = buffer_rules.name;
+    Tjpeg *record = need_record(name, hJpegImage);
+    if (record == nullptr)
+        return VIQ_ERR_HANDLE;
+    if (pBuffer == nullptr || dwLength == 0)
+        return report(name, VIQ_ERR_OPEN, "Not JPEG stream/data");
+    if (record->file != nullptr)
+        VIQ_JPEG_file_close(hJpegImage);
+    parse state = {buffer_rules,
+                   hJpegImage,
+                   *find_image(hJpegImage),
+                   *record,
+                   {nullptr, pBuffer, dwLength, 0}};
+    return parse_stream(state);
+}
+
+namespace {
+
+u32 read_opened_file(const reader_rules &rules, u32 hJpegImage) {
+    tVIQ_Image *image = find_image(hJpegImage);
+    if (image == nullptr)
+        return report_bad_handle(rules.name);
+    if (image->jpeg == nullptr)
+        return report(rules.name, VIQ_ERR_OPEN, "The VIQ image handle refers to a non-JPEG image");
+    Tjpeg &record = *image->jpeg;
+    if (record.file != nullptr)
+        VIQ_JPEG_file_close(hJpegImage);
+    take_file(record, std::fopen(image->infilename, "rb"));
+    if (record.file == nullptr)
+        return report(rules.name, VIQ_ERR_OPEN, "Failed to open JPEG file");
+    parse state = {
+        rules, hJpegImage, *image, record, {record.file, nullptr, file_size(record.file), 0}};
+    const u32 code = parse_stream(state);
+    if (is_error(code) && record.file != nullptr) {
+        std::fclose(record.file);
+        take_file(record, nullptr);
+    }
+    return code;
+}
+
+// ---- Sources
+
+bool at_end(const byte_source &source) {
+    return source.position >= source.length;
+}
+
+bool read_bytes(byte_source &source, u8 *bytes, std::size_t count) {
+    if (count > source.length - source.position)
+        return false;
+    if (source.file != nullptr) {
+        if (std::fread(bytes, 1, count, source.file) != count)
+            return false;
+    } else if (count != 0) {
+        std::memcpy(bytes, source.bytes + source.position, count);
+    }
+    source.position += count;
+    return true;
+}
+
+bool skip_bytes(byte_source &source, u64 count) {
+    source.position = std::min(source.length, source.position + count);
+    return source.file == nullptr || seek_to(source.file, source.position);
+}
+
+// ---- Segments
+
+u32 fail(const parse &state, u32 code, const char *message) {
+    return report(state.rules.name, code, message);
+}
+
+u32 fail_corrupt(const parse &state, const char *message = "Corrupt segment") {
+    return fail(state, VIQ_ERR_CORRUPT, message);
+}
+
+u32 read_segment(parse &state, segment &part) {
+    u8 length[2];
+    if (!read_bytes(state.source, length, 2))
+        return fail_corrupt(state, state.rules.cut_short);
+    part.length = load<u16>(length, endian::big);
+    if (part.length < 2)
+        return fail_corrupt(state);
+    part.left = part.length - 2u;
+    if (!try_resize(part.bytes, part.left))
+        return fail(state, VIQ_ERR_MEMORY, "");
+    if (!read_bytes(state.source, part.bytes.data(), part.left))
+        return fail_corrupt(state, state.rules.cut_short);
+    part.at = part.bytes.data();
+    return success;
+}
+
+// Null when the segment ends before.
+const u8 *take(segment &part, std::size_t count) {
+    if (part.left < count)
+        return nullptr;
+    const u8 *taken = part.at;
+    part.at += count;
+    part.left -= count;
+    return taken;
+}
+
+// The colour format of three components; 0: none that is known.
+u16 colour_format(const Tjpeg &record) {
+    const auto sampled = [&record](u32 component, u32 h, u32 v) {
+        return record.h_factor[component] == h && record.v_factor[component] == v;
+    };
+    const bool chroma_once = sampled(1, 1, 1) && sampled(2, 1, 1);
+    if (sampled(0, 2, 1) && chroma_once)
+        return VIQ_YUV422;
+    if (sampled(0, 2, 2) && chroma_once)
+        return VIQ_YUV411;
+    const bool no_h =
+        std::all_of(record.h_factor, record.h_factor + 3, [](u16 factor) { return factor == 1; });
+    return no_h ? VIQ_RGB24 : 0;
+}
+
+u32 parse_frame(parse &state, segment &part) {
+    if (state.has_frame)
+        return fail_corrupt(state, "More than one frame");
+    const u8 *head = take(part, 6);
+    if (head == nullptr)
+        return fail_corrupt(state);
+    tVIQ_Image &image = state.image;
+    Tjpeg &record = state.record;
+    record.sof_length = part.length;
+    record.precision = head[0];
+    image.height = load<u16>(head + 1, endian::big);
+    image.lines_per_strip = image.height;
+    image.width = load<u16>(head + 3, endian::big);
+    image.bits_per_pixel = static_cast<u16>(head[5] * 8);
+    image.param_18 = 1;
+    if (head[5] != 1 && head[5] != 3)
+        return fail(state, VIQ_ERR_UNSUPPORTED, "Unsupported image depth");
+    record.components = head[5];
+    if (record.precision != 8)
+        return fail(state, VIQ_ERR_UNSUPPORTED, "Only 8 bit samples are supported");
+    if (image.width == 0 || image.height == 0)
+        return fail_corrupt(state, "Image has no size");
+    for (u32 i = 0; i < record.components; ++i) {
+        const u8 *component = take(part, 3);
+        if (component == nullptr)
+            return fail_corrupt(state);
+        record.h_factor[i] = component[1] >> 4;
+        record.v_factor[i] = component[1] & 15;
+        record.q_table_id[i] = component[2];
+    }
+    if (part.left != 0)
+        return fail_corrupt(state);
+    const u16 format = record.components == 1 ? u16{VIQ_Y8} : colour_format(record);
+    if (format == 0)
+        return fail(state, VIQ_ERR_UNSUPPORTED, "Unknown colour image format");
+    state.has_frame = true;
+    return VIQ_image_set_parameter(state.handle, VIQ_IMAGE_TYPE, format);
+}
+
+// Several segments of a stream add up to what one would have said.
+void add_table_id(parse &state, u8 id, u32 consumed) {
+    Tjpeg &record = state.record;
+    const u32 slot = slot_of_table_id(id);
+    u16 *place = record.h_table_ids;
+    while (*place != no_table && slot_of_table_id(*place) != slot)
+        ++place;
+    if (*place == no_table)
+        place[1] = no_table;
+    *place = id;
+    state.h_tables_seen |= 1u << slot;
+    record.dht_length = static_cast<u16>(record.dht_length + consumed);
+}
+
+u32 parse_huffman(parse &state, segment &part) {
+    Tjpeg &record = state.record;
+    if (state.h_tables_seen == 0) {
+        record.h_table_ids[0] = no_table;
+        record.dht_length = 0;
+    }
+    while (part.left != 0) {
+        const u8 *head = take(part, 17);
+        if (head == nullptr)
+            return fail_corrupt(state, state.rules.cut_short);
+        const u32 slot = slot_of_table_id(head[0]);
+        u8 bits[16];
+        std::memcpy(bits, head + 1, sizeof bits);
+        if (!is_sound_table(bits))
+            return fail_corrupt(state, "Corrupt Huffman table");
+        const u32 symbols = symbol_count(bits);
+        const u8 *values = take(part, symbols);
+        if (values == nullptr)
+            return fail_corrupt(state, state.rules.cut_short);
+        std::memcpy(record.h_bits[slot], bits, sizeof bits);
+        std::memset(record.h_vals[slot], 0, sizeof record.h_vals[slot]);
+        std::copy(values, values + symbols, record.h_vals[slot]);
+        add_table_id(state, head[0], 17 + symbols);
+    }
+    return success;
+}
+
+u32 parse_quantisation(parse &state, segment &part) {
+    Tjpeg &record = state.record;
+    while (part.left != 0) {
+        const u8 *table = take(part, 1);
+        if (*table >> 4 != 0)
+            return fail(state, VIQ_ERR_UNSUPPORTED, "16 bit integer precision not supported");
+        const u32 number = *table;
+        if (number > 3)
+            return fail_corrupt(state, "Quantisation table number above 3");
+        const u8 *steps = take(part, block_size);
+        if (steps == nullptr)
+            return fail_corrupt(state, state.rules.cut_short);
+        std::copy(steps, steps + block_size, record.q_tables[number]);
+        state.q_tables_seen |= 1u << number;
+    }
+    u16 count = 0;
+    for (u32 seen = state.q_tables_seen; seen != 0; seen >>= 1)
+        ++count;
+    record.q_table_count = count;
+    record.dqt_length = static_cast<u16>(2 + 65 * count);
+    return success;
+}
+
+u32 parse_scan(parse &state, segment &part) {
+    Tjpeg &record = state.record;
+    if (!state.has_frame)
+        return fail_corrupt(state, "Scan before frame");
+    const u8 *components = take(part, 1);
+    if (components == nullptr)
+        return fail_corrupt(state);
+    if (*components != record.components || state.has_scan)
+        return fail(state, VIQ_ERR_UNSUPPORTED, "Only one scan of all components is supported");
+    const u8 *selection = take(part, 2u * *components) != nullptr ? take(part, 3) : nullptr;
+    if (selection == nullptr || part.left != 0)
+        return fail_corrupt(state);
+    record.sos_length = part.length;
+    record.scan_ss = selection[0];
+    record.scan_se = selection[1];
+    record.scan_ahal = selection[2];
+    if (record.scan_ss != 0 || record.scan_se != block_size - 1 || record.scan_ahal != 0)
+        return fail_corrupt(state);
+    state.has_scan = true;
+    record.data_start = static_cast<u32>(state.source.position);
+    return state.rules.take_scan(state);
+}
+
+u32 skip_segment(parse &state, bool is_comment) {
+    u8 length[2];
+    if (!read_bytes(state.source, length, 2))
+        return fail_corrupt(state, state.rules.cut_short);
+    const u16 whole = load<u16>(length, endian::big);
+    if (whole < 2)
+        return fail_corrupt(state);
+    u64 left = whole - 2u;
+    if (is_comment && state.rules.keeps_comment) {
+        const u64 there = state.source.length - state.source.position;
+        const auto kept =
+            static_cast<std::size_t>(std::min({left, there, u64{sizeof state.record.comment}}));
+        read_bytes(state.source, reinterpret_cast<u8 *>(state.record.comment), kept);
+        left -= kept;
+    }
+    skip_bytes(state.source, left);
+    return success;
+}
+
+u32 parse_segment(parse &state, u8 marker) {
+    u32 (*parse_content)(parse &, segment &) = nullptr;
+    switch (marker) {
+    case marker_sof0:
+        parse_content = parse_frame;
+        break;
+    case marker_dht:
+        parse_content = parse_huffman;
+        break;
+    case marker_dqt:
+        parse_content = parse_quantisation;
+        break;
+    case marker_sos:
+        parse_content = parse_scan;
+        break;
+    case marker_app0:
+    case marker_com:
+        return skip_segment(state, marker == marker_com);
+    case marker_dri:
+        return fail(state, VIQ_ERR_UNSUPPORTED, "Define Restart Interval not supported");
+    default:
+        return fail(state, state.rules.unrecognised | marker, "Unrecognised marker detected");
+    }
+    segment part = {};
+    const u32 code = read_segment(state, part);
+    return is_error(code) ? code : parse_content(state, part);
+}
+
+// ---- The stream
+
+u32 parse_start(parse &state) {
+    u8 byte = 0;
+    if (!read_bytes(state.source, &byte, 1) || byte != 0xFF)
+        return fail_corrupt(state, "Expecting PREFIX marker");
+    // One byte in memory is too short to be looked at any further.
+    if (state.source.file == nullptr && at_end(state.source))
+        return success;
+    if (!read_bytes(state.source, &byte, 1) || byte != marker_soi)
+        return fail_corrupt(state, "Expecting SOI marker");
+    return success;
+}
+
+// No marker can follow; in memory a last single byte does not count.
+bool is_over(const byte_source &source) {
+    return at_end(source) || (source.file == nullptr && source.position + 1 >= source.length) ||
+           (source.file == nullptr && source.length < 4);
+}
+
+u32 parse_stream(parse &state) {
+    u32 code = parse_start(state);
+    // The data of an older picture does not fit what is read now.
+    if (!is_error(code))
+        drop_data(state.image);
+    while (!is_error(code) && !is_over(state.source)) {
+        u8 byte = 0;
+        read_bytes(state.source, &byte, 1);
+        if (byte != 0xFF)
+            return fail(state, VIQ_ERR_CORRUPT | byte, "Expecting 0xFF marker code");
+        // Any number of 0xFF may stand ahead of a marker.
+        while (byte == 0xFF && read_bytes(state.source, &byte, 1)) {
+        }
+        if (byte == 0xFF || byte == marker_eoi)
+            break;
+        code = parse_segment(state, byte);
+        if (byte == marker_sos && state.rules.stops_at_scan)
+            break;
+    }
+    if (!is_error(code))
+        state.image.flags |= VIQ_FLAG_2;
+    return code;
+}
+
+// ---- Coded data
+
+u32 leave_in_file(parse &state) {
+    state.record.data_length = 1;
+    return success;
+}
+
+// Where the data ends: at the 0xFF ahead of another marker, or with the bytes.
+std::size_t end_of_data(const u8 *bytes, std::size_t length, u32 &frames) {
+    const u8 *at = bytes;
+    const u8 *const end = bytes + length;
+    while (at != end) {
+        at = static_cast<const u8 *>(std::memchr(at, 0xFF, static_cast<std::size_t>(end - at)));
+        if (at == nullptr)
+            return length;
+        if (at + 1 == end || (at[1] != 0 && !separates_frames(at[1])))
+            return static_cast<std::size_t>(at - bytes);
+        if (at[1] != 0)
+            ++frames;
+        at += 2;
+    }
+    return length;
+}
+
+void note_scan(parse &state, std::size_t length, u32 frames, u64 start) {
+    state.record.data_length = static_cast<u32>(length);
+    state.record.data_ptr = state.record.data;
+    state.image.param_18 = frames;
+    state.source.position = start + length;
+}
+
+u32 read_from_file(parse &state) {
+    byte_source &source = state.source;
+    const u64 start = source.position;
+    const u64 left = source.length - start;
+    const u32 code = VIQ_JPEG_malloc_data(state.handle);
+    if (is_error(code))
+        return code;
+    if (left > data_room(state.image))
+        return report_no_memory(state.rules.name, left);
+    const std::size_t read =
+        std::fread(state.record.data, 1, static_cast<std::size_t>(left), source.file);
+    u32 frames = 1;
+    const std::size_t length = end_of_data(state.record.data, read, frames);
+    note_scan(state, length, frames, start);
+    return skip_bytes(source, 0) ? success : fail_corrupt(state, state.rules.cut_short);
+}
+
+u32 read_from_memory(parse &state) {
+    byte_source &source = state.source;
+    const u64 start = source.position;
+    const u8 *bytes = source.bytes + start;
+    u32 frames = 1;
+    const std::size_t length =
+        end_of_data(bytes, static_cast<std::size_t>(source.length - start), frames);
+    const u32 code = VIQ_JPEG_malloc_N_bytes_data(state.handle, static_cast<u32>(source.length));
+    if (is_error(code))
+        return code;
+    if (length != 0)
+        std::memcpy(state.record.data, bytes, length);
+    note_scan(state, length, frames, start);
+    return success;
+}
+
+} // namespace

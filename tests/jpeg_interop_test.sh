@@ -1,0 +1,113 @@
+#!/usr/bin/env bash
+# JPEG files to and from the programs that others use. Arguments: the tool, the source folder.
+set -uo pipefail
+
+tool=$(realpath "$1")
+samples=$(realpath "$2")/samples
+for program in djpeg cjpeg convert compare; do
+    command -v "$program" > /dev/null || { echo "skipped: no $program"; exit 0; }
+done
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 2
+
+checks=0
+failures=0
+
+expect() { # STATUS COMMAND...
+    local status=$1 output got
+    shift
+    output=$("$@" 2>&1)
+    got=$?
+    checks=$((checks + 1))
+    if [ "$got" -ne "$status" ]; then
+        failures=$((failures + 1))
+        printf 'FAILED: %s\n  wanted status %s, got %s and:\n%s\n' "$*" "$status" "$got" "$output"
+    fi
+}
+
+# psnr A B LEAST: by a program that shares nothing with the tool.
+psnr() {
+    local value
+    value=$(compare -metric PSNR "$1" "$2" null: 2>&1)
+    [ "$value" = inf ] || [ "$value" = 0 ] || awk -v v="$value" -v l="$3" 'BEGIN { exit !(v >= l) }' ||
+        { echo "PSNR $value"; return 1; }
+}
+
+# What the tool writes opens everywhere, with the loss that its quality stands for.
+for picture in camera coffee; do
+    for quality in 1:15 16:25 32:27 400:32; do
+        expect 0 "$tool" convert --quality "${quality%:*}" "$samples/$picture.bmp" ours.jpg
+        expect 0 djpeg -dct int -bmp -outfile theirs.bmp ours.jpg
+        expect 0 psnr "$samples/$picture.bmp" theirs.bmp "${quality#*:}"
+        expect 0 convert ours.jpg magick.bmp
+        expect 0 psnr theirs.bmp magick.bmp 40
+    done
+done
+for size in 1x1 7x7 17x9 24x8 65x33; do
+    for type in TrueColor Grayscale; do
+        convert "$samples/coffee.bmp" -resize "$size!" -type "$type" BMP3:small.bmp
+        expect 0 "$tool" convert --quality 64 small.bmp ours.jpg
+        expect 0 djpeg -dct int -bmp -outfile theirs.bmp ours.jpg
+        expect 0 psnr small.bmp theirs.bmp 18
+    done
+done
+
+# What others write opens here. In grey every sample is the coder's own.
+for size in 1x1 8x8 9x15 40x31 131x77 1000x700; do
+    convert "$samples/coffee.bmp" -resize "$size!" ppm:in.ppm
+    convert in.ppm -colorspace Gray pgm:in.pgm
+    for quality in 30 75 95; do
+        for sampling in 2x1 2x2; do
+            cjpeg -quality "$quality" -sample "$sampling" -outfile theirs.jpg in.ppm
+            djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
+            expect 0 "$tool" convert theirs.jpg ours.bmp
+            expect 0 "$tool" compare --tolerance 8 theirs.bmp ours.bmp
+        done
+        cjpeg -grayscale -quality "$quality" -outfile theirs.jpg in.pgm
+        djpeg -dct int -grayscale -bmp -outfile theirs.bmp theirs.jpg
+        expect 0 "$tool" convert theirs.jpg ours.bmp
+        expect 0 "$tool" compare --tolerance 2 theirs.bmp ours.bmp
+    done
+done
+
+# Tables made for the picture: decoded, or refused where a code is too short or too long.
+cjpeg -optimize -sample 2x1 -outfile theirs.jpg in.ppm
+djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
+if "$tool" convert theirs.jpg ours.bmp 2> error.txt; then
+    expect 0 "$tool" compare --tolerance 8 theirs.bmp ours.bmp
+else
+    expect 0 grep -Eq 'corrupt DC|1 bit' error.txt
+fi
+
+# What is not handled is refused, never shown wrongly.
+refused() { # TEXT CJPEG-ARGUMENTS...
+    local text=$1
+    shift
+    expect 0 cjpeg "$@" -outfile odd.jpg in.ppm
+    expect 2 "$tool" convert odd.jpg odd.bmp
+    expect 0 grep -q "$text" <("$tool" convert odd.jpg odd.bmp 2>&1)
+}
+refused "Unrecognised marker detected" -progressive -sample 2x2
+refused "Unrecognised marker detected" -arithmetic -sample 2x2
+refused "Define Restart Interval not supported" -restart 1 -sample 2x2
+refused "Unsupported image format" -sample 1x1
+refused "Unknown colour image format" -sample 4x1
+convert in.ppm -colorspace CMYK cmyk.jpg
+expect 2 "$tool" convert cmyk.jpg odd.bmp
+
+# Sequences.
+for n in 1 2 3; do
+    expect 0 "$tool" convert --quality 16 "$samples/coffee.bmp" "in$n.jpg"
+done
+expect 0 "$tool" sequence build all.jpg in1.jpg in2.jpg in3.jpg
+expect 0 grep -q '600 x 400, 3 frames' <("$tool" sequence info all.jpg)
+expect 0 "$tool" sequence split all.jpg frames
+for n in 1 2 3; do
+    expect 0 cmp "in$n.jpg" "frames/frame000$n.jpg"
+done
+expect 2 "$tool" sequence build mixed.jpg in1.jpg theirs.jpg
+expect 0 grep -q 'components 2x1 1x1 1x1.*quality factor about 16' <("$tool" info in1.jpg)
+
+echo "$((checks - failures)) passed, $failures failed"
+[ "$failures" -eq 0 ]

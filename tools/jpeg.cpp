@@ -1,0 +1,100 @@
+#include "tools/jpeg.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+
+namespace tool {
+
+namespace {
+
+double sum_of_steps(const Tjpeg &record) {
+    return std::accumulate(std::begin(record.q_tables[0]), std::end(record.q_tables[0]), 0.0);
+}
+
+} // namespace
+
+bool is_jpeg(const std::string &file) {
+    const u32 code = VIQ_image_find_file_format(file.c_str());
+    forget_report();
+    return code == VIQ_FILE_JPEG;
+}
+
+image make_jpeg() {
+    image jpeg;
+    VIQ_image_destroy(jpeg.handle);
+    jpeg.handle = VIQ_JPEG_image_create();
+    check(jpeg.handle, "viq");
+    return jpeg;
+}
+
+image read_jpeg(const std::string &file) {
+    image jpeg = make_jpeg();
+    check(VIQ_image_set_infilename(jpeg.handle, file.c_str()), file);
+    check(VIQ_JPEG_file_read(jpeg.handle), file);
+    return jpeg;
+}
+
+const Tjpeg &record_of(const image &jpeg) {
+    return *static_cast<const Tjpeg *>(VIQ_image_get_ptr(jpeg.handle, VIQ_PTR_JPEG));
+}
+
+picture jpeg_header(const std::string &file) {
+    const image jpeg = make_jpeg();
+    check(VIQ_image_set_infilename(jpeg.handle, file.c_str()), file);
+    check(VIQ_JPEG_file_open(jpeg.handle), file);
+    check(VIQ_JPEG_file_close(jpeg.handle), file);
+    picture header = picture_of(jpeg.handle);
+    header.colour = record_of(jpeg).components != 1;
+    header.format = header.colour ? VIQ_RGB24 : VIQ_Y8;
+    header.bits = header.colour ? 24 : 8;
+    const u32 line = header.width * header.bits / 8;
+    header.bytes_per_line = line + line % 2;
+    return header;
+}
+
+image decode_jpeg(const std::string &file) {
+    const image jpeg = read_jpeg(file);
+    const u32 width = VIQ_get_width(jpeg.handle);
+    const u32 height = VIQ_get_height(jpeg.handle);
+    const image decoded;
+    VIQ_image_set_parameter(decoded.handle, VIQ_IMAGE_TYPE, VIQ_RGB24);
+    check(VIQ_JPEG_decompress(jpeg.handle, decoded.handle, VIQ_STRIP_NEXT), file);
+    if (VIQ_get_lines_this_strip(decoded.handle) == 0)
+        throw failure{file + ": the picture ends early"};
+    image result;
+    const u16 format = format_of(decoded.handle);
+    check(shape(result.handle, format, width, height, height), file);
+    const pixels from = pixels_of(decoded.handle);
+    const pixels to = pixels_of(result.handle);
+    for (u32 y = 0; y < height; ++y)
+        std::memcpy(to.line(y), from.line(y), std::size_t{width} * (format == VIQ_Y8 ? 1 : 3));
+    return result;
+}
+
+void write_jpeg(u32 picture, u16 quality, const std::string &path, const std::string &name) {
+    const image jpeg = make_jpeg();
+    check(VIQ_JPEG_set_Quality_factor(jpeg.handle, quality), name);
+    check(VIQ_image_set_outfilename(picture, path.c_str()), name);
+    check(VIQ_JPEG_compress(picture, jpeg.handle), name);
+    check(VIQ_JPEG_file_write(jpeg.handle, VIQ_STRIP_NEXT), name);
+}
+
+jpeg_facts facts_of(const std::string &file) {
+    const image jpeg = read_jpeg(file);
+    const Tjpeg &record = record_of(jpeg);
+    jpeg_facts facts = {{}, record.q_table_count, 0, 0, 0};
+    for (u16 i = 0; i < record.components; ++i)
+        facts.sampling.push_back(std::to_string(record.h_factor[i]) + "x" +
+                                 std::to_string(record.v_factor[i]));
+    facts.huffman_tables = static_cast<u32>(
+        std::find(record.h_table_ids, record.h_table_ids + 4, 255) - record.h_table_ids);
+    facts.frames = VIQ_image_get_parameter(jpeg.handle, VIQ_PARAM_18);
+    const image standard = make_jpeg();
+    VIQ_JPEG_set_Quality_factor(standard.handle, 16);
+    VIQ_JPEG_make_Q_tables(standard.handle);
+    facts.quality = 16 * sum_of_steps(record_of(standard)) / std::max(sum_of_steps(record), 1.0);
+    return facts;
+}
+
+} // namespace tool
