@@ -54,7 +54,8 @@ u32 read_bitmap(u32 handle, u32, u16 mode) {
 void write_back(const std::string &name) {
     const scoped_image whole, memory;
     VIQ_image_set_infilename(whole.handle, name.c_str());
-    if (VIQ_image_read(whole.handle, 0, VIQ_STRIP_NEXT) != 0)
+    if (VIQ_image_find_file_format(name.c_str()) != VIQ_FILE_BMP ||
+        VIQ_image_read(whole.handle, 0, VIQ_STRIP_NEXT) != 0)
         return;
     const tVIQ_Image &image = *find_image(whole.handle);
     std::vector<u8> first(std::size_t{image.height} * (image.bytes_per_line + 4) + 1078), second;

@@ -302,20 +302,25 @@ TEST_P(Convert, DispatcherTakesTheRouteOfTheFormats) {
             if (c.target == target && target != VIQ_CMYK32)
                 (c.from_yuv422 ? yuv : general) = std::string(c.name) + "_1_strip";
         const bool has_table = yuv != none && !has({VIQ_Y8, VIQ_HSI}, target);
+        std::string general_table = general, yuv_table = yuv;
+        if (has_table)
+            yuv_table.insert(yuv.size() - std::strlen("_1_strip"), "_LUT");
         if (target == VIQ_YUV422)
-            yuv = copy;
-        if (target == VIQ_PALETTED)
+            yuv = yuv_table = copy;
+        if (target == VIQ_PALETTED) {
             general = "VIQ_convert_to_paletted";
+            general_table = "VIQ_convert_to_paletted_LUT_1_strip";
+            yuv = yuv_table = "VIQ_YUV422_to_paletted_LUT_1_strip";
+        }
         if (target == VIQ_RGB24_OR_Y8) {
-            general = copy;
-            yuv = "VIQ_convert_to_RGB24_or_Y8";
+            general = general_table = copy;
+            yuv = yuv_table = "VIQ_convert_to_RGB24_or_Y8";
         }
         const u16 source = target == VIQ_Y8 ? VIQ_RGB24 : VIQ_Y8;
         EXPECT_EQ(worker_of(source, target, 0), general);
-        EXPECT_EQ(worker_of(source, target, VIQ_FLAG_USE_LUT),
-                  target == VIQ_PALETTED ? none : general);
+        EXPECT_EQ(worker_of(source, target, VIQ_FLAG_USE_LUT), general_table);
         EXPECT_EQ(worker_of(VIQ_YUV422, target, 0), yuv);
-        EXPECT_EQ(worker_of(VIQ_YUV422, target, VIQ_FLAG_USE_LUT), has_table ? none : yuv);
+        EXPECT_EQ(worker_of(VIQ_YUV422, target, VIQ_FLAG_USE_LUT), yuv_table);
     }
     const picture in(VIQ_RGB24, 2, 1), out;
     EXPECT_ERROR(VIQ_image_convert(in, out, 1, 0, 3), 0x10070000,
