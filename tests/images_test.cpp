@@ -418,14 +418,11 @@ TEST(Ownership, SharedObjectsAndMapsAreFreedOnce) {
     tVIQ_Image own = {};
     own.data = buffer.data();
     own.flags = VIQ_FLAG_LOCKED;
-    EXPECT_OK(VIQ_image_set_ptr(r, VIQ_PTR_IMAGE, nullptr));
     const picture s;
-    void *object = VIQ_image_get_ptr(s, VIQ_PTR_IMAGE);
     EXPECT_OK(VIQ_image_set_ptr(s, VIQ_PTR_IMAGE, &own));
     EXPECT_OK(VIQ_image_destroy(s));
-    EXPECT_NE(object, nullptr);
     EXPECT_OK(VIQ_cmap_set_type(q, 3));
-    EXPECT_OK(VIQ_image_destroy(VIQ_ALL_IMAGES)); // the object that r had too
+    EXPECT_OK(VIQ_image_destroy(VIQ_ALL_IMAGES)); // the objects that r and s had too
 }
 
 } // namespace
