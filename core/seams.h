@@ -18,6 +18,8 @@ struct upper_seams {
     u32 (*jpeg_set_data_length)(tVIQ_Image &image, u32 length);
     void **(*jpeg_data_pointer)(tVIQ_Image &image, u16 pointer_type);
     u8 *(*jpeg_identification)(tVIQ_Image &image);
+    // wavelet images
+    void (*wavelet_destroy_record)(void *record);
     // everything that goes with the last image
     u32 (*destroy_chroma_keys)(u32 handle);
     u32 (*destroy_lookup_tables)(u32 handle);
