@@ -48,9 +48,12 @@ u32 number_size(u32 number);
 u8 *store_number(u8 *to, u32 number);
 bool take_number(stream_source &stream, u32 &number);
 
+// The width stays as it was asked for: a stream goes on as long as a region is narrower than its
+// stride.
 inline u32 deliver_pack(const std::vector<u8> &pack, region &wanted) {
-    const auto size = static_cast<u32>(pack.size());
-    wanted = {size, 1, pack.data(), size};
+    wanted.height = 1;
+    wanted.data = pack.data();
+    wanted.stride = static_cast<u32>(pack.size());
     return success;
 }
 
