@@ -41,6 +41,7 @@ struct small_models {
     static constexpr u32 unary_places = 14;
     static constexpr u32 unary_contexts = 6;
     bit_model larger[unary_contexts][neighbourhood_levels];
+    bit_model longer[16];
     bit_model negative[sign_patterns];
 };
 
@@ -202,7 +203,7 @@ template <class Bits> struct small_coder {
         const u32 rest = magnitude - small_models::unary_places - 1;
         u32 length = 0;
         while (length < rest_bits &&
-               bits.plain_bits((rest + 1) >> (length + 1) != 0 ? 1 : 0, 1) != 0)
+               bits.bit(models.longer[length], (rest + 1) >> (length + 1) != 0 ? 1 : 0) != 0)
             ++length;
         const u32 mantissa = bits.plain_bits((rest + 1) & ((1u << length) - 1), length);
         return (1u << length) + mantissa - 1 + small_models::unary_places + 1;
