@@ -1,6 +1,8 @@
 // Converters: one strip operation per output format, most of them one row kernel per pixel format.
 #pragma once
 
+#include <span>
+
 #include "core/strip_driver.h"
 
 namespace viq {
@@ -28,6 +30,9 @@ struct converter {
 verdict copy_or_accept(const strip_call &call);
 verdict accept_listed(const strip_call &call);
 
+// 16-bit grey needs at least the 8 bits that are kept of it.
+u32 check_grey_width(const char *function, const tVIQ_Image &image);
+
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call);
 
@@ -50,6 +55,9 @@ constexpr converter make_converter(const char *name, const char *worker_name,
             .target = target,
             .accepted = accepted};
 }
+
+// The converter to a format in a family's table, or null.
+const converter *find_converter(std::span<const converter> family, u16 target);
 
 // The name of a public function and of its strip worker.
 #define VIQ_NAMES(function) #function, #function "_1_strip"

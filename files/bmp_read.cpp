@@ -22,7 +22,12 @@ u32 read_header(const read_call &call);
 u32 read_lines(const read_call &call);
 
 constexpr strip_reader reader = {
-    .name = name, .state = &state, .read_header = read_header, .read_lines = read_lines};
+    .name = name,
+    .state = &state,
+    .read_header = read_header,
+    .read_lines = read_lines,
+    .unbuffered = true,
+};
 
 } // namespace
 
@@ -82,12 +87,13 @@ u32 read_palette(const read_call &call) {
     if (std::fread(palette, 1, sizeof palette, call.file) != sizeof palette)
         return report(name, VIQ_ERR_CORRUPT, "Corrupt image");
     if (call.image.colourmap == nullptr)
-        return report(name, VIQ_ERR_STATE, "Colourmap is NULL");
+        return report_no_colourmap(name);
     for (u32 i = 0; i < colourmap_size; ++i) {
+        const u8 *colour = palette + std::size_t{4} * i;
         tVIQ_Colour &entry = call.image.colourmap[i];
-        entry.blue = palette[4 * i];
-        entry.green = palette[4 * i + 1];
-        entry.red = palette[4 * i + 2];
+        entry.blue = colour[0];
+        entry.green = colour[1];
+        entry.red = colour[2];
     }
     call.image.num_colours = colourmap_size;
     return success;
