@@ -37,12 +37,9 @@ void destroy_slot(u32 handle);
 void destroy_orphans();
 void release_colourmap(tVIQ_Colour *map);
 bool held_elsewhere(const tVIQ_Image &image);
-<<<<<<< HEAD
 void destroy_wavelet(image_companion &own);
-=======
 bool enter_image(u32 handle, tVIQ_Image *image);
 bool in_a_slot(const tVIQ_Image *image);
->>>>>>> main
 
 } // namespace
 
