@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "viq.h"
+#include "tools/wavelet.h"
 
 namespace tool {
 
@@ -11,6 +11,7 @@ struct convert_options {
     std::string in, out;
     std::string format; // pixel format on the way, empty for the picture's own
     u32 lines = 64;
+    wavelet_options wavelet;
 };
 
 int convert(const convert_options &options);

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "tools/progress.h"
+#include "tools/wavelet.h"
 
 namespace tool {
 
@@ -39,13 +40,21 @@ picture picture_of(u32 handle) {
 }
 
 picture read_header(const std::string &file) {
+    if (is_wavelet(file))
+        return picture_of(read_wavelet(file).handle);
     image header;
     open_source(header.handle, file);
     check(VIQ_image_read(header.handle, 0, VIQ_STRIP_FINISH), file);
     return picture_of(header.handle);
 }
 
-void run(const pipeline &line, const strip_sink &sink) {
+void run(const pipeline &given, const strip_sink &sink) {
+    pipeline line = given;
+    image decoded;
+    if (line.held == 0 && is_wavelet(line.file)) {
+        decoded = read_wavelet(line.file);
+        line.held = decoded.handle;
+    }
     std::vector<image> palettes(line.steps.size());
     for (std::size_t i = 0; i < line.steps.size(); ++i)
         if (const auto &rule = line.steps[i].palette)
@@ -54,23 +63,30 @@ void run(const pipeline &line, const strip_sink &sink) {
 }
 
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path) {
+    put_in_place(path, [&](const std::string &draft) {
+        bool open = false;
+        const auto write = [&](u32 strip, bool last) {
+            check(VIQ_image_set_outfilename(strip, draft.c_str()), path);
+            open = true;
+            check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
+            open = !last;
+        };
+        const auto abandon = [&](u32 strip) {
+            if (open)
+                VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
+        };
+        run(line, {write, abandon});
+    });
+}
+
+void put_in_place(const std::string &path,
+                  const std::function<void(const std::string &draft)> &write) {
     const fs::path place = place_of(path);
     const bool direct = is_special(place);
     const fs::path draft = direct ? place : unused_name_beside(place);
-    bool open = false;
-    const auto write = [&](u32 strip, bool last) {
-        check(VIQ_image_set_outfilename(strip, draft.string().c_str()), path);
-        open = true;
-        check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
-        open = !last;
-    };
-    const auto abandon = [&](u32 strip) {
-        if (open)
-            VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
-    };
     std::error_code trouble;
     try {
-        run(line, {write, abandon});
+        write(draft.string());
         if (!direct)
             fs::rename(draft, place, trouble);
         if (trouble)
