@@ -6,6 +6,7 @@
 #pragma once
 
 #include <bit>
+#include <utility>
 
 #include "wavelet/stages/band_scan.h"
 
@@ -245,26 +246,31 @@ struct fast_reader {
     }
 
     static void finish(fast_models &all) {
-        all.group.open = false;
-        for (run_class &item : all.levels)
-            item.open = false;
+        all.group.run = 0;
+        all.group.ending = 0;
+        for (run_class &item : all.levels) {
+            item.run = 0;
+            item.ending = 0;
+        }
     }
 
     bool group(bool) {
         run_class &item = models->group;
-        if (!item.open)
+        if (item.run == 0 && item.ending == 0)
             read_group(item);
+        return next(item) != 0;
+    }
+
+    // The zeros of a phrase, then the value behind them.
+    static i32 next(run_class &item) {
         if (item.run != 0) {
             --item.run;
-            item.open = item.run != 0 || item.ending != 0;
-            return false;
+            return 0;
         }
-        item.open = false;
-        return true;
+        return std::exchange(item.ending, 0);
     }
 
     void read_group(run_class &item) {
-        item.open = true;
         const u32 found = take_symbol();
         const u32 fifth = found - symbol_near;
         if (fifth < group_fifths) {
@@ -280,19 +286,12 @@ struct fast_reader {
 
     template <class Pattern> i32 value(u32 level, const Pattern &, i32) {
         run_class &item = models->levels[level];
-        if (!item.open)
+        if (item.run == 0 && item.ending == 0)
             read_values(item);
-        if (item.run != 0) {
-            --item.run;
-            item.open = item.run != 0 || item.ending != 0;
-            return 0;
-        }
-        item.open = false;
-        return item.ending;
+        return next(item);
     }
 
     void read_values(run_class &item) {
-        item.open = true;
         const u32 found = take_symbol();
         if (found == symbol_run) {
             item.run = 1u << item.shift;
