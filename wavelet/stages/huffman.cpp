@@ -113,7 +113,7 @@ u32 decode_symbols(stream_source &stream, u8 *symbols, u32 count) {
     for (u32 i = 0; i < count;) {
         if (bits.held < 32)
             bits.fill();
-        const decoder_entry &entry = decoder[bits.window >> (64 - longest_code)];
+        const decoder_entry &entry = decoder[static_cast<u32>(bits.window >> (64 - longest_code))];
         if (entry.count == 0)
             return huffman_damaged;
         const bool all = count - i >= std::size(entry.symbols);
