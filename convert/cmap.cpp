@@ -42,21 +42,21 @@ u32 VIQ_cmap_set_type(u32 hImage, u16 wType) {
         return code;
     tVIQ_Colour *map = image->colourmap;
     switch (wType) {
-    case 0:
+    case VIQ_CMAP_BLACK:
         for (u32 i = 0; i < colourmap_size; ++i)
             set_entry(map[i], 0, 0, 0);
         return success;
-    case 1:
+    case VIQ_CMAP_NAMED:
         for (u32 i = 0; i < named_colour_count; ++i)
             set_entry(map[i], named_colours[i].red, named_colours[i].green, named_colours[i].blue);
         image->num_colours = named_colour_count;
         return success;
-    case 2:
+    case VIQ_CMAP_GREY:
         for (u32 i = 0; i < colourmap_size; ++i)
             set_entry(map[i], i, i, i);
         image->num_colours = colourmap_size;
         return success;
-    case 3:
+    case VIQ_CMAP_CUBE:
         for (u32 i = 0; i < colourmap_size; ++i)
             set_entry(map[i], 32 * (i >> 5) + 31, 32 * (i >> 2 & 7) + 31, 64 * (i & 3) + 31);
         image->num_colours = colourmap_size;

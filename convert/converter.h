@@ -18,6 +18,8 @@ constexpr bool contains(format_set set, u16 format) {
     return format < 32 && (set >> format & 1) != 0;
 }
 
+constexpr format_set grey_formats = formats(VIQ_Y8, VIQ_Y16);
+
 struct converter {
     strip_operation operation;
     u16 target;
@@ -29,6 +31,9 @@ struct converter {
 // is not accepted is refused.
 verdict copy_or_accept(const strip_call &call);
 verdict accept_listed(const strip_call &call);
+
+// Refusals of the converters out of YUV 4:2:2.
+verdict demand_even_yuv422(const strip_call &call);
 
 // 16-bit grey needs at least the 8 bits that are kept of it.
 u32 check_grey_width(const char *function, const tVIQ_Image &image);

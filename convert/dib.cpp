@@ -15,7 +15,6 @@ namespace {
 
 constexpr const char *name = "VIQ_image_convert";
 constexpr u32 dib_alignment = 4;
-constexpr format_set grey = formats(VIQ_Y8, VIQ_Y16);
 
 strip_sequence sequence;
 
@@ -70,8 +69,8 @@ verdict check_option(const strip_call &call) {
 // Inputs that the converters on the way would refuse are refused before the bitmap is set up.
 verdict accept_routed(const strip_call &call) {
     constexpr format_set routed =
-        grey | formats(VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32,
-                       VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422);
+        grey_formats | formats(VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32,
+                               VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422);
     const tVIQ_Image &in = *call.in;
     if (!contains(routed, in.pixel_format))
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
@@ -100,19 +99,18 @@ u16 dib_format(const tVIQ_Image &in, u32 option) {
     default:
         break;
     }
-    const bool by_colourmap = contains(grey | formats(VIQ_PALETTED), in.pixel_format);
+    const bool by_colourmap = contains(grey_formats | formats(VIQ_PALETTED), in.pixel_format);
     return by_colourmap ? u16{VIQ_PALETTED} : u16{VIQ_BGR24};
 }
 
 // Grey becomes the ramp, colour at 8 bits the 3-3-2 cube; a paletted picture keeps its colours.
 u32 complete_dib(const strip_call &call) {
-    constexpr u16 grey_ramp = 2;
-    constexpr u16 colour_cube = 3;
     call.out->line_alignment = dib_alignment;
     if (call.out->pixel_format != VIQ_PALETTED || call.in->pixel_format == VIQ_PALETTED)
         return success;
-    return VIQ_cmap_set_type(call.out_handle,
-                             contains(grey, call.in->pixel_format) ? grey_ramp : colour_cube);
+    return VIQ_cmap_set_type(call.out_handle, contains(grey_formats, call.in->pixel_format)
+                                                  ? VIQ_CMAP_GREY
+                                                  : VIQ_CMAP_CUBE);
 }
 
 u32 store_bottom_up(const strip_call &call) {
@@ -157,7 +155,7 @@ u32 convert_step(u32 hIn, u32 hOut, u16 target) {
 // The target itself where a converter leads there, else RGB24 as the stop on the way.
 u16 next_format(const tVIQ_Image &in, u16 target) {
     if (target == VIQ_PALETTED) {
-        if (contains(grey, in.pixel_format))
+        if (contains(grey_formats, in.pixel_format))
             return VIQ_Y8;
         return in.pixel_format == VIQ_RGB24 ? u16{VIQ_PALETTED} : u16{VIQ_RGB24};
     }

@@ -68,9 +68,8 @@ u32 convert_to_wide_grey(const strip_call &call);
 constexpr format_set packed_16 = formats(VIQ_RGB15, VIQ_RGB16);
 constexpr format_set packed_24 = formats(VIQ_RGB24, VIQ_BGR24);
 constexpr format_set packed_32 = formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32);
-constexpr format_set grey = formats(VIQ_Y8, VIQ_Y16);
 // BGR24 and XRGB32 have no way to the 32-bit orders.
-constexpr format_set to_32 = grey | packed_16 | formats(VIQ_RGB24) | packed_32;
+constexpr format_set to_32 = grey_formats | packed_16 | formats(VIQ_RGB24) | packed_32;
 
 strip_sequence sequences[VIQ_RGGB32];
 
@@ -106,13 +105,13 @@ constexpr converter packed_converters[] = {
     make_packed(VIQ_NAMES(VIQ_convert_to_XBGR32), VIQ_XBGR32, to_32),
     make_packed(VIQ_NAMES(VIQ_convert_to_XRGB32), VIQ_XRGB32, to_32 & ~formats(VIQ_XBGR32)),
     make_packed(VIQ_NAMES(VIQ_convert_to_RGB24), VIQ_RGB24,
-                grey | packed_16 | packed_24 | packed_32),
+                grey_formats | packed_16 | packed_24 | packed_32),
     make_packed(VIQ_NAMES(VIQ_convert_to_BGR24), VIQ_BGR24,
-                grey | packed_16 | packed_24 | packed_32),
+                grey_formats | packed_16 | packed_24 | packed_32),
     make_packed(VIQ_NAMES(VIQ_convert_to_RGB16), VIQ_RGB16,
-                grey | formats(VIQ_RGB8) | packed_16 | packed_24 | packed_32),
+                grey_formats | formats(VIQ_RGB8) | packed_16 | packed_24 | packed_32),
     // RGB16 is refused although the row kernel exists.
-    make_packed(VIQ_NAMES(VIQ_convert_to_RGB15), VIQ_RGB15, grey | packed_24 | packed_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_RGB15), VIQ_RGB15, grey_formats | packed_24 | packed_32),
     make_packed(VIQ_NAMES(VIQ_convert_to_RGB8), VIQ_RGB8, formats(VIQ_Y8, VIQ_RGB24)),
     make_y8(),
     make_y16(),

@@ -134,8 +134,7 @@ void fill_index_of_bin(const tVIQ_Image &in, u16 (&index_of_bin)[most_bins]) {
 }
 
 u32 give_cube(const strip_call &call) {
-    constexpr u16 colour_cube = 3;
-    return VIQ_cmap_set_type(call.out_handle, colour_cube);
+    return VIQ_cmap_set_type(call.out_handle, VIQ_CMAP_CUBE);
 }
 
 u32 dither_strip(const strip_call &call) {

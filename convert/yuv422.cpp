@@ -65,7 +65,6 @@ u32 VIQ_CK_get_YUV_values_RGB(u16 wRed, u16 wGreen, u16 wBlue) {
 
 namespace {
 
-verdict demand_even_yuv422(const strip_call &call);
 verdict accept_for_yuv422(const strip_call &call);
 output_shape whole_pairs(const strip_call &call);
 
@@ -110,10 +109,6 @@ const converter *yuv422_converter(u16 target) {
     return find_converter(yuv422_converters, target);
 }
 
-} // namespace viq
-
-namespace {
-
 verdict demand_even_yuv422(const strip_call &call) {
     const char *name = call.operation->name;
     if (call.in->pixel_format != VIQ_YUV422)
@@ -122,6 +117,10 @@ verdict demand_even_yuv422(const strip_call &call) {
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
     return proceed;
 }
+
+} // namespace viq
+
+namespace {
 
 verdict accept_for_yuv422(const strip_call &call) {
     if (call.in->pixel_format == VIQ_YUV422 && call.in->width % 2 != 0)

@@ -17,8 +17,6 @@ struct pixel_format {
     line_shape shape;
 };
 
-constexpr u16 highest_format = VIQ_HSI;
-
 // Null for the codes that no image may have.
 const pixel_format *find_format(u32 code);
 

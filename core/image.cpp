@@ -156,6 +156,10 @@ bool holds_wavelet_record(const tVIQ_Image &image) {
     return image.data != nullptr && image.data == companion(image).wavelet;
 }
 
+bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other) {
+    return image.data != nullptr && image.data == companion(other).buffer;
+}
+
 bool has_lines(const tVIQ_Image &image, u64 lines) {
     const u64 size = lines * image.bytes_per_line;
     if (image.data == nullptr || holds_wavelet_record(image) || size > PTRDIFF_MAX)

@@ -47,6 +47,9 @@ bool owns_data(const tVIQ_Image &image);
 // The data is the record of a wavelet image and no pixels.
 bool holds_wavelet_record(const tVIQ_Image &image);
 
+// The image's data is the buffer that the library holds for another image.
+bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other);
+
 // The image has data for so many of its lines, as far as the size of the buffer is known.
 bool has_lines(const tVIQ_Image &image, u64 lines);
 
@@ -60,8 +63,9 @@ void free_strip(tVIQ_Image &image);
 void hand_over_data(tVIQ_Image &in, tVIQ_Image &out);
 
 // Gives the image a fresh or fitting strip buffer in place of the one it has; what every strip
-// worker does to its output.
-u32 renew_strip(u32 handle);
+// worker does to its output. An image that has been checked may be given a line length other than
+// the check's.
+u32 renew_strip(u32 handle, u32 line = 0);
 
 // A library image for the length of a scope.
 struct scoped_image {

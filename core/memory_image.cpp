@@ -48,10 +48,10 @@ u8 *line_address(const tVIQ_Image &image, u32 line) {
 } // namespace
 
 u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode) {
-    if (same_image(hStrip, hMemory))
-        return report_same_image(write_name);
     if (wMode != VIQ_STRIP_NEXT && wMode != VIQ_STRIP_FINISH)
         return success;
+    if (wMode == VIQ_STRIP_NEXT && same_image(hStrip, hMemory))
+        return report_same_image(write_name);
     const memory_target target = {hMemory};
     return run_transfer(write_transfer, hStrip, wMode, &target);
 }
@@ -121,8 +121,8 @@ u32 append_strip(const strip_call &call) {
     }
     if (!has_lines(strip, strip.lines_per_strip))
         return report_no_data(write_name);
-    std::memcpy(line_address(*memory, writing.lines_done), strip.data,
-                static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
+    std::memmove(line_address(*memory, writing.lines_done), strip.data,
+                 static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
     return success;
 }
 
@@ -137,8 +137,8 @@ u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip) {
     const u32 code = renew_strip(hStrip);
     if (is_error(code))
         return code;
-    std::memcpy(strip.data, line_address(memory, reading.lines_done),
-                static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
+    std::memmove(strip.data, line_address(memory, reading.lines_done),
+                 static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
     reading.lines_done += strip.lines_per_strip;
     if (last)
         reading = {};

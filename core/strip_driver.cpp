@@ -60,6 +60,8 @@ u32 convert_strip(const strip_operation &operation, u32 hInImage, u32 hOutImage,
 u32 begin_strip(const strip_call &call) {
     if (!has_lines(*call.in, call.in->lines_per_strip))
         return report_no_data(call.operation->worker_name);
+    if (uses_buffer_of(*call.in, *call.out))
+        return report_same_image(call.operation->worker_name);
     return renew_strip(call.out_handle);
 }
 
@@ -98,6 +100,7 @@ namespace {
 
 u32 transfer_strip(const strip_transfer &transfer, const strip_call &call, u16 command) {
     strip_sequence &sequence = *transfer.sequence;
+    const u32 told_line = call.in != nullptr ? call.in->bytes_per_line : 0;
     u32 code = check_image(transfer.name, call.in_handle, transfer.corrupt);
     if (is_error(code))
         return code;
@@ -119,6 +122,8 @@ u32 transfer_strip(const strip_transfer &transfer, const strip_call &call, u16 c
     }
     if (command != VIQ_STRIP_NEXT && !transfer.every_command_sends)
         return success;
+    if (transfer.line != nullptr)
+        call.in->bytes_per_line = transfer.line(*call.in, told_line);
     return send_strip(transfer, call, command);
 }
 

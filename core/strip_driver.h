@@ -93,6 +93,9 @@ u32 report_changed_image(const char *function);
 // Cuts the strip to what is left of the height; true when it is the last one.
 bool clip_last_strip(tVIQ_Image &image, u32 lines_done);
 
+// Line length of a checked image; `told` is what the image said before the check.
+using line_rule = u32 (*)(const tVIQ_Image &image, u32 told);
+
 struct strip_transfer {
     const char *name;
     strip_sequence *sequence;
@@ -105,6 +108,7 @@ struct strip_transfer {
     // nothing special then.
     bool every_command_sends = false;
     const char *corrupt = "Corrupt image";
+    line_rule line = nullptr; // of the strip that is sent; null: the check's
 };
 
 // The image is `call.in`; null references in the record stand for steps that do nothing.

@@ -8,14 +8,17 @@
 #include "core/image.h"
 #include "core/report.h"
 #include "core/seams.h"
+#include "core/strip_driver.h"
 
 using namespace viq;
 
 namespace {
 
+bool keeps_callers_buffer(const tVIQ_Image &image);
 u32 allocate(tVIQ_Image &image);
 bool fits(const image_companion &own, u64 size);
 u32 copy_strip(const tVIQ_Image &in, u32 hOutImage);
+u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *out);
 u32 copy_parameters(const char *function, u32 hInImage, u32 hOutImage);
 bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out);
 
@@ -24,9 +27,7 @@ bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out);
 u32 VIQ_image_malloc_a_strip(u32 hImage) {
     constexpr const char *name = "VIQ_image_malloc_a_strip";
     tVIQ_Image *image = find_image(hImage);
-    // A library buffer under an inherited lock is still sized below.
-    if (image != nullptr && (image->flags & VIQ_FLAG_LOCKED) != 0 && image->data != nullptr &&
-        !owns_data(*image))
+    if (image != nullptr && keeps_callers_buffer(*image))
         return success;
     const u32 code = check_image(name, hImage);
     return is_error(code) ? code : allocate(*image);
@@ -37,7 +38,7 @@ void *VIQ_malloc_N_lines(u32 hImage, u32 dwLines) {
     if (image == nullptr)
         return nullptr;
     const u64 size = strip_size(*image, dwLines);
-    return size <= SIZE_MAX ? std::malloc(static_cast<std::size_t>(size)) : nullptr;
+    return size <= SIZE_MAX ? std::calloc(1, static_cast<std::size_t>(size)) : nullptr;
 }
 
 u32 VIQ_image_free_data(u32 hImage) {
@@ -88,17 +89,14 @@ u32 VIQ_image_move(u32 hInImage, u32 hOutImage) {
     constexpr const char *name = "VIQ_image_move";
     tVIQ_Image *in = find_image(hInImage);
     tVIQ_Image *out = find_image(hOutImage);
-    if (in == nullptr)
-        return report(name, VIQ_ERR_HANDLE, "Input image does not exist");
-    if (out == nullptr)
-        return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
-    if (in == out)
-        return success;
+    u32 code = demand_pair(name, in, out);
+    if (is_error(code) || in == out)
+        return code;
     if ((in->flags & VIQ_FLAG_LOCKED) != 0)
         return report(name, VIQ_ERR_UNSUPPORTED, "locked memory can't be moved (in source image)");
     if ((out->flags & VIQ_FLAG_LOCKED) != 0)
         return report(name, VIQ_ERR_UNSUPPORTED, "Can't free locked memory (in destination image)");
-    u32 code = VIQ_image_free_data(hOutImage);
+    code = VIQ_image_free_data(hOutImage);
     if (!is_error(code))
         code = VIQ_image_copy_parameters(hInImage, hOutImage);
     if (is_error(code))
@@ -134,19 +132,27 @@ void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
     note_lock(out);
 }
 
-u32 renew_strip(u32 handle) {
+u32 renew_strip(u32 handle, u32 line) {
     tVIQ_Image *image = find_image(handle);
     if (image != nullptr && !owns_data(*image)) {
         const u32 code = VIQ_image_free_data(handle);
         if (is_error(code))
             return code;
     }
-    return VIQ_image_malloc_a_strip(handle);
+    if (image == nullptr || line == 0)
+        return VIQ_image_malloc_a_strip(handle);
+    image->bytes_per_line = line;
+    return keeps_callers_buffer(*image) ? success : allocate(*image);
 }
 
 } // namespace viq
 
 namespace {
+
+// A library buffer under an inherited lock is sized like any other.
+bool keeps_callers_buffer(const tVIQ_Image &image) {
+    return (image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr && !owns_data(image);
+}
 
 // Strips are zero-filled when they are allocated, and again when a buffer that fits is laid out for
 // other lines, so that padding never shows what another picture left.
@@ -186,15 +192,20 @@ bool fits(const image_companion &own, u64 size) {
     return size <= own.buffer_size && own.buffer_size / 2 <= size;
 }
 
-u32 copy_parameters(const char *function, u32 hInImage, u32 hOutImage) {
-    const tVIQ_Image *in = find_image(hInImage);
-    tVIQ_Image *out = find_image(hOutImage);
+u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *out) {
     if (in == nullptr)
         return report(function, VIQ_ERR_HANDLE, "Input image does not exist");
     if (out == nullptr)
         return report(function, VIQ_ERR_HANDLE, "Output image does not exist");
-    if (in == out)
-        return success;
+    return success;
+}
+
+u32 copy_parameters(const char *function, u32 hInImage, u32 hOutImage) {
+    const tVIQ_Image *in = find_image(hInImage);
+    tVIQ_Image *out = find_image(hOutImage);
+    const u32 code = demand_pair(function, in, out);
+    if (is_error(code) || in == out)
+        return code;
     copy_fields(*in, *out);
     return VIQ_cmap_copy(hInImage, hOutImage);
 }
@@ -206,11 +217,13 @@ bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out) {
 u32 copy_strip(const tVIQ_Image &in, u32 hOutImage) {
     if (!has_lines(in, in.lines_per_strip))
         return report_no_data("VIQ_image_copy_1_strip");
+    if (uses_buffer_of(in, *find_image(hOutImage)))
+        return report_same_image("VIQ_image_copy_1_strip");
     const u32 code = renew_strip(hOutImage);
     if (is_error(code))
         return code;
-    std::memcpy(find_image(hOutImage)->data, in.data,
-                static_cast<std::size_t>(strip_size(in, in.lines_per_strip)));
+    std::memmove(find_image(hOutImage)->data, in.data,
+                 static_cast<std::size_t>(strip_size(in, in.lines_per_strip)));
     return success;
 }
 

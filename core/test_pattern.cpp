@@ -62,6 +62,9 @@ u32 VIQ_test_pattern_1_strip(u32 hImage) {
     const tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
         return report_bad_handle(strip_name);
+    const u32 code = check_image(strip_name, hImage);
+    if (is_error(code))
+        return code;
     const u32 bytes = pattern_bytes(image->bits_per_pixel);
     const u64 line = u64{image->width} * bytes;
     if (bytes == 0 || line > image->bytes_per_line)

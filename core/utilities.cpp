@@ -35,7 +35,7 @@ const char *VIQ_sscanf(const char *pszText, u16 *pwValue) {
     if (pszText == nullptr)
         return nullptr;
     if (pwValue != nullptr)
-        *pwValue = static_cast<u16>(std::strtol(pszText, nullptr, 10));
+        *pwValue = static_cast<u16>(std::strtoll(pszText, nullptr, 10));
     return skip_while(skip_while(pszText, true), false);
 }
 

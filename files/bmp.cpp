@@ -1,6 +1,5 @@
 #include "files/bmp.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace viq {
@@ -27,11 +26,6 @@ void move_bmp_row(const bmp_row &row, const u8 *from, u8 *to) {
         row.swap(from, to, row.pixels, {});
     else
         std::memcpy(to, from, row.bytes);
-}
-
-u32 bmp_block_lines(const bmp_layout &layout) {
-    constexpr u64 block = u64{128} * 1024;
-    return static_cast<u32>(std::clamp<u64>(block / std::max<u64>(layout.line, 1), 1, 65536));
 }
 
 } // namespace viq

@@ -32,7 +32,4 @@ bmp_row bmp_row_of(const tVIQ_Image &image);
 
 void move_bmp_row(const bmp_row &row, const u8 *from, u8 *to);
 
-// So many lines of a file at a time pass through one buffer.
-u32 bmp_block_lines(const bmp_layout &layout);
-
 } // namespace viq

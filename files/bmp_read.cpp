@@ -1,6 +1,6 @@
 // BMP reader: 8 bits with a palette, or 24 bits, not compressed, bottom-up.
 #include <algorithm>
-#include <cstring>
+#include <tuple>
 
 #include "core/cmap_record.h"
 #include "core/image.h"
@@ -62,7 +62,7 @@ u32 read_header(const read_call &call) {
         return code;
     const bmp_layout layout = bmp_layout_of(image.width, bits_per_pixel);
     if (bmp_file_size(layout, image.height) > file_size(file))
-        return report(name, VIQ_ERR_CORRUPT, "Corrupt image");
+        return report_corrupt(name);
     return success;
 }
 
@@ -84,8 +84,8 @@ u32 read_palette(const read_call &call) {
     u8 palette[bmp_palette_size] = {};
     if (!seek_to(call.file, bmp_header_size))
         return report(name, seek_failed, "fseek failed");
-    if (std::fread(palette, 1, sizeof palette, call.file) != sizeof palette)
-        return report(name, VIQ_ERR_CORRUPT, "Corrupt image");
+    // A file that ends here is refused when its compression is known.
+    std::ignore = std::fread(palette, 1, sizeof palette, call.file);
     if (call.image.colourmap == nullptr)
         return report_no_colourmap(name);
     for (u32 i = 0; i < colourmap_size; ++i) {
@@ -121,7 +121,7 @@ u32 read_lines(const read_call &call) {
     if (!seek_to(call.file, layout.offset + below * layout.line))
         return report(strip_name, seek_failed, "fseek failed");
 
-    const u32 block_lines = std::min(bmp_block_lines(layout), image.lines_per_strip);
+    const u32 block_lines = std::min(lines_in_block(layout.line), image.lines_per_strip);
     const u64 block_size = block_lines * layout.line;
     u8 *block = scratch_bytes(scratch::file_lines, block_size);
     if (block == nullptr)
@@ -131,7 +131,7 @@ u32 read_lines(const read_call &call) {
         const u32 lines = std::min(block_lines, left);
         const auto wanted = static_cast<std::size_t>(lines * layout.line);
         if (std::fread(block, 1, wanted, call.file) != wanted)
-            return report(strip_name, VIQ_ERR_CORRUPT, "Corrupt image");
+            return report_corrupt(strip_name);
         for (u32 n = 0; n < lines; ++n)
             move_bmp_row(row, block + n * static_cast<std::size_t>(layout.line),
                          image.data + --left * static_cast<std::size_t>(image.bytes_per_line));

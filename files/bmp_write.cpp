@@ -105,8 +105,7 @@ verdict refuse_for_buffer(const strip_call &call) {
 verdict refuse(const char *function, const tVIQ_Image &image) {
     const u16 format = image.pixel_format;
     if (format != VIQ_RGB24 && format != VIQ_Y8 && format != VIQ_PALETTED)
-        return stop_with(
-            report(function, VIQ_ERR_UNSUPPORTED | format, "Unsupported image format"));
+        return stop_with(report_format(function, format));
     if (bmp_file_size(layout_of(image), image.height) > UINT32_MAX)
         return stop_with(report(function, VIQ_ERR_UNSUPPORTED, "Image too large for a BMP file"));
     if (format != VIQ_RGB24 && image.colourmap == nullptr)
@@ -142,7 +141,7 @@ u32 write_strip(const strip_call &call) {
     if (!has_lines(image, image.lines_per_strip))
         return report_no_data(file_strip_name);
     const bmp_layout layout = layout_of(image);
-    const u32 block_lines = std::min(bmp_block_lines(layout), image.lines_per_strip);
+    const u32 block_lines = std::min(lines_in_block(layout.line), image.lines_per_strip);
     const u64 block_size = block_lines * layout.line;
     u8 *block = scratch_bytes(scratch::file_lines, block_size);
     if (block == nullptr)
@@ -203,7 +202,6 @@ u32 store_strip(const strip_call &call) {
 
 // Header and palette; a grey image gets the grey ramp as its colourmap first.
 u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
-    constexpr u16 grey_ramp = 2;
     const bmp_layout layout = layout_of(image);
     const auto pixel_bytes = static_cast<u32>(image.height * layout.line);
     std::memset(head, 0, sizeof head);
@@ -219,7 +217,7 @@ u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
     if (image.pixel_format == VIQ_RGB24)
         return success;
     if (image.pixel_format == VIQ_Y8) {
-        const u32 code = VIQ_cmap_set_type(handle, grey_ramp);
+        const u32 code = VIQ_cmap_set_type(handle, VIQ_CMAP_GREY);
         if (is_error(code))
             return code;
     }

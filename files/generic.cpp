@@ -25,6 +25,11 @@ struct file_format {
 };
 
 constexpr file_format file_formats[] = {
+    {VIQ_FILE_TIFF, VIQ_read_TIFF_file, VIQ_write_TIFF_file},
+    {VIQ_FILE_TGA, VIQ_read_TGA_file, VIQ_write_TGA_file},
+    {VIQ_FILE_TGA + 1, nullptr, VIQ_write_TGA_file},
+    {VIQ_FILE_TGA + 2, nullptr, VIQ_write_TGA_file},
+    {VIQ_FILE_EPS, VIQ_read_EPS_file, VIQ_write_EPS_file},
     {VIQ_FILE_BMP, VIQ_read_BMP_file, VIQ_write_BMP_file},
     {VIQ_FILE_RAW, nullptr, VIQ_write_raw_data_file},
     {VIQ_FILE_WAVELET, read_wavelet_file, VIQ_WVLT_file_write},

@@ -14,24 +14,23 @@ constexpr const char *strip_name = "VIQ_write_raw_data_1_strip";
 write_state state;
 
 verdict refuse(const strip_call &call);
-u32 create(const strip_call &call);
-u32 write_strip(const strip_call &call);
-u32 close(const strip_call &call);
+u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
-constexpr strip_transfer writer = {
+constexpr strip_writer writer = {
     .name = name,
-    .sequence = &state.sequence,
+    .strip_name = strip_name,
+    .state = &state,
     .refuse = refuse,
-    .begin = create,
-    .process = write_strip,
-    .finish = close,
-    .abandon = close,
+    .put_head = nullptr,
+    .put_strip = put_strip,
+    .put_tail = nullptr,
+    .buffer_size = 0,
 };
 
 } // namespace
 
 u32 VIQ_write_raw_data_file(u32 hImage, u16 wMode) {
-    return run_transfer(writer, hImage, wMode);
+    return run_writer(writer, hImage, wMode);
 }
 
 namespace {
@@ -59,35 +58,19 @@ verdict refuse(const strip_call &call) {
     }
 }
 
-u32 create(const strip_call &call) {
-    return create_file(name, state, call.in->outfilename, 0);
-}
-
 // Words stand back to back, whatever padding the lines have; bytes are written with the padding.
-u32 write_strip(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    if (image.lines_per_strip == 0)
-        return success;
-    if (!has_lines(image, image.lines_per_strip))
-        return report_no_data(strip_name);
+u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
     switch (image.pixel_format) {
     case VIQ_RGB15:
     case VIQ_RGB16:
     case VIQ_Y16:
-        write_words(state.file.get(), image.data, u64{image.width} * image.lines_per_strip,
-                    endian::little);
+        write_words(file, image.data, u64{image.width} * image.lines_per_strip, endian::little);
         break;
     default:
-        std::fwrite(image.data, 1,
-                    static_cast<std::size_t>(strip_size(image, image.lines_per_strip)),
-                    state.file.get());
+        put_lines(file, image, image.bytes_per_line);
         break;
     }
-    return check_written(strip_name, state);
-}
-
-u32 close(const strip_call &) {
-    return close_file(name, state.file);
+    return success;
 }
 
 } // namespace

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
+#include "core/scratch.h"
 
 #if defined(_WIN32)
 #define VIQ_SEEK _fseeki64
@@ -19,10 +21,54 @@ namespace viq {
 
 namespace {
 
+constexpr endian host_order =
+    std::endian::native == std::endian::little ? endian::little : endian::big;
+
+u32 begin_writing(const strip_call &call);
+u32 write_strip(const strip_call &call);
+u32 finish_writing(const strip_call &call);
+u32 close_writing(const strip_call &call);
 u32 open_and_read_header(const strip_reader &reader, const strip_call &call);
 u32 read_strip(const strip_reader &reader, u32 hImage, tVIQ_Image &image);
 u32 fail_reading(const strip_reader &reader, u32 code);
 u32 finish_reading(const strip_reader &reader);
+
+// In place, or between areas that lie apart.
+void swap_bytes(const u8 *from, u8 *to, std::size_t words) {
+    for (std::size_t i = 0; i < words; ++i) {
+        u16 word = 0;
+        std::memcpy(&word, from + 2 * i, sizeof word);
+        word = static_cast<u16>(word << 8 | word >> 8);
+        std::memcpy(to + 2 * i, &word, sizeof word);
+    }
+}
+
+u64 padded_bits(const tVIQ_Image &image) {
+    const u64 alignment = image.line_alignment;
+    return (bit_line_bytes(image.width) + alignment - 1) / alignment * alignment;
+}
+
+u32 bit_line(const tVIQ_Image &image, u32 told, u64 line) {
+    if (image.pixel_format != VIQ_Y1)
+        return image.bytes_per_line;
+    const bool known = told == bit_line_bytes(image.width) || told == padded_bits(image);
+    return known ? told : static_cast<u32>(line);
+}
+
+// Lines without anything between them move as one.
+template <class Move>
+bool move_lines(const tVIQ_Image &image, u32 first, u32 lines, u64 line, Move move) {
+    u8 *start = image.data + first * static_cast<std::size_t>(image.bytes_per_line);
+    if (line == image.bytes_per_line) {
+        const auto count = static_cast<std::size_t>(lines * line);
+        return move(start, count) == count;
+    }
+    const auto count = static_cast<std::size_t>(line);
+    for (u32 n = 0; n < lines; ++n, start += image.bytes_per_line)
+        if (move(start, count) != count)
+            return false;
+    return true;
+}
 
 } // namespace
 
@@ -40,22 +86,66 @@ u64 file_size(std::FILE *stream) {
 }
 
 void write_words(std::FILE *stream, const u8 *words, u64 count, endian order) {
-    constexpr bool little_host = std::endian::native == std::endian::little;
-    if ((order == endian::little) == little_host) {
+    if (order == host_order) {
         std::fwrite(words, 2, static_cast<std::size_t>(count), stream);
         return;
     }
-    u8 swapped[4096];
+    u8 swapped[32 * 1024];
     while (count > 0) {
         const auto block = static_cast<std::size_t>(std::min<u64>(count, sizeof swapped / 2));
-        for (std::size_t i = 0; i < block; ++i) {
-            swapped[2 * i] = words[2 * i + 1];
-            swapped[2 * i + 1] = words[2 * i];
-        }
+        swap_bytes(words, swapped, block);
         std::fwrite(swapped, 2, block, stream);
         words += 2 * block;
         count -= block;
     }
+}
+
+void words_to_host(u8 *words, u64 count, endian order) {
+    if (order != host_order)
+        swap_bytes(words, words, static_cast<std::size_t>(count));
+}
+
+u32 packed_bit_line(const tVIQ_Image &image, u32 told) {
+    return bit_line(image, told, bit_line_bytes(image.width));
+}
+
+u32 padded_bit_line(const tVIQ_Image &image, u32 told) {
+    return bit_line(image, told, padded_bits(image));
+}
+
+bool put_lines(std::FILE *stream, const tVIQ_Image &image, u64 line) {
+    return move_lines(
+        image, 0, image.lines_per_strip, line,
+        [stream](u8 *bytes, std::size_t count) { return std::fwrite(bytes, 1, count, stream); });
+}
+
+bool get_lines(std::FILE *stream, const tVIQ_Image &image, u32 first, u32 lines, u64 line) {
+    return move_lines(image, first, lines, line, [stream](u8 *bytes, std::size_t count) {
+        return std::fread(bytes, 1, count, stream);
+    });
+}
+
+u32 lines_in_block(u64 line) {
+    constexpr u64 block = u64{128} * 1024;
+    return static_cast<u32>(std::clamp<u64>(block / std::max<u64>(line, 1), 1, 65536));
+}
+
+u32 put_blocks(const char *function, std::FILE *stream, const tVIQ_Image &image, u64 line,
+               block_filler fill) {
+    const u32 block_lines = std::min(lines_in_block(line), image.lines_per_strip);
+    u8 *block = scratch_bytes(scratch::file_lines, block_lines * line);
+    if (block == nullptr)
+        return report_no_memory(function, block_lines * line);
+    for (u32 first = 0; first < image.lines_per_strip; first += block_lines) {
+        const u32 lines = std::min(block_lines, image.lines_per_strip - first);
+        fill(image, first, lines, line, block);
+        std::fwrite(block, 1, static_cast<std::size_t>(lines * line), stream);
+    }
+    return success;
+}
+
+u32 report_format(const char *function, u16 format) {
+    return report(function, VIQ_ERR_UNSUPPORTED | format, "Unsupported image format");
 }
 
 u32 create_file(const char *function, write_state &state, const char *path, std::size_t buffer_size,
@@ -84,6 +174,20 @@ u32 check_written(const char *function, write_state &state) {
     return report(function, VIQ_ERR_SYSTEM, "Failed to write to file");
 }
 
+u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode) {
+    const strip_transfer transfer = {
+        .name = writer.name,
+        .sequence = &writer.state->sequence,
+        .refuse = writer.refuse,
+        .begin = begin_writing,
+        .process = write_strip,
+        .finish = finish_writing,
+        .abandon = close_writing,
+        .line = writer.line,
+    };
+    return run_transfer(transfer, hImage, mode, &writer);
+}
+
 u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
     read_state &state = *reader.state;
     if (mode == VIQ_STRIP_FINISH)
@@ -110,17 +214,52 @@ u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
 
 namespace {
 
+const strip_writer &writer_of(const strip_call &call) {
+    return *static_cast<const strip_writer *>(call.arguments);
+}
+
+u32 begin_writing(const strip_call &call) {
+    const strip_writer &writer = writer_of(call);
+    const u32 code = create_file(writer.name, *writer.state, call.in->outfilename,
+                                 writer.buffer_size, writer.mode);
+    if (!is_error(code) && writer.put_head != nullptr)
+        writer.put_head(writer.state->file.get(), *call.in);
+    return code;
+}
+
+u32 write_strip(const strip_call &call) {
+    const strip_writer &writer = writer_of(call);
+    const tVIQ_Image &image = *call.in;
+    if (image.lines_per_strip == 0)
+        return success;
+    if (!has_lines(image, image.lines_per_strip))
+        return report_no_data(writer.strip_name);
+    const u32 code = writer.put_strip(writer.state->file.get(), image);
+    return is_error(code) ? code : check_written(writer.strip_name, *writer.state);
+}
+
+u32 finish_writing(const strip_call &call) {
+    const strip_writer &writer = writer_of(call);
+    if (writer.put_tail != nullptr)
+        writer.put_tail(writer.state->file.get());
+    return close_writing(call);
+}
+
+u32 close_writing(const strip_call &call) {
+    return close_file(writer_of(call).name, writer_of(call).state->file);
+}
+
 u32 open_and_read_header(const strip_reader &reader, const strip_call &call) {
     read_state &state = *reader.state;
     tVIQ_Image &image = *call.in;
-    state.file.reset(std::fopen(image.infilename, reader.open_mode));
+    state.file.reset(std::fopen(image.infilename, "rb"));
     if (state.file == nullptr)
         return report(reader.name, VIQ_ERR_OPEN, "Failed to open file");
     if (reader.unbuffered)
         std::setvbuf(state.file.get(), nullptr, _IONBF, 0);
     u32 code = reader.read_header({state.file.get(), image, call.in_handle, 0});
     if (!is_error(code) && (image.width == 0 || image.height == 0))
-        code = report(reader.name, VIQ_ERR_CORRUPT, "Corrupt image");
+        code = report_corrupt(reader.name);
     if (!is_error(code))
         code = check_image(reader.name, call.in_handle, "VIQ_image_check failed");
     if (is_error(code))
@@ -132,7 +271,7 @@ u32 open_and_read_header(const strip_reader &reader, const strip_call &call) {
 u32 read_strip(const strip_reader &reader, u32 hImage, tVIQ_Image &image) {
     read_state &state = *reader.state;
     const bool last = clip_last_strip(image, state.sequence.lines_done);
-    u32 code = renew_strip(hImage);
+    u32 code = renew_strip(hImage, reader.line != nullptr ? reader.line(image, 0) : 0);
     if (is_error(code))
         return fail_reading(reader, report(reader.name, code, ""));
     code = reader.read_lines({state.file.get(), image, hImage, state.sequence.lines_done});

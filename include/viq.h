@@ -39,7 +39,8 @@
  * Lines. Line n starts n times VIQ_BYTES_PER_LINE bytes behind the start of the strip. A line is
  * its pixels and then as many padding bytes as make it a multiple of VIQ_LINE_ALIGNMENT (2 in a new
  * image). VIQ_image_check computes both; every operation calls it first. 1-bit images are the
- * exception: their lines are ceiling(width / 8) bytes, back to back.
+ * exception, to which the check gives a line of 0 bytes: their lines are ceiling(width / 8) bytes,
+ * back to back; readers set VIQ_BYTES_PER_LINE to what they have stored.
  *
  * Memory. The library allocates strips, filled with zeros, and frees or resizes only those. A
  * caller may set a buffer of its own with VIQ_image_set_ptr: with VIQ_FLAG_LOCKED it stays the
@@ -213,6 +214,16 @@ enum {
     VIQ_FILE_BMP = 10,    /**< Windows bitmap */
     VIQ_FILE_RAW = 11,    /**< bare pixels, write only */
     VIQ_FILE_WAVELET = 12 /**< the library's own wavelet stream */
+};
+
+/** Types of conversion lookup tables. */
+enum {
+    VIQ_CONV_LUT_RGB16_TO_PALETTED = 200,
+    VIQ_CONV_LUT_Y8_TO_PALETTED = 201,
+    VIQ_CONV_LUT_Y16_TO_PALETTED = 202,
+    VIQ_CONV_LUT_YUV422_TO_RGB16 = 203,
+    VIQ_CONV_LUT_YUV422_TO_RGB15 = 204,
+    VIQ_CONV_LUT_YUV422_TO_PALETTED = 205
 };
 
 /* ---- Records -------------------------------------------------------------------------------- */
@@ -635,7 +646,8 @@ VIQ_API u32 VIQ_print_Huffman_tables(u32 hImage);
  *   output      converter
  *   Y8 RGB15 RGB16 RGB24 BGR24 RGBX32 BGRX32 XBGR32 XRGB32
  *               VIQ_YUV422_to_... from YUV 4:2:2, VIQ_convert_to_... from the other formats
- *   PALETTED    VIQ_convert_to_paletted; not from YUV 4:2:2
+ *   PALETTED    VIQ_convert_to_paletted, by lookup table VIQ_convert_to_paletted_LUT; from YUV
+ *               4:2:2 always VIQ_YUV422_to_paletted_LUT
  *   RGB8 Y16    VIQ_convert_to_...; not from YUV 4:2:2
  *   YUV422      VIQ_convert_to_YUV422
  *   HSI         VIQ_YUV422_to_HSI; only from YUV 4:2:2
@@ -645,7 +657,7 @@ VIQ_API u32 VIQ_print_Huffman_tables(u32 hImage);
  *
  * Flags of the output choose the route; they keep their state although the first strip copies the
  * input's flags. VIQ_FLAG_USE_LUT asks for lookup tables on the way to paletted output, and from
- * YUV 4:2:2 to packed colour; without such a route the output format counts as unsupported.
+ * YUV 4:2:2 to packed colour (VIQ_YUV422_to_..._LUT); other routes do not look at it.
  * VIQ_FLAG_2 of the output is cleared, whether the route succeeds or fails.
  *
  * With VIQ_FLAG_DIB wOutFormat is not looked at, and the output becomes what a Windows
@@ -818,6 +830,14 @@ VIQ_API u32 VIQ_CK_destroy_UV_to_hue_LUT(void);
 
 /* ---- Colourmaps and paletted images --------------------------------------------------------- */
 
+/** Types of colourmap. */
+enum {
+    VIQ_CMAP_BLACK = 0, /**< all black */
+    VIQ_CMAP_NAMED = 1, /**< the 16 named colours */
+    VIQ_CMAP_GREY = 2,  /**< grey ramp */
+    VIQ_CMAP_CUBE = 3   /**< 3-3-2 colour cube */
+};
+
 /**
  * Fills the colourmap by type. 0: all black, the number of colours stays. 1: the 16 named colours
  * of VIQ_cmap_set_colour. 2: a grey ramp of 256. 3: the 3-3-2 cube of 256, where entry
@@ -933,6 +953,150 @@ VIQ_API u32 VIQ_convert_to_RGB8_dither(u32 hInImage, u32 hOutImage, u16 wStripCo
  */
 VIQ_API u32 VIQ_paletted_to_RGB24_or_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
 
+/* ---- Conversion lookup tables --------------------------------------------------------------- */
+
+/*
+ * Six tables hold the results of slow conversions. There is one of each type for the whole library,
+ * from its generation or loading until it is destroyed. A table of colourmap indices is tied to the
+ * colourmap that it was made from: after that changes, generate it again.
+ *   type  from       to        entries            index
+ *   200   RGB16      index     65536              the pixel
+ *   201   Y8         index     256                the pixel
+ *   202   Y16        index     2 ^ data width     the pixel; a data width of 9 to 16
+ *   203   YUV422     RGB16     524288             Y >> 1 << 12 | U >> 2 << 6 | V >> 2
+ *   204   YUV422     RGB15     524288             as 203
+ *   205   YUV422     index     32768              Y >> 3 << 10 | U >> 3 << 5 | V >> 3
+ * An index is a byte, that of the nearest colour of the image's colourmap
+ * (VIQ_cmap_find_closest_colour); RGB16 and RGB15 are words. The colours of an entry are those of
+ * the lowest components that share its index: a Y16 pixel counts with its upper 8 bits, RGB16 is
+ * unpacked as by the converters, YUV converted as by VIQ_YUV422_to_RGB24.
+ *
+ * A table of type 202 remembers the data width that it was made for. Saving, loading and converting
+ * with another one is refused: 0x10050000 "LUT does not fit the data width".
+ */
+
+/**
+ * Makes the table of a type, or makes it again, in the way and with the errors of
+ * VIQ_generate_..._LUT. Types 203 and 204 do not look at the image, but it must exist.
+ * Errors: 0x10070000 "LUT function not available for this image pixel format", unknown type.
+ */
+VIQ_API u32 VIQ_image_conv_LUT_generate(u32 hImage, u16 wLUTType);
+
+/**
+ * Frees the table of a type; a missing one is no error.
+ * Errors: 0x10070000 "LUT function not available for this image pixel format", unknown type.
+ */
+VIQ_API u32 VIQ_image_conv_LUT_destroy(u16 wLUTType);
+
+/**
+ * Writes the bytes of a table to a file, in index order with nothing around them; words in the
+ * machine's own byte order. For type 202 the image says the data width.
+ * Errors: 0x10070000 "Unrecognized LUT type"; 0x100b0000 "LUT not generated", and no file is made;
+ * 0x10090000 "Failed to create file"; 0x100a0000 "Failed to close file", also for bytes that do not
+ * reach the file.
+ */
+VIQ_API u32 VIQ_image_conv_LUT_save(u32 hImage, u16 wLUTType, const char *pszFileName);
+
+/**
+ * Reads a table from a file of VIQ_image_conv_LUT_save. For type 202 the image says the data width.
+ * A failure leaves the table that is there, or none, as it was.
+ * Errors: 0x10070000 "Unrecognized LUT type"; 0x10090000 "Failed to create file", the file cannot
+ * be opened; 0x100b0000 "Incorrect number of bytes read - correct LUT selected?"; 0x100a0000
+ * "Failed to close file"; for a new table those of VIQ_generate_..._LUT for data width and memory.
+ */
+VIQ_API u32 VIQ_image_conv_LUT_load(u32 hImage, u16 wLUTType, const char *pszFileName);
+
+/**
+ * Makes the table of type 200 for the image's colourmap.
+ * Errors: 0x100b0000 "Colourmap is NULL"; 0x10060000 "Unable to generate RGB16 to paletted LUT".
+ */
+VIQ_API u32 VIQ_generate_RGB16_to_paletted_LUT(u32 hImage);
+
+/**
+ * Makes the table of type 201 for the image's colourmap.
+ * Errors: 0x100b0000 "Colourmap is NULL"; 0x10060000 "Unable to generate Y8 to paletted LUT".
+ */
+VIQ_API u32 VIQ_generate_Y8_to_paletted_LUT(u32 hImage);
+
+/**
+ * Makes the table of type 202 for the image's colourmap and data width.
+ * Errors: 0x10050000 "data width should > 8 (and <= 16)", "data width should <= 16 (and > 8)";
+ * 0x100b0000 "Colourmap is NULL"; 0x10060000 "Unable to generate Y16 to paletted LUT".
+ */
+VIQ_API u32 VIQ_generate_Y16_to_paletted_LUT(u32 hImage);
+
+/** Makes the table of type 203. Errors: 0x10060000 "Unable to generate YUV to RGB16 LUT". */
+VIQ_API u32 VIQ_generate_YUV422_to_RGB16_LUT(void);
+
+/** Makes the table of type 204. Errors: 0x10060000 "Unable to generate YUV to RGB15 LUT". */
+VIQ_API u32 VIQ_generate_YUV422_to_RGB15_LUT(void);
+
+/**
+ * Makes the table of type 205 for the image's colourmap.
+ * Errors: 0x100b0000 "Colourmap is NULL"; 0x10060000 "Unable to generate YUV to paletted LUT".
+ */
+VIQ_API u32 VIQ_generate_YUV422_to_paletted_LUT(u32 hImage);
+
+/** Frees the table of type 200. Returns 0. */
+VIQ_API u32 VIQ_destroy_RGB16_to_paletted_LUT(void);
+
+/** Frees the table of type 201. Returns 0. */
+VIQ_API u32 VIQ_destroy_Y8_to_paletted_LUT(void);
+
+/** Frees the table of type 202. Returns 0. */
+VIQ_API u32 VIQ_destroy_Y16_to_paletted_LUT(void);
+
+/** Frees the table of type 203. Returns 0. */
+VIQ_API u32 VIQ_destroy_YUV422_to_RGB16_LUT(void);
+
+/** Frees the table of type 204. Returns 0. */
+VIQ_API u32 VIQ_destroy_YUV422_to_RGB15_LUT(void);
+
+/** Frees the table of type 205. Returns 0. */
+VIQ_API u32 VIQ_destroy_YUV422_to_paletted_LUT(void);
+
+/*
+ * Converters by table follow the protocol of the others. The first strip makes a missing table,
+ * one of indices with the input's colourmap; the errors are those of VIQ_generate_..._LUT.
+ * Those from YUV 4:2:2 refuse what VIQ_YUV422_to_RGB24 refuses.
+ */
+
+/**
+ * To PALETTED from RGB16, Y8 and Y16 by the tables of type 200, 201 and 202. A Y16 pixel beyond
+ * its data width takes the table's last entry.
+ */
+VIQ_API u32 VIQ_convert_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to RGB16 by the table of type 203. */
+VIQ_API u32 VIQ_YUV422_to_RGB16_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to RGB15 by the table of type 204. */
+VIQ_API u32 VIQ_YUV422_to_RGB15_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** From YUV 4:2:2 to PALETTED by the table of type 205. */
+VIQ_API u32 VIQ_YUV422_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * From YUV 4:2:2 to R, G, B by the table of type 203, whose RGB16 words are unpacked as by the
+ * converters: coarser than VIQ_YUV422_to_RGB24.
+ */
+VIQ_API u32 VIQ_YUV422_to_RGB24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** The same to B, G, R. */
+VIQ_API u32 VIQ_YUV422_to_BGR24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** The same to R, G, B, X. */
+VIQ_API u32 VIQ_YUV422_to_RGBX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** The same to B, G, R, X. */
+VIQ_API u32 VIQ_YUV422_to_BGRX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** The same to X, B, G, R. */
+VIQ_API u32 VIQ_YUV422_to_XBGR32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** The same to X, R, G, B. */
+VIQ_API u32 VIQ_YUV422_to_XRGB32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
 /* ---- Files ---------------------------------------------------------------------------------- */
 
 /*
@@ -1013,6 +1177,94 @@ VIQ_API u32 VIQ_write_BMP_file(u32 hImage, u16 wMode);
  * complete image can be written". Other errors as in VIQ_write_BMP_file.
  */
 VIQ_API u32 VIQ_image_write_BMP_buffer(u32 hImage, u8 *pBuffer, u32 *pdwSize, u16 wMode);
+
+/**
+ * Reads an uncompressed TIFF file of either byte order: the first picture, chunky, in any number of
+ * TIFF strips. With 0 lines per strip only the header is read and the image's parameters are set.
+ *   grey 1 bit          VIQ_Y1, lines of ceiling(width / 8) bytes
+ *   grey 8 bits         VIQ_Y8; 0 is black also where the file says that it is white
+ *   grey 9 to 16 bits   VIQ_Y16 with that data width; two bytes a sample, taken as big-endian in
+ *                       files of both orders
+ *   palette 4, 8 bits   VIQ_PALETTED of 256 colours, of which the file sets as many as it has
+ *   RGB 24 bits         VIQ_RGB24
+ * Every TIFF strip that the height calls for must lie in the file. A failure closes the file.
+ * Errors: 0x10090000 "Failed to open file"; 0x100c0000 "Expecting 'MM' or 'II'", "Expecting 42",
+ * "expecting 1 entry in NewSubFileType", "... ImageWidth", "... ImageLength", "... Compression",
+ * "expecting single full resolution image"; 0x10070000 "expecting 1 entry in PhotometricInterp",
+ * "... SamplesPerPixeltr", "... RowsPerStrip", "unsupported image", "compressed TIFF images not
+ * supported", "unsupported image type", "unsupported TIFF format"; 0x10050000 "0 rows per strip";
+ * 0x10050000 "Corrupt image" for a width or height of 0 and for lists, colour maps and lines beyond
+ * the end of the file; 0x100b0000 "Colourmap is NULL"; the check's code with "VIQ_image_check
+ * failed".
+ */
+VIQ_API u32 VIQ_read_TIFF_file(u32 hImage, u16 wMode);
+
+/**
+ * Writes an uncompressed big-endian TIFF file with one TIFF strip: VIQ_Y1, VIQ_Y8, VIQ_Y16 (its
+ * data width as the bits per sample, two bytes each), VIQ_RGB24, VIQ_CMYK32, and VIQ_PALETTED of
+ * 256 colours. Lines go without their padding.
+ * Errors: 0x1007xxxx "Unsupported image format", xxxx being the pixel format; 0x1007xxxx
+ * "Unsupported palette/colourmap size", xxxx being the number of colours; 0x10070000 "Image too
+ * large for a TIFF file", a side above 65535 or 4 GiB; 0x100b0000 "Colourmap is NULL"; 0x10090000
+ * "Failed to create file".
+ */
+VIQ_API u32 VIQ_write_TIFF_file(u32 hImage, u16 wMode);
+
+/** A 16-bit value of a TIFF file: big-endian for order 77 ("M"), else little-endian. */
+VIQ_API u16 TIFF_read_ui16(FILE *f, u16 wOrder);
+
+/** A 32-bit value of a TIFF file: big-endian for order 77 ("M"), else little-endian. */
+VIQ_API u32 TIFF_read_ui32(FILE *f, u16 wOrder);
+
+/** A value of a TIFF file by field type: 16 bits for type 3, 32 bits for any other one. */
+VIQ_API u32 TIFF_read_data(FILE *f, u16 wOrder, u16 wType);
+
+/**
+ * Reads an uncompressed TGA file: grey as VIQ_Y8, true colour of 15, 16 or 24 bits as VIQ_RGB24.
+ * Words of 15 and 16 bits hold five bits each of red, green and blue, blue lowest, and are unpacked
+ * like VIQ_RGB15. Lines are taken in file order whatever the header says, pixels right behind the
+ * 18 bytes of the header. Grey lines are taken with the padding that the image's line alignment
+ * gives them: set that to 1 to read files of other programs at every width. A failure closes the
+ * file.
+ * Errors: 0x10090000 "Failed to open file"; 0x10070000 "unsupported image", it has a colourmap;
+ * 0x10070000 "unsupported image type"; 0x10050000 "Corrupt image" for a width or height of 0 and
+ * for a file too short for them; the check's code with "VIQ_image_check failed".
+ */
+VIQ_API u32 VIQ_read_TGA_file(u32 hImage, u16 wMode);
+
+/**
+ * Writes an uncompressed TGA file, top line first: VIQ_Y8, VIQ_RGB15 as 16 bits in memory order,
+ * VIQ_RGB24 as blue, green, red. Lines of Y8 and RGB15 go with their padding: a line alignment of 1
+ * gives files that other programs read at every width.
+ * Errors: 0x1007xxxx "Unsupported image format", xxxx being the pixel format; 0x10070000 "Image too
+ * large for a TGA file", a side above 65535; 0x10090000 "Failed to create file".
+ */
+VIQ_API u32 VIQ_write_TGA_file(u32 hImage, u16 wMode);
+
+/**
+ * Reads an EPS file of VIQ_write_EPS_file; other PostScript is not understood. Files of language
+ * level 2 give VIQ_PALETTED, whose number of colours is the number in the file, the index of the
+ * last colour; others give VIQ_Y1, VIQ_Y8 or VIQ_RGB24. Digits may have white space anywhere
+ * between them. Padding bytes become 0. A failure closes the file.
+ * Errors: 0x10090000 "Failed to open file"; 0x100c0000 "Expecting hexadecimal digits"; 0x10020000
+ * "Unexpected EOF read", reported as "fread_word_ascii"; 0x10050000 "Corrupt image" for a width or
+ * height of 0, for a file too short for them and for more than 256 colours; 0x100b0000 "Colourmap
+ * is NULL"; the check's code with "VIQ_image_check failed".
+ */
+VIQ_API u32 VIQ_read_EPS_file(u32 hImage, u16 wMode);
+
+/**
+ * Writes VIQ_Y1, VIQ_Y8, VIQ_PALETTED or VIQ_RGB24 as Encapsulated PostScript that prints the
+ * picture centred on a page of 522 x 720 points, turned by 90 degrees where it is wider than high.
+ * The spare text of the image becomes the creator. Lines of VIQ_Y1 are padded to the line alignment
+ * like all others, unless VIQ_BYTES_PER_LINE says ceiling(width / 8), as after reading a TIFF file.
+ * VIQ_STRIP_FINISH closes the file without its trailer. The dictionary of paletted files is not one
+ * that PostScript interpreters accept: those files are for VIQ_read_EPS_file.
+ * Errors: 0x1007xxxx "Unsupported image format", xxxx being the pixel format; 0x10050000 "Corrupt
+ * image" for a width or height of 0; 0x100b0000 "Colourmap is NULL"; 0x10090000 "Failed to create
+ * file".
+ */
+VIQ_API u32 VIQ_write_EPS_file(u32 hImage, u16 wMode);
 
 /* ---- Wavelet images -------------------------------------------------------------------------
  *

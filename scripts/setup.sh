@@ -8,7 +8,7 @@ packages=(
     clang libclang-rt-14-dev clang-format clang-tidy
     libcli11-dev nlohmann-json3-dev googletest libgtest-dev libbenchmark-dev
     g++-mingw-w64-i686-posix
-    imagemagick
+    imagemagick libtiff-tools netpbm ghostscript
 )
 for argument in "$@"; do
     case "$argument" in

@@ -81,6 +81,33 @@ done
 expect 0 "identical" "$tool" compare camera.bmp camera.bmp
 expect 1 "sizes differ: 600 x 400 and 451 x 300" "$tool" compare coffee.bmp chelsea.bmp
 
+# The other kinds of files keep pictures too, also in strips and of odd width.
+for kind in tif:TIFF tga:TGA eps:EPS; do
+    for name in chelsea camera; do
+        expect 0 "" convert --strip 7 "$name.bmp" "out.${kind%:*}"
+        expect 0 ": ${kind#*:}, " "$tool" info "out.${kind%:*}"
+        expect 0 "identical" "$tool" compare "$name.bmp" "out.${kind%:*}"
+    done
+    expect 0 "" convert --format paletted coffee.bmp "out.${kind%:*}"
+    expect 0 "dB" "$tool" compare --tolerance 130 coffee.bmp "out.${kind%:*}"
+done
+
+# Lookup tables are made, kept and used; a loaded one gives what a fresh one gives.
+for type in 200 201 202 203 204 205; do
+    expect 0 "table $type generated" "$tool" lut generate "$type" --save "table$type"
+    expect 0 "table $type generated" "$tool" lut apply "$type" coffee.bmp fresh.bmp
+    expect 0 "table $type loaded" "$tool" lut apply "$type" --load "table$type" coffee.bmp out.bmp
+    expect 0 "" cmp fresh.bmp out.bmp
+done
+expect 0 "dB" "$tool" compare --tolerance 100 coffee.bmp fresh.bmp
+expect 0 "" convert --format paletted coffee.bmp palette.tif
+expect 0 "generated" "$tool" lut apply 200 --palette palette.tif coffee.bmp out.bmp
+expect_error "Incorrect number of bytes" "$tool" lut apply 205 --load table200 coffee.bmp out.bmp
+expect_error "camera.tif: " "$tool" lut generate 205 --palette camera.tif
+expect_error "TYPE" "$tool" lut generate 199
+expect_error "nowhere/table: Failed to create file" "$tool" lut generate 201 --save nowhere/table
+rm -f table* fresh.bmp palette.tif
+
 # Raw data is the bare pixels.
 expect 0 "" convert --format yuv422 coffee.bmp out.raw
 expect 0 "480000" stat -c %s out.raw

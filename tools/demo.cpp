@@ -1,12 +1,14 @@
 #include "tools/demo.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
 
 #include "tools/compare.h"
+#include "tools/lut.h"
 #include "tools/page.h"
 #include "tools/pipeline.h"
 #include "tools/samples.h"
@@ -26,12 +28,13 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to, con
 pipeline convert_pipeline(const recipe &what, const std::string &file);
 image upright_dib(const recipe &what, const std::string &file);
 image as_rgb24(const std::string &file);
+image cube_paletted(const recipe &what, const image &original, std::string &note);
 double distance(const image &original, const image &result);
 route_table run_every_route(const std::string &file);
 double run_route(const image &original, u16 from, u16 to);
 void print_table(const std::vector<gallery> &galleries);
 
-enum class way { convert, dither, dib };
+enum class way { convert, dither, dib, search, table };
 
 struct recipe {
     const char *group;
@@ -120,6 +123,8 @@ constexpr recipe recipes[] = {
      VIQ_PALETTED,
      {256, 3}},
     {palettes, "dithered", "3-3-2 dithered", "the same cube with carried remainders", way::dither},
+    {palettes, "search", "3-3-2 cube by search", "each colour searched once", way::search},
+    {palettes, "table", "3-3-2 cube by table", "16-bit colour looked up", way::table},
     {dibs, "dib", "DIB", "depth chosen by the picture, shown upright", way::dib},
     {dibs, "dib8", "DIB, 8 bits", "with its colourmap", way::dib, VIQ_PALETTED, {}, 8},
     {dibs, "dib16", "DIB, 16 bits", "RGB15", way::dib, VIQ_PALETTED, {}, 16},
@@ -180,8 +185,9 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     const std::string file = from.string();
     image held;
     pipeline line;
-    if (what.how == way::dib) {
-        held = upright_dib(what, file);
+    std::string note = what.note;
+    if (what.how == way::dib || what.how == way::search || what.how == way::table) {
+        held = what.how == way::dib ? upright_dib(what, file) : cube_paletted(what, original, note);
         line = {file, held.handle, {}};
         route rest = route_from(picture_of(held.handle));
         extend_to_any(rest, bmp().accepts, file);
@@ -192,7 +198,7 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     run_to_file(line, bmp(), to.string());
     const picture result = read_header(to.string());
     return {
-        what.group,        what.name,    what.note,     to.filename().string(),
+        what.group,        what.name,    note,          to.filename().string(),
         fs::file_size(to), result.width, result.height, distance(original, as_rgb24(to.string()))};
 }
 
@@ -230,6 +236,42 @@ image as_rgb24(const std::string &file) {
     route r = route_from(read_header(file));
     extend(r, VIQ_RGB24, file);
     return run_to_memory({file, 0, r.steps});
+}
+
+// The colours of the cube, once by searching for the nearest and once by the table; a table takes
+// the picture as RGB16.
+image cube_paletted(const recipe &what, const image &original, std::string &note) {
+    constexpr u16 cube = 3;
+    constexpr u16 table = VIQ_CONV_LUT_RGB16_TO_PALETTED;
+    using milliseconds = std::chrono::duration<double, std::milli>;
+    const bool by_table = what.how == way::table;
+    image in;
+    image out;
+    check(VIQ_image_convert(original.handle, in.handle, by_table ? VIQ_RGB16 : VIQ_RGB24, 0,
+                            VIQ_STRIP_NEXT),
+          what.name);
+    VIQ_cmap_set_type(in.handle, cube);
+    if (!by_table) // bins without colours of their own: every colour is searched for
+        check(VIQ_cmap_generate(in.handle, 256, VIQ_STRIP_NEXT), what.name);
+    const auto begin = std::chrono::steady_clock::now();
+    if (by_table)
+        check(VIQ_image_conv_LUT_generate(in.handle, table), what.name);
+    const auto made = std::chrono::steady_clock::now();
+    check((by_table ? VIQ_convert_to_paletted_LUT : VIQ_convert_to_paletted)(in.handle, out.handle,
+                                                                             VIQ_STRIP_NEXT),
+          what.name);
+    const milliseconds converting = std::chrono::steady_clock::now() - made;
+    char text[80];
+    std::snprintf(text, sizeof text, ": %.2f ms", converting.count());
+    note += text;
+    if (by_table) {
+        std::snprintf(text, sizeof text, ", and %.2f ms to make the table",
+                      milliseconds(made - begin).count());
+        note += text;
+        VIQ_image_conv_LUT_destroy(table);
+    }
+    std::printf("%-32s%s\n", what.name, note.c_str());
+    return out;
 }
 
 double distance(const image &original, const image &result) {

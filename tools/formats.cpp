@@ -26,6 +26,9 @@ constexpr format_name names[] = {
 
 const std::vector<file_kind> kinds = {
     {VIQ_FILE_BMP, "BMP", ".bmp", {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED}},
+    {VIQ_FILE_TIFF, "TIFF", ".tif", {VIQ_RGB24, VIQ_Y8, VIQ_Y16, VIQ_PALETTED, VIQ_Y1, VIQ_CMYK32}},
+    {VIQ_FILE_TGA, "TGA", ".tga", {VIQ_RGB24, VIQ_Y8, VIQ_RGB15}, true},
+    {VIQ_FILE_EPS, "EPS", ".eps", {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_Y1}},
     {VIQ_FILE_RAW,
      "raw data",
      ".raw",
@@ -61,16 +64,25 @@ const file_kind &kind_of_path(const std::string &path) {
     });
     if (row != kinds.end())
         return *row;
-    std::string known;
-    for (const file_kind &k : kinds)
-        known += (known.empty() ? "" : " ") + std::string(k.extension);
-    throw failure{path + ": unknown output extension (known: " + known + ")"};
+    throw failure{path + ": unknown output extension (known: " + known_extensions() + ")"};
 }
 
 std::string kind_name(u16 code) {
     const auto row = std::find_if(kinds.begin(), kinds.end(),
                                   [code](const file_kind &k) { return k.code == code; });
     return row == kinds.end() ? "file format " + std::to_string(code) : row->name;
+}
+
+bool is_packed(u16 code) {
+    return std::any_of(kinds.begin(), kinds.end(),
+                       [code](const file_kind &k) { return k.code == code && k.packed; });
+}
+
+std::string known_extensions() {
+    std::string known;
+    for (const file_kind &k : kinds)
+        known += (known.empty() ? "" : " ") + std::string(k.extension);
+    return known;
 }
 
 } // namespace tool

@@ -28,11 +28,18 @@ struct file_kind {
     const char *name;
     const char *extension;    // with its dot, lower case
     std::vector<u16> accepts; // pixel formats that the writer takes, the preferred first
+    bool packed = false;      // lines stand in the file with the padding that the image gives them
 };
 
 // The kind that the path's extension asks for; an unknown one is a failure.
 const file_kind &kind_of_path(const std::string &path);
 
 std::string kind_name(u16 code);
+
+// Whether lines of such files must not be padded in the image.
+bool is_packed(u16 code);
+
+// All extensions, with blanks between them.
+std::string known_extensions();
 
 } // namespace tool

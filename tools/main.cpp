@@ -14,6 +14,7 @@
 #include "tools/formats.h"
 #include "tools/image.h"
 #include "tools/info.h"
+#include "tools/lut.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ using action = std::function<int()>;
 action info_verb(CLI::App &app);
 action convert_verb(CLI::App &app);
 action compare_verb(CLI::App &app);
+action lut_verb(CLI::App &app);
 action demo_verb(CLI::App &app);
 
 // Declares the arguments of a verb and returns what the verb does.
@@ -36,6 +38,7 @@ constexpr verb verbs[] = {
     {"convert", "Convert a picture file; the output's extension names its type", convert_verb},
     {"compare", "Print PSNR and largest difference; exit status 1 when pictures differ",
      compare_verb},
+    {"lut", "Generate, save and apply the lookup tables of conversions", lut_verb},
     {"demo", "Convert the sample photographs in every way and write a page that shows them",
      demo_verb},
 };
@@ -104,7 +107,7 @@ action convert_verb(CLI::App &app) {
         ->check(CLI::Range(1, 32));
     app.add_flag("--small", options->wavelet.small, "Smaller .dwt files, in more time");
     app.add_option("IN", options->in, "Picture to read")->required();
-    app.add_option("OUT", options->out, "File to write: .bmp, .dwt or .raw")->required();
+    app.add_option("OUT", options->out, "File to write: " + tool::known_extensions())->required();
     return [options] { return tool::convert(*options); };
 }
 
@@ -117,6 +120,35 @@ action compare_verb(CLI::App &app) {
     app.add_option("A", options->a, "A picture")->required();
     app.add_option("B", options->b, "A picture")->required();
     return [options] { return tool::compare(*options); };
+}
+
+action lut_verb(CLI::App &app) {
+    const auto options = std::make_shared<tool::lut_options>();
+    const auto chosen = std::make_shared<action>();
+    app.require_subcommand(1);
+    const auto declare = [&](const char *name, const char *purpose,
+                             int (*run)(const tool::lut_options &)) {
+        CLI::App *command = app.add_subcommand(name, purpose);
+        command->add_option("TYPE", options->type, tool::lut_types())
+            ->required()
+            ->check(CLI::Range(200, 205));
+        command
+            ->add_option("--palette", options->palette, "cube, ramp, named, or a paletted picture")
+            ->capture_default_str();
+        command->add_option("--data-width", options->data_width, "Bits of 16-bit grey")
+            ->capture_default_str()
+            ->check(CLI::Range(9, 16));
+        command->add_option("--save", options->save, "File to save the table to");
+        command->add_option("--load", options->load, "File to load the table from");
+        command->callback([=] { *chosen = [=] { return run(*options); }; });
+        return command;
+    };
+    declare("generate", "Make a table, or load it, and save it", tool::lut_generate);
+    CLI::App *apply = declare("apply", "Convert a picture by a table", tool::lut_apply);
+    apply->add_option("IN", options->in, "Picture to read")->required();
+    apply->add_option("OUT", options->out, "File to write: " + tool::known_extensions())
+        ->required();
+    return [chosen] { return (*chosen)(); };
 }
 
 action demo_verb(CLI::App &app) {

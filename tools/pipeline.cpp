@@ -16,7 +16,14 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-void open_source(u32 handle, const std::string &file);
+void open_source(u32 handle, const std::string &file, bool packed = false);
+void use_whole_colourmap(u32 strip);
+// TIFF files hold a full colourmap.
+void use_whole_colourmap(u32 strip) {
+    if (format_of(strip) == VIQ_PALETTED)
+        VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
+}
+
 strip_sink palette_sink(const palette_rule &rule, const std::string &file, image &palette);
 void pump(const pipeline &line, std::size_t steps, const std::vector<image> &palettes,
           const strip_sink &sink);
@@ -36,7 +43,7 @@ picture picture_of(u32 handle) {
             static_cast<u16>(
                 format == VIQ_PALETTED ? VIQ_image_get_parameter(handle, VIQ_NUM_COLOURS) : 0),
             VIQ_image_is_colour(handle) == 1,
-            VIQ_get_bytes_per_line(handle)};
+            format == VIQ_Y1 ? (VIQ_get_width(handle) + 7) / 8 : VIQ_get_bytes_per_line(handle)};
 }
 
 picture read_header(const std::string &file) {
@@ -67,6 +74,8 @@ void run_to_file(const pipeline &line, const file_kind &kind, const std::string 
         bool open = false;
         const auto write = [&](u32 strip, bool last) {
             check(VIQ_image_set_outfilename(strip, draft.c_str()), path);
+            if (kind.code == VIQ_FILE_TIFF)
+                use_whole_colourmap(strip);
             open = true;
             check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
             open = !last;
@@ -75,7 +84,9 @@ void run_to_file(const pipeline &line, const file_kind &kind, const std::string 
             if (open)
                 VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
         };
-        run(line, {write, abandon});
+        pipeline whole = line;
+        whole.packed = line.packed || kind.packed;
+        run(whole, {write, abandon});
     });
 }
 
@@ -120,8 +131,10 @@ route route_from(const picture &start) {
 namespace {
 
 // The header alone arrives when both the height and the lines of a strip are 0.
-void open_source(u32 handle, const std::string &file) {
+void open_source(u32 handle, const std::string &file, bool packed) {
     check(VIQ_image_set_infilename(handle, file.c_str()), file);
+    if (packed || is_packed(static_cast<u16>(VIQ_image_find_file_format(file.c_str()))))
+        VIQ_image_set_parameter(handle, VIQ_LINE_ALIGNMENT, 1);
     VIQ_image_set_parameter(handle, VIQ_HEIGHT, 0);
     VIQ_image_set_parameter(handle, VIQ_LINES_PER_STRIP, 0);
     check(VIQ_image_read(handle, 0, VIQ_STRIP_NEXT), file);
@@ -155,7 +168,7 @@ void pump(const pipeline &line, std::size_t steps, const std::vector<image> &pal
     std::vector<image> stages(steps + 1);
     const u32 source = line.held != 0 ? line.held : stages[0].handle;
     if (line.held == 0)
-        open_source(source, line.file);
+        open_source(source, line.file, line.packed);
     const u32 height = VIQ_get_height(source);
     if (line.held == 0)
         VIQ_image_set_parameter(source, VIQ_LINES_PER_STRIP, std::min(line.lines, height));
@@ -214,7 +227,7 @@ fs::path unused_name_beside(const fs::path &path) {
     auto number = std::chrono::steady_clock::now().time_since_epoch().count() % 100000;
     fs::path name;
     do
-        name = path.string() + "." + std::to_string(number++);
+        name = fs::path(path).replace_filename(".v" + std::to_string(number++));
     while (fs::exists(name, none));
     return name;
 }

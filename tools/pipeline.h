@@ -30,7 +30,8 @@ struct pipeline {
     std::string file; // also the name in error texts
     u32 held = 0;     // an image with the whole picture, read instead of the file
     std::vector<step> steps;
-    u32 lines = 64; // of a strip
+    u32 lines = 64;      // of a strip
+    bool packed = false; // lines without padding
 };
 
 struct strip_sink {

@@ -18,13 +18,14 @@ void unpack_hsi(const u8 *from, u8 *rgb);
 
 struct unpack_row {
     u16 format;
-    void (*pixel)(const u8 *from, u8 *rgb); // four bytes to three
+    void (*pixel)(const u8 *from, u8 *rgb); // four bytes to three; null: one bit
 };
 
 constexpr unpack_row rows[] = {
     {VIQ_XRGB32, unpack_xrgb},
     {VIQ_CMYK32, unpack_cmyk},
     {VIQ_HSI, unpack_hsi},
+    {VIQ_Y1, nullptr},
 };
 
 const unpack_row *find_row(u16 format) {
@@ -51,7 +52,11 @@ u32 unpack_strip(u16 format, u32 in, u32 out, u16 command) {
     const pixels target = pixels_of(out);
     for (u32 y = 0; y < source.lines; ++y)
         for (std::size_t x = 0; x < source.width; ++x)
-            row->pixel(source.line(y) + 4 * x, target.line(y) + 3 * x);
+            if (row->pixel != nullptr)
+                row->pixel(source.line(y) + 4 * x, target.line(y) + 3 * x);
+            else
+                std::memset(target.line(y) + 3 * x, source.line(y)[x / 8] << x % 8 & 128 ? 255 : 0,
+                            3);
     return 0;
 }
 

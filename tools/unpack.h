@@ -1,5 +1,5 @@
 // Formats that the library makes but does not turn back: the tool unpacks them to RGB24 for
-// showing.
+// showing. So do 1-bit pictures, which only files hold.
 #pragma once
 
 #include "viq.h"

@@ -1,0 +1,214 @@
+// Converters that look their results up.
+#include <algorithm>
+#include <iterator>
+
+#include "convert/converter.h"
+#include "convert/lut.h"
+#include "convert/pixel_formulas.h"
+#include "core/image.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+u32 run_by_table(u16 target, u32 hInImage, u32 hOutImage, u16 command);
+verdict accept_for_paletted(const strip_call &call);
+u32 make_missing_table(const strip_call &call);
+u32 convert_by_table(const strip_call &call);
+
+strip_sequence sequences[10];
+
+constexpr converter make_by_table(const char *name, const char *worker_name,
+                                  strip_sequence &sequence, u16 target) {
+    converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
+    made.operation.refuse = demand_even_yuv422;
+    made.operation.accept = nullptr;
+    made.operation.complete = make_missing_table;
+    made.operation.process = convert_by_table;
+    return made;
+}
+
+constexpr converter make_to_paletted() {
+    converter made =
+        make_by_table(VIQ_NAMES(VIQ_convert_to_paletted_LUT), sequences[9], VIQ_PALETTED);
+    made.accepted = formats(VIQ_RGB16, VIQ_Y8, VIQ_Y16);
+    made.operation.refuse = nullptr;
+    made.operation.accept = accept_for_paletted;
+    return made;
+}
+
+constexpr converter from_yuv422[] = {
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGB24_LUT), sequences[0], VIQ_RGB24),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_BGR24_LUT), sequences[1], VIQ_BGR24),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGBX32_LUT), sequences[2], VIQ_RGBX32),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_BGRX32_LUT), sequences[3], VIQ_BGRX32),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_XBGR32_LUT), sequences[4], VIQ_XBGR32),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_XRGB32_LUT), sequences[5], VIQ_XRGB32),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGB16_LUT), sequences[6], VIQ_RGB16),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGB15_LUT), sequences[7], VIQ_RGB15),
+    make_by_table(VIQ_NAMES(VIQ_YUV422_to_paletted_LUT), sequences[8], VIQ_PALETTED),
+};
+
+constexpr converter to_paletted = make_to_paletted();
+
+} // namespace
+
+u32 VIQ_convert_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(to_paletted, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_RGB24, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGR24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_BGR24, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGBX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_RGBX32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGRX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_BGRX32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XBGR32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_XBGR32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XRGB32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_XRGB32, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB16_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_RGB16, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB15_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_RGB15, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_by_table(VIQ_PALETTED, hInImage, hOutImage, wStripCommand);
+}
+
+namespace {
+
+// ---- Rows
+
+using lut_row = void (*)(const u8 *source, u8 *target, u32 pixels, const lut_view &,
+                         const row_options &);
+
+void row_by_byte(const u8 *source, u8 *target, u32 pixels, const lut_view &lut,
+                 const row_options &) {
+    for (u32 x = 0; x < pixels; ++x)
+        target[x] = lut.bytes[source[x]];
+}
+
+// A word beyond the table reads its last entry.
+void row_by_word(const u8 *source, u8 *target, u32 pixels, const lut_view &lut,
+                 const row_options &) {
+    const u32 last = lut.entries - 1;
+    for (u32 x = 0; x < pixels; ++x, source += 2)
+        target[x] = lut.bytes[std::min<u32>(load_word(source), last)];
+}
+
+template <u16 target> VIQ_FORMULA u32 luma_index(u8 y) {
+    return target == VIQ_PALETTED ? (y & 0xF8u) << 7 : u32{y} >> 1 << 12;
+}
+
+template <u16 target> VIQ_FORMULA u32 chroma_index(u8 u, u8 v) {
+    return target == VIQ_PALETTED ? (u & 0xF8u) << 2 | u32{v} >> 3 : u32{u} >> 2 << 6 | u32{v} >> 2;
+}
+
+template <u16 target>
+VIQ_FORMULA void put_entry(u8 *pixel, u32 index, const lut_view &lut, const row_options &options) {
+    if constexpr (target == VIQ_PALETTED) {
+        *pixel = lut.bytes[index];
+    } else {
+        const u32 word = load_word(lut.bytes + std::size_t{2} * index);
+        if constexpr (target == VIQ_RGB15 || target == VIQ_RGB16)
+            store_word(pixel, word);
+        else
+            pack<target>(pixel, unpack_rgb16(word), options);
+    }
+}
+
+template <u16 target>
+void row_by_yuv(const u8 *source, u8 *to, u32 pixels, const lut_view &lut,
+                const row_options &options) {
+    constexpr u32 size = pixel_bytes(target);
+    for (u32 x = 0; x < pixels; x += 2, source += 4, to += std::size_t{2} * size) {
+        const u32 chroma = chroma_index<target>(source[1], source[3]);
+        put_entry<target>(to, luma_index<target>(source[0]) | chroma, lut, options);
+        put_entry<target>(to + size, luma_index<target>(source[2]) | chroma, lut, options);
+    }
+}
+
+// ----
+
+struct lut_route {
+    u16 input, output, type;
+    lut_row row;
+};
+
+constexpr lut_route lut_routes[] = {
+    {VIQ_RGB16, VIQ_PALETTED, VIQ_CONV_LUT_RGB16_TO_PALETTED, row_by_word},
+    {VIQ_Y8, VIQ_PALETTED, VIQ_CONV_LUT_Y8_TO_PALETTED, row_by_byte},
+    {VIQ_Y16, VIQ_PALETTED, VIQ_CONV_LUT_Y16_TO_PALETTED, row_by_word},
+    {VIQ_YUV422, VIQ_PALETTED, VIQ_CONV_LUT_YUV422_TO_PALETTED, row_by_yuv<VIQ_PALETTED>},
+    {VIQ_YUV422, VIQ_RGB15, VIQ_CONV_LUT_YUV422_TO_RGB15, row_by_yuv<VIQ_RGB15>},
+    {VIQ_YUV422, VIQ_RGB16, VIQ_CONV_LUT_YUV422_TO_RGB16, row_by_yuv<VIQ_RGB16>},
+    {VIQ_YUV422, VIQ_RGB24, VIQ_CONV_LUT_YUV422_TO_RGB16, row_by_yuv<VIQ_RGB24>},
+    {VIQ_YUV422, VIQ_BGR24, VIQ_CONV_LUT_YUV422_TO_RGB16, row_by_yuv<VIQ_BGR24>},
+    {VIQ_YUV422, VIQ_RGBX32, VIQ_CONV_LUT_YUV422_TO_RGB16, row_by_yuv<VIQ_RGBX32>},
+    {VIQ_YUV422, VIQ_BGRX32, VIQ_CONV_LUT_YUV422_TO_RGB16, row_by_yuv<VIQ_BGRX32>},
+    {VIQ_YUV422, VIQ_XBGR32, VIQ_CONV_LUT_YUV422_TO_RGB16, row_by_yuv<VIQ_XBGR32>},
+    {VIQ_YUV422, VIQ_XRGB32, VIQ_CONV_LUT_YUV422_TO_RGB16, row_by_yuv<VIQ_XRGB32>},
+};
+
+const lut_route &route_of(const strip_call &call) {
+    return *std::find_if(std::begin(lut_routes), std::end(lut_routes), [&](const lut_route &route) {
+        return route.input == call.in->pixel_format && route.output == call.out->pixel_format;
+    });
+}
+
+u32 run_by_table(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
+    return run(*find_converter(from_yuv422, target), hInImage, hOutImage, command);
+}
+
+// The data width of grey words is the table's affair.
+verdict accept_for_paletted(const strip_call &call) {
+    if (call.in->pixel_format == VIQ_Y16)
+        return proceed;
+    return copy_or_accept(call);
+}
+
+u32 make_missing_table(const strip_call &call) {
+    lut_view lut;
+    return call.in->lines_per_strip == 0
+               ? success
+               : need_lut(call.operation->name, route_of(call).type, call.in_handle, lut);
+}
+
+u32 convert_by_table(const strip_call &call) {
+    const tVIQ_Image &in = *call.in;
+    const tVIQ_Image &out = *call.out;
+    const lut_route &route = route_of(call);
+    lut_view lut;
+    u32 code = need_lut(call.operation->worker_name, route.type, call.in_handle, lut);
+    if (!is_error(code))
+        code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    row_options options;
+    options.keep_spare = !owns_data(out);
+    for (std::size_t n = 0; n < in.lines_per_strip; ++n)
+        route.row(in.data + n * in.bytes_per_line, out.data + n * out.bytes_per_line, in.width, lut,
+                  options);
+    return success;
+}
+
+} // namespace

@@ -1,0 +1,205 @@
+// EPS writer: one page with the picture on it, centred, pixels in hexadecimal.
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "core/cmap_record.h"
+#include "core/image.h"
+#include "core/report.h"
+#include "files/eps.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr const char *name = "VIQ_write_EPS_file";
+constexpr const char *strip_name = "VIQ_write_EPS_file_1_strip";
+
+write_state state;
+
+verdict refuse(const strip_call &call);
+void put_head(std::FILE *file, const tVIQ_Image &image);
+u32 put_strip(std::FILE *file, const tVIQ_Image &image);
+void put_tail(std::FILE *file);
+
+constexpr strip_writer writer = {
+    .name = name,
+    .strip_name = strip_name,
+    .state = &state,
+    .refuse = refuse,
+    .put_head = put_head,
+    .put_strip = put_strip,
+    .put_tail = put_tail,
+    .buffer_size = 0,
+    .mode = "w",
+    .line = padded_bit_line,
+};
+
+} // namespace
+
+u32 VIQ_write_EPS_file(u32 hImage, u16 wMode) {
+    return run_writer(writer, hImage, wMode);
+}
+
+namespace {
+
+// Where the picture stands on the page, in points.
+struct placement {
+    u32 left, bottom, right, top;
+    u32 scale_x, scale_y; // as printed
+    bool landscape;
+};
+
+placement place(u32 width, u32 height);
+void put_comments(std::FILE *file, const tVIQ_Image &image, const placement &page);
+void put_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page);
+void put_direct(std::FILE *file, const tVIQ_Image &image, const placement &page);
+void put_palette(std::FILE *file, const tVIQ_Image &image);
+void put_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page,
+                const char *separator);
+void fill_text(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *text);
+
+verdict refuse(const strip_call &call) {
+    const tVIQ_Image &image = *call.in;
+    const u16 format = image.pixel_format;
+    if (format != VIQ_Y1 && format != VIQ_Y8 && format != VIQ_PALETTED && format != VIQ_RGB24)
+        return stop_with(report_format(name, format));
+    if (format == VIQ_PALETTED && image.colourmap == nullptr)
+        return stop_with(report_no_colourmap(name));
+    if (image.width == 0 || image.height == 0)
+        return stop_with(report_corrupt(name));
+    return proceed;
+}
+
+void put_head(std::FILE *file, const tVIQ_Image &image) {
+    const placement page = place(image.width, image.height);
+    put_comments(file, image, page);
+    if (image.pixel_format == VIQ_PALETTED)
+        put_indexed(file, image, page);
+    else
+        put_direct(file, image, page);
+}
+
+u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
+    const u64 bytes = eps::line_bytes(image);
+    const u64 text = 2 * bytes + bytes / eps::bytes_per_text_line + 1;
+    return put_blocks(strip_name, file, image, text, fill_text);
+}
+
+void put_tail(std::FILE *file) {
+    std::fputs("showpage\n%%EOF\n", file);
+}
+
+// The longer side fits 720 points or the shorter one 522, whichever is reached first; products of
+// 16 bits of fraction tell which.
+placement place(u32 width, u32 height) {
+    constexpr u32 long_room = 720;
+    constexpr u32 short_room = 522;
+    constexpr u32 left_margin = 18;
+    constexpr u32 bottom_margin = 10;
+    const u64 shorter = std::min(width, height);
+    const u64 longer = std::max(width, height);
+    u32 x = short_room;
+    u32 y = long_room;
+    if (short_room * u64{65536} / shorter >= long_room * u64{65536} / longer)
+        x = static_cast<u32>(shorter * long_room / longer);
+    else
+        y = static_cast<u32>(longer * short_room / shorter);
+    const bool landscape = width > height;
+    return {.left = ((short_room - x) >> 1) + left_margin,
+            .bottom = ((long_room - y) >> 1) + bottom_margin,
+            .right = ((short_room + x) >> 1) + left_margin,
+            .top = ((long_room + y) >> 1) + bottom_margin,
+            .scale_x = landscape ? y : x,
+            .scale_y = landscape ? x : y,
+            .landscape = landscape};
+}
+
+// RGB files announce CMYK although their data are RGB.
+void put_comments(std::FILE *file, const tVIQ_Image &image, const placement &page) {
+    std::fprintf(file, "%%!PS-Adobe-3.0 EPSF-3.0\n%%%%BoundingBox: %u %u %u %u\n", page.left,
+                 page.bottom, page.right, page.top);
+    // The comment ends with its line.
+    char creator[sizeof image.spare_text + 1] = {};
+    std::memcpy(creator, image.spare_text, sizeof image.spare_text);
+    creator[std::strcspn(creator, "\r\n")] = '\0';
+    std::fprintf(file, "%%%%Creator: %s\n", creator);
+    if (image.pixel_format == VIQ_RGB24)
+        std::fputs("%%Extensions: CMYK\n", file);
+    if (image.pixel_format == VIQ_PALETTED)
+        std::fputs("%%LanguageLevel: 2\n", file);
+    std::fprintf(file, "%%%%EndComments\n%%%%EndProlog\n%u %u translate\n0 rotate\n", page.left,
+                 page.bottom);
+}
+
+void put_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page) {
+    std::fprintf(file, "%u %u scale\n[/Indexed /DeviceRGB %u\n <", page.scale_x, page.scale_y,
+                 image.num_colours - 1u);
+    put_palette(file, image);
+    std::fprintf(file,
+                 ">\n] setcolorspace\n<<\n  /ImageType 1\n  /Width %u\n  /Height %u\n"
+                 "  /BitsPerComponent %u\n  /Decode [0 1 0 1 0 1]\n",
+                 image.width, image.height, u32{image.bits_per_pixel});
+    put_matrix(file, image, page, "  /ImageMatrix");
+    std::fputs("  /DataSource currentfile\n  /ASCIIHexDecode filter\n>>\nimage\n", file);
+}
+
+void put_palette(std::FILE *file, const tVIQ_Image &image) {
+    const u32 colours = colour_count(image);
+    for (u32 i = 0; i < colours; ++i) {
+        const tVIQ_Colour &entry = image.colourmap[i];
+        const char *separator = i % 11 == 10 ? "\n  " : i + 1 < colours ? " " : "";
+        std::fprintf(file, "%02x%02x%02x%s", u32{entry.red}, u32{entry.green}, u32{entry.blue},
+                     separator);
+    }
+}
+
+void put_direct(std::FILE *file, const tVIQ_Image &image, const placement &page) {
+    std::fprintf(file, "/picstr %u string def\n%u %u scale\n%u %u %s\n", image.width, page.scale_x,
+                 page.scale_y, image.width, image.height, image.pixel_format == VIQ_Y1 ? "1" : "8");
+    put_matrix(file, image, page, "");
+    std::fputs("{currentfile\n picstr readhexstring pop}\n", file);
+    std::fputs(image.pixel_format == VIQ_RGB24 ? "false 3\ncolorimage\n" : "image\n", file);
+}
+
+void put_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page, const char *key) {
+    if (page.landscape)
+        std::fprintf(file, "%s[0 %u %u 0 0 0]\t%% Landscape Orientation\n", key, image.width,
+                     image.height);
+    else
+        std::fprintf(file, "%s[%u 0 0 -%u 0 %u]\t%% Portrait Orientation\n", key, image.width,
+                     image.height, image.height);
+}
+
+using digit_pairs = std::array<std::array<char, 2>, 256>;
+
+constexpr digit_pairs make_pairs() {
+    constexpr char digits[] = "0123456789abcdef";
+    digit_pairs pairs = {};
+    for (std::size_t byte = 0; byte < pairs.size(); ++byte)
+        pairs[byte] = {digits[byte >> 4], digits[byte & 15]};
+    return pairs;
+}
+
+constexpr digit_pairs hex_digits = make_pairs();
+
+void fill_text(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *text) {
+    const u64 bytes = eps::line_bytes(image);
+    const u8 *source = image.data + first * static_cast<std::size_t>(image.bytes_per_line);
+    for (u32 n = 0; n < lines; ++n, source += image.bytes_per_line, text += line) {
+        u8 *to = text;
+        const u8 *from = source;
+        for (u64 left = bytes; left > 0;) {
+            const u64 run = std::min<u64>(left, eps::bytes_per_text_line);
+            for (u64 i = 0; i < run; ++i, to += 2)
+                std::memcpy(to, hex_digits[from[i]].data(), 2);
+            from += run;
+            left -= run;
+            if (run == eps::bytes_per_text_line)
+                *to++ = '\n';
+        }
+        *to = '\n';
+    }
+}
+
+} // namespace

@@ -1,0 +1,108 @@
+// TGA reader: grey, and true colour of 15, 16 or 24 bits, not compressed, lines in file order.
+#include <algorithm>
+
+#include "convert/rows.h"
+#include "core/image.h"
+#include "core/report.h"
+#include "core/scratch.h"
+#include "files/stream.h"
+#include "files/tga.h"
+
+using namespace viq;
+
+namespace {
+
+constexpr const char *name = "VIQ_read_TGA_file";
+constexpr const char *strip_name = "VIQ_read_TGA_file_1_strip";
+
+read_state state;
+u32 file_bits; // per pixel, of the open file
+
+u32 read_header(const read_call &call);
+u32 read_lines(const read_call &call);
+
+constexpr strip_reader reader = {
+    .name = name, .state = &state, .read_header = read_header, .read_lines = read_lines};
+
+} // namespace
+
+u32 VIQ_read_TGA_file(u32 hImage, u16 wMode) {
+    return run_reader(reader, hImage, wMode);
+}
+
+namespace {
+
+bool read_words(const read_call &call);
+bool read_bgr(const read_call &call);
+
+// The identification's length, the origin and the descriptor are not looked at: pixels lie right
+// behind the header, their first line is the top line.
+u32 read_header(const read_call &call) {
+    tVIQ_Image &image = call.image;
+    u8 header[tga::header_size];
+    if (std::fread(header, 1, sizeof header, call.file) != sizeof header)
+        return report_corrupt(name);
+    if (header[tga::map_type_at] != 0)
+        return report(name, VIQ_ERR_UNSUPPORTED, "unsupported image");
+    const u8 type = header[tga::image_type_at];
+    if (type != tga::grey && type != tga::true_colour)
+        return report(name, VIQ_ERR_UNSUPPORTED, "unsupported image type");
+    const u32 code = VIQ_image_set_parameter(call.handle, VIQ_IMAGE_TYPE,
+                                             type == tga::grey ? VIQ_Y8 : VIQ_RGB24);
+    if (is_error(code))
+        return code;
+    image.width = load<u16>(header + tga::width_at, endian::little);
+    image.height = load<u16>(header + tga::height_at, endian::little);
+    file_bits = header[tga::bits_at];
+    const bool words = file_bits == 15 || file_bits == 16;
+    image.bits_per_pixel = static_cast<u16>(words ? 24 : file_bits);
+    const u64 pixels = u64{image.width} * image.height * ((file_bits + 1) / 8);
+    return tga::header_size + pixels <= file_size(call.file) ? success : report_corrupt(name);
+}
+
+// Grey lines have in the file what they have in the image, padding included.
+u32 read_lines(const read_call &call) {
+    const tVIQ_Image &image = call.image;
+    bool complete = false;
+    if (image.pixel_format != VIQ_RGB24)
+        complete = get_lines(call.file, image, 0, image.lines_per_strip, image.bytes_per_line);
+    else
+        complete = file_bits == 24 ? read_bgr(call) : read_words(call);
+    return complete ? success : report_corrupt(strip_name);
+}
+
+// Red and blue change places where the pixels have come to lie, while the cache still holds them.
+bool read_bgr(const read_call &call) {
+    const tVIQ_Image &image = call.image;
+    const u64 line = u64{image.width} * 3;
+    const row_kernel swap = find_row(VIQ_BGR24, VIQ_RGB24);
+    const u32 block = lines_in_block(line);
+    for (u32 first = 0; first < image.lines_per_strip; first += block) {
+        const u32 lines = std::min(block, image.lines_per_strip - first);
+        if (!get_lines(call.file, image, first, lines, line))
+            return false;
+        for_each_run(image, first, lines, [swap](u8 *pixels, u64 count) {
+            swap(pixels, pixels, static_cast<u32>(count), {});
+        });
+    }
+    return true;
+}
+
+// Five bits each of red, green and blue, blue in the low ones.
+bool read_words(const read_call &call) {
+    const tVIQ_Image &image = call.image;
+    const std::size_t size = std::size_t{image.width} * 2;
+    u8 *words = scratch_bytes(scratch::file_lines, size);
+    if (words == nullptr)
+        return false;
+    const row_kernel unpack = find_row(VIQ_RGB15, VIQ_RGB24);
+    for (std::size_t n = 0; n < image.lines_per_strip; ++n) {
+        if (std::fread(words, 1, size, call.file) != size)
+            return false;
+        words_to_host(words, image.width, endian::little);
+        unpack(words, image.data + n * image.bytes_per_line, image.width, {});
+    }
+    return true;
+}
+
+} // namespace

@@ -1,0 +1,86 @@
+// Bitmap files of any content: detection, reading whole and by strips, conversion, writing back.
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/image.h"
+
+using namespace viq;
+
+namespace {
+
+struct scratch {
+    const std::string file =
+        (std::filesystem::temp_directory_path() / ("viq" + std::to_string(std::random_device{}())))
+            .string();
+    scratch() {
+        VIQ_Init();
+        VIQ_ErrHandlerInstall(nullptr);
+    }
+    ~scratch() { std::remove(file.c_str()); }
+};
+
+void demand(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+void read_with(u32 (*read)(u32 handle, u32 memory, u16 mode), const std::string &name, u32 lines) {
+    const scoped_image strip, out;
+    VIQ_image_set_infilename(strip.handle, name.c_str());
+    VIQ_image_set_parameter(strip.handle, VIQ_HEIGHT, 0);
+    VIQ_image_set_parameter(strip.handle, VIQ_LINES_PER_STRIP, 0);
+    u32 done = 0;
+    if (read(strip.handle, 0, VIQ_STRIP_NEXT) == 0)
+        do {
+            VIQ_image_set_parameter(strip.handle, VIQ_LINES_PER_STRIP, lines);
+            if (read(strip.handle, 0, VIQ_STRIP_NEXT) != 0)
+                break;
+            VIQ_image_convert(strip.handle, out.handle, VIQ_RGB24_OR_Y8, 0, VIQ_STRIP_NEXT);
+            done += VIQ_get_lines_this_strip(strip.handle);
+        } while (done < VIQ_get_height(strip.handle) && done < 64);
+    VIQ_image_convert(strip.handle, out.handle, VIQ_RGB24_OR_Y8, 0, VIQ_STRIP_FINISH);
+    demand(read(strip.handle, 0, VIQ_STRIP_FINISH) == 0 || done == 0);
+}
+
+u32 read_bitmap(u32 handle, u32, u16 mode) {
+    return VIQ_read_BMP_file(handle, mode);
+}
+
+// What has been read is written as a file that gives the same bytes again.
+void write_back(const std::string &name) {
+    const scoped_image whole, memory;
+    VIQ_image_set_infilename(whole.handle, name.c_str());
+    if (VIQ_image_read(whole.handle, 0, VIQ_STRIP_NEXT) != 0)
+        return;
+    const tVIQ_Image &image = *find_image(whole.handle);
+    std::vector<u8> first(std::size_t{image.height} * (image.bytes_per_line + 4) + 1078), second;
+    second = first;
+    u32 size = 0;
+    demand(VIQ_image_write_BMP_buffer(whole.handle, first.data(), &size, VIQ_STRIP_NEXT) == 0);
+    VIQ_image_set_outfilename(whole.handle, name.c_str());
+    demand(VIQ_write_BMP_file(whole.handle, VIQ_STRIP_NEXT) == 0);
+    demand(VIQ_image_read(whole.handle, 0, VIQ_STRIP_NEXT) == 0);
+    demand(VIQ_image_write_BMP_buffer(whole.handle, second.data(), &size, VIQ_STRIP_NEXT) == 0);
+    demand(first == second);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
+    static const scratch place;
+    std::FILE *file = std::fopen(place.file.c_str(), "wb");
+    demand(file != nullptr);
+    demand((size == 0 || std::fwrite(data, 1, size, file) == size) && std::fclose(file) == 0);
+    VIQ_image_find_file_format(place.file.c_str());
+    for (const u32 lines : {1u, 3u, 1000u}) {
+        read_with(VIQ_image_read, place.file, lines);
+        read_with(read_bitmap, place.file, lines);
+    }
+    write_back(place.file);
+    demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    return 0;
+}
