@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 #include <unordered_map>
+#include <utility>
 
 #include "core/cmap_record.h"
 #include "core/report.h"
@@ -36,6 +37,7 @@ void destroy_slot(u32 handle);
 void destroy_orphans();
 void release_colourmap(tVIQ_Colour *map);
 bool held_elsewhere(const tVIQ_Image &image);
+void destroy_wavelet(image_companion &own);
 bool enter_image(u32 handle, tVIQ_Image *image);
 bool in_a_slot(const tVIQ_Image *image);
 
@@ -150,19 +152,24 @@ bool owns_data(const tVIQ_Image &image) {
     return image.data != nullptr && image.data == companion(image).buffer;
 }
 
+bool holds_wavelet_record(const tVIQ_Image &image) {
+    return image.data != nullptr && image.data == companion(image).wavelet;
+}
+
 bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other) {
     return image.data != nullptr && image.data == companion(other).buffer;
 }
 
 bool has_lines(const tVIQ_Image &image, u64 lines) {
     const u64 size = lines * image.bytes_per_line;
-    if (image.data == nullptr || size > PTRDIFF_MAX)
+    if (image.data == nullptr || holds_wavelet_record(image) || size > PTRDIFF_MAX)
         return false;
     return !owns_data(image) || size <= companion(image).buffer_size;
 }
 
 void note_lock(tVIQ_Image &image) {
-    if ((image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr && !owns_data(image))
+    if ((image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr && !owns_data(image) &&
+        !holds_wavelet_record(image))
         companion(image).callers_locked_data = true;
 }
 
@@ -172,6 +179,8 @@ void free_strip(tVIQ_Image &image) {
         std::free(own.buffer);
         own.buffer = nullptr;
         own.buffer_size = 0;
+    } else if (holds_wavelet_record(image)) {
+        destroy_wavelet(own);
     } else if (image.data != nullptr && !own.callers_locked_data && !held_elsewhere(image)) {
         std::free(image.data);
     }
@@ -193,6 +202,10 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
         to.buffer_line = from.buffer_line;
         from.buffer = nullptr;
         from.buffer_size = 0;
+    }
+    if (holds_wavelet_record(in)) {
+        destroy_wavelet(to);
+        std::swap(to.wavelet, from.wavelet);
     }
     in.data = nullptr;
     in.data_companion = 0;
@@ -244,6 +257,7 @@ void destroy_object(tVIQ_Image *image) {
     note_lock(*image);
     image_companion &own = companion(*image);
     free_strip(*image);
+    destroy_wavelet(own);
     destroy_cmap_info(*image);
     std::free(own.buffer);
     tVIQ_Colour *maps[] = {image->colourmap, own.colourmap};
@@ -294,9 +308,17 @@ void release_colourmap(tVIQ_Colour *map) {
 // Guards against two images that share one buffer without a lock.
 bool held_elsewhere(const tVIQ_Image &image) {
     for (const auto &[other, own] : table.companions)
-        if (other != &image && (other->data == image.data || own.buffer == image.data))
+        if (other != &image &&
+            (other->data == image.data || own.buffer == image.data || own.wavelet == image.data))
             return true;
     return false;
+}
+
+// A record goes with its image, even when the image's data no longer points to it.
+void destroy_wavelet(image_companion &own) {
+    if (own.wavelet != nullptr && upper.wavelet_destroy_record != nullptr)
+        upper.wavelet_destroy_record(own.wavelet);
+    own.wavelet = nullptr;
 }
 
 } // namespace

@@ -16,6 +16,7 @@ struct image_companion {
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which setters accept, never lies behind the map
     u32 dib_option = 0;
+    void *wavelet = nullptr; // the record of a wavelet image, which its data points to
 };
 
 constexpr u32 handle_slots = 65537;
@@ -42,6 +43,9 @@ u32 report_bad_handle(const char *function);
 
 // The data is the library's own buffer, not one that a caller has set.
 bool owns_data(const tVIQ_Image &image);
+
+// The data is the record of a wavelet image and no pixels.
+bool holds_wavelet_record(const tVIQ_Image &image);
 
 // The image's data is the buffer that the library holds for another image.
 bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other);

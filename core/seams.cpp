@@ -1,6 +1,7 @@
 #include "core/seams.h"
 
 #include "jpeg/record.h"
+#include "wavelet/codec/record.h"
 
 namespace viq {
 
@@ -17,6 +18,7 @@ const upper_seams upper = {
     .jpeg_set_data_pointer = jpeg_set_data_pointer,
     .jpeg_holds_callers_data = holds_callers_data,
     .jpeg_identification = jpeg_identification,
+    .wavelet_destroy_record = destroy_record,
     .destroy_chroma_keys = nullptr,
     .destroy_lookup_tables = nullptr,
     .destroy_displays = nullptr,

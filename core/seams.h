@@ -20,6 +20,8 @@ struct upper_seams {
     void (*jpeg_set_data_pointer)(tVIQ_Image &image, u16 pointer_type, void *value);
     bool (*jpeg_holds_callers_data)(const tVIQ_Image &image); // locked
     u8 *(*jpeg_identification)(tVIQ_Image &image);
+    // wavelet images
+    void (*wavelet_destroy_record)(void *record);
     // everything that goes with the last image
     u32 (*destroy_chroma_keys)(u32 handle);
     u32 (*destroy_lookup_tables)(u32 handle);

@@ -15,6 +15,8 @@ constexpr const char *write_name = "VIQ_image_write";
 
 using file_function = u32 (*)(u32 hImage, u16 wMode);
 
+u32 read_wavelet_file(u32 hImage, u16 mode);
+
 // Null: the format is not read or not written.
 struct file_format {
     u32 code;
@@ -33,6 +35,7 @@ constexpr file_format file_formats[] = {
     {VIQ_FILE_JPEG, read_jpeg, VIQ_JPEG_file_write},
     {VIQ_FILE_BMP, VIQ_read_BMP_file, VIQ_write_BMP_file},
     {VIQ_FILE_RAW, nullptr, VIQ_write_raw_data_file},
+    {VIQ_FILE_WAVELET, read_wavelet_file, VIQ_WVLT_file_write},
 };
 
 struct generic_read {
@@ -71,7 +74,9 @@ u32 VIQ_image_read(u32 hImage, u32 hMemory, u16 wMode) {
         return report_bad_handle(read_name);
     if (!reading.under_way) {
         u32 code = start_reading(*image, hMemory);
-        if (!is_error(code) && image->height == VIQ_HEIGHT_UNKNOWN)
+        // A wavelet file has no header to read ahead: it comes whole, and as a stream.
+        if (!is_error(code) && image->height == VIQ_HEIGHT_UNKNOWN &&
+            reading.code != VIQ_FILE_WAVELET)
             code = read_whole_header(from, *image);
         if (is_error(code))
             return code;
@@ -100,6 +105,11 @@ file_format find_file_format(u32 code) {
         std::find_if(std::begin(file_formats), std::end(file_formats),
                      [code](const file_format &format) { return format.code == code; });
     return found != std::end(file_formats) ? *found : file_format{code, nullptr, nullptr};
+}
+
+// Nothing stays open after a wavelet file, so that there is nothing to finish either.
+u32 read_wavelet_file(u32 hImage, u16 mode) {
+    return mode == VIQ_STRIP_NEXT ? VIQ_WVLT_file_read(hImage) : report_unrecognised(read_name);
 }
 
 u32 start_reading(const tVIQ_Image &image, u32 hMemory) {
@@ -177,7 +187,7 @@ u32 end_reading(const source &from, u32 code) {
     const file_function read = find_file_format(reading.code).read;
     if (reading.code == VIQ_FILE_MEMORY)
         VIQ_read_from_memory(from.hMemory, from.hImage, VIQ_STRIP_FINISH);
-    else if (read != nullptr)
+    else if (read != nullptr && reading.code != VIQ_FILE_WAVELET)
         read(from.hImage, VIQ_STRIP_FINISH);
     reading = {};
     return code;

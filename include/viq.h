@@ -1561,6 +1561,101 @@ VIQ_API u32 VIQ_JPEG_sequence_set_start_frame(u32 hJpegImage, u32 dwFrame);
  */
 VIQ_API u32 VIQ_JPEG_sequence_extract_frame(u32 hJpegSequence, u32 hJpegFrame, u32 dwFrame);
 
+/* ---- Wavelet images -------------------------------------------------------------------------
+ *
+ * A wavelet image is an image handle with VIQ_FLAG_100 whose data pointer names a wavelet record:
+ * the coding parameters, the compressed bytes and the settings that a decompressor needs. It holds
+ * a picture of VIQ_Y8 or VIQ_YUV422 in one of two codings: type 0 is fast, type 1 makes the smaller
+ * stream. The stream does not record its type; a decompressor of the other type refuses it.
+ *
+ * To compress: create, set quality and subbands, VIQ_WVLT_compress with mode 3, write to a file or
+ * a buffer, destroy. To decompress: create, read, VIQ_WVLT_decompress with mode 3, destroy. A mode
+ * is the low 16 bits of the argument: 3 does the work, 4 releases the modules that did it, any
+ * other only prepares them.
+ *
+ * A function that is given another image reports 0x10040000 "Not a WVLT image".
+ */
+
+/**
+ * Creates a wavelet image of type 0 (fast) or 1 (small), with quality 50 and 6 subbands.
+ * Result: the handle.
+ * Errors: 0x10030000 "Invalid compression type"; those of VIQ_image_create; 0x10060000.
+ */
+VIQ_API u32 VIQ_WVLT_image_create(u16 wType);
+
+/** Frees the record and everything behind it, then destroys the image. */
+VIQ_API u32 VIQ_WVLT_image_destroy(u32 hWvlt);
+
+/**
+ * Sets the quality from 0 (smallest) to 400 (almost without loss); 50 to 100 are usual.
+ * Errors: 0x1003xxxx "Q factor out of range", xxxx being the value refused.
+ */
+VIQ_API u32 VIQ_WVLT_set_Quality_factor(u32 hWvlt, u16 wQuality);
+
+/**
+ * Sets the number of wavelet decompositions from 1 to 32. A picture too small for so many gets as
+ * many as its sides allow: a level is made only while both are at least 5.
+ * Errors: 0x1003xxxx "Subbands out of range", xxxx being the value refused.
+ */
+VIQ_API u32 VIQ_WVLT_set_subbands(u32 hWvlt, u16 wSubbands);
+
+/**
+ * Compresses a picture, which is held whole, into a wavelet image. The wavelet image takes over the
+ * picture's parameters and afterwards describes a stream: format 0, 8 bits, no size, and as
+ * parameter 16 the bytes of the stream. A failure empties the stream.
+ * Errors: the check's code with "Corrupt image", and 0x10050000 with it for a picture without
+ * lines or a strip shorter than it; 0x10050000 "No source data"; 0x10070000 "Unsupported source
+ * image type"; 0x10070000 "YUV422 image must be an even width"; 0x10030000 "Invalid number of DWT
+ * decompositions"; 0x1002xxxx "No image info" and "Wavelet compressor failed", xxxx being the
+ * status of the module that failed, also as "GetSettings" with "Can't get settings size" and "Can't
+ * get settings"; 0x10060000.
+ */
+VIQ_API u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode);
+
+/**
+ * Decompresses a wavelet image into an ordinary one, which holds the picture whole, lines aligned
+ * to 2 bytes. A stream claims no more than 65536 pixels for each of its bytes, or it is refused
+ * before anything is allocated. A failure frees the output's data. After mode 4 the chain of the
+ * decompressor is gone for good: to decompress again, create another wavelet image.
+ * Errors: 0x100c0000 "No image to decompress"; 0x100b0000 "Decompressor settings not loaded";
+ * 0x10020000 "Can't write decompressor settings", which is also the answer to a stream of the other
+ * type; 0x1002xxxx "No image info" and "Wavelet decompressor failed"; 0x10070000 "Unsupported
+ * source image type"; 0x10050000 "Corrupt WVLT stream"; 0x10060000; those of the image check.
+ */
+VIQ_API u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode);
+
+/**
+ * Writes the stream to the file named by the output file name. Modes other than 3 write nothing.
+ * Errors: 0x10050000 "No image data"; 0x10090000 "Failed to create file"; 0x100d0000 "Disk full";
+ * 0x100a0000 "Failed to close file".
+ */
+VIQ_API u32 VIQ_WVLT_file_write(u32 hWvlt, u16 wMode);
+
+/**
+ * Reads a stream from the file named by the input file name.
+ * Errors: 0x1009xxxx "Failed to open file", xxxx being the system's error number; 0x100d0000
+ * "Unexpected end of file"; 0x10070000 "Not a WVLT file"; 0x10070000 "File version mismatch";
+ * 0x10050000 "Corrupt WVLT stream"; 0x10060000.
+ */
+VIQ_API u32 VIQ_WVLT_file_read(u32 hWvlt);
+
+/**
+ * Writes the stream to a buffer that is large enough, and stores the bytes written. Mode 3 writes
+ * it whole. Any other mode but 4 writes header and settings alone; a following call with mode 3 and
+ * an address behind them adds the data and makes the count the total. The step is shared by all
+ * wavelet images: finish one (mode 3 or 4) before another is begun.
+ * Errors: 0x10030000 "Null buffer ptr"; 0x10030000 "Null count ptr"; 0x10050000 "No image data".
+ */
+VIQ_API u32 VIQ_WVLT_buffer_write(u32 hWvlt, u8 *pBuffer, u32 *pdwCount, u16 wMode);
+
+/**
+ * Takes a copy of a stream of dwSize bytes.
+ * Errors: 0x10030000 "Null buffer ptr"; 0x10030000 "Buffer too small"; 0x10040000 "Not a WVLT
+ * image" for other bytes; 0x10070000 "File version mismatch"; 0x10050000 "Corrupt WVLT stream";
+ * 0x10060000.
+ */
+VIQ_API u32 VIQ_WVLT_buffer_read(u32 hWvlt, const u8 *pBuffer, u32 dwSize);
+
 #ifdef __cplusplus
 }
 #endif

@@ -53,6 +53,20 @@ for lines in 1 7 64 400 100000; do
     expect 0 "" cmp paletted1.bmp "paletted$lines.bmp"
 done
 
+# Wavelet files of both codings.
+for coding in "" --small; do
+    expect 0 "" convert $coding --wavelet-quality 300 --subbands 5 coffee.bmp wave.dwt
+    expect 0 "wave.dwt: wavelet, 600 x 400, yuv422" "$tool" info wave.dwt
+    expect 0 "" convert wave.dwt wave.bmp
+    expect 0 "dB" "$tool" compare --tolerance 60 coffee.bmp wave.bmp
+    expect 0 "" convert $coding camera.bmp wave.dwt
+    expect 0 "y8" "$tool" info wave.dwt
+done
+expect 0 "" convert chelsea.bmp wave.dwt
+expect 0 "452 x 300" "$tool" info wave.dwt
+expect 0 "" bash -c 'head -c 200 wave.dwt > cut.dwt'
+expect 2 "cut.dwt" convert cut.dwt out.bmp
+
 # Every format passes into a BMP file; the wanted text bounds the loss.
 for format in bgr24 rgbx32 bgrx32 xbgr32 xrgb32; do
     expect 0 "" convert --format "$format" coffee.bmp out.bmp

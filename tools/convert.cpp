@@ -10,7 +10,11 @@ int convert(const convert_options &options) {
     if (!options.format.empty())
         extend(way, format_named(options.format), options.in);
     extend_to_any(way, kind.accepts, options.in);
-    run_to_file({options.in, 0, way.steps, options.lines}, kind, options.out, options.quality);
+    const pipeline line = {options.in, 0, way.steps, options.lines};
+    if (kind.code == VIQ_FILE_WAVELET)
+        write_wavelet(run_to_memory(line), options.wavelet, options.out);
+    else
+        run_to_file(line, kind, options.out, options.quality);
     return 0;
 }
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "viq.h"
+#include "tools/wavelet.h"
 
 namespace tool {
 
@@ -12,6 +12,7 @@ struct convert_options {
     std::string format; // pixel format on the way, empty for the picture's own
     u32 lines = 64;
     u16 quality = 32; // factor of JPEG files
+    wavelet_options wavelet;
 };
 
 int convert(const convert_options &options);

@@ -38,6 +38,7 @@ const std::vector<file_kind> kinds = {
      ".raw",
      {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_Y16, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_BGR24,
       VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32, VIQ_HSI, VIQ_YUV422}},
+    {VIQ_FILE_WAVELET, "wavelet", ".dwt", {VIQ_YUV422, VIQ_Y8}},
 };
 
 } // namespace

@@ -19,6 +19,10 @@ image::image() : handle(VIQ_image_create()) {
     check(handle, "image");
 }
 
+image::image(u32 created) : handle(VIQ_IS_ERROR(created) ? 0 : created) {
+    check(created, "image");
+}
+
 image::~image() {
     if (handle != 0)
         VIQ_image_destroy(handle);

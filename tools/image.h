@@ -17,6 +17,7 @@ struct image {
     u32 handle = 0;
 
     image();
+    explicit image(u32 created); // takes over what a function of the library has created
     ~image();
     image(image &&other) noexcept;
     image &operator=(image &&other) noexcept;

@@ -104,6 +104,15 @@ action convert_verb(CLI::App &app) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, 400));
+    app.add_option("--wavelet-quality", options->wavelet.quality, "Quality of a .dwt file")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 400));
+    app.add_option("--subbands", options->wavelet.subbands, "Decompositions of a .dwt file")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 32));
+    app.add_flag("--small", options->wavelet.small, "Smaller .dwt files, in more time");
     app.add_option("IN", options->in, "Picture to read")->required();
     app.add_option("OUT", options->out, "File to write: " + tool::known_extensions())->required();
     return [options] { return tool::convert(*options); };

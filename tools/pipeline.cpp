@@ -7,6 +7,7 @@
 
 #include "tools/jpeg.h"
 #include "tools/progress.h"
+#include "tools/wavelet.h"
 
 namespace tool {
 
@@ -49,13 +50,21 @@ picture picture_of(u32 handle) {
 picture read_header(const std::string &file) {
     if (is_jpeg(file))
         return jpeg_header(file);
+    if (is_wavelet(file))
+        return picture_of(read_wavelet(file).handle);
     image header;
     open_source(header.handle, file);
     check(VIQ_image_read(header.handle, 0, VIQ_STRIP_FINISH), file);
     return picture_of(header.handle);
 }
 
-void run(const pipeline &line, const strip_sink &sink) {
+void run(const pipeline &given, const strip_sink &sink) {
+    pipeline line = given;
+    image decoded;
+    if (line.held == 0 && is_wavelet(line.file)) {
+        decoded = read_wavelet(line.file);
+        line.held = decoded.handle;
+    }
     std::vector<image> palettes(line.steps.size());
     for (std::size_t i = 0; i < line.steps.size(); ++i)
         if (const auto &rule = line.steps[i].palette)
@@ -72,31 +81,38 @@ void run_to_file(const pipeline &line, const file_kind &kind, const std::string 
         run_to_file({line.file, whole.handle, {}, line.lines}, kind, path, quality);
         return;
     }
-    const fs::path place = place_of(path);
-    const bool direct = is_special(place);
-    const fs::path draft = direct ? place : unused_name_beside(place);
-    bool open = false;
-    const auto write = [&](u32 strip, bool last) {
-        if (jpeg) {
-            write_jpeg(strip, quality, draft.string(), path);
-            return;
-        }
-        check(VIQ_image_set_outfilename(strip, draft.string().c_str()), path);
-        if (kind.code == VIQ_FILE_TIFF)
-            use_whole_colourmap(strip);
-        open = true;
-        check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
-        open = !last;
-    };
-    const auto abandon = [&](u32 strip) {
-        if (open)
-            VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
-    };
-    std::error_code trouble;
-    try {
+    put_in_place(path, [&](const std::string &draft) {
+        bool open = false;
+        const auto write = [&](u32 strip, bool last) {
+            if (jpeg) {
+                write_jpeg(strip, quality, draft, path);
+                return;
+            }
+            check(VIQ_image_set_outfilename(strip, draft.c_str()), path);
+            if (kind.code == VIQ_FILE_TIFF)
+                use_whole_colourmap(strip);
+            open = true;
+            check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
+            open = !last;
+        };
+        const auto abandon = [&](u32 strip) {
+            if (open)
+                VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
+        };
         pipeline whole = line;
         whole.packed = line.packed || kind.packed;
         run(whole, {write, abandon});
+    });
+}
+
+void put_in_place(const std::string &path,
+                  const std::function<void(const std::string &draft)> &write) {
+    const fs::path place = place_of(path);
+    const bool direct = is_special(place);
+    const fs::path draft = direct ? place : unused_name_beside(place);
+    std::error_code trouble;
+    try {
+        write(draft.string());
         if (!direct)
             fs::rename(draft, place, trouble);
         if (trouble)

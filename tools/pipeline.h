@@ -47,6 +47,11 @@ void run(const pipeline &line, const strip_sink &sink);
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
                  u16 quality = 32);
 
+// Lets a file be written under another name and then put in its place; nothing is left of it when
+// anything fails.
+void put_in_place(const std::string &path,
+                  const std::function<void(const std::string &draft)> &write);
+
 // Ends with the whole picture in an image.
 image run_to_memory(const pipeline &line);
 

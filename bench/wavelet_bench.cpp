@@ -1,0 +1,406 @@
+// The wavelet codec: distance from the original at given rates, beside JPEG and JPEG 2000; time of
+// compression, decompression and of the transform alone, beside OpenJPEG and a copy of the bytes.
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include "core/image.h"
+#include "wavelet/stages/kernels.h"
+#include "wavelet/stages/subbands.h"
+
+#if defined(VIQ_HAVE_OPENJPEG)
+#include <openjpeg.h>
+#endif
+#if defined(VIQ_HAVE_LIBJPEG)
+#include <jpeglib.h>
+#endif
+
+using namespace viq;
+
+namespace {
+
+using bytes = std::vector<u8>;
+
+struct grey {
+    u32 width = 0, height = 0;
+    bytes pixels;
+};
+
+u32 image_of(const grey &picture, u16 format) {
+    const u32 handle = VIQ_image_create();
+    VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
+    VIQ_image_set_parameter(handle, VIQ_WIDTH, picture.width);
+    VIQ_image_set_parameter(handle, VIQ_HEIGHT, picture.height);
+    VIQ_image_set_parameter(handle, VIQ_LINES_PER_STRIP, picture.height);
+    VIQ_image_malloc_a_strip(handle);
+    const tVIQ_Image &image = *find_image(handle);
+    const u32 step = format == VIQ_YUV422 ? 2 : 1;
+    for (u32 y = 0; y < picture.height; ++y)
+        for (u32 x = 0; x < picture.width; ++x) {
+            const u8 value = picture.pixels[std::size_t{y} * picture.width + x];
+            u8 *to = image.data + std::size_t{y} * image.bytes_per_line + x * step;
+            to[0] = value;
+            if (step == 2)
+                to[1] = static_cast<u8>(128 + (value - 128) / 4);
+        }
+    return handle;
+}
+
+grey grey_of(const tVIQ_Image &image) {
+    grey picture = {image.width, image.height, {}};
+    for (u32 y = 0; y < image.height; ++y) {
+        const u8 *line = image.data + std::size_t{y} * image.bytes_per_line;
+        picture.pixels.insert(picture.pixels.end(), line, line + image.width);
+    }
+    return picture;
+}
+
+grey load_sample(const char *name) {
+    const scoped_image file, luminance;
+    VIQ_image_set_infilename(file.handle,
+                             (std::string(VIQ_SAMPLES_DIR) + "/" + name + ".bmp").c_str());
+    if (VIQ_image_read(file.handle, 0, VIQ_STRIP_NEXT) != 0)
+        return {};
+    const bool paletted = VIQ_image_get_parameter(file.handle, VIQ_IMAGE_TYPE) == u32{VIQ_PALETTED};
+    const auto convert = paletted ? VIQ_paletted_to_RGB24_or_Y8 : VIQ_convert_to_Y8;
+    convert(file.handle, luminance.handle, VIQ_STRIP_NEXT);
+    return grey_of(*find_image(luminance.handle));
+}
+
+// Full high definition out of mirrored copies of a photograph.
+grey large_picture() {
+    const grey sample = load_sample("coffee");
+    grey large = {1920, 1080, bytes(std::size_t{1920} * 1080)};
+    if (sample.width == 0)
+        return large;
+    const auto mirrored = [](u32 at, u32 size) {
+        at %= 2 * size;
+        return at < size ? at : 2 * size - 1 - at;
+    };
+    for (u32 y = 0; y < large.height; ++y)
+        for (u32 x = 0; x < large.width; ++x)
+            large.pixels[std::size_t{y} * large.width + x] =
+                sample.pixels[std::size_t{mirrored(y, sample.height)} * sample.width +
+                              mirrored(x, sample.width)];
+    return large;
+}
+
+double psnr(const grey &a, const grey &b) {
+    double sum = 0;
+    for (std::size_t i = 0; i < a.pixels.size(); ++i)
+        sum += (a.pixels[i] - b.pixels[i]) * (a.pixels[i] - b.pixels[i]);
+    return 10 * std::log10(65025.0 * static_cast<double>(a.pixels.size()) / sum);
+}
+
+struct point {
+    double rate, distance;
+};
+
+using codec = std::function<point(const grey &, u32 quality)>;
+
+// Rate and distance of the two qualities that bracket a rate, and what lies between them.
+double distance_at(const grey &picture, const codec &code, double rate, u32 lowest, u32 highest) {
+    point before = {0, 0};
+    for (u32 quality = lowest; quality <= highest; ++quality) {
+        const point here = code(picture, quality);
+        if (here.rate >= rate)
+            return before.distance + (here.distance - before.distance) * (rate - before.rate) /
+                                         (here.rate - before.rate);
+        before = here;
+    }
+    return before.distance;
+}
+
+double rate_of(const grey &picture, std::size_t size) {
+    return 8.0 * static_cast<double>(size) / (double{1} * picture.width * picture.height);
+}
+
+struct wavelet_image {
+    u32 handle;
+    explicit wavelet_image(u16 type) : handle(VIQ_WVLT_image_create(type)) {}
+    wavelet_image(const wavelet_image &) = delete;
+    wavelet_image &operator=(const wavelet_image &) = delete;
+    ~wavelet_image() { VIQ_WVLT_image_destroy(handle); }
+};
+
+template <u16 type> point wavelet_point(const grey &picture, u32 quality) {
+    const u32 source = image_of(picture, VIQ_Y8);
+    const wavelet_image wavelet(type);
+    const scoped_image out;
+    VIQ_WVLT_set_Quality_factor(wavelet.handle, static_cast<u16>(quality));
+    VIQ_WVLT_compress(source, wavelet.handle, VIQ_STRIP_NEXT);
+    bytes stream(VIQ_image_get_parameter(wavelet.handle, VIQ_PARAM_16) + 4096);
+    u32 size = 0;
+    VIQ_WVLT_buffer_write(wavelet.handle, stream.data(), &size, VIQ_STRIP_NEXT);
+    VIQ_WVLT_decompress(wavelet.handle, out.handle, VIQ_STRIP_NEXT);
+    VIQ_image_destroy(source);
+    return {rate_of(picture, size), psnr(picture, grey_of(*find_image(out.handle)))};
+}
+
+#if defined(VIQ_HAVE_LIBJPEG)
+point jpeg_point(const grey &picture, u32 quality) {
+    jpeg_compress_struct coder = {};
+    jpeg_error_mgr errors = {};
+    coder.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&coder);
+    unsigned char *stream = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&coder, &stream, &size);
+    coder.image_width = picture.width;
+    coder.image_height = picture.height;
+    coder.input_components = 1;
+    coder.in_color_space = JCS_GRAYSCALE;
+    jpeg_set_defaults(&coder);
+    jpeg_set_quality(&coder, static_cast<int>(quality), TRUE);
+    coder.optimize_coding = TRUE;
+    jpeg_start_compress(&coder, TRUE);
+    for (u32 y = 0; y < picture.height; ++y) {
+        auto *line = const_cast<u8 *>(&picture.pixels[std::size_t{y} * picture.width]);
+        jpeg_write_scanlines(&coder, &line, 1);
+    }
+    jpeg_finish_compress(&coder);
+    jpeg_destroy_compress(&coder);
+
+    grey back = {picture.width, picture.height, bytes(picture.pixels.size())};
+    jpeg_decompress_struct decoder = {};
+    decoder.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&decoder);
+    jpeg_mem_src(&decoder, stream, size);
+    jpeg_read_header(&decoder, TRUE);
+    jpeg_start_decompress(&decoder);
+    for (u32 y = 0; y < picture.height; ++y) {
+        u8 *line = &back.pixels[std::size_t{y} * picture.width];
+        jpeg_read_scanlines(&decoder, &line, 1);
+    }
+    jpeg_finish_decompress(&decoder);
+    jpeg_destroy_decompress(&decoder);
+    std::free(stream);
+    return {rate_of(picture, size), psnr(picture, back)};
+}
+#endif
+
+#if defined(VIQ_HAVE_OPENJPEG)
+struct memory_file {
+    bytes content;
+    std::size_t position = 0;
+};
+
+OPJ_SIZE_T write_memory(void *from, OPJ_SIZE_T size, void *user) {
+    auto &file = *static_cast<memory_file *>(user);
+    file.content.resize(std::max(file.content.size(), file.position + size));
+    std::memcpy(&file.content[file.position], from, size);
+    file.position += size;
+    return size;
+}
+
+OPJ_SIZE_T read_memory(void *to, OPJ_SIZE_T size, void *user) {
+    auto &file = *static_cast<memory_file *>(user);
+    const OPJ_SIZE_T left = std::min(size, file.content.size() - file.position);
+    if (left == 0)
+        return static_cast<OPJ_SIZE_T>(-1);
+    std::memcpy(to, &file.content[file.position], left);
+    file.position += left;
+    return left;
+}
+
+OPJ_OFF_T skip_memory(OPJ_OFF_T size, void *user) {
+    static_cast<memory_file *>(user)->position += static_cast<std::size_t>(size);
+    return size;
+}
+
+OPJ_BOOL seek_memory(OPJ_OFF_T position, void *user) {
+    static_cast<memory_file *>(user)->position = static_cast<std::size_t>(position);
+    return OPJ_TRUE;
+}
+
+opj_stream_t *open_memory(memory_file &file, bool reads) {
+    opj_stream_t *stream = opj_stream_default_create(reads ? OPJ_TRUE : OPJ_FALSE);
+    file.position = 0;
+    opj_stream_set_user_data(stream, &file, nullptr);
+    opj_stream_set_user_data_length(stream, file.content.size());
+    opj_stream_set_write_function(stream, write_memory);
+    opj_stream_set_read_function(stream, read_memory);
+    opj_stream_set_skip_function(stream, skip_memory);
+    opj_stream_set_seek_function(stream, seek_memory);
+    return stream;
+}
+
+memory_file encode_jpeg2000(const grey &picture, float rate) {
+    opj_cparameters_t wanted;
+    opj_set_default_encoder_parameters(&wanted);
+    wanted.irreversible = 1;
+    wanted.tcp_numlayers = 1;
+    wanted.tcp_rates[0] = 8 / rate;
+    wanted.cp_disto_alloc = 1;
+    opj_image_cmptparm_t component = {};
+    component.dx = component.dy = 1;
+    component.w = picture.width;
+    component.h = picture.height;
+    component.prec = 8;
+    opj_image_t *image = opj_image_create(1, &component, OPJ_CLRSPC_GRAY);
+    image->x1 = picture.width;
+    image->y1 = picture.height;
+    std::copy(picture.pixels.begin(), picture.pixels.end(), image->comps[0].data);
+    memory_file file;
+    opj_codec_t *coder = opj_create_compress(OPJ_CODEC_J2K);
+    opj_setup_encoder(coder, &wanted, image);
+    opj_stream_t *stream = open_memory(file, false);
+    opj_start_compress(coder, image, stream);
+    opj_encode(coder, stream);
+    opj_end_compress(coder, stream);
+    opj_stream_destroy(stream);
+    opj_destroy_codec(coder);
+    opj_image_destroy(image);
+    return file;
+}
+
+grey decode_jpeg2000(memory_file &file, const grey &like) {
+    opj_dparameters_t wanted;
+    opj_set_default_decoder_parameters(&wanted);
+    opj_codec_t *decoder = opj_create_decompress(OPJ_CODEC_J2K);
+    opj_setup_decoder(decoder, &wanted);
+    opj_stream_t *stream = open_memory(file, true);
+    opj_image_t *image = nullptr;
+    opj_read_header(stream, decoder, &image);
+    opj_decode(decoder, stream, image);
+    opj_end_decompress(decoder, stream);
+    grey result = {like.width, like.height, bytes(like.pixels.size())};
+    for (std::size_t i = 0; i < result.pixels.size(); ++i)
+        result.pixels[i] = static_cast<u8>(std::clamp(image->comps[0].data[i], 0, 255));
+    opj_stream_destroy(stream);
+    opj_destroy_codec(decoder);
+    opj_image_destroy(image);
+    return result;
+}
+
+void jpeg2000_encode(benchmark::State &state) {
+    const grey picture = large_picture();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(encode_jpeg2000(picture, 1));
+}
+
+void jpeg2000_decode(benchmark::State &state) {
+    const grey picture = large_picture();
+    memory_file file = encode_jpeg2000(picture, 1);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(decode_jpeg2000(file, picture));
+}
+
+BENCHMARK(jpeg2000_encode)->Unit(benchmark::kMillisecond);
+BENCHMARK(jpeg2000_decode)->Unit(benchmark::kMillisecond);
+#endif
+
+// PSNR at 0.5 and 1.0 bits a pixel, all headers included.
+void table(benchmark::State &state, const char *name) {
+    const grey picture = load_sample(name);
+    if (picture.width == 0) {
+        state.SkipWithError("no such sample");
+        return;
+    }
+    for (auto _ : state)
+        for (const double rate : {0.5, 1.0}) {
+            const std::string at = rate < 1 ? "@0.5" : "@1.0";
+            const auto enter = [&](const char *what, double value) {
+                state.counters[what + at] = value;
+            };
+            enter("small", distance_at(picture, wavelet_point<1>, rate, 30, 130));
+            enter("fast", distance_at(picture, wavelet_point<0>, rate, 30, 130));
+#if defined(VIQ_HAVE_LIBJPEG)
+            enter("jpeg", distance_at(picture, jpeg_point, rate, 5, 98));
+#endif
+#if defined(VIQ_HAVE_OPENJPEG)
+            memory_file file = encode_jpeg2000(picture, static_cast<float>(rate));
+            enter("jpeg2000", psnr(picture, decode_jpeg2000(file, picture)));
+#endif
+        }
+}
+
+BENCHMARK_CAPTURE(table, camera, "camera")->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(table, astronaut, "astronaut")->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(table, coffee, "coffee")->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(table, chelsea, "chelsea")->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Arguments: type, pixel format. The qualities give about 1 bit a pixel of Y8.
+struct prepared {
+    u32 source;
+    wavelet_image wavelet;
+
+    explicit prepared(const benchmark::State &state)
+        : source(image_of(large_picture(), static_cast<u16>(state.range(1)))),
+          wavelet(static_cast<u16>(state.range(0))) {
+        VIQ_WVLT_set_Quality_factor(wavelet.handle, state.range(0) == 0 ? 59 : 62);
+        VIQ_WVLT_compress(source, wavelet.handle, VIQ_STRIP_NEXT);
+    }
+    prepared(const prepared &) = delete;
+    prepared &operator=(const prepared &) = delete;
+    ~prepared() { VIQ_image_destroy(source); }
+};
+
+void compress(benchmark::State &state) {
+    const prepared ready(state);
+    for (auto _ : state)
+        VIQ_WVLT_compress(ready.source, ready.wavelet.handle, VIQ_STRIP_NEXT);
+    state.counters["bits/pixel"] =
+        VIQ_image_get_parameter(ready.wavelet.handle, VIQ_PARAM_16) * 8.0 / (1920 * 1080);
+}
+
+void decompress(benchmark::State &state) {
+    const prepared ready(state);
+    const scoped_image out;
+    for (auto _ : state)
+        VIQ_WVLT_decompress(ready.wavelet.handle, out.handle, VIQ_STRIP_NEXT);
+}
+
+BENCHMARK(compress)->ArgsProduct({{0, 1}, {VIQ_Y8, VIQ_YUV422}})->Unit(benchmark::kMillisecond);
+BENCHMARK(decompress)->ArgsProduct({{0, 1}, {VIQ_Y8, VIQ_YUV422}})->Unit(benchmark::kMillisecond);
+
+// Six levels of the transform alone.
+template <bool inverse> void transform(benchmark::State &state) {
+    constexpr u32 width = 1920;
+    constexpr u32 height = 1080;
+    const wavelet_kernels &kernels = current_wavelet_kernels();
+    std::vector<i16> coefficients(std::size_t{width} * height),
+        half((height + 1) / 2 * column_block);
+    for (std::size_t i = 0; i < coefficients.size(); ++i)
+        coefficients[i] = static_cast<i16>((i * 2654435761u >> 20) % 8192);
+    std::vector<i32> scratch(width + line_scratch_spare);
+    const auto filter_level = [&](u32 level) {
+        const u32 w = (width + (1u << level) - 1) >> level;
+        const u32 h = (height + (1u << level) - 1) >> level;
+        const auto lines = inverse ? kernels.inverse_line : kernels.forward_line;
+        const auto columns = inverse ? kernels.inverse_columns : kernels.forward_columns;
+        const auto filter_lines = [&] {
+            for (u32 y = 0; y < h; ++y)
+                lines(&coefficients[std::size_t{y} * width], &coefficients[std::size_t{y} * width],
+                      w, scratch.data());
+        };
+        if (!inverse)
+            filter_lines();
+        for (u32 x = 0; x < w; x += column_block)
+            columns(&coefficients[x], width, std::min(column_block, w - x), h, half.data());
+        if (inverse)
+            filter_lines();
+    };
+    for (auto _ : state)
+        for (u32 level = 0; level < 6; ++level)
+            filter_level(inverse ? 5 - level : level);
+}
+
+void copy_of_the_same_bytes(benchmark::State &state) {
+    const bytes from(std::size_t{1920} * 1080 * 2, 1);
+    bytes to(from.size());
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), from.size());
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(transform<false>)->Unit(benchmark::kMillisecond);
+BENCHMARK(transform<true>)->Unit(benchmark::kMillisecond);
+BENCHMARK(copy_of_the_same_bytes)->Unit(benchmark::kMillisecond);
+
+} // namespace

@@ -1,0 +1,46 @@
+// Wavelet streams of any content, both types: reading from a buffer, decompression, writing back.
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+#include "core/image.h"
+
+using namespace viq;
+
+namespace {
+
+void demand(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+void decode(u16 type, const u8 *data, u32 size) {
+    const u32 wavelet = VIQ_WVLT_image_create(type);
+    const scoped_image out;
+    if (VIQ_WVLT_buffer_read(wavelet, data, size) == 0) {
+        std::vector<u8> again(size);
+        u32 count = 0;
+        if (VIQ_WVLT_buffer_write(wavelet, again.data(), &count, VIQ_STRIP_NEXT) == 0)
+            demand(count == size);
+        const u32 code = VIQ_WVLT_decompress(wavelet, out.handle, VIQ_STRIP_NEXT);
+        const tVIQ_Image &image = *find_image(out.handle);
+        if (code == 0 && image.height != 0)
+            demand(has_lines(image, image.height));
+        VIQ_WVLT_decompress(wavelet, out.handle, VIQ_STRIP_FINISH);
+    }
+    demand(VIQ_WVLT_image_destroy(wavelet) == 0);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
+    VIQ_ErrHandlerInstall(nullptr);
+    if (size == 0 || size > 1 << 20)
+        return 0;
+    const std::vector<u8> before(data, data + size);
+    for (const u16 type : {u16{0}, u16{1}})
+        decode(type, data, static_cast<u32>(size));
+    demand(std::equal(before.begin(), before.end(), data));
+    demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    return 0;
+}

@@ -1,0 +1,55 @@
+#include "tools/wavelet.h"
+
+#include "tools/pipeline.h"
+
+namespace tool {
+
+namespace {
+
+constexpr u16 fast_coding = 0;
+constexpr u16 small_coding = 1;
+
+u32 decode(const std::string &file, u16 coding, const image &out);
+
+} // namespace
+
+bool is_wavelet(const std::string &file) {
+    const bool found = VIQ_image_find_file_format(file.c_str()) == u32{VIQ_FILE_WAVELET};
+    forget_report();
+    return found;
+}
+
+image read_wavelet(const std::string &file) {
+    image out;
+    if (VIQ_IS_ERROR(decode(file, fast_coding, out))) {
+        forget_report();
+        check(decode(file, small_coding, out), file);
+    }
+    return out;
+}
+
+void write_wavelet(const image &whole, const wavelet_options &options, const std::string &path) {
+    const image wavelet(VIQ_WVLT_image_create(options.small ? small_coding : fast_coding));
+    check(VIQ_WVLT_set_Quality_factor(wavelet.handle, options.quality), path);
+    check(VIQ_WVLT_set_subbands(wavelet.handle, options.subbands), path);
+    check(VIQ_WVLT_compress(whole.handle, wavelet.handle, VIQ_STRIP_NEXT), path);
+    put_in_place(path, [&](const std::string &draft) {
+        check(VIQ_image_set_outfilename(wavelet.handle, draft.c_str()), path);
+        check(VIQ_image_write(wavelet.handle, 0, VIQ_FILE_WAVELET, VIQ_STRIP_NEXT), path);
+    });
+}
+
+namespace {
+
+u32 decode(const std::string &file, u16 coding, const image &out) {
+    const image wavelet(VIQ_WVLT_image_create(coding));
+    u32 code = VIQ_image_set_infilename(wavelet.handle, file.c_str());
+    if (!VIQ_IS_ERROR(code))
+        code = VIQ_WVLT_file_read(wavelet.handle);
+    return VIQ_IS_ERROR(code) ? code
+                              : VIQ_WVLT_decompress(wavelet.handle, out.handle, VIQ_STRIP_NEXT);
+}
+
+} // namespace
+
+} // namespace tool

@@ -1,0 +1,23 @@
+// Wavelet files: read whole, and written out of a whole picture.
+#pragma once
+
+#include <string>
+
+#include "tools/image.h"
+
+namespace tool {
+
+struct wavelet_options {
+    u16 quality = 75;
+    u16 subbands = 6;
+    bool small = false; // the coding that takes more time
+};
+
+bool is_wavelet(const std::string &file);
+
+// A file does not name its coding; both are tried.
+image read_wavelet(const std::string &file);
+
+void write_wavelet(const image &whole, const wavelet_options &options, const std::string &path);
+
+} // namespace tool

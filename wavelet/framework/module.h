@@ -1,0 +1,124 @@
+// Processing modules chained one behind the other.
+//
+// A module type is a descriptor in the registry; an instance pulls its input from its upstream
+// instance. A chain is driven from its downstream end: the run loop asks the last module for
+// regions of its output, and each module asks its upstream for what it needs.
+#pragma once
+
+#include "wavelet/framework/status.h"
+
+namespace viq {
+
+struct module_instance;
+using module_handle = module_instance *;
+
+// Lines of bytes that a module makes available until they are released. Width and height go in as
+// the size wanted and come out as the size delivered.
+struct region {
+    u32 width = 0, height = 0;
+    const u8 *data = nullptr;
+    u32 stride = 0;
+};
+
+// Each operation receives the instance data first.
+struct module_operations {
+    u32 (*init)(void *self, u32 size, const void *configuration, module_handle upstream);
+    u32 (*destroy)(void *self);
+    u32 (*query)(void *self, u32 id, u32 &size, void *buffer);
+    u32 (*set)(void *self, u32 id, u32 size, const void *value);
+    u32 (*get_region)(void *self, u32 plane, u32 x, u32 y, region &wanted);
+    u32 (*release_region)(void *self, const u8 *data);
+};
+
+constexpr u32 module_version = 0x01000000;
+constexpr u32 module_name_size = 32;
+
+struct module_descriptor {
+    u32 id;
+    u32 instance_size;
+    u32 version;
+    char name[module_name_size];
+    module_operations operations;
+};
+
+enum module_id : u32 {
+    null_id = 0,
+    codec_id = 2,
+    level_shifter_id = 3,
+    transform_id = 4,
+    quantiser_id = 5,
+    serialiser_id = 6,
+    huffman_id = 7,
+    streaming_id = 8,
+};
+
+extern const module_descriptor null_module, codec_module, level_shifter_module, transform_module,
+    quantiser_module, serialiser_module, huffman_module, streaming_module;
+
+const module_descriptor *find_module(u32 id);
+
+// What modules tell each other through query and set.
+enum value_id : u32 {
+    id_identity = 0,
+    id_source = 1, // set without a value: the run is over
+    id_subbands = 2,
+    id_output = 3,
+    id_settings = 4,
+    id_next_component = 5,
+    id_quality = 289,
+    id_decompositions = 321,
+    id_quantiser_control = 353,
+    id_component = 355,
+    id_packing = 4097, // between the entropy stages: see packing
+};
+
+enum sample_type : u32 {
+    type_signed_8 = 0,
+    type_bytes = 1, // unsigned samples, or a byte stream
+    type_signed_16 = 2,
+    type_unsigned_16 = 3,
+    type_yuv422 = 20,
+    type_unspecified = 22,
+    type_wavelet = 23,
+};
+
+using region_reader = u32 (*)(void *context, u32 x, u32 y, region &wanted);
+
+struct source_description {
+    u32 type;
+    u32 width;
+    u32 height; // 0: a byte stream of unknown length
+    region_reader reader;
+    void *context;
+};
+
+// The size that is told for a source description, whatever addresses take on this machine.
+constexpr u32 source_description_size = 20;
+
+struct output_description {
+    u32 type, width, height;
+};
+
+using region_sink = u32 (*)(void *context, u32 x, u32 y, const region &delivered);
+
+struct run_request {
+    u32 block_width;  // 0: 384
+    u32 block_height; // 0: 32
+    region_sink sink;
+    void *context;
+};
+
+u32 create_module(module_handle *place, u32 id, u32 size, const void *configuration,
+                  module_handle upstream);
+u32 destroy_module(module_handle handle);
+u32 query_module(module_handle handle, u32 id, u32 *size, void *buffer);
+u32 set_module(module_handle handle, u32 id, u32 size, const void *value);
+u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *wanted);
+u32 release_region(module_handle handle, const u8 *data);
+u32 describe_output(module_handle handle, output_description &description);
+u32 run_module(module_handle handle, const run_request *request, output_description *info);
+
+// Known and not destroyed.
+bool is_instance(module_handle handle);
+
+} // namespace viq

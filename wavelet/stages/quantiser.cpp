@@ -1,0 +1,193 @@
+// "DWT Quantiser": coefficients of a band into small integers, and back. The steps of the bands are
+// its settings.
+#include <algorithm>
+
+#include "wavelet/framework/link.h"
+#include "wavelet/stages/kernels.h"
+#include "wavelet/stages/subbands.h"
+
+namespace viq {
+
+namespace {
+
+constexpr u32 block_head = 8;
+constexpr u32 shortest_block = 12;
+
+struct quantiser_data {
+    upstream_link up;
+    u32 inverse = 0;
+    i16 control = 0;
+    u32 component = 0;
+    std::vector<u8> settings; // of the inverse, as they were given
+    std::vector<i16> values;
+    bool stepped = false; // the steps below hold for the present run
+    std::vector<u16> steps;
+};
+
+constexpr u32 block_size(u32 subbands) {
+    return 2 * subbands + 10;
+}
+
+u32 check_type(const quantiser_data &quantiser, output_description &output) {
+    const u32 status = describe_output(quantiser.up.handle, output);
+    if (failed(status))
+        return status;
+    const u32 expected = quantiser.inverse != 0 ? type_signed_16 : type_wavelet;
+    return output.type == expected || output.type == type_unspecified ? success
+                                                                      : quantiser_bad_type;
+}
+
+u32 count_upstream_bands(const quantiser_data &quantiser, u32 &subbands) {
+    u32 size = sizeof subbands;
+    return query_module(quantiser.up.handle, id_subbands, &size, &subbands);
+}
+
+// Forward: from control and component. Inverse: out of the settings.
+u32 find_steps(quantiser_data &quantiser) {
+    u32 subbands = 0;
+    const auto *block = quantiser.settings.data();
+    if (quantiser.inverse != 0) {
+        subbands = quantiser.settings.empty() ? 0 : load<u16>(block + 6, endian::little);
+    } else {
+        const u32 status = count_upstream_bands(quantiser, subbands);
+        if (failed(status))
+            return status;
+    }
+    if (!try_resize(quantiser.steps, subbands))
+        return quantiser_no_memory;
+    for (u32 band = 0; band < subbands; ++band)
+        quantiser.steps[band] = static_cast<u16>(
+            quantiser.inverse != 0
+                ? load<u16>(block + block_head + 2 * std::size_t{band}, endian::little)
+                : quantiser_step(quantiser.control, quantiser.component, band, subbands));
+    quantiser.stepped = true;
+    return success;
+}
+
+// The two bytes behind the steps belong to the block and are 0.
+u32 answer_settings(quantiser_data &quantiser, u32 &size, void *buffer) {
+    u32 status = find_steps(quantiser);
+    if (failed(status))
+        return status;
+    const auto subbands = static_cast<u32>(quantiser.steps.size());
+    std::vector<u8> block;
+    if (!try_resize(block, block_size(subbands)))
+        return quantiser_no_memory;
+    store_settings_head(block.data(), quantiser_id, static_cast<u16>(subbands));
+    for (u32 band = 0; band < subbands; ++band)
+        store<u16>(block.data() + block_head + 2 * std::size_t{band}, quantiser.steps[band],
+                   endian::little);
+    return query_settings(quantiser.up.handle, block.data(), block_size(subbands), size, buffer);
+}
+
+u32 take_settings(quantiser_data &quantiser, u32 size, const void *value) {
+    if (size < shortest_block)
+        return quantiser_short_settings;
+    const auto *block = static_cast<const u8 *>(value);
+    if (load<u32>(block, endian::little) != quantiser_id)
+        return quantiser_foreign_settings;
+    if (load<u16>(block + 4, endian::little) > 1)
+        return quantiser_later_settings;
+    const u32 own = block_size(load<u16>(block + 6, endian::little));
+    if (size < own)
+        return quantiser_cut_settings;
+    if (!try_resize(quantiser.settings, own))
+        return quantiser_no_memory;
+    std::memcpy(quantiser.settings.data(), block, own);
+    quantiser.stepped = false;
+    return pass_settings(quantiser.up.handle, own, size, value);
+}
+
+u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
+    auto &quantiser = begin_data<quantiser_data>(self);
+    const u32 status = connect(quantiser.up, size, configuration, upstream);
+    return failed(status) ? status : read_mode(size, configuration, 1, quantiser.inverse);
+}
+
+u32 destroy(void *self) {
+    disconnect(data<quantiser_data>(self).up);
+    return end_data<quantiser_data>(self);
+}
+
+u32 query(void *self, u32 id, u32 &size, void *buffer) {
+    auto &quantiser = data<quantiser_data>(self);
+    if (id == id_settings && quantiser.inverse == 0)
+        return answer_settings(quantiser, size, buffer);
+    if (id != id_output)
+        return query_module(quantiser.up.handle, id, &size, buffer);
+    output_description output = {};
+    const u32 status = check_type(quantiser, output);
+    if (failed(status))
+        return status;
+    output.type = quantiser.inverse != 0 ? type_wavelet : type_signed_16;
+    return answer(output, size, buffer, stage_short_buffer);
+}
+
+u32 set(void *self, u32 id, u32 size, const void *value) {
+    auto &quantiser = data<quantiser_data>(self);
+    quantiser.stepped = false;
+    switch (id) {
+    case id_settings:
+        if (quantiser.inverse != 0)
+            return take_settings(quantiser, size, value);
+        break;
+    case id_quantiser_control:
+        if (size < sizeof quantiser.control)
+            return quantiser_bad_control;
+        quantiser.control = value_of<i16>(value);
+        return success;
+    case id_component:
+        if (size < sizeof quantiser.component)
+            return quantiser_bad_component;
+        quantiser.component = value_of<u32>(value);
+        break;
+    default:
+        break;
+    }
+    return set_module(quantiser.up.handle, id, size, value);
+}
+
+u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+    auto &quantiser = data<quantiser_data>(self);
+    output_description output = {};
+    u32 status = check_type(quantiser, output);
+    if (!failed(status) && !quantiser.stepped)
+        status = find_steps(quantiser);
+    if (failed(status))
+        return status;
+    if (plane >= quantiser.steps.size())
+        return quantiser_no_step;
+    region source = wanted;
+    status = get_region(quantiser.up.handle, plane, x, y, &source);
+    if (failed(status))
+        return status;
+    const bool room = try_resize(quantiser.values, u64{source.width} * source.height);
+    const wavelet_kernels &kernels = current_wavelet_kernels();
+    const auto map = quantiser.inverse != 0 ? kernels.dequantise : kernels.quantise;
+    for (u32 i = 0; room && i < source.height; ++i)
+        map(reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride),
+            quantiser.values.data() + std::size_t{i} * source.width, source.width,
+            quantiser.steps[plane]);
+    release_region(quantiser.up.handle, source.data);
+    if (!room)
+        return quantiser_no_memory;
+    wanted = {source.width, source.height, reinterpret_cast<const u8 *>(quantiser.values.data()),
+              source.width * static_cast<u32>(sizeof(i16))};
+    return success;
+}
+
+u32 release(void *, const u8 *) {
+    return success;
+}
+
+} // namespace
+
+const module_descriptor quantiser_module = {
+    quantiser_id,
+    sizeof(quantiser_data),
+    module_version,
+    "DWT Quantiser",
+    {init, destroy, query, set, get, release},
+};
+
+} // namespace viq

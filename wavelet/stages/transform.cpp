@@ -1,0 +1,243 @@
+// "Discrete Wavelet Transform": a component of samples into its subbands, and back.
+//
+// The buffer of the instance holds the whole component. The forward direction fills and transforms
+// it when the first band of a run is asked for, and hands bands out as planes of their own; the
+// inverse direction takes all bands from its upstream when the first samples are asked for.
+#include <algorithm>
+
+#include "wavelet/framework/link.h"
+#include "wavelet/stages/kernels.h"
+#include "wavelet/stages/subbands.h"
+
+namespace viq {
+
+namespace {
+
+struct transform_data {
+    upstream_link up;
+    u32 inverse = 0;
+    u32 decompositions = 6;
+    bool ready = false; // the buffer holds what the present run asks for
+    u32 width = 0, height = 0, subbands = 1;
+    std::vector<i16> coefficients;
+    std::vector<i32> line;
+    std::vector<i16> half;
+};
+
+constexpr u32 strip_lines = 16;
+
+u32 find_shape(const transform_data &transform, output_description &output, u32 &subbands) {
+    u32 status = describe_output(transform.up.handle, output);
+    if (failed(status))
+        return status;
+    if (transform.inverse != 0) {
+        u32 size = sizeof subbands;
+        if (failed(query_module(transform.up.handle, id_subbands, &size, &subbands)))
+            subbands = 1;
+    } else {
+        subbands = count_subbands(output.width, output.height, transform.decompositions);
+    }
+    const bool fits = subbands >= 1 &&
+                      count_subbands(output.width, output.height, (subbands - 1) / 3) == subbands;
+    return output.width != 0 && output.height != 0 && fits ? success : transform_bad_size;
+}
+
+i16 *place(transform_data &transform, u32 x, u32 y) {
+    return transform.coefficients.data() + y * coefficient_pitch(transform.width) + x;
+}
+
+u32 stride(const transform_data &transform) {
+    return static_cast<u32>(coefficient_pitch(transform.width) * sizeof(i16));
+}
+
+u32 make_room(transform_data &transform) {
+    output_description output = {};
+    const u32 status = find_shape(transform, output, transform.subbands);
+    if (failed(status))
+        return status;
+    transform.width = output.width;
+    transform.height = output.height;
+    const u64 size = u64{coefficient_pitch(output.width)} * output.height;
+    const u64 longest = std::max(output.width, output.height);
+    const bool room = try_resize(transform.coefficients, size) &&
+                      try_resize(transform.line, longest + line_scratch_spare) &&
+                      try_resize(transform.half, (u64{output.height} + 1) / 2 * column_block);
+    return room ? success : stage_no_memory;
+}
+
+struct level_size {
+    u32 width, height;
+};
+
+level_size size_of_level(const transform_data &transform, u32 level) {
+    level_size size = {transform.width, transform.height};
+    for (u32 i = 0; i < level; ++i)
+        size = {(size.width + 1) >> 1, (size.height + 1) >> 1};
+    return size;
+}
+
+template <class Filter>
+void filter_columns(transform_data &transform, level_size size, Filter filter) {
+    for (u32 x = 0; x < size.width; x += column_block)
+        filter(place(transform, x, 0), coefficient_pitch(transform.width),
+               std::min(column_block, size.width - x), size.height, transform.half.data());
+}
+
+template <class Filter>
+void filter_lines(transform_data &transform, level_size size, Filter filter) {
+    for (u32 y = 0; y < size.height; ++y) {
+        i16 *line = place(transform, 0, y);
+        filter(line, line, size.width, transform.line.data());
+    }
+}
+
+// The lines of the first level are filtered as they come from the upstream.
+u32 take_samples(transform_data &transform) {
+    const wavelet_kernels &kernels = current_wavelet_kernels();
+    for (u32 y = 0; y < transform.height;) {
+        region strip = {transform.width, std::min(strip_lines, transform.height - y), nullptr, 0};
+        const u32 status = get_region(transform.up.handle, 0, 0, y, &strip);
+        if (failed(status))
+            return status;
+        const bool whole = strip.width == transform.width && strip.height != 0;
+        for (u32 i = 0; whole && i < strip.height; ++i) {
+            const auto *samples =
+                reinterpret_cast<const i16 *>(strip.data + std::size_t{i} * strip.stride);
+            i16 *line = place(transform, 0, y + i);
+            if (transform.subbands > 1)
+                kernels.forward_line(samples, line, transform.width, transform.line.data());
+            else
+                std::copy_n(samples, transform.width, line);
+        }
+        release_region(transform.up.handle, strip.data);
+        if (!whole)
+            return transform_bad_size;
+        y += strip.height;
+    }
+    return success;
+}
+
+u32 transform_component(transform_data &transform) {
+    u32 status = make_room(transform);
+    if (!failed(status))
+        status = take_samples(transform);
+    if (failed(status))
+        return status;
+    const wavelet_kernels &kernels = current_wavelet_kernels();
+    const u32 levels = (transform.subbands - 1) / 3;
+    for (u32 level = 0; level < levels; ++level) {
+        const level_size size = size_of_level(transform, level);
+        if (level > 0)
+            filter_lines(transform, size, kernels.forward_line);
+        filter_columns(transform, size, kernels.forward_columns);
+    }
+    return success;
+}
+
+u32 take_band(transform_data &transform, u32 band) {
+    const subband area = find_subband(transform.width, transform.height, transform.subbands, band);
+    for (u32 y = 0; y < area.height;) {
+        region lines = {area.width, area.height - y, nullptr, 0};
+        const u32 status = get_region(transform.up.handle, band, 0, y, &lines);
+        if (failed(status))
+            return status;
+        const bool whole =
+            lines.width == area.width && lines.height != 0 && lines.height <= area.height - y;
+        for (u32 i = 0; whole && i < lines.height; ++i)
+            std::memcpy(place(transform, area.x, area.y + y + i),
+                        lines.data + std::size_t{i} * lines.stride, area.width * sizeof(i16));
+        release_region(transform.up.handle, lines.data);
+        if (!whole)
+            return transform_bad_size;
+        y += lines.height;
+    }
+    return success;
+}
+
+u32 restore_component(transform_data &transform) {
+    u32 status = make_room(transform);
+    for (u32 band = 0; !failed(status) && band < transform.subbands; ++band)
+        status = take_band(transform, band);
+    if (failed(status))
+        return status;
+    const wavelet_kernels &kernels = current_wavelet_kernels();
+    for (u32 level = (transform.subbands - 1) / 3; level-- > 0;) {
+        const level_size size = size_of_level(transform, level);
+        filter_columns(transform, size, kernels.inverse_columns);
+        filter_lines(transform, size, kernels.inverse_line);
+    }
+    return success;
+}
+
+u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
+    auto &transform = begin_data<transform_data>(self);
+    const u32 status = connect(transform.up, size, configuration, upstream);
+    return failed(status) ? status : read_mode(size, configuration, 1, transform.inverse);
+}
+
+u32 destroy(void *self) {
+    disconnect(data<transform_data>(self).up);
+    return end_data<transform_data>(self);
+}
+
+u32 query(void *self, u32 id, u32 &size, void *buffer) {
+    const auto &transform = data<transform_data>(self);
+    if (id != id_output && id != id_subbands)
+        return query_module(transform.up.handle, id, &size, buffer);
+    output_description output = {};
+    u32 subbands = 1;
+    const u32 status = find_shape(transform, output, subbands);
+    if (failed(status))
+        return status;
+    output.type = type_wavelet;
+    return id == id_output ? answer(output, size, buffer, stage_short_buffer)
+                           : answer(subbands, size, buffer, stage_short_buffer);
+}
+
+u32 set(void *self, u32 id, u32 size, const void *value) {
+    auto &transform = data<transform_data>(self);
+    if (id == id_decompositions && transform.inverse == 0) {
+        if (size < sizeof(u32) || value_of<u32>(value) == 0)
+            return transform_bad_decompositions;
+        transform.decompositions = std::min(value_of<u32>(value), most_decompositions);
+        transform.ready = false;
+        return success;
+    }
+    transform.ready = false;
+    return set_module(transform.up.handle, id, size, value);
+}
+
+u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+    auto &transform = data<transform_data>(self);
+    if (!transform.ready) {
+        const u32 status =
+            transform.inverse != 0 ? restore_component(transform) : transform_component(transform);
+        if (failed(status))
+            return status;
+        transform.ready = true;
+    }
+    const subband area = transform.inverse != 0 ? subband{0, 0, transform.width, transform.height}
+                                                : find_subband(transform.width, transform.height,
+                                                               transform.subbands, plane);
+    if (u64{x} + wanted.width > area.width || u64{y} + wanted.height > area.height)
+        return transform_no_band;
+    wanted.data = reinterpret_cast<const u8 *>(place(transform, area.x + x, area.y + y));
+    wanted.stride = stride(transform);
+    return success;
+}
+
+u32 release(void *, const u8 *) {
+    return success;
+}
+
+} // namespace
+
+const module_descriptor transform_module = {
+    transform_id,
+    sizeof(transform_data),
+    module_version,
+    "Discrete Wavelet Transform",
+    {init, destroy, query, set, get, release},
+};
+
+} // namespace viq
