@@ -28,6 +28,19 @@ struct converter {
 verdict copy_or_accept(const strip_call &call);
 verdict accept_listed(const strip_call &call);
 
+// Refuses an input in another format with the code and message; `or_format` adds the format's
+// number to the code.
+struct format_refusal {
+    const char *message = "Unsupported image format";
+    u32 code = VIQ_ERR_UNSUPPORTED;
+    bool or_format = false;
+};
+verdict accept_formats(const strip_call &call, format_set accepted,
+                       const format_refusal &refusal = {});
+
+// Pairs of YUV 4:2:2 pixels need a line of even width.
+verdict accept_even(const strip_call &call, u64 width);
+
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call);
 

@@ -2,6 +2,9 @@
 
 namespace viq {
 
-const upper_seams upper = {};
+const upper_seams upper = {
+    .destroy_chroma_keys = VIQ_CK_destroy,
+    .destroy_lookup_tables = VIQ_LUT_destroy,
+};
 
 } // namespace viq
