@@ -107,7 +107,7 @@ constexpr converter packed_converters[] = {
     make_packed(VIQ_NAMES(VIQ_convert_to_RGBX32), VIQ_RGBX32, to_32),
     make_packed(VIQ_NAMES(VIQ_convert_to_BGRX32), VIQ_BGRX32, to_32),
     make_packed(VIQ_NAMES(VIQ_convert_to_XBGR32), VIQ_XBGR32, to_32),
-    make_packed(VIQ_NAMES(VIQ_convert_to_XRGB32), VIQ_XRGB32, to_32),
+    make_packed(VIQ_NAMES(VIQ_convert_to_XRGB32), VIQ_XRGB32, to_32 & ~formats(VIQ_XBGR32)),
     make_packed(VIQ_NAMES(VIQ_convert_to_RGB24), VIQ_RGB24,
                 grey | packed_16 | packed_24 | packed_32),
     make_packed(VIQ_NAMES(VIQ_convert_to_BGR24), VIQ_BGR24,

@@ -4,6 +4,7 @@
 // set must never serve the code of another.
 #pragma once
 
+#include <bit>
 #include <cstring>
 
 #include "convert/rows.h"
@@ -48,7 +49,7 @@ VIQ_FORMULA constexpr bool has_byte_order(u16 format) {
     return order_of(format).size != 0;
 }
 
-VIQ_FORMULA constexpr u32 pixel_bytes(u16 format) {
+VIQ_FORMULA constexpr std::size_t pixel_bytes(u16 format) {
     switch (format) {
     case VIQ_Y8:
     case VIQ_PALETTED:
@@ -76,6 +77,11 @@ VIQ_FORMULA u16 load_word(const u8 *bytes) {
 VIQ_FORMULA void store_word(u8 *bytes, u32 value) {
     const auto word = static_cast<u16>(value);
     std::memcpy(bytes, &word, sizeof word);
+}
+
+// The double word whose byte at a place in memory is given, with 0 in the other ones.
+VIQ_FORMULA u32 byte_in_memory(u8 value, u32 place) {
+    return u32{value} << (std::endian::native == std::endian::little ? 8 * place : 24 - 8 * place);
 }
 
 VIQ_FORMULA u8 clamp_to_byte(i32 value) {
@@ -148,14 +154,21 @@ template <u16 format> VIQ_FORMULA void pack(u8 *pixel, rgb colour, const row_opt
         store_word(pixel, pack_rgb15(colour));
     } else if constexpr (format == VIQ_RGB16) {
         store_word(pixel, pack_rgb16(colour));
+    } else if constexpr (order_of(format).size == 4) {
+        constexpr byte_order order = order_of(format);
+        u32 kept = 0;
+        if (options.keep_spare)
+            kept = byte_in_memory(pixel[order.spare], order.spare);
+        const u32 whole = kept | byte_in_memory(colour.red, order.red) |
+                          byte_in_memory(colour.green, order.green) |
+                          byte_in_memory(colour.blue, order.blue);
+        std::memcpy(pixel, &whole, sizeof whole);
     } else {
         constexpr byte_order order = order_of(format);
         static_assert(has_byte_order(format));
         pixel[order.red] = colour.red;
         pixel[order.green] = colour.green;
         pixel[order.blue] = colour.blue;
-        if (order.size == 4 && !options.keep_spare)
-            pixel[order.spare] = 0;
     }
 }
 

@@ -12,7 +12,7 @@ namespace viq {
 
 using bytes32 = __m256i;
 
-constexpr u32 block = 32;
+constexpr std::size_t block = 32;
 
 struct planes {
     bytes32 red, green, blue;
@@ -46,11 +46,11 @@ VIQ_FORMULA void store32(u8 *bytes, bytes32 v) {
 }
 
 // Piece n: the 16 bytes from 16 n on of each lane's pixels.
-template <u32 size> VIQ_FORMULA bytes32 load_piece(const u8 *source, u32 n) {
+template <u32 size> VIQ_FORMULA bytes32 load_piece(const u8 *source, std::size_t n) {
     return load_lanes(source + 16 * n, source + 16 * (n + size));
 }
 
-template <u32 size> VIQ_FORMULA void store_piece(u8 *target, u32 n, bytes32 v) {
+template <u32 size> VIQ_FORMULA void store_piece(u8 *target, std::size_t n, bytes32 v) {
     store_lanes(target + 16 * n, target + 16 * (n + size), v);
 }
 
@@ -92,6 +92,11 @@ VIQ_FORMULA bytes32 byte_pairs(i32 first, i32 second) {
 
 VIQ_FORMULA bytes32 low_bytes(bytes32 words) {
     return _mm256_and_si256(words, splat16(0xFF));
+}
+
+// Puts the quarters in order after packing two registers of consecutive pixels.
+VIQ_FORMULA bytes32 in_pixel_order(bytes32 packed) {
+    return _mm256_permute4x64_epi64(packed, 0xD8);
 }
 
 VIQ_FORMULA __m128i shift_count(u32 bits) {
@@ -270,6 +275,33 @@ VIQ_FORMULA bytes32 luminance(const planes &p) {
     return pack_words(_mm256_srli_epi16(low, 8), _mm256_srli_epi16(high, 8));
 }
 
+// Pixels of four bytes need no planes. With 128 taken off every component the products fit their
+// words; as the weights sum to 256, all sums are 32,768 too low.
+template <u16 format> VIQ_FORMULA bytes32 luminance_sums(const u8 *source) {
+    static constexpr lane_bytes weights = lane_of([](u32 place) {
+        constexpr byte_order order = order_of(format);
+        const u32 component = place % 4;
+        return component == order.red     ? 77
+               : component == order.green ? 150
+               : component == order.blue  ? 29
+                                          : 0;
+    });
+    const bytes32 pixels = _mm256_xor_si256(load32(source), splat8(0x80));
+    return _mm256_madd_epi16(_mm256_maddubs_epi16(both_lanes(weights), pixels), splat16(1));
+}
+
+template <u16 format> VIQ_FORMULA bytes32 luminance_of_sixteen(const u8 *source) {
+    const bytes32 sums =
+        _mm256_packs_epi32(luminance_sums<format>(source), luminance_sums<format>(source + 32));
+    return _mm256_srli_epi16(_mm256_xor_si256(sums, splat16(0x8000)), 8);
+}
+
+template <u16 format> VIQ_FORMULA bytes32 luminance_of_four(const u8 *source) {
+    const bytes32 fours =
+        pack_words(luminance_of_sixteen<format>(source), luminance_of_sixteen<format>(source + 64));
+    return _mm256_permutevar8x32_epi32(fours, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+
 // ---- YUV 4:2:2 to RGB
 
 struct chroma_terms {
@@ -303,45 +335,79 @@ VIQ_FORMULA planes load_yuv(const u8 *source) {
             pack_words(_mm256_add_epi16(ya, a.blue), _mm256_add_epi16(yb, b.blue))};
 }
 
+// ---- Eight pixels of three or four bytes, four to a lane
+//
+// Lane 1 of three-byte pixels is read from four bytes before its first pixel, so that nothing
+// behind the eight pixels is touched.
+
+VIQ_FORMULA constexpr std::size_t lane1_lead(std::size_t size) {
+    return 16 - 4 * size;
+}
+
+template <u16 format> VIQ_FORMULA bytes32 load_eight(const u8 *source) {
+    constexpr std::size_t size = order_of(format).size;
+    if constexpr (size == 4)
+        return load32(source);
+    else
+        return load_lanes(source, source + 4 * size - lane1_lead(size));
+}
+
+// The rule names, for each place of a lane, a byte counted from the first of its four pixels.
+template <u16 format, class Rule> VIQ_FORMULA bytes32 shuffle_eight(bytes32 pixels, Rule) {
+    static constexpr lane_bytes lane0 = lane_of(Rule());
+    static constexpr lane_bytes lane1 =
+        lane_of([](u32 place) { return Rule()(place) + lane1_lead(order_of(format).size); });
+    return _mm256_shuffle_epi8(pixels, load_lanes(lane0.at, lane1.at));
+}
+
 // ---- RGB to YUV 4:2:2
 
-struct yuv_words {
-    bytes32 y, u, v; // u and v without their offset of 128
+struct yuv_eight {
+    bytes32 y;  // a double word a pixel
+    bytes32 uv; // a word each, without their offset of 128
 };
 
-// Sixteen pixels as words. The weights of each sum to 0 or 1024, so that all follow from the
-// differences to green; nested cuts keep every product within 16 bits and change no result.
-VIQ_FORMULA yuv_words to_yuv_words(bytes32 red, bytes32 green, bytes32 blue) {
-    const bytes32 r = _mm256_sub_epi16(red, green);
-    const bytes32 b = _mm256_sub_epi16(blue, green);
-    const bytes32 r128 = _mm256_slli_epi16(r, 7);
-    const bytes32 b128 = _mm256_slli_epi16(b, 7);
-    // (512 b - 173 r) >> 10 and (512 r - 83 b) >> 10
-    const bytes32 u = _mm256_add_epi16(b, _mm256_mulhi_epi16(r128, splat16(-173)));
-    const bytes32 v = _mm256_add_epi16(r, _mm256_mulhi_epi16(b128, splat16(-83)));
-    // (306 r + 117 b) >> 10
-    const bytes32 fine =
-        _mm256_sub_epi16(_mm256_mullo_epi16(r, splat16(50)), _mm256_mullo_epi16(b, splat16(11)));
-    const bytes32 coarse = _mm256_add_epi16(_mm256_add_epi16(r, r), b);
-    const bytes32 y = _mm256_add_epi16(coarse, _mm256_srai_epi16(fine, 7));
-    return {_mm256_add_epi16(green, _mm256_srai_epi16(y, 3)), _mm256_srai_epi16(u, 1),
-            _mm256_srai_epi16(v, 1)};
+// The weights of each of Y, U and V sum to 1024 or 0, so that all follow from the differences to
+// green. U is (512 b - 173 r) >> 10 and V is (512 r - 83 b) >> 10: cutting the second product by 9
+// bits first and the sum by the last one gives the same and stays within 16 bits.
+template <u16 format> VIQ_FORMULA yuv_eight to_yuv(const u8 *source) {
+    static constexpr lane_bytes swapped = lane_of([](u32 place) { return place ^ 2; });
+    const bytes32 pixels = load_eight<format>(source);
+    const bytes32 blue_red = shuffle_eight<format>(pixels, [](u32 place) {
+        constexpr byte_order order = order_of(format);
+        const u32 component = place % 4 == 0 ? order.blue : order.red;
+        return place % 2 == 0 ? place / 4 * order.size + component : no_byte;
+    });
+    const bytes32 green = shuffle_eight<format>(pixels, [](u32 place) {
+        constexpr byte_order order = order_of(format);
+        return place % 2 == 0 ? place / 4 * order.size + order.green : no_byte;
+    });
+    const bytes32 differences = _mm256_sub_epi16(blue_red, green);
+    const bytes32 luma =
+        _mm256_srai_epi32(_mm256_madd_epi16(differences, word_pairs(117, 306)), 10);
+    const bytes32 crossing =
+        _mm256_mulhi_epi16(_mm256_slli_epi16(differences, 7), word_pairs(-83, -173));
+    const bytes32 chroma =
+        _mm256_add_epi16(differences, _mm256_shuffle_epi8(crossing, both_lanes(swapped)));
+    return {_mm256_add_epi32(luma, _mm256_and_si256(green, _mm256_set1_epi32(0xFFFF))),
+            _mm256_srai_epi16(chroma, 1)};
 }
 
-VIQ_FORMULA bytes32 with_mean_chroma(bytes32 y, bytes32 first, bytes32 second) {
-    const bytes32 sum = _mm256_add_epi16(first, second);
-    const bytes32 high = _mm256_and_si256(_mm256_slli_epi16(sum, 7), splat16(0xFF00));
-    return _mm256_xor_si256(_mm256_or_si256(y, high), splat16(0x8000));
+VIQ_FORMULA bytes32 double_words(bytes32 a, bytes32 b, bool odd) {
+    const __m256 x = _mm256_castsi256_ps(a);
+    const __m256 y = _mm256_castsi256_ps(b);
+    return _mm256_castps_si256(odd ? _mm256_shuffle_ps(x, y, 0xDD) : _mm256_shuffle_ps(x, y, 0x88));
 }
 
-VIQ_FORMULA void store_yuv(u8 *target, const planes &p) {
-    const yuv_words even = to_yuv_words(low_bytes(p.red), low_bytes(p.green), low_bytes(p.blue));
-    const yuv_words odd = to_yuv_words(_mm256_srli_epi16(p.red, 8), _mm256_srli_epi16(p.green, 8),
-                                       _mm256_srli_epi16(p.blue, 8));
-    const bytes32 with_u = with_mean_chroma(even.y, even.u, odd.u);
-    const bytes32 with_v = with_mean_chroma(odd.y, even.v, odd.v);
-    store_words(target,
-                {_mm256_unpacklo_epi16(with_u, with_v), _mm256_unpackhi_epi16(with_u, with_v)});
+// Sixteen pixels to eight pairs.
+template <u16 format> VIQ_FORMULA void sixteen_to_yuv(const u8 *source, u8 *target) {
+    const yuv_eight a = to_yuv<format>(source);
+    const yuv_eight b = to_yuv<format>(source + 8 * pixel_bytes(format));
+    const bytes32 sums =
+        _mm256_add_epi16(double_words(a.uv, b.uv, false), double_words(a.uv, b.uv, true));
+    const bytes32 means = _mm256_and_si256(_mm256_slli_epi16(sums, 7), splat16(0xFF00));
+    const bytes32 pairs = _mm256_or_si256(_mm256_packus_epi32(a.y, b.y), means);
+    store32(target, in_pixel_order(_mm256_xor_si256(pairs, splat16(0x8000))));
 }
 
 } // namespace viq

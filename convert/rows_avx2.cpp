@@ -7,24 +7,34 @@ namespace viq {
 
 namespace {
 
-// Runs a worker over blocks of 32 pixels. What is left at the end of the row passes through copies,
-// so that the worker always has a whole block and the row's neighbours are never touched.
-template <u32 source_size, u32 target_size, class Block>
-inline void run_blocks(const u8 *source, u8 *target, u32 pixels, bool keeps_target, Block convert) {
-    for (; pixels >= block; pixels -= block) {
+template <std::size_t source_size, std::size_t target_size, class Block>
+[[gnu::noinline]] void run_whole_blocks(const u8 *source, u8 *target, std::size_t blocks,
+                                        Block convert) {
+    for (; blocks != 0; blocks--) {
         convert(source, target);
         source += block * source_size;
         target += block * target_size;
     }
-    if (pixels == 0)
+}
+
+// Runs a worker over blocks of 32 pixels. What is left at the end of the row passes through copies,
+// so that the worker always has a whole block and the row's neighbours are never touched.
+template <std::size_t source_size, std::size_t target_size, class Block>
+void run_blocks(const u8 *source, u8 *target, u32 pixels, bool keeps_target, Block convert) {
+    const std::size_t blocks = pixels / block;
+    const std::size_t rest = pixels % block;
+    run_whole_blocks<source_size, target_size>(source, target, blocks, convert);
+    if (rest == 0)
         return;
+    source += blocks * block * source_size;
+    target += blocks * block * target_size;
     u8 source_copy[block * source_size] = {};
     u8 target_copy[block * target_size];
-    std::memcpy(source_copy, source, pixels * source_size);
+    std::memcpy(source_copy, source, rest * source_size);
     if (keeps_target)
-        std::memcpy(target_copy, target, pixels * target_size);
-    convert(source_copy, target_copy);
-    std::memcpy(target, target_copy, pixels * target_size);
+        std::memcpy(target_copy, target, rest * target_size);
+    run_whole_blocks<source_size, target_size>(source_copy, target_copy, 1, convert);
+    std::memcpy(target, target_copy, rest * target_size);
 }
 
 template <u16 format> VIQ_FORMULA planes load(const u8 *source, const row_options &options) {
@@ -59,8 +69,6 @@ VIQ_FORMULA void store(u8 *target, const planes &p, const row_options &options) 
         store_words(target, pack_rgb15(p));
     else if constexpr (format == VIQ_RGB16)
         store_words(target, pack_rgb16(p));
-    else if constexpr (format == VIQ_YUV422)
-        store_yuv(target, p);
     else if constexpr (order_of(format).size == 3)
         store_three<format>(target, p);
     else
@@ -78,30 +86,17 @@ template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_place(u32 plac
     return place == to.red ? from.red : place == to.green ? from.green : from.blue;
 }
 
-// Eight pixels of three or four bytes a pixel to four. The second half of eight pixels of three
-// bytes is read from four bytes before it, so that nothing behind them is touched.
-template <u16 input, u16 output> VIQ_FORMULA bytes32 reorder_eight(const u8 *source) {
-    constexpr u32 size = order_of(input).size;
-    constexpr u32 early = 16 - 4 * size;
-    static constexpr lane_bytes lane0 = lane_of(
-        [](u32 place) { return (place / 4 * size + source_place<input, output>(place % 4)); });
-    static constexpr lane_bytes lane1 = lane_of([](u32 place) {
-        return (place / 4 * size + early + source_place<input, output>(place % 4));
-    });
-    if constexpr (size == 4)
-        return _mm256_shuffle_epi8(load32(source), both_lanes(lane0));
-    else
-        return _mm256_shuffle_epi8(load_lanes(source, source + 4 * size - early),
-                                   load_lanes(lane0.at, lane1.at));
+template <u16 output> VIQ_FORMULA void store_eight(u8 *target, bytes32 pixels, bool keep_spare) {
+    store32(target, keep_spare ? with_spare<output>(pixels, load32(target)) : pixels);
 }
 
 template <u16 input, u16 output>
 VIQ_FORMULA void reorder_to_four(const u8 *source, u8 *target, bool keep_spare) {
-    for (u32 n = 0; n < 4; n++, source += 8 * order_of(input).size, target += 32) {
-        bytes32 pixels = reorder_eight<input, output>(source);
-        if (keep_spare)
-            pixels = with_spare<output>(pixels, load32(target));
-        store32(target, pixels);
+    for (u32 n = 0; n < 4; n++, source += 8 * pixel_bytes(input), target += 32) {
+        const bytes32 pixels = shuffle_eight<input>(load_eight<input>(source), [](u32 place) {
+            return place / 4 * order_of(input).size + source_place<input, output>(place % 4);
+        });
+        store_eight<output>(target, pixels, keep_spare);
     }
 }
 
@@ -126,6 +121,26 @@ VIQ_FORMULA void reorder_four_to_three(const u8 *source, u8 *target) {
     store_piece<3>(target, 2, _mm256_blend_epi32(c, d, 0xEE));
 }
 
+// What piece m of sixteen pixels gives to piece n when red and blue change places.
+template <u32 n, u32 m> VIQ_FORMULA bytes32 turned(bytes32 piece) {
+    static constexpr lane_bytes order = lane_of([](u32 place) {
+        const u32 byte = 16 * n + place;
+        const u32 from = byte + 2 - byte % 3 * 2;
+        return from / 16 == m ? from % 16 : no_byte;
+    });
+    return _mm256_shuffle_epi8(piece, both_lanes(order));
+}
+
+VIQ_FORMULA void turn_three(const u8 *source, u8 *target) {
+    const bytes32 a = load_piece<3>(source, 0);
+    const bytes32 b = load_piece<3>(source, 1);
+    const bytes32 c = load_piece<3>(source, 2);
+    const bytes32 sides = _mm256_or_si256(turned<1, 0>(a), turned<1, 2>(c));
+    store_piece<3>(target, 0, _mm256_or_si256(turned<0, 0>(a), turned<0, 1>(b)));
+    store_piece<3>(target, 1, _mm256_or_si256(turned<1, 1>(b), sides));
+    store_piece<3>(target, 2, _mm256_or_si256(turned<2, 1>(b), turned<2, 2>(c)));
+}
+
 template <u32 n> VIQ_FORMULA bytes32 tripled(bytes32 grey) {
     static constexpr lane_bytes order = lane_of([](u32 place) { return (16 * n + place) / 3; });
     return _mm256_shuffle_epi8(grey, both_lanes(order));
@@ -135,6 +150,19 @@ VIQ_FORMULA void grey_to_three(bytes32 grey, u8 *target) {
     store_piece<3>(target, 0, tripled<0>(grey));
     store_piece<3>(target, 1, tripled<1>(grey));
     store_piece<3>(target, 2, tripled<2>(grey));
+}
+
+template <u16 output> VIQ_FORMULA void grey_to_four(const u8 *source, u8 *target, bool keep_spare) {
+    static constexpr lane_bytes lane0 = lane_of(
+        [](u32 place) { return place % 4 == order_of(output).spare ? no_byte : place / 4; });
+    static constexpr lane_bytes lane1 = lane_of([](u32 place) { return lane0.at[place] + 4u; });
+    for (u32 n = 0; n < 4; n++, source += 8, target += 32) {
+        long long eight = 0;
+        std::memcpy(&eight, source, sizeof eight);
+        const bytes32 pixels =
+            _mm256_shuffle_epi8(_mm256_set1_epi64x(eight), load_lanes(lane0.at, lane1.at));
+        store_eight<output>(target, pixels, keep_spare);
+    }
 }
 
 VIQ_FORMULA words2 wide(const u8 *source) {
@@ -178,7 +206,7 @@ VIQ_FORMULA __m128i lane_saturation(__m128i least, __m128i intensity) {
     const __m256i words =
         _mm256_packus_epi32(quotients(least, intensity),
                             quotients(_mm_srli_si128(least, 8), _mm_srli_si128(intensity, 8)));
-    const __m256i in_order = _mm256_permute4x64_epi64(words, 0xD8);
+    const __m256i in_order = in_pixel_order(words);
     const __m128i quotient =
         _mm_packus_epi16(_mm256_castsi256_si128(in_order), _mm256_extracti128_si256(in_order, 1));
     const __m128i black = _mm_cmpeq_epi8(intensity, _mm_setzero_si128());
@@ -237,16 +265,26 @@ VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &
         reorder_to_four<input, output>(source, target, options.keep_spare);
     } else if constexpr (from.size == 4 && to.size == 3) {
         reorder_four_to_three<input, output>(source, target);
+    } else if constexpr (from.size == 3 && to.size == 3) {
+        turn_three(source, target);
     } else if constexpr (is_grey(input) && output == VIQ_Y8) {
         store32(target, load<input>(source, options).green);
     } else if constexpr (is_grey(input) && to.size == 3) {
         grey_to_three(load<input>(source, options).green, target);
+    } else if constexpr (input == VIQ_Y8 && to.size == 4) {
+        grey_to_four<output>(source, target, options.keep_spare);
+    } else if constexpr (from.size != 0 && output == VIQ_YUV422) {
+        sixteen_to_yuv<input>(source, target);
+        sixteen_to_yuv<input>(source + 16 * pixel_bytes(input), target + 32);
+    } else if constexpr (from.size == 4 && output == VIQ_Y8) {
+        store32(target, luminance_of_four<input>(source));
     } else if constexpr (input == VIQ_Y8 && output == VIQ_Y16) {
         y8_to_y16(source, target, options.shift);
     } else if constexpr (input == VIQ_Y8 && output == VIQ_YUV422) {
         store_words(target, interleave(load32(source), splat8(128)));
     } else if constexpr (input == VIQ_YUV422 && output == VIQ_Y8) {
-        store32(target, bytes_right<0>(load_words(source)));
+        store32(target, in_pixel_order(
+                            pack_words(low_bytes(load32(source)), low_bytes(load32(source + 32)))));
     } else if constexpr (input == VIQ_YUV422 && output == VIQ_HSI) {
         yuv_to_hsi(source, target, options.hue);
     } else if constexpr (input == VIQ_RGB15 && output == VIQ_RGB16) {
@@ -261,13 +299,12 @@ VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &
 }
 
 template <u16 input, u16 output>
-void block_row(const u8 *source, u8 *target, u32 pixels, const row_options &given) {
-    const row_options options = given;
+void block_row(const u8 *source, u8 *target, u32 pixels, const row_options &options) {
     if constexpr (input == VIQ_YUV422 && output != VIQ_Y8)
         pixels -= pixels % 2;
     run_blocks<pixel_bytes(input), pixel_bytes(output)>(
         source, target, pixels, options.keep_spare,
-        [&](const u8 *from, u8 *to) { convert_block<input, output>(from, to, options); });
+        [options](const u8 *from, u8 *to) { convert_block<input, output>(from, to, options); });
 }
 
 template <u16 input>
@@ -275,8 +312,8 @@ void to_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &opt
     const u32 paired = pixels - pixels % 2;
     block_row<input, VIQ_YUV422>(source, target, paired, options);
     if (paired != pixels) {
-        const rgb last = unpack<input>(source + std::size_t{paired} * pixel_bytes(input), options);
-        pack_yuv_pair(target + std::size_t{paired} * pixel_bytes(VIQ_YUV422), last, last);
+        const rgb last = unpack<input>(source + paired * pixel_bytes(input), options);
+        pack_yuv_pair(target + paired * pixel_bytes(VIQ_YUV422), last, last);
     }
 }
 
@@ -284,7 +321,7 @@ void to_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &opt
 template <u16 output>
 void paletted_row(const u8 *source, u8 *target, u32 pixels, const row_options &options) {
     static_assert(sizeof(tVIQ_Colour) == pixel_bytes(VIQ_RGBX32));
-    constexpr u32 part = 8 * block;
+    constexpr u32 part = 256; // pixels
     u8 colours[part * sizeof(tVIQ_Colour)];
     const tVIQ_Colour *map = options.map;
     while (pixels != 0) {
@@ -345,7 +382,7 @@ template <u16 format> void bins_row(const u8 *source, u16 *bins, u32 pixels, con
     const bin_field blue = field_of(rule.blue, 0);
     const bin_field grey = field_of(rule.grey, 0);
     run_blocks<pixel_bytes(format), sizeof(u16)>(
-        source, reinterpret_cast<u8 *>(bins), pixels, false, [&](const u8 *from, u8 *to) {
+        source, reinterpret_cast<u8 *>(bins), pixels, false, [=](const u8 *from, u8 *to) {
             const planes p = load<format>(from, options);
             words2 sum = {_mm256_setzero_si256(), _mm256_setzero_si256()};
             if constexpr (is_grey(format)) {

@@ -5,35 +5,60 @@ namespace viq {
 
 namespace {
 
-// The options are copied, so that no store into the row can change them.
-template <u16 input, u16 output>
-void pixel_row(const u8 *source, u8 *target, u32 pixels, const row_options &given) {
-    const row_options options = given;
-    for (; pixels != 0; pixels--) {
-        convert_pixel<input, output>(source, target, options);
-        source += pixel_bytes(input);
-        target += pixel_bytes(output);
+// Calls a loop with a copy of the options, which no store into the row can change, and with a spare
+// rule that the compiler knows.
+template <u16 output, class Loop> VIQ_FORMULA void with_known(const row_options &given, Loop loop) {
+    row_options options = given;
+    options.keep_spare = false;
+    if (order_of(output).size == 4 && given.keep_spare) {
+        options.keep_spare = true;
+        loop(options);
+    } else {
+        loop(options);
     }
 }
 
-template <u16 output>
-void from_yuv_row(const u8 *pair, u8 *target, u32 pixels, const row_options &given) {
-    const row_options options = given;
-    for (u32 pairs = pixels / 2; pairs != 0; pairs--, pair += 4) {
-        const yuv both[2] = {{pair[0], pair[1], pair[3]}, {pair[2], pair[1], pair[3]}};
-        for (const yuv &pixel : both) {
-            if constexpr (output == VIQ_HSI)
-                pack_hsi(target, pixel, options.hue);
-            else
-                pack<output>(target, yuv_to_rgb(pixel), options);
-            target += pixel_bytes(output);
+template <u16 input, u16 output>
+void pixel_row(const u8 *source, u8 *target, u32 pixels, const row_options &given) {
+    with_known<output>(given, [=](const row_options &options) {
+        const u8 *from = source;
+        u8 *to = target;
+        for (u32 x = 0; x < pixels; x++) {
+            convert_pixel<input, output>(from, to, options);
+            from += pixel_bytes(input);
+            to += pixel_bytes(output);
         }
-    }
+    });
+}
+
+template <u16 output>
+VIQ_FORMULA void pack_from_yuv(u8 *target, yuv pixel, const row_options &options) {
+    if constexpr (output == VIQ_HSI)
+        pack_hsi(target, pixel, options.hue);
+    else
+        pack<output>(target, yuv_to_rgb(pixel), options);
+}
+
+template <u16 output>
+void from_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &given) {
+    with_known<output>(given, [=](const row_options &options) {
+        const u8 *pair = source;
+        u8 *to = target;
+        for (u32 x = 0; x < pixels / 2; x++) {
+            const u8 u = pair[1];
+            const u8 v = pair[3];
+            const u8 second = pair[2];
+            pack_from_yuv<output>(to, {pair[0], u, v}, options);
+            pack_from_yuv<output>(to + pixel_bytes(output), {second, u, v}, options);
+            pair += 4;
+            to += 2 * pixel_bytes(output);
+        }
+    });
 }
 
 template <u16 input>
 void to_yuv_row(const u8 *source, u8 *pair, u32 pixels, const row_options &options) {
-    constexpr u32 size = pixel_bytes(input);
+    constexpr std::size_t size = pixel_bytes(input);
     for (; pixels > 1; pixels -= 2, source += 2 * size, pair += 4)
         pack_yuv_pair(pair, unpack<input>(source, options), unpack<input>(source + size, options));
     if (pixels != 0)

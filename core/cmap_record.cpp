@@ -2,6 +2,7 @@
 #include "core/cmap_record.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -9,6 +10,12 @@
 #include "core/report.h"
 
 using namespace viq;
+
+namespace {
+
+void copy_colours(const tVIQ_Colour *in, tVIQ_Colour *out);
+
+} // namespace
 
 tVIQ_CmapInfo *VIQ_cmap_create_info(void) {
     auto *info = static_cast<tVIQ_CmapInfo *>(std::malloc(sizeof(tVIQ_CmapInfo)));
@@ -38,11 +45,7 @@ u32 VIQ_cmap_copy(u32 hInImage, u32 hOutImage) {
         return success;
     out->num_colours = in->num_colours;
     if (in->colourmap != nullptr && out->colourmap != nullptr && in->colourmap != out->colourmap)
-        for (u32 i = 0; i < colourmap_size; ++i) {
-            out->colourmap[i].red = in->colourmap[i].red;
-            out->colourmap[i].green = in->colourmap[i].green;
-            out->colourmap[i].blue = in->colourmap[i].blue;
-        }
+        copy_colours(in->colourmap, out->colourmap);
     if (in->cmap_info != nullptr) {
         if (out->cmap_info == nullptr)
             out->cmap_info = VIQ_cmap_create_info();
@@ -52,6 +55,22 @@ u32 VIQ_cmap_copy(u32 hInImage, u32 hOutImage) {
     }
     return success;
 }
+
+namespace {
+
+// Red, green and blue of every entry; in whole words, because every conversion does this once.
+void copy_colours(const tVIQ_Colour *in, tVIQ_Colour *out) {
+    constexpr u32 colour = std::bit_cast<u32>(tVIQ_Colour{0xFF, 0xFF, 0xFF, 0});
+    u32 from[colourmap_size];
+    u32 to[colourmap_size];
+    std::memcpy(from, in, sizeof from);
+    std::memcpy(to, out, sizeof to);
+    for (u32 i = 0; i < colourmap_size; ++i)
+        to[i] = (from[i] & colour) | (to[i] & ~colour);
+    std::memcpy(out, to, sizeof to);
+}
+
+} // namespace
 
 namespace viq {
 

@@ -22,7 +22,12 @@ u32 read_header(const read_call &call);
 u32 read_lines(const read_call &call);
 
 constexpr strip_reader reader = {
-    .name = name, .state = &state, .read_header = read_header, .read_lines = read_lines};
+    .name = name,
+    .state = &state,
+    .read_header = read_header,
+    .read_lines = read_lines,
+    .unbuffered = true,
+};
 
 } // namespace
 

@@ -116,6 +116,8 @@ u32 open_and_read_header(const strip_reader &reader, const strip_call &call) {
     state.file.reset(std::fopen(image.infilename, reader.open_mode));
     if (state.file == nullptr)
         return report(reader.name, VIQ_ERR_OPEN, "Failed to open file");
+    if (reader.unbuffered)
+        std::setvbuf(state.file.get(), nullptr, _IONBF, 0);
     u32 code = reader.read_header({state.file.get(), image, call.in_handle, 0});
     if (!is_error(code) && (image.width == 0 || image.height == 0))
         code = report(reader.name, VIQ_ERR_CORRUPT, "Corrupt image");

@@ -62,6 +62,7 @@ struct strip_reader {
     // The image has a buffer for its lines per strip. A failed seek leaves the file open.
     u32 (*read_lines)(const read_call &call);
     const char *open_mode = "rb";
+    bool unbuffered = false; // the reader asks for whole blocks itself
 };
 
 constexpr u32 seek_failed = VIQ_ERR_INTERNAL;

@@ -531,8 +531,8 @@ VIQ_API u32 VIQ_image_move(u32 hInImage, u32 hOutImage);
  * Gathers strips into a memory image, which holds the whole picture. The first strip sets it up: it
  * takes the strip image's parameters, lines per strip equal to its height, and a buffer. Each call
  * with VIQ_STRIP_NEXT appends the current strip, padding included; after the last line of the
- * picture the transfer is over. VIQ_STRIP_FINISH abandons it; other modes only set it up. Nothing
- * happens to a strip of 0 lines.
+ * picture the transfer is over. VIQ_STRIP_FINISH abandons it; other modes do nothing, and
+ * nothing happens to a strip of 0 lines.
  * Errors: the check's code with "Corrupt input image" for the strip image, "Corrupt output image"
  * for the memory image; 0x10050000 "Image changed during transfer" - format, width, height or line
  * of either image is not that of the first strip; the transfer is over.
@@ -543,8 +543,8 @@ VIQ_API u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode);
  * Hands a memory image out as strips. The first call copies its parameters, the lines per strip
  * included, to the strip image: set those of the memory image to the wanted number first, or take
  * the picture whole. Each call with VIQ_STRIP_NEXT fills the strip image with the next lines; the
- * last strip is cut to the remaining ones. VIQ_STRIP_FINISH abandons; other modes only copy the
- * parameters. Nothing happens where the memory image has 0 lines per strip.
+ * last strip is cut to the remaining ones. VIQ_STRIP_FINISH abandons; other modes do
+ * nothing, and nothing happens where the memory image has 0 lines per strip.
  * Errors: as in VIQ_write_to_memory, "Corrupt input image" being for the memory image.
  */
 VIQ_API u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode);
@@ -717,7 +717,7 @@ VIQ_API u32 VIQ_convert_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand
 /** To X, B, G, R from Y8, Y16, RGB15, RGB16, RGB24, RGBX32, BGRX32. */
 VIQ_API u32 VIQ_convert_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
 
-/** To X, R, G, B from Y8, Y16, RGB15, RGB16, RGB24, RGBX32, BGRX32, XBGR32. */
+/** To X, R, G, B from Y8, Y16, RGB15, RGB16, RGB24, RGBX32, BGRX32. */
 VIQ_API u32 VIQ_convert_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
 
 /** To R, G, B from Y8, Y16, RGB15, RGB16, BGR24, RGBX32, BGRX32, XBGR32. */

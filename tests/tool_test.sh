@@ -1,0 +1,125 @@
+#!/usr/bin/env bash
+# Runs the command-line tool as a user does. Arguments: the tool, the source folder.
+set -uo pipefail
+
+tool=$(realpath "$1")
+samples=$(realpath "$2")/samples
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 2
+cp "$samples"/*.bmp .
+
+checks=0
+failures=0
+
+# expect STATUS TEXT COMMAND...: the exit status, and a text that the output must hold.
+expect() {
+    local status=$1 text=$2 output got
+    shift 2
+    output=$("$@" 2>&1)
+    got=$?
+    checks=$((checks + 1))
+    if [ "$got" -ne "$status" ] || [[ $output != *"$text"* ]]; then
+        failures=$((failures + 1))
+        printf 'FAILED: %s\n  wanted status %s and "%s"\n  got status %s and:\n%s\n' \
+            "$*" "$status" "$text" "$got" "$output"
+    fi
+}
+
+# expect_error TEXT COMMAND...: status 2, and one line on standard error.
+expect_error() {
+    local text=$1
+    shift
+    expect 2 "$text" "$@"
+    "$@" 2> error.txt
+    expect 0 "1 error.txt" wc -l error.txt
+    rm -f error.txt
+}
+
+convert() { "$tool" convert "$@"; }
+
+# What the headers say.
+expect 0 "coffee.bmp: BMP, 600 x 400, rgb24, 24 bits per pixel, 720054 bytes" "$tool" info coffee.bmp
+expect 0 "paletted (256 colours, grey)" "$tool" info camera.bmp
+expect 0 '"width": 451' "$tool" info --json coffee.bmp chelsea.bmp
+expect 0 "" bash -c '"$0" info --json *.bmp | python3 -m json.tool' "$tool"
+expect 2 "600 x 400" "$tool" info missing.bmp coffee.bmp
+
+# A picture that keeps its format arrives unchanged, whatever the strips.
+for lines in 1 7 64 400 100000; do
+    expect 0 "" convert --strip "$lines" chelsea.bmp same.bmp
+    expect 0 "identical" "$tool" compare chelsea.bmp same.bmp
+    expect 0 "" convert --strip "$lines" --format paletted coffee.bmp "paletted$lines.bmp"
+    expect 0 "" cmp paletted1.bmp "paletted$lines.bmp"
+done
+
+# Every format passes into a BMP file; the wanted text bounds the loss.
+for format in bgr24 rgbx32 bgrx32 xbgr32 xrgb32; do
+    expect 0 "" convert --format "$format" coffee.bmp out.bmp
+    expect 0 "identical" "$tool" compare coffee.bmp out.bmp
+done
+for bound in rgb16:8 rgb15:8 rgb8:128 yuv422:140 hsi:150 cmyk32:130 y8:255 y16:255 paletted:130; do
+    expect 0 "" convert --format "${bound%:*}" coffee.bmp out.bmp
+    expect 0 "dB" "$tool" compare --tolerance "${bound#*:}" coffee.bmp out.bmp
+    expect 1 "dB" "$tool" compare coffee.bmp out.bmp
+    expect 0 "" convert --format "${bound%:*}" camera.bmp out.bmp
+done
+expect 0 "identical" "$tool" compare camera.bmp camera.bmp
+expect 1 "sizes differ: 600 x 400 and 451 x 300" "$tool" compare coffee.bmp chelsea.bmp
+
+# Raw data is the bare pixels.
+expect 0 "" convert --format yuv422 coffee.bmp out.raw
+expect 0 "480000" stat -c %s out.raw
+expect 0 "" convert --format xrgb32 coffee.bmp out.RAW
+expect 0 "960000" stat -c %s out.RAW
+
+# A file may be written over its own source.
+expect 0 "" convert --format rgb15 coffee.bmp coffee2.bmp
+cp coffee.bmp coffee3.bmp
+expect 0 "" convert --format rgb15 coffee3.bmp coffee3.bmp
+expect 0 "" cmp coffee2.bmp coffee3.bmp
+
+# Errors: one line with the file and the reason, and what stood under the name stays.
+rm -f same.bmp out.* paletted*
+head -c 100000 coffee.bmp > short.bmp
+printf 'BM junk, not a picture' > junk.bmp
+ls > before
+expect_error "missing.bmp: Failed to open file" convert missing.bmp out.bmp
+expect_error "junk.bmp: " convert junk.bmp out.bmp
+expect_error "short.bmp: " convert short.bmp out.bmp
+expect_error "short.bmp: " convert --format paletted short.bmp coffee2.bmp
+expect_error "nowhere/out.bmp: Failed to create file" convert coffee.bmp nowhere/out.bmp
+expect_error "out.xyz: unknown output extension" convert coffee.bmp out.xyz
+expect_error "out.raw: " convert --format cmyk32 coffee.bmp nowhere/out.raw
+expect_error "sepia" convert --format sepia coffee.bmp out.bmp
+expect_error "--strip" convert --strip 0 coffee.bmp out.bmp
+expect_error "OUT" convert coffee.bmp
+expect_error "File name too long" "$tool" info "$(printf 'x%.0s' {1..200}).bmp"
+expect_error "junk.bmp: " "$tool" compare coffee.bmp junk.bmp
+expect_error "" "$tool" polish coffee.bmp
+expect 0 "" bash -c 'ls | diff before -'
+expect 0 "" cmp coffee2.bmp coffee3.bmp
+if [ -e /dev/full ]; then
+    ln -s /dev/full full.bmp
+    expect_error "full.bmp: " convert coffee.bmp full.bmp
+fi
+
+# A picture several times larger than the memory allowed passes through, where memory can be limited.
+if { (ulimit -v 60000 && "$tool" --help > /dev/null); } 2> /dev/null; then
+    { printf 'BM\0\0\0\0\0\0\0\0\66\0\0\0\50\0\0\0\20\47\0\0\350\3\0\0\1\0\30\0'
+      head -c 24 /dev/zero; } > large.bmp
+    truncate -s $((54 + 10000 * 3000 * 3)) large.bmp
+    printf '\270\13\0\0' | dd of=large.bmp bs=1 seek=22 conv=notrunc status=none
+    expect 0 "" bash -c 'ulimit -v 60000; "$0" convert --format bgrx32 large.bmp larger.bmp' "$tool"
+    expect 0 "" cmp -s -i 54 large.bmp larger.bmp
+    rm -f large.bmp larger.bmp
+fi
+
+# The demo writes every result that its page shows.
+expect 0 "wrote page/index.html" "$tool" demo --out page
+expect 0 "Every route" cat page/index.html
+expect 0 "" bash -c 'grep -o "src=\"[^\"]*\"" page/index.html | cut -d\" -f2 | (cd page && xargs ls)'
+expect_error "coffee.bmp/page: " "$tool" demo --out coffee.bmp/page
+
+echo "$((checks - failures)) passed, $failures failed"
+[ "$failures" -eq 0 ]

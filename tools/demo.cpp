@@ -1,0 +1,275 @@
+#include "tools/demo.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+
+#include "tools/compare.h"
+#include "tools/page.h"
+#include "tools/pipeline.h"
+#include "tools/samples.h"
+
+namespace tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct recipe;
+
+gallery show_photograph(const photograph &photo, const fs::path &samples, const fs::path &out);
+const file_kind &bmp();
+shot original_shot(const fs::path &from, const fs::path &to);
+shot make_shot(const recipe &what, const fs::path &from, const fs::path &to, const image &original);
+pipeline convert_pipeline(const recipe &what, const std::string &file);
+image upright_dib(const recipe &what, const std::string &file);
+image as_rgb24(const std::string &file);
+double distance(const image &original, const image &result);
+route_table run_every_route(const std::string &file);
+double run_route(const image &original, u16 from, u16 to);
+void print_table(const std::vector<gallery> &galleries);
+
+enum class way { convert, dither, dib };
+
+struct recipe {
+    const char *group;
+    const char *id; // part of the file name
+    const char *name;
+    const char *note;
+    way how = way::convert;
+    u16 format = VIQ_PALETTED;
+    palette_rule palette = {};
+    u32 depth = 0; // of a device-independent bitmap
+};
+
+constexpr const char *packed = "Pixel formats";
+constexpr const char *palettes = "Palettes";
+constexpr const char *dibs = "Device-independent bitmaps";
+
+constexpr recipe recipes[] = {
+    {packed, "bgr24", "BGR24", "three bytes, blue first", way::convert, VIQ_BGR24},
+    {packed, "rgbx32", "RGBX32", "four bytes, the last spare", way::convert, VIQ_RGBX32},
+    {packed, "bgrx32", "BGRX32", "four bytes, blue first", way::convert, VIQ_BGRX32},
+    {packed, "xbgr32", "XBGR32", "four bytes, the first spare", way::convert, VIQ_XBGR32},
+    {packed, "xrgb32", "XRGB32", "four bytes, unpacked by the tool", way::convert, VIQ_XRGB32},
+    {packed, "rgb16", "RGB16", "5, 6 and 5 bits", way::convert, VIQ_RGB16},
+    {packed, "rgb15", "RGB15", "5 bits a component", way::convert, VIQ_RGB15},
+    {packed, "rgb8", "RGB8", "3, 3 and 2 bits", way::convert, VIQ_RGB8},
+    {packed, "yuv422", "YUV 4:2:2", "two pixels share their colour", way::convert, VIQ_YUV422},
+    {packed, "hsi", "HSI", "hue, saturation, intensity, turned back by the tool", way::convert,
+     VIQ_HSI},
+    {packed, "cmyk32", "CMYK32", "from 256 adaptive colours", way::convert, VIQ_CMYK32},
+    {packed, "y8", "Y8", "luminance", way::convert, VIQ_Y8},
+    {packed, "y16", "Y16", "16-bit luminance", way::convert, VIQ_Y16},
+    {palettes,
+     "adaptive256",
+     "Adaptive, 256 colours",
+     "the most frequent colours",
+     way::convert,
+     VIQ_PALETTED,
+     {256}},
+    {palettes,
+     "adaptive64",
+     "Adaptive, 64 colours",
+     "the most frequent colours",
+     way::convert,
+     VIQ_PALETTED,
+     {64}},
+    {palettes,
+     "adaptive16",
+     "Adaptive, 16 colours",
+     "the most frequent colours",
+     way::convert,
+     VIQ_PALETTED,
+     {16}},
+    {palettes,
+     "bits453",
+     "Adaptive, 4-5-3 bits",
+     "fewer blues told apart, more greens",
+     way::convert,
+     VIQ_PALETTED,
+     {256, 0, 4, 5, 3, 6}},
+    {palettes,
+     "named16",
+     "16 named colours",
+     "the nearest of a fixed palette",
+     way::convert,
+     VIQ_PALETTED,
+     {16, 1}},
+    {palettes,
+     "extended64",
+     "Named colours and 48 adaptive",
+     "a fixed palette extended",
+     way::convert,
+     VIQ_PALETTED,
+     {64, 1}},
+    {palettes,
+     "ramp",
+     "Grey ramp",
+     "the nearest of 256 greys",
+     way::convert,
+     VIQ_PALETTED,
+     {256, 2}},
+    {palettes,
+     "cube",
+     "3-3-2 cube",
+     "the nearest of 256 fixed colours",
+     way::convert,
+     VIQ_PALETTED,
+     {256, 3}},
+    {palettes, "dithered", "3-3-2 dithered", "the same cube with carried remainders", way::dither},
+    {dibs, "dib", "DIB", "depth chosen by the picture, shown upright", way::dib},
+    {dibs, "dib8", "DIB, 8 bits", "with its colourmap", way::dib, VIQ_PALETTED, {}, 8},
+    {dibs, "dib16", "DIB, 16 bits", "RGB15", way::dib, VIQ_PALETTED, {}, 16},
+    {dibs, "dib24", "DIB, 24 bits", "BGR24", way::dib, VIQ_PALETTED, {}, 24},
+    {dibs, "dib32", "DIB, 32 bits", "BGRX32", way::dib, VIQ_PALETTED, {}, 32},
+};
+
+} // namespace
+
+int demo(const demo_options &options) {
+    const fs::path samples = samples_folder();
+    const fs::path out = options.out;
+    std::error_code trouble;
+    fs::create_directories(out, trouble);
+    if (trouble)
+        throw failure{options.out + ": " + trouble.message()};
+    std::vector<gallery> galleries;
+    for (const photograph &photo : photographs())
+        galleries.push_back(show_photograph(photo, samples, out));
+    const std::string first = photographs().front().name;
+    const route_table routes = run_every_route((samples / (first + ".bmp")).string());
+    const std::string page = (out / "index.html").string();
+    write_page(page, galleries, routes);
+    print_table(galleries);
+    std::printf("%zu routes between pixel formats run\nwrote %s\n", routes.size(), page.c_str());
+    return 0;
+}
+
+namespace {
+
+gallery show_photograph(const photograph &photo, const fs::path &samples, const fs::path &out) {
+    const std::string name = photo.name;
+    const fs::path from = samples / (name + ".bmp");
+    gallery g{photo, {original_shot(from, out / (name + ".bmp"))}};
+    const image original = as_rgb24(from.string());
+    for (const recipe &what : recipes)
+        g.shots.push_back(make_shot(what, from, out / (name + "-" + what.id + ".bmp"), original));
+    return g;
+}
+
+// Browsers show it.
+const file_kind &bmp() {
+    return kind_of_path("page.bmp");
+}
+
+shot original_shot(const fs::path &from, const fs::path &to) {
+    const picture header = read_header(from.string());
+    std::error_code trouble;
+    fs::copy_file(from, to, fs::copy_options::overwrite_existing, trouble);
+    if (trouble)
+        throw failure{to.string() + ": " + trouble.message()};
+    return {"Original",        "Original",   name_of(header.format), to.filename().string(),
+            fs::file_size(to), header.width, header.height,          psnr_of(0, 1)};
+}
+
+shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
+               const image &original) {
+    const std::string file = from.string();
+    image held;
+    pipeline line;
+    if (what.how == way::dib) {
+        held = upright_dib(what, file);
+        line = {file, held.handle, {}};
+        route rest = route_from(picture_of(held.handle));
+        extend_to_any(rest, bmp().accepts, file);
+        line.steps = rest.steps;
+    } else {
+        line = convert_pipeline(what, file);
+    }
+    run_to_file(line, bmp(), to.string());
+    const picture result = read_header(to.string());
+    return {
+        what.group,        what.name,    what.note,     to.filename().string(),
+        fs::file_size(to), result.width, result.height, distance(original, as_rgb24(to.string()))};
+}
+
+pipeline convert_pipeline(const recipe &what, const std::string &file) {
+    route r = route_from(read_header(file));
+    // The palette that a file brings along gives way to the recipe's.
+    if (what.format == VIQ_PALETTED)
+        extend(r, r.colour ? VIQ_RGB24 : VIQ_Y8, file);
+    if (what.how == way::dither)
+        extend_dithered(r, file);
+    else
+        extend(r, what.format, file, what.palette);
+    extend_to_any(r, bmp().accepts, file);
+    return {file, 0, r.steps};
+}
+
+// The bitmap's lines stand bottom-up; in the image that is shown they stand top-down again.
+image upright_dib(const recipe &what, const std::string &file) {
+    const image whole = run_to_memory({file, 0, {}});
+    image dib;
+    VIQ_image_set_flags(dib.handle, VIQ_FLAG_DIB, 1);
+    check(VIQ_image_convert(whole.handle, dib.handle, VIQ_BGR24, what.depth, VIQ_STRIP_NEXT), file);
+    const pixels from = pixels_of(dib.handle);
+    image upright;
+    check(VIQ_cmap_copy(dib.handle, upright.handle), file);
+    check(shape(upright.handle, format_of(dib.handle), from.width, from.lines, from.lines), file);
+    const pixels to = pixels_of(upright.handle);
+    for (u32 y = 0; y < from.lines; ++y)
+        std::memcpy(to.line(y), from.line(from.lines - 1 - y),
+                    std::min(to.bytes_per_line, from.bytes_per_line));
+    return upright;
+}
+
+image as_rgb24(const std::string &file) {
+    route r = route_from(read_header(file));
+    extend(r, VIQ_RGB24, file);
+    return run_to_memory({file, 0, r.steps});
+}
+
+double distance(const image &original, const image &result) {
+    difference apart(VIQ_RGB24);
+    apart.add(pixels_of(original.handle), pixels_of(result.handle));
+    return apart.psnr();
+}
+
+route_table run_every_route(const std::string &file) {
+    const image original = as_rgb24(file);
+    route_table table;
+    for (const format_name &from : formats())
+        for (const format_name &to : formats())
+            if (from.offered && to.offered && from.code != to.code &&
+                library_converts(from.code, to.code, true))
+                table[{from.code, to.code}] = run_route(original, from.code, to.code);
+    return table;
+}
+
+double run_route(const image &original, u16 from, u16 to) {
+    route r = route_from(picture_of(original.handle));
+    r.whole = true;
+    for (u16 station : {from, to, u16{VIQ_RGB24}})
+        extend(r, station, name_of(from) + " to " + name_of(to));
+    return distance(original, run_to_memory({"sample", original.handle, r.steps}));
+}
+
+void print_table(const std::vector<gallery> &galleries) {
+    std::printf("%-32s", "PSNR");
+    for (const gallery &g : galleries)
+        std::printf("%12s", g.photo.name);
+    std::printf("\n");
+    for (std::size_t row = 1; row <= std::size(recipes); ++row) {
+        std::printf("%-32s", galleries.front().shots[row].name.c_str());
+        for (const gallery &g : galleries)
+            std::printf("%12s", psnr_text(g.shots[row].psnr).c_str());
+        std::printf("\n");
+    }
+}
+
+} // namespace
+
+} // namespace tool

@@ -1,0 +1,176 @@
+#include "tools/page.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+
+#include "tools/compare.h"
+#include "tools/formats.h"
+
+namespace tool {
+
+namespace {
+
+std::string head();
+std::string section(const gallery &g);
+std::string card(const shot &s, const shot &original);
+std::string route_section(const route_table &routes);
+std::string route_cell(const route_table &routes, u16 from, u16 to);
+std::string kilobytes(std::uintmax_t bytes);
+
+constexpr const char *style = R"(
+:root { color-scheme: light dark; --paper: #f6f5f2; --card: #fff; --ink: #22252a; --soft: #6b7078;
+        --line: #dedcd6; --accent: #0b6e6e; }
+@media (prefers-color-scheme: dark) {
+  :root { --paper: #17191c; --card: #212429; --ink: #e8e6e1; --soft: #9aa0a8; --line: #34383f;
+          --accent: #5cc4c0; } }
+* { box-sizing: border-box; }
+body { margin: 0; background: var(--paper); color: var(--ink);
+       font: 15px/1.5 system-ui, "Segoe UI", sans-serif; }
+header, main { max-width: 1360px; margin: 0 auto; padding: 0 24px; }
+header { padding-top: 40px; }
+h1 { font-size: 30px; margin: 0 0 4px; letter-spacing: -0.02em; }
+h2 { font-size: 21px; margin: 48px 0 0; }
+h3 { font-size: 13px; margin: 28px 0 10px; color: var(--soft); text-transform: uppercase;
+     letter-spacing: 0.08em; }
+p { margin: 4px 0; color: var(--soft); max-width: 75ch; }
+nav { position: sticky; top: 0; z-index: 2; background: var(--paper);
+      border-bottom: 1px solid var(--line); margin-top: 18px; }
+nav div { max-width: 1360px; margin: 0 auto; padding: 10px 24px; display: flex; gap: 22px;
+          flex-wrap: wrap; }
+a { color: var(--accent); text-decoration: none; }
+a:hover { text-decoration: underline; }
+section { scroll-margin-top: 50px; }
+.grid { display: grid; gap: 18px; grid-template-columns: repeat(auto-fill, minmax(290px, 1fr)); }
+figure { margin: 0; background: var(--card); border: 1px solid var(--line); border-radius: 10px;
+         overflow: hidden; }
+.stack { position: relative; display: block; background: #0001; }
+.stack img { display: block; width: 100%; height: auto; }
+.stack .before { position: absolute; inset: 0; height: 100%; opacity: 0; transition: opacity .15s; }
+.stack:hover .before { opacity: 1; }
+figcaption { padding: 10px 14px 12px; }
+figcaption b { display: block; }
+figcaption span { color: var(--soft); font-size: 13px; display: block; min-height: 1.5em; }
+dl { display: flex; gap: 16px; margin: 8px 0 0; font-size: 13px; font-variant-numeric: tabular-nums; }
+dl div { display: flex; gap: 5px; }
+dt { color: var(--soft); } dd { margin: 0; font-weight: 600; }
+.wide { overflow-x: auto; background: var(--card); border: 1px solid var(--line);
+        border-radius: 10px; margin-top: 14px; }
+table { border-collapse: collapse; font-size: 13px; font-variant-numeric: tabular-nums; width: 100%; }
+th, td { padding: 6px 10px; text-align: right; border-bottom: 1px solid var(--line); }
+th { font-weight: 600; } tr:last-child > * { border-bottom: 0; }
+tbody th { text-align: left; }
+td.none { color: var(--line); } td.exact { color: var(--accent); }
+footer { height: 60px; }
+)";
+
+} // namespace
+
+void write_page(const std::string &path, const std::vector<gallery> &galleries,
+                const route_table &routes) {
+    std::string text = head() + "<nav><div>";
+    for (const gallery &g : galleries)
+        text += "<a href=\"#" + std::string(g.photo.name) + "\">" + g.photo.title + "</a>";
+    text += "<a href=\"#routes\">Every route</a></div></nav>\n<main>\n";
+    for (const gallery &g : galleries)
+        text += section(g);
+    text += route_section(routes) + "</main>\n<footer></footer>\n</body></html>\n";
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file)
+        throw failure{path + ": Failed to write file"};
+}
+
+namespace {
+
+std::string head() {
+    return std::string("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
+                       "<meta name=\"viewport\" content=\"width=device-width\">\n"
+                       "<title>VIQ demo</title>\n<style>") +
+           style +
+           "</style></head>\n<body>\n<header><h1>VIQ demo</h1>\n"
+           "<p>Each photograph is read by strips, converted to the pixel format or palette named, "
+           "brought back to what a BMP file holds, and written. PSNR is measured on the written "
+           "file against the original. Point at a picture to see the original in its place; click "
+           "to open the file.</p></header>\n";
+}
+
+std::string section(const gallery &g) {
+    const shot &original = g.shots.front();
+    std::string text = "<section id=\"" + std::string(g.photo.name) + "\"><h2>" + g.photo.title +
+                       "</h2>\n<p>" + std::to_string(original.width) + " &times; " +
+                       std::to_string(original.height) + ". Photograph: " + g.photo.credit +
+                       "</p>\n";
+    std::string group;
+    for (const shot &s : g.shots) {
+        if (s.group != group)
+            text += (group.empty() ? "" : "</div>\n") + ("<h3>" + s.group) +
+                    "</h3>\n<div class=\"grid\">\n";
+        group = s.group;
+        text += card(s, original);
+    }
+    return text + "</div></section>\n";
+}
+
+std::string card(const shot &s, const shot &original) {
+    const std::string size = "\" loading=\"lazy\" width=\"" + std::to_string(s.width) +
+                             "\" height=\"" + std::to_string(s.height) + "\" alt=\"";
+    std::string text = "<figure><a class=\"stack\" href=\"" + s.file + "\"><img src=\"" + s.file +
+                       size + s.name + "\">";
+    const bool changed = s.file != original.file;
+    if (changed)
+        text += "<img class=\"before\" src=\"" + original.file + size + "original\">";
+    text += "</a><figcaption><b>" + s.name + "</b><span>" + s.note +
+            "</span><dl><div><dt>size</dt><dd>" + kilobytes(s.bytes) + "</dd></div>";
+    if (changed)
+        text += "<div><dt>PSNR</dt><dd>" + psnr_text(s.psnr) + "</dd></div>";
+    return text + "</dl></figcaption></figure>\n";
+}
+
+std::string route_section(const route_table &routes) {
+    std::vector<u16> rows;
+    std::vector<u16> columns;
+    for (const format_name &f : formats()) {
+        if (std::any_of(routes.begin(), routes.end(),
+                        [&f](const auto &r) { return r.first.first == f.code; }))
+            rows.push_back(f.code);
+        if (std::any_of(routes.begin(), routes.end(),
+                        [&f](const auto &r) { return r.first.second == f.code; }))
+            columns.push_back(f.code);
+    }
+    std::string text = "<section id=\"routes\"><h2>Every route</h2>\n<p>The first photograph goes "
+                       "to the format of the row, by one converter to the format of the column, "
+                       "and back to RGB24. A cell holds the PSNR in dB, &equiv; for identical "
+                       "pictures; " +
+                       std::to_string(routes.size()) +
+                       " routes in all.</p>\n<div class=\"wide\"><table><thead><tr><th></th>";
+    for (u16 to : columns)
+        text += "<th>" + name_of(to) + "</th>";
+    text += "</tr></thead><tbody>\n";
+    for (u16 from : rows) {
+        text += "<tr><th>" + name_of(from) + "</th>";
+        for (u16 to : columns)
+            text += route_cell(routes, from, to);
+        text += "</tr>\n";
+    }
+    return text + "</tbody></table></div></section>\n";
+}
+
+std::string route_cell(const route_table &routes, u16 from, u16 to) {
+    const auto cell = routes.find({from, to});
+    if (cell == routes.end())
+        return "<td class=\"none\">&middot;</td>";
+    if (std::isinf(cell->second))
+        return "<td class=\"exact\">&equiv;</td>";
+    const std::string text = psnr_text(cell->second);
+    return "<td>" + text.substr(0, text.find(' ')) + "</td>";
+}
+
+std::string kilobytes(std::uintmax_t bytes) {
+    return std::to_string((bytes + 512) / 1024) + " KB";
+}
+
+} // namespace
+
+} // namespace tool

@@ -1,0 +1,35 @@
+// The page that shows what the demo made.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/samples.h"
+#include "viq.h"
+
+namespace tool {
+
+// One picture on the page.
+struct shot {
+    std::string group, name, note;
+    std::string file; // beside the page
+    std::uintmax_t bytes = 0;
+    u32 width = 0, height = 0;
+    double psnr = 0; // against the original
+};
+
+struct gallery {
+    photograph photo;
+    std::vector<shot> shots; // the first is the original
+};
+
+// PSNR of a picture that went through a pair of formats, for each pair that the library converts.
+using route_table = std::map<std::pair<u16, u16>, double>;
+
+void write_page(const std::string &path, const std::vector<gallery> &galleries,
+                const route_table &routes);
+
+} // namespace tool
