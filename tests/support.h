@@ -1,0 +1,249 @@
+// What the tests share: recorded reports, pictures that clean up after themselves, a scratch
+// folder.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "core/cpu.h"
+#include "core/types.h"
+
+namespace viq {
+
+using bytes = std::vector<u8>;
+using words = std::vector<u16>;
+
+inline bool has(const words &formats, u32 format) {
+    return std::find(formats.begin(), formats.end(), format) != formats.end();
+}
+
+// For SCOPED_TRACE.
+template <class... Parts> std::string text_of(const Parts &...parts) {
+    std::ostringstream out;
+    ((out << parts << ' '), ...);
+    return out.str();
+}
+
+constexpr u32 missing = 60000; // a handle of no image
+
+// ---- Reports
+
+struct failure {
+    std::string function;
+    u32 code;
+    std::string message;
+    bool operator==(const failure &) const = default;
+};
+using failures = std::vector<failure>;
+
+inline std::ostream &operator<<(std::ostream &out, const failure &f) {
+    return out << f.function << " 0x" << std::hex << f.code << std::dec << " \"" << f.message
+               << '"';
+}
+
+inline failures reported; // since the last expectation
+
+inline u32 record_failure(u32 module, const char *function, u32 code, const char *message) {
+    EXPECT_EQ(module, 1u);
+    reported.push_back({function, code, message});
+    return 0;
+}
+
+// A call fails with the last report's code after exactly these reports; without any it returns 0.
+template <class Call> void expect_reports(Call call, const failures &expected) {
+    reported.clear();
+    const u32 code = call();
+    EXPECT_EQ(reported, expected);
+    EXPECT_EQ(code, expected.empty() ? 0 : expected.back().code);
+    reported.clear();
+}
+
+#define EXPECT_OK(call) expect_reports([&] { return call; }, {})
+#define EXPECT_REPORT(call, function, code, message)                                               \
+    expect_reports([&] { return call; }, {{function, code, message}})
+// A failed image check is reported twice: by the check and by its caller.
+#define EXPECT_CHECKED(call, function, code, message, callers_message)                             \
+    expect_reports([&] { return call; },                                                           \
+                   {{"VIQ_image_check", code, message}, {function, code, callers_message}})
+
+// ---- Pictures
+
+inline u8 noise() {
+    static std::mt19937 generator(1);
+    return static_cast<u8>(generator() >> 11);
+}
+
+// An image for the length of a scope; stands for its handle.
+struct picture {
+    u32 handle = VIQ_image_create();
+
+    picture() = default;
+    // The whole picture in one strip, unless told otherwise; without data.
+    picture(u16 format, u32 width, u32 height, u32 alignment = 2) {
+        VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
+        VIQ_image_set_parameter(handle, VIQ_WIDTH, width);
+        VIQ_image_set_parameter(handle, VIQ_HEIGHT, height);
+        VIQ_image_set_parameter(handle, VIQ_LINES_PER_STRIP, height);
+        VIQ_image_set_parameter(handle, VIQ_LINE_ALIGNMENT, alignment);
+    }
+    picture(const picture &) = delete;
+    picture &operator=(const picture &) = delete;
+    ~picture() { VIQ_image_destroy(handle); }
+
+    operator u32() const { return handle; }
+    tVIQ_Image *operator->() const {
+        return static_cast<tVIQ_Image *>(VIQ_image_get_ptr(handle, VIQ_PTR_IMAGE));
+    }
+};
+
+inline void fill_with_noise(const picture &p) {
+    ASSERT_EQ(VIQ_image_malloc_a_strip(p), 0u);
+    std::generate_n(p->data, std::size_t{p->lines_per_strip} * p->bytes_per_line, noise);
+}
+
+// The current strip without the padding of its lines.
+inline bytes pixels_of(const picture &p) {
+    bytes result;
+    for (std::size_t n = 0; n < p->lines_per_strip; ++n) {
+        const u8 *line = p->data + n * p->bytes_per_line;
+        result.insert(result.end(), line, line + (p->bytes_per_line - p->skip_bytes));
+    }
+    return result;
+}
+
+inline void set_strip(const picture &p, const bytes &pixels) {
+    ASSERT_EQ(VIQ_image_malloc_a_strip(p), 0u);
+    const std::size_t line = p->bytes_per_line - p->skip_bytes;
+    ASSERT_EQ(pixels.size(), line * p->lines_per_strip);
+    for (std::size_t n = 0; n < p->lines_per_strip; ++n)
+        std::memcpy(p->data + n * p->bytes_per_line, &pixels[n * line], line);
+}
+
+inline u32 set_lines(u32 handle, u32 lines) {
+    return VIQ_image_set_parameter(handle, VIQ_LINES_PER_STRIP, lines);
+}
+
+// Hands a picture that is held whole to the step as strips of so many lines.
+template <class Step> void by_strips(const picture &whole, u32 lines, Step step) {
+    const picture strip;
+    set_lines(whole, lines);
+    for (u32 done = 0; done < whole->height; done += lines) {
+        EXPECT_OK(VIQ_read_from_memory(whole, strip, 3));
+        EXPECT_EQ(strip->lines_per_strip, std::min(lines, whole->height - done));
+        step(strip);
+    }
+    set_lines(whole, whole->height);
+}
+
+// The same through a converter, whose strips are gathered again.
+template <class Converter>
+void convert_by_strips(const picture &whole, u32 lines, Converter convert, const picture &out,
+                       const picture &gathered) {
+    by_strips(whole, lines, [&](const picture &strip) {
+        EXPECT_OK(convert(strip, out, u16{3}));
+        EXPECT_OK(VIQ_write_to_memory(out, gathered, 3));
+    });
+}
+
+// ---- The pixel formats and what they set and demand
+
+constexpr u16 unchanged = 77;
+struct known_format {
+    u16 code, depth, data_width, components;
+    u32 line;       // bytes of 10 pixels at alignment 4
+    u32 depth_code; // of the image check
+};
+constexpr known_format known_formats[] = {{VIQ_Y1, 1, unchanged, 0, 0, 0x01},
+                                          {VIQ_Y8, 8, 8, 1, 12, 0x02},
+                                          {VIQ_PALETTED, 8, 8, 1, 12, 0x08},
+                                          {VIQ_RGB8, 8, 8, 3, 12, 0x0d},
+                                          {VIQ_RGB15, 15, unchanged, 3, 20, 0x0c},
+                                          {VIQ_RGB16, 16, 16, 3, 20, 0x09},
+                                          {VIQ_RGB24, 24, unchanged, 3, 32, 0x03},
+                                          {VIQ_BGR24, 24, unchanged, 3, 32, 0x03},
+                                          {VIQ_RGBX32, 32, unchanged, 4, 40, 0x04},
+                                          {VIQ_BGRX32, 32, unchanged, 4, 40, 0x04},
+                                          {VIQ_XBGR32, 32, unchanged, 4, 40, 0x04},
+                                          {VIQ_YUV422, 16, 16, 3, 20, 0x09},
+                                          {VIQ_CMYK32, 32, unchanged, 4, 40, 0x04},
+                                          {VIQ_Y16, 16, 16, 1, 20, 0x0b},
+                                          {VIQ_XRGB32, 32, unchanged, 4, 40, 0x04},
+                                          {VIQ_RGGB32, 32, unchanged, 4, 10, 0x0e},
+                                          {VIQ_Y64, 64, unchanged, 8, 20, 0x0f},
+                                          {VIQ_JPEG_WORK100, 32, unchanged, 4, 40, 0x04},
+                                          {VIQ_JPEG_WORK101, 32, unchanged, 4, 80, 0x05},
+                                          {VIQ_JPEG_WORK102, 32, unchanged, 4, 80, 0x05},
+                                          {VIQ_WORK103, 16, 16, 2, 20, 0x09},
+                                          {VIQ_WORK104, 16, 16, 2, 40, 0x06},
+                                          {VIQ_YUV411, 16, 16, 2, 20, 0x09},
+                                          {VIQ_HSI, 32, unchanged, 4, 40, 0x04}};
+
+inline const known_format *find_known(u32 code) {
+    const auto *row = std::find_if(std::begin(known_formats), std::end(known_formats),
+                                   [code](const known_format &f) { return f.code == code; });
+    return row != std::end(known_formats) ? row : nullptr;
+}
+
+// ---- Files
+
+inline const std::filesystem::path scratch_folder =
+    std::filesystem::temp_directory_path() / ("viq" + std::to_string(std::random_device{}()));
+
+inline std::string scratch_file(const char *name) {
+    return (scratch_folder / name).string();
+}
+
+inline bytes read_file(const std::string &name) {
+    std::ifstream file(name, std::ios::binary);
+    return bytes(std::istreambuf_iterator<char>(file), {});
+}
+
+inline void write_file(const std::string &name, const bytes &content) {
+    std::ofstream(name, std::ios::binary)
+        .write(reinterpret_cast<const char *>(content.data()),
+               static_cast<std::streamsize>(content.size()));
+}
+
+// ---- Surroundings of all tests
+
+// Runs a test with each instruction set that the machine has.
+class every_set : public testing::TestWithParam<instruction_set> {
+protected:
+    void SetUp() override {
+        if (!set_available(GetParam()))
+            GTEST_SKIP();
+        force_set(GetParam());
+    }
+    void TearDown() override { force_set(before); }
+    const instruction_set before = current_set();
+};
+
+#define WITH_EVERY_SET(suite)                                                                      \
+    INSTANTIATE_TEST_SUITE_P(                                                                      \
+        Sets, suite, testing::Values(instruction_set::plain, instruction_set::avx2),               \
+        [](const auto &set) { return set.param == instruction_set::plain ? "plain" : "avx2"; })
+
+struct surroundings : testing::Environment {
+    void SetUp() override {
+        std::filesystem::create_directory(scratch_folder);
+        VIQ_Init();
+        VIQ_ErrHandlerInstall(record_failure);
+    }
+    void TearDown() override {
+        EXPECT_EQ(VIQ_image_destroy(VIQ_ANY_IMAGE), 0u) << "a test has left an image behind";
+        std::filesystem::remove_all(scratch_folder);
+    }
+};
+inline testing::Environment *const registered = testing::AddGlobalTestEnvironment(new surroundings);
+
+} // namespace viq
