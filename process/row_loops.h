@@ -181,9 +181,6 @@ VIQ_LOOP i64 correlate_loop(const u8 *a, const u8 *b, u32 samples, u32 step) {
         if (step == 1)
             for (u32 n = 0; n < count; ++n)
                 sum += static_cast<i16>(centred(a[n])) * static_cast<i16>(centred(b[n]));
-        else if (step == 2)
-            for (u32 n = 0; n < count; ++n)
-                sum += static_cast<i16>(centred(a[2 * n])) * static_cast<i16>(centred(b[2 * n]));
         else
             for (std::size_t n = 0; n < count; ++n)
                 sum += centred(a[n * step]) * centred(b[n * step]);

@@ -218,15 +218,48 @@ u32 halve_blocks(const u8 *source, u8 *target, const resample_plan &plan) {
     return done;
 }
 
+// Every second pixel of three bytes: three of them stand in sixteen bytes.
+u32 halve_threes(const u8 *source, u8 *target, const resample_plan &plan) {
+    static constexpr lane_bytes order =
+        lane_of([](u32 place) { return place < 9 ? place / 3 * 6 + place % 3 : no_byte; });
+    const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i *>(order.at));
+    u32 done = 0;
+    for (; done + 9 <= plan.samples && 2 * done + 16 <= plan.source_bytes; done += 9)
+        store16(target + done, _mm_shuffle_epi8(load16(source + 2 * done), shuffle));
+    return done;
+}
+
 void resample_groups(const u8 *source, u8 *target, const resample_plan &plan) {
     u32 done = plan.grouped;
-    if (plan.whole_steps && plan.gap == 1 && plan.samples > 1 && plan.at[1] == 2)
+    const bool halves =
+        plan.whole_steps && plan.samples > plan.gap && plan.at[plan.gap] == 2 * plan.gap;
+    if (halves && plan.gap == 1)
         done = halve_blocks(source, target, plan);
+    else if (halves && plan.gap == 3)
+        done = halve_threes(source, target, plan);
     else if (plan.whole_steps)
         resample_pairs<true>(source, target, plan);
     else
         resample_pairs<false>(source, target, plan);
     resample_from(source, target, plan, done);
+}
+
+// The high half of (a << 8) * f is a * f >> 8.
+void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction) {
+    const bytes32 zero = _mm256_setzero_si256();
+    const bytes32 of_a = splat16(static_cast<i32>(256 - fraction));
+    const bytes32 of_b = splat16(static_cast<i32>(fraction));
+    u32 x = 0;
+    for (; x + 32 <= bytes; x += 32) {
+        const words2 from_a = interleave(zero, load32(a + x));
+        const words2 from_b = interleave(zero, load32(b + x));
+        const bytes32 low = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.low, of_a),
+                                             _mm256_mulhi_epu16(from_b.low, of_b));
+        const bytes32 high = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.high, of_a),
+                                              _mm256_mulhi_epu16(from_b.high, of_b));
+        store32(target + x, pack_words(low, high));
+    }
+    blend_loop(a + x, b + x, target + x, bytes - x, fraction);
 }
 
 // ---- Tables: sixteen shuffles, each of which answers for one high half of the byte
@@ -310,6 +343,121 @@ void filter_blocks(filter_lines lines, u8 *target, u32 bytes, u32 gap, const sma
     filter_bytes(lines, target, bytes, gap, kernel, i32{0}, x);
 }
 
+// ---- Measurements
+
+void shade_blocks(const u8 *source, const u8 *offsets, const u8 *gains, u8 *target, u32 pixels) {
+    u32 x = 0;
+    for (; x + 16 <= pixels; x += 16) {
+        const bytes32 above = _mm256_subs_epu16(load32(source + 2 * x), load32(offsets + 2 * x));
+        const bytes32 gain = load32(gains + 2 * x);
+        const bytes32 high = _mm256_mulhi_epu16(above, gain);
+        const bytes32 product = _mm256_or_si256(
+            _mm256_slli_epi16(high, 4), _mm256_srli_epi16(_mm256_mullo_epi16(above, gain), 12));
+        const bytes32 fits = _mm256_cmpeq_epi16(_mm256_min_epu16(high, splat16(4095)), high);
+        store32(target + 2 * x, _mm256_or_si256(product, _mm256_xor_si256(fits, splat16(0xFFFF))));
+    }
+    shade_loop(source + 2 * x, offsets + 2 * x, gains + 2 * x, target + 2 * x, pixels - x);
+}
+
+VIQ_FORMULA u64 sum64(bytes32 v) {
+    alignas(32) u64 parts[4];
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(parts), v);
+    return parts[0] + parts[1] + parts[2] + parts[3];
+}
+
+VIQ_FORMULA bytes32 sum_of_bytes(bytes32 v) {
+    return _mm256_sad_epu8(v, _mm256_setzero_si256());
+}
+
+byte_range range_blocks(const u8 *source, u32 bytes) {
+    bytes32 sum = _mm256_setzero_si256();
+    bytes32 least = splat8(255);
+    bytes32 most = sum;
+    u32 x = 0;
+    for (; x + 32 <= bytes; x += 32) {
+        const bytes32 v = load32(source + x);
+        sum = _mm256_add_epi64(sum, sum_of_bytes(v));
+        least = _mm256_min_epu8(least, v);
+        most = _mm256_max_epu8(most, v);
+    }
+    alignas(32) u8 extremes[2][32];
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(extremes[0]), least);
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(extremes[1]), most);
+    byte_range range = range_loop(source + x, bytes - x);
+    range.sum += sum64(sum);
+    for (u32 n = 0; n < 32; ++n) {
+        range.least = extremes[0][n] < range.least ? extremes[0][n] : range.least;
+        range.most = extremes[1][n] > range.most ? extremes[1][n] : range.most;
+    }
+    return range;
+}
+
+void sum_hsi_blocks(const u8 *source, u32 pixels, u64 (&sums)[3]) {
+    bytes32 by_byte[4] = {};
+    u32 x = 0;
+    for (; x + 8 <= pixels; x += 8) {
+        const bytes32 v = load32(source + std::size_t{4} * x);
+        for (u32 n = 0; n < 4; ++n)
+            by_byte[n] = _mm256_add_epi64(
+                by_byte[n], sum_of_bytes(_mm256_and_si256(
+                                v, _mm256_set1_epi32(static_cast<i32>(0xFFu << 8 * n)))));
+    }
+    sums[0] += sum64(by_byte[0]) + (sum64(by_byte[1]) << 8);
+    sums[1] += sum64(by_byte[2]);
+    sums[2] += sum64(by_byte[3]);
+    sum_hsi_loop(source + std::size_t{4} * x, pixels - x, sums);
+}
+
+// Sixteen samples without their lowest bits and 128, as words.
+VIQ_FORMULA bytes32 centred_words(__m128i samples) {
+    const __m128i kept = _mm_and_si128(samples, _mm_set1_epi8(static_cast<char>(0xFC)));
+    return _mm256_cvtepi8_epi16(_mm_xor_si128(kept, _mm_set1_epi8(static_cast<char>(0x80))));
+}
+
+// Luma of YUV 4:2:2, the low bytes of words.
+VIQ_FORMULA bytes32 centred_luma(const u8 *source) {
+    return _mm256_sub_epi16(_mm256_and_si256(load32(source), splat16(0xFC)), splat16(128));
+}
+
+// Each sum of two products has 17 bits; 32768 of them fit 32.
+template <u32 step> VIQ_FORMULA i64 correlate_part(const u8 *a, const u8 *b, u32 samples) {
+    bytes32 sum = _mm256_setzero_si256();
+    for (u32 n = 0; n < samples; n += 16) {
+        const u8 *at_a = a + std::size_t{n} * step;
+        const u8 *at_b = b + std::size_t{n} * step;
+        sum = _mm256_add_epi32(
+            sum, step == 1
+                     ? _mm256_madd_epi16(centred_words(load16(at_a)), centred_words(load16(at_b)))
+                     : _mm256_madd_epi16(centred_luma(at_a), centred_luma(at_b)));
+    }
+    alignas(32) i32 parts[8];
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(parts), sum);
+    i64 total = 0;
+    for (const i32 part : parts)
+        total += part;
+    return total;
+}
+
+template <u32 step> VIQ_FORMULA i64 correlate_blocks(const u8 *a, const u8 *b, u32 samples) {
+    constexpr u32 part = 16 * 32768;
+    i64 total = 0;
+    // Words of two bytes need the byte behind the last sample.
+    while (samples > 16) {
+        const u32 count = (samples - 1 < part ? samples - 1 : part) / 16 * 16;
+        total += correlate_part<step>(a, b, count);
+        a += std::size_t{count} * step;
+        b += std::size_t{count} * step;
+        samples -= count;
+    }
+    return total + correlate_loop(a, b, samples, step);
+}
+
+i64 correlate_samples(const u8 *a, const u8 *b, u32 samples, u32 step) {
+    return step == 1   ? correlate_blocks<1>(a, b, samples)
+           : step == 2 ? correlate_blocks<2>(a, b, samples)
+                       : correlate_loop(a, b, samples, step);
+}
+
 // ---- False colour
 
 // Two pairs at a time; the four bytes behind them belong to what is written next.
@@ -360,7 +508,12 @@ constexpr process_kernels make_kernels() {
     kernels.transpose[3] = transpose_blocks<3, transpose_threes>;
     kernels.transpose[4] = transpose_blocks<4, transpose_doubles>;
     kernels.resample = resample_groups;
+    kernels.blend = blend_blocks;
     kernels.look_up = look_up_blocks;
+    kernels.shade = shade_blocks;
+    kernels.correlate = correlate_samples;
+    kernels.range_of = range_blocks;
+    kernels.sum_hsi = sum_hsi_blocks;
     kernels.filter_small = filter_blocks;
     kernels.pseudo_yuv = pseudo_yuv_blocks;
     kernels.pseudo_hsi = pseudo_hsi_blocks;
