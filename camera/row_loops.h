@@ -70,7 +70,10 @@ VIQ_FORMULA site demosaic_site(const mosaic_lines &lines, std::ptrdiff_t x, bool
     if constexpr (scheme == demosaic_scheme::adaptive) {
         const bool go_down = gradient(above[0], below[0], here[0], lines.at[0][x], lines.at[4][x]) <
                              gradient(here[-1], here[1], here[0], here[-2], here[2]);
-        const bool rising = apart(above[1], below[-1]) < apart(above[-1], below[1]);
+        const u8 *two_above = lines.at[0] + x;
+        const u8 *two_below = lines.at[4] + x;
+        const bool rising = gradient(above[1], below[-1], here[0], two_above[2], two_below[-2]) <
+                            gradient(above[-1], below[1], here[0], two_above[-2], two_below[2]);
         return {here[0], go_down ? down : across,
                 rising ? mean2(above[1], below[-1]) : mean2(above[-1], below[1])};
     }

@@ -101,7 +101,11 @@ VIQ_FORMULA sites demosaic_sites(const mosaic_lines &lines, u32 x, bytes32 green
         const bytes32 go_down =
             less(gradient(north, south, centre, load32(lines.at[0] + x), load32(lines.at[4] + x)),
                  gradient(left, right, centre, load32(here - 2), load32(here + 2)));
-        const bytes32 rising = less(apart(north_east, south_west), apart(north_west, south_east));
+        const u8 *two_above = lines.at[0] + x;
+        const u8 *two_below = lines.at[4] + x;
+        const bytes32 rising = less(
+            gradient(north_east, south_west, centre, load32(two_above + 2), load32(two_below - 2)),
+            gradient(north_west, south_east, centre, load32(two_above - 2), load32(two_below + 2)));
         cross = _mm256_blendv_epi8(across, down, go_down);
         corners = mean2(_mm256_blendv_epi8(north_west, north_east, rising),
                         _mm256_blendv_epi8(south_east, south_west, rising));

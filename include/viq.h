@@ -1358,15 +1358,17 @@ VIQ_API u32 VIQ_BAY_RGGB32_map_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripComm
 
 /**
  * Demosaics to BGRX32, whose fourth byte is 0. wPixelColour tells the phase, the first two samples
- * of lines 0 and 1: 1 RG GB, 2 GR BG, 3 GB RG, 4 BG GR. Schemes, at the borders with lines and
- * columns mirrored about the first and last one: 1  the missing colours from the right, below and
- * diagonally below right 2  bilinear: two neighbours >> 1, four >> 2; but red and blue sites of the
- * top line, corners aside, take green from their own line alone 3  gradient-adaptive: green (a + b)
- * >> 1 of the pair, across or down, with the smaller sum of |a - b| and |2 c - the second
- * neighbours on the pair's line|, across where they are equal; the opposite colour of red and blue
- * sites the same way from the diagonal pair with the smaller difference; at green sites the pair of
- * each colour Errors: 0x10070000 "Input must be VIQ_RGGB32 only", "Invalid Bayer Decoding Scheme",
- * "Invalid Bayer Pixel Colour".
+ * of lines 0 and 1: 1 RG GB, 2 GR BG, 3 GB RG, 4 BG GR. Green sites take each missing colour from its
+ * pair of neighbours, (a + b) >> 1; borders mirror lines and columns about the first and last one.
+ *   scheme 1   the missing colours from the right, below and diagonally below right
+ *   scheme 2   bilinear: red and blue sites take the sum of four neighbours >> 2; but on the top
+ *              line, corners aside, green is (left + right) >> 1
+ *   scheme 3   gradient-adaptive: red and blue sites take green from the pair across or down, and
+ *              the opposite colour from a diagonal pair: (a + b) >> 1 of the pair with the smaller
+ *              |a - b| + |2 c - the samples beyond a and b|, c being the site's own sample; of
+ *              equal ones the pair across, or the falling one
+ * Errors: 0x10070000 "Input must be VIQ_RGGB32 only"; 0x10070000 "Invalid Bayer Decoding Scheme";
+ * 0x10070000 "Invalid Bayer Pixel Colour".
  */
 VIQ_API u32 VIQ_BAY_RGGB32_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wPixelColour,
                                      u16 wStripCommand);
