@@ -25,6 +25,13 @@ const converter &converter_of(const strip_call &call) {
     return *static_cast<const converter *>(call.arguments);
 }
 
+const converter *find_converter(std::span<const converter> family, u16 target) {
+    const auto found = std::find_if(family.begin(), family.end(), [target](const converter &row) {
+        return row.target == target;
+    });
+    return found != family.end() ? &*found : nullptr;
+}
+
 verdict accept_listed(const strip_call &call) {
     const converter &which = converter_of(call);
     const char *name = which.operation.name;

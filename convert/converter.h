@@ -1,6 +1,8 @@
 // Converters: one strip operation per output format, most of them one row kernel per pixel format.
 #pragma once
 
+#include <span>
+
 #include "core/strip_driver.h"
 
 namespace viq {
@@ -63,6 +65,9 @@ constexpr converter make_converter(const char *name, const char *worker_name,
             .target = target,
             .accepted = accepted};
 }
+
+// The converter to a format in a family's table, or null.
+const converter *find_converter(std::span<const converter> family, u16 target);
 
 // The name of a public function and of its strip worker.
 #define VIQ_NAMES(function) #function, #function "_1_strip"

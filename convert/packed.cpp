@@ -1,7 +1,4 @@
 // Converters to the packed RGB orders, grey and CMYK.
-#include <algorithm>
-#include <iterator>
-
 #include "convert/converter.h"
 #include "core/report.h"
 
@@ -127,10 +124,7 @@ constexpr converter packed_converters[] = {
 namespace viq {
 
 const converter *packed_converter(u16 target) {
-    const auto *found =
-        std::find_if(std::begin(packed_converters), std::end(packed_converters),
-                     [target](const converter &row) { return row.target == target; });
-    return found != std::end(packed_converters) ? found : nullptr;
+    return find_converter(packed_converters, target);
 }
 
 } // namespace viq

@@ -1,7 +1,4 @@
 // Conversions out of and into YUV 4:2:2.
-#include <algorithm>
-#include <iterator>
-
 #include "convert/converter.h"
 #include "convert/pixel_formulas.h"
 #include "core/report.h"
@@ -110,10 +107,7 @@ constexpr converter yuv422_converters[] = {
 namespace viq {
 
 const converter *yuv422_converter(u16 target) {
-    const auto *found =
-        std::find_if(std::begin(yuv422_converters), std::end(yuv422_converters),
-                     [target](const converter &row) { return row.target == target; });
-    return found != std::end(yuv422_converters) ? found : nullptr;
+    return find_converter(yuv422_converters, target);
 }
 
 } // namespace viq

@@ -30,7 +30,7 @@ void move_bmp_row(const bmp_row &row, const u8 *from, u8 *to) {
 }
 
 u32 bmp_block_lines(const bmp_layout &layout) {
-    constexpr u64 block = 128 * 1024;
+    constexpr u64 block = u64{128} * 1024;
     return static_cast<u32>(std::clamp<u64>(block / std::max<u64>(layout.line, 1), 1, 65536));
 }
 

@@ -89,10 +89,11 @@ u32 read_palette(const read_call &call) {
     if (call.image.colourmap == nullptr)
         return report(name, VIQ_ERR_STATE, "Colourmap is NULL");
     for (u32 i = 0; i < colourmap_size; ++i) {
+        const u8 *colour = palette + std::size_t{4} * i;
         tVIQ_Colour &entry = call.image.colourmap[i];
-        entry.blue = palette[4 * i];
-        entry.green = palette[4 * i + 1];
-        entry.red = palette[4 * i + 2];
+        entry.blue = colour[0];
+        entry.green = colour[1];
+        entry.red = colour[2];
     }
     call.image.num_colours = colourmap_size;
     return success;

@@ -224,7 +224,7 @@ u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
             return code;
     }
     for (u32 i = 0; i < colourmap_size; ++i) {
-        u8 *entry = head + bmp_header_size + 4 * i;
+        u8 *entry = head + bmp_header_size + std::size_t{4} * i;
         entry[0] = image.colourmap[i].blue;
         entry[1] = image.colourmap[i].green;
         entry[2] = image.colourmap[i].red;

@@ -1,0 +1,54 @@
+/* Turns a picture grey: first_steps IN.bmp OUT.bmp
+ *
+ * Without names it makes a picture of its own first. The library says on standard error what went
+ * wrong, so that the program only looks at the results. */
+#include "viq.h"
+
+#include <stdio.h>
+
+static u32 draw_picture(const char *name) {
+    u32 status;
+    u32 picture = VIQ_image_create();
+    if (VIQ_IS_ERROR(picture))
+        return picture;
+    VIQ_image_set_parameter(picture, VIQ_IMAGE_TYPE, VIQ_RGB24);
+    VIQ_image_set_parameter(picture, VIQ_WIDTH, 320);
+    VIQ_image_set_parameter(picture, VIQ_HEIGHT, 200);
+    VIQ_image_set_parameter(picture, VIQ_LINES_PER_STRIP, 200);
+    VIQ_image_set_outfilename(picture, name);
+
+    status = VIQ_image_malloc_a_strip(picture);
+    if (!VIQ_IS_ERROR(status))
+        status = VIQ_test_pattern(picture, VIQ_STRIP_NEXT);
+    if (!VIQ_IS_ERROR(status))
+        status = VIQ_image_write(picture, 0, VIQ_FILE_BMP, VIQ_STRIP_NEXT);
+    VIQ_image_destroy(picture);
+    return status;
+}
+
+static u32 turn_grey(const char *in, const char *out) {
+    u32 status;
+    u32 colour = VIQ_image_create();
+    u32 grey = VIQ_image_create();
+    VIQ_image_set_infilename(colour, in);
+    status = VIQ_image_read(colour, 0, VIQ_STRIP_NEXT);
+    if (!VIQ_IS_ERROR(status))
+        status = VIQ_image_convert(colour, grey, VIQ_Y8, 0, VIQ_STRIP_NEXT);
+    if (!VIQ_IS_ERROR(status)) {
+        VIQ_image_set_outfilename(grey, out);
+        status = VIQ_image_write(grey, 0, VIQ_FILE_BMP, VIQ_STRIP_NEXT);
+        printf("%s: %lu x %lu\n", out, (unsigned long)VIQ_get_width(grey),
+               (unsigned long)VIQ_get_height(grey));
+    }
+    VIQ_image_destroy(colour);
+    VIQ_image_destroy(grey);
+    return status;
+}
+
+int main(int argc, char **argv) {
+    const char *in = argc == 3 ? argv[1] : "picture.bmp";
+    const char *out = argc == 3 ? argv[2] : "grey.bmp";
+    if (argc != 3 && VIQ_IS_ERROR(draw_picture(in)))
+        return 1;
+    return VIQ_IS_ERROR(turn_grey(in, out)) ? 1 : 0;
+}

@@ -1,0 +1,39 @@
+// Runs a fuzz target over every file of the directories given, without a fuzzer.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
+
+namespace {
+
+int replay(const std::filesystem::path &directory) {
+    int count = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+        if (!entry.is_regular_file())
+            continue;
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
+        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size());
+        ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+int main(int argc, char **argv) try {
+    int count = 0;
+    for (int i = 1; i < argc; ++i)
+        count += replay(argv[i]);
+    std::printf("%d inputs replayed\n", count);
+    return count > 0 ? 0 : 1;
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+}

@@ -1,0 +1,13 @@
+# Code for AVX2 shares no symbol with the baseline: of two equal inline functions the linker keeps
+# one, and the wrong one stops an older machine.
+
+list(FILTER OBJECTS INCLUDE REGEX "_avx2\\.cpp")
+foreach(object IN LISTS OBJECTS)
+    execute_process(COMMAND ${NM} -C --defined-only ${object} OUTPUT_VARIABLE listing
+                    COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "[^\n]* W [^\n]*" shared "${listing}")
+    if(shared)
+        list(JOIN shared "\n" lines)
+        message(FATAL_ERROR "${object} shares:\n${lines}")
+    endif()
+endforeach()
