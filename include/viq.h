@@ -1358,8 +1358,8 @@ VIQ_API u32 VIQ_BAY_RGGB32_map_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripComm
 
 /**
  * Demosaics to BGRX32, whose fourth byte is 0. wPixelColour tells the phase, the first two samples
- * of lines 0 and 1: 1 RG GB, 2 GR BG, 3 GB RG, 4 BG GR. Green sites take each missing colour from its
- * pair of neighbours, (a + b) >> 1; borders mirror lines and columns about the first and last one.
+ * of lines 0 and 1: 1 RG GB, 2 GR BG, 3 GB RG, 4 BG GR. Green sites take each missing colour from
+ * its pair of neighbours, (a + b) >> 1; borders mirror lines and columns about the first and last.
  *   scheme 1   the missing colours from the right, below and diagonally below right
  *   scheme 2   bilinear: red and blue sites take the sum of four neighbours >> 2; but on the top
  *              line, corners aside, green is (left + right) >> 1

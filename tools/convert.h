@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tools/process.h"
 #include "viq.h"
 
 namespace tool {
@@ -11,6 +12,7 @@ struct convert_options {
     std::string in, out;
     std::string format; // pixel format on the way, empty for the picture's own
     u32 lines = 64;
+    process_options process;
 };
 
 int convert(const convert_options &options);

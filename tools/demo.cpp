@@ -9,6 +9,7 @@
 #include "tools/compare.h"
 #include "tools/page.h"
 #include "tools/pipeline.h"
+#include "tools/process.h"
 #include "tools/samples.h"
 
 namespace tool {
@@ -31,7 +32,7 @@ route_table run_every_route(const std::string &file);
 double run_route(const image &original, u16 from, u16 to);
 void print_table(const std::vector<gallery> &galleries);
 
-enum class way { convert, dither, dib };
+enum class way { convert, dither, dib, process };
 
 struct recipe {
     const char *group;
@@ -42,13 +43,20 @@ struct recipe {
     u16 format = VIQ_PALETTED;
     palette_rule palette = {};
     u32 depth = 0; // of a device-independent bitmap
+    process_options process = {};
 };
 
 constexpr const char *packed = "Pixel formats";
 constexpr const char *palettes = "Palettes";
 constexpr const char *dibs = "Device-independent bitmaps";
 
-constexpr recipe recipes[] = {
+constexpr const char *processing = "Processing";
+
+recipe processed(const char *id, const char *name, const char *note, process_options options) {
+    return {processing, id, name, note, way::process, VIQ_RGB24, {}, 0, std::move(options)};
+}
+
+const recipe recipes[] = {
     {packed, "bgr24", "BGR24", "three bytes, blue first", way::convert, VIQ_BGR24},
     {packed, "rgbx32", "RGBX32", "four bytes, the last spare", way::convert, VIQ_RGBX32},
     {packed, "bgrx32", "BGRX32", "four bytes, blue first", way::convert, VIQ_BGRX32},
@@ -125,6 +133,31 @@ constexpr recipe recipes[] = {
     {dibs, "dib16", "DIB, 16 bits", "RGB15", way::dib, VIQ_PALETTED, {}, 16},
     {dibs, "dib24", "DIB, 24 bits", "BGR24", way::dib, VIQ_PALETTED, {}, 24},
     {dibs, "dib32", "DIB, 32 bits", "BGRX32", way::dib, VIQ_PALETTED, {}, 32},
+    processed("crop", "Crop", "a rectangle", {.crop = "100,60,240,160"}),
+    processed("scale", "Scale", "bilinear, to 300 x 200", {.scale = "300x200"}),
+    processed("subsample", "Subsample", "every third pixel and line", {.subsample = "3"}),
+    processed("replicate", "Replicate", "a rectangle, each pixel four times",
+              {.crop = "150,80,120,80", .replicate = "4"}),
+    processed("rotate", "Rotate", "clockwise by 90 degrees", {.rotate = "90"}),
+    processed("mirror", "Mirror", "left to right", {.mirror = true}),
+    processed("blur", "Blur", "3 x 3 mean", {.filter = "blur"}),
+    processed("sharpen", "Sharpen", "3 x 3 kernel", {.filter = "sharpen"}),
+    processed("edge", "Edges", "3 x 3 kernel of sum 0", {.filter = "edge"}),
+    processed("lut", "Lookup table", "contrast 140, gamma 150, less blue",
+              {.lut = "contrast=140,gamma=150,b=70"}),
+    processed("threshold", "Threshold", "black below 80, white from 160", {.threshold = "80,160"}),
+    processed("mosaic", "Mosaic", "one colour a pixel", {.mosaic = true}),
+    processed("demosaic1", "Demosaic, scheme 1", "replication", {.mosaic = true, .demosaic = "1"}),
+    processed("demosaic2", "Demosaic, scheme 2", "bilinear", {.mosaic = true, .demosaic = "2"}),
+    processed("demosaic3", "Demosaic, scheme 3", "gradient-adaptive",
+              {.mosaic = true, .demosaic = "3"}),
+    processed("field", "Field to frame", "edge-directed lines between the lines",
+              {.field_to_frame = "3"}),
+    processed("pseudo", "False colour", "by grey level", {.pseudo = true}),
+    processed("key", "Chroma key", "the picture's mean hue replaced by green",
+              {.key = "10", .calibrate = true}),
+    processed("text", "Text and time", "in two of the fonts",
+              {.text = "VIQ draws text,12,12,2,14,0", .timestamp = true}),
 };
 
 } // namespace
@@ -180,8 +213,9 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     const std::string file = from.string();
     image held;
     pipeline line;
-    if (what.how == way::dib) {
-        held = upright_dib(what, file);
+    if (what.how == way::dib || what.how == way::process) {
+        held = what.how == way::dib ? upright_dib(what, file)
+                                    : process(run_to_memory({file, 0, {}}), what.process, file);
         line = {file, held.handle, {}};
         route rest = route_from(picture_of(held.handle));
         extend_to_any(rest, bmp().accepts, file);
