@@ -189,7 +189,12 @@ void against_opencv() {
     compare(
         "motion Y8", "OpenCV",
         [&] { need(VIQ_IP_motion_detect(grey, again, 5, 1, &motion), "motion"); },
-        [&] { motion = static_cast<u32>(grey_source.dot(mat_of(again, CV_8UC1))); });
+        [&] {
+            cv::Mat masked;
+            cv::bitwise_and(grey_source, cv::Scalar(0xFC), target);
+            cv::bitwise_and(mat_of(again, CV_8UC1), cv::Scalar(0xFC), masked);
+            motion = static_cast<u32>(target.dot(masked) / (width * height));
+        });
 
     const u32 hsi = make_image(VIQ_HSI);
     const cv::Mat hsi_source = mat_of(hsi, CV_8UC4);

@@ -10,7 +10,7 @@ namespace {
 
 verdict refuse_mosaic_source(const strip_call &call);
 verdict refuse_map_source(const strip_call &call);
-template <u16 format> output_shape in_format(const strip_call &call);
+verdict raise_map_source(const strip_call &call);
 u32 make_mosaic(const strip_call &call);
 u32 show_colours(const strip_call &call);
 u32 show_grey(const strip_call &call);
@@ -39,7 +39,7 @@ constexpr strip_operation colour_operation =
     make_operation("VIQ_BAY_RGGB32_map_to_RGB24", sequences[1], refuse_map_source,
                    in_format<VIQ_RGB24>, show_colours);
 constexpr strip_operation grey_operation = make_operation(
-    "VIQ_BAY_RGGB32_map_to_Y8", sequences[2], refuse_map_source, in_format<VIQ_Y8>, show_grey);
+    "VIQ_BAY_RGGB32_map_to_Y8", sequences[2], raise_map_source, in_format<VIQ_Y8>, show_grey);
 
 } // namespace
 
@@ -65,8 +65,12 @@ verdict refuse_map_source(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGGB32));
 }
 
-template <u16 format> output_shape in_format(const strip_call &call) {
-    return {format, call.in->width, call.in->height};
+// Without lines too, the picture is processed whole.
+verdict raise_map_source(const strip_call &call) {
+    const verdict decision = refuse_map_source(call);
+    if (decision.go_on)
+        call.in->lines_per_strip = call.in->height;
+    return decision;
 }
 
 mosaic_line line_of_mosaic(u64 number) {

@@ -16,7 +16,6 @@ struct decoding {
 };
 
 verdict refuse_decoding(const strip_call &call);
-template <u16 format> output_shape in_format(const strip_call &call);
 u32 demosaic(const strip_call &call);
 
 strip_sequence sequences[2];
@@ -70,11 +69,8 @@ verdict refuse_decoding(const strip_call &call) {
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Invalid Bayer Decoding Scheme"));
     if (wanted.pixel_colour < 1 || wanted.pixel_colour > 4)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Invalid Bayer Pixel Colour"));
+    call.in->lines_per_strip = call.in->height; // without lines too, the picture is processed whole
     return proceed;
-}
-
-template <u16 format> output_shape in_format(const strip_call &call) {
-    return {format, call.in->width, call.in->height};
 }
 
 // Mirrored about the first and the last one; the only one of its kind stands for all.

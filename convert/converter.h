@@ -46,6 +46,11 @@ verdict accept_even(const strip_call &call, u64 width);
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call);
 
+// The input's size in a format.
+template <u16 format> output_shape in_format(const strip_call &call) {
+    return {format, call.in->width, call.in->height};
+}
+
 // Strip worker: every line through the row kernel of the two formats.
 u32 convert_lines(const strip_call &call);
 

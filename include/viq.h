@@ -1340,8 +1340,10 @@ VIQ_API u32 VIQ_SPL_Y8_to_pseudo_colour(u32 hInImage, u32 hOutImage, u32 dwOptio
 
 /*
  * A VIQ_RGGB32 image holds one byte a pixel. The picture is processed as one strip: the lines per
- * strip of the input become its height, which its buffer must hold. Even lines of the mosaics that
- * VIQ_BAY_RGB24_to_RGGB32 makes hold red, green, red, ..., odd ones green, blue, green, ...
+ * strip of the input become its height, which its buffer must hold. 0 lines per strip pass the
+ * parameters on in VIQ_BAY_RGB24_to_RGGB32 and VIQ_BAY_RGGB32_map_to_RGB24 alone. Even lines of the
+ * mosaics that VIQ_BAY_RGB24_to_RGGB32 makes hold red, green, red, ..., odd ones green, blue,
+ * green, ...
  */
 
 /** Makes a mosaic. Errors: 0x10070000 "Input must be VIQ_RGB24 only". */

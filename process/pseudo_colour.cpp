@@ -16,7 +16,6 @@ verdict accept_bytes(const strip_call &call);
 verdict accept_yuv(const strip_call &call);
 verdict accept_hsi(const strip_call &call);
 verdict accept_grey(const strip_call &call);
-template <u16 format> output_shape in_format(const strip_call &call);
 u32 extract_words(const strip_call &call);
 u32 extract_bytes(const strip_call &call);
 u32 show_yuv(const strip_call &call);
@@ -102,10 +101,6 @@ verdict accept_hsi(const strip_call &call) {
 
 verdict accept_grey(const strip_call &call) {
     return accept_formats(call, formats(VIQ_Y8), {.message = "Image format must be VIQ_Y8"});
-}
-
-template <u16 format> output_shape in_format(const strip_call &call) {
-    return {format, call.in->width, call.in->height};
 }
 
 template <class Row> u32 for_lines(const strip_call &call, Row row) {

@@ -12,7 +12,6 @@ struct limits {
 };
 
 verdict accept_grey(const strip_call &call);
-output_shape grey_shape(const strip_call &call);
 u32 threshold_lines(const strip_call &call);
 
 strip_sequence sequence;
@@ -23,7 +22,7 @@ constexpr strip_operation threshold_operation = {.name = "VIQ_IP_threshold_grays
                                                  .sequence = &sequence,
                                                  .refuse = nullptr,
                                                  .accept = accept_grey,
-                                                 .shape = grey_shape,
+                                                 .shape = in_format<VIQ_Y8>,
                                                  .complete = nullptr,
                                                  .process = threshold_lines};
 
@@ -38,10 +37,6 @@ namespace {
 
 verdict accept_grey(const strip_call &call) {
     return accept_formats(call, formats(VIQ_Y8));
-}
-
-output_shape grey_shape(const strip_call &call) {
-    return {VIQ_Y8, call.in->width, call.in->height};
 }
 
 u32 threshold_lines(const strip_call &call) {

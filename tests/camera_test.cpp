@@ -178,6 +178,14 @@ TEST(Mosaic, RefusesBeforeAnyOutput) {
     EXPECT_OK(VIQ_BAY_RGB24_to_RGGB32(rgb, out, 3));
     EXPECT_EQ(out->pixel_format, VIQ_RGGB32);
     EXPECT_EQ(out->data, nullptr);
+    set_lines(mosaic, 0); // only the two that keep colours pass bare parameters on
+    EXPECT_OK(VIQ_BAY_RGGB32_map_to_RGB24(mosaic, out, 3));
+    EXPECT_EQ(out->lines_per_strip, 0u);
+    EXPECT_OK(VIQ_BAY_RGGB32_map_to_Y8(mosaic, out, 3));
+    EXPECT_EQ(out->lines_per_strip, 4u);
+    set_lines(mosaic, 0);
+    EXPECT_OK(VIQ_BAY_RGGB32_to_RGB16(mosaic, out, 2, 1, 3));
+    EXPECT_EQ(out->lines_per_strip, 4u);
 }
 
 // ---- Chroma keying
