@@ -122,7 +122,7 @@ tVIQ_Image *find_mapped(const char *function, u32 handle, u32 &code) {
     if (image == nullptr) {
         code = report_bad_handle(function);
     } else if (image->colourmap == nullptr) {
-        code = report(function, VIQ_ERR_STATE, "Colourmap is NULL");
+        code = report_no_colourmap(function);
         image = nullptr;
     }
     return image;

@@ -18,7 +18,4 @@ u32 bins_in_use(const tVIQ_Image &image);
 // No component keeps more than 8 bits.
 bool bits_fit(const tVIQ_CmapInfo &info);
 
-// Y16 pixels must have at least the 8 bits that the bins are made of.
-u32 check_bin_format(const char *function, const tVIQ_Image &image);
-
 } // namespace viq

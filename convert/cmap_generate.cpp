@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include "convert/cmap_bins.h"
+#include "convert/converter.h"
 #include "core/cmap_record.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -98,12 +99,6 @@ bool bits_fit(const tVIQ_CmapInfo &info) {
     return std::max({info.red_bits, info.green_bits, info.blue_bits, info.grey_bits}) <= 8;
 }
 
-u32 check_bin_format(const char *function, const tVIQ_Image &image) {
-    if (image.pixel_format == VIQ_Y16 && image.data_width < 8)
-        return report(function, VIQ_ERR_CORRUPT, "Data width must be > 7 for Y16");
-    return success;
-}
-
 } // namespace viq
 
 namespace {
@@ -112,7 +107,7 @@ verdict accept_image(const strip_call &call) {
     const u16 format = call.in->pixel_format;
     if (format != VIQ_RGB24 && format != VIQ_Y8 && format != VIQ_Y16)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
-    const u32 code = check_bin_format(name, *call.in);
+    const u32 code = check_grey_width(name, *call.in);
     if (is_error(code))
         return stop_with(code);
     if (wanted_colours(call) > colourmap_size)
@@ -175,7 +170,7 @@ u32 histogram_to_cmap(const strip_call &call) {
     if (!bits_fit(info))
         return report(function, VIQ_ERR_INTERNAL | 1, "more than 8 bits in one colour");
     if (image.colourmap == nullptr)
-        return report(function, VIQ_ERR_STATE, "Colourmap is NULL");
+        return report_no_colourmap(function);
     std::vector<u16> order;
     if (!try_resize(order, info.bin_count))
         return report_no_memory(function, info.bin_count * sizeof(u16));

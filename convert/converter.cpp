@@ -37,9 +37,14 @@ verdict accept_listed(const strip_call &call) {
     const char *name = which.operation.name;
     if (!contains(which.accepted, call.in->pixel_format))
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, which.refusal));
-    if (call.in->pixel_format == VIQ_Y16 && call.in->data_width < 8)
-        return stop_with(report(name, VIQ_ERR_CORRUPT, "Data width must be > 7 for Y16"));
-    return proceed;
+    const u32 code = check_grey_width(name, *call.in);
+    return is_error(code) ? stop_with(code) : proceed;
+}
+
+u32 check_grey_width(const char *function, const tVIQ_Image &image) {
+    if (image.pixel_format == VIQ_Y16 && image.data_width < 8)
+        return report(function, VIQ_ERR_CORRUPT, "Data width must be > 7 for Y16");
+    return success;
 }
 
 verdict copy_or_accept(const strip_call &call) {
@@ -105,7 +110,7 @@ u32 options_for(const strip_call &call, row_options &options) {
     options.keep_spare = !owns_data(*call.out);
     options.map = in.colourmap;
     if (in.pixel_format == VIQ_PALETTED && options.map == nullptr)
-        return report(call.operation->worker_name, VIQ_ERR_STATE, "Colourmap is NULL");
+        return report_no_colourmap(call.operation->worker_name);
     if (call.out->pixel_format != VIQ_HSI)
         return success;
     return need_hue_table(options.hue);

@@ -43,6 +43,9 @@ verdict accept_formats(const strip_call &call, format_set accepted,
 // Pairs of YUV 4:2:2 pixels need a line of even width.
 verdict accept_even(const strip_call &call, u64 width);
 
+// 16-bit grey needs at least the 8 bits that are kept of it.
+u32 check_grey_width(const char *function, const tVIQ_Image &image);
+
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call);
 

@@ -20,6 +20,7 @@ constexpr format_set grey = formats(VIQ_Y8, VIQ_Y16);
 strip_sequence sequence;
 
 verdict check_option(const strip_call &call);
+verdict accept_routed(const strip_call &call);
 output_shape dib_shape(const strip_call &call);
 u32 complete_dib(const strip_call &call);
 u32 store_bottom_up(const strip_call &call);
@@ -29,7 +30,7 @@ constexpr strip_operation operation = {
     .worker_name = "VIQ_image_convert_1_strip",
     .sequence = &sequence,
     .refuse = check_option,
-    .accept = nullptr,
+    .accept = accept_routed,
     .shape = dib_shape,
     .complete = complete_dib,
     .process = store_bottom_up,
@@ -64,6 +65,22 @@ verdict check_option(const strip_call &call) {
     default:
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported DIB option"));
     }
+}
+
+// Inputs that the converters on the way would refuse are refused before the bitmap is set up.
+verdict accept_routed(const strip_call &call) {
+    constexpr format_set routed =
+        grey | formats(VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32,
+                       VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422);
+    const tVIQ_Image &in = *call.in;
+    if (!contains(routed, in.pixel_format))
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
+    if (in.pixel_format == VIQ_YUV422 && in.width % 2 != 0)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
+    if (in.pixel_format == VIQ_PALETTED && in.colourmap == nullptr)
+        return stop_with(report_no_colourmap(name));
+    const u32 code = check_grey_width(name, in);
+    return is_error(code) ? stop_with(code) : proceed;
 }
 
 output_shape dib_shape(const strip_call &call) {

@@ -93,6 +93,8 @@ u32 map_by_bins(const strip_call &call) {
         return report(worker, VIQ_ERR_INTERNAL, "More than 8 bits in one colour");
     if (bins_in_use(in) == 0)
         return report(worker, VIQ_ERR_INTERNAL, "Array size overflow");
+    if (out.colourmap == nullptr)
+        return report_no_colourmap(worker);
     const u32 code = begin_strip(call);
     if (is_error(code))
         return code;

@@ -1,8 +1,10 @@
 // Library start-up, the handle table, creation and destruction of images.
 #include "core/image.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <unordered_map>
 
 #include "core/cmap_record.h"
@@ -34,6 +36,8 @@ void destroy_slot(u32 handle);
 void destroy_orphans();
 void release_colourmap(tVIQ_Colour *map);
 bool held_elsewhere(const tVIQ_Image &image);
+bool enter_image(u32 handle, tVIQ_Image *image);
+bool in_a_slot(const tVIQ_Image *image);
 
 } // namespace
 
@@ -123,17 +127,18 @@ u32 report_bad_handle(const char *function) {
     return report(function, VIQ_ERR_HANDLE, "");
 }
 
-bool enter_image(u32 handle, tVIQ_Image *image) {
-    if (image != nullptr) {
-        try {
-            table.companions.try_emplace(image);
-        } catch (...) {
-            return false;
-        }
+bool replace_image(u32 handle, tVIQ_Image *image) {
+    tVIQ_Image *old = find_image(handle);
+    note_shared_pointers();
+    if (!enter_image(handle, image))
+        return false;
+    // A caller's object may be gone as soon as no slot holds it; the library's own may come back.
+    if (old != nullptr && !companion(*old).made_here && !in_a_slot(old)) {
+        if (owns_data(*old))
+            free_strip(*old);
+        std::free(companion(*old).buffer);
+        table.companions.erase(old);
     }
-    table.slots[handle] = image;
-    if (image == nullptr && handle < table.first_candidate)
-        table.first_candidate = handle;
     return true;
 }
 
@@ -194,6 +199,26 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
 
 namespace {
 
+bool enter_image(u32 handle, tVIQ_Image *image) {
+    if (image != nullptr) {
+        try {
+            table.companions.try_emplace(image);
+        } catch (...) {
+            return false;
+        }
+        note_lock(*image);
+    }
+    table.slots[handle] = image;
+    if (image == nullptr && handle < table.first_candidate)
+        table.first_candidate = handle;
+    return true;
+}
+
+bool in_a_slot(const tVIQ_Image *image) {
+    return std::find(std::begin(table.slots), std::end(table.slots), image) !=
+           std::end(table.slots);
+}
+
 u32 free_slot() {
     for (u32 handle = table.first_candidate; handle <= last_handle; ++handle)
         if (table.slots[handle] == nullptr) {
@@ -212,6 +237,7 @@ void set_defaults(tVIQ_Image &image) {
 }
 
 void destroy_object(tVIQ_Image *image) {
+    note_lock(*image);
     image_companion &own = companion(*image);
     free_strip(*image);
     destroy_cmap_info(*image);
@@ -229,6 +255,7 @@ void destroy_slot(u32 handle) {
     tVIQ_Image *image = find_image(handle);
     if (image == nullptr)
         return;
+    note_lock(*image);
     image->flags &= ~static_cast<u32>(VIQ_FLAG_LOCKED);
     VIQ_image_free_data(handle);
     if (upper.jpeg_destroy_record != nullptr)

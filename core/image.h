@@ -32,10 +32,10 @@ template <class Visit> void for_every_image(Visit visit) {
 
 image_companion &companion(const tVIQ_Image &image);
 
-// Puts an object (null: none) into a slot; false when memory runs out.
-bool enter_image(u32 handle, tVIQ_Image *image);
+// Puts a caller's object (null: none) into a slot; false when memory runs out.
+bool replace_image(u32 handle, tVIQ_Image *image);
 
-// From now on two images may hold the same object or colourmap.
+// From now on two images may hold the same colourmap.
 void note_shared_pointers();
 
 u32 report_bad_handle(const char *function);

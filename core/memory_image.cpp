@@ -36,8 +36,9 @@ constexpr strip_transfer write_transfer = {
     .corrupt = "Corrupt input image",
 };
 
-u32 refuse_same(const char *function) {
-    return report(function, VIQ_ERR_PARAMETER, "Input and output image are the same");
+bool same_image(u32 hOne, u32 hOther) {
+    const tVIQ_Image *one = find_image(hOne);
+    return one != nullptr && one == find_image(hOther);
 }
 
 u8 *line_address(const tVIQ_Image &image, u32 line) {
@@ -47,8 +48,8 @@ u8 *line_address(const tVIQ_Image &image, u32 line) {
 } // namespace
 
 u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode) {
-    if (hStrip == hMemory && find_image(hStrip) != nullptr)
-        return refuse_same(write_name);
+    if (same_image(hStrip, hMemory))
+        return report_same_image(write_name);
     if (wMode != VIQ_STRIP_NEXT && wMode != VIQ_STRIP_FINISH)
         return success;
     const memory_target target = {hMemory};
@@ -62,8 +63,6 @@ u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
     }
     if (wMode != VIQ_STRIP_NEXT)
         return success;
-    if (hStrip == hMemory && find_image(hStrip) != nullptr)
-        return refuse_same(read_name);
     u32 code = check_image(read_name, hMemory, "Corrupt input image");
     if (is_error(code))
         return code;
@@ -80,6 +79,8 @@ u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
 namespace viq {
 
 u32 begin_read_from_memory(u32 hMemory, u32 hStrip) {
+    if (same_image(hMemory, hStrip))
+        return report_same_image(read_name);
     u32 code = check_image(read_name, hMemory, "Corrupt input image");
     if (!is_error(code))
         code = VIQ_image_copy_parameters(hMemory, hStrip);

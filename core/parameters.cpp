@@ -127,6 +127,7 @@ u32 VIQ_image_get_parameter(u32 hImage, u16 wId) {
 
 u32 VIQ_image_set_flags(u32 hImage, u32 dwBits, u32 dwOn) {
     const auto apply = [=](tVIQ_Image &image) {
+        note_lock(image);
         image.flags = dwOn == 1 ? image.flags | dwBits : image.flags & ~dwBits;
         note_lock(image);
     };
@@ -171,8 +172,7 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
         *upper.jpeg_data_pointer(*image, wType) = pValue;
         return success;
     case VIQ_PTR_IMAGE:
-        note_shared_pointers();
-        if (!enter_image(hImage, static_cast<tVIQ_Image *>(pValue)))
+        if (!replace_image(hImage, static_cast<tVIQ_Image *>(pValue)))
             return report(name, VIQ_ERR_MEMORY, "");
         return success;
     case VIQ_PTR_JPEG:

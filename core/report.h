@@ -19,6 +19,10 @@ inline u32 report_no_data(const char *function) {
     return report(function, VIQ_ERR_CORRUPT, "No image data");
 }
 
+inline u32 report_no_colourmap(const char *function) {
+    return report(function, VIQ_ERR_STATE, "Colourmap is NULL");
+}
+
 inline u32 report_null(const char *function) {
     return report(function, VIQ_ERR_PARAMETER, "Null pointer");
 }

@@ -16,6 +16,8 @@ u32 process_next(const strip_call &call);
 strip_call make_call(const strip_operation &operation, u32 hInImage, u32 hOutImage,
                      const void *arguments);
 bool output_fits(const strip_call &call);
+u32 transfer_strip(const strip_transfer &transfer, const strip_call &call, u16 command);
+u32 abandon(const strip_transfer &transfer, const strip_call &call);
 u32 send_strip(const strip_transfer &transfer, const strip_call &call, u16 command);
 
 u32 run_step(u32 (*step)(const strip_call &), const strip_call &call) {
@@ -34,7 +36,7 @@ u32 run_conversion(const strip_operation &operation, u32 hInImage, u32 hOutImage
     if (!is_error(code))
         code = first_to_last_step(make_call(operation, hInImage, hOutImage, arguments), command);
     // Abandoning works whatever state the images are in.
-    if (is_error(code) && (command == VIQ_STRIP_FINISH || operation.whole_picture))
+    if (command == VIQ_STRIP_FINISH || (is_error(code) && operation.whole_picture))
         *operation.sequence = {};
     return code;
 }
@@ -70,6 +72,10 @@ strip_geometry geometry_of(const tVIQ_Image &image) {
     return {image.pixel_format, image.width, image.height, image.bytes_per_line};
 }
 
+u32 report_same_image(const char *function) {
+    return report(function, VIQ_ERR_PARAMETER, "Input and output image are the same");
+}
+
 u32 report_changed_image(const char *function) {
     return report(function, VIQ_ERR_CORRUPT, "Image changed during transfer");
 }
@@ -83,14 +89,21 @@ bool clip_last_strip(tVIQ_Image &image, u32 lines_done) {
 }
 
 u32 run_transfer(const strip_transfer &transfer, u32 hImage, u16 command, const void *arguments) {
+    const strip_call call = {nullptr, hImage, 0, find_image(hImage), nullptr, arguments};
+    if (command == VIQ_STRIP_FINISH && !transfer.every_command_sends)
+        return abandon(transfer, call);
+    const u32 code = transfer_strip(transfer, call, command);
+    // What command 4 ends does not stay open, whatever state the image is in.
+    if (is_error(code) && command == VIQ_STRIP_FINISH)
+        abandon(transfer, call);
+    return code;
+}
+
+namespace {
+
+u32 transfer_strip(const strip_transfer &transfer, const strip_call &call, u16 command) {
     strip_sequence &sequence = *transfer.sequence;
-    strip_call call = {nullptr, hImage, 0, find_image(hImage), nullptr, arguments};
-    if (command == VIQ_STRIP_FINISH && !transfer.every_command_sends) {
-        const bool under_way = sequence.under_way;
-        sequence = {};
-        return under_way ? run_step(transfer.abandon, call) : success;
-    }
-    u32 code = check_image(transfer.name, hImage, transfer.corrupt);
+    u32 code = check_image(transfer.name, call.in_handle, transfer.corrupt);
     if (is_error(code))
         return code;
     if (call.in->lines_per_strip == 0 && !transfer.every_command_sends)
@@ -106,8 +119,7 @@ u32 run_transfer(const strip_transfer &transfer, u32 hImage, u16 command, const 
         sequence.geometry = geometry_of(*call.in);
         sequence.under_way = true;
     } else if (sequence.geometry != geometry_of(*call.in)) {
-        sequence = {};
-        run_step(transfer.abandon, call);
+        abandon(transfer, call);
         return report_changed_image(transfer.name);
     }
     if (command != VIQ_STRIP_NEXT && !transfer.every_command_sends)
@@ -115,12 +127,16 @@ u32 run_transfer(const strip_transfer &transfer, u32 hImage, u16 command, const 
     return send_strip(transfer, call, command);
 }
 
-namespace {
+u32 abandon(const strip_transfer &transfer, const strip_call &call) {
+    const bool under_way = transfer.sequence->under_way;
+    *transfer.sequence = {};
+    return under_way ? run_step(transfer.abandon, call) : success;
+}
 
 u32 first_to_last_step(const strip_call &call, u16 command) {
     const strip_operation &operation = *call.operation;
-    if (call.in_handle == call.out_handle)
-        return report(operation.name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+    if (call.in == call.out)
+        return report_same_image(operation.name);
     verdict decision = decide(operation.refuse, call);
     if (!decision.go_on)
         return decision.code;
@@ -132,16 +148,14 @@ u32 first_to_last_step(const strip_call &call, u16 command) {
     if (!decision.go_on)
         return decision.code;
 
-    u32 code = start_or_continue(call);
+    if (command == VIQ_STRIP_FINISH && operation.sequence->under_way)
+        return success;
+    const u32 code = start_or_continue(call);
     if (is_error(code))
         return code;
     if (operation.whole_picture)
         call.in->lines_per_strip = call.out->lines_per_strip = call.in->height;
-    if (command == VIQ_STRIP_NEXT)
-        return process_next(call);
-    if (command == VIQ_STRIP_FINISH)
-        *operation.sequence = {};
-    return success;
+    return command == VIQ_STRIP_NEXT ? process_next(call) : success;
 }
 
 u32 set_up_output(const strip_call &call) {

@@ -93,6 +93,9 @@ u32 convert_strip(const strip_operation &operation, u32 hInImage, u32 hOutImage,
 // First step of a strip worker: the input's lines are there, the output has a buffer for its own.
 u32 begin_strip(const strip_call &call);
 
+// Most operations do not work in place.
+u32 report_same_image(const char *function);
+
 // A picture must keep its geometry from the first strip of a transfer to the last.
 u32 report_changed_image(const char *function);
 

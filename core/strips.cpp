@@ -68,7 +68,7 @@ u32 VIQ_image_copy_parameters_raw(u32 hInImage, u32 hOutImage) {
 u32 VIQ_image_copy(u32 hInImage, u32 hOutImage) {
     constexpr const char *name = "VIQ_image_copy";
     const tVIQ_Image *in = find_image(hInImage);
-    if (in != nullptr && hInImage == hOutImage)
+    if (in != nullptr && in == find_image(hOutImage))
         return success;
     u32 code = check_image(name, hInImage);
     if (is_error(code))

@@ -87,7 +87,7 @@ u32 read_palette(const read_call &call) {
     if (std::fread(palette, 1, sizeof palette, call.file) != sizeof palette)
         return report(name, VIQ_ERR_CORRUPT, "Corrupt image");
     if (call.image.colourmap == nullptr)
-        return report(name, VIQ_ERR_STATE, "Colourmap is NULL");
+        return report_no_colourmap(name);
     for (u32 i = 0; i < colourmap_size; ++i) {
         const u8 *colour = palette + std::size_t{4} * i;
         tVIQ_Colour &entry = call.image.colourmap[i];

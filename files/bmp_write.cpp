@@ -110,7 +110,7 @@ verdict refuse(const char *function, const tVIQ_Image &image) {
     if (bmp_file_size(layout_of(image), image.height) > UINT32_MAX)
         return stop_with(report(function, VIQ_ERR_UNSUPPORTED, "Image too large for a BMP file"));
     if (format != VIQ_RGB24 && image.colourmap == nullptr)
-        return stop_with(report(function, VIQ_ERR_STATE, "Colourmap is NULL"));
+        return stop_with(report_no_colourmap(function));
     return proceed;
 }
 

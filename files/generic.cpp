@@ -56,14 +56,18 @@ u32 report_unrecognised(const char *function) {
 
 u32 VIQ_image_read(u32 hImage, u32 hMemory, u16 wMode) {
     const source from = {hImage, hMemory};
+    if (wMode == VIQ_STRIP_FINISH && reading.under_way)
+        return finish_reading(from);
     tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
         return report_bad_handle(read_name);
-    u32 code = reading.under_way ? success : start_reading(*image, hMemory);
-    if (!is_error(code) && image->height == VIQ_HEIGHT_UNKNOWN)
-        code = read_whole_header(from, *image);
-    if (is_error(code))
-        return code;
+    if (!reading.under_way) {
+        u32 code = start_reading(*image, hMemory);
+        if (!is_error(code) && image->height == VIQ_HEIGHT_UNKNOWN)
+            code = read_whole_header(from, *image);
+        if (is_error(code))
+            return code;
+    }
     switch (wMode) {
     case VIQ_STRIP_NEXT:
         return read_strip(from, *image);

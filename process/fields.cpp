@@ -113,7 +113,7 @@ verdict refuse_fields(const strip_call &call) {
     if (is_error(code))
         return stop_with(code);
     if (second == call.out_handle)
-        return stop_with(report(name, VIQ_ERR_PARAMETER, "Input and output image are the same"));
+        return stop_with(report_same_image(name));
     if (find_image(second)->lines_per_strip == 0)
         return stop_with(VIQ_image_copy_parameters(call.in_handle, call.out_handle));
     return proceed;

@@ -5,6 +5,7 @@
 #include "convert/pixel_formulas.h"
 #include "core/lines.h"
 #include "core/report.h"
+#include "core/strip_driver.h"
 #include "process/rows.h"
 
 using namespace viq;
@@ -40,7 +41,7 @@ u32 VIQ_IP_ShadingCorrection_Generate(u32 hBlackRefImage, u32 hWhiteRefImage, u3
     for (const u32 out : {hGainRefImage, hOffsetRefImage})
         if (!is_error(code) &&
             (out == hWhiteRefImage || out == hBlackRefImage || hGainRefImage == hOffsetRefImage))
-            code = report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+            code = report_same_image(name);
     if (!is_error(code))
         code = set_up(name, hWhiteRefImage, {hGainRefImage, corrupt_gain});
     if (!is_error(code))
@@ -58,7 +59,7 @@ u32 VIQ_IP_ShadingCorrection(u32 hInImage, u32 hOutImage, u32 hOffsetRefImage, u
         {{hInImage, corrupt_in}, {hOffsetRefImage, corrupt_offset}, {hGainRefImage, corrupt_gain}});
     if (!is_error(code) &&
         (hOutImage == hInImage || hOutImage == hOffsetRefImage || hOutImage == hGainRefImage))
-        code = report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        code = report_same_image(name);
     if (!is_error(code))
         code = set_up(name, hInImage, {hOutImage, corrupt_out});
     if (!is_error(code))
