@@ -1,8 +1,9 @@
 // Setting, asking and searching the colours of a colourmap.
 #include <algorithm>
-#include <array>
+#include <iterator>
 
 #include "convert/closest_colour.h"
+#include "convert/named_colours.h"
 #include "core/cmap_record.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -11,16 +12,7 @@ using namespace viq;
 
 namespace {
 
-struct named_colour {
-    u8 red, green, blue;
-};
-
-constexpr named_colour named_colours[] = {
-    {0, 0, 0},     {0, 0, 152},     {0, 152, 0},   {0, 152, 152},   {152, 0, 0}, {152, 0, 152},
-    {152, 152, 0}, {152, 152, 152}, {76, 76, 76},  {0, 0, 255},     {0, 255, 0}, {0, 255, 255},
-    {255, 0, 0},   {255, 0, 255},   {255, 255, 0}, {255, 255, 255},
-};
-constexpr u16 named_colour_count = sizeof named_colours / sizeof named_colours[0];
+constexpr u16 named_colour_count = std::size(named_colours);
 
 void set_entry(tVIQ_Colour &entry, u32 red, u32 green, u32 blue) {
     entry.red = static_cast<u8>(red);

@@ -53,6 +53,22 @@ verdict copy_or_accept(const strip_call &call) {
     return accept_listed(call);
 }
 
+verdict accept_formats(const strip_call &call, format_set accepted, const format_refusal &refusal) {
+    const u16 format = call.in->pixel_format;
+    if (contains(accepted, format))
+        return proceed;
+    return stop_with(report(call.operation->name,
+                            refusal.or_format ? refusal.code | format : refusal.code,
+                            refusal.message));
+}
+
+verdict accept_even(const strip_call &call, u64 width) {
+    if (call.in->pixel_format != VIQ_YUV422 || width % 2 == 0)
+        return proceed;
+    return stop_with(
+        report(call.operation->name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
+}
+
 output_shape same_size(const strip_call &call) {
     return {converter_of(call).target, call.in->width, call.in->height};
 }

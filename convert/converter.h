@@ -35,11 +35,29 @@ verdict accept_listed(const strip_call &call);
 // Refusals of the converters out of YUV 4:2:2.
 verdict demand_even_yuv422(const strip_call &call);
 
+// Refuses an input in another format with the code and message; `or_format` adds the format's
+// number to the code.
+struct format_refusal {
+    const char *message = "Unsupported image format";
+    u32 code = VIQ_ERR_UNSUPPORTED;
+    bool or_format = false;
+};
+verdict accept_formats(const strip_call &call, format_set accepted,
+                       const format_refusal &refusal = {});
+
+// Pairs of YUV 4:2:2 pixels need a line of even width.
+verdict accept_even(const strip_call &call, u64 width);
+
 // 16-bit grey needs at least the 8 bits that are kept of it.
 u32 check_grey_width(const char *function, const tVIQ_Image &image);
 
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call);
+
+// The input's size in a format.
+template <u16 format> output_shape in_format(const strip_call &call) {
+    return {format, call.in->width, call.in->height};
+}
 
 // Strip worker: every line through the row kernel of the two formats.
 u32 convert_lines(const strip_call &call);

@@ -110,12 +110,11 @@ const converter *yuv422_converter(u16 target) {
 }
 
 verdict demand_even_yuv422(const strip_call &call) {
-    const char *name = call.operation->name;
-    if (call.in->pixel_format != VIQ_YUV422)
-        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Not 16 bit YUV 4:2:2"));
-    if (call.in->width % 2 != 0)
-        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
-    return proceed;
+    const verdict decision =
+        accept_formats(call, formats(VIQ_YUV422), {.message = "Not 16 bit YUV 4:2:2"});
+    if (!decision.go_on)
+        return decision;
+    return accept_even(call, call.in->width);
 }
 
 } // namespace viq

@@ -19,9 +19,8 @@ const upper_seams upper = {
     .jpeg_holds_callers_data = holds_callers_data,
     .jpeg_identification = jpeg_identification,
     .wavelet_destroy_record = destroy_record,
-    .destroy_chroma_keys = nullptr,
-    .destroy_lookup_tables = nullptr,
-    .destroy_displays = nullptr,
+    .destroy_chroma_keys = VIQ_CK_destroy,
+    .destroy_lookup_tables = VIQ_LUT_destroy,
 };
 
 } // namespace viq

@@ -11,6 +11,7 @@ namespace {
 u32 first_to_last_step(const strip_call &call, u16 command);
 u32 set_up_output(const strip_call &call);
 u32 start_or_continue(const strip_call &call);
+u32 check_output(const strip_call &call);
 u32 process_next(const strip_call &call);
 strip_call make_call(const strip_operation &operation, u32 hInImage, u32 hOutImage,
                      const void *arguments);
@@ -35,7 +36,7 @@ u32 run_conversion(const strip_operation &operation, u32 hInImage, u32 hOutImage
     if (!is_error(code))
         code = first_to_last_step(make_call(operation, hInImage, hOutImage, arguments), command);
     // Abandoning works whatever state the images are in.
-    if (command == VIQ_STRIP_FINISH)
+    if (command == VIQ_STRIP_FINISH || (is_error(code) && operation.whole_picture))
         *operation.sequence = {};
     return code;
 }
@@ -63,6 +64,10 @@ u32 begin_strip(const strip_call &call) {
     if (uses_buffer_of(*call.in, *call.out))
         return report_same_image(call.operation->worker_name);
     return renew_strip(call.out_handle);
+}
+
+output_shape same_shape(const strip_call &call) {
+    return {call.in->pixel_format, call.in->width, call.in->height, call.in->data_width};
 }
 
 strip_geometry geometry_of(const tVIQ_Image &image) {
@@ -141,7 +146,9 @@ u32 first_to_last_step(const strip_call &call, u16 command) {
     if (!decision.go_on)
         return decision.code;
     if (call.in->lines_per_strip == 0)
-        return set_up_output(call);
+        return operation.bare_parameters
+                   ? VIQ_image_copy_parameters(call.in_handle, call.out_handle)
+                   : set_up_output(call);
     decision = decide(operation.accept, call);
     if (!decision.go_on)
         return decision.code;
@@ -149,7 +156,11 @@ u32 first_to_last_step(const strip_call &call, u16 command) {
     if (command == VIQ_STRIP_FINISH && operation.sequence->under_way)
         return success;
     const u32 code = start_or_continue(call);
-    return is_error(code) || command != VIQ_STRIP_NEXT ? code : process_next(call);
+    if (is_error(code))
+        return code;
+    if (operation.whole_picture)
+        call.in->lines_per_strip = call.out->lines_per_strip = call.in->height;
+    return command == VIQ_STRIP_NEXT ? process_next(call) : success;
 }
 
 u32 set_up_output(const strip_call &call) {
@@ -173,16 +184,23 @@ u32 start_or_continue(const strip_call &call) {
     if (sequence.under_way) {
         if (!output_fits(call))
             return report(operation.name, VIQ_ERR_STATE, "Sequence under way with another image");
-        return check_image(operation.name, call.out_handle, operation.corrupt);
+        return check_output(call);
     }
     sequence.lines_done = 0;
     u32 code = set_up_output(call);
     if (!is_error(code))
-        code = check_image(operation.name, call.out_handle, operation.corrupt);
+        code = check_output(call);
     if (is_error(code))
         return code;
     sequence.under_way = true;
     return success;
+}
+
+u32 check_output(const strip_call &call) {
+    const strip_operation &operation = *call.operation;
+    return check_image(operation.name, call.out_handle,
+                       operation.corrupt_output != nullptr ? operation.corrupt_output
+                                                           : operation.corrupt);
 }
 
 u32 process_next(const strip_call &call) {

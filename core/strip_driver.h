@@ -58,6 +58,9 @@ struct output_shape {
     u16 data_width = 0; // 0: as the format and the input say
 };
 
+// The input's own shape.
+output_shape same_shape(const strip_call &call);
+
 struct strip_operation {
     const char *name;        // of the public function, as reported
     const char *worker_name; // of the strip worker
@@ -72,6 +75,12 @@ struct strip_operation {
     // The current strip; the output's lines per strip are the input's, it has no buffer yet.
     u32 (*process)(const strip_call &call);
     const char *corrupt = "Corrupt image";
+    const char *corrupt_output = nullptr; // null: as for the input
+    // A strip of 0 lines passes the input's parameters on as they are, without the output's shape.
+    bool bare_parameters = false;
+    // The picture is one strip: its lines per strip become its height, and no failure leaves a
+    // sequence under way.
+    bool whole_picture = false;
 };
 
 u32 run_conversion(const strip_operation &operation, u32 hInImage, u32 hOutImage, u16 command,

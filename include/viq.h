@@ -302,6 +302,29 @@ typedef struct Tjpeg {
     u8 scan_ahal;       /**< 0 */
 } Tjpeg;
 
+/** Counters of an HSI image; one bin a degree of hue. */
+typedef struct {
+    u32 hue[360];
+    u32 saturation[256];
+    u32 intensity[256];
+    u32 totals[3]; /**< sums of the hue, saturation and intensity bins */
+} tVIQ_Histogram;
+
+/** HSI: mean hue, saturation and intensity. Grey: mean, smallest and largest value. */
+typedef struct {
+    u32 average[3];
+} tVIQ_Average;
+
+/**
+ * A bitmap font: one glyph for each code from 0 to 127, each of height rows of ceiling(width / 8)
+ * bytes, the leftmost pixel in the most significant bit. The width is at most 32 pixels.
+ */
+typedef struct {
+    u32 height, width;
+    u32 bytes_per_glyph;
+    const u8 *glyphs;
+} tVIQ_Font;
+
 /** The image object. Reading it is safe; change it through the functions. */
 typedef struct {
     u16 pixel_format; /**< 0: not yet set */
@@ -1655,6 +1678,449 @@ VIQ_API u32 VIQ_WVLT_buffer_write(u32 hWvlt, u8 *pBuffer, u32 *pdwCount, u16 wMo
  * 0x10060000.
  */
 VIQ_API u32 VIQ_WVLT_buffer_read(u32 hWvlt, const u8 *pBuffer, u32 dwSize);
+
+/* ---- Geometry ------------------------------------------------------------------------------- */
+
+/*
+ * Strip functions take VIQ_STRIP_NEXT or VIQ_STRIP_FINISH as their mode, keep the pixel format and
+ * the data width, and give an input of 0 lines per strip's parameters to the output as they are.
+ * Rectangles count from 0 at the top left pixel.
+ */
+
+/**
+ * Cuts out a rectangle, clipped at the right and bottom edge, bytes as they are; YUV 4:2:2 too, so
+ * that an odd x or width takes its pairs apart. Strips outside the rectangle give 0 lines.
+ * Formats: Y8, PALETTED, RGB15, RGB16, RGB24, BGR24, RGBX32, BGRX32, XBGR32, YUV422, CMYK32, Y16.
+ * Errors: 0x1007xxxx "Unsupported image format", xxxx being the format; 0x10030000 "Rectangle
+ * outside the image" for a negative position, an empty size, or nothing of it inside.
+ */
+VIQ_API u32 VIQ_IP_crop(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height,
+                        u16 wMode);
+
+/**
+ * Copies an image into another of the same format, with its top left pixel at column x and line y,
+ * which count from 1. Both hold their pictures whole. A pixel is taken as bytes per line / width of
+ * the host, which differs from its true size where the padding is as large as the line.
+ * Errors: the check's code with "hInImage is corrupt" or "hInsertImage is corrupt"; 0x10070000
+ * "Pixel Formats are different", "Trying to insert image too far left" (x = 0), "Trying to insert
+ * image too far right", "Trying to insert image too high" (y = 0), "Trying to insert image too
+ * low", "Images do not match" where one holds fewer lines than its height.
+ */
+VIQ_API u32 VIQ_IP_image_insert(u32 hInImage, u32 hInsertImage, u32 x, u32 y);
+
+/**
+ * Keeps the first of every wFactor pixels of the first of every wFactor lines of the strip; the
+ * output is width / factor by height / factor. Pairs of YUV 4:2:2 keep the chroma of their first
+ * pixel.
+ * Formats: Y8, PALETTED, RGB15, RGB16, RGB24, YUV422.
+ * Errors: 0x1007xxxx "Unsupported image format", xxxx being the format; 0x10070000 "Unsupported
+ * sub-sampling factor" for 0; 0x10070000 "YUV422 image must be an even width" for the output.
+ */
+VIQ_API u32 VIQ_IP_subsample(u32 hInImage, u32 hOutImage, u16 wFactor, u16 wMode);
+
+/**
+ * Repeats every pixel wFactor times along the line and every line wFactor times.
+ * Formats: as VIQ_IP_subsample. Errors: 0x1007xxxx "Unsupported image format"; 0x10070000
+ * "Unsupported replication factor" for 0; 0x10070000 "YUV422 image must be an even width";
+ * 0x10030000 "Output image too large" from 2^32 pixels or lines on.
+ */
+VIQ_API u32 VIQ_IP_pixel_rep(u32 hInImage, u32 hOutImage, u16 wFactor, u16 wMode);
+
+/**
+ * Scales RGB24 or Y8 bilinearly. With 13 bits of fraction a step is width / output width along the
+ * line, and (height - 1) / (output height - 1) down; with a height or width of 1 it is 0. Between
+ * the samples p0 and p1, f 256ths apart from p0, lies ((256 - f) * p0 >> 8) + (f * p1 >> 8); the
+ * sample behind the last one is the last one. Lines are carried from strip to strip, so that strips
+ * of any height give one picture; each gives as many lines as can be made by then. The input's own
+ * size is a copy. Failures bear the name "VIQ_IP_threshold_grayscale".
+ * Errors: 0x10070000 "Supports RGB24 & Y8 only"; 0x10030000 "Width or height is 0"; as
+ * "VIQ_IP_scale_1_strip" 0x10020000 "Internal: Not enough lines to process" for a strip from which
+ * no line can be made although some are missing (nothing of it is used up: a taller strip in its
+ * place goes on), and 0x10060000 "Malloc fail - no memory?".
+ */
+VIQ_API u32 VIQ_IP_scale(u32 hInImage, u32 hOutImage, u32 dwWidth, u32 dwHeight, u16 wMode);
+
+/**
+ * Turns an image that is held whole clockwise by 0, 90, 180 or 270 degrees. A quarter turn of YUV
+ * 4:2:2 gives each pair the mean chroma (a + b) >> 1 of the two pixels that it covers.
+ * Formats: as VIQ_IP_mirror_image. Errors: 0x10070000 "Unsupported image format", "Only angles of
+ * 0, 90, 180 and 270 supported", "YUV422 image must be an even width" for either side of a quarter
+ * turn.
+ */
+VIQ_API u32 VIQ_IP_rotate_image(u32 hInImage, u32 hOutImage, u16 wAngle);
+
+/**
+ * Reverses every line. YUV 4:2:2 reverses its pairs, swaps the luma within them and keeps U before
+ * V. Formats: Y8, Y16, PALETTED, RGB8, RGB15, RGB16, RGB24, BGR24, YUV422, RGBX32, BGRX32, XBGR32,
+ * XRGB32, CMYK32.
+ * Errors: 0x10070000 "Unsupported image format"; 0x10070000 "YUV422 image must be an even width".
+ */
+VIQ_API u32 VIQ_IP_mirror_image(u32 hInImage, u32 hOutImage, u16 wMode);
+
+/**
+ * Copies the input and mirrors a rectangle of it: cropped, mirrored and put back, with the formats
+ * and errors of VIQ_IP_crop, VIQ_IP_mirror_image and VIQ_image_copy under their names.
+ * Errors of its own: "VIQ_image_create(hCropImage) failed" and "VIQ_image_create(hMirroredImage)
+ * failed" with the code of VIQ_image_create.
+ */
+VIQ_API u32 VIQ_IP_mirror(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height,
+                          u16 wMode);
+
+/**
+ * Takes the pixels of the disc around (cx, cy) out of a YUV 4:2:2 image, pair by pair, into an
+ * image of 2 radius x 2 radius: one after another from the start of the strip, without gaps, and 0
+ * behind them. A pair belongs to the disc where ((x - cx) / r)^2 + ((y - cy) / r)^2 < 1 for its
+ * first pixel. Strips give their lines within the square, the last one those that the picture's
+ * edges cut off as well. wShape is not used.
+ * Errors: 0x10070000 "Unsupported image format"; 0x10030000 "Radius is 0".
+ */
+VIQ_API u32 VIQ_IP_extract_region(u32 hInImage, u32 hOutImage, u16 wShape, i16 cx, i16 cy,
+                                  u16 wRadius, u16 wMode);
+
+/* ---- Lookup tables, histograms, thresholds -------------------------------------------------- */
+
+/**
+ * Makes a lookup table of 1 to 256 bytes or 1 to 65536 words (element size 1 or 2): four tables,
+ * all the identity. Returns its handle, 1 to 15. Errors: 0x10080000 "" when all are in use;
+ * 0x10030003 "element size must be 1 or 2 bytes"; 0x10030001 (bytes) or 0x10030002 (words) "too
+ * many LUT elements"; 0x10030000 "too few LUT elements" for 0.
+ */
+VIQ_API u32 VIQ_LUT_create(u32 dwElements, u16 wElementSize);
+
+/** The table for mask 8, 4, 2 or 1 (tables 1 to 4), of u8 or u16; null for any other. */
+VIQ_API void *VIQ_LUT_get_ptr(u32 hLut, u16 wMask);
+
+/** Frees a lookup table, or all with VIQ_ALL_IMAGES. Returns 0, also for an empty handle. */
+VIQ_API u32 VIQ_LUT_destroy(u32 hLut);
+
+/**
+ * Maps the pixels of a strip: Y8 through table 1, RGB24 red, green and blue through tables 2, 3 and
+ * 4, Y16 through table 1 of words. RGB15, RGB16 and RGB8 look each field up at the top of a byte
+ * and keep the result's top. YUV 4:2:2 maps its luma through table 1 while the generated gains are
+ * all 100; otherwise each pixel goes through RGB and tables 2 to 4 and back, by the formulas of
+ * VIQ_YUV422_to_RGB24 and VIQ_convert_to_YUV422. Values that a table is too short for stay.
+ * Errors: 0x10040000 "" for an empty handle; 0x1007xxxx "Unsupported image format", xxxx being the
+ * format, also where the element size does not fit it; 0x10070000 "YUV422 image must be an even
+ * width".
+ */
+VIQ_API u32 VIQ_LUT_apply(u32 hInImage, u32 hOutImage, u32 hLut, u16 wMode);
+
+/**
+ * Fills the tables from percentages, 100 being neutral: brightness, contrast and gains are clamped
+ * to 0..200, gamma to 25..400. With all 100 every table is the identity. Otherwise entry 0 is 0,
+ * and with n elements and g = n (i / n)^(100 / gamma), table 1 gets v = n / 2 + (g - n / 2) *
+ * contrast / 100 + brightness / 2 - 50       (the halves in integers) and tables 2 to 4 get v times
+ * their gain / 100, all clamped to 0..255, words to 0..n - 1, and cut to integers.
+ */
+VIQ_API u32 VIQ_LUT_generate(u32 hLut, i16 brightness, i16 contrast, i16 gamma, i16 gain2,
+                             i16 gain3, i16 gain4);
+
+/** Zeroes all counters. Errors: 0x10030000 "Histogram structure is NULL". */
+VIQ_API u32 VIQ_IP_histogram_clear(tVIQ_Histogram *pHistogram);
+
+/** Copies all counters. Errors: 0x10030000 "Histogram structure is NULL". */
+VIQ_API u32 VIQ_IP_histogram_copy(const tVIQ_Histogram *pFrom, tVIQ_Histogram *pTo);
+
+/**
+ * Counts the pixels of an HSI image, strip by strip; the first strip clears the histogram, each one
+ * sums the totals up. Hues above 359 are counted in no bin.
+ * Errors: 0x10030000 "Histogram structure is NULL"; 0x10070000 "Unsupported image format".
+ */
+VIQ_API u32 VIQ_IP_histogram_generate(u32 hInImage, tVIQ_Histogram *pHistogram, u16 wMode);
+
+/**
+ * Smooths the bins with 1, 2, 1 over 4; the first and last of each array and the totals stay.
+ * wOrder must be 900.
+ * Errors: 0x10030000 "Histogram structure(s) is NULL"; 0x10070000 "Only 0th order currently
+ * supported".
+ */
+VIQ_API u32 VIQ_IP_histogram_filter(tVIQ_Histogram *pHistogram, u16 wOrder);
+
+/**
+ * Compares plane 1 (hue), 2 (saturation) or 3 (intensity) and stores a similarity of 0 to 100: 100
+ * less the share of the difference sum |A - B| in A's own unevenness sum |A - mean|; 0 where that
+ * is none or smaller than the difference. The mean is A's total / 360 or >> 8.
+ * Errors: 0x10030000 "Histogram structure is NULL"; 0x10030001 "Only planes 1,2 and 3 are
+ * acceptable"; 0x10020003 "Result not within 0 to 100 limits".
+ */
+VIQ_API u32 VIQ_IP_histogram_match(const tVIQ_Histogram *pA, const tVIQ_Histogram *pB, u16 wPlane,
+                                   u32 *pdwResult);
+
+/**
+ * Y8 from wUpper on becomes 255, below wLower 0, the rest stays.
+ * Errors: 0x10070000 "Unsupported image format".
+ */
+VIQ_API u32 VIQ_IP_threshold_grayscale(u32 hInImage, u32 hOutImage, u16 wUpper, u16 wLower,
+                                       u16 wMode);
+
+/* ---- Filters and measurements --------------------------------------------------------------- */
+
+/**
+ * Filters RGB24 or Y8 with nine coefficients, row by row from above left: the sum of the products,
+ * divided by the sum of the coefficients (by 1 where that is 0), cut towards 0 and clamped to
+ * 0..255. The first and last pixel of a line and the first and last line of the image are copied. A
+ * strip gives as many lines as it has; the line above its first comes from the strip before, and
+ * the last line of a strip that does not end the image takes itself as the line below. Errors:
+ * 0x10070000 "Supports RGB24 & Y8 only".
+ */
+VIQ_API u32 VIQ_IP_filter_3x3(u32 hInImage, u32 hOutImage, const i32 *pKernel, u16 wMode);
+
+/**
+ * Makes the references of VIQ_IP_ShadingCorrection from Y16 images of black and white of one size:
+ * the offset is the black image, the gain 65535 / (white - black) in 4.12 fixed point, where the
+ * whole part is limited to 15 but the fraction is taken from the limited part and cut to 16 bits;
+ * 65535 where white is not above black.
+ * Errors: the check's code with "Corrupt image - hWhiteRefImage", "... hBlackRefImage", "...
+ * hGainRefImage" or "... hOffsetRefImage"; 0x10070000 "Unsupported image format"; 0x10070000
+ * "Images do not match".
+ */
+VIQ_API u32 VIQ_IP_ShadingCorrection_Generate(u32 hBlackRefImage, u32 hWhiteRefImage,
+                                              u32 hOffsetRefImage, u32 hGainRefImage);
+
+/**
+ * Corrects the lines that a Y16 image holds: (gain * (pixel - offset)) >> 12, at least 0 and at
+ * most 65535. Pixels go in pairs: the last one of an odd line is left out, which is 0 in a buffer
+ * of the library. Errors: as above, with "Corrupt image - hInImage" and "Corrupt image -
+ * hOutImage".
+ */
+VIQ_API u32 VIQ_IP_ShadingCorrection(u32 hInImage, u32 hOutImage, u32 hOffsetRefImage,
+                                     u32 hGainRefImage);
+
+/**
+ * Stores how far, in percent, a frame's correlation with a reference has moved from that of the
+ * last frame with motion: |100 - stored * 100 / c|. c sums ((a & 0xFC) - 128) * ((r & 0xFC) - 128)
+ * over every dwStep-th pixel of every dwStep-th line of the strip, luma for YUV 4:2:2; 0 counts as
+ * 1, and from 16777217 on it is shifted right by 7. A result above dwThreshold makes c the stored
+ * value. The first call of a process stores c and gives 0. Images without lines return 0 at once.
+ * Errors: 0x10070001 "Both images must be the same" for different formats, with the result 0;
+ * 0x10070000 "Unsupported image format"; 0x10070000 "Images do not match"; 0x10030000 "Step is 0".
+ */
+VIQ_API u32 VIQ_IP_motion_detect(u32 hImage, u32 hRefImage, u32 dwThreshold, u32 dwStep,
+                                 u32 *pdwResult);
+
+/**
+ * Averages an HSI or Y8 image strip by strip; the first strip zeroes the record. HSI: each strip
+ * adds its hues, saturations and intensities to the values of the strips before and divides by its
+ * own number of pixels, so that only an image of one strip gives the mean. Y8: mean, smallest and
+ * largest value of all strips so far.
+ * Errors: 0x10030000 "tVIQ_Average structure pointer is NULL"; 0x10070000 "Unsupported image
+ * format".
+ */
+VIQ_API u32 VIQ_IP_generate_averages(u32 hInImage, tVIQ_Average *pAverage, u16 wMode);
+
+/* ---- Video fields and false colour ---------------------------------------------------------- */
+
+/*
+ * Lines are copied whole, padding included. An input of 0 lines per strip gives an output of its
+ * parameters in the output's format and size.
+ */
+
+/**
+ * Weaves two fields into a frame of twice the height. The first field's line comes first, unless
+ * VIQ_FLAG_20 of the first field is set and its parameter 23 is 2. The second field's strip is cut
+ * to the first one's lines. A second field without lines passes the first one's parameters on.
+ * Errors: the check's code with "Corrupt image - parameter 1" or "Corrupt image - parameter 2";
+ * 0x10070000 "Fields are different" for another format, size or line, or fewer lines in the strip.
+ */
+VIQ_API u32 VIQ_SPL_2fields_to_frame(u32 hInImage, u32 hSecondField, u32 hOutImage,
+                                     u16 wStripCommand);
+
+/**
+ * Makes a frame of twice the height from one field, which is processed whole: its lines per strip
+ * become its height. Schemes: 1 each line twice; 2 a mean (a + b) >> 1 between each two lines; 3 an
+ * edge-directed mean there: of the five pairs a(x + d), b(x - d), d = 0, 1, -1, 2, -2 pixels, the
+ * one with the smallest difference, for each component by itself (the chroma of YUV 4:2:2 and the
+ * two pixels at each end take the plain mean); 4 a cubic (-1, 9, 9, -1) / 16, clamped. The last
+ * line comes twice; with VIQ_FLAG_20 and parameter 23 = 2 the first line does so instead, except in
+ * scheme 1. The output's parameter 23 is 0.
+ * Errors: 0x1007xxxx "Supports Y8, YUV422 and RGB24 only", xxxx being the format; 0x1007xxxx
+ * "Invalid Interpolation Scheme", xxxx being the scheme.
+ */
+VIQ_API u32 VIQ_SPL_field_to_frame(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wStripCommand);
+
+/**
+ * Interleaves the top half and the bottom half of an image held whole, whose parameter 23 is 4 or
+ * 5; a last odd line stays. Errors: the check's code with "Corrupt input image"; 0x10070000 "Field
+ * order ID not set up"; 0x10070000 "Can only process full image".
+ */
+VIQ_API u32 VIQ_SPL_interlace_frame(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * Grey from 32-bit words in host order: (w >> (dwShift & 31)) & 0xFF. Pixels follow one another on
+ * both sides without regard to padding, so that grey lines of odd width drift; 0 fills the rest.
+ * Formats: RGBX32, BGRX32, XRGB32, XBGR32. Errors: 0x10070000 "Unsupported image format".
+ */
+VIQ_API u32 VIQ_SPL_Data32_to_Y8(u32 hInImage, u32 hOutImage, u32 dwShift, u16 wStripCommand);
+
+/**
+ * Grey from byte 1 to 4, in memory order, of RGBX32, BGRX32 or XBGR32 pixels.
+ * Errors: 0x10070000 "Unsupported image format", also for XRGB32; 0x10030000 "Byte number out of
+ * range".
+ */
+VIQ_API u32 VIQ_SPL_XXXX32_to_Y8(u32 hInImage, u32 hOutImage, u32 dwByteNumber, u16 wStripCommand);
+
+/**
+ * Shows Y, U and V of each YUV 4:2:2 pixel as red, green and blue of RGB24.
+ * Errors: 0x10070000 "Unsupported image format"; 0x10070000 "YUV422 image must be an even width".
+ */
+VIQ_API u32 VIQ_SPL_YUV422_to_RGB_pseudo_colour(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * Shows hue * 253 / 360, saturation and intensity as red, green and blue of RGB24.
+ * Errors: 0x10070000 "Unsupported image format".
+ */
+VIQ_API u32 VIQ_SPL_HSI_to_RGB_pseudo_colour(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * Shows grey v as RGB16: red v >> 3, green a ramp up and down again, blue (255 - v) >> 3. dwOption
+ * has no effect. Errors: 0x10070000 "Image format must be VIQ_Y8".
+ */
+VIQ_API u32 VIQ_SPL_Y8_to_pseudo_colour(u32 hInImage, u32 hOutImage, u32 dwOption,
+                                        u16 wStripCommand);
+
+/* ---- Colour-filter mosaics ------------------------------------------------------------------ */
+
+/*
+ * A VIQ_RGGB32 image holds one byte a pixel. The picture is processed as one strip: the lines per
+ * strip of the input become its height, which its buffer must hold. 0 lines per strip pass the
+ * parameters on in VIQ_BAY_RGB24_to_RGGB32 and VIQ_BAY_RGGB32_map_to_RGB24 alone. Even lines of the
+ * mosaics that VIQ_BAY_RGB24_to_RGGB32 makes hold red, green, red, ..., odd ones green, blue,
+ * green, ...
+ */
+
+/** Makes a mosaic. Errors: 0x10070000 "Input must be VIQ_RGB24 only". */
+VIQ_API u32 VIQ_BAY_RGB24_to_RGGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/** Each sample in its own colour, the others 0. Errors: 0x10070000 "Unsupported image format". */
+VIQ_API u32 VIQ_BAY_RGGB32_map_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * The samples as grey, one after another without regard to padding on either side, so that padded
+ * lines drift; 0 fills the rest. Errors: 0x10070000 "Unsupported image format".
+ */
+VIQ_API u32 VIQ_BAY_RGGB32_map_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand);
+
+/**
+ * Demosaics to BGRX32, whose fourth byte is 0. wPixelColour tells the phase, the first two samples
+ * of lines 0 and 1: 1 RG GB, 2 GR BG, 3 GB RG, 4 BG GR. Green sites take each missing colour from
+ * its pair of neighbours, (a + b) >> 1; borders mirror lines and columns about the first and last.
+ *   scheme 1   the missing colours from the right, below and diagonally below right
+ *   scheme 2   bilinear: red and blue sites take the sum of four neighbours >> 2; but on the top
+ *              line, corners aside, green is (left + right) >> 1
+ *   scheme 3   gradient-adaptive: red and blue sites take green from the pair across or down, and
+ *              the opposite colour from a diagonal pair: (a + b) >> 1 of the pair with the smaller
+ *              |a - b| + |2 c - the samples beyond a and b|, c being the site's own sample; of
+ *              equal ones the pair across, or the falling one
+ * Errors: 0x10070000 "Input must be VIQ_RGGB32 only"; 0x10070000 "Invalid Bayer Decoding Scheme";
+ * 0x10070000 "Invalid Bayer Pixel Colour".
+ */
+VIQ_API u32 VIQ_BAY_RGGB32_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wPixelColour,
+                                     u16 wStripCommand);
+
+/** The same to RGB16. */
+VIQ_API u32 VIQ_BAY_RGGB32_to_RGB16(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wPixelColour,
+                                    u16 wStripCommand);
+
+/* ---- Chroma keying -------------------------------------------------------------------------- */
+
+/** Parameters of a chroma-key object, with their values in a new one. */
+enum {
+    VIQ_CK_HUE_CENTRE = 300,    /**< degrees, 340 */
+    VIQ_CK_HUE_TOLERANCE = 301, /**< degrees, 20 */
+    VIQ_CK_LUMA_CENTRE = 302,   /**< 120 */
+    VIQ_CK_LUMA_TOLERANCE = 303 /**< 64 */
+};
+
+/** Makes a chroma-key object; returns its handle, 1 to 3. Errors: 0x10080000 "" when all are in
+ * use. */
+VIQ_API u32 VIQ_CK_create(void);
+
+/** Frees an object, or all with VIQ_ALL_IMAGES. Returns 0, also for an empty handle. */
+VIQ_API u32 VIQ_CK_destroy(u32 hCK);
+
+/** Errors: 0x10040000 "" for an empty handle; 0x10030000 "Unknown parameter". */
+VIQ_API u32 VIQ_CK_set_parameter(u32 hCK, u16 wParameter, u16 wValue);
+
+/** Returns the value. Errors: as VIQ_CK_set_parameter. */
+VIQ_API u32 VIQ_CK_get_parameter(u32 hCK, u16 wParameter);
+
+/**
+ * A named colour (0 to 15, see VIQ_cmap_set_colour) as Y | U << 8 | V << 16.
+ * Errors: 0x10030000 "Unrecognized colour".
+ */
+VIQ_API u32 VIQ_CK_get_YUV_values(u16 wColour);
+
+/**
+ * The value of VIQ_CK_get_YUV_values for component 500, shifted right by 8 for 501 and by 16 for
+ * 503. Any other number gives a value without meaning.
+ */
+VIQ_API u32 VIQ_CK_get_component(u16 wColour, u16 wComponent);
+
+/**
+ * Replaces the pairs of a YUV 4:2:2 image whose first luma and hue lie inside the object's window,
+ * both bounds excluded: luma centre -/+ tolerance clamped to 0..255, hue centre -/+ tolerance
+ * clamped to 0..359 without a wrap. The replacement is the pair of the background image at its
+ * place, or the named key colour where hBackgroundImage is 0. Mode 0 replaces; mode 1 softens the
+ * edges as well, except on the first line of a strip: between a kept pair and a keyed one on its
+ * right, the kept one, and of a kept pair with a keyed one on its left itself, become the mean (a +
+ * b) >> 1 with the replacement. Lines follow one another there: the last pair of a line is left of
+ * the first pair of the next. Any other mode gives a strip of zeros. The hue table is built when
+ * absent. Errors: 0x1007xxxx "Not YUV 4:2:2 image format", xxxx being the format; 0x10070000
+ * "YUV422 image must be an even width"; 0x10040000 "" for an empty object; 0x10070000 "Background
+ * image does not match" in format, size or lines; those of VIQ_CK_get_YUV_values.
+ */
+VIQ_API u32 VIQ_CK_chroma_key(u32 hInImage, u32 hOutImage, u32 hBackgroundImage, u16 wKeyColour,
+                              u32 hCK, u16 wMode, u16 wStripCommand);
+
+/**
+ * Measures the hue of a key screen, strip by strip, as the hue centre; after the last strip the hue
+ * tolerance becomes 20, the luma centre 20 and the luma tolerance 64. Of each line's width / 2 - 3
+ * pairs are read, one after another from the start of the strip, and each counts one of
+ * ((width - 8) / 2) x height.
+ * Errors: 0x1007xxxx "Not YUV 4:2:2 image format"; 0x10070000 "YUV422 image must be an even width";
+ * 0x10070000 "Image too small to calibrate" below 10 columns; 0x10040000 "" for an empty object.
+ */
+VIQ_API u32 VIQ_CK_calibrate(u32 hInImage, u32 hCK, u16 wStripCommand);
+
+/* ---- Drawing -------------------------------------------------------------------------------- */
+
+/**
+ * Stores the address of a built-in font: 0 of 7 x 7 pixels, 1 of 9 x 14, 2 of 15 x 19.
+ * Errors: 0x1007xxxx "Unknown data type", xxxx being the low 16 bits of the type.
+ */
+VIQ_API u32 VIQ_draw_get_ptr(u32 dwType, const tVIQ_Font **ppFont);
+
+/**
+ * Draws text with its top left corner at column x and line y, which count from 1, in one of the
+ * sixteen named colours (see VIQ_cmap_set_colour). Background 0 halves what is under the text, 1
+ * makes it a flat grey of 127. The text's rectangle is converted to RGB24 and back, so that any
+ * format will do for which VIQ_image_convert goes both ways; another one fails with its message and
+ * leaves the image as it was. YUV 4:2:2 is converted in whole pairs. The strip must hold the lines.
+ * Errors: the check's code with "Image is corrupt"; 0x1007xxxx "Invalid background mode", xxxx
+ * being the mode; 0x1007xxxx "Unrecognised colour", xxxx being the colour; 0x10070000 "Trying to
+ * draw text too far left" (x = 0), "Trying to draw text too far right", "Trying to draw text too
+ * high" (y = 0), "Trying to draw text too low", "Unsupported font"; 0x10030000 "Character not in
+ * the font" for codes above 127; "Colour cropped image is corrupt".
+ */
+VIQ_API u32 VIQ_draw_text(u32 hImage, const char *pszText, const tVIQ_Font *pFont, u32 x, u32 y,
+                          u16 wBackground, u16 wColour);
+
+/**
+ * Draws the local time and date in sixteen characters, such as "14:05:09 07Mar03". Bit 0x80 of the
+ * background leaves the colons out in even seconds. Errors: those of VIQ_draw_text, under its name.
+ */
+VIQ_API u32 VIQ_draw_timestamp(u32 hImage, const tVIQ_Font *pFont, u32 x, u32 y, u16 wBackground,
+                               u16 wColour);
+
+/**
+ * Paints the pixels x and x + 1 of a YUV 4:2:2 image; y counts lines from the bottom, 0 being line
+ * height - 1 of the buffer. Colours: 0 black, 1 blue, 2 green, 3 cyan, 4 red, 5 magenta, 6 yellow,
+ * 7 white. The chroma of the pair that holds x is set; of an odd x, the next pixel belongs to the
+ * next pair.
+ * Errors: 0x10030001 "Unknown or unsupported pixel format"; 0x10030000 "Unrecognised colour";
+ * 0x10030000 "Pixel outside the image" for a write outside the strip's buffer.
+ */
+VIQ_API u32 VIQ_DrawPixel(u32 hImage, u16 wColour, u32 x, u32 y);
 
 #ifdef __cplusplus
 }

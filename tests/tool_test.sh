@@ -108,6 +108,38 @@ expect_error "TYPE" "$tool" lut generate 199
 expect_error "nowhere/table: Failed to create file" "$tool" lut generate 201 --save nowhere/table
 rm -f table* fresh.bmp palette.tif
 
+# Processing: operations in their order, on colour and on grey pictures.
+expect 0 "" convert --crop 10,20,300,200 --scale 150x100 --rotate 90 coffee.bmp out.bmp
+expect 0 "100 x 150" "$tool" info out.bmp
+expect 0 "" convert --mirror coffee.bmp out.bmp
+expect 0 "" convert --mirror out.bmp again.bmp
+expect 0 "identical" "$tool" compare coffee.bmp again.bmp
+expect 0 "" convert --replicate 3 coffee.bmp out.bmp
+expect 0 "" convert --subsample 3 out.bmp again.bmp
+expect 0 "identical" "$tool" compare coffee.bmp again.bmp
+for change in "--filter edge" "--filter 0,0,0,0,2,0,0,0,0" "--lut contrast=140,b=70" "--threshold 80,160" \
+    "--mosaic" "--mosaic --demosaic 3" "--demosaic 2,4" "--field-to-frame 4" "--pseudo" \
+    "--key 10 --calibrate" "--key 10,back.bmp" "--timestamp" "--text Hi,5,6,2,14,1"; do
+    for picture in coffee camera; do
+        convert --rotate 180 "$picture.bmp" back.bmp
+        # shellcheck disable=SC2086
+        expect 0 "" convert $change "$picture.bmp" out.bmp
+        expect 0 "BMP" "$tool" info out.bmp
+    done
+done
+expect 0 "" convert --mosaic --demosaic 2 coffee.bmp out.bmp
+expect 0 "dB" "$tool" compare --tolerance 255 coffee.bmp out.bmp
+expect_error "Rectangle outside the image" convert --crop 600,0,1,1 coffee.bmp out.bmp
+expect_error "'1,2' is not of the form X,Y,W,H" convert --crop 1,2 coffee.bmp out.bmp
+expect_error "'gain=3' is not of the form" convert --lut gain=3 coffee.bmp out.bmp
+expect_error "missing.bmp" convert --key 10,missing.bmp coffee.bmp out.bmp
+expect 0 "hue, 0 to 359" "$tool" histogram coffee.bmp
+expect 0 "saturation: 100 %" "$tool" histogram --match coffee.bmp coffee.bmp
+expect 0 "" "$tool" histogram --svg out.svg coffee.bmp
+expect 0 "intensity" cat out.svg
+expect 0 "0 %" "$tool" motion camera.bmp camera.bmp
+rm -f again.bmp back.bmp out.*
+
 # Raw data is the bare pixels.
 expect 0 "" convert --format yuv422 coffee.bmp out.raw
 expect 0 "480000" stat -c %s out.raw

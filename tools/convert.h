@@ -3,7 +3,9 @@
 
 #include <string>
 
+#include "tools/process.h"
 #include "tools/wavelet.h"
+#include "viq.h"
 
 namespace tool {
 
@@ -13,6 +15,7 @@ struct convert_options {
     u32 lines = 64;
     u16 quality = 32; // factor of JPEG files
     wavelet_options wavelet;
+    process_options process;
 };
 
 int convert(const convert_options &options);

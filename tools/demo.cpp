@@ -12,6 +12,7 @@
 #include "tools/lut.h"
 #include "tools/page.h"
 #include "tools/pipeline.h"
+#include "tools/process.h"
 #include "tools/samples.h"
 
 namespace tool {
@@ -36,7 +37,7 @@ route_table run_every_route(const std::string &file);
 double run_route(const image &original, u16 from, u16 to);
 void print_table(const std::vector<gallery> &galleries);
 
-enum class way { convert, dither, dib, search, table, jpeg };
+enum class way { convert, dither, dib, search, table, jpeg, process };
 
 struct recipe {
     const char *group;
@@ -48,6 +49,7 @@ struct recipe {
     palette_rule palette = {};
     u32 depth = 0;               // of a device-independent bitmap
     u16 quality = usual_quality; // factor of a JPEG file
+    process_options process = {};
 };
 
 constexpr const char *packed = "Pixel formats";
@@ -55,7 +57,14 @@ constexpr const char *palettes = "Palettes";
 constexpr const char *jpegs = jpeg_group;
 constexpr const char *dibs = "Device-independent bitmaps";
 
-constexpr recipe recipes[] = {
+constexpr const char *processing = "Processing";
+
+recipe processed(const char *id, const char *name, const char *note, process_options options) {
+    return {processing, id, name, note,          way::process,
+            VIQ_RGB24,  {}, 0,    usual_quality, std::move(options)};
+}
+
+const recipe recipes[] = {
     {packed, "bgr24", "BGR24", "three bytes, blue first", way::convert, VIQ_BGR24},
     {packed, "rgbx32", "RGBX32", "four bytes, the last spare", way::convert, VIQ_RGBX32},
     {packed, "bgrx32", "BGRX32", "four bytes, blue first", way::convert, VIQ_BGRX32},
@@ -141,6 +150,31 @@ constexpr recipe recipes[] = {
     {dibs, "dib16", "DIB, 16 bits", "RGB15", way::dib, VIQ_PALETTED, {}, 16},
     {dibs, "dib24", "DIB, 24 bits", "BGR24", way::dib, VIQ_PALETTED, {}, 24},
     {dibs, "dib32", "DIB, 32 bits", "BGRX32", way::dib, VIQ_PALETTED, {}, 32},
+    processed("crop", "Crop", "a rectangle", {.crop = "100,60,240,160"}),
+    processed("scale", "Scale", "bilinear, to 300 x 200", {.scale = "300x200"}),
+    processed("subsample", "Subsample", "every third pixel and line", {.subsample = "3"}),
+    processed("replicate", "Replicate", "a rectangle, each pixel four times",
+              {.crop = "150,80,120,80", .replicate = "4"}),
+    processed("rotate", "Rotate", "clockwise by 90 degrees", {.rotate = "90"}),
+    processed("mirror", "Mirror", "left to right", {.mirror = true}),
+    processed("blur", "Blur", "3 x 3 mean", {.filter = "blur"}),
+    processed("sharpen", "Sharpen", "3 x 3 kernel", {.filter = "sharpen"}),
+    processed("edge", "Edges", "3 x 3 kernel of sum 0", {.filter = "edge"}),
+    processed("lut", "Lookup table", "contrast 140, gamma 150, less blue",
+              {.lut = "contrast=140,gamma=150,b=70"}),
+    processed("threshold", "Threshold", "black below 80, white from 160", {.threshold = "80,160"}),
+    processed("mosaic", "Mosaic", "one colour a pixel", {.mosaic = true}),
+    processed("demosaic1", "Demosaic, scheme 1", "replication", {.mosaic = true, .demosaic = "1"}),
+    processed("demosaic2", "Demosaic, scheme 2", "bilinear", {.mosaic = true, .demosaic = "2"}),
+    processed("demosaic3", "Demosaic, scheme 3", "gradient-adaptive",
+              {.mosaic = true, .demosaic = "3"}),
+    processed("field", "Field to frame", "edge-directed lines between the lines",
+              {.field_to_frame = "3"}),
+    processed("pseudo", "False colour", "by grey level", {.pseudo = true}),
+    processed("key", "Chroma key", "the picture's mean hue replaced by green",
+              {.key = "10", .calibrate = true}),
+    processed("text", "Text and time", "in two of the fonts",
+              {.text = "VIQ draws text,12,12,2,14,0", .timestamp = true}),
 };
 
 } // namespace
@@ -202,8 +236,12 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     image held;
     pipeline line;
     std::string note = what.note;
-    if (what.how == way::dib || what.how == way::search || what.how == way::table) {
-        held = what.how == way::dib ? upright_dib(what, file) : cube_paletted(what, original, note);
+    if (what.how == way::dib || what.how == way::search || what.how == way::table ||
+        what.how == way::process) {
+        held = what.how == way::dib ? upright_dib(what, file)
+               : what.how == way::process
+                   ? process(run_to_memory({file, 0, {}}), what.process, file)
+                   : cube_paletted(what, original, note);
         line = {file, held.handle, {}};
         route rest = route_from(picture_of(held.handle));
         extend_to_any(rest, bmp().accepts, file);

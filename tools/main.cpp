@@ -15,6 +15,7 @@
 #include "tools/image.h"
 #include "tools/info.h"
 #include "tools/lut.h"
+#include "tools/measure.h"
 #include "tools/sequence.h"
 
 namespace {
@@ -25,6 +26,8 @@ action info_verb(CLI::App &app);
 action convert_verb(CLI::App &app);
 action compare_verb(CLI::App &app);
 action lut_verb(CLI::App &app);
+action histogram_verb(CLI::App &app);
+action motion_verb(CLI::App &app);
 action demo_verb(CLI::App &app);
 action sequence_verb(CLI::App &app);
 
@@ -41,6 +44,8 @@ constexpr verb verbs[] = {
     {"compare", "Print PSNR and largest difference; exit status 1 when pictures differ",
      compare_verb},
     {"lut", "Generate, save and apply the lookup tables of conversions", lut_verb},
+    {"histogram", "Show a picture's hues, saturations and intensities", histogram_verb},
+    {"motion", "Print how far a frame has moved from another", motion_verb},
     {"demo", "Convert the sample photographs in every way and write a page that shows them",
      demo_verb},
     {"sequence", "Build, split or describe a sequence of JPEG frames in one file", sequence_verb},
@@ -87,6 +92,38 @@ action info_verb(CLI::App &app) {
     return [options] { return tool::info(*options); };
 }
 
+void declare_processing(CLI::App &app, tool::process_options &to) {
+    const struct {
+        const char *name, *form, *purpose;
+        std::string &argument;
+    } arguments[] = {
+        {"--crop", "X,Y,W,H", "Cut out a rectangle", to.crop},
+        {"--scale", "WxH", "Scale bilinearly", to.scale},
+        {"--subsample", "N", "Keep every Nth pixel and line", to.subsample},
+        {"--replicate", "N", "Repeat every pixel and line N times", to.replicate},
+        {"--rotate", "ANGLE", "Turn clockwise by 90, 180 or 270 degrees", to.rotate},
+        {"--filter", "KERNEL", "blur, sharpen, edge or nine coefficients k1,..,k9", to.filter},
+        {"--lut", "NAME=N,...", "Percentages: brightness contrast gamma r g b", to.lut},
+        {"--threshold", "LO,HI", "Black below LO, white from HI on", to.threshold},
+        {"--demosaic", "SCHEME[,PHASE]", "Scheme 1 to 3, phase 1 to 4", to.demosaic},
+        {"--field-to-frame", "SCHEME", "Double the lines by scheme 1 to 4", to.field_to_frame},
+        {"--key", "COLOUR[,BACKGROUND]", "Replace the key screen by a named colour or a picture",
+         to.key},
+        {"--text", "TEXT[,X,Y,FONT,COLOUR,BACKGROUND]", "Draw a text", to.text}};
+    const struct {
+        const char *name, *purpose;
+        bool &flag;
+    } flags[] = {{"--mirror", "Reverse every line", to.mirror},
+                 {"--mosaic", "Make a colour-filter mosaic", to.mosaic},
+                 {"--pseudo", "Show the components as false colour", to.pseudo},
+                 {"--calibrate", "Take the key screen's hue from the picture", to.calibrate},
+                 {"--timestamp", "Draw the time and date", to.timestamp}};
+    for (const auto &row : arguments)
+        app.add_option(row.name, row.argument, row.purpose)->type_name(row.form);
+    for (const auto &row : flags)
+        app.add_flag(row.name, row.flag, row.purpose);
+}
+
 action convert_verb(CLI::App &app) {
     const auto options = std::make_shared<tool::convert_options>();
     std::vector<std::string> known;
@@ -113,6 +150,7 @@ action convert_verb(CLI::App &app) {
         ->capture_default_str()
         ->check(CLI::Range(1, 32));
     app.add_flag("--small", options->wavelet.small, "Smaller .dwt files, in more time");
+    declare_processing(app, options->process);
     app.add_option("IN", options->in, "Picture to read")->required();
     app.add_option("OUT", options->out, "File to write: " + tool::known_extensions())->required();
     return [options] { return tool::convert(*options); };
@@ -156,6 +194,23 @@ action lut_verb(CLI::App &app) {
     apply->add_option("OUT", options->out, "File to write: " + tool::known_extensions())
         ->required();
     return [chosen] { return (*chosen)(); };
+}
+
+action histogram_verb(CLI::App &app) {
+    const auto options = std::make_shared<tool::histogram_options>();
+    app.add_option("--match", options->match, "Print the likeness to another picture instead")
+        ->type_name("OTHER");
+    app.add_option("--svg", options->svg, "Draw into a file instead of the terminal")
+        ->type_name("FILE");
+    app.add_option("FILE", options->file, "Picture to read")->required();
+    return [options] { return tool::histogram(*options); };
+}
+
+action motion_verb(CLI::App &app) {
+    const auto options = std::make_shared<tool::motion_options>();
+    app.add_option("A", options->a, "A frame")->required();
+    app.add_option("B", options->b, "The frame after it")->required();
+    return [options] { return tool::motion(*options); };
 }
 
 action demo_verb(CLI::App &app) {

@@ -1,0 +1,111 @@
+// Colour-filter mosaics: making them, showing them as they are.
+#include "camera/rows.h"
+#include "convert/converter.h"
+#include "core/lines.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+verdict refuse_mosaic_source(const strip_call &call);
+verdict refuse_map_source(const strip_call &call);
+verdict raise_map_source(const strip_call &call);
+u32 make_mosaic(const strip_call &call);
+u32 show_colours(const strip_call &call);
+u32 show_grey(const strip_call &call);
+
+strip_sequence sequences[3];
+
+constexpr strip_operation make_operation(const char *name, strip_sequence &sequence,
+                                         verdict (*refuse)(const strip_call &),
+                                         output_shape (*shape)(const strip_call &),
+                                         u32 (*process)(const strip_call &)) {
+    return {.name = name,
+            .worker_name = name,
+            .sequence = &sequence,
+            .refuse = refuse,
+            .accept = nullptr,
+            .shape = shape,
+            .complete = nullptr,
+            .process = process,
+            .whole_picture = true};
+}
+
+constexpr strip_operation mosaic_operation =
+    make_operation("VIQ_BAY_RGB24_to_RGGB32", sequences[0], refuse_mosaic_source,
+                   in_format<VIQ_RGGB32>, make_mosaic);
+constexpr strip_operation colour_operation =
+    make_operation("VIQ_BAY_RGGB32_map_to_RGB24", sequences[1], refuse_map_source,
+                   in_format<VIQ_RGB24>, show_colours);
+constexpr strip_operation grey_operation = make_operation(
+    "VIQ_BAY_RGGB32_map_to_Y8", sequences[2], raise_map_source, in_format<VIQ_Y8>, show_grey);
+
+} // namespace
+
+u32 VIQ_BAY_RGB24_to_RGGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_conversion(mosaic_operation, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_BAY_RGGB32_map_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_conversion(colour_operation, hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_BAY_RGGB32_map_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_conversion(grey_operation, hInImage, hOutImage, wStripCommand);
+}
+
+namespace {
+
+verdict refuse_mosaic_source(const strip_call &call) {
+    return accept_formats(call, formats(VIQ_RGB24), {.message = "Input must be VIQ_RGB24 only"});
+}
+
+verdict refuse_map_source(const strip_call &call) {
+    return accept_formats(call, formats(VIQ_RGGB32));
+}
+
+// Without lines too, the picture is processed whole.
+verdict raise_map_source(const strip_call &call) {
+    const verdict decision = refuse_map_source(call);
+    if (decision.go_on)
+        call.in->lines_per_strip = call.in->height;
+    return decision;
+}
+
+mosaic_line line_of_mosaic(u64 number) {
+    return number % 2 == 0 ? mosaic_line{true, false} : mosaic_line{false, true};
+}
+
+u32 for_lines(const strip_call &call, void (*row)(const u8 *, u8 *, u32, mosaic_line)) {
+    const u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    for (u64 n = 0; n < in.lines; ++n)
+        row(in.line(n), out.line(n), in.width, line_of_mosaic(n));
+    return success;
+}
+
+u32 make_mosaic(const strip_call &call) {
+    return for_lines(call, camera_rows().mosaic);
+}
+
+u32 show_colours(const strip_call &call) {
+    return for_lines(call, camera_rows().show);
+}
+
+// No padding is skipped on either side.
+u32 show_grey(const strip_call &call) {
+    const u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    const u64 samples = u64{call.in->width} * call.in->lines_per_strip;
+    const u64 strip = strip_size(*call.out, call.out->lines_per_strip);
+    for (u64 n = 0; n < strip; ++n)
+        call.out->data[n] = n < samples ? call.in->data[n] : u8{0};
+    return success;
+}
+
+} // namespace

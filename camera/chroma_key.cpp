@@ -1,0 +1,257 @@
+// Chroma keying against a background or a key colour, and its calibration.
+#include <algorithm>
+#include <cstring>
+
+#include "camera/key_objects.h"
+#include "camera/rows.h"
+#include "convert/converter.h"
+#include "convert/hue_table.h"
+#include "core/lines.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+struct keying {
+    u32 object;
+    u32 background; // 0: none
+    u16 colour, mode;
+};
+
+struct calibration {
+    u32 object;
+};
+
+verdict refuse_other_formats(const strip_call &call);
+verdict accept_keying(const strip_call &call);
+u32 key_strip(const strip_call &call);
+verdict refuse_calibration(const strip_call &call);
+u32 clear_sum(const strip_call &call);
+u32 add_hues(const strip_call &call);
+u32 store_hue(const strip_call &call);
+
+strip_sequence key_sequence;
+strip_sequence calibration_sequence;
+double hue_sum = 0;
+
+constexpr strip_operation key_operation = {.name = "VIQ_CK_chroma_key",
+                                           .worker_name = "VIQ_CK_chroma_key_1_strip",
+                                           .sequence = &key_sequence,
+                                           .refuse = refuse_other_formats,
+                                           .accept = accept_keying,
+                                           .shape = same_shape,
+                                           .complete = nullptr,
+                                           .process = key_strip};
+
+constexpr strip_transfer calibration_transfer = {
+    .name = "VIQ_CK_calibrate",
+    .sequence = &calibration_sequence,
+    .refuse = refuse_calibration,
+    .begin = clear_sum,
+    .process = add_hues,
+    .finish = store_hue,
+    .abandon = nullptr,
+};
+
+} // namespace
+
+u32 VIQ_CK_chroma_key(u32 hInImage, u32 hOutImage, u32 hBackgroundImage, u16 wKeyColour, u32 hCK,
+                      u16 wMode, u16 wStripCommand) {
+    const keying wanted = {hCK, hBackgroundImage, wKeyColour, wMode};
+    return run_conversion(key_operation, hInImage, hOutImage, wStripCommand, &wanted);
+}
+
+u32 VIQ_CK_calibrate(u32 hInImage, u32 hCK, u16 wStripCommand) {
+    const calibration wanted = {hCK};
+    return run_transfer(calibration_transfer, hInImage, wStripCommand, &wanted);
+}
+
+namespace {
+
+const keying &keying_of(const strip_call &call) {
+    return *static_cast<const keying *>(call.arguments);
+}
+
+verdict refuse_unkeyable(const char *name, const tVIQ_Image &image) {
+    if (image.pixel_format != VIQ_YUV422)
+        return stop_with(
+            report(name, VIQ_ERR_UNSUPPORTED | image.pixel_format, "Not YUV 4:2:2 image format"));
+    if (image.width % 2 != 0)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
+    return proceed;
+}
+
+verdict refuse_other_formats(const strip_call &call) {
+    return refuse_unkeyable(call.operation->name, *call.in);
+}
+
+verdict accept_keying(const strip_call &call) {
+    const keying &wanted = keying_of(call);
+    const char *name = call.operation->name;
+    if (find_key_object(wanted.object) == nullptr)
+        return stop_with(report_bad_handle(name));
+    const u32 colour = VIQ_CK_get_YUV_values(wanted.colour);
+    if (colour == VIQ_ERR_PARAMETER)
+        return stop_with(colour);
+    if (wanted.background == 0)
+        return proceed;
+    const u32 code = check_image(name, wanted.background);
+    if (is_error(code))
+        return stop_with(code);
+    const tVIQ_Image &background = *find_image(wanted.background);
+    if (wanted.background == call.out_handle || background.pixel_format != VIQ_YUV422 ||
+        background.width != call.in->width || background.height != call.in->height)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Background image does not match"));
+    return proceed;
+}
+
+// ---- Keying
+
+// What keyed pairs become: the background's lines, or one pair for all.
+struct replacement {
+    line_view lines;
+    u8 colour[4];
+
+    u32 step() const { return lines.data != nullptr ? 4 : 0; }
+    const u8 *line(u64 n) const { return lines.data != nullptr ? lines.line(n) : colour; }
+    const u8 *pair(u64 n, u32 x) const { return line(n) + std::size_t{x} * step(); }
+};
+
+u32 make_replacement(const strip_call &call, replacement &with);
+key_window window_of(const key_object &object, const u16 *hues);
+void soften(const line_view &in, const line_view &out, const replacement &with, u64 line,
+            const u8 *keyed, bool was_keyed);
+
+u32 key_strip(const strip_call &call) {
+    const keying &wanted = keying_of(call);
+    replacement with = {};
+    u32 code = make_replacement(call, with);
+    if (is_error(code))
+        return code;
+    const u16 *hues = nullptr;
+    code = need_hue_table(hues);
+    if (!is_error(code))
+        code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    const u32 pairs = in.width / 2;
+    std::vector<u8> keyed;
+    if (!try_resize(keyed, pairs))
+        return report_no_memory(call.operation->worker_name, pairs);
+    const key_window window = window_of(*find_key_object(wanted.object), hues);
+    bool was_keyed = false;
+    for (u64 n = 0; n < in.lines && pairs != 0; ++n) {
+        if (wanted.mode > 1) {
+            std::memset(out.line(n), 0, out.stride);
+            continue;
+        }
+        camera_rows().key(in.line(n), with.line(n), with.step(), out.line(n), keyed.data(), pairs,
+                          window);
+        if (wanted.mode == 1 && n != 0)
+            soften(in, out, with, n, keyed.data(), was_keyed);
+        was_keyed = keyed[pairs - 1] != 0;
+    }
+    return success;
+}
+
+u32 make_replacement(const strip_call &call, replacement &with) {
+    const keying &wanted = keying_of(call);
+    if (wanted.background == 0) {
+        const u32 colour = VIQ_CK_get_YUV_values(wanted.colour);
+        const u8 luma = static_cast<u8>(colour);
+        with.colour[0] = with.colour[2] = luma;
+        with.colour[1] = static_cast<u8>(colour >> 8);
+        with.colour[3] = static_cast<u8>(colour >> 16);
+        return success;
+    }
+    const tVIQ_Image &background = *find_image(wanted.background);
+    if (background.lines_per_strip < call.in->lines_per_strip)
+        return report(call.operation->name, VIQ_ERR_UNSUPPORTED, "Background image does not match");
+    if (!has_lines(background, call.in->lines_per_strip))
+        return report_no_data(call.operation->worker_name);
+    with.lines = lines_of(background);
+    return success;
+}
+
+key_window window_of(const key_object &object, const u16 *hues) {
+    const auto bound = [](i32 value, i32 highest) { return std::clamp(value, 0, highest); };
+    const i32 luma = object.luma_centre;
+    const i32 hue = object.hue_centre;
+    return {bound(luma - object.luma_tolerance, 255), bound(luma + object.luma_tolerance, 255),
+            bound(hue - object.hue_tolerance, 359), bound(hue + object.hue_tolerance, 359), hues};
+}
+
+void mix(u8 *target, const u8 *a, const u8 *b) {
+    for (u32 n = 0; n < 4; ++n)
+        target[n] = static_cast<u8>((a[n] + b[n]) >> 1);
+}
+
+// Kept pairs beside keyed ones become a mean; the pair before a line's first is the last of the
+// line above.
+void soften(const line_view &in, const line_view &out, const replacement &with, u64 line,
+            const u8 *keyed, bool was_keyed) {
+    const u32 pairs = in.width / 2;
+    const auto mix_at = [&](u64 n, u32 x) {
+        const std::size_t at = std::size_t{4} * x;
+        mix(out.line(n) + at, in.line(n) + at, with.pair(n, x));
+    };
+    for (u32 x = 0; x < pairs; ++x) {
+        const bool is_keyed = keyed[x] != 0;
+        if (is_keyed && !was_keyed)
+            mix_at(x > 0 ? line : line - 1, x > 0 ? x - 1 : pairs - 1);
+        else if (was_keyed && !is_keyed)
+            mix_at(line, x);
+        was_keyed = is_keyed;
+    }
+}
+
+// ---- Calibration
+
+constexpr u32 skipped_columns = 8;
+
+verdict refuse_calibration(const strip_call &call) {
+    constexpr const char *name = calibration_transfer.name;
+    const verdict decision = refuse_unkeyable(name, *call.in);
+    if (!decision.go_on)
+        return decision;
+    if (call.in->width < skipped_columns + 2)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Image too small to calibrate"));
+    if (find_key_object(static_cast<const calibration *>(call.arguments)->object) == nullptr)
+        return stop_with(report_bad_handle(name));
+    return proceed;
+}
+
+u32 clear_sum(const strip_call &) {
+    hue_sum = 0;
+    const u16 *hues = nullptr;
+    return need_hue_table(hues);
+}
+
+// The pairs read are counted line by line, but follow one another from the start of the strip.
+u32 add_hues(const strip_call &call) {
+    const tVIQ_Image &in = *call.in;
+    if (!has_lines(in, in.lines_per_strip))
+        return report_no_data("VIQ_CK_calibrate_1_strip");
+    const u16 *hues = nullptr;
+    const u32 code = need_hue_table(hues);
+    if (is_error(code))
+        return code;
+    const double count = static_cast<double>(u64{(in.width - skipped_columns) / 2} * in.height);
+    const u64 pairs = u64{in.width / 2 - 3} * in.lines_per_strip;
+    const u8 *pair = in.data;
+    for (u64 n = 0; n < pairs; ++n, pair += 4)
+        hue_sum += hues[pair[1] << 8 | pair[3]] / count;
+    return success;
+}
+
+// The luma's centre does not come from the picture.
+u32 store_hue(const strip_call &call) {
+    key_object *object = find_key_object(static_cast<const calibration *>(call.arguments)->object);
+    *object = {static_cast<u16>(hue_sum + 0.5), 20, 20, 64};
+    return success;
+}
+
+} // namespace

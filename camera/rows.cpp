@@ -1,0 +1,32 @@
+// The plain row kernels, and the choice between the instruction sets.
+#include "camera/row_loops.h"
+#include "core/cpu.h"
+
+namespace viq {
+
+namespace {
+
+template <demosaic_scheme scheme, u16 format> struct plain_demosaic {
+    static constexpr demosaic_row row = demosaic_loop<scheme, format>;
+};
+
+constexpr camera_kernels make_kernels() {
+    camera_kernels kernels = {mosaic_loop, show_loop, {}, {}, key_loop};
+    fill_schemes<VIQ_BGRX32, plain_demosaic>(kernels.to_bgrx32);
+    fill_schemes<VIQ_RGB16, plain_demosaic>(kernels.to_rgb16);
+    return kernels;
+}
+
+} // namespace
+
+constexpr camera_kernels plain_camera = make_kernels();
+
+const camera_kernels &camera_rows() {
+#if defined(VIQ_HAVE_AVX2)
+    if (current_set() == instruction_set::avx2)
+        return avx2_camera;
+#endif
+    return plain_camera;
+}
+
+} // namespace viq

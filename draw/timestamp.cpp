@@ -1,0 +1,39 @@
+// The local time and date, drawn as text.
+#include "draw/timestamp.h"
+
+#include <cstdio>
+
+#include "core/report.h"
+#include "core/types.h"
+
+using namespace viq;
+
+u32 VIQ_draw_timestamp(u32 hImage, const tVIQ_Font *pFont, u32 x, u32 y, u16 wBackground,
+                       u16 wColour) {
+    constexpr u16 blinking = 0x80;
+    const std::time_t now = std::time(nullptr);
+    const std::tm *local = std::localtime(&now);
+    if (local == nullptr)
+        return report("VIQ_draw_timestamp", VIQ_ERR_SYSTEM, "No local time");
+    const std::string text = timestamp_text(*local, (wBackground & blinking) != 0);
+    return VIQ_draw_text(hImage, text.c_str(), pFont, x, y,
+                         static_cast<u16>(wBackground & ~blinking), wColour);
+}
+
+namespace viq {
+
+std::string timestamp_text(const std::tm &time, bool blinking) {
+    constexpr char months[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    const char separator = blinking && time.tm_sec % 2 == 0 ? ' ' : ':';
+    char text[32];
+    std::snprintf(text, sizeof text, "%02u%c%02u%c%02u %02u%.3s%02u",
+                  static_cast<unsigned>(time.tm_hour) % 100, separator,
+                  static_cast<unsigned>(time.tm_min) % 100, separator,
+                  static_cast<unsigned>(time.tm_sec) % 100,
+                  static_cast<unsigned>(time.tm_mday) % 100,
+                  months + 3 * (static_cast<unsigned>(time.tm_mon) % 12),
+                  static_cast<unsigned>(time.tm_year) % 100);
+    return text;
+}
+
+} // namespace viq

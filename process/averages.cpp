@@ -1,0 +1,100 @@
+// Averages of HSI and grey images.
+#include <algorithm>
+
+#include "core/lines.h"
+#include "core/report.h"
+#include "core/strip_driver.h"
+#include "process/rows.h"
+
+using namespace viq;
+
+namespace {
+
+verdict refuse_averages(const strip_call &call);
+u32 clear_averages(const strip_call &call);
+u32 average_strip(const strip_call &call);
+
+strip_sequence sequence;
+byte_range grey_so_far;
+
+constexpr strip_transfer averages_transfer = {
+    .name = "VIQ_IP_generate_averages",
+    .sequence = &sequence,
+    .refuse = refuse_averages,
+    .begin = clear_averages,
+    .process = average_strip,
+    .finish = nullptr,
+    .abandon = nullptr,
+};
+
+// What a call of VIQ_IP_generate_averages fills.
+struct averaging {
+    tVIQ_Average *average;
+};
+
+} // namespace
+
+u32 VIQ_IP_generate_averages(u32 hInImage, tVIQ_Average *pAverage, u16 wMode) {
+    const averaging arguments = {pAverage};
+    return run_transfer(averages_transfer, hInImage, wMode, &arguments);
+}
+
+namespace {
+
+void average_hsi(const line_view &in, u32 (&averages)[3]);
+void average_grey(const line_view &in, u32 (&averages)[3]);
+
+tVIQ_Average &average_of(const strip_call &call) {
+    return *static_cast<const averaging *>(call.arguments)->average;
+}
+
+verdict refuse_averages(const strip_call &call) {
+    constexpr const char *name = averages_transfer.name;
+    if (static_cast<const averaging *>(call.arguments)->average == nullptr)
+        return stop_with(report(name, VIQ_ERR_PARAMETER, "tVIQ_Average structure pointer is NULL"));
+    if (call.in->pixel_format != VIQ_HSI && call.in->pixel_format != VIQ_Y8)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
+    return proceed;
+}
+
+u32 clear_averages(const strip_call &call) {
+    average_of(call) = {};
+    grey_so_far = {0, 255, 0};
+    return success;
+}
+
+u32 average_strip(const strip_call &call) {
+    const tVIQ_Image &in = *call.in;
+    if (!has_lines(in, in.lines_per_strip))
+        return report_no_data("VIQ_IP_generate_averages_1_strip");
+    if (in.width == 0 || in.lines_per_strip == 0)
+        return success;
+    if (in.pixel_format == VIQ_HSI)
+        average_hsi(lines_of(in), average_of(call).average);
+    else
+        average_grey(lines_of(in), average_of(call).average);
+    return success;
+}
+
+// The values of the strips before are divided again with each strip.
+void average_hsi(const line_view &in, u32 (&averages)[3]) {
+    u64 sums[3] = {averages[0], averages[1], averages[2]};
+    for (u64 n = 0; n < in.lines; ++n)
+        process_rows().sum_hsi(in.line(n), in.width, sums);
+    for (u32 plane = 0; plane < 3; ++plane)
+        averages[plane] = static_cast<u32>(sums[plane] / (u64{in.width} * in.lines));
+}
+
+void average_grey(const line_view &in, u32 (&averages)[3]) {
+    for (u64 n = 0; n < in.lines; ++n) {
+        const byte_range range = process_rows().range_of(in.line(n), in.width);
+        grey_so_far = {grey_so_far.sum + range.sum, std::min(grey_so_far.least, range.least),
+                       std::max(grey_so_far.most, range.most)};
+    }
+    averages[0] =
+        static_cast<u32>(grey_so_far.sum / (u64{in.width} * (sequence.lines_done + u64{in.lines})));
+    averages[1] = grey_so_far.least;
+    averages[2] = grey_so_far.most;
+}
+
+} // namespace

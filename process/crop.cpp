@@ -1,0 +1,104 @@
+// Cropping: the columns and lines of a rectangle.
+#include "process/crop.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "convert/converter.h"
+#include "core/lines.h"
+#include "core/report.h"
+
+using namespace viq;
+
+namespace {
+
+verdict accept_crop(const strip_call &call);
+output_shape crop_shape(const strip_call &call);
+u32 crop_lines(const strip_call &call);
+
+constexpr strip_operation make_crop(strip_sequence &sequence) {
+    return {.name = "VIQ_IP_crop",
+            .worker_name = "VIQ_IP_crop_1_strip",
+            .sequence = &sequence,
+            .refuse = nullptr,
+            .accept = accept_crop,
+            .shape = crop_shape,
+            .complete = nullptr,
+            .process = crop_lines,
+            .bare_parameters = true};
+}
+
+strip_sequence public_sequence;
+
+} // namespace
+
+u32 VIQ_IP_crop(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height, u16 wMode) {
+    return crop(public_sequence, hInImage, hOutImage, {x, y, width, height}, wMode);
+}
+
+namespace viq {
+
+u32 crop(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
+         u16 command) {
+    return run_conversion(make_crop(sequence), hInImage, hOutImage, command, &area);
+}
+
+line_span lines_within(line_span strip, i64 wanted_first, i64 wanted_count) {
+    const i64 start = static_cast<i64>(strip.first);
+    const i64 from = std::max(start, wanted_first);
+    const i64 to = std::min(start + static_cast<i64>(strip.count),
+                            wanted_first + std::max(wanted_count, i64{0}));
+    return to > from ? line_span{static_cast<u64>(from - start), static_cast<u64>(to - from)}
+                     : line_span{0, 0};
+}
+
+} // namespace viq
+
+namespace {
+
+const rectangle &area_of(const strip_call &call) {
+    return *static_cast<const rectangle *>(call.arguments);
+}
+
+verdict accept_crop(const strip_call &call) {
+    const verdict decision =
+        accept_formats(call,
+                       formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24,
+                               VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422, VIQ_CMYK32, VIQ_Y16),
+                       {.or_format = true});
+    if (!decision.go_on)
+        return decision;
+    const rectangle &area = area_of(call);
+    const bool inside = area.x >= 0 && area.y >= 0 && area.width > 0 && area.height > 0 &&
+                        area.x < call.in->width && area.y < call.in->height;
+    return inside ? proceed
+                  : stop_with(report(call.operation->name, VIQ_ERR_PARAMETER,
+                                     "Rectangle outside the image"));
+}
+
+output_shape crop_shape(const strip_call &call) {
+    const rectangle &area = area_of(call);
+    output_shape shape = same_shape(call);
+    shape.width = static_cast<u32>(std::min(area.width, call.in->width - area.x));
+    shape.height = static_cast<u32>(std::min(area.height, call.in->height - area.y));
+    return shape;
+}
+
+u32 crop_lines(const strip_call &call) {
+    const rectangle &area = area_of(call);
+    const line_span span = lines_within(
+        {call.operation->sequence->lines_done, call.in->lines_per_strip}, area.y, call.out->height);
+    call.out->lines_per_strip = static_cast<u32>(span.count);
+    const u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    const std::size_t pixel = bytes_per_pixel(*call.in);
+    for (u64 n = 0; n < span.count; ++n)
+        std::memcpy(out.line(n), in.line(span.first + n) + static_cast<std::size_t>(area.x) * pixel,
+                    out.width * pixel);
+    return success;
+}
+
+} // namespace

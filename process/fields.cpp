@@ -1,0 +1,264 @@
+// Frames from video fields.
+#include <algorithm>
+#include <cstring>
+
+#include "convert/converter.h"
+#include "core/lines.h"
+#include "core/report.h"
+#include "process/rows.h"
+
+using namespace viq;
+
+namespace {
+
+verdict refuse_fields(const strip_call &call);
+verdict accept_fields(const strip_call &call);
+verdict accept_field(const strip_call &call);
+verdict accept_stacked(const strip_call &call);
+output_shape doubled(const strip_call &call);
+u32 clear_field_order(const strip_call &call);
+u32 weave_fields(const strip_call &call);
+u32 fill_frame(const strip_call &call);
+u32 interlace(const strip_call &call);
+
+strip_sequence two_fields_sequence;
+strip_sequence field_sequence;
+strip_sequence interlace_sequence;
+
+constexpr strip_operation two_fields_operation = {.name = "VIQ_SPL_2fields_to_frame",
+                                                  .worker_name = "VIQ_SPL_2fields_to_frame",
+                                                  .sequence = &two_fields_sequence,
+                                                  .refuse = refuse_fields,
+                                                  .accept = accept_fields,
+                                                  .shape = doubled,
+                                                  .complete = nullptr,
+                                                  .process = weave_fields,
+                                                  .corrupt = "Corrupt image - parameter 1",
+                                                  .corrupt_output = "Corrupt image"};
+
+constexpr strip_operation field_operation = {.name = "VIQ_SPL_field_to_frame",
+                                             .worker_name = "VIQ_SPL_field_to_frame_1_strip_A",
+                                             .sequence = &field_sequence,
+                                             .refuse = nullptr,
+                                             .accept = accept_field,
+                                             .shape = doubled,
+                                             .complete = clear_field_order,
+                                             .process = fill_frame,
+                                             .whole_picture = true};
+
+constexpr strip_operation interlace_operation = {.name = "VIQ_SPL_interlace_frame",
+                                                 .worker_name = "VIQ_SPL_interlace_frame",
+                                                 .sequence = &interlace_sequence,
+                                                 .refuse = nullptr,
+                                                 .accept = accept_stacked,
+                                                 .shape = same_shape,
+                                                 .complete = nullptr,
+                                                 .process = interlace,
+                                                 .corrupt = "Corrupt input image",
+                                                 .corrupt_output = "Corrupt image"};
+
+constexpr const char *scheme_workers[] = {
+    "VIQ_SPL_field_to_frame_1_strip_A", "VIQ_SPL_field_to_frame_1_strip_B",
+    "VIQ_SPL_field_to_frame_1_strip_C", "VIQ_SPL_field_to_frame_1_strip_D"};
+
+} // namespace
+
+u32 VIQ_SPL_2fields_to_frame(u32 hInImage, u32 hSecondField, u32 hOutImage, u16 wStripCommand) {
+    return run_conversion(two_fields_operation, hInImage, hOutImage, wStripCommand, &hSecondField);
+}
+
+u32 VIQ_SPL_field_to_frame(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wStripCommand) {
+    strip_operation operation = field_operation;
+    if (wScheme >= 1 && wScheme <= std::size(scheme_workers))
+        operation.worker_name = scheme_workers[wScheme - 1];
+    return run_conversion(operation, hInImage, hOutImage, wStripCommand, &wScheme);
+}
+
+u32 VIQ_SPL_interlace_frame(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run_conversion(interlace_operation, hInImage, hOutImage, wStripCommand);
+}
+
+namespace {
+
+constexpr u16 second_field_first = 2; // in parameter 23, with VIQ_FLAG_20
+
+bool second_comes_first(const tVIQ_Image &field) {
+    return (field.flags & VIQ_FLAG_20) != 0 && field.param_23 == second_field_first;
+}
+
+output_shape doubled(const strip_call &call) {
+    output_shape shape = same_shape(call);
+    shape.height = static_cast<u32>(std::min(u64{shape.height} * 2, u64{UINT32_MAX}));
+    return shape;
+}
+
+void copy_line(const line_view &from, u64 source, const line_view &to, u64 target) {
+    std::memcpy(to.line(target), from.line(source), std::min(from.stride, to.stride));
+}
+
+// ---- Two fields
+
+u32 second_handle(const strip_call &call) {
+    return *static_cast<const u32 *>(call.arguments);
+}
+
+u32 report_different(const strip_call &call) {
+    return report(call.operation->name, VIQ_ERR_UNSUPPORTED, "Fields are different");
+}
+
+verdict refuse_fields(const strip_call &call) {
+    const u32 second = second_handle(call);
+    const char *name = call.operation->name;
+    const u32 code = check_image(name, second, "Corrupt image - parameter 2");
+    if (is_error(code))
+        return stop_with(code);
+    if (second == call.out_handle)
+        return stop_with(report_same_image(name));
+    if (find_image(second)->lines_per_strip == 0)
+        return stop_with(VIQ_image_copy_parameters(call.in_handle, call.out_handle));
+    return proceed;
+}
+
+verdict accept_fields(const strip_call &call) {
+    return geometry_of(*call.in) == geometry_of(*find_image(second_handle(call)))
+               ? proceed
+               : stop_with(report_different(call));
+}
+
+u32 weave_fields(const strip_call &call) {
+    tVIQ_Image &second = *find_image(second_handle(call));
+    const u32 lines = call.in->lines_per_strip;
+    if (second.lines_per_strip < lines)
+        return report_different(call);
+    second.lines_per_strip = lines;
+    if (!has_lines(second, lines))
+        return report_no_data(call.operation->worker_name);
+    call.out->lines_per_strip = 2 * lines;
+    const u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    const bool swap = second_comes_first(*call.in);
+    const line_view upper = lines_of(swap ? second : *call.in);
+    const line_view lower = lines_of(swap ? *call.in : second);
+    for (u64 n = 0; n < lines; ++n) {
+        copy_line(upper, n, lines_of(*call.out), 2 * n);
+        copy_line(lower, n, lines_of(*call.out), 2 * n + 1);
+    }
+    return success;
+}
+
+// ---- One field
+
+u16 scheme_of(const strip_call &call) {
+    return *static_cast<const u16 *>(call.arguments);
+}
+
+verdict accept_field(const strip_call &call) {
+    const verdict decision =
+        accept_formats(call, formats(VIQ_Y8, VIQ_YUV422, VIQ_RGB24),
+                       {.message = "Supports Y8, YUV422 and RGB24 only", .or_format = true});
+    const u16 scheme = scheme_of(call);
+    if (!decision.go_on || (scheme >= 1 && scheme <= std::size(scheme_workers)))
+        return decision;
+    return stop_with(
+        report(call.operation->name, VIQ_ERR_UNSUPPORTED | scheme, "Invalid Interpolation Scheme"));
+}
+
+u32 clear_field_order(const strip_call &call) {
+    call.out->param_23 = 0;
+    return success;
+}
+
+// Follows edges in grey and colours; YUV 4:2:2 does so in its luma and takes the mean of its
+// chroma.
+void directed_line(const tVIQ_Image &field, const u8 *a, const u8 *b, u8 *target) {
+    const process_kernels &rows = process_rows();
+    const u32 gap = bytes_per_pixel(field);
+    const u32 bytes = field.bytes_per_line;
+    rows.mean(a, b, target, bytes);
+    const u32 pixels = field.width * gap;
+    if (pixels <= 4 * gap)
+        return;
+    if (field.pixel_format != VIQ_YUV422)
+        return rows.directed(a, b, target, 2 * gap, pixels - 2 * gap, gap);
+    constexpr u32 part = 1024; // bytes of luma and unused chroma
+    u8 directed[part];
+    for (u32 x = 2 * gap; x < pixels - 2 * gap; x += part) {
+        const u32 count = std::min(part, pixels - 2 * gap - x);
+        rows.directed(a + x, b + x, directed, 0, count, gap);
+        for (u32 n = 0; n < count; n += 2)
+            target[x + n] = directed[n];
+    }
+}
+
+// The line between line n and the one below it.
+void line_between(const strip_call &call, u64 n, u8 *target) {
+    const line_view in = lines_of(*call.in);
+    const u64 last = in.lines - 1;
+    const u8 *a = in.line(n);
+    const u8 *b = in.line(std::min(n + 1, last));
+    switch (scheme_of(call)) {
+    case 2:
+        return process_rows().mean(a, b, target, in.stride);
+    case 3:
+        return directed_line(*call.in, a, b, target);
+    default:
+        return process_rows().cubic(in.line(n > 0 ? n - 1 : 0), a, b,
+                                    in.line(std::min(n + 2, last)), target, in.stride);
+    }
+}
+
+u32 fill_frame(const strip_call &call) {
+    const u32 lines = call.in->lines_per_strip;
+    call.out->lines_per_strip = call.out->height;
+    const u32 code = begin_strip(call);
+    if (is_error(code) || lines == 0)
+        return code;
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    u64 to = 0;
+    if (scheme_of(call) == 1) {
+        for (; to < out.lines; ++to)
+            copy_line(in, to / 2, out, to);
+        return success;
+    }
+    if (second_comes_first(*call.in))
+        copy_line(in, 0, out, to++);
+    for (u64 n = 0; n + 1 < lines; ++n, to += 2) {
+        copy_line(in, n, out, to);
+        line_between(call, n, out.line(to + 1));
+    }
+    for (; to < out.lines; ++to)
+        copy_line(in, lines - 1, out, to);
+    return success;
+}
+
+// ---- Two fields in one image
+
+verdict accept_stacked(const strip_call &call) {
+    const char *name = call.operation->name;
+    if (call.in->param_23 != 4 && call.in->param_23 != 5)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Field order ID not set up"));
+    if (call.in->lines_per_strip != call.in->height)
+        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Can only process full image"));
+    return proceed;
+}
+
+// A last odd line belongs to neither half and stays where it is.
+u32 interlace(const strip_call &call) {
+    const u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    const u64 half = in.lines / 2;
+    for (u64 n = 0; n < half; ++n) {
+        copy_line(in, n, out, 2 * n);
+        copy_line(in, half + n, out, 2 * n + 1);
+    }
+    if (in.lines % 2 != 0)
+        copy_line(in, in.lines - 1, out, in.lines - 1);
+    return success;
+}
+
+} // namespace

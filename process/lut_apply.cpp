@@ -1,0 +1,188 @@
+// Pixels through lookup tables.
+#include <algorithm>
+#include <cstring>
+
+#include "convert/converter.h"
+#include "convert/pixel_formulas.h"
+#include "core/lines.h"
+#include "core/report.h"
+#include "process/lut.h"
+#include "process/rows.h"
+
+using namespace viq;
+
+namespace {
+
+verdict accept_lut(const strip_call &call);
+u32 apply_lines(const strip_call &call);
+
+strip_sequence sequence;
+
+constexpr strip_operation lut_operation = {.name = "VIQ_LUT_apply",
+                                           .worker_name = "VIQ_LUT_apply_1_strip",
+                                           .sequence = &sequence,
+                                           .refuse = nullptr,
+                                           .accept = accept_lut,
+                                           .shape = same_shape,
+                                           .complete = nullptr,
+                                           .process = apply_lines,
+                                           .bare_parameters = true};
+
+} // namespace
+
+u32 VIQ_LUT_apply(u32 hInImage, u32 hOutImage, u32 hLut, u16 wMode) {
+    const lookup_table *lut = find_lut(hLut);
+    if (lut == nullptr) {
+        if (wMode == VIQ_STRIP_FINISH)
+            sequence = {};
+        return report_bad_handle("VIQ_LUT_apply");
+    }
+    return run_conversion(lut_operation, hInImage, hOutImage, wMode, lut);
+}
+
+namespace {
+
+// The tables by pixel value, whole: values that a table is too short for stay as they are.
+struct byte_tables {
+    u8 grey[256], red[256], green[256], blue[256];
+    bool colours_alike;
+};
+
+const lookup_table &lut_of(const strip_call &call) {
+    return *static_cast<const lookup_table *>(call.arguments);
+}
+
+verdict accept_lut(const strip_call &call) {
+    const format_set accepted =
+        lut_of(call).element_size == 1
+            ? formats(VIQ_YUV422, VIQ_Y8, VIQ_RGB24, VIQ_RGB16, VIQ_RGB15, VIQ_RGB8)
+            : formats(VIQ_Y16);
+    const verdict decision = accept_formats(call, accepted, {.or_format = true});
+    return decision.go_on ? accept_even(call, call.in->width) : decision;
+}
+
+void complete_table(const std::vector<u8> &given, u8 (&table)[256]) {
+    for (u32 i = 0; i < 256; ++i)
+        table[i] = i < given.size() ? given[i] : static_cast<u8>(i);
+}
+
+void complete_tables(const lookup_table &lut, byte_tables &tables) {
+    complete_table(lut.bytes[0], tables.grey);
+    complete_table(lut.bytes[1], tables.red);
+    complete_table(lut.bytes[2], tables.green);
+    complete_table(lut.bytes[3], tables.blue);
+    tables.colours_alike = std::memcmp(tables.red, tables.green, 256) == 0 &&
+                           std::memcmp(tables.red, tables.blue, 256) == 0;
+}
+
+void map_rgb24(const byte_tables &tables, const u8 *from, u8 *to, u32 pixels) {
+    if (tables.colours_alike)
+        return process_rows().look_up(from, to, 3 * pixels, tables.red);
+    for (; pixels != 0; --pixels, from += 3, to += 3) {
+        const u8 red = tables.red[from[0]];
+        const u8 green = tables.green[from[1]];
+        const u8 blue = tables.blue[from[2]];
+        to[0] = red;
+        to[1] = green;
+        to[2] = blue;
+    }
+}
+
+// Where the fields of a packed format stand in its word, and how wide they are.
+struct packed_fields {
+    u32 bytes;
+    u32 shift[3], bits[3]; // red, green, blue
+};
+
+packed_fields fields_of(u16 format) {
+    switch (format) {
+    case VIQ_RGB15:
+        return {2, {10, 5, 0}, {5, 5, 5}};
+    case VIQ_RGB16:
+        return {2, {11, 5, 0}, {5, 6, 5}};
+    default:
+        return {1, {5, 2, 0}, {3, 3, 2}};
+    }
+}
+
+// A field moves to the top of a byte, through the table, and the result's top back into the field.
+void map_packed(const byte_tables &tables, const packed_fields &fields, const u8 *from, u8 *to,
+                u32 pixels) {
+    u16 mapped[3][64] = {};
+    const u8 *const table[3] = {tables.red, tables.green, tables.blue};
+    for (u32 n = 0; n < 3; ++n)
+        for (u32 v = 0; v < 1u << fields.bits[n]; ++v)
+            mapped[n][v] = static_cast<u16>(table[n][v << (8 - fields.bits[n])] >>
+                                            (8 - fields.bits[n]) << fields.shift[n]);
+    for (; pixels != 0; --pixels, from += fields.bytes, to += fields.bytes) {
+        const u32 word = fields.bytes == 2 ? load_word(from) : *from;
+        u32 result = 0;
+        for (u32 n = 0; n < 3; ++n)
+            result |= mapped[n][word >> fields.shift[n] & ((1u << fields.bits[n]) - 1)];
+        if (fields.bytes == 2)
+            store_word(to, result);
+        else
+            *to = static_cast<u8>(result);
+    }
+}
+
+void map_yuv(const byte_tables &tables, const u8 *from, u8 *to, u32 pairs) {
+    const auto mapped = [&tables](const rgb &c) {
+        return rgb{tables.red[c.red], tables.green[c.green], tables.blue[c.blue]};
+    };
+    for (; pairs != 0; --pairs, from += 4, to += 4)
+        pack_yuv_pair(to, mapped(yuv_to_rgb({from[0], from[1], from[3]})),
+                      mapped(yuv_to_rgb({from[2], from[1], from[3]})));
+}
+
+void map_luma(const byte_tables &tables, const u8 *from, u8 *to, u32 pairs) {
+    for (; pairs != 0; --pairs, from += 4, to += 4) {
+        to[0] = tables.grey[from[0]];
+        to[1] = from[1];
+        to[2] = tables.grey[from[2]];
+        to[3] = from[3];
+    }
+}
+
+void map_words(const std::vector<u16> &table, const u8 *from, u8 *to, u32 pixels) {
+    for (; pixels != 0; --pixels, from += 2, to += 2) {
+        const u16 v = load_word(from);
+        store_word(to, v < table.size() ? table[v] : v);
+    }
+}
+
+void map_line(const strip_call &call, const byte_tables &tables, const u8 *from, u8 *to) {
+    const lookup_table &lut = lut_of(call);
+    const u32 width = call.in->width;
+    const u16 format = call.in->pixel_format;
+    const i16(&gain)[3] = lut.settings.gain;
+    switch (format) {
+    case VIQ_Y8:
+        return process_rows().look_up(from, to, width, tables.grey);
+    case VIQ_Y16:
+        return map_words(lut.words[0], from, to, width);
+    case VIQ_RGB24:
+        return map_rgb24(tables, from, to, width);
+    case VIQ_YUV422:
+        if (gain[0] == 100 && gain[1] == 100 && gain[2] == 100)
+            return map_luma(tables, from, to, width / 2);
+        return map_yuv(tables, from, to, width / 2);
+    default:
+        return map_packed(tables, fields_of(format), from, to, width);
+    }
+}
+
+u32 apply_lines(const strip_call &call) {
+    const u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    byte_tables tables;
+    complete_tables(lut_of(call), tables);
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    for (u64 n = 0; n < in.lines; ++n)
+        map_line(call, tables, in.line(n), out.line(n));
+    return success;
+}
+
+} // namespace

@@ -1,0 +1,235 @@
+// Mirroring of lines and rectangles, rotation by right angles.
+#include <algorithm>
+#include <cstring>
+
+#include "convert/converter.h"
+#include "core/lines.h"
+#include "core/report.h"
+#include "process/crop.h"
+#include "process/insert.h"
+#include "process/rows.h"
+
+using namespace viq;
+
+namespace {
+
+verdict accept_mirror(const strip_call &call);
+verdict accept_rotate(const strip_call &call);
+output_shape rotated(const strip_call &call);
+u32 mirror_lines(const strip_call &call);
+u32 rotate_picture(const strip_call &call);
+u32 mirror_cropped(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
+                   u16 mode);
+u32 mirror_into(u32 hCropImage, u32 hOutImage, u64 x, u64 y);
+
+strip_sequence mirror_sequence;
+strip_sequence rotate_sequence;
+strip_sequence rectangle_sequence;
+
+constexpr strip_operation make_mirror(strip_sequence &sequence) {
+    return {.name = "VIQ_IP_mirror_image",
+            .worker_name = "VIQ_IP_mirror_image_1_strip",
+            .sequence = &sequence,
+            .refuse = nullptr,
+            .accept = accept_mirror,
+            .shape = same_shape,
+            .complete = nullptr,
+            .process = mirror_lines,
+            .bare_parameters = true};
+}
+
+constexpr strip_operation rotate_operation = {.name = "VIQ_IP_rotate_image",
+                                              .worker_name = "VIQ_IP_rotate_image_1_strip",
+                                              .sequence = &rotate_sequence,
+                                              .refuse = nullptr,
+                                              .accept = accept_rotate,
+                                              .shape = rotated,
+                                              .complete = nullptr,
+                                              .process = rotate_picture,
+                                              .bare_parameters = true,
+                                              .whole_picture = true};
+
+} // namespace
+
+u32 VIQ_IP_mirror_image(u32 hInImage, u32 hOutImage, u16 wMode) {
+    return run_conversion(make_mirror(mirror_sequence), hInImage, hOutImage, wMode);
+}
+
+u32 VIQ_IP_mirror(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height, u16 wMode) {
+    if (wMode == VIQ_STRIP_FINISH) {
+        rectangle_sequence = {};
+        return success;
+    }
+    const u32 code = VIQ_image_copy(hInImage, hOutImage);
+    if (is_error(code) || VIQ_get_lines_this_strip(hInImage) == 0)
+        return code;
+    return mirror_cropped(rectangle_sequence, hInImage, hOutImage, {x, y, width, height}, wMode);
+}
+
+u32 VIQ_IP_rotate_image(u32 hInImage, u32 hOutImage, u16 wAngle) {
+    return run_conversion(rotate_operation, hInImage, hOutImage, VIQ_STRIP_NEXT, &wAngle);
+}
+
+namespace {
+
+constexpr format_set turned_formats =
+    formats(VIQ_Y8, VIQ_Y16, VIQ_PALETTED, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24,
+            VIQ_YUV422, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32, VIQ_CMYK32);
+
+verdict accept_mirror(const strip_call &call) {
+    const verdict decision = accept_formats(call, turned_formats);
+    return decision.go_on ? accept_even(call, call.in->width) : decision;
+}
+
+void reverse_line(const tVIQ_Image &image, const u8 *from, u8 *to) {
+    if (image.pixel_format == VIQ_YUV422)
+        process_rows().reverse_pairs(from, to, image.width / 2);
+    else
+        process_rows().reverse[bytes_per_pixel(image)](from, to, image.width);
+}
+
+u32 mirror_lines(const strip_call &call) {
+    const u32 code = begin_strip(call);
+    if (is_error(code))
+        return code;
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    for (u64 n = 0; n < in.lines; ++n)
+        reverse_line(*call.in, in.line(n), out.line(n));
+    return success;
+}
+
+// ---- A rectangle: cut out, mirrored and put back, strip by strip
+
+u32 mirror_cropped(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
+                   u16 mode) {
+    constexpr const char *name = "VIQ_IP_mirror";
+    const scoped_image cropped;
+    if (is_error(cropped.handle))
+        return report(name, cropped.handle, "VIQ_image_create(hCropImage) failed");
+    const u64 done = sequence.lines_done;
+    if (sequence.under_way) {
+        // The crop goes on with the output that its first strip has set up.
+        const u32 code = VIQ_image_copy_parameters(hInImage, cropped.handle);
+        if (is_error(code))
+            return code;
+        tVIQ_Image &out = *find_image(cropped.handle);
+        out.width = static_cast<u32>(std::min(area.width, out.width - area.x));
+        out.height = static_cast<u32>(std::min(area.height, out.height - area.y));
+    }
+    const u32 code = crop(sequence, hInImage, cropped.handle, area, mode);
+    if (is_error(code) || mode != VIQ_STRIP_NEXT)
+        return code;
+    find_image(hOutImage)->lines_per_strip = VIQ_get_lines_this_strip(hInImage);
+    if (VIQ_get_lines_this_strip(cropped.handle) == 0)
+        return success;
+    const u64 top = static_cast<u64>(area.y);
+    return mirror_into(cropped.handle, hOutImage, static_cast<u64>(area.x),
+                       top > done ? top - done : 0);
+}
+
+u32 mirror_into(u32 hCropImage, u32 hOutImage, u64 x, u64 y) {
+    const scoped_image mirrored;
+    if (is_error(mirrored.handle))
+        return report("VIQ_IP_mirror", mirrored.handle, "VIQ_image_create(hMirroredImage) failed");
+    strip_sequence sequence;
+    const u32 code =
+        run_conversion(make_mirror(sequence), hCropImage, mirrored.handle, VIQ_STRIP_NEXT);
+    if (is_error(code))
+        return code;
+    const tVIQ_Image &image = *find_image(mirrored.handle);
+    insert_lines(*find_image(hOutImage), x, y, image, image.lines_per_strip);
+    return success;
+}
+
+// ---- Rotation
+
+u32 angle_of(const strip_call &call) {
+    return *static_cast<const u16 *>(call.arguments);
+}
+
+bool exchanges_sides(const strip_call &call) {
+    return angle_of(call) == 90 || angle_of(call) == 270;
+}
+
+verdict accept_rotate(const strip_call &call) {
+    const char *name = call.operation->name;
+    verdict decision = accept_formats(call, turned_formats);
+    if (!decision.go_on)
+        return decision;
+    const u32 angle = angle_of(call);
+    if (angle > 270 || angle % 90 != 0)
+        return stop_with(
+            report(name, VIQ_ERR_UNSUPPORTED, "Only angles of 0, 90, 180 and 270 supported"));
+    decision = accept_even(call, call.in->width);
+    if (decision.go_on && exchanges_sides(call))
+        decision = accept_even(call, call.in->height);
+    if (decision.go_on && !holds_picture(*call.in))
+        return stop_with(report_no_data(name));
+    return decision;
+}
+
+output_shape rotated(const strip_call &call) {
+    output_shape shape = same_shape(call);
+    if (exchanges_sides(call))
+        std::swap(shape.width, shape.height);
+    return shape;
+}
+
+// Column x of the output is row x of the source, the matrices being turned the right way before.
+// Each output pair covers two source rows and takes the mean of their chroma.
+void transpose_pairs(matrix from, target_matrix to, u32 rows, u32 columns) {
+    constexpr u32 part = 64; // source columns whose output lines stay near
+    for (u32 left = 0; left < columns; left += part)
+        for (u32 y = 0; y + 1 < rows; y += 2) {
+            const u8 *first = from.data + static_cast<std::ptrdiff_t>(y) * from.stride;
+            const u8 *second = first + from.stride;
+            u8 *pair = to.data + static_cast<std::ptrdiff_t>(left) * to.stride + std::size_t{2} * y;
+            for (u32 x = left; x < std::min(columns, left + part); ++x, pair += to.stride) {
+                const std::size_t chroma = std::size_t{x} / 2 * 4;
+                pair[0] = first[std::size_t{2} * x];
+                pair[1] = static_cast<u8>((first[chroma + 1] + second[chroma + 1]) >> 1);
+                pair[2] = second[std::size_t{2} * x];
+                pair[3] = static_cast<u8>((first[chroma + 3] + second[chroma + 3]) >> 1);
+            }
+        }
+}
+
+// A clockwise quarter turn is the transposition of the source seen from its last line up; the other
+// one fills the output from its last line up.
+void turn_quarter(const strip_call &call) {
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    matrix from = {in.data, static_cast<std::ptrdiff_t>(in.stride)};
+    target_matrix to = {out.data, static_cast<std::ptrdiff_t>(out.stride)};
+    if (angle_of(call) == 90)
+        from = {in.line(in.lines - 1), -from.stride};
+    else
+        to = {out.line(out.lines - 1), -to.stride};
+    if (call.in->pixel_format == VIQ_YUV422)
+        transpose_pairs(from, to, in.lines, in.width);
+    else
+        process_rows().transpose[bytes_per_pixel(*call.in)](from, to, in.lines, in.width);
+}
+
+u32 rotate_picture(const strip_call &call) {
+    call.out->lines_per_strip = call.out->height;
+    const u32 code = begin_strip(call);
+    if (is_error(code) || call.in->width == 0 || call.in->height == 0)
+        return code;
+    if (exchanges_sides(call)) {
+        turn_quarter(call);
+        return success;
+    }
+    const line_view in = lines_of(*call.in);
+    const line_view out = lines_of(*call.out);
+    const std::size_t bytes = std::size_t{in.width} * bytes_per_pixel(*call.in);
+    for (u64 n = 0; n < in.lines; ++n)
+        if (angle_of(call) == 0)
+            std::memcpy(out.line(n), in.line(n), bytes);
+        else
+            reverse_line(*call.in, in.line(in.lines - 1 - n), out.line(n));
+    return success;
+}
+
+} // namespace

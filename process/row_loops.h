@@ -1,0 +1,326 @@
+// The row kernels as plain loops. Every instruction set compiles its own copy, so that all have
+// internal linkage; a set replaces those that the compiler does not vectorise well by itself.
+#pragma once
+
+#include <cstring>
+
+#include "convert/pixel_formulas.h"
+#include "process/rows.h"
+
+#define VIQ_LOOP [[maybe_unused]] static
+
+namespace viq {
+
+// ---- Geometry
+
+template <u32 size> VIQ_LOOP void reverse_loop(const u8 *source, u8 *target, u32 pixels) {
+    u8 *to = target + std::size_t{pixels} * size;
+    for (u32 x = 0; x < pixels; ++x, source += size) {
+        to -= size;
+        std::memcpy(to, source, size);
+    }
+}
+
+VIQ_LOOP void reverse_pairs_loop(const u8 *source, u8 *target, u32 pairs) {
+    u8 *to = target + std::size_t{pairs} * 4;
+    for (u32 x = 0; x < pairs; ++x, source += 4) {
+        to -= 4;
+        to[0] = source[2];
+        to[1] = source[1];
+        to[2] = source[0];
+        to[3] = source[3];
+    }
+}
+
+VIQ_FORMULA const u8 *row_of(matrix m, u32 row) {
+    return m.data + static_cast<std::ptrdiff_t>(row) * m.stride;
+}
+VIQ_FORMULA u8 *row_of(target_matrix m, u32 row) {
+    return m.data + static_cast<std::ptrdiff_t>(row) * m.stride;
+}
+
+constexpr u32 tile = 16; // pixels a side, so that a tile's lines stay in the nearest cache
+
+template <u32 size>
+VIQ_FORMULA void transpose_part(matrix source, target_matrix target, u32 top, u32 bottom, u32 left,
+                                u32 right) {
+    for (u32 x = left; x < right; ++x) {
+        u8 *to = row_of(target, x) + std::size_t{top} * size;
+        const u8 *from = row_of(source, top) + std::size_t{x} * size;
+        for (u32 y = top; y < bottom; ++y, to += size, from += source.stride)
+            std::memcpy(to, from, size);
+    }
+}
+
+// Whole tiles through a function of the instruction set, the rest pixel by pixel.
+template <u32 size, class Tile>
+VIQ_FORMULA void transpose_tiles(matrix source, target_matrix target, u32 rows, u32 columns,
+                                 Tile whole_tile) {
+    for (u32 y = 0; y < rows; y += tile) {
+        const u32 bottom = rows - y < tile ? rows : y + tile;
+        for (u32 x = 0; x < columns; x += tile) {
+            const u32 right = columns - x < tile ? columns : x + tile;
+            if (bottom - y == tile && right - x == tile)
+                whole_tile(matrix{row_of(source, y) + std::size_t{x} * size, source.stride},
+                           target_matrix{row_of(target, x) + std::size_t{y} * size, target.stride});
+            else
+                transpose_part<size>(source, target, y, bottom, x, right);
+        }
+    }
+}
+
+template <u32 size> VIQ_LOOP void transpose_tile_loop(matrix source, target_matrix target) {
+    transpose_part<size>(source, target, 0, tile, 0, tile);
+}
+
+template <u32 size>
+VIQ_LOOP void transpose_loop(matrix source, target_matrix target, u32 rows, u32 columns) {
+    transpose_tiles<size>(source, target, rows, columns, transpose_tile_loop<size>);
+}
+
+// The two terms are cut each by itself.
+VIQ_FORMULA u8 blend_samples(u32 a, u32 b, u32 fraction) {
+    return static_cast<u8>(((256 - fraction) * a >> 8) + (fraction * b >> 8));
+}
+
+VIQ_FORMULA void resample_from(const u8 *source, u8 *target, const resample_plan &plan, u32 first) {
+    const u32 last = plan.source_bytes - plan.gap;
+    for (u32 n = first; n < plan.samples; ++n) {
+        const u32 at = plan.at[n];
+        const u32 next = at < last ? at + plan.gap : at;
+        target[n] = blend_samples(source[at], source[next], plan.fraction[n]);
+    }
+}
+
+VIQ_LOOP void resample_loop(const u8 *source, u8 *target, const resample_plan &plan) {
+    resample_from(source, target, plan, 0);
+}
+
+VIQ_LOOP void blend_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 bytes, u32 fraction) {
+    const u16 of_b = static_cast<u16>(fraction);
+    const u16 of_a = static_cast<u16>(256 - fraction);
+    for (u32 x = 0; x < bytes; ++x)
+        target[x] = static_cast<u8>((static_cast<u16>(of_a * a[x]) >> 8) +
+                                    (static_cast<u16>(of_b * b[x]) >> 8));
+}
+
+// ---- Tables and thresholds
+
+VIQ_LOOP void look_up_loop(const u8 *source, u8 *__restrict target, u32 bytes, const u8 *table) {
+    for (u32 x = 0; x < bytes; ++x)
+        target[x] = table[source[x]];
+}
+
+VIQ_LOOP void threshold_loop(const u8 *source, u8 *__restrict target, u32 bytes, u32 upper,
+                             u32 lower) {
+    // No byte reaches an upper limit above 255, and every byte is below such a lower one.
+    const bool whites = upper <= 255;
+    const bool all_black = lower > 255;
+    const u8 white_from = static_cast<u8>(upper);
+    const u8 black_below = static_cast<u8>(lower);
+    for (u32 x = 0; x < bytes; ++x) {
+        const u8 v = source[x];
+        const u8 dark = all_black || v < black_below ? u8{0} : v;
+        target[x] = whites && v >= white_from ? u8{255} : dark;
+    }
+}
+
+// ---- Filters
+
+template <class Kernel, class Sum>
+VIQ_FORMULA void filter_bytes(filter_lines lines, u8 *target, u32 bytes, u32 gap,
+                              const Kernel &given, Sum first_sum, u32 first) {
+    const Kernel kernel = given;
+    for (u32 x = first; x + gap < bytes; ++x) {
+        const u8 *const line[3] = {lines.above + x, lines.current + x, lines.below + x};
+        Sum sum = first_sum;
+        for (u32 n = 0; n < 3; ++n)
+            sum += kernel.coefficients[3 * n] * *(line[n] - gap) +
+                   kernel.coefficients[3 * n + 1] * *line[n] +
+                   kernel.coefficients[3 * n + 2] * line[n][gap];
+        const Sum value = sum / kernel.divisor;
+        target[x] = static_cast<u8>(value < 0 ? 0 : value > 255 ? 255 : value);
+    }
+}
+
+VIQ_LOOP void filter_small_loop(filter_lines lines, u8 *target, u32 bytes, u32 gap,
+                                const small_kernel &kernel) {
+    filter_bytes(lines, target, bytes, gap, kernel, i32{0}, gap);
+}
+
+VIQ_LOOP void filter_wide_loop(filter_lines lines, u8 *target, u32 bytes, u32 gap,
+                               const wide_kernel &kernel) {
+    filter_bytes(lines, target, bytes, gap, kernel, i64{0}, gap);
+}
+
+// ---- Measurements
+
+VIQ_LOOP void shade_loop(const u8 *source, const u8 *offsets, const u8 *gains, u8 *target,
+                         u32 pixels) {
+    for (u32 x = 0; x < 2 * pixels; x += 2) {
+        const u32 value = load_word(source + x);
+        const u32 offset = load_word(offsets + x);
+        const u32 gain = load_word(gains + x);
+        const u32 above = value > offset ? value - offset : 0;
+        const u32 result = gain * above >> 12;
+        store_word(target + x, result > 65535 ? 65535 : result);
+    }
+}
+
+VIQ_FORMULA i32 centred(u8 sample) {
+    return (sample & 0xFC) - 128;
+}
+
+// Parts of a row whose sum fits 32 bits.
+VIQ_LOOP i64 correlate_loop(const u8 *a, const u8 *b, u32 samples, u32 step) {
+    constexpr u32 part = 65536;
+    i64 total = 0;
+    while (samples != 0) {
+        const u32 count = samples < part ? samples : part;
+        i32 sum = 0;
+        if (step == 1)
+            for (u32 n = 0; n < count; ++n)
+                sum += static_cast<i16>(centred(a[n])) * static_cast<i16>(centred(b[n]));
+        else
+            for (std::size_t n = 0; n < count; ++n)
+                sum += centred(a[n * step]) * centred(b[n * step]);
+        total += sum;
+        samples -= count;
+        if (samples != 0) {
+            a += std::size_t{count} * step;
+            b += std::size_t{count} * step;
+        }
+    }
+    return total;
+}
+
+VIQ_LOOP byte_range range_loop(const u8 *source, u32 bytes) {
+    byte_range range = {0, 255, 0};
+    for (u32 x = 0; x < bytes; ++x) {
+        range.sum += source[x];
+        range.least = source[x] < range.least ? source[x] : range.least;
+        range.most = source[x] > range.most ? source[x] : range.most;
+    }
+    return range;
+}
+
+VIQ_LOOP void sum_hsi_loop(const u8 *source, u32 pixels, u64 (&sums)[3]) {
+    constexpr u32 part = 32768; // so many hues fit 32 bits
+    while (pixels != 0) {
+        const u32 count = pixels < part ? pixels : part;
+        u32 part_sums[3] = {};
+        for (u32 n = 0; n < count; ++n) {
+            part_sums[0] += load_word(source + 4 * n);
+            part_sums[1] += source[4 * n + 2];
+            part_sums[2] += source[4 * n + 3];
+        }
+        for (u32 plane = 0; plane < 3; ++plane)
+            sums[plane] += part_sums[plane];
+        pixels -= count;
+        source += std::size_t{4} * count;
+    }
+}
+
+// ---- Video fields
+
+VIQ_LOOP void mean_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 bytes) {
+    for (u32 x = 0; x < bytes; ++x)
+        target[x] = static_cast<u8>((a[x] + b[x]) >> 1);
+}
+
+VIQ_LOOP void cubic_loop(const u8 *before, const u8 *a, const u8 *b, const u8 *after,
+                         u8 *__restrict target, u32 bytes) {
+    for (u32 x = 0; x < bytes; ++x) {
+        const i16 inner = static_cast<i16>(9 * (a[x] + b[x]));
+        const i16 value = static_cast<i16>(static_cast<i16>(inner - (before[x] + after[x])) >> 4);
+        target[x] = static_cast<u8>(value < 0 ? 0 : value > 255 ? 255 : value);
+    }
+}
+
+// The direction with the smallest difference; of equal ones the steepest, and the one that leans
+// right going up.
+VIQ_LOOP void directed_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 first, u32 last,
+                            u32 gap) {
+    for (u32 x = first; x < last; ++x) {
+        u8 least = 255;
+        u8 value = 0;
+        for (const i32 lean : {0, 1, -1, 2, -2}) {
+            const std::ptrdiff_t aside = lean * static_cast<std::ptrdiff_t>(gap);
+            const u8 up = a[static_cast<std::ptrdiff_t>(x) + aside];
+            const u8 down = b[static_cast<std::ptrdiff_t>(x) - aside];
+            const u8 difference = static_cast<u8>(up > down ? up - down : down - up);
+            const bool better = difference < least || lean == 0;
+            least = better ? difference : least;
+            value = better ? static_cast<u8>((up + down) >> 1) : value;
+        }
+        target[x] = value;
+    }
+}
+
+VIQ_LOOP void shift_words_loop(const u8 *source, u8 *__restrict target, u32 pixels, u32 shift) {
+    for (std::size_t x = 0; x < pixels; ++x) {
+        u32 word = 0;
+        std::memcpy(&word, source + 4 * x, 4);
+        target[x] = static_cast<u8>(word >> shift);
+    }
+}
+
+VIQ_FORMULA void pseudo_yuv_from(const u8 *source, u8 *target, u32 pairs) {
+    for (; pairs != 0; --pairs, source += 4, target += 6) {
+        const u8 colours[6] = {source[0], source[1], source[3], source[2], source[1], source[3]};
+        std::memcpy(target, colours, 6);
+    }
+}
+
+VIQ_LOOP void pseudo_yuv_loop(const u8 *source, u8 *target, u32 pairs) {
+    pseudo_yuv_from(source, target, pairs);
+}
+
+// 253 of 360 degrees, which is exact in integers.
+VIQ_FORMULA void pseudo_hsi_from(const u8 *source, u8 *target, u32 pixels) {
+    for (; pixels != 0; --pixels, source += 4, target += 3) {
+        target[0] = static_cast<u8>(load_word(source) * 253u / 360u);
+        target[1] = source[2];
+        target[2] = source[3];
+    }
+}
+
+VIQ_LOOP void pseudo_hsi_loop(const u8 *source, u8 *target, u32 pixels) {
+    pseudo_hsi_from(source, target, pixels);
+}
+
+VIQ_LOOP void pseudo_grey_loop(const u8 *source, u8 *__restrict target, u32 pixels) {
+    for (std::size_t x = 0; x < pixels; ++x) {
+        const u16 v = source[x];
+        const u16 ramp = static_cast<u16>(v < 128 ? 2 * v : 511 - 2 * v);
+        store_word(target + 2 * x,
+                   static_cast<u16>((v >> 3) << 11 | (ramp >> 2) << 5 | (255 - v) >> 3));
+    }
+}
+
+VIQ_FORMULA constexpr process_kernels loop_kernels() {
+    return {
+        .reverse = {nullptr, reverse_loop<1>, reverse_loop<2>, reverse_loop<3>, reverse_loop<4>},
+        .reverse_pairs = reverse_pairs_loop,
+        .transpose = {nullptr, transpose_loop<1>, transpose_loop<2>, transpose_loop<3>,
+                      transpose_loop<4>},
+        .resample = resample_loop,
+        .blend = blend_loop,
+        .look_up = look_up_loop,
+        .threshold = threshold_loop,
+        .filter_small = filter_small_loop,
+        .filter_wide = filter_wide_loop,
+        .shade = shade_loop,
+        .correlate = correlate_loop,
+        .range_of = range_loop,
+        .sum_hsi = sum_hsi_loop,
+        .mean = mean_loop,
+        .cubic = cubic_loop,
+        .directed = directed_loop,
+        .shift_words = shift_words_loop,
+        .pseudo_yuv = pseudo_yuv_loop,
+        .pseudo_hsi = pseudo_hsi_loop,
+        .pseudo_grey = pseudo_grey_loop};
+}
+
+} // namespace viq

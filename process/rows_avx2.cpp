@@ -1,0 +1,527 @@
+// Row kernels in AVX2 registers, where they beat the compiler's own vectors.
+#include "convert/planes_avx2.h"
+#include "process/row_loops.h"
+
+namespace viq {
+
+namespace {
+
+// ---- Reversing
+
+template <u32 size> bytes32 reversed_lanes(bytes32 v) {
+    static constexpr lane_bytes order =
+        lane_of([](u32 place) { return 16 - size - place / size * size + place % size; });
+    return _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, both_lanes(order)), 0x4E);
+}
+
+template <u32 size> void reverse_blocks(const u8 *source, u8 *target, u32 pixels) {
+    constexpr u32 at_once = 32 / size;
+    u8 *to = target + std::size_t{pixels} * size;
+    for (; pixels >= at_once; pixels -= at_once, source += 32) {
+        to -= 32;
+        store32(to, reversed_lanes<size>(load32(source)));
+    }
+    reverse_loop<size>(source, target, pixels);
+}
+
+// Ten pixels are 30 bytes, and the two bytes in front of them belong to what is written next.
+void reverse_threes(const u8 *source, u8 *target, u32 pixels) {
+    static constexpr lane_bytes order = lane_of([](u32 place) {
+        return place == 0 ? no_byte : 12 - (place - 1) / 3 * 3 + (place - 1) % 3;
+    });
+    const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i *>(order.at));
+    u8 *to = target + std::size_t{pixels} * 3;
+    for (; pixels >= 6; pixels -= 5, source += 15) {
+        to -= 15;
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to - 1),
+                         _mm_shuffle_epi8(load16(source), shuffle));
+    }
+    reverse_loop<3>(source, target, pixels);
+}
+
+void reverse_pair_blocks(const u8 *source, u8 *target, u32 pairs) {
+    static constexpr lane_bytes swap =
+        lane_of([](u32 place) { return place % 2 == 0 ? place ^ 2 : place; });
+    u8 *to = target + std::size_t{pairs} * 4;
+    for (; pairs >= 8; pairs -= 8, source += 32) {
+        to -= 32;
+        store32(to, _mm256_shuffle_epi8(reversed_lanes<4>(load32(source)), both_lanes(swap)));
+    }
+    reverse_pairs_loop(source, target, pairs);
+}
+
+// ---- Transposing: each stage interleaves registers, units twice as wide as the one before
+
+VIQ_FORMULA void store16(u8 *bytes, __m128i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(bytes), v);
+}
+
+void transpose_bytes(matrix source, target_matrix target) {
+    __m128i a[16];
+    __m128i b[16];
+    for (u32 n = 0; n < 16; ++n)
+        a[n] = load16(row_of(source, n));
+    for (u32 n = 0; n < 8; ++n) {
+        b[2 * n] = _mm_unpacklo_epi8(a[n], a[n + 8]);
+        b[2 * n + 1] = _mm_unpackhi_epi8(a[n], a[n + 8]);
+    }
+    for (u32 n = 0; n < 8; ++n) {
+        a[2 * n] = _mm_unpacklo_epi8(b[n], b[n + 8]);
+        a[2 * n + 1] = _mm_unpackhi_epi8(b[n], b[n + 8]);
+    }
+    for (u32 n = 0; n < 8; ++n) {
+        b[2 * n] = _mm_unpacklo_epi8(a[n], a[n + 8]);
+        b[2 * n + 1] = _mm_unpackhi_epi8(a[n], a[n + 8]);
+    }
+    for (u32 n = 0; n < 8; ++n) {
+        store16(row_of(target, 2 * n), _mm_unpacklo_epi8(b[n], b[n + 8]));
+        store16(row_of(target, 2 * n + 1), _mm_unpackhi_epi8(b[n], b[n + 8]));
+    }
+}
+
+VIQ_FORMULA void transpose_8_words(matrix source, target_matrix target) {
+    __m128i a[8];
+    __m128i b[8];
+    for (u32 n = 0; n < 8; ++n)
+        a[n] = load16(row_of(source, n));
+    for (u32 n = 0; n < 4; ++n) {
+        b[2 * n] = _mm_unpacklo_epi16(a[n], a[n + 4]);
+        b[2 * n + 1] = _mm_unpackhi_epi16(a[n], a[n + 4]);
+    }
+    for (u32 n = 0; n < 4; ++n) {
+        a[2 * n] = _mm_unpacklo_epi16(b[n], b[n + 4]);
+        a[2 * n + 1] = _mm_unpackhi_epi16(b[n], b[n + 4]);
+    }
+    for (u32 n = 0; n < 4; ++n) {
+        store16(row_of(target, 2 * n), _mm_unpacklo_epi16(a[n], a[n + 4]));
+        store16(row_of(target, 2 * n + 1), _mm_unpackhi_epi16(a[n], a[n + 4]));
+    }
+}
+
+VIQ_FORMULA void transpose_4_doubles(matrix source, target_matrix target) {
+    __m128i a[4];
+    for (u32 n = 0; n < 4; ++n)
+        a[n] = load16(row_of(source, n));
+    const __m128i low02 = _mm_unpacklo_epi32(a[0], a[2]);
+    const __m128i high02 = _mm_unpackhi_epi32(a[0], a[2]);
+    const __m128i low13 = _mm_unpacklo_epi32(a[1], a[3]);
+    const __m128i high13 = _mm_unpackhi_epi32(a[1], a[3]);
+    store16(row_of(target, 0), _mm_unpacklo_epi32(low02, low13));
+    store16(row_of(target, 1), _mm_unpackhi_epi32(low02, low13));
+    store16(row_of(target, 2), _mm_unpacklo_epi32(high02, high13));
+    store16(row_of(target, 3), _mm_unpackhi_epi32(high02, high13));
+}
+
+// A tile of smaller squares.
+template <u32 size, u32 side, class Square>
+VIQ_FORMULA void transpose_squares(matrix source, target_matrix target, Square square) {
+    for (u32 x = 0; x < tile; x += side)
+        for (u32 y = 0; y < tile; y += side)
+            square(matrix{row_of(source, y) + x * size, source.stride},
+                   target_matrix{row_of(target, x) + y * size, target.stride});
+}
+
+void transpose_words(matrix source, target_matrix target) {
+    transpose_squares<2, 8>(source, target,
+                            [](matrix s, target_matrix t) { transpose_8_words(s, t); });
+}
+
+void transpose_doubles(matrix source, target_matrix target) {
+    transpose_squares<4, 4>(source, target,
+                            [](matrix s, target_matrix t) { transpose_4_doubles(s, t); });
+}
+
+// Four pixels of four rows are 12 bytes a row. A last byte more would leave the line.
+VIQ_FORMULA __m128i load12(const u8 *bytes) {
+    i32 high = 0;
+    std::memcpy(&high, bytes + 8, 4);
+    return _mm_insert_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(bytes)), high, 2);
+}
+
+VIQ_FORMULA void transpose_4_threes(matrix source, target_matrix target) {
+    static constexpr lane_bytes spread =
+        lane_of([](u32 place) { return place % 4 == 3 ? no_byte : place / 4 * 3 + place % 4; });
+    static constexpr lane_bytes close =
+        lane_of([](u32 place) { return place < 12 ? place / 3 * 4 + place % 3 : no_byte; });
+    const __m128i spread_order = _mm_load_si128(reinterpret_cast<const __m128i *>(spread.at));
+    const __m128i close_order = _mm_load_si128(reinterpret_cast<const __m128i *>(close.at));
+    __m128i a[4];
+    for (u32 n = 0; n < 4; ++n)
+        a[n] = _mm_shuffle_epi8(load12(row_of(source, n)), spread_order);
+    const __m128i low02 = _mm_unpacklo_epi32(a[0], a[2]);
+    const __m128i high02 = _mm_unpackhi_epi32(a[0], a[2]);
+    const __m128i low13 = _mm_unpacklo_epi32(a[1], a[3]);
+    const __m128i high13 = _mm_unpackhi_epi32(a[1], a[3]);
+    const __m128i rows[4] = {_mm_unpacklo_epi32(low02, low13), _mm_unpackhi_epi32(low02, low13),
+                             _mm_unpacklo_epi32(high02, high13),
+                             _mm_unpackhi_epi32(high02, high13)};
+    for (u32 n = 0; n < 4; ++n) {
+        const __m128i row = _mm_shuffle_epi8(rows[n], close_order);
+        u8 *to = row_of(target, n);
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(to), row);
+        const i32 rest = _mm_extract_epi32(row, 2);
+        std::memcpy(to + 8, &rest, 4);
+    }
+}
+
+void transpose_threes(matrix source, target_matrix target) {
+    transpose_squares<3, 4>(source, target,
+                            [](matrix s, target_matrix t) { transpose_4_threes(s, t); });
+}
+
+template <u32 size, void (*whole_tile)(matrix, target_matrix)>
+void transpose_blocks(matrix source, target_matrix target, u32 rows, u32 columns) {
+    transpose_tiles<size>(source, target, rows, columns,
+                          [](matrix s, target_matrix t) { whole_tile(s, t); });
+}
+
+// ---- Scaling
+
+VIQ_FORMULA bytes32 load_groups(const u8 *source, const resample_group *pair, u32 gap) {
+    return load_lanes(source + pair[0].base + gap, source + pair[1].base + gap);
+}
+
+VIQ_FORMULA void store_groups(u8 *target, const resample_group *pair, bytes32 words) {
+    const bytes32 packed = pack_words(words, words);
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(target + pair[0].first),
+                     _mm256_castsi256_si128(packed));
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(target + pair[1].first),
+                     _mm256_extracti128_si256(packed, 1));
+}
+
+template <bool whole_steps>
+VIQ_FORMULA void resample_pairs(const u8 *source, u8 *target, const resample_plan &plan) {
+    const resample_group *group = plan.groups.data();
+    for (std::size_t pairs = plan.groups.size() / 2; pairs != 0; --pairs, group += 2) {
+        const bytes32 places = load_lanes(group[0].place, group[1].place);
+        bytes32 words = _mm256_shuffle_epi8(load_groups(source, group, 0), places);
+        if constexpr (!whole_steps) {
+            const bytes32 next = _mm256_shuffle_epi8(load_groups(source, group, plan.gap), places);
+            const bytes32 of_next = load_lanes(reinterpret_cast<const u8 *>(group[0].fraction),
+                                               reinterpret_cast<const u8 *>(group[1].fraction));
+            const bytes32 of_this = _mm256_sub_epi16(splat16(256), of_next);
+            words = _mm256_add_epi16(_mm256_srli_epi16(_mm256_mullo_epi16(words, of_this), 8),
+                                     _mm256_srli_epi16(_mm256_mullo_epi16(next, of_next), 8));
+        }
+        store_groups(target, group, words);
+    }
+}
+
+// Every second byte.
+u32 halve_blocks(const u8 *source, u8 *target, const resample_plan &plan) {
+    u32 done = 0;
+    for (; done + 32 <= plan.samples && 2 * done + 64 <= plan.source_bytes; done += 32) {
+        const bytes32 packed = pack_words(low_bytes(load32(source + 2 * done)),
+                                          low_bytes(load32(source + 2 * done + 32)));
+        store32(target + done, _mm256_permute4x64_epi64(packed, 0xD8));
+    }
+    return done;
+}
+
+// Every second pixel of three bytes: three of them stand in sixteen bytes.
+u32 halve_threes(const u8 *source, u8 *target, const resample_plan &plan) {
+    static constexpr lane_bytes order =
+        lane_of([](u32 place) { return place < 9 ? place / 3 * 6 + place % 3 : no_byte; });
+    const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i *>(order.at));
+    u32 done = 0;
+    for (; done + 9 <= plan.samples && 2 * done + 16 <= plan.source_bytes; done += 9)
+        store16(target + done, _mm_shuffle_epi8(load16(source + 2 * done), shuffle));
+    return done;
+}
+
+void resample_groups(const u8 *source, u8 *target, const resample_plan &plan) {
+    u32 done = plan.grouped;
+    const bool halves =
+        plan.whole_steps && plan.samples > plan.gap && plan.at[plan.gap] == 2 * plan.gap;
+    if (halves && plan.gap == 1)
+        done = halve_blocks(source, target, plan);
+    else if (halves && plan.gap == 3)
+        done = halve_threes(source, target, plan);
+    else if (plan.whole_steps)
+        resample_pairs<true>(source, target, plan);
+    else
+        resample_pairs<false>(source, target, plan);
+    resample_from(source, target, plan, done);
+}
+
+// The high half of (a << 8) * f is a * f >> 8.
+void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction) {
+    const bytes32 zero = _mm256_setzero_si256();
+    const bytes32 of_a = splat16(static_cast<i32>(256 - fraction));
+    const bytes32 of_b = splat16(static_cast<i32>(fraction));
+    u32 x = 0;
+    for (; x + 32 <= bytes; x += 32) {
+        const words2 from_a = interleave(zero, load32(a + x));
+        const words2 from_b = interleave(zero, load32(b + x));
+        const bytes32 low = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.low, of_a),
+                                             _mm256_mulhi_epu16(from_b.low, of_b));
+        const bytes32 high = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.high, of_a),
+                                              _mm256_mulhi_epu16(from_b.high, of_b));
+        store32(target + x, pack_words(low, high));
+    }
+    blend_loop(a + x, b + x, target + x, bytes - x, fraction);
+}
+
+// ---- Tables: sixteen shuffles, each of which answers for one high half of the byte
+
+void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
+    bytes32 parts[16];
+    for (u32 n = 0; n < 16; ++n)
+        parts[n] = load_lanes(table + 16 * n, table + 16 * n);
+    u32 x = 0;
+    for (; x + 32 <= bytes; x += 32) {
+        const bytes32 v = load32(source + x);
+        bytes32 found = _mm256_setzero_si256();
+        for (u32 n = 0; n < 16; ++n) {
+            // Bytes of another half end up with their top bit set, where the shuffle gives 0.
+            const bytes32 place =
+                _mm256_adds_epu8(_mm256_xor_si256(v, splat8(16 * n)), splat8(0x70));
+            found = _mm256_or_si256(found, _mm256_shuffle_epi8(parts[n], place));
+        }
+        store32(target + x, found);
+    }
+    look_up_loop(source + x, target + x, bytes - x, table);
+}
+
+// ---- Filters: bytes of two lines of taps, multiplied and added in pairs
+
+struct tap_pairs {
+    bytes32 weights[5];
+};
+
+tap_pairs pair_up(const i32 (&k)[9]) {
+    tap_pairs pairs = {};
+    for (u32 n = 0; n < 5; ++n)
+        pairs.weights[n] =
+            splat16(static_cast<i32>((k[2 * n] & 0xFF) | (n < 4 ? k[2 * n + 1] : 0) * 256));
+    return pairs;
+}
+
+struct quotient_rule {
+    bytes32 largest, factor;
+    __m128i shift;
+    bool none;
+};
+
+// A quotient as the high half of a product, exact up to 32,767.
+quotient_rule divide_by(i32 divisor) {
+    i32 bits = 0;
+    while (2 << bits <= divisor)
+        ++bits;
+    const bool power = 1 << bits == divisor;
+    const i32 factor = power ? 32768 : ((65536 << bits) + divisor - 1) / divisor;
+    return {splat16(256 * divisor - 1 > 32767 ? 32767 : 256 * divisor - 1), splat16(factor),
+            shift_count(static_cast<u32>(power ? bits - 1 : bits)), divisor == 1};
+}
+
+VIQ_FORMULA bytes32 divided(bytes32 sum, const quotient_rule &rule) {
+    const bytes32 positive = _mm256_max_epi16(sum, _mm256_setzero_si256());
+    if (rule.none)
+        return positive;
+    const bytes32 bounded = _mm256_min_epi16(positive, rule.largest);
+    return _mm256_srl_epi16(_mm256_mulhi_epu16(bounded, rule.factor), rule.shift);
+}
+
+void filter_blocks(filter_lines lines, u8 *target, u32 bytes, u32 gap, const small_kernel &kernel) {
+    const tap_pairs taps = pair_up(kernel.coefficients);
+    const quotient_rule rule = divide_by(kernel.divisor);
+    u32 x = gap;
+    for (; x + 32 + gap <= bytes; x += 32) {
+        const u8 *from[10] = {lines.above + x - gap,   lines.above + x,   lines.above + x + gap,
+                              lines.current + x - gap, lines.current + x, lines.current + x + gap,
+                              lines.below + x - gap,   lines.below + x,   lines.below + x + gap,
+                              lines.below + x};
+        bytes32 low = _mm256_setzero_si256();
+        bytes32 high = low;
+        for (u32 n = 0; n < 5; ++n) {
+            const words2 both = interleave(load32(from[2 * n]), load32(from[2 * n + 1]));
+            low = _mm256_add_epi16(low, _mm256_maddubs_epi16(both.low, taps.weights[n]));
+            high = _mm256_add_epi16(high, _mm256_maddubs_epi16(both.high, taps.weights[n]));
+        }
+        store32(target + x, pack_words(divided(low, rule), divided(high, rule)));
+    }
+    filter_bytes(lines, target, bytes, gap, kernel, i32{0}, x);
+}
+
+// ---- Measurements
+
+void shade_blocks(const u8 *source, const u8 *offsets, const u8 *gains, u8 *target, u32 pixels) {
+    u32 x = 0;
+    for (; x + 16 <= pixels; x += 16) {
+        const bytes32 above = _mm256_subs_epu16(load32(source + 2 * x), load32(offsets + 2 * x));
+        const bytes32 gain = load32(gains + 2 * x);
+        const bytes32 high = _mm256_mulhi_epu16(above, gain);
+        const bytes32 product = _mm256_or_si256(
+            _mm256_slli_epi16(high, 4), _mm256_srli_epi16(_mm256_mullo_epi16(above, gain), 12));
+        const bytes32 fits = _mm256_cmpeq_epi16(_mm256_min_epu16(high, splat16(4095)), high);
+        store32(target + 2 * x, _mm256_or_si256(product, _mm256_xor_si256(fits, splat16(0xFFFF))));
+    }
+    shade_loop(source + 2 * x, offsets + 2 * x, gains + 2 * x, target + 2 * x, pixels - x);
+}
+
+VIQ_FORMULA u64 sum64(bytes32 v) {
+    alignas(32) u64 parts[4];
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(parts), v);
+    return parts[0] + parts[1] + parts[2] + parts[3];
+}
+
+VIQ_FORMULA bytes32 sum_of_bytes(bytes32 v) {
+    return _mm256_sad_epu8(v, _mm256_setzero_si256());
+}
+
+byte_range range_blocks(const u8 *source, u32 bytes) {
+    bytes32 sum = _mm256_setzero_si256();
+    bytes32 least = splat8(255);
+    bytes32 most = sum;
+    u32 x = 0;
+    for (; x + 32 <= bytes; x += 32) {
+        const bytes32 v = load32(source + x);
+        sum = _mm256_add_epi64(sum, sum_of_bytes(v));
+        least = _mm256_min_epu8(least, v);
+        most = _mm256_max_epu8(most, v);
+    }
+    alignas(32) u8 extremes[2][32];
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(extremes[0]), least);
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(extremes[1]), most);
+    byte_range range = range_loop(source + x, bytes - x);
+    range.sum += sum64(sum);
+    for (u32 n = 0; n < 32; ++n) {
+        range.least = extremes[0][n] < range.least ? extremes[0][n] : range.least;
+        range.most = extremes[1][n] > range.most ? extremes[1][n] : range.most;
+    }
+    return range;
+}
+
+void sum_hsi_blocks(const u8 *source, u32 pixels, u64 (&sums)[3]) {
+    bytes32 by_byte[4] = {};
+    u32 x = 0;
+    for (; x + 8 <= pixels; x += 8) {
+        const bytes32 v = load32(source + std::size_t{4} * x);
+        for (u32 n = 0; n < 4; ++n)
+            by_byte[n] = _mm256_add_epi64(
+                by_byte[n], sum_of_bytes(_mm256_and_si256(
+                                v, _mm256_set1_epi32(static_cast<i32>(0xFFu << 8 * n)))));
+    }
+    sums[0] += sum64(by_byte[0]) + (sum64(by_byte[1]) << 8);
+    sums[1] += sum64(by_byte[2]);
+    sums[2] += sum64(by_byte[3]);
+    sum_hsi_loop(source + std::size_t{4} * x, pixels - x, sums);
+}
+
+// Sixteen samples without their lowest bits and 128, as words.
+VIQ_FORMULA bytes32 centred_words(__m128i samples) {
+    const __m128i kept = _mm_and_si128(samples, _mm_set1_epi8(static_cast<char>(0xFC)));
+    return _mm256_cvtepi8_epi16(_mm_xor_si128(kept, _mm_set1_epi8(static_cast<char>(0x80))));
+}
+
+// Luma of YUV 4:2:2, the low bytes of words.
+VIQ_FORMULA bytes32 centred_luma(const u8 *source) {
+    return _mm256_sub_epi16(_mm256_and_si256(load32(source), splat16(0xFC)), splat16(128));
+}
+
+// Each sum of two products has 17 bits; 32768 of them fit 32.
+template <u32 step> VIQ_FORMULA i64 correlate_part(const u8 *a, const u8 *b, u32 samples) {
+    bytes32 sum = _mm256_setzero_si256();
+    for (u32 n = 0; n < samples; n += 16) {
+        const u8 *at_a = a + std::size_t{n} * step;
+        const u8 *at_b = b + std::size_t{n} * step;
+        sum = _mm256_add_epi32(
+            sum, step == 1
+                     ? _mm256_madd_epi16(centred_words(load16(at_a)), centred_words(load16(at_b)))
+                     : _mm256_madd_epi16(centred_luma(at_a), centred_luma(at_b)));
+    }
+    alignas(32) i32 parts[8];
+    _mm256_store_si256(reinterpret_cast<bytes32 *>(parts), sum);
+    i64 total = 0;
+    for (const i32 part : parts)
+        total += part;
+    return total;
+}
+
+template <u32 step> VIQ_FORMULA i64 correlate_blocks(const u8 *a, const u8 *b, u32 samples) {
+    constexpr u32 part = 16 * 32768;
+    i64 total = 0;
+    // Words of two bytes need the byte behind the last sample.
+    while (samples > 16) {
+        const u32 count = (samples - 1 < part ? samples - 1 : part) / 16 * 16;
+        total += correlate_part<step>(a, b, count);
+        a += std::size_t{count} * step;
+        b += std::size_t{count} * step;
+        samples -= count;
+    }
+    return total + correlate_loop(a, b, samples, step);
+}
+
+i64 correlate_samples(const u8 *a, const u8 *b, u32 samples, u32 step) {
+    return step == 1   ? correlate_blocks<1>(a, b, samples)
+           : step == 2 ? correlate_blocks<2>(a, b, samples)
+                       : correlate_loop(a, b, samples, step);
+}
+
+// ---- False colour
+
+// Two pairs at a time; the four bytes behind them belong to what is written next.
+void pseudo_yuv_blocks(const u8 *source, u8 *target, u32 pairs) {
+    static constexpr lane_bytes order = lane_of([](u32 place) {
+        constexpr u8 pair[6] = {0, 1, 3, 2, 1, 3};
+        return place < 12 ? place / 6 * 4 + pair[place % 6] : no_byte;
+    });
+    const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i *>(order.at));
+    for (; pairs >= 4; pairs -= 2, source += 8, target += 12)
+        store16(target, _mm_shuffle_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(source)),
+                                         shuffle));
+    pseudo_yuv_from(source, target, pairs);
+}
+
+// The estimate is the quotient or one less, which the remainder tells.
+VIQ_FORMULA bytes32 hue_bytes(bytes32 hues) {
+    const bytes32 estimate = _mm256_mulhi_epu16(hues, splat16(46057));
+    const bytes32 rest = _mm256_sub_epi16(_mm256_mullo_epi16(hues, splat16(253)),
+                                          _mm256_mullo_epi16(estimate, splat16(360)));
+    const bytes32 one_less = _mm256_cmpgt_epi16(rest, splat16(359));
+    return low_bytes(_mm256_sub_epi16(estimate, one_less));
+}
+
+// Eight pixels at a time; the bytes behind them belong to what is written next.
+void pseudo_hsi_blocks(const u8 *source, u8 *target, u32 pixels) {
+    static constexpr lane_bytes order = lane_of([](u32 place) {
+        constexpr u8 pixel[3] = {0, 2, 3};
+        return place < 12 ? place / 3 * 4 + pixel[place % 3] : no_byte;
+    });
+    for (; pixels >= 10; pixels -= 8, source += 32, target += 24) {
+        const bytes32 hsi = load32(source);
+        const bytes32 rgb = _mm256_blend_epi16(hue_bytes(hsi), hsi, 0xAA);
+        store_lanes(target, target + 12, _mm256_shuffle_epi8(rgb, both_lanes(order)));
+    }
+    pseudo_hsi_from(source, target, pixels);
+}
+
+constexpr process_kernels make_kernels() {
+    process_kernels kernels = loop_kernels();
+    kernels.reverse[1] = reverse_blocks<1>;
+    kernels.reverse[2] = reverse_blocks<2>;
+    kernels.reverse[3] = reverse_threes;
+    kernels.reverse[4] = reverse_blocks<4>;
+    kernels.reverse_pairs = reverse_pair_blocks;
+    kernels.transpose[1] = transpose_blocks<1, transpose_bytes>;
+    kernels.transpose[2] = transpose_blocks<2, transpose_words>;
+    kernels.transpose[3] = transpose_blocks<3, transpose_threes>;
+    kernels.transpose[4] = transpose_blocks<4, transpose_doubles>;
+    kernels.resample = resample_groups;
+    kernels.blend = blend_blocks;
+    kernels.look_up = look_up_blocks;
+    kernels.shade = shade_blocks;
+    kernels.correlate = correlate_samples;
+    kernels.range_of = range_blocks;
+    kernels.sum_hsi = sum_hsi_blocks;
+    kernels.filter_small = filter_blocks;
+    kernels.pseudo_yuv = pseudo_yuv_blocks;
+    kernels.pseudo_hsi = pseudo_hsi_blocks;
+    return kernels;
+}
+
+} // namespace
+
+constexpr process_kernels avx2_process = make_kernels();
+
+} // namespace viq
