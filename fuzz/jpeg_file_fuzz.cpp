@@ -28,7 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     std::FILE *file = std::fopen(place.file.c_str(), "wb");
     if (file == nullptr)
         return 0;
-    std::fwrite(data, 1, size, file);
+    if (size > 0)
+        std::fwrite(data, 1, size, file);
     std::fclose(file);
 
     const u32 jpeg = VIQ_JPEG_image_create();

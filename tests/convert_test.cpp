@@ -125,9 +125,9 @@ bytes lines_by_kernel(const picture &in, const picture &out, u32 lines) {
 
 TEST_P(Convert, StripsOfAnyHeightGiveTheLinesOfThePicture) {
     for_every_pair([](const tested_converter &c, u16 format) {
-        for (const u32 width : {1, 2, 3, 7, 12, 33})
-            for (const u32 lines : {1, 2, 5, 9})
-                for (const u32 alignment : {1, 2, 4, 8}) {
+        for (const u32 width : numbers{1, 2, 3, 7, 12, 33})
+            for (const u32 lines : numbers{1, 2, 5, 9})
+                for (const u32 alignment : numbers{1, 2, 4, 8}) {
                     if (c.from_yuv422 && width % 2 == 1)
                         continue;
                     SCOPED_TRACE(text_of("width", width, "by", lines, "alignment", alignment));
@@ -272,7 +272,7 @@ TEST_P(Convert, SequencesGoOnUntilTheHeightOrCommandFour) {
     EXPECT_OK(convert(missing, 4)); // ends it with any pair of images
     EXPECT_OK(convert(third, 0));   // other commands only set up
     EXPECT_EQ(third->pixel_format, VIQ_BGR24);
-    for (const u32 lines : {2, 2, 1}) {
+    for (const u32 lines : numbers{2, 2, 1}) {
         EXPECT_OK(convert(third, 3));
         EXPECT_EQ(third->lines_per_strip, lines);
     }
@@ -378,7 +378,7 @@ void convert_for_bitmap(u32 in, u32 out, u16 from, u16 target) {
 
 TEST_P(Convert, BitmapsStandUpsideDown) {
     for (const u16 format : with(to_24, {VIQ_PALETTED, VIQ_YUV422}))
-        for (const u32 option : {0, 8, 16, 24, 32}) {
+        for (const u32 option : numbers{0, 8, 16, 24, 32}) {
             SCOPED_TRACE(text_of(format, "option", option));
             const u16 targets[] = {is_mapped(format) ? u16{VIQ_PALETTED} : u16{VIQ_BGR24},
                                    VIQ_PALETTED, VIQ_RGB15, VIQ_BGR24, VIQ_BGRX32};
@@ -389,7 +389,7 @@ TEST_P(Convert, BitmapsStandUpsideDown) {
             convert_for_bitmap(in, expected, format, target);
             const bytes upright = pixels_of(expected);
             const std::size_t line = upright.size() / 5;
-            for (const u32 lines : {5, 2}) {
+            for (const u32 lines : numbers{5, 2}) {
                 VIQ_image_set_flags(out, VIQ_FLAG_DIB, 1);
                 bytes bitmap;
                 by_strips(in, lines, [&](const picture &strip) {

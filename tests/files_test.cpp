@@ -17,7 +17,7 @@ bytes bitmap_of(const picture &p) {
     const u32 offset = pixel == 1 ? 1078 : 54;
     const u32 line = (p->width * pixel + 3) / 4 * 4;
     bytes file = {'B', 'M'};
-    for (const u32 value : {p->height * line + offset, 0u, offset, 40u, p->width, p->height})
+    for (const u32 value : numbers{p->height * line + offset, 0u, offset, 40u, p->width, p->height})
         put(file, value, 4);
     put(file, 1, 2);
     put(file, pixel * 8, 2);
@@ -60,7 +60,7 @@ TEST(Bitmaps, AreWrittenAndReadByStripsOfAnyHeight) {
     for (const u16 format : words{VIQ_RGB24, VIQ_Y8, VIQ_PALETTED})
         for (u32 width = 1; width <= 9; ++width)
             for (u32 height = 1; height <= 9; height += 2)
-                for (const u32 lines : {1, 2, 3, 9, 12}) {
+                for (const u32 lines : numbers{1, 2, 3, 9, 12}) {
                     SCOPED_TRACE(text_of(format, width, "x", height, "by", lines));
                     const picture whole(format, width, height, 1 + lines % 4), strip, gathered;
                     paint(whole);
@@ -144,7 +144,7 @@ TEST(BadFiles, EveryTruncationIsAnError) {
 TEST(BadFiles, EveryChangeOfTheHeaderIsAnErrorOrAPicture) {
     const bytes good = small_bitmap(VIQ_RGB24);
     for (std::size_t at = 0; at < 54; ++at)
-        for (const u32 change : {0x01, 0x02, 0x08, 0x10, 0x80, 0xFF}) {
+        for (const u32 change : numbers{0x01, 0x02, 0x08, 0x10, 0x80, 0xFF}) {
             bytes file = good;
             file[at] = static_cast<u8>(file[at] ^ change);
             const picture p;
@@ -258,7 +258,7 @@ TEST(Writers, ReportAFullDisk) {
     if (!std::filesystem::exists("/dev/full"))
         GTEST_SKIP();
     for (const auto &[name, worker, write] : writers)
-        for (const u32 height : {2, 2000}) { // within the stream's buffer, and beyond it
+        for (const u32 height : numbers{2, 2000}) { // within the stream's buffer, and beyond it
             const picture p(VIQ_RGB24, 300, height);
             paint(p);
             set_lines(p, height / 2);
@@ -371,7 +371,7 @@ TEST(AnyFormat, IsReadWholeOrByStrips) {
         }
         set_lines(whole, 3);
         bytes gathered;
-        for (const u32 lines : {3, 3, 1}) {
+        for (const u32 lines : numbers{3, 3, 1}) {
             set_lines(strip, 3);
             EXPECT_OK(VIQ_image_read(strip, memory, 3));
             EXPECT_EQ(strip->lines_per_strip, lines);
@@ -406,7 +406,7 @@ TEST(AnyFormat, FailuresEndTheReading) {
     const failure unknown = {"VIQ_image_read", 0x10070000, "Unsupported/unrecognized image format"};
     const std::pair<bytes, failure> cases[] = {
         {{1, 2, 3}, unknown},
-        {{'D', 'W', 'T'}, unknown},
+        {{'D', 'W', 'T'}, {"VIQ_WVLT_file_read", 0x10040000, "Not a WVLT image"}},
         {bytes(good.begin(), good.end() - 1), {"VIQ_read_BMP_file", 0x10050000, "Corrupt image"}}};
     for (const auto &[content, expected] : cases) {
         write_file(p->infilename, content);

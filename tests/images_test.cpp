@@ -409,7 +409,7 @@ TEST(Ownership, SharedObjectsAndMapsAreFreedOnce) {
     const picture p, q, r;
     EXPECT_OK(VIQ_image_set_ptr(q, VIQ_PTR_CMAP, p->colourmap));
     EXPECT_OK(VIQ_image_set_ptr(r, VIQ_PTR_IMAGE, VIQ_image_get_ptr(p, VIQ_PTR_IMAGE)));
-    for (const u32 handle : {p.handle, r.handle})
+    for (const u32 handle : numbers{p.handle, r.handle})
         VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, VIQ_RGB24);
     EXPECT_ERROR(VIQ_convert_to_Y8(p, r, 3), 0x10030000, "Input and output image are the same");
     EXPECT_OK(VIQ_image_destroy(p));

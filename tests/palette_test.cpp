@@ -246,8 +246,8 @@ TEST_P(Palettes, HoldTheMostFrequentColours) {
         {VIQ_Y8, 8, {4, 4, 4, 8}, 0, 256},     {VIQ_Y8, 8, {4, 4, 4, 3}, 16, 20},
         {VIQ_Y16, 11, {4, 4, 4, 8}, 0, 30},    {VIQ_Y16, 16, {4, 4, 4, 5}, 0, 256}};
     for (const generation &g : generations)
-        for (const u32 width : {1, 16, 33})
-            for (const u32 lines : {7, 40}) {
+        for (const u32 width : numbers{1, 16, 33})
+            for (const u32 lines : numbers{7, 40}) {
                 SCOPED_TRACE(text_of(&g - generations, "width", width, "by", lines));
                 ASSERT_NO_FATAL_FAILURE(check_generation(g, width, lines));
             }
@@ -282,8 +282,8 @@ TEST_P(Palettes, GenerationRefusesWhatItCannotCount) {
 
 TEST_P(Palettes, PixelsTakeTheirBinsEntryOrTheNearest) {
     for (const u16 format : words{VIQ_RGB24, VIQ_Y8})
-        for (const u32 width : {1, 8, 33})
-            for (const u32 lines : {40, 3}) {
+        for (const u32 width : numbers{1, 8, 33})
+            for (const u32 lines : numbers{40, 3}) {
                 const picture whole(format, width, 40), out, gathered;
                 paint(whole);
                 generate_by_strips(whole, 20, lines);

@@ -152,7 +152,7 @@ TEST(Copies, TakeTheParametersAlong) {
 
 TEST(Copies, TakeTheStripAlong) {
     for (const known_format &row : known_formats)
-        for (const u32 alignment : {1, 2, 3, 4, 8}) {
+        for (const u32 alignment : numbers{1, 2, 3, 4, 8}) {
             const picture in(row.code, 11, 5, alignment), out;
             fill_with_noise(in);
             EXPECT_OK(VIQ_image_copy(in, out));
@@ -173,8 +173,8 @@ TEST(Copies, TakeTheStripAlong) {
 // ---- Memory images
 
 TEST(MemoryImages, AreTakenApartAndGatheredByStripsOfAnyHeight) {
-    for (const u32 height : {1, 2, 7, 20})
-        for (const u32 lines : {1, 2, 3, 8, 19, 20, 30}) {
+    for (const u32 height : numbers{1, 2, 7, 20})
+        for (const u32 lines : numbers{1, 2, 3, 8, 19, 20, 30}) {
             SCOPED_TRACE(text_of(height, "by", lines));
             const picture whole(VIQ_RGB24, 13, height, 4), gathered;
             fill_with_noise(whole);
@@ -198,7 +198,7 @@ TEST(MemoryImages, EndAfterTheLastLineOrWithCommandFour) {
     EXPECT_EQ(memory->pixel_format + out->pixel_format, 0);
     EXPECT_OK(VIQ_write_to_memory(strip, memory, 3));
     EXPECT_OK(VIQ_write_to_memory(strip, memory, 4));
-    for (const u32 lines : {2, 2, 1}) { // the last strip is cut
+    for (const u32 lines : numbers{2, 2, 1}) { // the last strip is cut
         EXPECT_OK(VIQ_write_to_memory(strip, memory, 3));
         EXPECT_EQ(strip->lines_per_strip, lines);
     }

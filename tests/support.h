@@ -22,6 +22,7 @@ namespace viq {
 
 using bytes = std::vector<u8>;
 using words = std::vector<u16>;
+using numbers = std::vector<u32>;
 
 inline bool has(const words &formats, u32 format) {
     return std::find(formats.begin(), formats.end(), format) != formats.end();

@@ -22,7 +22,7 @@ struct lut {
 
 constexpr u16 masks[] = {8, 4, 2, 1};
 
-TEST(Lut, IsMadeAsTheIdentityInFifteenSlots) {
+TEST(LookupTable, IsMadeAsTheIdentityInFifteenSlots) {
     const char *name = "VIQ_LUT_create";
     EXPECT_REPORT(VIQ_LUT_create(16, 3), name, 0x10030003, "element size must be 1 or 2 bytes");
     EXPECT_REPORT(VIQ_LUT_create(257, 1), name, 0x10030001, "too many LUT elements");
@@ -46,7 +46,7 @@ TEST(Lut, IsMadeAsTheIdentityInFifteenSlots) {
                   "");
 }
 
-TEST(Lut, IsGeneratedByTheFormula) {
+TEST(LookupTable, IsGeneratedByTheFormula) {
     const i16 settings[][6] = {{100, 100, 100, 100, 100, 100}, {120, 100, 100, 100, 100, 100},
                                {100, 150, 100, 50, 100, 200},  {100, 100, 10, 100, 100, 100},
                                {90, 110, 220, 0, 130, 70},     {-5, 300, 500, -1, 999, 100},
@@ -139,7 +139,7 @@ TEST_P(Tables, MapEveryFormat) {
         }
 }
 
-TEST(Lut, TakesYuvThroughRgbWithGains) {
+TEST(LookupTable, TakesYuvThroughRgbWithGains) {
     const lut table(256, 1);
     EXPECT_OK(VIQ_LUT_generate(table.handle, 100, 100, 100, 120, 100, 80));
     const picture in(VIQ_YUV422, 16, 3), out, colours, mapped, expected;
@@ -151,7 +151,7 @@ TEST(Lut, TakesYuvThroughRgbWithGains) {
     EXPECT_EQ(pixels_of(out), pixels_of(expected));
 }
 
-TEST(Lut, PassesLargerValuesAndOtherFormatsOn) {
+TEST(LookupTable, PassesLargerValuesAndOtherFormatsOn) {
     const lut short_table(16, 1), wide(100, 2);
     std::fill_n(short_table.bytes(8), 16, u8{9});
     std::fill_n(wide.words(8), 100, u16{7});
