@@ -154,6 +154,8 @@ TEST_P(Convert, BytesThatAreNoPixelsStayAsTheyWere) {
         VIQ_image_set_flags(locked, VIQ_FLAG_LOCKED, 1);
         VIQ_image_set_ptr(locked, VIQ_PTR_DATA, buffer.data());
         EXPECT_OK(c.convert(in, plain, 3));
+        std::fill_n(plain->data, plain->bytes_per_line - plain->skip_bytes, untouched);
+        EXPECT_OK(c.convert(in, plain, 3));
         EXPECT_OK(c.convert(in, locked, 3));
         const bool spare = has({VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32}, c.target);
         const u32 spare_at = has({VIQ_XBGR32, VIQ_XRGB32}, c.target) ? 0 : 3;

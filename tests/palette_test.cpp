@@ -216,7 +216,8 @@ void check_generation(const generation &g, u32 width, u32 lines) {
 
     const u32 added = g.colours > g.present ? g.colours - g.present : 0u;
     std::sort(counts.rbegin(), counts.rend());
-    const auto distinct = std::find(counts.begin(), counts.end(), 0u) - counts.begin();
+    const auto distinct =
+        static_cast<u32>(std::find(counts.begin(), counts.end(), 0u) - counts.begin());
     EXPECT_EQ(p->num_colours, g.colours);
     EXPECT_EQ(info.colours_to_generate, added);
     EXPECT_EQ(info.distinct_colours, distinct);
@@ -370,7 +371,7 @@ TEST(Hues, AreTheAnglesOfTheChroma) {
         const u16 *hue = nullptr;
         ASSERT_EQ(need_hue_table(hue), 0u);
         const u32 known[][3] = {{128, 128, 180}, {122, 134, 180}, {255, 128, 240}, {135, 128, 240},
-                                {128, 255, 330}, {0, 128, 60},    {128, 0, 150}};
+                                {128, 255, 330}, {0, 128, 60},    {128, 0, 150},   {228, 129, 241}};
         for (const auto &[u, v, degrees] : known)
             EXPECT_EQ(hue[u << 8 | v], degrees) << u << ", " << v;
         // Half a turn of the chroma is half a turn of the hue, but for the rounding.

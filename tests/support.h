@@ -61,12 +61,15 @@ inline u32 record_failure(u32 module, const char *function, u32 code, const char
 }
 
 // A call fails with the last report's code after exactly these reports; without any it returns 0.
-template <class Call> void expect_reports(Call call, const failures &expected) {
-    reported.clear();
-    const u32 code = call();
+inline void expect_outcome(u32 code, const failures &expected) {
     EXPECT_EQ(reported, expected);
     EXPECT_EQ(code, expected.empty() ? 0 : expected.back().code);
     reported.clear();
+}
+
+template <class Call> void expect_reports(Call call, const failures &expected) {
+    reported.clear();
+    expect_outcome(call(), expected);
 }
 
 // "f" of "f(a, b)".
@@ -77,7 +80,8 @@ inline std::string function_in(const char *call) {
 #define EXPECT_REPORTS(call, ...)                                                                  \
     do {                                                                                           \
         SCOPED_TRACE(#call);                                                                       \
-        expect_reports([&] { return call; }, __VA_ARGS__);                                         \
+        reported.clear();                                                                          \
+        expect_outcome(call, __VA_ARGS__);                                                         \
     } while (false)
 #define EXPECT_OK(call) EXPECT_REPORTS(call, {})
 #define EXPECT_REPORT(call, function, code, message)                                               \
