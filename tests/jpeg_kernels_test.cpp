@@ -43,18 +43,19 @@ pixel_rows make_pixels(int kind) {
             break;
         default:
             // The sign pattern of one coefficient, which it takes to its extreme.
-            rows[i] = std::cos((2 * (i % 32 / 2 % 8) + 1) * (kind / 5 % 8) * M_PI / 16) *
-                                  std::cos((2 * (i / 32) + 1) * (kind / 40 % 8) * M_PI / 16) >
-                              0
-                          ? 255
-                          : 0;
+            rows[i] =
+                std::cos((2 * (i % 32 / 2 % 8) + 1) * (kind / 5 % 8) * std::numbers::pi / 16) *
+                            std::cos((2 * (i / 32) + 1) * (kind / 40 % 8) * std::numbers::pi / 16) >
+                        0
+                    ? 255
+                    : 0;
             break;
         }
     return rows;
 }
 
 double basis(u32 frequency, u32 place) {
-    return std::cos((2.0 * place + 1) * frequency * M_PI / 16) *
+    return std::cos((2.0 * place + 1) * frequency * std::numbers::pi / 16) *
            (frequency == 0 ? std::sqrt(0.125) : 0.5);
 }
 
