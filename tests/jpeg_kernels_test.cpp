@@ -1,5 +1,8 @@
 // The block kernels against the transform's definition, and every instruction set against the plain
 // one.
+#include <cmath>
+#include <numbers>
+
 #include "jpeg/kernels.h"
 #include "jpeg_support.h"
 
