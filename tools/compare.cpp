@@ -65,6 +65,12 @@ double psnr_of(double squares, double samples) {
                        : std::numeric_limits<double>::infinity();
 }
 
+double distance(const image &a, const image &b) {
+    difference apart(VIQ_RGB24);
+    apart.add(pixels_of(a.handle), pixels_of(b.handle));
+    return apart.psnr();
+}
+
 std::string psnr_text(double psnr) {
     if (std::isinf(psnr))
         return "identical";

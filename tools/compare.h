@@ -26,6 +26,9 @@ struct difference {
 
 double psnr_of(double squares, double samples); // infinite for equal pictures
 
+// PSNR of two pictures in RGB24.
+double distance(const image &a, const image &b);
+
 std::string psnr_text(double psnr); // with its unit, or "identical"
 
 struct compare_options {

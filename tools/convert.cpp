@@ -1,7 +1,5 @@
 #include "tools/convert.h"
 
-#include "tools/pipeline.h"
-
 namespace tool {
 
 int convert(const convert_options &options) {
@@ -16,10 +14,7 @@ int convert(const convert_options &options) {
         extend(way, format_named(options.format), options.in);
     extend_to_any(way, kind.accepts, options.in);
     const pipeline line = {options.in, processed ? held.handle : 0, way.steps, options.lines};
-    if (kind.code == VIQ_FILE_WAVELET)
-        write_wavelet(run_to_memory(line), options.wavelet, options.out);
-    else
-        run_to_file(line, kind, options.out, options.quality);
+    run_to_file(line, kind, options.out, options.coding);
     return 0;
 }
 

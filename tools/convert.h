@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "tools/pipeline.h"
 #include "tools/process.h"
-#include "tools/wavelet.h"
 #include "viq.h"
 
 namespace tool {
@@ -13,8 +13,7 @@ struct convert_options {
     std::string in, out;
     std::string format; // pixel format on the way, empty for the picture's own
     u32 lines = 64;
-    u16 quality = 32; // factor of JPEG files
-    wavelet_options wavelet;
+    coding_options coding;
     process_options process;
 };
 

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <iterator>
 
+#include "tools/codecs.h"
 #include "tools/compare.h"
-#include "tools/jpeg.h"
 #include "tools/lut.h"
 #include "tools/page.h"
 #include "tools/pipeline.h"
@@ -25,19 +25,16 @@ struct recipe;
 
 gallery show_photograph(const photograph &photo, const fs::path &samples, const fs::path &out);
 const file_kind &bmp();
-const file_kind &kind_of(const recipe &what);
 shot original_shot(const fs::path &from, const fs::path &to);
 shot make_shot(const recipe &what, const fs::path &from, const fs::path &to, const image &original);
 pipeline convert_pipeline(const recipe &what, const std::string &file);
 image upright_dib(const recipe &what, const std::string &file);
-image as_rgb24(const std::string &file);
 image cube_paletted(const recipe &what, const image &original, std::string &note);
-double distance(const image &original, const image &result);
 route_table run_every_route(const std::string &file);
 double run_route(const image &original, u16 from, u16 to);
 void print_table(const std::vector<gallery> &galleries);
 
-enum class way { convert, dither, dib, search, table, jpeg, process };
+enum class way { convert, dither, dib, search, table, process };
 
 struct recipe {
     const char *group;
@@ -47,21 +44,18 @@ struct recipe {
     way how = way::convert;
     u16 format = VIQ_PALETTED;
     palette_rule palette = {};
-    u32 depth = 0;               // of a device-independent bitmap
-    u16 quality = usual_quality; // factor of a JPEG file
+    u32 depth = 0; // of a device-independent bitmap
     process_options process = {};
 };
 
 constexpr const char *packed = "Pixel formats";
 constexpr const char *palettes = "Palettes";
-constexpr const char *jpegs = jpeg_group;
 constexpr const char *dibs = "Device-independent bitmaps";
 
 constexpr const char *processing = "Processing";
 
 recipe processed(const char *id, const char *name, const char *note, process_options options) {
-    return {processing, id, name, note,          way::process,
-            VIQ_RGB24,  {}, 0,    usual_quality, std::move(options)};
+    return {processing, id, name, note, way::process, VIQ_RGB24, {}, 0, std::move(options)};
 }
 
 const recipe recipes[] = {
@@ -138,13 +132,6 @@ const recipe recipes[] = {
     {palettes, "dithered", "3-3-2 dithered", "the same cube with carried remainders", way::dither},
     {palettes, "search", "3-3-2 cube by search", "each colour searched once", way::search},
     {palettes, "table", "3-3-2 cube by table", "16-bit colour looked up", way::table},
-    {jpegs, "jpeg2", "Factor 2", "eight times the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 2},
-    {jpegs, "jpeg4", "Factor 4", "four times the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 4},
-    {jpegs, "jpeg8", "Factor 8", "twice the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 8},
-    {jpegs, "jpeg16", "Factor 16", "the standard tables", way::jpeg, VIQ_RGB24, {}, 0, 16},
-    {jpegs, "jpeg32", "Factor 32", "half the standard steps", way::jpeg, VIQ_RGB24, {}, 0, 32},
-    {jpegs, "jpeg64", "Factor 64", "a quarter of them", way::jpeg, VIQ_RGB24, {}, 0, 64},
-    {jpegs, "jpeg200", "Factor 200", "hardly any loss", way::jpeg, VIQ_RGB24, {}, 0, 200},
     {dibs, "dib", "DIB", "depth chosen by the picture, shown upright", way::dib},
     {dibs, "dib8", "DIB, 8 bits", "with its colourmap", way::dib, VIQ_PALETTED, {}, 8},
     {dibs, "dib16", "DIB, 16 bits", "RGB15", way::dib, VIQ_PALETTED, {}, 16},
@@ -206,18 +193,16 @@ gallery show_photograph(const photograph &photo, const fs::path &samples, const 
     gallery g{photo, {original_shot(from, out / (name + ".bmp"))}};
     const image original = as_rgb24(from.string());
     for (const recipe &what : recipes)
-        g.shots.push_back(make_shot(
-            what, from, out / (name + "-" + what.id + kind_of(what).extension), original));
+        g.shots.push_back(
+            make_shot(what, from, out / (name + "-" + what.id + bmp().extension), original));
+    for (shot &s : codec_shots(photo, from, out, original))
+        g.shots.push_back(std::move(s));
     return g;
 }
 
 // Browsers show it.
 const file_kind &bmp() {
     return kind_of_path("page.bmp");
-}
-
-const file_kind &kind_of(const recipe &what) {
-    return what.how == way::jpeg ? kind_of_path("page.jpg") : bmp();
 }
 
 shot original_shot(const fs::path &from, const fs::path &to) {
@@ -249,7 +234,7 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     } else {
         line = convert_pipeline(what, file);
     }
-    run_to_file(line, kind_of(what), to.string(), what.quality);
+    run_to_file(line, bmp(), to.string());
     const picture result = read_header(to.string());
     return {
         what.group,        what.name,    note,          to.filename().string(),
@@ -265,7 +250,7 @@ pipeline convert_pipeline(const recipe &what, const std::string &file) {
         extend_dithered(r, file);
     else
         extend(r, what.format, file, what.palette);
-    extend_to_any(r, kind_of(what).accepts, file);
+    extend_to_any(r, bmp().accepts, file);
     return {file, 0, r.steps};
 }
 
@@ -284,12 +269,6 @@ image upright_dib(const recipe &what, const std::string &file) {
         std::memcpy(to.line(y), from.line(from.lines - 1 - y),
                     std::min(to.bytes_per_line, from.bytes_per_line));
     return upright;
-}
-
-image as_rgb24(const std::string &file) {
-    route r = route_from(read_header(file));
-    extend(r, VIQ_RGB24, file);
-    return run_to_memory({file, 0, r.steps});
 }
 
 // The colours of the cube, once by searching for the nearest and once by the table; a table takes
@@ -328,12 +307,6 @@ image cube_paletted(const recipe &what, const image &original, std::string &note
     return out;
 }
 
-double distance(const image &original, const image &result) {
-    difference apart(VIQ_RGB24);
-    apart.add(pixels_of(original.handle), pixels_of(result.handle));
-    return apart.psnr();
-}
-
 route_table run_every_route(const std::string &file) {
     const image original = as_rgb24(file);
     route_table table;
@@ -358,7 +331,7 @@ void print_table(const std::vector<gallery> &galleries) {
     for (const gallery &g : galleries)
         std::printf("%12s", g.photo.name);
     std::printf("\n");
-    for (std::size_t row = 1; row <= std::size(recipes); ++row) {
+    for (std::size_t row = 1; row < galleries.front().shots.size(); ++row) {
         std::printf("%-32s", galleries.front().shots[row].name.c_str());
         for (const gallery &g : galleries)
             std::printf("%12s", psnr_text(g.shots[row].psnr).c_str());

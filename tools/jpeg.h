@@ -9,8 +9,6 @@
 
 namespace tool {
 
-constexpr u16 usual_quality = 32;
-
 bool is_jpeg(const std::string &file);
 
 // An image with a JPEG record.

@@ -137,19 +137,20 @@ action convert_verb(CLI::App &app) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
-    app.add_option("--quality", options->quality, "Quality factor of JPEG files; 16 is standard")
+    app.add_option("--quality", options->coding.quality,
+                   "Quality factor of JPEG files; 16 is standard")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, 400));
-    app.add_option("--wavelet-quality", options->wavelet.quality, "Quality of a .dwt file")
+    app.add_option("--wavelet-quality", options->coding.wavelet.quality, "Quality of a .dwt file")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(0, 400));
-    app.add_option("--subbands", options->wavelet.subbands, "Decompositions of a .dwt file")
+    app.add_option("--subbands", options->coding.wavelet.subbands, "Decompositions of a .dwt file")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, 32));
-    app.add_flag("--small", options->wavelet.small, "Smaller .dwt files, in more time");
+    app.add_flag("--small", options->coding.wavelet.small, "Smaller .dwt files, in more time");
     declare_processing(app, options->process);
     app.add_option("IN", options->in, "Picture to read")->required();
     app.add_option("OUT", options->out, "File to write: " + tool::known_extensions())->required();

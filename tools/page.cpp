@@ -65,8 +65,9 @@ td.none { color: var(--line); } td.exact { color: var(--accent); }
 .plot { background: var(--card); border: 1px solid var(--line); border-radius: 10px;
         display: block; margin-bottom: 14px; font-size: 11px; }
 .plot line { stroke: var(--line); } .plot text { fill: var(--soft); }
-.plot polyline { fill: none; stroke: var(--accent); stroke-width: 2; }
-.plot circle { fill: var(--accent); }
+.plot polyline { fill: none; stroke: currentColor; stroke-width: 2; }
+.plot circle, .plot .name { fill: currentColor; }
+.plot .curve0 { color: #b8651b; } .plot .curve1 { color: #4a7fc1; } .plot .curve2 { color: var(--accent); }
 footer { height: 60px; }
 )";
 
@@ -126,7 +127,8 @@ std::string card(const shot &s, const shot &original) {
                        size + s.name + "\">";
     const bool changed = s.file != original.file;
     if (changed)
-        text += "<img class=\"before\" src=\"" + original.file + size + "original\">";
+        text += "<img class=\"before\" src=\"" + (s.before.empty() ? original.file : s.before) +
+                size + "original\">";
     text += "</a><figcaption><b>" + s.name + "</b><span>" + s.note +
             "</span><dl><div><dt>size</dt><dd>" + kilobytes(s.bytes) + "</dd></div>";
     if (changed)
@@ -166,18 +168,25 @@ std::string rate_plot(const gallery &g) {
     for (double bits = 0.125; bits <= most_bits; bits *= 4)
         text += "<text" + place("x", x_of(bits) - 8, "y", height - 8) + ">" + number(bits) +
                 "</text>\n";
-    std::string points;
-    std::string dots;
-    for (const shot &s : g.shots) {
-        if (s.group != jpeg_group)
-            continue;
-        const double bits = 8.0 * static_cast<double>(s.bytes) / (double(s.width) * s.height);
-        points += number(x_of(bits)) + "," + number(y_of(s.psnr)) + " ";
-        dots += "<circle r=\"4\"" + place("cx", x_of(bits), "cy", y_of(s.psnr)) + "><title>" +
-                s.name + ": " + number(bits) + " bits a pixel, " + psnr_text(s.psnr) +
-                "</title></circle>\n";
+    int curve = 0;
+    for (const char *group : {jpeg_group, fast_group, small_group}) {
+        std::string points;
+        std::string dots;
+        for (const shot &s : g.shots) {
+            if (s.group != group)
+                continue;
+            const double bits = 8.0 * static_cast<double>(s.bytes) / (double(s.width) * s.height);
+            points += number(x_of(bits)) + "," + number(y_of(s.psnr)) + " ";
+            dots += "<circle r=\"3\"" + place("cx", x_of(bits), "cy", y_of(s.psnr)) + "><title>" +
+                    group + ", " + s.name + ": " + number(bits) + " bits a pixel, " +
+                    psnr_text(s.psnr) + "</title></circle>\n";
+        }
+        text += "<g class=\"curve" + std::to_string(curve) + "\"><polyline points=\"" + points +
+                "\"/>\n" + dots + "<text class=\"name\"" + place("x", 52, "y", 26 + 16 * curve) +
+                ">" + group + "</text></g>\n";
+        ++curve;
     }
-    return text + "<polyline points=\"" + points + "\"/>\n" + dots + "</svg>\n";
+    return text + "</svg>\n";
 }
 
 std::string route_section(const route_table &routes) {

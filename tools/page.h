@@ -12,8 +12,10 @@
 
 namespace tool {
 
-// The group of shots whose sizes and losses are also drawn as a curve.
-constexpr const char *jpeg_group = "JPEG by quality factor";
+// The groups of shots whose sizes and losses are also drawn as curves.
+constexpr const char *jpeg_group = "JPEG";
+constexpr const char *fast_group = "Wavelet, fast";
+constexpr const char *small_group = "Wavelet, small";
 
 // One picture on the page.
 struct shot {
@@ -21,7 +23,8 @@ struct shot {
     std::string file; // beside the page
     std::uintmax_t bytes = 0;
     u32 width = 0, height = 0;
-    double psnr = 0; // against the original
+    double psnr = 0;         // against the original
+    std::string before = {}; // shown under the pointer; empty: the original
 };
 
 struct gallery {

@@ -7,7 +7,6 @@
 
 #include "tools/jpeg.h"
 #include "tools/progress.h"
-#include "tools/wavelet.h"
 
 namespace tool {
 
@@ -19,12 +18,6 @@ volatile std::sig_atomic_t interrupted = 0;
 
 void open_source(u32 handle, const std::string &file, bool packed = false);
 void use_whole_colourmap(u32 strip);
-// TIFF files hold a full colourmap.
-void use_whole_colourmap(u32 strip) {
-    if (format_of(strip) == VIQ_PALETTED)
-        VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
-}
-
 strip_sink palette_sink(const palette_rule &rule, const std::string &file, image &palette);
 void pump(const pipeline &line, std::size_t steps, const std::vector<image> &palettes,
           const strip_sink &sink);
@@ -73,21 +66,22 @@ void run(const pipeline &given, const strip_sink &sink) {
 }
 
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
-                 u16 quality) {
+                 const coding_options &how) {
     const bool jpeg = kind.code == VIQ_FILE_JPEG;
-    // The coder takes whole pictures.
-    if (jpeg && (line.held == 0 || !line.steps.empty())) {
+    const bool wavelet = kind.code == VIQ_FILE_WAVELET;
+    // The coders take whole pictures.
+    if ((jpeg || wavelet) && (line.held == 0 || !line.steps.empty())) {
         const image whole = run_to_memory(line);
-        run_to_file({line.file, whole.handle, {}, line.lines}, kind, path, quality);
+        run_to_file({line.file, whole.handle, {}, line.lines}, kind, path, how);
         return;
     }
     put_in_place(path, [&](const std::string &draft) {
         bool open = false;
         const auto write = [&](u32 strip, bool last) {
-            if (jpeg) {
-                write_jpeg(strip, quality, draft, path);
-                return;
-            }
+            if (jpeg)
+                return write_jpeg(strip, how.quality, draft, path);
+            if (wavelet)
+                return write_wavelet(strip, how.wavelet, draft, path);
             check(VIQ_image_set_outfilename(strip, draft.c_str()), path);
             if (kind.code == VIQ_FILE_TIFF)
                 use_whole_colourmap(strip);
@@ -136,6 +130,12 @@ image run_to_memory(const pipeline &line) {
     return whole;
 }
 
+image as_rgb24(const std::string &file) {
+    route r = route_from(read_header(file));
+    extend(r, VIQ_RGB24, file);
+    return run_to_memory({file, 0, r.steps});
+}
+
 route route_from(const picture &start) {
     route from{};
     from.format = start.format;
@@ -144,6 +144,12 @@ route route_from(const picture &start) {
 }
 
 namespace {
+
+// TIFF files hold a full colourmap.
+void use_whole_colourmap(u32 strip) {
+    if (format_of(strip) == VIQ_PALETTED)
+        VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
+}
 
 // The header alone arrives when both the height and the lines of a strip are 0.
 void open_source(u32 handle, const std::string &file, bool packed) {

@@ -8,6 +8,7 @@
 #include "tools/formats.h"
 #include "tools/image.h"
 #include "tools/routes.h"
+#include "tools/wavelet.h"
 
 namespace tool {
 
@@ -42,10 +43,17 @@ struct strip_sink {
 // Runs the whole picture through; palettes of the steps are built in passes of their own first.
 void run(const pipeline &line, const strip_sink &sink);
 
+constexpr u16 usual_quality = 32;
+
+// How the kinds of file that lose something are written.
+struct coding_options {
+    u16 quality = usual_quality; // factor of JPEG files
+    wavelet_options wavelet = {};
+};
+
 // Ends with a file; nothing is left under its name, or changed, when anything fails.
-// The quality factor is that of JPEG files.
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
-                 u16 quality = 32);
+                 const coding_options &how = {});
 
 // Lets a file be written under another name and then put in its place; nothing is left of it when
 // anything fails.
@@ -54,6 +62,7 @@ void put_in_place(const std::string &path,
 
 // Ends with the whole picture in an image.
 image run_to_memory(const pipeline &line);
+image as_rgb24(const std::string &file);
 
 // A route that starts where the picture is.
 route route_from(const picture &start);

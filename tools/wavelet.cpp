@@ -1,7 +1,5 @@
 #include "tools/wavelet.h"
 
-#include "tools/pipeline.h"
-
 namespace tool {
 
 namespace {
@@ -28,15 +26,14 @@ image read_wavelet(const std::string &file) {
     return out;
 }
 
-void write_wavelet(const image &whole, const wavelet_options &options, const std::string &path) {
+void write_wavelet(u32 picture, const wavelet_options &options, const std::string &path,
+                   const std::string &name) {
     const image wavelet(VIQ_WVLT_image_create(options.small ? small_coding : fast_coding));
-    check(VIQ_WVLT_set_Quality_factor(wavelet.handle, options.quality), path);
-    check(VIQ_WVLT_set_subbands(wavelet.handle, options.subbands), path);
-    check(VIQ_WVLT_compress(whole.handle, wavelet.handle, VIQ_STRIP_NEXT), path);
-    put_in_place(path, [&](const std::string &draft) {
-        check(VIQ_image_set_outfilename(wavelet.handle, draft.c_str()), path);
-        check(VIQ_image_write(wavelet.handle, 0, VIQ_FILE_WAVELET, VIQ_STRIP_NEXT), path);
-    });
+    check(VIQ_WVLT_set_Quality_factor(wavelet.handle, options.quality), name);
+    check(VIQ_WVLT_set_subbands(wavelet.handle, options.subbands), name);
+    check(VIQ_WVLT_compress(picture, wavelet.handle, VIQ_STRIP_NEXT), name);
+    check(VIQ_image_set_outfilename(wavelet.handle, path.c_str()), name);
+    check(VIQ_image_write(wavelet.handle, 0, VIQ_FILE_WAVELET, VIQ_STRIP_NEXT), name);
 }
 
 namespace {

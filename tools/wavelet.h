@@ -18,6 +18,8 @@ bool is_wavelet(const std::string &file);
 // A file does not name its coding; both are tried.
 image read_wavelet(const std::string &file);
 
-void write_wavelet(const image &whole, const wavelet_options &options, const std::string &path);
+// Codes the image, which holds a whole picture, and writes it.
+void write_wavelet(u32 picture, const wavelet_options &options, const std::string &path,
+                   const std::string &name);
 
 } // namespace tool
