@@ -109,6 +109,7 @@ void declare_processing(CLI::App &app, tool::process_options &to) {
         {"--field-to-frame", "SCHEME", "Double the lines by scheme 1 to 4", to.field_to_frame},
         {"--key", "COLOUR[,BACKGROUND]", "Replace the key screen by a named colour or a picture",
          to.key},
+        {"--screen", "FILE", "Take the key screen's hue from a picture of it alone", to.screen},
         {"--text", "TEXT[,X,Y,FONT,COLOUR,BACKGROUND]", "Draw a text", to.text}};
     const struct {
         const char *name, *purpose;
@@ -116,7 +117,7 @@ void declare_processing(CLI::App &app, tool::process_options &to) {
     } flags[] = {{"--mirror", "Reverse every line", to.mirror},
                  {"--mosaic", "Make a colour-filter mosaic", to.mosaic},
                  {"--pseudo", "Show the components as false colour", to.pseudo},
-                 {"--calibrate", "Take the key screen's hue from the picture", to.calibrate},
+                 {"--calibrate", "Take the key screen's hue from the picture itself", to.calibrate},
                  {"--timestamp", "Draw the time and date", to.timestamp}};
     for (const auto &row : arguments)
         app.add_option(row.name, row.argument, row.purpose)->type_name(row.form);

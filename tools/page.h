@@ -15,13 +15,16 @@ namespace tool {
 // The group of shots whose sizes and losses are also drawn as a curve.
 constexpr const char *jpeg_group = "JPEG by quality factor";
 
+// Of a picture that is not to be like the original.
+constexpr double no_psnr = -1;
+
 // One picture on the page.
 struct shot {
     std::string group, name, note;
     std::string file; // beside the page
     std::uintmax_t bytes = 0;
     u32 width = 0, height = 0;
-    double psnr = 0; // against the original
+    double psnr = no_psnr; // against the original
 };
 
 struct gallery {
