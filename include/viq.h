@@ -2080,7 +2080,8 @@ VIQ_API u32 VIQ_CK_chroma_key(u32 hInImage, u32 hOutImage, u32 hBackgroundImage,
  * pairs are read, one after another from the start of the strip, and each counts one of
  * ((width - 8) / 2) x height.
  * Errors: 0x1007xxxx "Not YUV 4:2:2 image format"; 0x10070000 "YUV422 image must be an even width";
- * 0x10070000 "Image too small to calibrate" below 10 columns or without lines; 0x10040000 "" for an empty object.
+ * 0x10070000 "Image too small to calibrate" below 10 columns or without lines; 0x10040000 "" for an
+ * empty object.
  */
 VIQ_API u32 VIQ_CK_calibrate(u32 hInImage, u32 hCK, u16 wStripCommand);
 
