@@ -327,7 +327,7 @@ image key(image picture, const process_options &options, const std::string &file
     const std::string &argument = options.key;
     const std::size_t comma = argument.find(',');
     int colour = 0;
-    if (!read_number(argument.substr(0, comma), colour))
+    if (!read_number(argument.substr(0, comma), colour) || comma + 1 == argument.size())
         reject(argument, form);
     picture = brought_to(std::move(picture), {VIQ_YUV422}, file);
     const scoped_key object;
