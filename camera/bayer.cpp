@@ -1,4 +1,6 @@
 // Colour-filter mosaics: making them, showing them as they are.
+#include <algorithm>
+
 #include "camera/rows.h"
 #include "convert/converter.h"
 #include "core/lines.h"
@@ -73,9 +75,7 @@ verdict raise_map_source(const strip_call &call) {
     return decision;
 }
 
-mosaic_line line_of_mosaic(u64 number) {
-    return number % 2 == 0 ? mosaic_line{true, false} : mosaic_line{false, true};
-}
+constexpr u16 made_colour = 1; // the phase of mosaics made and shown
 
 u32 for_lines(const strip_call &call, void (*row)(const u8 *, u8 *, u32, mosaic_line)) {
     const u32 code = begin_strip(call);
@@ -84,7 +84,7 @@ u32 for_lines(const strip_call &call, void (*row)(const u8 *, u8 *, u32, mosaic_
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     for (u64 n = 0; n < in.lines; ++n)
-        row(in.line(n), out.line(n), in.width, line_of_mosaic(n));
+        row(in.line(n), out.line(n), in.width, line_of_mosaic(made_colour, n));
     return success;
 }
 
@@ -101,10 +101,10 @@ u32 show_grey(const strip_call &call) {
     const u32 code = begin_strip(call);
     if (is_error(code))
         return code;
-    const u64 samples = u64{call.in->width} * call.in->lines_per_strip;
+    const std::size_t samples = std::size_t{call.in->width} * call.in->lines_per_strip;
     const u64 strip = strip_size(*call.out, call.out->lines_per_strip);
-    for (u64 n = 0; n < strip; ++n)
-        call.out->data[n] = n < samples ? call.in->data[n] : u8{0};
+    u8 *rest = std::copy_n(call.in->data, samples, call.out->data);
+    std::fill(rest, call.out->data + static_cast<std::size_t>(strip), u8{0});
     return success;
 }
 

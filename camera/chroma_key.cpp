@@ -121,7 +121,7 @@ struct replacement {
 u32 make_replacement(const strip_call &call, replacement &with);
 key_window window_of(const key_object &object, const u16 *hues);
 void soften(const line_view &in, const line_view &out, const replacement &with, u64 line,
-            const u8 *keyed, bool was_keyed);
+            const u8 *keyed);
 
 u32 key_strip(const strip_call &call) {
     const keying &wanted = keying_of(call);
@@ -137,22 +137,22 @@ u32 key_strip(const strip_call &call) {
         return code;
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
+    if (wanted.mode > 1) {
+        if (owns_data(*call.out)) // an earlier strip's pixels do not show through
+            std::memset(out.data, 0, std::size_t{out.stride} * out.lines);
+        return success;
+    }
     const u32 pairs = in.width / 2;
-    std::vector<u8> keyed;
-    if (!try_resize(keyed, pairs))
-        return report_no_memory(call.operation->worker_name, pairs);
+    std::vector<u8> decisions; // of a line, with one more at both ends
+    if (!try_resize(decisions, u64{pairs} + 2))
+        return report_no_memory(call.operation->worker_name, u64{pairs} + 2);
+    u8 *keyed = decisions.data() + 1;
     const key_window window = window_of(*find_key_object(wanted.object), hues);
-    bool was_keyed = false;
     for (u64 n = 0; n < in.lines && pairs != 0; ++n) {
-        if (wanted.mode > 1) {
-            std::memset(out.line(n), 0, out.stride);
-            continue;
-        }
-        camera_rows().key(in.line(n), with.line(n), with.step(), out.line(n), keyed.data(), pairs,
-                          window);
+        keyed[-1] = keyed[pairs - 1]; // the pair before a line is the last of the line above
+        camera_rows().key(in.line(n), with.line(n), with.step(), out.line(n), keyed, pairs, window);
         if (wanted.mode == 1 && n != 0)
-            soften(in, out, with, n, keyed.data(), was_keyed);
-        was_keyed = keyed[pairs - 1] != 0;
+            soften(in, out, with, n, keyed);
     }
     return success;
 }
@@ -184,28 +184,18 @@ key_window window_of(const key_object &object, const u16 *hues) {
             bound(hue - object.hue_tolerance, 359), bound(hue + object.hue_tolerance, 359), hues};
 }
 
-void mix(u8 *target, const u8 *a, const u8 *b) {
-    for (u32 n = 0; n < 4; ++n)
-        target[n] = static_cast<u8>((a[n] + b[n]) >> 1);
-}
-
-// Kept pairs beside keyed ones become a mean; the pair before a line's first is the last of the
-// line above.
+// A keyed pair at the start of a line softens the last one of the line above.
 void soften(const line_view &in, const line_view &out, const replacement &with, u64 line,
-            const u8 *keyed, bool was_keyed) {
+            const u8 *keyed) {
+    const camera_kernels &rows = camera_rows();
     const u32 pairs = in.width / 2;
-    const auto mix_at = [&](u64 n, u32 x) {
-        const std::size_t at = std::size_t{4} * x;
-        mix(out.line(n) + at, in.line(n) + at, with.pair(n, x));
-    };
-    for (u32 x = 0; x < pairs; ++x) {
-        const bool is_keyed = keyed[x] != 0;
-        if (is_keyed && !was_keyed)
-            mix_at(x > 0 ? line : line - 1, x > 0 ? x - 1 : pairs - 1);
-        else if (was_keyed && !is_keyed)
-            mix_at(line, x);
-        was_keyed = is_keyed;
-    }
+    rows.soften(in.line(line), with.line(line), with.step(), out.line(line), keyed, pairs);
+    if (keyed[0] == 0 || keyed[-1] != 0)
+        return;
+    constexpr u8 kept_before_keyed[] = {0, 0, 1};
+    const std::size_t last = std::size_t{4} * (pairs - 1);
+    rows.soften(in.line(line - 1) + last, with.pair(line - 1, pairs - 1), with.step(),
+                out.line(line - 1) + last, kept_before_keyed + 1, 1);
 }
 
 // ---- Calibration
@@ -217,7 +207,7 @@ verdict refuse_calibration(const strip_call &call) {
     const verdict decision = refuse_unkeyable(name, *call.in);
     if (!decision.go_on)
         return decision;
-    if (call.in->width < skipped_columns + 2)
+    if (call.in->width < skipped_columns + 2 || call.in->height == 0)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Image too small to calibrate"));
     if (find_key_object(static_cast<const calibration *>(call.arguments)->object) == nullptr)
         return stop_with(report_bad_handle(name));

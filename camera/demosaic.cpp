@@ -110,13 +110,6 @@ void fill_line(line_window &window, const line_view &in, i64 number) {
     }
 }
 
-mosaic_line line_of_mosaic(u16 pixel_colour, i64 number) {
-    const bool even = number % 2 == 0;
-    const bool red_on_even_lines = pixel_colour <= 2;
-    const bool green_first_on_even_lines = pixel_colour == 2 || pixel_colour == 3;
-    return {red_on_even_lines == even, green_first_on_even_lines == even};
-}
-
 demosaic_scheme kernel_scheme(u16 scheme) {
     return scheme == 1   ? demosaic_scheme::replicate
            : scheme == 2 ? demosaic_scheme::bilinear
@@ -143,7 +136,7 @@ u32 demosaic(const strip_call &call) {
         return code;
     line_window window;
     if (!make_window(window, call.in->width))
-        return report_no_memory(call.operation->worker_name, call.in->width);
+        return report_no_memory(call.operation->worker_name, u64{5} * window.stride);
     const decoding &wanted = decoding_of(call);
     const demosaic_row *rows =
         call.out->pixel_format == VIQ_BGRX32 ? camera_rows().to_bgrx32 : camera_rows().to_rgb16;
@@ -156,7 +149,7 @@ u32 demosaic(const strip_call &call) {
         mosaic_lines lines;
         for (i64 k = 0; k < 5; ++k)
             lines.at[k] = window_line(window, n + k - 2);
-        const mosaic_line kind = line_of_mosaic(wanted.pixel_colour, n);
+        const mosaic_line kind = line_of_mosaic(wanted.pixel_colour, static_cast<u64>(n));
         u8 *target = out.line(static_cast<u64>(n));
         if (n == 0 && wanted.scheme == 2)
             demosaic_top(rows, lines, target, in.width, bytes_per_pixel(*call.out), kind);

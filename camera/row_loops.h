@@ -130,6 +130,30 @@ VIQ_FORMULA void key_from(const u8 *source, const u8 *replacement, u32 step, u8 
     key_from(source, replacement, step, target, keyed, pairs, window);
 }
 
+// Four bytes at a time: what both have, and half of what they do not share.
+VIQ_FORMULA u32 means2(u32 a, u32 b) {
+    return (a & b) + ((a ^ b) >> 1 & 0x7F7F7F7F);
+}
+
+VIQ_FORMULA void soften_from(const u8 *source, const u8 *replacement, u32 step, u8 *target,
+                             const u8 *keyed, u32 pairs) {
+    for (u32 n = 0; n < pairs; ++n, ++keyed, source += 4, replacement += step, target += 4) {
+        if (keyed[0] != 0 || (keyed[-1] | keyed[1]) == 0)
+            continue;
+        u32 kept = 0;
+        u32 other = 0;
+        std::memcpy(&kept, source, 4);
+        std::memcpy(&other, replacement, 4);
+        const u32 pair = means2(kept, other);
+        std::memcpy(target, &pair, 4);
+    }
+}
+
+[[maybe_unused]] static void soften_loop(const u8 *source, const u8 *replacement, u32 step,
+                                         u8 *target, const u8 *keyed, u32 pairs) {
+    soften_from(source, replacement, step, target, keyed, pairs);
+}
+
 template <u16 format, template <demosaic_scheme, u16> class Kernel>
 VIQ_FORMULA constexpr void fill_schemes(demosaic_row (&rows)[demosaic_schemes]) {
     rows[0] = Kernel<demosaic_scheme::replicate, format>::row;

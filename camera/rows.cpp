@@ -11,7 +11,7 @@ template <demosaic_scheme scheme, u16 format> struct plain_demosaic {
 };
 
 constexpr camera_kernels make_kernels() {
-    camera_kernels kernels = {mosaic_loop, show_loop, {}, {}, key_loop};
+    camera_kernels kernels = {mosaic_loop, show_loop, {}, {}, key_loop, soften_loop};
     fill_schemes<VIQ_BGRX32, plain_demosaic>(kernels.to_bgrx32);
     fill_schemes<VIQ_RGB16, plain_demosaic>(kernels.to_rgb16);
     return kernels;

@@ -12,6 +12,13 @@ struct mosaic_line {
     bool green_first; // at even columns
 };
 
+inline mosaic_line line_of_mosaic(u16 pixel_colour, u64 number) {
+    const bool even = number % 2 == 0;
+    const bool red_on_even_lines = pixel_colour <= 2;
+    const bool green_first_on_even_lines = pixel_colour == 2 || pixel_colour == 3;
+    return {red_on_even_lines == even, green_first_on_even_lines == even};
+}
+
 // A line of a mosaic and its neighbours, two above and two below, each with two columns more at
 // both ends.
 constexpr u32 mosaic_margin = 2;
@@ -39,6 +46,10 @@ struct camera_kernels {
     // pair's decision, 1 or 0, goes to `keyed`.
     void (*key)(const u8 *source, const u8 *replacement, u32 step, u8 *target, u8 *keyed, u32 pairs,
                 const key_window &);
+    // Kept pairs beside keyed ones become the mean of source and replacement. There are decisions
+    // of one pair more at both ends.
+    void (*soften)(const u8 *source, const u8 *replacement, u32 step, u8 *target, const u8 *keyed,
+                   u32 pairs);
 };
 
 extern const camera_kernels plain_camera;

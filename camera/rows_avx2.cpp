@@ -159,14 +159,19 @@ VIQ_FORMULA bytes32 hues_of(bytes32 pairs, const u16 *table) {
     return _mm256_and_si256(_mm256_srlv_epi32(two, odd), _mm256_set1_epi32(0xFFFF));
 }
 
+// Eight pairs, or one eight times.
+VIQ_FORMULA bytes32 load_pairs(const u8 *pairs, u32 step) {
+    i32 first = 0;
+    std::memcpy(&first, pairs, 4);
+    return step == 4 ? load32(pairs) : _mm256_set1_epi32(first);
+}
+
 void key_blocks(const u8 *source, const u8 *replacement, u32 step, u8 *target, u8 *keyed, u32 pairs,
                 const key_window &window) {
     u32 n = 0;
     for (; n + 8 <= pairs; n += 8, source += 32, replacement += 8 * step, target += 32) {
         const bytes32 kept = load32(source);
-        i32 first = 0;
-        std::memcpy(&first, replacement, 4);
-        const bytes32 new_pairs = step == 4 ? load32(replacement) : _mm256_set1_epi32(first);
+        const bytes32 new_pairs = load_pairs(replacement, step);
         const bytes32 luma = _mm256_and_si256(kept, _mm256_set1_epi32(0xFF));
         const bytes32 inside =
             _mm256_and_si256(within(luma, window.low_luma, window.high_luma),
@@ -180,8 +185,28 @@ void key_blocks(const u8 *source, const u8 *replacement, u32 step, u8 *target, u
     key_from(source, replacement, step, target, keyed + n, pairs - n, window);
 }
 
+VIQ_FORMULA __m128i load8(const u8 *data) {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(data));
+}
+
+void soften_blocks(const u8 *source, const u8 *replacement, u32 step, u8 *target, const u8 *keyed,
+                   u32 pairs) {
+    u32 n = 0;
+    for (; n + 8 <= pairs; n += 8, source += 32, replacement += 8 * step, target += 32) {
+        const __m128i beside = _mm_or_si128(load8(keyed + n - 1), load8(keyed + n + 1));
+        const __m128i softened = _mm_andnot_si128(load8(keyed + n), beside);
+        if (_mm_testz_si128(softened, softened) != 0)
+            continue;
+        const bytes32 mask =
+            _mm256_sub_epi32(_mm256_setzero_si256(), _mm256_cvtepu8_epi32(softened));
+        const bytes32 means = mean2(load32(source), load_pairs(replacement, step));
+        store32(target, _mm256_blendv_epi8(load32(target), means, mask));
+    }
+    soften_from(source, replacement, step, target, keyed + n, pairs - n);
+}
+
 constexpr camera_kernels make_kernels() {
-    camera_kernels kernels = {mosaic_blocks, show_blocks, {}, {}, key_blocks};
+    camera_kernels kernels = {mosaic_blocks, show_blocks, {}, {}, key_blocks, soften_blocks};
     fill_schemes<VIQ_BGRX32, avx2_demosaic>(kernels.to_bgrx32);
     fill_schemes<VIQ_RGB16, avx2_demosaic>(kernels.to_rgb16);
     return kernels;

@@ -2,12 +2,12 @@
 #include <cstring>
 #include <string_view>
 
+#include "convert/converter.h"
 #include "convert/named_colours.h"
 #include "core/lines.h"
 #include "core/report.h"
 #include "draw/fonts.h"
 #include "process/crop.h"
-#include "process/insert.h"
 
 using namespace viq;
 
@@ -88,11 +88,16 @@ u32 check_caption(const tVIQ_Image &image, const caption &c) {
 // ---- The text's rectangle: cut out, brought to RGB24, drawn into, brought back and put back
 
 rectangle area_of(const tVIQ_Image &image, const caption &c);
+void put_back(const tVIQ_Image &cut, const tVIQ_Image &image, const rectangle &area);
 void draw_glyphs(const tVIQ_Image &canvas, u32 column, const caption &c);
 
-// Conversions see the rectangle as a picture by itself.
+// A converter may be in the middle of the very picture whose strips get the text: the rectangle
+// goes by itself, outside of every sequence.
 u32 convert_whole(u32 hFrom, u32 hTo, u16 format) {
-    return VIQ_image_convert(hFrom, hTo, format, 0, VIQ_STRIP_NEXT);
+    const bool pairs = find_image(hFrom)->pixel_format == VIQ_YUV422 || format == VIQ_YUV422;
+    const converter *which = pairs ? yuv422_converter(format) : packed_converter(format);
+    return which != nullptr ? convert_one_strip(*which, hFrom, hTo)
+                            : VIQ_image_convert(hFrom, hTo, format, 0, VIQ_STRIP_NEXT);
 }
 
 u32 draw(u32 hImage, const caption &c) {
@@ -119,7 +124,7 @@ u32 draw(u32 hImage, const caption &c) {
     code = convert_whole(canvas.handle, cropped.handle, image.pixel_format);
     if (is_error(code))
         return code;
-    insert_lines(image, static_cast<u64>(area.x), static_cast<u64>(area.y), cut, c.font.height);
+    put_back(cut, image, area);
     return success;
 }
 
@@ -133,6 +138,16 @@ rectangle area_of(const tVIQ_Image &image, const caption &c) {
         area.x = left;
     }
     return area;
+}
+
+void put_back(const tVIQ_Image &cut, const tVIQ_Image &image, const rectangle &area) {
+    const std::size_t pixel = bytes_per_pixel(image);
+    const line_view from = lines_of(cut);
+    const line_view to = lines_of(image);
+    for (u64 n = 0; n < from.lines; ++n)
+        std::memcpy(to.line(static_cast<u64>(area.y) + n) +
+                        static_cast<std::size_t>(area.x) * pixel,
+                    from.line(n), from.width * pixel);
 }
 
 void draw_glyphs(const tVIQ_Image &canvas, u32 column, const caption &c) {

@@ -2064,10 +2064,12 @@ VIQ_API u32 VIQ_CK_get_component(u16 wColour, u16 wComponent);
  * edges as well, except on the first line of a strip: between a kept pair and a keyed one on its
  * right, the kept one, and of a kept pair with a keyed one on its left itself, become the mean (a +
  * b) >> 1 with the replacement. Lines follow one another there: the last pair of a line is left of
- * the first pair of the next. Any other mode gives a strip of zeros. The hue table is built when
- * absent. Errors: 0x1007xxxx "Not YUV 4:2:2 image format", xxxx being the format; 0x10070000
+ * the first pair of the next. Any other mode gives a strip of zeros, and leaves a buffer of the
+ * caller's as it is. The hue table is built when absent.
+ * Errors: 0x1007xxxx "Not YUV 4:2:2 image format", xxxx being the format; 0x10070000
  * "YUV422 image must be an even width"; 0x10040000 "" for an empty object; 0x10070000 "Background
- * image does not match" in format, size or lines; those of VIQ_CK_get_YUV_values.
+ * image does not match" in format, size or lines, or is the output; those of
+ * VIQ_CK_get_YUV_values.
  */
 VIQ_API u32 VIQ_CK_chroma_key(u32 hInImage, u32 hOutImage, u32 hBackgroundImage, u16 wKeyColour,
                               u32 hCK, u16 wMode, u16 wStripCommand);
@@ -2078,7 +2080,8 @@ VIQ_API u32 VIQ_CK_chroma_key(u32 hInImage, u32 hOutImage, u32 hBackgroundImage,
  * pairs are read, one after another from the start of the strip, and each counts one of
  * ((width - 8) / 2) x height.
  * Errors: 0x1007xxxx "Not YUV 4:2:2 image format"; 0x10070000 "YUV422 image must be an even width";
- * 0x10070000 "Image too small to calibrate" below 10 columns; 0x10040000 "" for an empty object.
+ * 0x10070000 "Image too small to calibrate" below 10 columns or without lines; 0x10040000 "" for an
+ * empty object.
  */
 VIQ_API u32 VIQ_CK_calibrate(u32 hInImage, u32 hCK, u16 wStripCommand);
 

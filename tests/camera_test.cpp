@@ -121,11 +121,9 @@ TEST_P(Camera, DemosaicsEveryPhaseAndBorder) {
 
 // Each scheme comes closer to the photograph than the one before.
 TEST(Mosaic, SchemesGrowBetter) {
-    for (const char *name : {"chelsea", "coffee", "astronaut"}) {
+    for (const char *name : {"chelsea", "coffee"}) {
         const std::string file = VIQ_SOURCE_DIR "/samples/" + std::string(name) + ".bmp";
         const picture photo, mosaic, out, rgb;
-        if (!std::filesystem::exists(file))
-            continue;
         EXPECT_OK(VIQ_image_set_infilename(photo, file.c_str()));
         EXPECT_OK(VIQ_image_read(photo, 0, 3));
         EXPECT_OK(VIQ_BAY_RGB24_to_RGGB32(photo, mosaic, 3));
@@ -174,6 +172,7 @@ TEST(Mosaic, RefusesBeforeAnyOutput) {
     EXPECT_OK(VIQ_image_malloc_a_strip(rgb)); // two lines cannot be the picture
     EXPECT_REPORT(VIQ_BAY_RGB24_to_RGGB32(rgb, out, 3), "VIQ_BAY_RGB24_to_RGGB32", 0x10050000,
                   "No image data");
+    EXPECT_EQ(rgb->lines_per_strip, 2u);
     set_lines(rgb, 0);
     EXPECT_OK(VIQ_BAY_RGB24_to_RGGB32(rgb, out, 3));
     EXPECT_EQ(out->pixel_format, VIQ_RGGB32);

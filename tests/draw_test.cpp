@@ -68,7 +68,8 @@ TEST(Text, IsDrawnOverADimOrFlatBackground) {
         for (const u16 background : words{0, 1}) {
             const tVIQ_Font &font = *font_of(type);
             const u32 width = 4 * font.width;
-            const picture p(VIQ_RGB24, width + 5, font.height + 3);
+            const u32 alignment = background == 1 ? 64 : 2;
+            const picture p(VIQ_RGB24, width + 5, font.height + 3, alignment);
             fill_with_noise(p);
             for (const u32 x : {1u, 6u})
                 for (const u32 y : {1u, 4u}) { // flush with every side
@@ -97,6 +98,14 @@ TEST(Text, GoesThroughRgb24AndBack) {
         EXPECT_OK(VIQ_draw_text(p, "Hi", &font, 3, 2, 1, 14));
         EXPECT_EQ(pixels_of(p), pixels_of(expected));
     }
+    // Strips get their text while both ways of the conversion are in the middle of the picture.
+    const picture wide(VIQ_BGRX32, 14, 14), strip;
+    fill_with_noise(wide);
+    set_lines(wide, 7);
+    EXPECT_OK(VIQ_convert_to_RGB24(wide, strip, 3));
+    EXPECT_OK(VIQ_draw_text(wide, "A", &font, 1, 1, 0, 15));
+    EXPECT_OK(VIQ_draw_text(strip, "A", &font, 1, 1, 0, 15));
+    EXPECT_OK(VIQ_convert_to_RGB24(wide, strip, 3));
     // Pairs of YUV 4:2:2 stay whole: grey stays grey at odd places and widths too.
     const picture yuv(VIQ_YUV422, 16, 7);
     EXPECT_OK(VIQ_image_malloc_a_strip(yuv));

@@ -132,6 +132,12 @@ expect 0 "dB" "$tool" compare --tolerance 255 coffee.bmp out.bmp
 expect_error "Rectangle outside the image" convert --crop 600,0,1,1 coffee.bmp out.bmp
 expect_error "'1,2' is not of the form X,Y,W,H" convert --crop 1,2 coffee.bmp out.bmp
 expect_error "'gain=3' is not of the form" convert --lut gain=3 coffee.bmp out.bmp
+expect_error "--calibrate and --screen need --key" convert --calibrate coffee.bmp out.bmp
+expect_error "'3,' is not of the form COLOUR[,BACKGROUND]" convert --key 3, coffee.bmp out.bmp
+expect_error "Unrecognized colour" convert --key -1 coffee.bmp out.bmp
+expect_error "too far left" convert --text A,-1,1 coffee.bmp out.bmp
+expect 0 "" convert --key 10 --screen coffee.bmp coffee.bmp out.bmp
+expect_error "missing.bmp" convert --key 10 --screen missing.bmp coffee.bmp out.bmp
 expect_error "missing.bmp" convert --key 10,missing.bmp coffee.bmp out.bmp
 expect 0 "hue, 0 to 359" "$tool" histogram coffee.bmp
 expect 0 "saturation: 100 %" "$tool" histogram --match coffee.bmp coffee.bmp

@@ -9,6 +9,7 @@
 
 #include "tools/codecs.h"
 #include "tools/compare.h"
+#include "tools/key_scene.h"
 #include "tools/lut.h"
 #include "tools/page.h"
 #include "tools/pipeline.h"
@@ -24,9 +25,11 @@ namespace {
 struct recipe;
 
 gallery show_photograph(const photograph &photo, const fs::path &samples, const fs::path &out);
+gallery show_keying(const fs::path &samples, const fs::path &out);
 const file_kind &bmp();
 shot original_shot(const fs::path &from, const fs::path &to);
 shot make_shot(const recipe &what, const fs::path &from, const fs::path &to, const image &original);
+pipeline to_bmp(const image &held, const std::string &file);
 pipeline convert_pipeline(const recipe &what, const std::string &file);
 image upright_dib(const recipe &what, const std::string &file);
 image cube_paletted(const recipe &what, const image &original, std::string &note);
@@ -158,8 +161,6 @@ const recipe recipes[] = {
     processed("field", "Field to frame", "edge-directed lines between the lines",
               {.field_to_frame = "3"}),
     processed("pseudo", "False colour", "by grey level", {.pseudo = true}),
-    processed("key", "Chroma key", "the picture's mean hue replaced by green",
-              {.key = "10", .calibrate = true}),
     processed("text", "Text and time", "in two of the fonts",
               {.text = "VIQ draws text,12,12,2,14,0", .timestamp = true}),
 };
@@ -178,9 +179,10 @@ int demo(const demo_options &options) {
         galleries.push_back(show_photograph(photo, samples, out));
     const std::string first = photographs().front().name;
     const route_table routes = run_every_route((samples / (first + ".bmp")).string());
+    print_table(galleries);
+    galleries.push_back(show_keying(samples, out));
     const std::string page = (out / "index.html").string();
     write_page(page, galleries, routes);
-    print_table(galleries);
     std::printf("%zu routes between pixel formats run\nwrote %s\n", routes.size(), page.c_str());
     return 0;
 }
@@ -197,6 +199,26 @@ gallery show_photograph(const photograph &photo, const fs::path &samples, const 
             make_shot(what, from, out / (name + "-" + what.id + bmp().extension), original));
     for (shot &s : codec_shots(photo, from, out, original))
         g.shots.push_back(std::move(s));
+    return g;
+}
+
+// PSNR tells how close a composite comes to the object before the background itself.
+gallery show_keying(const fs::path &samples, const fs::path &out) {
+    const auto sample = [&samples](const char *name) {
+        return as_rgb24((samples / (std::string(name) + ".bmp")).string());
+    };
+    const key_scene scene = key_cup(sample("coffee"), sample("chelsea"));
+    gallery g{{"keying", "Chroma keying", "Rachel Michetti and Stefan van der Walt, CC0"}, {}};
+    for (const key_step &step : scene.steps) {
+        const std::string file = "keying-" + std::to_string(g.shots.size()) + ".bmp";
+        run_to_file(to_bmp(step.picture, file), bmp(), (out / file).string());
+        const picture header = picture_of(step.picture.handle);
+        g.shots.push_back(
+            {"Chroma keying", step.name, step.note, file, fs::file_size(out / file), header.width,
+             header.height,
+             step.composite ? distance(scene.ideal, as_rgb24((out / file).string())) : no_psnr});
+        std::printf("%-32s%s\n", ("Keying: " + step.name).c_str(), step.note.c_str());
+    }
     return g;
 }
 
@@ -227,10 +249,7 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
                : what.how == way::process
                    ? process(run_to_memory({file, 0, {}}), what.process, file)
                    : cube_paletted(what, original, note);
-        line = {file, held.handle, {}};
-        route rest = route_from(picture_of(held.handle));
-        extend_to_any(rest, bmp().accepts, file);
-        line.steps = rest.steps;
+        line = to_bmp(held, file);
     } else {
         line = convert_pipeline(what, file);
     }
@@ -239,6 +258,12 @@ shot make_shot(const recipe &what, const fs::path &from, const fs::path &to,
     return {
         what.group,        what.name,    note,          to.filename().string(),
         fs::file_size(to), result.width, result.height, distance(original, as_rgb24(to.string()))};
+}
+
+pipeline to_bmp(const image &held, const std::string &file) {
+    route rest = route_from(picture_of(held.handle));
+    extend_to_any(rest, bmp().accepts, file);
+    return {file, held.handle, rest.steps};
 }
 
 pipeline convert_pipeline(const recipe &what, const std::string &file) {

@@ -107,17 +107,19 @@ void declare_processing(CLI::App &app, tool::process_options &to) {
         {"--threshold", "LO,HI", "Black below LO, white from HI on", to.threshold},
         {"--demosaic", "SCHEME[,PHASE]", "Scheme 1 to 3, phase 1 to 4", to.demosaic},
         {"--field-to-frame", "SCHEME", "Double the lines by scheme 1 to 4", to.field_to_frame},
-        {"--key", "COLOUR[,BACKGROUND]", "Replace the key screen by a named colour or a picture",
-         to.key},
-        {"--text", "TEXT[,X,Y,FONT,COLOUR,BACKGROUND]", "Draw a text", to.text}};
+        {"--key", "COLOUR[,BACKGROUND]",
+         "Replace the key screen by a named colour, 0 to 15, or a picture", to.key},
+        {"--screen", "FILE", "Take the key screen's hue from a picture of it alone", to.screen},
+        {"--text", "TEXT[,X,Y,FONT,COLOUR,BACKGROUND]",
+         "Draw a text; fonts 0 to 2, colours 0 to 15, background 0 dim or 1 grey", to.text}};
     const struct {
         const char *name, *purpose;
         bool &flag;
     } flags[] = {{"--mirror", "Reverse every line", to.mirror},
                  {"--mosaic", "Make a colour-filter mosaic", to.mosaic},
                  {"--pseudo", "Show the components as false colour", to.pseudo},
-                 {"--calibrate", "Take the key screen's hue from the picture", to.calibrate},
-                 {"--timestamp", "Draw the time and date", to.timestamp}};
+                 {"--calibrate", "Take the key screen's hue from the picture itself", to.calibrate},
+                 {"--timestamp", "Draw the time and date at the lower right", to.timestamp}};
     for (const auto &row : arguments)
         app.add_option(row.name, row.argument, row.purpose)->type_name(row.form);
     for (const auto &row : flags)

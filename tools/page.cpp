@@ -131,7 +131,7 @@ std::string card(const shot &s, const shot &original) {
                 size + "original\">";
     text += "</a><figcaption><b>" + s.name + "</b><span>" + s.note +
             "</span><dl><div><dt>size</dt><dd>" + kilobytes(s.bytes) + "</dd></div>";
-    if (changed)
+    if (changed && s.psnr != no_psnr)
         text += "<div><dt>PSNR</dt><dd>" + psnr_text(s.psnr) + "</dd></div>";
     return text + "</dl></figcaption></figure>\n";
 }

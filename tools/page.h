@@ -17,13 +17,16 @@ constexpr const char *jpeg_group = "JPEG";
 constexpr const char *fast_group = "Wavelet, fast";
 constexpr const char *small_group = "Wavelet, small";
 
+// Of a picture that is not to be like the original.
+constexpr double no_psnr = -1;
+
 // One picture on the page.
 struct shot {
     std::string group, name, note;
     std::string file; // beside the page
     std::uintmax_t bytes = 0;
     u32 width = 0, height = 0;
-    double psnr = 0;         // against the original
+    double psnr = no_psnr;   // against the original
     std::string before = {}; // shown under the pointer; empty: the original
 };
 

@@ -33,8 +33,7 @@ image mosaic(image picture, const std::string &argument, const std::string &file
 image demosaic(image picture, const std::string &argument, const std::string &file);
 image field_to_frame(image picture, const std::string &argument, const std::string &file);
 image pseudo_colour(image picture, const std::string &argument, const std::string &file);
-image key(image picture, const std::string &argument, bool calibrate, const std::string &file);
-image plain_key(image picture, const std::string &argument, const std::string &file);
+image key(image picture, const process_options &options, const std::string &file);
 image text(image picture, const std::string &argument, const std::string &file);
 image timestamp(image picture, const std::string &argument, const std::string &file);
 
@@ -52,10 +51,14 @@ constexpr operation operations[] = {
     {&process_options::demosaic, nullptr, demosaic},
     {&process_options::field_to_frame, nullptr, field_to_frame},
     {nullptr, &process_options::pseudo, pseudo_colour},
-    {&process_options::key, nullptr, plain_key},
+    {&process_options::key, nullptr, nullptr}, // takes other options as well
     {&process_options::text, nullptr, text},
     {nullptr, &process_options::timestamp, timestamp},
 };
+
+bool calibrates(const process_options &options) {
+    return options.calibrate || !options.screen.empty();
+}
 
 bool is_wanted(const operation &step, const process_options &options) {
     return step.flag != nullptr ? options.*step.flag : !(options.*step.argument).empty();
@@ -64,6 +67,8 @@ bool is_wanted(const operation &step, const process_options &options) {
 } // namespace
 
 bool wants_processing(const process_options &options) {
+    if (calibrates(options) && options.key.empty())
+        throw failure{"--calibrate and --screen need --key"};
     return std::any_of(std::begin(operations), std::end(operations),
                        [&](const operation &step) { return is_wanted(step, options); });
 }
@@ -72,8 +77,8 @@ image process(image picture, const process_options &options, const std::string &
     for (const operation &step : operations) {
         if (!is_wanted(step, options))
             continue;
-        if (step.run == plain_key && options.calibrate)
-            picture = key(std::move(picture), options.key, true, file);
+        if (step.argument == &process_options::key)
+            picture = key(std::move(picture), options, file);
         else
             picture = step.run(std::move(picture),
                                step.argument != nullptr ? options.*step.argument : "", file);
@@ -135,6 +140,11 @@ numbers read_numbers(const std::string &argument, std::size_t least, std::size_t
 
 u16 word(int value) {
     return static_cast<u16>(std::clamp(value, 0, 65535));
+}
+
+// No colour has a negative number, and the library knows none so high.
+u16 number_of_colour(int value) {
+    return value < 0 ? u16{65535} : word(value);
 }
 
 i16 short_of(int value) {
@@ -306,40 +316,36 @@ image pseudo_colour(image picture, const std::string &, const std::string &file)
     });
 }
 
-struct scoped_key {
-    u32 handle = VIQ_CK_create();
-    scoped_key() = default;
-    scoped_key(const scoped_key &) = delete;
-    scoped_key &operator=(const scoped_key &) = delete;
-    ~scoped_key() { VIQ_CK_destroy(handle); }
-};
-
-image plain_key(image picture, const std::string &argument, const std::string &file) {
-    return key(std::move(picture), argument, false, file);
+image yuv422_of_file(const std::string &file) {
+    return brought_to(run_to_memory({file, 0, {}}), {VIQ_YUV422}, file);
 }
 
-// Calibrated, the picture's own mean hue is the screen's, at whatever brightness.
-image key(image picture, const std::string &argument, bool calibrate, const std::string &file) {
+// Calibrated, the mean hue of the empty screen, or of the picture itself, is keyed at whatever
+// brightness.
+image key(image picture, const process_options &options, const std::string &file) {
     constexpr const char *form = "COLOUR[,BACKGROUND]";
+    const std::string &argument = options.key;
     const std::size_t comma = argument.find(',');
     int colour = 0;
-    if (!read_number(argument.substr(0, comma), colour))
+    if (!read_number(argument.substr(0, comma), colour) || comma + 1 == argument.size())
         reject(argument, form);
     picture = brought_to(std::move(picture), {VIQ_YUV422}, file);
     const scoped_key object;
     check(object.handle, file);
-    if (calibrate) {
+    if (!options.screen.empty()) {
+        const image screen = yuv422_of_file(options.screen);
+        check(VIQ_CK_calibrate(screen.handle, object.handle, VIQ_STRIP_NEXT), options.screen);
+    } else if (options.calibrate) {
         check(VIQ_CK_calibrate(picture.handle, object.handle, VIQ_STRIP_NEXT), file);
+    }
+    if (calibrates(options))
         check(VIQ_CK_set_parameter(object.handle, VIQ_CK_LUMA_TOLERANCE, 255), file);
-    }
     image background;
-    if (comma != std::string::npos) {
-        const std::string behind = argument.substr(comma + 1);
-        background = brought_to(run_to_memory({behind, 0, {}}), {VIQ_YUV422}, behind);
-    }
+    if (comma != std::string::npos)
+        background = yuv422_of_file(argument.substr(comma + 1));
     return made(picture, file, [&](u32 in, u32 out) {
         return VIQ_CK_chroma_key(in, out, comma != std::string::npos ? background.handle : 0,
-                                 word(colour), object.handle, 1, VIQ_STRIP_NEXT);
+                                 number_of_colour(colour), object.handle, 1, VIQ_STRIP_NEXT);
     });
 }
 
@@ -366,7 +372,8 @@ image text(image picture, const std::string &argument, const std::string &file) 
         n.push_back(usual[i]);
     picture = brought_to(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, file);
     check(VIQ_draw_text(picture.handle, words.c_str(), font_number(n[2], file),
-                        static_cast<u32>(n[0]), static_cast<u32>(n[1]), word(n[4]), word(n[3])),
+                        static_cast<u32>(std::max(n[0], 0)), static_cast<u32>(std::max(n[1], 0)),
+                        word(n[4]), number_of_colour(n[3])),
           file);
     return picture;
 }
