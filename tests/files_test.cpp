@@ -218,6 +218,9 @@ TEST(BadFiles, ImagesThatChangeOnTheWayEndTheTransfer) {
             EXPECT_OK(call(p, 3));
             EXPECT_REPORT(call(missing, 3), function, 0x10040000, "");
             expect_next_read_works();
+            EXPECT_OK(VIQ_image_read(p, 0, 3));
+            EXPECT_ERROR(VIQ_image_read(missing, 0, 3), 0x10040000, "");
+            expect_next_read_works();
         }
     }
 }
