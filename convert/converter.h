@@ -82,12 +82,15 @@ constexpr converter make_converter(const char *name, const char *worker_name,
 // The converter to a format in a family's table, or null.
 const converter *find_converter(std::span<const converter> family, u16 target);
 
-// The name of a public function and of its strip worker.
-#define VIQ_NAMES(function) #function, #function "_1_strip"
-
 inline u32 run(const converter &which, u32 hInImage, u32 hOutImage, u16 command) {
     return run_conversion(which.operation, hInImage, hOutImage, command, &which);
 }
+
+// Defines the public function that runs a family's converter to a format.
+#define VIQ_DEFINE_CONVERSION(function, family, target)                                            \
+    u32 function(u32 hInImage, u32 hOutImage, u16 wStripCommand) {                                 \
+        return run(*family(target), hInImage, hOutImage, wStripCommand);                           \
+    }
 
 // The converters by output format: from packed and grey formats, and from YUV 4:2:2. Null for a
 // format that none makes.

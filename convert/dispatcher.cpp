@@ -14,44 +14,32 @@ constexpr const char *name = "VIQ_image_convert";
 
 using convert_function = u32 (*)(u32 hInImage, u32 hOutImage, u16 wStripCommand);
 
-// Null: the pair of formats has no such route.
+// The converters to a format. Null: none; by table: the one without a table serves.
 struct route {
     u16 out_format;
     convert_function general;
-    convert_function general_by_table;
     convert_function yuv422;
-    convert_function yuv422_by_table;
+    convert_function yuv422_by_table = nullptr;
+    convert_function general_by_table = nullptr;
 };
 
-constexpr route same_by_table(u16 format, convert_function general, convert_function yuv422) {
-    return {format, general, general, yuv422, yuv422};
-}
-
 constexpr route routes[] = {
-    same_by_table(VIQ_Y8, VIQ_convert_to_Y8, VIQ_YUV422_to_Y8),
-    {VIQ_PALETTED, VIQ_convert_to_paletted, VIQ_convert_to_paletted_LUT, VIQ_YUV422_to_paletted_LUT,
-     VIQ_YUV422_to_paletted_LUT},
-    same_by_table(VIQ_RGB8, VIQ_convert_to_RGB8, nullptr),
-    {VIQ_RGB15, VIQ_convert_to_RGB15, VIQ_convert_to_RGB15, VIQ_YUV422_to_RGB15,
-     VIQ_YUV422_to_RGB15_LUT},
-    {VIQ_RGB16, VIQ_convert_to_RGB16, VIQ_convert_to_RGB16, VIQ_YUV422_to_RGB16,
-     VIQ_YUV422_to_RGB16_LUT},
-    {VIQ_RGB24, VIQ_convert_to_RGB24, VIQ_convert_to_RGB24, VIQ_YUV422_to_RGB24,
-     VIQ_YUV422_to_RGB24_LUT},
-    {VIQ_BGR24, VIQ_convert_to_BGR24, VIQ_convert_to_BGR24, VIQ_YUV422_to_BGR24,
-     VIQ_YUV422_to_BGR24_LUT},
-    {VIQ_RGBX32, VIQ_convert_to_RGBX32, VIQ_convert_to_RGBX32, VIQ_YUV422_to_RGBX32,
-     VIQ_YUV422_to_RGBX32_LUT},
-    {VIQ_BGRX32, VIQ_convert_to_BGRX32, VIQ_convert_to_BGRX32, VIQ_YUV422_to_BGRX32,
-     VIQ_YUV422_to_BGRX32_LUT},
-    {VIQ_XBGR32, VIQ_convert_to_XBGR32, VIQ_convert_to_XBGR32, VIQ_YUV422_to_XBGR32,
-     VIQ_YUV422_to_XBGR32_LUT},
-    {VIQ_XRGB32, VIQ_convert_to_XRGB32, VIQ_convert_to_XRGB32, VIQ_YUV422_to_XRGB32,
-     VIQ_YUV422_to_XRGB32_LUT},
-    same_by_table(VIQ_YUV422, VIQ_convert_to_YUV422, VIQ_convert_to_YUV422),
-    same_by_table(VIQ_Y16, VIQ_convert_to_Y16, nullptr),
-    same_by_table(VIQ_HSI, nullptr, VIQ_YUV422_to_HSI),
-    same_by_table(VIQ_RGB24_OR_Y8, VIQ_paletted_to_RGB24_or_Y8, VIQ_paletted_to_RGB24_or_Y8),
+    {VIQ_Y8, VIQ_convert_to_Y8, VIQ_YUV422_to_Y8},
+    {VIQ_PALETTED, VIQ_convert_to_paletted, VIQ_YUV422_to_paletted_LUT, nullptr,
+     VIQ_convert_to_paletted_LUT},
+    {VIQ_RGB8, VIQ_convert_to_RGB8, nullptr},
+    {VIQ_RGB15, VIQ_convert_to_RGB15, VIQ_YUV422_to_RGB15, VIQ_YUV422_to_RGB15_LUT},
+    {VIQ_RGB16, VIQ_convert_to_RGB16, VIQ_YUV422_to_RGB16, VIQ_YUV422_to_RGB16_LUT},
+    {VIQ_RGB24, VIQ_convert_to_RGB24, VIQ_YUV422_to_RGB24, VIQ_YUV422_to_RGB24_LUT},
+    {VIQ_BGR24, VIQ_convert_to_BGR24, VIQ_YUV422_to_BGR24, VIQ_YUV422_to_BGR24_LUT},
+    {VIQ_RGBX32, VIQ_convert_to_RGBX32, VIQ_YUV422_to_RGBX32, VIQ_YUV422_to_RGBX32_LUT},
+    {VIQ_BGRX32, VIQ_convert_to_BGRX32, VIQ_YUV422_to_BGRX32, VIQ_YUV422_to_BGRX32_LUT},
+    {VIQ_XBGR32, VIQ_convert_to_XBGR32, VIQ_YUV422_to_XBGR32, VIQ_YUV422_to_XBGR32_LUT},
+    {VIQ_XRGB32, VIQ_convert_to_XRGB32, VIQ_YUV422_to_XRGB32, VIQ_YUV422_to_XRGB32_LUT},
+    {VIQ_YUV422, VIQ_convert_to_YUV422, VIQ_convert_to_YUV422},
+    {VIQ_Y16, VIQ_convert_to_Y16, nullptr},
+    {VIQ_HSI, nullptr, VIQ_YUV422_to_HSI},
+    {VIQ_RGB24_OR_Y8, VIQ_paletted_to_RGB24_or_Y8, VIQ_paletted_to_RGB24_or_Y8},
 };
 
 // Flags of the output that choose the route: the copying of the input's parameters on the first
@@ -97,9 +85,10 @@ convert_function find_route(u16 out_format, bool from_yuv422, bool by_table) {
     });
     if (found == std::end(routes))
         return nullptr;
-    if (from_yuv422)
-        return by_table ? found->yuv422_by_table : found->yuv422;
-    return by_table ? found->general_by_table : found->general;
+    const convert_function direct = from_yuv422 ? found->yuv422 : found->general;
+    const convert_function looked_up =
+        from_yuv422 ? found->yuv422_by_table : found->general_by_table;
+    return by_table && looked_up != nullptr ? looked_up : direct;
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 // Conversion lookup tables: making them, freeing them, saving and loading.
 #include "convert/lut.h"
 
-#include <cstdio>
-#include <memory>
-
 #include "convert/closest_colour.h"
 #include "convert/pixel_formulas.h"
 #include "core/cmap_record.h"
 #include "core/image.h"
+#include "core/open_file.h"
 #include "core/report.h"
 
 using namespace viq;
@@ -46,13 +44,6 @@ u32 generate(u16 type, u32 hImage) {
     return generate(*find_rule(type), hImage);
 }
 
-struct stream_closer {
-    void operator()(std::FILE *stream) const { std::fclose(stream); }
-};
-using unique_stream = std::unique_ptr<std::FILE, stream_closer>;
-
-u32 close_stream(const char *function, unique_stream &file);
-
 } // namespace
 
 u32 VIQ_image_conv_LUT_generate(u32 hImage, u16 wLUTType) {
@@ -84,7 +75,7 @@ u32 VIQ_image_conv_LUT_save(u32 hImage, u16 wLUTType, const char *pszFileName) {
     if (file == nullptr)
         return report(name, VIQ_ERR_OPEN, "Failed to create file");
     std::fwrite(table.bytes.data(), 1, table.bytes.size(), file.get());
-    return close_stream(name, file);
+    return close_file(name, file);
 }
 
 // The table takes the place of the old one once it has been read whole.
@@ -111,7 +102,7 @@ u32 VIQ_image_conv_LUT_load(u32 hImage, u16 wLUTType, const char *pszFileName) {
         std::fgetc(file.get()) != EOF)
         return report(name, VIQ_ERR_STATE,
                       "Incorrect number of bytes read - correct LUT selected?");
-    code = close_stream(name, file);
+    code = close_file(name, file);
     if (!is_error(code))
         table = std::move(loaded);
     return code;
@@ -330,13 +321,6 @@ u32 find_for_file(const char *function, u32 hImage, u16 type, const char *path,
     if (rule == nullptr)
         return report(function, VIQ_ERR_UNSUPPORTED, "Unrecognized LUT type");
     return path != nullptr ? success : report_null(function);
-}
-
-// Bytes that do not reach the file count as a failure to close it.
-u32 close_stream(const char *function, unique_stream &file) {
-    const bool failed = std::ferror(file.get()) != 0;
-    const bool closed = std::fclose(file.release()) == 0;
-    return closed && !failed ? success : report(function, VIQ_ERR_CLOSE, "Failed to close file");
 }
 
 } // namespace

@@ -12,7 +12,6 @@ using namespace viq;
 
 namespace {
 
-u32 run_by_table(u16 target, u32 hInImage, u32 hOutImage, u16 command);
 verdict accept_for_paletted(const strip_call &call);
 u32 make_missing_table(const strip_call &call);
 u32 convert_by_table(const strip_call &call);
@@ -52,47 +51,25 @@ constexpr converter from_yuv422[] = {
 
 constexpr converter to_paletted = make_to_paletted();
 
+const converter *by_table(u16 target) {
+    return find_converter(from_yuv422, target);
+}
+
 } // namespace
 
 u32 VIQ_convert_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
     return run(to_paletted, hInImage, hOutImage, wStripCommand);
 }
 
-u32 VIQ_YUV422_to_RGB24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_RGB24, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_BGR24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_BGR24, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_RGBX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_RGBX32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_BGRX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_BGRX32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_XBGR32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_XBGR32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_XRGB32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_XRGB32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_RGB16_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_RGB16, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_RGB15_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_RGB15, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run_by_table(VIQ_PALETTED, hInImage, hOutImage, wStripCommand);
-}
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB24_LUT, by_table, VIQ_RGB24)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGR24_LUT, by_table, VIQ_BGR24)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGBX32_LUT, by_table, VIQ_RGBX32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGRX32_LUT, by_table, VIQ_BGRX32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XBGR32_LUT, by_table, VIQ_XBGR32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XRGB32_LUT, by_table, VIQ_XRGB32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB16_LUT, by_table, VIQ_RGB16)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB15_LUT, by_table, VIQ_RGB15)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_paletted_LUT, by_table, VIQ_PALETTED)
 
 namespace {
 
@@ -173,10 +150,6 @@ const lut_route &route_of(const strip_call &call) {
     return *std::find_if(std::begin(lut_routes), std::end(lut_routes), [&](const lut_route &route) {
         return route.input == call.in->pixel_format && route.output == call.out->pixel_format;
     });
-}
-
-u32 run_by_table(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
-    return run(*find_converter(from_yuv422, target), hInImage, hOutImage, command);
 }
 
 // The data width of grey words is the table's affair.

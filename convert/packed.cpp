@@ -4,61 +4,18 @@
 
 using namespace viq;
 
-namespace {
-
-u32 packed(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
-    return run(*packed_converter(target), hInImage, hOutImage, command);
-}
-
-} // namespace
-
-u32 VIQ_convert_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_RGBX32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_BGRX32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_XBGR32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_XRGB32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_RGB24, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_BGR24, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_RGB16, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_RGB15, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_RGB8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_RGB8, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_Y8, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_Y16(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_Y16, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_CMYK32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return packed(VIQ_CMYK32, hInImage, hOutImage, wStripCommand);
-}
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_RGBX32, packed_converter, VIQ_RGBX32)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_BGRX32, packed_converter, VIQ_BGRX32)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_XBGR32, packed_converter, VIQ_XBGR32)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_XRGB32, packed_converter, VIQ_XRGB32)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_RGB24, packed_converter, VIQ_RGB24)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_BGR24, packed_converter, VIQ_BGR24)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_RGB16, packed_converter, VIQ_RGB16)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_RGB15, packed_converter, VIQ_RGB15)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_RGB8, packed_converter, VIQ_RGB8)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_Y8, packed_converter, VIQ_Y8)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_Y16, packed_converter, VIQ_Y16)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_CMYK32, packed_converter, VIQ_CMYK32)
 
 namespace {
 

@@ -5,57 +5,17 @@
 
 using namespace viq;
 
-namespace {
-
-u32 from_yuv422(u16 target, u32 hInImage, u32 hOutImage, u16 command) {
-    return run(*yuv422_converter(target), hInImage, hOutImage, command);
-}
-
-} // namespace
-
-u32 VIQ_YUV422_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_RGB24, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_BGR24, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_RGBX32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_BGRX32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_XBGR32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_XRGB32, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_RGB16, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_RGB15, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_Y8, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_YUV422_to_HSI(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_HSI, hInImage, hOutImage, wStripCommand);
-}
-
-u32 VIQ_convert_to_YUV422(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return from_yuv422(VIQ_YUV422, hInImage, hOutImage, wStripCommand);
-}
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB24, yuv422_converter, VIQ_RGB24)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGR24, yuv422_converter, VIQ_BGR24)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGBX32, yuv422_converter, VIQ_RGBX32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGRX32, yuv422_converter, VIQ_BGRX32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XBGR32, yuv422_converter, VIQ_XBGR32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XRGB32, yuv422_converter, VIQ_XRGB32)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB16, yuv422_converter, VIQ_RGB16)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB15, yuv422_converter, VIQ_RGB15)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_Y8, yuv422_converter, VIQ_Y8)
+VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_HSI, yuv422_converter, VIQ_HSI)
+VIQ_DEFINE_CONVERSION(VIQ_convert_to_YUV422, yuv422_converter, VIQ_YUV422)
 
 u32 VIQ_CK_get_YUV_values_RGB(u16 wRed, u16 wGreen, u16 wBlue) {
     const yuv value =

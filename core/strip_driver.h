@@ -61,8 +61,11 @@ struct output_shape {
 // The input's own shape.
 output_shape same_shape(const strip_call &call);
 
+// The name of a public function and of its strip worker, as they are reported.
+#define VIQ_NAMES(function) #function, #function "_1_strip"
+
 struct strip_operation {
-    const char *name;        // of the public function, as reported
+    const char *name;        // of the public function
     const char *worker_name; // of the strip worker
     strip_sequence *sequence;
     // Null references stand for steps that do nothing.

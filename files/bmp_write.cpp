@@ -147,8 +147,11 @@ u32 write_strip(const strip_call &call) {
     if (block == nullptr)
         return report_no_memory(file_strip_name, block_size, "Attempting to malloc:");
     std::FILE *file = file_state.file.get();
-    if (!seek_to(file, strip_offset(image, layout, file_state.sequence.lines_done)))
-        return report(file_strip_name, seek_failed, "fseek failed");
+    if (!seek_to(file, strip_offset(image, layout, file_state.sequence.lines_done))) {
+        const u32 code =
+            check_written(file_strip_name, file_state); // of what the stream still held
+        return is_error(code) ? code : report(file_strip_name, seek_failed, "fseek failed");
+    }
 
     const bmp_row row = bmp_row_of(image);
     for (u32 left = image.lines_per_strip; left > 0;) {

@@ -1,4 +1,6 @@
 // EPS reader: the files that this library writes.
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "core/cmap_record.h"
@@ -36,6 +38,7 @@ u32 VIQ_read_EPS_file(u32 hImage, u16 wMode) {
 
 namespace {
 
+bool fits_file(const tVIQ_Image &image, u64 file_size);
 u32 read_dictionary(const read_call &call);
 u32 read_palette(const read_call &call, u32 last_colour);
 u32 read_numbers(const read_call &call);
@@ -61,9 +64,19 @@ u32 read_header(const read_call &call) {
     const u32 code = level_2 ? read_dictionary(call) : read_numbers(call);
     if (is_error(code))
         return code;
-    // Each byte takes two digits.
-    return 2 * eps::line_bytes(image) * image.height <= file_size(call.file) ? success
-                                                                             : report_corrupt(name);
+    return fits_file(image, file_size(call.file)) ? success : report_corrupt(name);
+}
+
+// Each byte takes two digits.
+bool fits_file(const tVIQ_Image &image, u64 file_size) {
+    const u64 line = 2 * eps::line_bytes(image);
+    return line == 0 || image.height <= file_size / line;
+}
+
+// The decimal number that a text starts with; what is no size of a picture is the greatest one.
+u32 number_at(const char *digits) {
+    return static_cast<u32>(
+        std::min<unsigned long long>(std::strtoull(digits, nullptr, 10), UINT32_MAX));
 }
 
 // Name and value pairs up to the operator that is followed by the pixels.
@@ -72,26 +85,25 @@ u32 read_dictionary(const read_call &call) {
     u32 code = set_format(call, VIQ_PALETTED);
     text_word word;
     text_result result = text_result::found;
-    const auto read_value = [&](u16 &value) {
+    const auto read_value = [&] {
         result = read_word(text, word);
-        VIQ_sscanf(word.text, &value);
-        return value;
+        return number_at(word.text);
     };
     while (!is_error(code) && result == text_result::found) {
         result = read_word(text, word);
-        u16 value = 0;
         if (result != text_result::found ||
             (!word.is_name && std::strncmp(word.text, "IMAGE", 5) == 0))
             break;
         if (std::strcmp(word.text, "DEVICERGB") == 0) {
-            image.num_colours = read_value(value);
-            code = result == text_result::found ? read_palette(call, value) : success;
+            const u32 last_colour = read_value();
+            if (result == text_result::found)
+                code = read_palette(call, last_colour);
         } else if (std::strcmp(word.text, "WIDTH") == 0) {
-            image.width = read_value(value);
+            image.width = read_value();
         } else if (std::strcmp(word.text, "HEIGHT") == 0) {
-            image.height = read_value(value);
+            image.height = read_value();
         } else if (std::strcmp(word.text, "BITSPERCOMPONENT") == 0) {
-            image.bits_per_pixel = read_value(value);
+            image.bits_per_pixel = static_cast<u16>(std::min(read_value(), 0xFFFFu));
         }
     }
     return result == text_result::broken
@@ -106,6 +118,7 @@ u32 read_palette(const read_call &call, u32 last_colour) {
         return report_no_colourmap(name);
     if (!pass_over(text, '<'))
         return report_no_hex(name);
+    call.image.num_colours = static_cast<u16>(last_colour);
     for (u32 i = 0; i <= last_colour; ++i) {
         u8 components[3];
         if (!read_hex(text, components, sizeof components))
@@ -127,15 +140,14 @@ u32 read_numbers(const read_call &call) {
         }
     };
     skip_lines(5);
-    u16 values[3] = {};
-    const char *rest = line;
-    for (u16 &value : values)
-        rest = VIQ_sscanf(rest, &value);
-    image.width = values[0];
-    image.height = values[1];
+    const char *numbers = line;
+    image.width = number_at(numbers);
+    numbers = VIQ_sscanf(numbers, nullptr);
+    image.height = number_at(numbers);
+    const u32 bits = number_at(VIQ_sscanf(numbers, nullptr));
     skip_lines(4);
     if (std::strstr(line, "FALSE 3") == nullptr)
-        return set_format(call, values[2] == 1 ? VIQ_Y1 : VIQ_Y8);
+        return set_format(call, bits == 1 ? VIQ_Y1 : VIQ_Y8);
     skip_lines(1);
     return set_format(call, VIQ_RGB24);
 }

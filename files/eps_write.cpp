@@ -12,9 +12,6 @@ using namespace viq;
 
 namespace {
 
-constexpr const char *name = "VIQ_write_EPS_file";
-constexpr const char *strip_name = "VIQ_write_EPS_file_1_strip";
-
 write_state state;
 
 verdict refuse(const strip_call &call);
@@ -22,18 +19,14 @@ void put_head(std::FILE *file, const tVIQ_Image &image);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 void put_tail(std::FILE *file);
 
-constexpr strip_writer writer = {
-    .name = name,
-    .strip_name = strip_name,
-    .state = &state,
-    .refuse = refuse,
-    .put_head = put_head,
-    .put_strip = put_strip,
-    .put_tail = put_tail,
-    .buffer_size = 0,
-    .mode = "w",
-    .line = padded_bit_line,
-};
+constexpr strip_writer writer = {VIQ_NAMES(VIQ_write_EPS_file),
+                                 &state,
+                                 refuse,
+                                 put_head,
+                                 put_strip,
+                                 padded_bit_line,
+                                 put_tail,
+                                 "w"};
 
 } // namespace
 
@@ -45,8 +38,8 @@ namespace {
 
 // Where the picture stands on the page, in points.
 struct placement {
-    u32 left, bottom, right, top;
-    u32 scale_x, scale_y; // as printed
+    i32 left, bottom, right, top;
+    i32 scale_x, scale_y; // as printed
     bool landscape;
 };
 
@@ -63,11 +56,11 @@ verdict refuse(const strip_call &call) {
     const tVIQ_Image &image = *call.in;
     const u16 format = image.pixel_format;
     if (format != VIQ_Y1 && format != VIQ_Y8 && format != VIQ_PALETTED && format != VIQ_RGB24)
-        return stop_with(report_format(name, format));
+        return stop_with(report_format(writer.name, format));
     if (format == VIQ_PALETTED && image.colourmap == nullptr)
-        return stop_with(report_no_colourmap(name));
+        return stop_with(report_no_colourmap(writer.name));
     if (image.width == 0 || image.height == 0)
-        return stop_with(report_corrupt(name));
+        return stop_with(report_corrupt(writer.name));
     return proceed;
 }
 
@@ -83,28 +76,28 @@ void put_head(std::FILE *file, const tVIQ_Image &image) {
 u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
     const u64 bytes = eps::line_bytes(image);
     const u64 text = 2 * bytes + bytes / eps::bytes_per_text_line + 1;
-    return put_blocks(strip_name, file, image, text, fill_text);
+    return put_blocks(writer.strip_name, file, image, text, fill_text);
 }
 
 void put_tail(std::FILE *file) {
     std::fputs("showpage\n%%EOF\n", file);
 }
 
-// The longer side fits 720 points or the shorter one 522, whichever is reached first; products of
-// 16 bits of fraction tell which.
+// The longer side fits 720 points or the shorter one 522, whichever is reached first; quotients of
+// 16 bits of fraction tell which. Where they are equal, huge pictures stand out by a few points.
 placement place(u32 width, u32 height) {
-    constexpr u32 long_room = 720;
-    constexpr u32 short_room = 522;
-    constexpr u32 left_margin = 18;
-    constexpr u32 bottom_margin = 10;
-    const u64 shorter = std::min(width, height);
-    const u64 longer = std::max(width, height);
-    u32 x = short_room;
-    u32 y = long_room;
-    if (short_room * u64{65536} / shorter >= long_room * u64{65536} / longer)
-        x = static_cast<u32>(shorter * long_room / longer);
+    constexpr i32 long_room = 720;
+    constexpr i32 short_room = 522;
+    constexpr i32 left_margin = 18;
+    constexpr i32 bottom_margin = 10;
+    const i64 shorter = std::min(width, height);
+    const i64 longer = std::max(width, height);
+    i32 x = short_room;
+    i32 y = long_room;
+    if (short_room * i64{65536} / shorter >= long_room * i64{65536} / longer)
+        x = static_cast<i32>(shorter * long_room / longer);
     else
-        y = static_cast<u32>(longer * short_room / shorter);
+        y = static_cast<i32>(longer * short_room / shorter);
     const bool landscape = width > height;
     return {.left = ((short_room - x) >> 1) + left_margin,
             .bottom = ((long_room - y) >> 1) + bottom_margin,
@@ -117,7 +110,7 @@ placement place(u32 width, u32 height) {
 
 // RGB files announce CMYK although their data are RGB.
 void put_comments(std::FILE *file, const tVIQ_Image &image, const placement &page) {
-    std::fprintf(file, "%%!PS-Adobe-3.0 EPSF-3.0\n%%%%BoundingBox: %u %u %u %u\n", page.left,
+    std::fprintf(file, "%%!PS-Adobe-3.0 EPSF-3.0\n%%%%BoundingBox: %d %d %d %d\n", page.left,
                  page.bottom, page.right, page.top);
     // The comment ends with its line.
     char creator[sizeof image.spare_text + 1] = {};
@@ -128,13 +121,13 @@ void put_comments(std::FILE *file, const tVIQ_Image &image, const placement &pag
         std::fputs("%%Extensions: CMYK\n", file);
     if (image.pixel_format == VIQ_PALETTED)
         std::fputs("%%LanguageLevel: 2\n", file);
-    std::fprintf(file, "%%%%EndComments\n%%%%EndProlog\n%u %u translate\n0 rotate\n", page.left,
+    std::fprintf(file, "%%%%EndComments\n%%%%EndProlog\n%d %d translate\n0 rotate\n", page.left,
                  page.bottom);
 }
 
 void put_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page) {
-    std::fprintf(file, "%u %u scale\n[/Indexed /DeviceRGB %u\n <", page.scale_x, page.scale_y,
-                 image.num_colours - 1u);
+    std::fprintf(file, "%d %d scale\n[/Indexed /DeviceRGB %u\n <", page.scale_x, page.scale_y,
+                 colour_count(image) - 1);
     put_palette(file, image);
     std::fprintf(file,
                  ">\n] setcolorspace\n<<\n  /ImageType 1\n  /Width %u\n  /Height %u\n"
@@ -155,7 +148,7 @@ void put_palette(std::FILE *file, const tVIQ_Image &image) {
 }
 
 void put_direct(std::FILE *file, const tVIQ_Image &image, const placement &page) {
-    std::fprintf(file, "/picstr %u string def\n%u %u scale\n%u %u %s\n", image.width, page.scale_x,
+    std::fprintf(file, "/picstr %u string def\n%d %d scale\n%u %u %s\n", image.width, page.scale_x,
                  page.scale_y, image.width, image.height, image.pixel_format == VIQ_Y1 ? "1" : "8");
     put_matrix(file, image, page, "");
     std::fputs("{currentfile\n picstr readhexstring pop}\n", file);

@@ -71,7 +71,7 @@ u32 VIQ_image_read(u32 hImage, u32 hMemory, u16 wMode) {
         return finish_reading(from);
     tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
-        return report_bad_handle(read_name);
+        return end_reading(from, report_bad_handle(read_name));
     if (!reading.under_way) {
         u32 code = start_reading(*image, hMemory);
         // A wavelet file has no header to read ahead: it comes whole, and as a stream.

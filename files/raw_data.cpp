@@ -8,24 +8,12 @@ using namespace viq;
 
 namespace {
 
-constexpr const char *name = "VIQ_write_raw_data";
-constexpr const char *strip_name = "VIQ_write_raw_data_1_strip";
-
 write_state state;
 
 verdict refuse(const strip_call &call);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
-constexpr strip_writer writer = {
-    .name = name,
-    .strip_name = strip_name,
-    .state = &state,
-    .refuse = refuse,
-    .put_head = nullptr,
-    .put_strip = put_strip,
-    .put_tail = nullptr,
-    .buffer_size = 0,
-};
+constexpr strip_writer writer = {VIQ_NAMES(VIQ_write_raw_data), &state, refuse, nullptr, put_strip};
 
 } // namespace
 
@@ -54,7 +42,7 @@ verdict refuse(const strip_call &call) {
     case VIQ_YUV422:
         return proceed;
     default:
-        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
+        return stop_with(report(writer.name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
     }
 }
 

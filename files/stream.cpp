@@ -30,8 +30,15 @@ u32 finish_writing(const strip_call &call);
 u32 close_writing(const strip_call &call);
 u32 open_and_read_header(const strip_reader &reader, const strip_call &call);
 u32 read_strip(const strip_reader &reader, u32 hImage, tVIQ_Image &image);
+u32 line_of(const strip_reader &reader, const tVIQ_Image &image);
 u32 fail_reading(const strip_reader &reader, u32 code);
 u32 finish_reading(const strip_reader &reader);
+
+// The sequence is over, and nothing stays open.
+template <class State> void drop(State &state) {
+    state.sequence = {};
+    state.file.reset();
+}
 
 // In place, or between areas that lie apart.
 void swap_bytes(const u8 *from, u8 *to, std::size_t words) {
@@ -130,6 +137,21 @@ bool get_lines(std::FILE *stream, const tVIQ_Image &image, u32 first, u32 lines,
     });
 }
 
+u32 get_unpacked_lines(const char *function, std::FILE *stream, const tVIQ_Image &image, u32 first,
+                       u32 lines, u64 line, line_unpacker unpack) {
+    u8 *packed = scratch_bytes(scratch::file_lines, line);
+    if (packed == nullptr)
+        return report_no_memory(function, line);
+    const auto size = static_cast<std::size_t>(line);
+    u8 *to = image.data + first * static_cast<std::size_t>(image.bytes_per_line);
+    for (u32 n = 0; n < lines; ++n, to += image.bytes_per_line) {
+        if (std::fread(packed, 1, size, stream) != size)
+            return report_corrupt(function);
+        unpack(image, packed, to);
+    }
+    return success;
+}
+
 u32 lines_in_block(u64 line) {
     constexpr u64 block = u64{128} * 1024;
     return static_cast<u32>(std::clamp<u64>(block / std::max<u64>(line, 1), 1, 65536));
@@ -153,6 +175,15 @@ u32 report_format(const char *function, u16 format) {
     return report(function, VIQ_ERR_UNSUPPORTED | format, "Unsupported image format");
 }
 
+verdict refuse_size(const char *function, const tVIQ_Image &image, const char *too_large) {
+    constexpr u32 greatest = 0xFFFF;
+    if (image.width == 0 || image.height == 0)
+        return stop_with(report_corrupt(function));
+    if (image.width > greatest || image.height > greatest)
+        return stop_with(report(function, VIQ_ERR_UNSUPPORTED, too_large));
+    return proceed;
+}
+
 u32 create_file(const char *function, write_state &state, const char *path, std::size_t buffer_size,
                 const char *mode) {
     state.file.reset(std::fopen(path, mode));
@@ -163,19 +194,10 @@ u32 create_file(const char *function, write_state &state, const char *path, std:
     return success;
 }
 
-u32 close_file(const char *function, unique_stream &file) {
-    if (file == nullptr)
-        return success;
-    const bool failed = std::ferror(file.get()) != 0;
-    const bool closed = std::fclose(file.release()) == 0;
-    return closed && !failed ? success : report(function, VIQ_ERR_CLOSE, "Failed to close file");
-}
-
 u32 check_written(const char *function, write_state &state) {
     if (std::ferror(state.file.get()) == 0)
         return success;
-    state.sequence = {};
-    state.file.reset();
+    drop(state);
     return report(function, VIQ_ERR_SYSTEM, "Failed to write to file");
 }
 
@@ -199,7 +221,7 @@ u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
         return finish_reading(reader);
     tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
-        return report_bad_handle(reader.name);
+        return fail_reading(reader, report_bad_handle(reader.name));
     if (!state.sequence.under_way) {
         const strip_call call = {nullptr, hImage, 0, image, nullptr, nullptr};
         const u32 code = open_and_read_header(reader, call);
@@ -212,8 +234,10 @@ u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
         if (state.sequence.geometry != geometry_of(*image))
             return fail_reading(reader, report_changed_image(reader.name));
     }
-    if (mode != VIQ_STRIP_NEXT || image->lines_per_strip == 0)
+    if (mode != VIQ_STRIP_NEXT || image->lines_per_strip == 0) {
+        image->bytes_per_line = line_of(reader, *image);
         return success;
+    }
     return read_strip(reader, hImage, *image);
 }
 
@@ -226,7 +250,7 @@ const strip_writer &writer_of(const strip_call &call) {
 u32 begin_writing(const strip_call &call) {
     const strip_writer &writer = writer_of(call);
     const u32 code = create_file(writer.name, *writer.state, call.in->outfilename,
-                                 writer.buffer_size, writer.mode);
+                                 writer_buffer_size, writer.mode);
     if (!is_error(code) && writer.put_head != nullptr)
         writer.put_head(writer.state->file.get(), *call.in);
     return code;
@@ -237,8 +261,11 @@ u32 write_strip(const strip_call &call) {
     const tVIQ_Image &image = *call.in;
     if (image.lines_per_strip == 0)
         return success;
-    if (!has_lines(image, image.lines_per_strip))
+    if (!has_lines(image, image.lines_per_strip)) {
+        if (writer.state->sequence.lines_done == 0) // what comes next may have another name
+            drop(*writer.state);
         return report_no_data(writer.strip_name);
+    }
     const u32 code = writer.put_strip(writer.state->file.get(), image);
     return is_error(code) ? code : check_written(writer.strip_name, *writer.state);
 }
@@ -276,7 +303,7 @@ u32 open_and_read_header(const strip_reader &reader, const strip_call &call) {
 u32 read_strip(const strip_reader &reader, u32 hImage, tVIQ_Image &image) {
     read_state &state = *reader.state;
     const bool last = clip_last_strip(image, state.sequence.lines_done);
-    u32 code = renew_strip(hImage, reader.line != nullptr ? reader.line(image, 0) : 0);
+    u32 code = renew_strip(hImage, line_of(reader, image));
     if (is_error(code))
         return fail_reading(reader, report(reader.name, code, ""));
     code = reader.read_lines({state.file.get(), image, hImage, state.sequence.lines_done});
@@ -286,9 +313,12 @@ u32 read_strip(const strip_reader &reader, u32 hImage, tVIQ_Image &image) {
     return last ? finish_reading(reader) : success;
 }
 
+u32 line_of(const strip_reader &reader, const tVIQ_Image &image) {
+    return reader.line != nullptr ? reader.line(image, 0) : image.bytes_per_line;
+}
+
 u32 fail_reading(const strip_reader &reader, u32 code) {
-    reader.state->sequence = {};
-    reader.state->file.reset();
+    drop(*reader.state);
     return code;
 }
 

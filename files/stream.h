@@ -3,9 +3,9 @@
 #pragma once
 
 #include <cstdio>
-#include <memory>
 
 #include "core/byte_order.h"
+#include "core/open_file.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 
@@ -50,6 +50,12 @@ void for_each_run(const tVIQ_Image &image, u32 first, u32 lines, Visit visit) {
             visit(run, u64{image.width});
 }
 
+// The same for lines that the file holds in another form: `unpack` turns one of them, of so many
+// bytes, into a line of the image.
+using line_unpacker = void (*)(const tVIQ_Image &image, u8 *packed, u8 *line);
+u32 get_unpacked_lines(const char *function, std::FILE *stream, const tVIQ_Image &image, u32 first,
+                       u32 lines, u64 line, line_unpacker unpack);
+
 // So many lines of a file at a time pass through one buffer.
 u32 lines_in_block(u64 line);
 
@@ -61,14 +67,13 @@ u32 put_blocks(const char *function, std::FILE *stream, const tVIQ_Image &image,
 
 u32 report_format(const char *function, u16 format);
 
+// A file whose header has 16 bits for each side takes no longer ones; none holds a picture without
+// pixels.
+verdict refuse_size(const char *function, const tVIQ_Image &image, const char *too_large);
+
 inline u32 report_corrupt(const char *function) {
     return report(function, VIQ_ERR_CORRUPT, "Corrupt image");
 }
-
-struct stream_closer {
-    void operator()(std::FILE *stream) const { std::fclose(stream); }
-};
-using unique_stream = std::unique_ptr<std::FILE, stream_closer>;
 
 // The open file of a writer, with its sequence.
 struct write_state {
@@ -81,9 +86,6 @@ constexpr std::size_t writer_buffer_size = 16384;
 // `buffer_size` 0 leaves the stream's own buffering.
 u32 create_file(const char *function, write_state &state, const char *path, std::size_t buffer_size,
                 const char *mode = "wb");
-
-// Every byte has reached the file, or the failure is reported here.
-u32 close_file(const char *function, unique_stream &file);
 
 // After a strip: a failed write ends the sequence and closes the file.
 u32 check_written(const char *function, write_state &state);
@@ -98,10 +100,9 @@ struct strip_writer {
     void (*put_head)(std::FILE *file, const tVIQ_Image &image);
     // The current strip; the image has data for it.
     u32 (*put_strip)(std::FILE *file, const tVIQ_Image &image);
-    void (*put_tail)(std::FILE *file);
-    std::size_t buffer_size = writer_buffer_size;
-    const char *mode = "wb";
     line_rule line = nullptr; // of the strip that is written; null: the check's
+    void (*put_tail)(std::FILE *file) = nullptr;
+    const char *mode = "wb";
 };
 
 u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode);

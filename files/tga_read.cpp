@@ -4,7 +4,6 @@
 #include "convert/rows.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "core/scratch.h"
 #include "files/stream.h"
 #include "files/tga.h"
 
@@ -32,8 +31,8 @@ u32 VIQ_read_TGA_file(u32 hImage, u16 wMode) {
 
 namespace {
 
-bool read_words(const read_call &call);
 bool read_bgr(const read_call &call);
+void unpack_words(const tVIQ_Image &image, u8 *packed, u8 *line);
 
 // The identification's length, the origin and the descriptor are not looked at: pixels lie right
 // behind the header, their first line is the top line.
@@ -63,11 +62,13 @@ u32 read_header(const read_call &call) {
 // Grey lines have in the file what they have in the image, padding included.
 u32 read_lines(const read_call &call) {
     const tVIQ_Image &image = call.image;
-    bool complete = false;
-    if (image.pixel_format != VIQ_RGB24)
-        complete = get_lines(call.file, image, 0, image.lines_per_strip, image.bytes_per_line);
-    else
-        complete = file_bits == 24 ? read_bgr(call) : read_words(call);
+    const u32 lines = image.lines_per_strip;
+    if (image.pixel_format == VIQ_RGB24 && file_bits != 24)
+        return get_unpacked_lines(strip_name, call.file, image, 0, lines, u64{image.width} * 2,
+                                  unpack_words);
+    const bool complete = image.pixel_format == VIQ_RGB24
+                              ? read_bgr(call)
+                              : get_lines(call.file, image, 0, lines, image.bytes_per_line);
     return complete ? success : report_corrupt(strip_name);
 }
 
@@ -89,20 +90,9 @@ bool read_bgr(const read_call &call) {
 }
 
 // Five bits each of red, green and blue, blue in the low ones.
-bool read_words(const read_call &call) {
-    const tVIQ_Image &image = call.image;
-    const std::size_t size = std::size_t{image.width} * 2;
-    u8 *words = scratch_bytes(scratch::file_lines, size);
-    if (words == nullptr)
-        return false;
-    const row_kernel unpack = find_row(VIQ_RGB15, VIQ_RGB24);
-    for (std::size_t n = 0; n < image.lines_per_strip; ++n) {
-        if (std::fread(words, 1, size, call.file) != size)
-            return false;
-        words_to_host(words, image.width, endian::little);
-        unpack(words, image.data + n * image.bytes_per_line, image.width, {});
-    }
-    return true;
+void unpack_words(const tVIQ_Image &image, u8 *packed, u8 *line) {
+    words_to_host(packed, image.width, endian::little);
+    find_row(VIQ_RGB15, VIQ_RGB24)(packed, line, image.width, {});
 }
 
 } // namespace

@@ -9,24 +9,14 @@ using namespace viq;
 
 namespace {
 
-constexpr const char *name = "VIQ_write_TGA_file";
-constexpr const char *strip_name = "VIQ_write_TGA_file_1_strip";
-
 write_state state;
 
 verdict refuse(const strip_call &call);
 void put_head(std::FILE *file, const tVIQ_Image &image);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
-constexpr strip_writer writer = {
-    .name = name,
-    .strip_name = strip_name,
-    .state = &state,
-    .refuse = refuse,
-    .put_head = put_head,
-    .put_strip = put_strip,
-    .put_tail = nullptr,
-};
+constexpr strip_writer writer = {VIQ_NAMES(VIQ_write_TGA_file), &state, refuse, put_head,
+                                 put_strip};
 
 } // namespace
 
@@ -39,14 +29,11 @@ namespace {
 void fill_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *block);
 
 verdict refuse(const strip_call &call) {
-    constexpr u32 greatest_size = 0xFFFF;
     const tVIQ_Image &image = *call.in;
     const u16 format = image.pixel_format;
     if (format != VIQ_Y8 && format != VIQ_RGB15 && format != VIQ_RGB24)
-        return stop_with(report_format(name, format));
-    if (image.width > greatest_size || image.height > greatest_size)
-        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Image too large for a TGA file"));
-    return proceed;
+        return stop_with(report_format(writer.name, format));
+    return refuse_size(writer.name, image, "Image too large for a TGA file");
 }
 
 void put_head(std::FILE *file, const tVIQ_Image &image) {
@@ -63,7 +50,7 @@ void put_head(std::FILE *file, const tVIQ_Image &image) {
 // Grey and 15-bit lines go with their padding; colour goes as blue, green, red without it.
 u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
     if (image.pixel_format == VIQ_RGB24)
-        return put_blocks(strip_name, file, image, u64{image.width} * 3, fill_bgr);
+        return put_blocks(writer.strip_name, file, image, u64{image.width} * 3, fill_bgr);
     put_lines(file, image, image.bytes_per_line);
     return success;
 }

@@ -4,7 +4,6 @@
 #include "core/cmap_record.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "core/scratch.h"
 #include "files/stream.h"
 #include "files/tiff.h"
 
@@ -89,8 +88,8 @@ u32 take_bits(std::FILE *file, const entry &field, directory &page);
 u32 decide_format(const read_call &call, const directory &page);
 u32 read_colour_map(const read_call &call, const directory &page);
 u32 find_lines(std::FILE *file, const directory &page);
-bool read_run(const read_call &call, u32 first, u32 lines);
-bool unpack_nibbles(const read_call &call, u32 first, u32 lines);
+u32 read_run(const read_call &call, u32 first, u32 lines);
+void unpack_nibbles(const tVIQ_Image &image, u8 *packed, u8 *line);
 
 u32 report_unsupported() {
     return report(name, VIQ_ERR_UNSUPPORTED, "unsupported TIFF format");
@@ -321,49 +320,40 @@ u32 read_lines(const read_call &call) {
         lines = std::min(rows - row, call.image.lines_per_strip - first);
         const u64 offset = source.strips[line / rows] + row * source.line;
         // TIFF strips mostly follow each other, and a needless seek costs the stream's buffer.
-        if (offset != source.position && !seek_to(call.file, offset))
-            return report(strip_name, seek_failed, "fseek failed");
+        const bool found = offset == source.position || seek_to(call.file, offset);
+        const u32 code = found ? read_run(call, first, lines) : report_corrupt(strip_name);
+        if (is_error(code))
+            return code;
         source.position = offset + lines * source.line;
-        if (!read_run(call, first, lines))
-            return report_corrupt(strip_name);
     }
     return success;
 }
 
 // Lines that stand one after the other in the file. Samples of 16 bits are taken as big-endian in
 // files of both orders.
-bool read_run(const read_call &call, u32 first, u32 lines) {
+u32 read_run(const read_call &call, u32 first, u32 lines) {
     const tVIQ_Image &image = call.image;
     if (source.nibbles)
-        return unpack_nibbles(call, first, lines);
-    if (image.pixel_format != VIQ_Y16)
-        return get_lines(call.file, image, first, lines, source.line);
-    const u32 block = lines_in_block(source.line); // swapped while the cache still holds it
+        return get_unpacked_lines(strip_name, call.file, image, first, lines, source.line,
+                                  unpack_nibbles);
+    // Words are swapped while the cache still holds them.
+    const bool words = image.pixel_format == VIQ_Y16;
+    const u32 block = words ? lines_in_block(source.line) : lines;
     for (u32 count = 0; lines > 0; first += count, lines -= count) {
         count = std::min(block, lines);
         if (!get_lines(call.file, image, first, count, source.line))
-            return false;
-        for_each_run(image, first, count,
-                     [](u8 *words, u64 size) { words_to_host(words, size, endian::big); });
+            return report_corrupt(strip_name);
+        if (words)
+            for_each_run(image, first, count,
+                         [](u8 *row, u64 size) { words_to_host(row, size, endian::big); });
     }
-    return true;
+    return success;
 }
 
 // The high nibble is the first pixel.
-bool unpack_nibbles(const read_call &call, u32 first, u32 lines) {
-    const tVIQ_Image &image = call.image;
-    const auto size = static_cast<std::size_t>(source.line);
-    u8 *packed = scratch_bytes(scratch::file_lines, size);
-    if (packed == nullptr)
-        return false;
-    for (u32 n = first; n < first + lines; ++n) {
-        if (std::fread(packed, 1, size, call.file) != size)
-            return false;
-        u8 *line = image.data + n * static_cast<std::size_t>(image.bytes_per_line);
-        for (u32 x = 0; x < image.width; ++x)
-            line[x] = x % 2 == 0 ? packed[x / 2] >> 4 : packed[x / 2] & 15;
-    }
-    return true;
+void unpack_nibbles(const tVIQ_Image &image, u8 *packed, u8 *line) {
+    for (u32 x = 0; x < image.width; ++x)
+        line[x] = x % 2 == 0 ? packed[x / 2] >> 4 : packed[x / 2] & 15;
 }
 
 } // namespace

@@ -9,9 +9,6 @@ using namespace viq;
 
 namespace {
 
-constexpr const char *name = "VIQ_write_TIFF_file";
-constexpr const char *strip_name = "VIQ_write_TIFF_file_1_strip";
-
 write_state state;
 
 verdict refuse(const strip_call &call);
@@ -19,15 +16,7 @@ void put_head(std::FILE *file, const tVIQ_Image &image);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
 constexpr strip_writer writer = {
-    .name = name,
-    .strip_name = strip_name,
-    .state = &state,
-    .refuse = refuse,
-    .put_head = put_head,
-    .put_strip = put_strip,
-    .put_tail = nullptr,
-    .line = packed_bit_line,
-};
+    VIQ_NAMES(VIQ_write_TIFF_file), &state, refuse, put_head, put_strip, packed_bit_line};
 
 } // namespace
 
@@ -80,20 +69,22 @@ void put32(tiff_head &head, u32 value) {
 }
 
 verdict refuse(const strip_call &call) {
-    constexpr u32 greatest_short = 0xFFFF;
+    constexpr const char *too_large = "Image too large for a TIFF file";
     const tVIQ_Image &image = *call.in;
     if (find_layout(image.pixel_format) == nullptr)
-        return stop_with(report_format(name, image.pixel_format));
-    if (image.width > greatest_short || image.height > greatest_short ||
-        image.height * line_bytes(image) > UINT32_MAX - longest_head)
-        return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Image too large for a TIFF file"));
+        return stop_with(report_format(writer.name, image.pixel_format));
+    const verdict decision = refuse_size(writer.name, image, too_large);
+    if (!decision.go_on)
+        return decision;
+    if (image.height * line_bytes(image) > UINT32_MAX - longest_head)
+        return stop_with(report(writer.name, VIQ_ERR_UNSUPPORTED, too_large));
     if (image.pixel_format != VIQ_PALETTED)
         return proceed;
     if (image.num_colours != colourmap_size)
-        return stop_with(report(name, VIQ_ERR_UNSUPPORTED | image.num_colours,
+        return stop_with(report(writer.name, VIQ_ERR_UNSUPPORTED | image.num_colours,
                                 "Unsupported palette/colourmap size"));
     if (image.colourmap == nullptr)
-        return stop_with(report_no_colourmap(name));
+        return stop_with(report_no_colourmap(writer.name));
     return proceed;
 }
 

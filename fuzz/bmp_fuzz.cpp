@@ -1,27 +1,12 @@
 // Bitmap files of any content: detection, reading whole and by strips, conversion, writing back.
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <random>
-#include <string>
 #include <vector>
 
 #include "core/image.h"
+#include "fuzz/input_file.h"
 
 using namespace viq;
 
 namespace {
-
-struct scratch {
-    const std::string file =
-        (std::filesystem::temp_directory_path() / ("viq" + std::to_string(std::random_device{}())))
-            .string();
-    scratch() {
-        VIQ_Init();
-        VIQ_ErrHandlerInstall(nullptr);
-    }
-    ~scratch() { std::remove(file.c_str()); }
-};
 
 void demand(bool holds) {
     if (!holds)
@@ -72,16 +57,14 @@ void write_back(const std::string &name) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    static const scratch place;
-    std::FILE *file = std::fopen(place.file.c_str(), "wb");
-    demand(file != nullptr);
-    demand((size == 0 || std::fwrite(data, 1, size, file) == size) && std::fclose(file) == 0);
-    VIQ_image_find_file_format(place.file.c_str());
+    const std::string &file = input_file(data, size);
+    VIQ_image_find_file_format(file.c_str());
     for (const u32 lines : {1u, 3u, 1000u}) {
-        read_with(VIQ_image_read, place.file, lines);
-        read_with(read_bitmap, place.file, lines);
+        read_with(VIQ_image_read, file, lines);
+        read_with(read_bitmap, file, lines);
     }
-    write_back(place.file);
+    write_back(file);
     demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    std::remove(file.c_str());
     return 0;
 }

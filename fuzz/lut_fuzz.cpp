@@ -4,8 +4,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     if (size == 0)
         return 0;
-    VIQ_Init();
-    VIQ_ErrHandlerInstall(nullptr);
+    const std::string &name = viq::input_file(data + 1, size - 1);
     const auto type = static_cast<u16>(199 + data[0] % 8);
     const u32 image = VIQ_image_create();
     VIQ_image_set_parameter(image, VIQ_IMAGE_TYPE, VIQ_Y16);
@@ -13,7 +12,6 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     VIQ_image_set_parameter(image, VIQ_WIDTH, 2);
     VIQ_image_set_parameter(image, VIQ_HEIGHT, 1);
     VIQ_image_set_parameter(image, VIQ_LINES_PER_STRIP, 1);
-    const std::string &name = viq::input_file(data + 1, size - 1);
     const u32 code = VIQ_image_conv_LUT_load(image, type, name.c_str());
     VIQ_image_malloc_a_strip(image);
     const u32 out = VIQ_image_create();

@@ -1263,8 +1263,8 @@ VIQ_API u32 VIQ_read_TIFF_file(u32 hImage, u16 wMode);
  * 256 colours. Lines go without their padding.
  * Errors: 0x1007xxxx "Unsupported image format", xxxx being the pixel format; 0x1007xxxx
  * "Unsupported palette/colourmap size", xxxx being the number of colours; 0x10070000 "Image too
- * large for a TIFF file", a side above 65535 or 4 GiB; 0x100b0000 "Colourmap is NULL"; 0x10090000
- * "Failed to create file".
+ * large for a TIFF file", a side above 65535 or 4 GiB; 0x10050000 "Corrupt image", a side of 0;
+ * 0x100b0000 "Colourmap is NULL"; 0x10090000 "Failed to create file".
  */
 VIQ_API u32 VIQ_write_TIFF_file(u32 hImage, u16 wMode);
 
@@ -1293,8 +1293,8 @@ VIQ_API u32 VIQ_read_TGA_file(u32 hImage, u16 wMode);
 /**
  * Writes an uncompressed TGA file, top line first: VIQ_Y8, VIQ_RGB15 as 16 bits in memory order,
  * VIQ_RGB24 as blue, green, red. Lines of Y8 and RGB15 go with their padding: a line alignment of 1
- * gives files that other programs read at every width.
- * Errors: 0x1007xxxx "Unsupported image format", xxxx being the pixel format; 0x10070000 "Image too
+ * gives files that other programs read at every width. Errors: 0x10050000 "Corrupt image", a side
+ * of 0; 0x1007xxxx "Unsupported image format", xxxx being the pixel format; 0x10070000 "Image too
  * large for a TGA file", a side above 65535; 0x10090000 "Failed to create file".
  */
 VIQ_API u32 VIQ_write_TGA_file(u32 hImage, u16 wMode);

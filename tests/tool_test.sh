@@ -91,6 +91,8 @@ for kind in tif:TIFF tga:TGA eps:EPS; do
     expect 0 "" convert --format paletted coffee.bmp "out.${kind%:*}"
     expect 0 "dB" "$tool" compare --tolerance 130 coffee.bmp "out.${kind%:*}"
 done
+expect 0 "" convert out.eps copy.eps # paletted, and no colour is lost on the way
+expect 0 "identical" "$tool" compare out.eps copy.eps
 
 # Lookup tables are made, kept and used; a loaded one gives what a fresh one gives.
 for type in 200 201 202 203 204 205; do
@@ -100,13 +102,15 @@ for type in 200 201 202 203 204 205; do
     expect 0 "" cmp fresh.bmp out.bmp
 done
 expect 0 "dB" "$tool" compare --tolerance 100 coffee.bmp fresh.bmp
+expect 0 "generated" "$tool" lut apply 202 --data-width 12 --palette ramp camera.bmp out.bmp
+expect 0 "identical" "$tool" compare camera.bmp out.bmp
 expect 0 "" convert --format paletted coffee.bmp palette.tif
 expect 0 "generated" "$tool" lut apply 200 --palette palette.tif coffee.bmp out.bmp
 expect_error "Incorrect number of bytes" "$tool" lut apply 205 --load table200 coffee.bmp out.bmp
 expect_error "camera.tif: " "$tool" lut generate 205 --palette camera.tif
 expect_error "TYPE" "$tool" lut generate 199
 expect_error "nowhere/table: Failed to create file" "$tool" lut generate 201 --save nowhere/table
-rm -f table* fresh.bmp palette.tif
+rm -f table* fresh.bmp palette.tif copy.eps
 
 # Processing: operations in their order, on colour and on grey pictures.
 expect 0 "" convert --crop 10,20,300,200 --scale 150x100 --rotate 90 coffee.bmp out.bmp

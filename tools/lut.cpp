@@ -49,6 +49,7 @@ int lut_apply(const lut_options &options) {
     const file_kind &kind = kind_of_path(options.out);
     const image palette = palette_of(options);
     route way = route_from(read_header(options.in));
+    way.grey_bits = options.data_width;
     extend_by_table(way, options.type, palette, options.in);
     extend_to_any(way, kind.accepts, options.in);
     make_table(options, palette);

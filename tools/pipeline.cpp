@@ -37,7 +37,7 @@ picture picture_of(u32 handle) {
             static_cast<u16>(
                 format == VIQ_PALETTED ? VIQ_image_get_parameter(handle, VIQ_NUM_COLOURS) : 0),
             VIQ_image_is_colour(handle) == 1,
-            format == VIQ_Y1 ? (VIQ_get_width(handle) + 7) / 8 : VIQ_get_bytes_per_line(handle)};
+            VIQ_get_bytes_per_line(handle)};
 }
 
 picture read_header(const std::string &file) {
@@ -154,11 +154,22 @@ void use_whole_colourmap(u32 strip) {
 // The header alone arrives when both the height and the lines of a strip are 0.
 void open_source(u32 handle, const std::string &file, bool packed) {
     check(VIQ_image_set_infilename(handle, file.c_str()), file);
-    if (packed || is_packed(static_cast<u16>(VIQ_image_find_file_format(file.c_str()))))
+    const u32 kind = VIQ_image_find_file_format(file.c_str());
+    if (packed || is_packed(static_cast<u16>(kind)))
         VIQ_image_set_parameter(handle, VIQ_LINE_ALIGNMENT, 1);
     VIQ_image_set_parameter(handle, VIQ_HEIGHT, 0);
     VIQ_image_set_parameter(handle, VIQ_LINES_PER_STRIP, 0);
     check(VIQ_image_read(handle, 0, VIQ_STRIP_NEXT), file);
+    // Such files give the index of the last colour as their number.
+    if (kind == VIQ_FILE_EPS && format_of(handle) == VIQ_PALETTED)
+        VIQ_image_set_parameter(handle, VIQ_NUM_COLOURS,
+                                VIQ_image_get_parameter(handle, VIQ_NUM_COLOURS) + 1);
+}
+
+// TIFF files hold a full colourmap.
+void use_whole_colourmap(u32 strip) {
+    if (format_of(strip) == VIQ_PALETTED)
+        VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
 }
 
 strip_sink palette_sink(const palette_rule &rule, const std::string &file, image &palette) {

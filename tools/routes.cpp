@@ -20,7 +20,7 @@ void append(route &r, std::span<const u16> chain, const palette_rule &palette);
 bool connected(u16 from, u16 to, bool colour);
 bool probe(u16 from, u16 to, bool colour);
 u32 converter_between(u16 from, u16 to);
-u32 convert_strip(u16 from, u16 to, u32 in, u32 out, u16 command);
+u32 convert_strip(u16 from, u16 to, u32 in, u32 out, u16 command, u16 grey_bits = 16);
 
 } // namespace
 
@@ -106,8 +106,8 @@ void append(route &r, std::span<const u16> chain, const palette_rule &palette) {
         const u16 to = chain[i];
         step next{to, {}, {}};
         if (library_converts(from, to, r.colour))
-            next.run = [from, to](u32 in, u32 out, u16 command) {
-                return convert_strip(from, to, in, out, command);
+            next.run = [from, to, bits = r.grey_bits](u32 in, u32 out, u16 command) {
+                return convert_strip(from, to, in, out, command, bits);
             };
         else
             next.run = [from](u32 in, u32 out, u16 command) {
@@ -152,13 +152,13 @@ u32 converter_between(u16 from, u16 to) {
     return from == VIQ_YUV422 ? to + 0x10000u : to;
 }
 
-u32 convert_strip(u16 from, u16 to, u32 in, u32 out, u16 command) {
+u32 convert_strip(u16 from, u16 to, u32 in, u32 out, u16 command, u16 grey_bits) {
     if (to == VIQ_CMYK32)
         return VIQ_convert_to_CMYK32(in, out, command);
     if (converter_between(from, to) == VIQ_RGB24_OR_Y8)
         return VIQ_image_convert(in, out, VIQ_RGB24_OR_Y8, 0, command);
     if (to == VIQ_Y16)
-        VIQ_image_set_parameter(out, VIQ_DATA_WIDTH, 16);
+        VIQ_image_set_parameter(out, VIQ_DATA_WIDTH, grey_bits);
     return VIQ_image_convert(in, out, to, 0, command);
 }
 

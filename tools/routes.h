@@ -31,6 +31,7 @@ struct step {
 struct route {
     u16 format;               // of the picture at the end of the steps
     bool colour;              // whether the picture, or its colourmap, shows colour
+    u16 grey_bits = 16;       // of the 16-bit grey that a step makes
     bool whole = false;       // whole pictures pass, so that a converter may serve two steps
     std::set<u32> converters; // those in use: each can serve one picture at a time
     std::vector<step> steps;
