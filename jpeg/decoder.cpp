@@ -68,7 +68,7 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
     if (find_image(hOutImage) == nullptr)
         return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
     if (hJpegImage == hOutImage)
-        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        return report_same_image(name);
     if (decode.under_way && !is_this_decode(jpeg))
         return report(name, VIQ_ERR_STATE, "Sequence under way with another image");
     code = decode.under_way ? success : start(hJpegImage);
@@ -113,7 +113,7 @@ u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
     if (jpeg.width == 0 || jpeg.height == 0)
         return report(name, VIQ_ERR_CORRUPT, "Image has no size");
     if (jpeg.width > largest_side || jpeg.height > largest_side)
-        return report(name, VIQ_ERR_UNSUPPORTED, "Image too large for JPEG");
+        return report_too_large(name);
     if (!has_data(jpeg))
         return report_no_data(name);
     const u64 blocks = u64{layout.mcus} * layout.mcu_rows * layout.pairs * 2;
@@ -153,7 +153,7 @@ u32 start(u32 hJpegImage) {
 
 void finish() {
     tVIQ_Image *jpeg = find_image(decode.handle);
-    if (jpeg != nullptr && jpeg == decode.image) {
+    if (jpeg != nullptr && is_this_decode(*jpeg)) {
         jpeg->width = decode.original.width;
         jpeg->height = decode.original.height;
         jpeg->lines_per_strip = decode.original.lines_per_strip;
