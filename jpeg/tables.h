@@ -74,6 +74,9 @@ struct code_tables {
 
 const code_tables &current_codes();
 
+// There is a code for every symbol of grey or of colour pictures.
+bool codes_are_complete(bool colour);
+
 // Number of symbols that the counts of one table announce.
 u32 symbol_count(const u8 (&bits)[16]);
 

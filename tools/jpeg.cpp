@@ -12,6 +12,13 @@ double sum_of_steps(const Tjpeg &record) {
     return std::accumulate(std::begin(record.q_tables[0]), std::end(record.q_tables[0]), 0.0);
 }
 
+// The coder goes on with the codes of what has been decoded, which a written header does not name.
+void use_standard_codes(const image &jpeg, const std::string &name) {
+    VIQ_image_set_parameter(jpeg.handle, VIQ_IMAGE_TYPE, VIQ_YUV422);
+    check(VIQ_JPEG_set_default_H_tables(jpeg.handle), name);
+    check(VIQ_JPEG_generate_H_codetable_LUTs(jpeg.handle), name);
+}
+
 } // namespace
 
 bool is_jpeg(const std::string &file) {
@@ -75,9 +82,17 @@ image decode_jpeg(const std::string &file) {
 void write_jpeg(u32 picture, u16 quality, const std::string &path, const std::string &name) {
     const image jpeg = make_jpeg();
     check(VIQ_JPEG_set_Quality_factor(jpeg.handle, quality), name);
+    use_standard_codes(jpeg, name);
     check(VIQ_image_set_outfilename(picture, path.c_str()), name);
     check(VIQ_JPEG_compress(picture, jpeg.handle), name);
     check(VIQ_JPEG_file_write(jpeg.handle, VIQ_STRIP_NEXT), name);
+}
+
+void put_jpeg(const image &jpeg, const std::string &path) {
+    put_in_place(path, [&](const std::string &draft) {
+        check(VIQ_image_set_outfilename(jpeg.handle, draft.c_str()), path);
+        check(VIQ_JPEG_file_write(jpeg.handle, VIQ_STRIP_NEXT), path);
+    });
 }
 
 jpeg_facts facts_of(const std::string &file) {
