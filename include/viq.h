@@ -1334,7 +1334,8 @@ VIQ_API u32 VIQ_write_EPS_file(u32 hImage, u16 wMode);
  * Coded data. The library allocates the record's data and grows it where it has to. A caller may
  * set a buffer of its own with VIQ_PTR_JPEG_DATA and VIQ_FLAG_LOCKED: it stays in use, is never
  * freed, and must hold what VIQ_JPEG_malloc_data would allocate, or, for VIQ_JPEG_buffer_read, as
- * many bytes as the stream has. VIQ_JPEG_PARAM is the number of bytes in use.
+ * many bytes as the stream has. Appending to a longer one starts with VIQ_JPEG_malloc_N_bytes_data,
+ * which then only tells its size. VIQ_JPEG_PARAM is the number of bytes in use.
  *
  * A picture to a file and back:
  *
@@ -1411,7 +1412,8 @@ VIQ_API u32 VIQ_JPEG_generate_H_codetable_LUTs(u32 hImage);
 
 /**
  * Builds the process-wide decoding tables from the code tables that
- * VIQ_JPEG_generate_H_codetable_LUTs has built of the same image. Errors: 0x10060000 "".
+ * VIQ_JPEG_generate_H_codetable_LUTs has built of the same image. DC codes are looked up by 9 bits,
+ * those of table 1 by 11: longer ones count as invalid. Errors: 0x10060000 "".
  */
 VIQ_API u32 VIQ_JPEG_generate_Huffman_decode_tables(u32 hImage);
 
