@@ -174,13 +174,13 @@ void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
     if (flat) {
         const u8 levels[2] = {flat_sample(pair.dc[0], steps), flat_sample(pair.dc[1], steps)};
         for (u8(&row)[pair_width] : samples.rows)
-            for (u32 i = 0; i < 2; ++i)
+            for (std::size_t i = 0; i < 2; ++i)
                 std::memset(row + 8 * i, levels[i], 8);
         return;
     }
     if (small && current_blocks().inverse(pair.blocks, steps, samples))
         return;
-    for (u32 i = 0; i < 2; ++i)
+    for (std::size_t i = 0; i < 2; ++i)
         inverse_block(pair.blocks.coefficients[i], pair.dc[i], steps, samples.rows[0] + 8 * i,
                       pair_width);
 }
@@ -191,10 +191,11 @@ void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t 
     const u32 y_pairs = layout.pairs - 1;
     const u32 repeat = y_pairs - 1;
     const block_kernels &kernels = current_blocks();
-    for (u32 x = 0; x < count; ++x, pairs += layout.pairs, pixels += 2 * pair_width) {
+    constexpr std::size_t mcu_bytes = std::size_t{2} * pair_width;
+    for (u32 x = 0; x < count; ++x, pairs += layout.pairs, pixels += mcu_bytes) {
         sample_pair chroma;
         transform(pairs[y_pairs], 1, chroma);
-        for (u32 n = 0; n < y_pairs && 8 * n < lines; ++n) {
+        for (std::size_t n = 0; n < y_pairs && 8 * n < lines; ++n) {
             sample_pair y;
             transform(pairs[n], 0, y);
             kernels.interleave(y, chroma.rows[4 * n], repeat, pixels + 8 * n * line, line);

@@ -326,7 +326,8 @@ u32 parse_scan(parse &state, segment &part) {
         return fail_corrupt(state);
     if (*components != record.components || state.has_scan)
         return fail(state, VIQ_ERR_UNSUPPORTED, "Only one scan of all components is supported");
-    const u8 *selection = take(part, 2u * *components) != nullptr ? take(part, 3) : nullptr;
+    const u8 *selection =
+        take(part, std::size_t{2} * *components) != nullptr ? take(part, 3) : nullptr;
     if (selection == nullptr || part.left != 0)
         return fail_corrupt(state);
     record.sos_length = part.length;

@@ -17,15 +17,13 @@ constexpr std::array<u8, block_size> make_zigzag() {
     for (u32 k = 0; k < block_size; ++k) {
         order[k] = static_cast<u8>(8 * y + x);
         const bool rising = (x + y) % 2 == 0;
-        if (rising && x == 7)
+        const bool at_side = rising ? x == 7 : x == 0 && y != 7;
+        const bool at_end = rising ? y == 0 : y == 7;
+        if (at_side) {
             ++y;
-        else if (rising && y == 0)
+        } else if (at_end) {
             ++x;
-        else if (!rising && y == 7)
-            ++x;
-        else if (!rising && x == 0)
-            ++y;
-        else {
+        } else {
             x += rising ? 1 : -1;
             y += rising ? -1 : 1;
         }
