@@ -1,4 +1,5 @@
 // JPEG streams of any content in memory: reading, decoding whole and by strips, writing back.
+#include <algorithm>
 #include <vector>
 
 #include "core/image.h"
@@ -44,6 +45,13 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
         const u32 frame = VIQ_JPEG_image_create();
         VIQ_JPEG_sequence_extract_frame(jpeg, frame, VIQ_image_get_parameter(jpeg, VIQ_PARAM_18));
         VIQ_image_destroy(frame);
+        // No reader leaves an end marker inside the data, but a caller may.
+        auto *record = static_cast<Tjpeg *>(VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG));
+        if (record->data != nullptr) {
+            std::copy(data, data + size, record->data);
+            record->data_length = static_cast<u32>(size);
+            decode(jpeg, height);
+        }
     }
     VIQ_image_destroy(jpeg);
     return 0;

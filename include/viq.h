@@ -1334,7 +1334,8 @@ VIQ_API u32 VIQ_write_EPS_file(u32 hImage, u16 wMode);
  * Coded data. The library allocates the record's data and grows it where it has to. A caller may
  * set a buffer of its own with VIQ_PTR_JPEG_DATA and VIQ_FLAG_LOCKED: it stays in use, is never
  * freed, and must hold what VIQ_JPEG_malloc_data would allocate, or, for VIQ_JPEG_buffer_read, as
- * many bytes as the stream has. VIQ_JPEG_PARAM is the number of bytes in use.
+ * many bytes as the stream has. Appending to a longer one starts with VIQ_JPEG_malloc_N_bytes_data,
+ * which then only tells its size. VIQ_JPEG_PARAM is the number of bytes in use.
  *
  * A picture to a file and back:
  *
@@ -1350,6 +1351,16 @@ VIQ_API u32 VIQ_write_EPS_file(u32 hImage, u16 wMode);
  *
  * Code tables, the decode in progress, and the states of the writers and of VIQ_JPEG_build_image
  * are one of each for the whole process.
+ *
+ * The code tables serve the coder and the decoder. VIQ_Init builds the standard ones; every
+ * decompression builds those of its own stream, which then also code the pictures that are
+ * compressed after it, while the header of a compressed picture always names the standard tables.
+ * After decompressing a stream that others have written, and before compressing, bring the
+ * standard codes back, for grey and colour alike:
+ *
+ *     VIQ_image_set_parameter(jpeg, VIQ_IMAGE_TYPE, VIQ_YUV422);
+ *     VIQ_JPEG_set_default_H_tables(jpeg);
+ *     VIQ_JPEG_generate_H_codetable_LUTs(jpeg);
  */
 
 enum { VIQ_JPEG_COMPONENTS = 600, VIQ_JPEG_DATA_START = 601, VIQ_JPEG_Q_TABLES = 602 };
@@ -1384,7 +1395,7 @@ VIQ_API u32 VIQ_JPEG_set_Quantization_factor(u32 hImage, u16 wFactor);
 
 /**
  * Builds quantisation tables 0 and 1 and their reciprocals from the quality factor. Entries lie
- * between 1 and 255.
+ * between 1 and 255. Errors: 0x10030000 "Q factor of range" a record whose factor is 0.
  */
 VIQ_API u32 VIQ_JPEG_make_Q_tables(u32 hImage);
 
@@ -1393,14 +1404,16 @@ VIQ_API u32 VIQ_JPEG_set_default_H_tables(u32 hImage);
 
 /**
  * Builds the process-wide code tables from the record's Huffman tables: those of table 0, for a
- * colour image also of table 1. Errors: 0x10050000 "Corrupt Huffman table" more than 256 symbols or
- * more codes than there is room for; 0x10070000 "Huffman codes of 1 bit are not supported".
+ * colour image also of table 1. They code and decode until they are built anew.
+ * Errors: 0x10050000 "Corrupt Huffman table" more than 256 symbols or more codes than there is room
+ * for.
  */
 VIQ_API u32 VIQ_JPEG_generate_H_codetable_LUTs(u32 hImage);
 
 /**
  * Builds the process-wide decoding tables from the code tables that
- * VIQ_JPEG_generate_H_codetable_LUTs has built of the same image. Errors: 0x10060000 "".
+ * VIQ_JPEG_generate_H_codetable_LUTs has built of the same image. DC codes are looked up by 9 bits,
+ * those of table 1 by 11: longer ones count as invalid. Errors: 0x10060000 "".
  */
 VIQ_API u32 VIQ_JPEG_generate_Huffman_decode_tables(u32 hImage);
 
@@ -1419,10 +1432,11 @@ VIQ_API u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo);
 /**
  * Allocates the data: the length of the open file, made even, or else bytes per line x lines per
  * strip + 10000; 4200 bytes where that is below 4096. A caller's locked buffer stays.
+ * Errors: the check's code with "Corrupt image"; 0x1006xxxx "", xxxx being the size.
  */
 VIQ_API u32 VIQ_JPEG_malloc_data(u32 hImage);
 
-/** The same with so many bytes. */
+/** The same with so many bytes, whatever the image is like. */
 VIQ_API u32 VIQ_JPEG_malloc_N_bytes_data(u32 hImage, u32 dwBytes);
 
 /** Frees the data, unless the image has VIQ_FLAG_LOCKED; the data length becomes 0. */
@@ -1433,15 +1447,17 @@ VIQ_API u32 VIQ_JPEG_destroy_Tjpeg(u32 hImage);
 
 /**
  * Codes a whole picture of VIQ_Y8, VIQ_YUV422, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32 or
- * VIQ_XBGR32 into the JPEG image, with the record's quality factor and the standard Huffman tables.
- * The JPEG image takes the input's parameters, its file names among them. A size that is no
- * multiple of the coded blocks (grey 8 x 8, colour 16 x 8) is padded by repeating the last pixels;
- * the JPEG image keeps the real one. Nothing is written to a file. Errors: 0x1007xxxx "This
- * function only supports a complete image", xxxx being the lines per strip; 0x1007xxxx "Unsupported
- * image format", xxxx being the format; 0x10070000 "Unsupported image type" a VIQ_YUV422 picture
- * whose size is no multiple of 16 x 8; 0x10070000 "Image too large for JPEG" more than 65535 pixels
- * a side; 0x10050000 "Image has no size"; 0x1006xxxx "" also for a caller's buffer that is too
- * small.
+ * VIQ_XBGR32 into the JPEG image, with the record's quality factor and the process-wide code
+ * tables; the record gets the standard Huffman tables, which these have to be. The JPEG image takes
+ * the input's parameters, its file names among them. A size that is no multiple of the coded blocks
+ * (grey 8 x 8, colour 16 x 8) is padded by repeating the last pixels; the JPEG image keeps the real
+ * one. Nothing is written to a file. Errors: the check's code with "Corrupt image"; 0x1007xxxx
+ * "This function only supports a complete image", xxxx being the lines per strip; 0x1007xxxx
+ * "Unsupported image format", xxxx being the format; 0x10070000 "Unsupported image type" a
+ * VIQ_YUV422 picture whose size is no multiple of 16 x 8 (VIQ_pad_to_MCU_1_strip); 0x10070000
+ * "Image too large for JPEG" more than 65535 pixels a side; 0x10050000 "Image has no size". Under
+ * VIQ_JPEG_compress_1_strip: 0x100b0000 "Huffman codes lack symbols" after the decompression of a
+ * stream whose tables lack them; 0x1006xxxx "" also for a caller's buffer that is too small.
  */
 VIQ_API u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage);
 
@@ -1471,7 +1487,7 @@ VIQ_API u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage);
  * that matters. While a decode is under way the JPEG image has this size too, and its own again
  * afterwards. All data is decoded with the first strip. VIQ_STRIP_FINISH abandons the decode.
  * Errors: 0x1007xxxx "Unsupported image format", xxxx being the format; 0x10050000 "Image has no
- * size"; 0x10050000 "Image too large for its data" more than 32 blocks a byte, 16 times what can
+ * size"; 0x10050000 "Image too large for its data" more than 32 blocks a byte, 8 times what can
  * be coded; 0x100b0000 "Sequence under way with another image"; 0x10070000 "For YUV 4:1:1 JPEG
  * decoding, strip must be multiple of 16 lines" (VIQ_JPEG_izz_1_strip) unless the strip ends the
  * picture. Under VIQ_Huffman_decode_1_strip, 0x100b0000: "B: corrupt DC Huffman sequence", "B:
@@ -1479,8 +1495,8 @@ VIQ_API u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage);
  * block: Y1 (also grey), Y2, Y3, Y4, U, V; "Buffer failed to fill at start". Under read_dc_value,
  * 0x100b0000 "invalid DC category". A marker FF D9 inside the data is reported under refill_buffer
  * as "Unexpected EOI - processing byte 1" (0x100b0000) or "Unexpected EOI - processing byte 2"
- * (0x100b0001) and read as data; past the data's end there are 1 bits. An error leaves the decode
- * at its start.
+ * (0x100b0001) and read as data; past the data's end there are 1 bits. An error in the first
+ * strip ends the decode.
  */
 VIQ_API u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode);
 
@@ -1488,7 +1504,8 @@ VIQ_API u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode);
  * Decodes a whole JPEG image strip by strip and passes the picture on. wInMode 2 reads the file
  * first, if none is open, in strips of 8 lines. The output gets VIQ_YUV422 if it has that format,
  * otherwise VIQ_RGB24 (grey: VIQ_Y8). wOutMode 1: hOutImage becomes a memory image; any other: the
- * strips are written to its output file in the file format of that number (VIQ_FILE_...).
+ * strips are written to its output file in the file format of that number (VIQ_FILE_...), whose
+ * name is the JPEG image's.
  * Returns the first error of the functions called.
  */
 VIQ_API u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMode,
@@ -1498,21 +1515,26 @@ VIQ_API u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u1
  * Writes the JPEG image to its output file. The first call creates the file and writes the header.
  * VIQ_STRIP_NEXT appends the data and counts the lines per strip; when they reach the height, or
  * with VIQ_STRIP_FINISH, the end marker follows and the file is closed. VIQ_JPEG_SEPARATOR writes
- * the separator of two frames. VIQ_STRIP_FINISH with no file under way does nothing.
- * Errors: 0x10090000 "Failed to create file"; 0x100d0000 "Failed to write to file"; 0x100a0000
- * "Failed to close file".
+ * the separator of two frames. VIQ_STRIP_FINISH works whatever has become of the image; with no
+ * file under way it does nothing.
+ * Errors: 0x10050000 "Corrupt image" neither 1 nor 3 components, or more than 4 quantisation
+ * tables; 0x10070000 "Image too large for JPEG" more than 65535 pixels a side; 0x1006xxxx "";
+ * 0x10090000 "Failed to create file"; 0x100d0000 "Failed to write to file"; 0x100a0000 "Failed to
+ * close file".
  */
 VIQ_API u32 VIQ_JPEG_file_write(u32 hJpegImage, u16 wMode);
 
 /**
  * The same into memory. The first call writes header and data at the buffer and sets the length;
- * later calls write at the address that they are given and add what they write.
+ * later calls write at the address that they are given and add what they write. The buffer must
+ * have room: header and end take less than 1500 bytes. Errors as there, but for those of files.
  */
 VIQ_API u32 VIQ_JPEG_buffer_write(u32 hJpegImage, u8 *pBuffer, u32 *pdwLength, u16 wMode);
 
 /**
  * Opens the input file and reads its header up to the coded data, which is left in the file: the
- * file stays open in the record and the image has no data. Close it with VIQ_JPEG_file_close.
+ * file stays open in the record and the image has no data. Close it with VIQ_JPEG_file_close. A
+ * stream that ends between two segments is read as far as it goes.
  * Errors, after which the file is closed: 0x10090000 "The VIQ image handle refers to a non-JPEG
  * image"; 0x10090000 "Failed to open JPEG file"; 0x10050000 "Expecting PREFIX marker"; 0x10050000
  * "Expecting SOI marker"; 0x100500xx "Expecting 0xFF marker code", xx being the byte; 0x100500xx
@@ -1544,7 +1566,9 @@ VIQ_API u32 VIQ_JPEG_buffer_read(u32 hJpegImage, const u8 *pBuffer, u32 dwLength
 /** The record's file; null without one. */
 VIQ_API FILE *VIQ_JPEG_get_file_ptr(u32 hJpegImage);
 
-/** Gives the record a file, which the caller closes, or VIQ_JPEG_file_close. */
+/**
+ * Gives the record a file, which the caller closes, or VIQ_JPEG_file_close; other functions do not.
+ */
 VIQ_API u32 VIQ_JPEG_set_file_ptr(u32 hJpegImage, FILE *f);
 
 /**
@@ -1552,20 +1576,23 @@ VIQ_API u32 VIQ_JPEG_set_file_ptr(u32 hJpegImage, FILE *f);
  * like the frame. VIQ_STRIP_NEXT appends the frame's data; when the lines per strip have reached
  * the height, or with VIQ_STRIP_FINISH, the output's buffer is cut to its data. Frames of 0 lines
  * do nothing. Errors: 0x10040000 "Input image does not exist"; 0x10040000 "Output image does not
- * exist".
+ * exist"; the check's code with "Corrupt image"; 0x1006xxxx "" also for a caller's buffer that is
+ * too small.
  */
 VIQ_API u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode);
 
 /**
  * Appends the frame's data to a sequence, after a separator if the sequence holds data already, and
- * counts it in parameter 18. hJpegFrame 0 cuts the sequence's buffer to its data.
- * Errors: 0x10040000 "Output image does not exist".
+ * counts it in parameter 18. The library's own buffer grows with it. hJpegFrame 0 cuts the
+ * sequence's buffer to its data.
+ * Errors: 0x10040000 "Output image does not exist"; 0x1006xxxx "" also for a caller's buffer that
+ * is too small; 0x10050000 "Corrupt image" a data length beyond the buffer.
  */
 VIQ_API u32 VIQ_JPEG_sequence_build(u32 hJpegFrame, u32 hJpegSequence);
 
 /**
  * Counts the frames in the open file of VIQ_JPEG_file_open and stores their number as parameter 18.
- * Errors: 0x10040000 "JPEG file not opened".
+ * Errors: 0x10040000 "JPEG file not opened"; 0x100d0000 "Failed to read from file".
  */
 VIQ_API u32 VIQ_JPEG_sequence_calc_length(u32 hJpegImage);
 

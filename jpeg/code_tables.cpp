@@ -12,6 +12,7 @@ namespace {
 
 constexpr u32 end_of_block = 0x00;
 constexpr u32 zero_run = 0xF0;
+constexpr u32 largest_category = 11; // of DC differences
 constexpr u32 ac_entries = 1u << ac_bits;
 
 // Huffman tables as a record holds them.
@@ -35,6 +36,7 @@ table_state state;
 bool is_colour(u32 hImage);
 huffman_set huffman_set_of(const Tjpeg &record, bool colour);
 u32 check_tables(const char *function, const huffman_set &tables);
+bool is_ac_symbol(u32 symbol);
 void build_codes(const huffman_set &tables);
 bool build_decoding();
 
@@ -75,6 +77,17 @@ namespace viq {
 
 const code_tables &current_codes() {
     return state.codes;
+}
+
+bool codes_are_complete(bool colour) {
+    for (u32 slot = 0; slot < huffman_slots; slot += colour ? 1 : 2)
+        for (u32 symbol = 0; symbol < 256; ++symbol) {
+            const bool used =
+                slot < ac_luminance ? symbol <= largest_category : is_ac_symbol(symbol);
+            if (used && state.codes.slots[slot].length[symbol] == 0)
+                return false;
+        }
+    return true;
 }
 
 const decode_tables &current_decode_tables() {
@@ -118,15 +131,15 @@ huffman_set huffman_set_of(const Tjpeg &record, bool colour) {
 }
 
 u32 check_tables(const char *function, const huffman_set &tables) {
-    for (const auto &bits : tables.bits) {
+    for (const auto &bits : tables.bits)
         if (!is_sound_table(bits))
             return report(function, VIQ_ERR_CORRUPT, "Corrupt Huffman table");
-        // Codes are counted from 2 bits on.
-        if (bits[0] != 0)
-            return report(function, VIQ_ERR_UNSUPPORTED,
-                          "Huffman codes of 1 bit are not supported");
-    }
     return success;
+}
+
+bool is_ac_symbol(u32 symbol) {
+    const u32 size = symbol & 15;
+    return (size >= 1 && size <= 10) || symbol == end_of_block || symbol == zero_run;
 }
 
 u32 category_of(i32 value) {
@@ -137,7 +150,7 @@ void build_slot(const u8 (&bits)[16], const u8 (&vals)[256], code_table &table) 
     table = {};
     u32 code = 0;
     u32 at = 0;
-    for (u32 length = 2; length <= 16; ++length, code <<= 1) {
+    for (u32 length = 1; length <= 16; ++length, code <<= 1) {
         for (u32 i = 0; i < bits[length - 1]; ++i, ++at, ++code) {
             table.code[vals[at]] = static_cast<u16>(code);
             table.length[vals[at]] = static_cast<u8>(length);
@@ -184,10 +197,9 @@ template <class Entries> void build_dc(const code_table &codes, Entries &entries
 void build_ac(const code_table &codes, std::vector<ac_entry> &entries) {
     std::fill(entries.begin(), entries.end(), ac_entry{0, invalid_category, 0, 0});
     for (u32 symbol = 0; symbol < 256; ++symbol) {
-        const u32 size = symbol & 15;
-        if ((size >= 1 && size <= 10) || symbol == end_of_block || symbol == zero_run)
+        if (is_ac_symbol(symbol))
             fill_prefix(entries, ac_bits, codes.code[symbol], codes.length[symbol],
-                        ac_entry{static_cast<u8>(symbol >> 4), static_cast<u8>(size),
+                        ac_entry{static_cast<u8>(symbol >> 4), static_cast<u8>(symbol & 15),
                                  codes.length[symbol], 0});
     }
 }

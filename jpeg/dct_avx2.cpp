@@ -26,18 +26,18 @@ VIQ_FORMULA words load(const void *from) {
 VIQ_FORMULA block_rows transpose(const block_rows &in) {
     words a[8];
     words b[8];
-    for (u32 i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         a[2 * i] = _mm256_unpacklo_epi16(in.row[2 * i], in.row[2 * i + 1]);
         a[2 * i + 1] = _mm256_unpackhi_epi16(in.row[2 * i], in.row[2 * i + 1]);
     }
-    for (u32 i = 0; i < 2; ++i) {
+    for (std::size_t i = 0; i < 2; ++i) {
         b[4 * i] = _mm256_unpacklo_epi32(a[4 * i], a[4 * i + 2]);
         b[4 * i + 1] = _mm256_unpackhi_epi32(a[4 * i], a[4 * i + 2]);
         b[4 * i + 2] = _mm256_unpacklo_epi32(a[4 * i + 1], a[4 * i + 3]);
         b[4 * i + 3] = _mm256_unpackhi_epi32(a[4 * i + 1], a[4 * i + 3]);
     }
     block_rows out;
-    for (u32 i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         out.row[2 * i] = _mm256_unpacklo_epi64(b[i], b[i + 4]);
         out.row[2 * i + 1] = _mm256_unpackhi_epi64(b[i], b[i + 4]);
     }
@@ -92,7 +92,7 @@ template <u32 result> VIQ_FORMULA word_pairs even_result(const word_pairs &ab) {
 template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
     words sum[4];
     words difference[4];
-    for (u32 i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         sum[i] = _mm256_add_epi16(in.row[i], in.row[7 - i]);
         difference[i] = _mm256_sub_epi16(in.row[i], in.row[7 - i]);
     }
@@ -105,7 +105,7 @@ template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
     block_rows out;
     out.row[0] = _mm256_add_epi16(outer, inner);
     out.row[4] = _mm256_sub_epi16(outer, inner);
-    for (u32 i = 0; i < 8; i += 4)
+    for (std::size_t i = 0; i < 8; i += 4)
         out.row[i] = shift == first_pass_shift ? _mm256_slli_epi16(out.row[i], 2)
                                                : _mm256_srai_epi16(out.row[i], 5);
     out.row[2] = to_words<shift>(even_result<0>(even));
@@ -118,7 +118,7 @@ template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
 }
 
 // A coefficient below the step always gives 0: its product with the reciprocal is below 65536.
-VIQ_FORMULA words quantise_row(words row, const quantiser &table, u32 y) {
+VIQ_FORMULA words quantise_row(words row, const quantiser &table, std::size_t y) {
     const words size = _mm256_abs_epi16(row);
     const words quotient = _mm256_add_epi16(_mm256_mulhi_epu16(size, load(table.reciprocal[y])),
                                             _mm256_and_si256(size, load(table.whole[y])));
@@ -129,7 +129,7 @@ VIQ_FORMULA void forward_rows(const block_rows &samples, const quantiser &table,
     const block_rows rows = forward_pass<second_pass_shift>(
         transpose(forward_pass<first_pass_shift>(transpose(samples))));
     u64 masks[2] = {};
-    for (u32 y = 0; y < 8; y += 2) {
+    for (std::size_t y = 0; y < 8; y += 2) {
         const words upper = quantise_row(rows.row[y], table, y);
         const words lower = quantise_row(rows.row[y + 1], table, y + 1);
         // The upper row of both blocks, and the lower one, are next to each other in each block.
@@ -167,7 +167,7 @@ void forward_colour(const u8 *pixels, std::size_t line, const quantiser &luminan
                          -1, 13, -1, 3, -1, 7, -1, 11, -1, 15, -1);
     block_rows luma;
     block_rows chroma;
-    for (u32 i = 0; i < 8; ++i) {
+    for (std::size_t i = 0; i < 8; ++i) {
         const words row = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(pixels));
         luma.row[i] = _mm256_sub_epi16(_mm256_and_si256(row, low_bytes), middle);
         const words gathered = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(row, u_then_v), 0xD8);
@@ -199,7 +199,7 @@ template <i32 shift> VIQ_FORMULA block_rows inverse_pass(const block_rows &in) {
     const word_pairs odd[4] = {odd_result<3>(ab, cd), odd_result<2>(ab, cd), odd_result<1>(ab, cd),
                                odd_result<0>(ab, cd)};
     block_rows out;
-    for (u32 i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         out.row[i] = to_words<shift>(plus(halves[i], odd[i]));
         out.row[7 - i] = to_words<shift>(minus(halves[i], odd[i]));
     }
@@ -210,12 +210,12 @@ bool inverse(const block_pair &pair, const quantiser &table, sample_pair &sample
     block_rows rows;
     words sums = _mm256_setzero_si256();
     words excess = _mm256_setzero_si256();
-    for (u32 y = 0; y < 8; y += 2) {
+    for (std::size_t y = 0; y < 8; y += 2) {
         const words first = load(pair.coefficients[0] + 8 * y);
         const words second = load(pair.coefficients[1] + 8 * y);
         const words both[2] = {_mm256_permute2x128_si256(first, second, 0x20),
                                _mm256_permute2x128_si256(first, second, 0x31)};
-        for (u32 i = 0; i < 2; ++i) {
+        for (std::size_t i = 0; i < 2; ++i) {
             const words step = load(table.step[y + i]);
             const words size = _mm256_abs_epi16(both[i]);
             const words low = _mm256_mullo_epi16(size, step);
@@ -231,7 +231,7 @@ bool inverse(const block_pair &pair, const quantiser &table, sample_pair &sample
     const block_rows out =
         transpose(inverse_pass<second_pass_shift>(transpose(inverse_pass<first_pass_shift>(rows))));
     const words middle = _mm256_set1_epi8(-128);
-    for (u32 y = 0; y < 8; y += 2) {
+    for (std::size_t y = 0; y < 8; y += 2) {
         const words bytes = _mm256_packs_epi16(out.row[y], out.row[y + 1]);
         _mm256_store_si256(reinterpret_cast<__m256i *>(samples.rows[y]),
                            _mm256_xor_si256(_mm256_permute4x64_epi64(bytes, 0xD8), middle));
@@ -240,7 +240,7 @@ bool inverse(const block_pair &pair, const quantiser &table, sample_pair &sample
 }
 
 void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std::size_t line) {
-    for (u32 row = 0; row < block_lines; ++row, pixels += line) {
+    for (std::size_t row = 0; row < block_lines; ++row, pixels += line) {
         const __m128i luma = _mm_load_si128(reinterpret_cast<const __m128i *>(y.rows[row]));
         const __m128i halves =
             _mm_loadu_si128(reinterpret_cast<const __m128i *>(uv + (row >> repeat) * pair_width));

@@ -15,9 +15,9 @@ struct butterfly {
     i32 odd[4]; // in the order of odd_part
 };
 
-butterfly split(const i32 *line, u32 step) {
+butterfly split(const i32 *line, std::size_t step) {
     butterfly parts;
-    for (u32 i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         const i32 first = line[i * step];
         const i32 second = line[(7 - i) * step];
         parts.even[i] = first + second;
@@ -26,13 +26,13 @@ butterfly split(const i32 *line, u32 step) {
     return parts;
 }
 
-void store_products(const butterfly &parts, i32 *line, u32 step, i32 shift) {
+void store_products(const butterfly &parts, i32 *line, std::size_t step, i32 shift) {
     const even_results even =
         even_part(parts.even[0] - parts.even[3], parts.even[1] - parts.even[2]);
     const odd_results odd = odd_part(parts.odd[0], parts.odd[1], parts.odd[2], parts.odd[3]);
     line[2 * step] = even.of[0] >> shift;
     line[6 * step] = even.of[1] >> shift;
-    for (u32 i = 0; i < 4; ++i)
+    for (std::size_t i = 0; i < 4; ++i)
         line[(7 - 2 * i) * step] = odd.of[i] >> shift;
 }
 
@@ -50,18 +50,18 @@ void forward_column(i32 *column) {
     const i32 outer = parts.even[0] + parts.even[3];
     const i32 inner = parts.even[1] + parts.even[2];
     column[0] = (outer + inner) >> 5;
-    column[4 * 8] = (outer - inner) >> 5;
+    column[32] = (outer - inner) >> 5;
     store_products(parts, column, 8, second_pass_shift);
 }
 
 // From samples less 128 to quantised coefficients.
 void forward_block(i32 (&block)[block_size], const quantiser &table, i16 *coefficients, u64 &mask) {
-    for (u32 i = 0; i < 8; ++i)
+    for (std::size_t i = 0; i < 8; ++i)
         forward_row(block + 8 * i);
-    for (u32 i = 0; i < 8; ++i)
+    for (std::size_t i = 0; i < 8; ++i)
         forward_column(block + i);
     mask = 0;
-    for (u32 i = 0; i < block_size; ++i) {
+    for (std::size_t i = 0; i < block_size; ++i) {
         const u32 reciprocal =
             table.whole[i / 8][i % 8] != 0 ? 65536u : table.reciprocal[i / 8][i % 8];
         coefficients[i] =
@@ -71,29 +71,29 @@ void forward_block(i32 (&block)[block_size], const quantiser &table, i16 *coeffi
 }
 
 // Samples that stand `step` bytes apart.
-void forward_samples(const u8 *samples, u32 step, std::size_t line, const quantiser &table,
+void forward_samples(const u8 *samples, std::size_t step, std::size_t line, const quantiser &table,
                      i16 *coefficients, u64 &mask) {
     i32 block[block_size];
-    for (u32 y = 0; y < 8; ++y, samples += line)
-        for (u32 x = 0; x < 8; ++x)
+    for (std::size_t y = 0; y < 8; ++y, samples += line)
+        for (std::size_t x = 0; x < 8; ++x)
             block[8 * y + x] = samples[x * step] - 128;
     forward_block(block, table, coefficients, mask);
 }
 
 void forward_grey(const u8 *pixels, std::size_t line, const quantiser &table, block_pair &pair) {
-    for (u32 i = 0; i < 2; ++i)
+    for (std::size_t i = 0; i < 2; ++i)
         forward_samples(pixels + 8 * i, 1, line, table, pair.coefficients[i], pair.masks[i]);
 }
 
 void forward_colour(const u8 *pixels, std::size_t line, const quantiser &luminance,
                     const quantiser &chrominance, block_pair &y, block_pair &uv) {
-    for (u32 i = 0; i < 2; ++i) {
+    for (std::size_t i = 0; i < 2; ++i) {
         forward_samples(pixels + 16 * i, 2, line, luminance, y.coefficients[i], y.masks[i]);
         forward_samples(pixels + 1 + 2 * i, 4, line, chrominance, uv.coefficients[i], uv.masks[i]);
     }
 }
 
-void inverse_line(const i32 *in, i32 *out, u32 step, i32 shift) {
+void inverse_line(const i32 *in, i32 *out, std::size_t step, i32 shift) {
     const i32 sum = wrapped_product(wrapped_sum(in[0], in[4 * step]), 1 << fraction_bits);
     const i32 difference =
         wrapped_product(wrapped_difference(in[0], in[4 * step]), 1 << fraction_bits);
@@ -102,7 +102,7 @@ void inverse_line(const i32 *in, i32 *out, u32 step, i32 shift) {
     const i32 halves[4] = {wrapped_sum(sum, even.of[0]), wrapped_sum(difference, even.of[1]),
                            wrapped_difference(difference, even.of[1]),
                            wrapped_difference(sum, even.of[0])};
-    for (u32 i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         out[i * step] = wrapped_sum(halves[i], odd.of[3 - i]) >> shift;
         out[(7 - i) * step] = wrapped_difference(halves[i], odd.of[3 - i]) >> shift;
     }
@@ -113,16 +113,16 @@ u8 sample_of(i32 value) {
 }
 
 bool inverse_pair(const block_pair &pair, const quantiser &table, sample_pair &samples) {
-    for (u32 i = 0; i < 2; ++i)
+    for (std::size_t i = 0; i < 2; ++i)
         inverse_block(pair.coefficients[i], pair.coefficients[i][0], table, samples.rows[0] + 8 * i,
                       pair_width);
     return true;
 }
 
 void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std::size_t line) {
-    for (u32 row = 0; row < block_lines; ++row, pixels += line) {
+    for (std::size_t row = 0; row < block_lines; ++row, pixels += line) {
         const u8 *chroma = uv + (row >> repeat) * pair_width;
-        for (u32 x = 0; x < 8; ++x) {
+        for (std::size_t x = 0; x < 8; ++x) {
             pixels[4 * x] = y.rows[row][2 * x];
             pixels[4 * x + 1] = chroma[x];
             pixels[4 * x + 2] = y.rows[row][2 * x + 1];
@@ -145,10 +145,10 @@ const block_kernels &current_blocks() {
 
 quantiser make_quantiser(const u8 (&steps)[block_size], const u32 *reciprocals) {
     quantiser table = {};
-    for (u32 k = 0; k < block_size; ++k) {
+    for (std::size_t k = 0; k < block_size; ++k) {
         const u32 row = natural_of[k] / 8;
         const u32 reciprocal = reciprocals != nullptr ? reciprocals[k] : 0;
-        for (u32 x = natural_of[k] % 8; x < pair_width; x += 8) {
+        for (std::size_t x = natural_of[k] % 8; x < pair_width; x += 8) {
             table.step[row][x] = steps[k];
             table.reciprocal[row][x] = static_cast<u16>(reciprocal);
             table.whole[row][x] = reciprocal > 0xFFFF ? 0xFFFF : 0;
@@ -166,14 +166,14 @@ u8 flat_sample(i32 dc, const quantiser &table) {
 void inverse_block(const i16 *coefficients, i32 dc, const quantiser &table, u8 *samples,
                    std::size_t line) {
     i32 block[block_size];
-    for (u32 i = 0; i < block_size; ++i)
+    for (std::size_t i = 0; i < block_size; ++i)
         block[i] = wrapped_product(i == 0 ? dc : coefficients[i], table.step[i / 8][i % 8]);
-    for (u32 x = 0; x < 8; ++x)
+    for (std::size_t x = 0; x < 8; ++x)
         inverse_line(block + x, block + x, 8, first_pass_shift);
-    for (u32 y = 0; y < 8; ++y, samples += line) {
+    for (std::size_t y = 0; y < 8; ++y, samples += line) {
         i32 row[8];
         inverse_line(block + 8 * y, row, 1, second_pass_shift);
-        for (u32 x = 0; x < 8; ++x)
+        for (std::size_t x = 0; x < 8; ++x)
             samples[x] = sample_of(row[x]);
     }
 }

@@ -68,7 +68,7 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
     if (find_image(hOutImage) == nullptr)
         return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
     if (hJpegImage == hOutImage)
-        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        return report_same_image(name);
     if (decode.under_way && !is_this_decode(jpeg))
         return report(name, VIQ_ERR_STATE, "Sequence under way with another image");
     code = decode.under_way ? success : start(hJpegImage);
@@ -113,7 +113,7 @@ u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
     if (jpeg.width == 0 || jpeg.height == 0)
         return report(name, VIQ_ERR_CORRUPT, "Image has no size");
     if (jpeg.width > largest_side || jpeg.height > largest_side)
-        return report(name, VIQ_ERR_UNSUPPORTED, "Image too large for JPEG");
+        return report_too_large(name);
     if (!has_data(jpeg))
         return report_no_data(name);
     const u64 blocks = u64{layout.mcus} * layout.mcu_rows * layout.pairs * 2;
@@ -153,7 +153,7 @@ u32 start(u32 hJpegImage) {
 
 void finish() {
     tVIQ_Image *jpeg = find_image(decode.handle);
-    if (jpeg != nullptr && jpeg == decode.image) {
+    if (jpeg != nullptr && is_this_decode(*jpeg)) {
         jpeg->width = decode.original.width;
         jpeg->height = decode.original.height;
         jpeg->lines_per_strip = decode.original.lines_per_strip;
@@ -174,13 +174,13 @@ void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
     if (flat) {
         const u8 levels[2] = {flat_sample(pair.dc[0], steps), flat_sample(pair.dc[1], steps)};
         for (u8(&row)[pair_width] : samples.rows)
-            for (u32 i = 0; i < 2; ++i)
+            for (std::size_t i = 0; i < 2; ++i)
                 std::memset(row + 8 * i, levels[i], 8);
         return;
     }
     if (small && current_blocks().inverse(pair.blocks, steps, samples))
         return;
-    for (u32 i = 0; i < 2; ++i)
+    for (std::size_t i = 0; i < 2; ++i)
         inverse_block(pair.blocks.coefficients[i], pair.dc[i], steps, samples.rows[0] + 8 * i,
                       pair_width);
 }
@@ -191,10 +191,11 @@ void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t 
     const u32 y_pairs = layout.pairs - 1;
     const u32 repeat = y_pairs - 1;
     const block_kernels &kernels = current_blocks();
-    for (u32 x = 0; x < count; ++x, pairs += layout.pairs, pixels += 2 * pair_width) {
+    constexpr std::size_t mcu_bytes = std::size_t{2} * pair_width;
+    for (u32 x = 0; x < count; ++x, pairs += layout.pairs, pixels += mcu_bytes) {
         sample_pair chroma;
         transform(pairs[y_pairs], 1, chroma);
-        for (u32 n = 0; n < y_pairs && 8 * n < lines; ++n) {
+        for (std::size_t n = 0; n < y_pairs && 8 * n < lines; ++n) {
             sample_pair y;
             transform(pairs[n], 0, y);
             kernels.interleave(y, chroma.rows[4 * n], repeat, pixels + 8 * n * line, line);

@@ -8,6 +8,7 @@
 #include "convert/rows.h"
 #include "core/geometry.h"
 #include "core/report.h"
+#include "core/strip_driver.h"
 #include "jpeg/scan_writer.h"
 
 using namespace viq;
@@ -50,9 +51,9 @@ u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
     if (need_record(name, hJpegImage) == nullptr)
         return VIQ_ERR_HANDLE;
     if (hInImage == hJpegImage)
-        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        return report_same_image(name);
     if (in.width > largest_side || in.height > largest_side)
-        return report(name, VIQ_ERR_UNSUPPORTED, "Image too large for JPEG");
+        return report_too_large(name);
 
     code = set_up_jpeg(hInImage, hJpegImage);
     if (is_error(code))
@@ -73,7 +74,7 @@ u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage) {
     if (!accepts(in.pixel_format) || in.pixel_format == VIQ_YUV422)
         return report(pad_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type");
     if (hInImage == hPaddedImage)
-        return report(pad_name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        return report_same_image(pad_name);
     code = check_input(pad_name, in);
     if (!is_error(code))
         code = VIQ_image_copy_parameters_raw(hInImage, hPaddedImage);
@@ -264,10 +265,10 @@ u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     if (jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422)
         return report(worker_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type/pixel format");
-    u32 code = VIQ_JPEG_malloc_data(hJpegImage);
-    // A decode may have left the tables of another stream.
-    if (!is_error(code))
-        code = VIQ_JPEG_generate_H_codetable_LUTs(hJpegImage);
+    // A decode may have left the codes of its stream, where a picture needs not have all symbols.
+    if (!codes_are_complete(jpeg.pixel_format != VIQ_Y8))
+        return report(worker_name, VIQ_ERR_STATE, "Huffman codes lack symbols");
+    const u32 code = VIQ_JPEG_malloc_data(hJpegImage);
     if (is_error(code))
         return code;
     const Tjpeg &record = *jpeg.jpeg;

@@ -1,7 +1,7 @@
 // Sizes of coded pictures.
 #pragma once
 
-#include "core/types.h"
+#include "core/report.h"
 
 namespace viq {
 
@@ -9,6 +9,10 @@ constexpr u32 largest_side = 65535;
 
 constexpr u64 rounded_up(u64 size, u32 unit) {
     return (size + unit - 1) / unit * unit;
+}
+
+inline u32 report_too_large(const char *function) {
+    return report(function, VIQ_ERR_UNSUPPORTED, "Image too large for JPEG");
 }
 
 // Pixels of an MCU.

@@ -1,6 +1,7 @@
 // Whole pictures through the coder, from memory or files to memory or files.
 #include "core/image.h"
 #include "core/report.h"
+#include "core/strip_driver.h"
 #include "jpeg/decoder.h"
 #include "jpeg/record.h"
 
@@ -13,6 +14,11 @@ enum : u16 { to_memory = 1, to_file = 2 };
 
 void unlock(u32 handle) {
     VIQ_image_set_flags(handle, VIQ_FLAG_LOCKED, 0);
+}
+
+u32 read_strip(u32 hInImage, u32 hTemporary, u16 wInMode, u16 wMode) {
+    return wInMode == in_memory ? VIQ_image_read(hTemporary, hInImage, wMode)
+                                : VIQ_image_read(hInImage, 0, wMode);
 }
 
 u32 pass_on(u32 hIn, u32 hJpeg, u32 hOutImage, u16 wOutMode) {
@@ -31,45 +37,43 @@ u32 compress_strips(u32 hInImage, u32 hTemporary, u32 hJpeg, u32 hOutImage, u16 
                     u16 wOutMode) {
     // The number of strips is known when the first one has been read.
     for (u32 strip = 0; strip < VIQ_image_calc_total_strips(hInImage); ++strip) {
-        u32 code = success;
-        if (wInMode == in_memory)
-            code = VIQ_image_read(hTemporary, hInImage, VIQ_STRIP_NEXT);
-        else if (wInMode == in_file)
-            code = VIQ_image_read(hInImage, 0, VIQ_STRIP_NEXT);
-        else
+        if (wInMode != in_memory && wInMode != in_file)
             continue;
-        if (!is_error(code))
-            code =
-                pass_on(wInMode == in_memory ? hTemporary : hInImage, hJpeg, hOutImage, wOutMode);
+        u32 code = read_strip(hInImage, hTemporary, wInMode, VIQ_STRIP_NEXT);
+        if (is_error(code))
+            return code;
+        code = pass_on(wInMode == in_memory ? hTemporary : hInImage, hJpeg, hOutImage, wOutMode);
         if (is_error(code)) {
-            VIQ_image_read(wInMode == in_memory ? hTemporary : hInImage,
-                           wInMode == in_memory ? hInImage : 0, VIQ_STRIP_FINISH);
+            // A reader that has read its last strip has ended by itself.
+            if (strip + 1 < VIQ_image_calc_total_strips(hInImage))
+                read_strip(hInImage, hTemporary, wInMode, VIQ_STRIP_FINISH);
             return code;
         }
     }
     return success;
 }
 
+u32 write_strip(u32 hStrip, u32 hOutImage, u16 wOutMode, u16 wMode) {
+    return wOutMode == to_memory ? VIQ_write_to_memory(hStrip, hOutImage, wMode)
+                                 : VIQ_image_write(hOutImage, 0, wOutMode, wMode);
+}
+
 u32 decompress_strips(u32 hJpegImage, u32 hOutImage, u32 hTemporary, u16 wOutMode) {
+    const u32 hStrip = wOutMode == to_memory ? hTemporary : hOutImage;
     u32 code = success;
+    bool writing = false;
     do {
-        if (wOutMode == to_memory) {
-            code = VIQ_JPEG_decompress(hJpegImage, hTemporary, VIQ_STRIP_NEXT);
-            if (!is_error(code))
-                code = VIQ_write_to_memory(hTemporary, hOutImage, VIQ_STRIP_NEXT);
-        } else {
-            code = VIQ_JPEG_decompress(hJpegImage, hOutImage, VIQ_STRIP_NEXT);
-            if (!is_error(code))
-                code = VIQ_image_write(hOutImage, 0, wOutMode, VIQ_STRIP_NEXT);
-        }
+        code = VIQ_JPEG_decompress(hJpegImage, hStrip, VIQ_STRIP_NEXT);
+        if (is_error(code))
+            break;
+        code = write_strip(hStrip, hOutImage, wOutMode, VIQ_STRIP_NEXT);
+        // A file that cannot be written is closed already.
+        writing = !is_error(code) || wOutMode == to_memory;
     } while (!is_error(code) && decode_under_way());
-    if (is_error(code) && decode_under_way()) {
-        VIQ_JPEG_decompress(hJpegImage, hTemporary, VIQ_STRIP_FINISH);
-        if (wOutMode == to_memory)
-            VIQ_write_to_memory(hTemporary, hOutImage, VIQ_STRIP_FINISH);
-        else
-            VIQ_image_write(hOutImage, 0, wOutMode, VIQ_STRIP_FINISH);
-    }
+    if (is_error(code) && decode_under_way())
+        VIQ_JPEG_decompress(hJpegImage, hStrip, VIQ_STRIP_FINISH);
+    if (is_error(code) && writing)
+        write_strip(hStrip, hOutImage, wOutMode, VIQ_STRIP_FINISH);
     return code;
 }
 
@@ -102,6 +106,8 @@ u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMod
         return VIQ_ERR_HANDLE;
     if (find_image(hOutImage) == nullptr)
         return report_bad_handle(name);
+    if (hJpegImage == hOutImage)
+        return report_same_image(name);
     u32 code = success;
     if (wInMode == in_file && record->file == nullptr) {
         code = VIQ_JPEG_file_read(hJpegImage);
@@ -119,5 +125,7 @@ u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMod
     unlock(hOutImage);
     VIQ_image_set_parameter(hOutImage, VIQ_IMAGE_TYPE, format);
     VIQ_image_set_parameter(temporary.handle, VIQ_IMAGE_TYPE, format);
+    if (find_image(hJpegImage)->lines_per_strip == 0)
+        return success;
     return decompress_strips(hJpegImage, hOutImage, temporary.handle, wOutMode);
 }

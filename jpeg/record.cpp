@@ -125,16 +125,14 @@ u32 VIQ_JPEG_malloc_data(u32 hImage) {
     const Tjpeg *record = need_record(name, hImage);
     if (record == nullptr)
         return VIQ_ERR_HANDLE;
+    const u32 code = check_image(name, hImage);
+    if (is_error(code))
+        return code;
     tVIQ_Image &image = *find_image(hImage);
-    u64 size = 0;
+    u64 size = usual_room(image);
     if (record->file != nullptr) {
         const u64 length = file_size(record->file);
         size = length + length % 2;
-    } else {
-        const u32 code = check_image(name, hImage);
-        if (is_error(code))
-            return code;
-        size = usual_room(image);
     }
     return allocate(name, image, size < least_room ? room_of_small : size);
 }
@@ -205,6 +203,13 @@ void take_file(Tjpeg &record, std::FILE *file) {
     record.file = file;
     if (record_companion *own = companion_of(record))
         own->file = file;
+}
+
+void drop_file(Tjpeg &record) {
+    const auto own = companions.find(&record);
+    if (own != companions.end() && record.file != nullptr && record.file == own->second.file)
+        std::fclose(record.file);
+    take_file(record, nullptr);
 }
 
 bool has_data(const tVIQ_Image &image) {
@@ -387,11 +392,10 @@ bool reallocate(Tjpeg &record, u64 size) {
 
 // A record or file that a caller has made stays the caller's.
 void forget(Tjpeg &record) {
+    drop_file(record);
     const auto own = companions.find(&record);
     if (own == companions.end())
         return;
-    if (record.file != nullptr && record.file == own->second.file)
-        std::fclose(record.file);
     const bool made_here = own->second.made_here;
     companions.erase(own);
     if (made_here)

@@ -16,6 +16,9 @@ Tjpeg *need_record(const char *function, u32 handle);
 // The record gets a file that the library has opened and closes with the record.
 void take_file(Tjpeg &record, std::FILE *file);
 
+// The record loses its file, which is closed unless a caller has set it.
+void drop_file(Tjpeg &record);
+
 // The record holds so many bytes that may be read, as far as its buffer is known.
 bool has_data(const tVIQ_Image &image);
 

@@ -152,7 +152,8 @@ struct marker_reader {
     i32 value(u32 category) {
         if (category == 0)
             return 0;
-        if (from.count + 1 < static_cast<i32>(category))
+        // A refill that meets a marker adds one byte.
+        while (from.count + 1 < static_cast<i32>(category))
             refill(from);
         from.count -= static_cast<i32>(category);
         const u32 bits = from.refilled >> (from.count + 1) & ((1u << category) - 1);

@@ -9,9 +9,9 @@ namespace viq {
 
 namespace {
 
-// A block takes at most 20 bits of DC and 63 times 26 bits of AC, each byte perhaps stuffed; what
+// A block takes at most 27 bits of DC and 63 times 26 bits of AC, each byte perhaps stuffed; what
 // is held back adds 16 bytes, the end of the scan 2.
-constexpr u32 largest_block = 2 * (20 + 63 * 26) / 8 + 2;
+constexpr u32 largest_block = 2 * (27 + 63 * 26) / 8 + 2;
 constexpr u32 largest_rest = 18;
 
 constexpr u32 end_of_block = 0x00;

@@ -39,7 +39,7 @@ u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
     if (need_record(name, hJpegFrame) == nullptr || need_record(name, hJpegOut) == nullptr)
         return VIQ_ERR_HANDLE;
     if (frame.jpeg == out.jpeg)
-        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        return report_same_image(name);
     if (!building.under_way) {
         code = VIQ_image_copy_parameters(hJpegFrame, hJpegOut);
         if (is_error(code))
@@ -84,7 +84,7 @@ u32 VIQ_JPEG_sequence_build(u32 hJpegFrame, u32 hJpegSequence) {
     const tVIQ_Image &frame = *find_image(hJpegFrame);
     tVIQ_Image &sequence = *find_image(hJpegSequence);
     if (frame.jpeg == sequence.jpeg)
-        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        return report_same_image(name);
     if (!has_data(frame))
         return report_no_data(name);
     constexpr u8 separator[separator_size] = {0xFF, marker_rst0};
@@ -138,7 +138,7 @@ u32 VIQ_JPEG_sequence_extract_frame(u32 hJpegSequence, u32 hJpegFrame, u32 dwFra
     tVIQ_Image &sequence = *find_image(hJpegSequence);
     tVIQ_Image &frame = *find_image(hJpegFrame);
     if (sequence.jpeg == frame.jpeg)
-        return report(name, VIQ_ERR_PARAMETER, "Input and output image are the same");
+        return report_same_image(name);
     const u32 frames = sequence.param_18;
     if (dwFrame > frames)
         return report(name, VIQ_ERR_PARAMETER, "frame number > number of frames");

@@ -109,8 +109,7 @@ u32 VIQ_JPEG_buffer_read(u32 hJpegImage, const u8 *pBuffer, u32 dwLength) {
         return VIQ_ERR_HANDLE;
     if (pBuffer == nullptr || dwLength == 0)
         return report(name, VIQ_ERR_OPEN, "Not JPEG stream/data");
-    if (record->file != nullptr)
-        VIQ_JPEG_file_close(hJpegImage);
+    drop_file(*record);
     parse state = {buffer_rules,
                    hJpegImage,
                    *find_image(hJpegImage),
@@ -128,18 +127,15 @@ u32 read_opened_file(const reader_rules &rules, u32 hJpegImage) {
     if (image->jpeg == nullptr)
         return report(rules.name, VIQ_ERR_OPEN, "The VIQ image handle refers to a non-JPEG image");
     Tjpeg &record = *image->jpeg;
-    if (record.file != nullptr)
-        VIQ_JPEG_file_close(hJpegImage);
+    drop_file(record);
     take_file(record, std::fopen(image->infilename, "rb"));
     if (record.file == nullptr)
         return report(rules.name, VIQ_ERR_OPEN, "Failed to open JPEG file");
     parse state = {
         rules, hJpegImage, *image, record, {record.file, nullptr, file_size(record.file), 0}};
     const u32 code = parse_stream(state);
-    if (is_error(code) && record.file != nullptr) {
-        std::fclose(record.file);
-        take_file(record, nullptr);
-    }
+    if (is_error(code))
+        drop_file(record);
     return code;
 }
 
@@ -330,7 +326,8 @@ u32 parse_scan(parse &state, segment &part) {
         return fail_corrupt(state);
     if (*components != record.components || state.has_scan)
         return fail(state, VIQ_ERR_UNSUPPORTED, "Only one scan of all components is supported");
-    const u8 *selection = take(part, 2u * *components) != nullptr ? take(part, 3) : nullptr;
+    const u8 *selection =
+        take(part, std::size_t{2} * *components) != nullptr ? take(part, 3) : nullptr;
     if (selection == nullptr || part.left != 0)
         return fail_corrupt(state);
     record.sos_length = part.length;

@@ -79,9 +79,9 @@ u32 VIQ_JPEG_make_Q_tables(u32 hImage) {
     const double scale = 16.0 / record->quality_factor;
     for (u32 table = 0; table < 2; ++table) {
         for (u32 k = 0; k < block_size; ++k) {
-            const auto step = static_cast<u32>(standard_steps[table][natural_of[k]] * scale + 0.5);
+            const double scaled = standard_steps[table][natural_of[k]] * scale + 0.5;
             // The finest factors would scale an entry to 0, which nothing can be divided by.
-            const u32 q = std::clamp<u32>(step, 1, 255);
+            const u32 q = std::clamp(static_cast<u32>(scaled), 1u, 255u);
             record->q_tables[table][k] = static_cast<u8>(q);
             record->q_recip[table][k] = (q / 2 + 65536) / q;
         }

@@ -17,15 +17,13 @@ constexpr std::array<u8, block_size> make_zigzag() {
     for (u32 k = 0; k < block_size; ++k) {
         order[k] = static_cast<u8>(8 * y + x);
         const bool rising = (x + y) % 2 == 0;
-        if (rising && x == 7)
+        const bool at_side = rising ? x == 7 : x == 0 && y != 7;
+        const bool at_end = rising ? y == 0 : y == 7;
+        if (at_side) {
             ++y;
-        else if (rising && y == 0)
+        } else if (at_end) {
             ++x;
-        else if (!rising && y == 7)
-            ++x;
-        else if (!rising && x == 0)
-            ++y;
-        else {
+        } else {
             x += rising ? 1 : -1;
             y += rising ? -1 : 1;
         }
@@ -73,6 +71,9 @@ struct code_tables {
 };
 
 const code_tables &current_codes();
+
+// There is a code for every symbol of grey or of colour pictures.
+bool codes_are_complete(bool colour);
 
 // Number of symbols that the counts of one table announce.
 u32 symbol_count(const u8 (&bits)[16]);

@@ -8,13 +8,13 @@ packages=(
     clang libclang-rt-14-dev clang-format clang-tidy
     libcli11-dev nlohmann-json3-dev googletest libgtest-dev libbenchmark-dev
     g++-mingw-w64-i686-posix
-    imagemagick libtiff-tools netpbm ghostscript libjpeg-turbo-progs
+    imagemagick libtiff-tools netpbm ghostscript libjpeg-turbo-progs libjpeg62-turbo-dev
 )
 for argument in "$@"; do
     case "$argument" in
     --bench)
         packages+=(libyuv-dev libopencv-core-dev libopencv-imgproc-dev
-            libjpeg62-turbo-dev libturbojpeg0-dev libtiff-dev libopenjp2-7-dev)
+            libturbojpeg0-dev libtiff-dev libopenjp2-7-dev)
         ;;
     *)
         echo "usage: $0 [--bench]" >&2

@@ -170,22 +170,40 @@ TEST(JpegCodec, RefusesWhatItCannotCode) {
     EXPECT_REPORT(VIQ_JPEG_compress(empty, strip), name, VIQ_ERR_HANDLE, "Not a JPEG image");
 }
 
-TEST(JpegCodec, CodesOfAnotherStreamDoNotReachTheNextPicture) {
-    const bytes before = scene_stream(VIQ_RGB24, 40, 40);
-    const jpeg_picture jpeg;
-    ASSERT_EQ(read_stream(jpeg, before), 0u);
-    std::swap(jpeg.record().h_vals[0][0], jpeg.record().h_vals[0][1]);
+// The code tables are one set for the whole process.
+TEST(JpegCodec, CodesOfADecodedStreamStayUntilTheyAreRebuilt) {
     const picture out, scene(VIQ_RGB24, 40, 40);
     draw_scene(scene, 0);
-    const jpeg_picture first, second;
-    EXPECT_OK(VIQ_JPEG_compress(scene, first));
-    VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT);
+    const jpeg_picture foreign, standard, coded;
+    EXPECT_OK(VIQ_JPEG_compress(scene, standard));
+    ASSERT_EQ(read_stream(foreign, stream_of(standard)), 0u);
+    std::swap(foreign.record().h_vals[2][0], foreign.record().h_vals[2][1]);
+    VIQ_JPEG_decompress(foreign, out, VIQ_STRIP_NEXT);
     reported.clear();
-    EXPECT_OK(VIQ_JPEG_compress(scene, second));
-    EXPECT_EQ(first.data(), second.data());
+    EXPECT_OK(VIQ_JPEG_compress(scene, coded));
+    EXPECT_NE(coded.data(), standard.data());
+    EXPECT_EQ(coded.record().h_vals[2][0], 1) << "the header names the standard tables";
+
+    foreign.record().h_bits[2][15] = 0;
+    VIQ_JPEG_decompress(foreign, out, VIQ_STRIP_NEXT);
+    reported.clear();
+    EXPECT_REPORT(VIQ_JPEG_compress(scene, coded), "VIQ_JPEG_compress_1_strip", state_error,
+                  "Huffman codes lack symbols");
+    restore_codes(coded);
+    EXPECT_OK(VIQ_JPEG_compress(scene, coded));
+    EXPECT_EQ(coded.data(), standard.data());
 }
 
 // ---- Coded data that is not what it should be
+
+// One code of each length given, in ascending order.
+void set_codes(Tjpeg &record, u32 slot, const std::vector<std::pair<u32, u8>> &codes) {
+    std::fill_n(record.h_bits[slot], 16, u8{0});
+    for (std::size_t i = 0; i < codes.size(); ++i) {
+        record.h_bits[slot][codes[i].first - 1] = 1;
+        record.h_vals[slot][i] = codes[i].second;
+    }
+}
 
 struct bad_data {
     bytes data;
@@ -247,6 +265,29 @@ TEST(JpegBadData, MarkersInsideAreReportedAndReadAsData) {
     EXPECT_EQ(decode({0b00101000, 0xFF, 0xD9, 0}), failures{second});
     EXPECT_EQ(decode({0b00101000, 0x00, 0xFF, 0xD9}), failures{first});
     EXPECT_EQ(decode({0b00101000}), failures{}) << "ones follow the data";
+
+    // 11 bits of a value where 2 are there, behind codes of 2, 12 and 8 bits.
+    const picture tall(VIQ_Y8, 8, 16);
+    draw_scene(tall);
+    EXPECT_OK(VIQ_JPEG_compress(tall, jpeg));
+    set_codes(jpeg.record(), 0, {{2, 0}, {8, 11}});
+    set_codes(jpeg.record(), 2, {{12, 0}});
+    EXPECT_EQ(decode({0, 1, 3, 0xFF, 0, 0x80, 0, 0, 0xFF, 0xD9}), failures{first});
+    restore_codes(jpeg);
+}
+
+TEST(JpegDecode, CodesMayHaveOneBit) {
+    const picture scene(VIQ_Y8, 8, 8), out;
+    draw_scene(scene);
+    const jpeg_picture jpeg;
+    EXPECT_OK(VIQ_JPEG_compress(scene, jpeg));
+    set_codes(jpeg.record(), 0, {{1, 3}, {2, 0}});
+    set_codes(jpeg.record(), 2, {{1, 0}});
+    jpeg.record().data[0] = 0b01110111; // DC +7, which stands for 7 levels
+    jpeg.record().data_length = 1;
+    EXPECT_OK(VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT));
+    EXPECT_EQ(out->data[63], 135);
+    restore_codes(jpeg);
 }
 
 TEST(JpegBadData, NeverHarms) {
@@ -349,6 +390,10 @@ TEST(JpegImageToImage, RunsBothWays) {
     name_files(again, bmp);
     EXPECT_OK(VIQ_image_read(again, 0, 3));
     EXPECT_EQ(pixels_of(again), pixels_of(direct));
+
+    EXPECT_OK(VIQ_image_set_outfilename(read, scratch_file("no/folder.bmp").c_str()));
+    EXPECT_REPORT(VIQ_JPEG_decompress_image_to_image(read, gathered, 2, VIQ_FILE_BMP),
+                  "VIQ_write_BMP_file", VIQ_ERR_OPEN, "Failed to create file");
 }
 
 } // namespace

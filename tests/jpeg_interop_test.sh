@@ -53,32 +53,34 @@ for size in 1x1 7x7 17x9 24x8 65x33; do
     done
 done
 
-# What others write opens here. In grey every sample is the coder's own.
-for size in 1x1 8x8 9x15 40x31 131x77 1000x700; do
-    convert "$samples/coffee.bmp" -resize "$size!" ppm:in.ppm
-    convert in.ppm -colorspace Gray pgm:in.pgm
-    for quality in 30 75 95; do
-        for sampling in 2x1 2x2; do
-            cjpeg -quality "$quality" -sample "$sampling" -outfile theirs.jpg in.ppm
-            djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
-            expect 0 "$tool" convert theirs.jpg ours.bmp
-            expect 0 "$tool" compare --tolerance 8 theirs.bmp ours.bmp
+# same_samples TOLERANCE: every sample of theirs.jpg ahead of colour conversion, where the
+# program for it has been built; its picture in any case.
+same_samples() {
+    [ -z "${VIQ_JPEG_PLANES:-}" ] || expect 0 "$VIQ_JPEG_PLANES" theirs.jpg 2
+    djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
+    expect 0 "$tool" convert theirs.jpg ours.bmp
+    expect 0 "$tool" compare --tolerance "$1" theirs.bmp ours.bmp
+}
+
+# What others write opens here. Tables made for the flat picture have codes of 1 bit.
+for size in flat 1x1 8x8 9x15 40x31 131x77 1000x700; do
+    case $size in
+    flat) convert -size 131x77 xc:'rgb(200,90,30)' ppm:in.ppm ;;
+    *) convert "$samples/coffee.bmp" -resize "$size!" ppm:in.ppm ;;
+    esac
+    for quality in "30" "75 -optimize" "95" "100 -optimize"; do
+        for layout in "-sample 2x1" "-sample 2x2" "-grayscale"; do
+            # shellcheck disable=SC2086
+            cjpeg -quality $quality $layout -outfile theirs.jpg in.ppm
+            same_samples $([ "$layout" = -grayscale ] && echo 2 || echo 8)
         done
-        cjpeg -grayscale -quality "$quality" -outfile theirs.jpg in.pgm
-        djpeg -dct int -grayscale -bmp -outfile theirs.bmp theirs.jpg
-        expect 0 "$tool" convert theirs.jpg ours.bmp
-        expect 0 "$tool" compare --tolerance 2 theirs.bmp ours.bmp
     done
 done
 
-# Tables made for the picture: decoded, or refused where a code is too short or too long.
-cjpeg -optimize -sample 2x1 -outfile theirs.jpg in.ppm
-djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
-if "$tool" convert theirs.jpg ours.bmp 2> error.txt; then
-    expect 0 "$tool" compare --tolerance 8 theirs.bmp ours.bmp
-else
-    expect 0 grep -Eq 'corrupt DC|1 bit' error.txt
-fi
+# The tool codes with the standard tables also after it has decoded with those of the last file.
+expect 0 "$tool" convert --quality 64 theirs.jpg again.jpg
+expect 0 djpeg -dct int -bmp -outfile again.bmp again.jpg
+expect 0 psnr ours.bmp again.bmp 35
 
 # What is not handled is refused, never shown wrongly.
 refused() { # TEXT CJPEG-ARGUMENTS...

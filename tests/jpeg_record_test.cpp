@@ -79,11 +79,6 @@ TEST(JpegRecord, HuffmanTablesAreChecked) {
     jpeg.record().h_bits[1][3] = 200;
     EXPECT_REPORT(VIQ_JPEG_generate_H_codetable_LUTs(jpeg), name, VIQ_ERR_CORRUPT,
                   "Corrupt Huffman table");
-    EXPECT_OK(VIQ_JPEG_set_default_H_tables(jpeg));
-    std::fill_n(jpeg.record().h_bits[2], 16, u8{0});
-    jpeg.record().h_bits[2][0] = 1;
-    EXPECT_REPORT(VIQ_JPEG_generate_H_codetable_LUTs(jpeg), name, VIQ_ERR_UNSUPPORTED,
-                  "Huffman codes of 1 bit are not supported");
 }
 
 TEST(JpegRecord, DataIsSizedAndOwned) {

@@ -213,6 +213,7 @@ TEST(JpegStream, DamageIsSurvived) {
             try_stream(damaged);
         }
     reported.clear();
+    restore_codes(jpeg);
 }
 
 TEST(JpegStream, FullDisksAreReported) {
@@ -306,6 +307,27 @@ TEST(JpegSequence, WritersTakeSeparators) {
     ASSERT_EQ(VIQ_JPEG_buffer_read(read, buffer.data(), length), 0u);
     EXPECT_EQ(read->param_18, 2u);
     EXPECT_EQ(read.data(), (jpeg.data() + bytes{0xFF, 0xD0} + jpeg.data()));
+
+    // What is under way ends whatever has become of the image.
+    const std::string name = scratch_file("ended.jpg");
+    name_files(jpeg, name);
+    EXPECT_OK(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT));
+    EXPECT_OK(VIQ_JPEG_buffer_write(jpeg, buffer.data(), &length, VIQ_STRIP_NEXT));
+    EXPECT_OK(VIQ_JPEG_file_write(missing, VIQ_STRIP_FINISH));
+    EXPECT_OK(VIQ_JPEG_buffer_write(missing, &buffer[length], &length, VIQ_STRIP_FINISH));
+    const bytes file = read_file(name);
+    EXPECT_EQ(bytes(file.end() - 2, file.end()), (bytes{0xFF, 0xD9}));
+    EXPECT_EQ(bytes(file.begin() + 89, file.end()),
+              bytes(buffer.begin() + 63, buffer.begin() + length));
+}
+
+TEST(JpegSequence, FilesOfTheCallerStayOpen) {
+    const jpeg_picture jpeg;
+    std::FILE *file = std::tmpfile();
+    EXPECT_OK(VIQ_JPEG_set_file_ptr(jpeg, file));
+    ASSERT_EQ(read_stream(jpeg, scene_stream(VIQ_Y8, 16, 16)), 0u);
+    EXPECT_EQ(VIQ_JPEG_get_file_ptr(jpeg), nullptr);
+    EXPECT_EQ(std::fclose(file), 0);
 }
 
 TEST(JpegSequence, ImagesAreBuiltOfStrips) {

@@ -51,6 +51,13 @@ inline u32 read_stream(const jpeg_picture &jpeg, const bytes &stream) {
     return VIQ_JPEG_buffer_read(jpeg, stream.data(), static_cast<u32>(stream.size()));
 }
 
+// After a decode with other codes.
+inline void restore_codes(const jpeg_picture &jpeg) {
+    EXPECT_OK(VIQ_image_set_parameter(jpeg, VIQ_IMAGE_TYPE, VIQ_YUV422));
+    EXPECT_OK(VIQ_JPEG_set_default_H_tables(jpeg));
+    EXPECT_OK(VIQ_JPEG_generate_H_codetable_LUTs(jpeg));
+}
+
 // A stream of a small scene.
 inline bytes scene_stream(u16 format, u32 width, u32 height, u16 quality = 16) {
     const picture scene(format, width, height);

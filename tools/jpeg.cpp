@@ -2,14 +2,33 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numeric>
 
 namespace tool {
 
 namespace {
 
-double sum_of_steps(const Tjpeg &record) {
-    return std::accumulate(std::begin(record.q_tables[0]), std::end(record.q_tables[0]), 0.0);
+// The factor that scales the standard luminance steps to these; steps at the ends of the range do
+// not tell.
+double quality_of(const u8 (&steps)[64]) {
+    const image standard = make_jpeg();
+    check(VIQ_JPEG_set_Quality_factor(standard.handle, 16), "viq");
+    check(VIQ_JPEG_make_Q_tables(standard.handle), "viq");
+    const u8(&usual)[64] = record_of(standard).q_tables[0];
+    double wanted = 0;
+    double found = 0;
+    for (u32 k = 0; k < 64; ++k)
+        if (steps[k] > 1 && steps[k] < 255) {
+            wanted += usual[k];
+            found += steps[k];
+        }
+    return found > 0 ? 16 * wanted / found : steps[0] <= 1 ? 400 : 1;
+}
+
+// The coder goes on with the codes of what has been decoded, which a written header does not name.
+void use_standard_codes(const image &jpeg, const std::string &name) {
+    VIQ_image_set_parameter(jpeg.handle, VIQ_IMAGE_TYPE, VIQ_YUV422);
+    check(VIQ_JPEG_set_default_H_tables(jpeg.handle), name);
+    check(VIQ_JPEG_generate_H_codetable_LUTs(jpeg.handle), name);
 }
 
 } // namespace
@@ -75,9 +94,17 @@ image decode_jpeg(const std::string &file) {
 void write_jpeg(u32 picture, u16 quality, const std::string &path, const std::string &name) {
     const image jpeg = make_jpeg();
     check(VIQ_JPEG_set_Quality_factor(jpeg.handle, quality), name);
+    use_standard_codes(jpeg, name);
     check(VIQ_image_set_outfilename(picture, path.c_str()), name);
     check(VIQ_JPEG_compress(picture, jpeg.handle), name);
     check(VIQ_JPEG_file_write(jpeg.handle, VIQ_STRIP_NEXT), name);
+}
+
+void put_jpeg(const image &jpeg, const std::string &path) {
+    put_in_place(path, [&](const std::string &draft) {
+        check(VIQ_image_set_outfilename(jpeg.handle, draft.c_str()), path);
+        check(VIQ_JPEG_file_write(jpeg.handle, VIQ_STRIP_NEXT), path);
+    });
 }
 
 jpeg_facts facts_of(const std::string &file) {
@@ -90,10 +117,7 @@ jpeg_facts facts_of(const std::string &file) {
     facts.huffman_tables = static_cast<u32>(
         std::find(record.h_table_ids, record.h_table_ids + 4, 255) - record.h_table_ids);
     facts.frames = VIQ_image_get_parameter(jpeg.handle, VIQ_PARAM_18);
-    const image standard = make_jpeg();
-    VIQ_JPEG_set_Quality_factor(standard.handle, 16);
-    VIQ_JPEG_make_Q_tables(standard.handle);
-    facts.quality = 16 * sum_of_steps(record_of(standard)) / std::max(sum_of_steps(record), 1.0);
+    facts.quality = quality_of(record.q_tables[0]);
     return facts;
 }
 

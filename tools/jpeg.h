@@ -28,6 +28,9 @@ image decode_jpeg(const std::string &file);
 // Codes the image, which holds a whole picture, and writes it.
 void write_jpeg(u32 picture, u16 quality, const std::string &path, const std::string &name);
 
+// Writes coded data; nothing is left under the name, or changed, when that fails.
+void put_jpeg(const image &jpeg, const std::string &path);
+
 struct jpeg_facts {
     std::vector<std::string> sampling; // of each component, such as 2x1
     u32 quantisation_tables, huffman_tables, frames;

@@ -165,6 +165,8 @@ std::string rate_plot(const gallery &g) {
                 place("x2", x_of(most_bits), "y2", y_of(psnr)) + "/><text" +
                 place("x", 4, "y", y_of(psnr) + 4) + ">" + std::to_string(int(psnr)) +
                 " dB</text>\n";
+    text += "<text" + place("x", width - 20, "y", 26) +
+            " text-anchor=\"end\">PSNR by bits a pixel</text>\n";
     for (double bits = 0.125; bits <= most_bits; bits *= 4)
         text += "<text" + place("x", x_of(bits) - 8, "y", height - 8) + ">" + number(bits) +
                 "</text>\n";

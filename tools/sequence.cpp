@@ -39,8 +39,7 @@ int build_sequence(const std::string &out, const std::vector<std::string> &frame
         count += frame_count(frame);
     }
     VIQ_image_set_parameter(sequence.handle, VIQ_PARAM_18, count);
-    check(VIQ_image_set_outfilename(sequence.handle, out.c_str()), out);
-    check(VIQ_JPEG_file_write(sequence.handle, VIQ_STRIP_NEXT), out);
+    put_jpeg(sequence, out);
     std::printf("wrote %s: %u frames\n", out.c_str(), static_cast<unsigned>(count));
     return 0;
 }
@@ -58,8 +57,7 @@ int split_sequence(const std::string &in, const std::string &folder) {
         char name[32];
         std::snprintf(name, sizeof name, "frame%04u.jpg", static_cast<unsigned>(n));
         const std::string path = (fs::path(folder) / name).string();
-        check(VIQ_image_set_outfilename(frame.handle, path.c_str()), path);
-        check(VIQ_JPEG_file_write(frame.handle, VIQ_STRIP_NEXT), path);
+        put_jpeg(frame, path);
         std::printf("wrote %s\n", path.c_str());
     }
     return 0;
