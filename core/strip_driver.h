@@ -78,8 +78,8 @@ struct strip_operation {
     const char *corrupt_output = nullptr; // null: as for the input
     // A strip of 0 lines passes the input's parameters on as they are, without the output's shape.
     bool bare_parameters = false;
-    // The picture is one strip: its lines per strip become its height, and no failure leaves a
-    // sequence under way.
+    // The picture is one strip: its lines per strip become its height. A failure leaves them as they
+    // were, and no sequence under way.
     bool whole_picture = false;
 };
 
