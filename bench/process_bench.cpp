@@ -164,6 +164,16 @@ void against_opencv() {
         opencv(
             "LUT", [&] { need(VIQ_LUT_apply(in, out, lut, 3), "LUT"); },
             [&] { cv::LUT(source, table, target); });
+        if (k.format == VIQ_RGB24) {
+            VIQ_LUT_generate(lut, 110, 120, 150, 90, 100, 130);
+            cv::Mat tables(1, 256, CV_8UC3);
+            for (int n = 0; n < 3 * 256; ++n)
+                tables.data[n] =
+                    static_cast<u8 *>(VIQ_LUT_get_ptr(lut, static_cast<u16>(4 >> n % 3)))[n / 3];
+            opencv(
+                "LUT of three tables", [&] { need(VIQ_LUT_apply(in, out, lut, 3), "LUT"); },
+                [&] { cv::LUT(source, tables, target); });
+        }
         VIQ_image_destroy(in);
     }
     VIQ_LUT_destroy(lut);

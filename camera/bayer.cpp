@@ -19,29 +19,22 @@ u32 show_grey(const strip_call &call);
 
 strip_sequence sequences[3];
 
-constexpr strip_operation make_operation(const char *name, strip_sequence &sequence,
-                                         verdict (*refuse)(const strip_call &),
-                                         output_shape (*shape)(const strip_call &),
-                                         u32 (*process)(const strip_call &)) {
-    return {.name = name,
-            .worker_name = name,
-            .sequence = &sequence,
-            .refuse = refuse,
-            .accept = nullptr,
-            .shape = shape,
-            .complete = nullptr,
-            .process = process,
-            .whole_picture = true};
-}
-
-constexpr strip_operation mosaic_operation =
-    make_operation("VIQ_BAY_RGB24_to_RGGB32", sequences[0], refuse_mosaic_source,
-                   in_format<VIQ_RGGB32>, make_mosaic);
+constexpr strip_operation mosaic_operation = make_operation("VIQ_BAY_RGB24_to_RGGB32", sequences[0],
+                                                            {.refuse = refuse_mosaic_source,
+                                                             .shape = in_format<VIQ_RGGB32>,
+                                                             .process = make_mosaic,
+                                                             .whole_picture = true});
 constexpr strip_operation colour_operation =
-    make_operation("VIQ_BAY_RGGB32_map_to_RGB24", sequences[1], refuse_map_source,
-                   in_format<VIQ_RGB24>, show_colours);
-constexpr strip_operation grey_operation = make_operation(
-    "VIQ_BAY_RGGB32_map_to_Y8", sequences[2], raise_map_source, in_format<VIQ_Y8>, show_grey);
+    make_operation("VIQ_BAY_RGGB32_map_to_RGB24", sequences[1],
+                   {.refuse = refuse_map_source,
+                    .shape = in_format<VIQ_RGB24>,
+                    .process = show_colours,
+                    .whole_picture = true});
+constexpr strip_operation grey_operation = make_operation("VIQ_BAY_RGGB32_map_to_Y8", sequences[2],
+                                                          {.refuse = raise_map_source,
+                                                           .shape = in_format<VIQ_Y8>,
+                                                           .process = show_grey,
+                                                           .whole_picture = true});
 
 } // namespace
 

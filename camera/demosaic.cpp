@@ -20,23 +20,17 @@ u32 demosaic(const strip_call &call);
 
 strip_sequence sequences[2];
 
-constexpr strip_operation make_operation(const char *name, strip_sequence &sequence,
-                                         output_shape (*shape)(const strip_call &)) {
-    return {.name = name,
-            .worker_name = name,
-            .sequence = &sequence,
-            .refuse = refuse_decoding,
-            .accept = nullptr,
-            .shape = shape,
-            .complete = nullptr,
-            .process = demosaic,
-            .whole_picture = true};
-}
-
 constexpr strip_operation bgrx32_operation =
-    make_operation("VIQ_BAY_RGGB32_to_BGRX32", sequences[0], in_format<VIQ_BGRX32>);
-constexpr strip_operation rgb16_operation =
-    make_operation("VIQ_BAY_RGGB32_to_RGB16", sequences[1], in_format<VIQ_RGB16>);
+    make_operation("VIQ_BAY_RGGB32_to_BGRX32", sequences[0],
+                   {.refuse = refuse_decoding,
+                    .shape = in_format<VIQ_BGRX32>,
+                    .process = demosaic,
+                    .whole_picture = true});
+constexpr strip_operation rgb16_operation = make_operation("VIQ_BAY_RGGB32_to_RGB16", sequences[1],
+                                                           {.refuse = refuse_decoding,
+                                                            .shape = in_format<VIQ_RGB16>,
+                                                            .process = demosaic,
+                                                            .whole_picture = true});
 
 } // namespace
 

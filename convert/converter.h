@@ -79,6 +79,28 @@ constexpr converter make_converter(const char *name, const char *worker_name,
             .accepted = accepted};
 }
 
+// What tells an operation apart that reports all failures under its own name.
+struct operation_steps {
+    verdict (*refuse)(const strip_call &) = nullptr;
+    verdict (*accept)(const strip_call &) = nullptr;
+    output_shape (*shape)(const strip_call &) = nullptr;
+    u32 (*process)(const strip_call &) = nullptr;
+    bool whole_picture = false;
+};
+
+constexpr strip_operation make_operation(const char *name, strip_sequence &sequence,
+                                         const operation_steps &steps) {
+    return {.name = name,
+            .worker_name = name,
+            .sequence = &sequence,
+            .refuse = steps.refuse,
+            .accept = steps.accept,
+            .shape = steps.shape,
+            .complete = nullptr,
+            .process = steps.process,
+            .whole_picture = steps.whole_picture};
+}
+
 // The converter to a format in a family's table, or null.
 const converter *find_converter(std::span<const converter> family, u16 target);
 

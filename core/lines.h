@@ -1,6 +1,7 @@
 // The lines of a strip, as operations walk them.
 #pragma once
 
+#include "core/formats.h"
 #include "core/geometry.h"
 #include "core/image.h"
 
@@ -19,11 +20,19 @@ inline line_view lines_of(const tVIQ_Image &image) {
     return {image.data, image.width, image.lines_per_strip, image.bytes_per_line};
 }
 
-// Bytes of a pixel in memory, for every format that has whole bytes: mosaics hold one byte a pixel.
+// Bytes of a pixel in the lines of a checked image; 1-bit pixels have none.
 inline u32 bytes_per_pixel(const tVIQ_Image &image) {
-    if (image.pixel_format == VIQ_RGGB32 || image.pixel_format == VIQ_Y64)
-        return image.bits_per_pixel / 32u;
-    return static_cast<u32>(line_pixel_bytes(image.bits_per_pixel));
+    const auto packed = static_cast<u32>(line_pixel_bytes(image.bits_per_pixel));
+    switch (find_format(image.pixel_format)->shape) {
+    case line_shape::quarter:
+        return packed / 4;
+    case line_shape::eight_bytes:
+        return 8;
+    case line_shape::four_bytes:
+        return 4;
+    default:
+        return packed;
+    }
 }
 
 // The image holds its picture whole.

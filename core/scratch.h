@@ -5,8 +5,8 @@
 
 namespace viq {
 
-enum class scratch : unsigned { file_lines, palette_bins, s2, s3, s4, s5, s6, s7, s8 };
-constexpr unsigned scratch_buffers = 9;
+enum class scratch : unsigned { file_lines, palette_bins };
+constexpr unsigned scratch_buffers = 2;
 
 // At least so many bytes, or null when memory runs out. A second call for the same buffer may move
 // it.

@@ -32,16 +32,16 @@ verdict decide(verdict (*step)(const strip_call &), const strip_call &call) {
 
 u32 run_conversion(const strip_operation &operation, u32 hInImage, u32 hOutImage, u16 command,
                    const void *arguments) {
-    tVIQ_Image *in = find_image(hInImage);
-    const u32 told_lines = in != nullptr ? in->lines_per_strip : 0;
     u32 code = check_image(operation.name, hInImage, operation.corrupt);
+    const strip_call call = make_call(operation, hInImage, hOutImage, arguments);
+    const u32 lines = call.in != nullptr ? call.in->lines_per_strip : 0;
     if (!is_error(code))
-        code = first_to_last_step(make_call(operation, hInImage, hOutImage, arguments), command);
-    const bool gives_up = is_error(code) && operation.whole_picture;
-    if (gives_up && in != nullptr)
-        in->lines_per_strip = told_lines;
+        code = first_to_last_step(call, command);
+    const bool failed_whole = is_error(code) && operation.whole_picture;
+    if (failed_whole && call.in != nullptr)
+        call.in->lines_per_strip = lines;
     // Abandoning works whatever state the images are in.
-    if (command == VIQ_STRIP_FINISH || gives_up)
+    if (command == VIQ_STRIP_FINISH || failed_whole)
         *operation.sequence = {};
     return code;
 }

@@ -1760,7 +1760,8 @@ VIQ_API u32 VIQ_IP_pixel_rep(u32 hInImage, u32 hOutImage, u16 wFactor, u16 wMode
  * sample behind the last one is the last one. Lines are carried from strip to strip, so that strips
  * of any height give one picture; each gives as many lines as can be made by then. The input's own
  * size is a copy. Failures bear the name "VIQ_IP_threshold_grayscale".
- * Errors: 0x10070000 "Supports RGB24 & Y8 only"; 0x10030000 "Width or height is 0"; as
+ * Errors: 0x10070000 "Supports RGB24 & Y8 only"; 0x10030000 "Width or height is 0"; 0x10050000 "No
+ * image data" for an input without any width or height; as
  * "VIQ_IP_scale_1_strip" 0x10020000 "Internal: Not enough lines to process" for a strip from which
  * no line can be made although some are missing (nothing of it is used up: a taller strip in its
  * place goes on), and 0x10060000 "Malloc fail - no memory?".
@@ -1772,7 +1773,7 @@ VIQ_API u32 VIQ_IP_scale(u32 hInImage, u32 hOutImage, u32 dwWidth, u32 dwHeight,
  * 4:2:2 gives each pair the mean chroma (a + b) >> 1 of the two pixels that it covers.
  * Formats: as VIQ_IP_mirror_image. Errors: 0x10070000 "Unsupported image format", "Only angles of
  * 0, 90, 180 and 270 supported", "YUV422 image must be an even width" for either side of a quarter
- * turn.
+ * turn; 0x10050000 "No image data" where fewer lines are held than the height.
  */
 VIQ_API u32 VIQ_IP_rotate_image(u32 hInImage, u32 hOutImage, u16 wAngle);
 
@@ -1786,7 +1787,8 @@ VIQ_API u32 VIQ_IP_mirror_image(u32 hInImage, u32 hOutImage, u16 wMode);
 
 /**
  * Copies the input and mirrors a rectangle of it: cropped, mirrored and put back, with the formats
- * and errors of VIQ_IP_crop, VIQ_IP_mirror_image and VIQ_image_copy under their names.
+ * and errors of VIQ_IP_crop, VIQ_IP_mirror_image and VIQ_image_copy under their names. Works in
+ * place too.
  * Errors of its own: "VIQ_image_create(hCropImage) failed" and "VIQ_image_create(hMirroredImage)
  * failed" with the code of VIQ_image_create.
  */
@@ -1835,9 +1837,10 @@ VIQ_API u32 VIQ_LUT_apply(u32 hInImage, u32 hOutImage, u32 hLut, u16 wMode);
 /**
  * Fills the tables from percentages, 100 being neutral: brightness, contrast and gains are clamped
  * to 0..200, gamma to 25..400. With all 100 every table is the identity. Otherwise entry 0 is 0,
- * and with n elements and g = n (i / n)^(100 / gamma), table 1 gets v = n / 2 + (g - n / 2) *
- * contrast / 100 + brightness / 2 - 50       (the halves in integers) and tables 2 to 4 get v times
- * their gain / 100, all clamped to 0..255, words to 0..n - 1, and cut to integers.
+ * and with n elements, h = n / 2 in integers and g = n (i / n)^(100 / gamma), table 1 gets
+ *     v = h + (g - h) * contrast * 0.01 + brightness * 0.5 - 50
+ * and tables 2 to 4 get v times their gain / 100, all in floating point, clamped to 0..255, words
+ * to 0..n - 1, and cut to integers. Returns 0.
  */
 VIQ_API u32 VIQ_LUT_generate(u32 hLut, i16 brightness, i16 contrast, i16 gamma, i16 gain2,
                              i16 gain3, i16 gain4);
@@ -1850,7 +1853,7 @@ VIQ_API u32 VIQ_IP_histogram_copy(const tVIQ_Histogram *pFrom, tVIQ_Histogram *p
 
 /**
  * Counts the pixels of an HSI image, strip by strip; the first strip clears the histogram, each one
- * sums the totals up. Hues above 359 are counted in no bin.
+ * sums the totals up. Pixels with a hue above 359 are counted in no bin of any plane.
  * Errors: 0x10030000 "Histogram structure is NULL"; 0x10070000 "Unsupported image format".
  */
 VIQ_API u32 VIQ_IP_histogram_generate(u32 hInImage, tVIQ_Histogram *pHistogram, u16 wMode);
@@ -1899,7 +1902,7 @@ VIQ_API u32 VIQ_IP_filter_3x3(u32 hInImage, u32 hOutImage, const i32 *pKernel, u
  * 65535 where white is not above black.
  * Errors: the check's code with "Corrupt image - hWhiteRefImage", "... hBlackRefImage", "...
  * hGainRefImage" or "... hOffsetRefImage"; 0x10070000 "Unsupported image format"; 0x10070000
- * "Images do not match".
+ * "Images do not match". A missing target is refused before the other one is touched.
  */
 VIQ_API u32 VIQ_IP_ShadingCorrection_Generate(u32 hBlackRefImage, u32 hWhiteRefImage,
                                               u32 hOffsetRefImage, u32 hGainRefImage);
@@ -1945,7 +1948,7 @@ VIQ_API u32 VIQ_IP_generate_averages(u32 hInImage, tVIQ_Average *pAverage, u16 w
 /**
  * Weaves two fields into a frame of twice the height. The first field's line comes first, unless
  * VIQ_FLAG_20 of the first field is set and its parameter 23 is 2. The second field's strip is cut
- * to the first one's lines. A second field without lines passes the first one's parameters on.
+ * to the first one's lines. A second field without lines gives the frame's parameters alone, too.
  * Errors: the check's code with "Corrupt image - parameter 1" or "Corrupt image - parameter 2";
  * 0x10070000 "Fields are different" for another format, size or line, or fewer lines in the strip.
  */

@@ -55,7 +55,8 @@ constexpr strip_operation interlace_operation = {.name = "VIQ_SPL_interlace_fram
                                                  .complete = nullptr,
                                                  .process = interlace,
                                                  .corrupt = "Corrupt input image",
-                                                 .corrupt_output = "Corrupt image"};
+                                                 .corrupt_output = "Corrupt image",
+                                                 .whole_picture = true};
 
 constexpr const char *scheme_workers[] = {
     "VIQ_SPL_field_to_frame_1_strip_A", "VIQ_SPL_field_to_frame_1_strip_B",
@@ -106,17 +107,25 @@ u32 report_different(const strip_call &call) {
     return report(call.operation->name, VIQ_ERR_UNSUPPORTED, "Fields are different");
 }
 
+// The frame's parameters, without lines.
+u32 pass_parameters(const strip_call &call) {
+    const u32 code = VIQ_image_copy_parameters(call.in_handle, call.out_handle);
+    if (is_error(code))
+        return code;
+    call.out->height = doubled(call).height;
+    call.out->lines_per_strip = 0;
+    return success;
+}
+
 verdict refuse_fields(const strip_call &call) {
     const u32 second = second_handle(call);
     const char *name = call.operation->name;
     const u32 code = check_image(name, second, "Corrupt image - parameter 2");
     if (is_error(code))
         return stop_with(code);
-    if (second == call.out_handle)
+    if (find_image(second) == call.out)
         return stop_with(report_same_image(name));
-    if (find_image(second)->lines_per_strip == 0)
-        return stop_with(VIQ_image_copy_parameters(call.in_handle, call.out_handle));
-    return proceed;
+    return find_image(second)->lines_per_strip != 0 ? proceed : stop_with(pass_parameters(call));
 }
 
 verdict accept_fields(const strip_call &call) {
@@ -133,6 +142,8 @@ u32 weave_fields(const strip_call &call) {
     second.lines_per_strip = lines;
     if (!has_lines(second, lines))
         return report_no_data(call.operation->worker_name);
+    if (uses_buffer_of(second, *call.out))
+        return report_same_image(call.operation->worker_name);
     call.out->lines_per_strip = 2 * lines;
     const u32 code = begin_strip(call);
     if (is_error(code))

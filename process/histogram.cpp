@@ -112,18 +112,19 @@ u32 clear_first(const strip_call &call) {
     return VIQ_IP_histogram_clear(&histogram_of(call));
 }
 
-// Two counters a bin: runs of equal pixels do not wait for one another. Hues above 359 share the
-// bins behind the last one, which count for nothing.
+// Two counters a bin: runs of equal pixels do not wait for one another. Pixels with a hue above 359
+// go to the bins behind the last ones, which count for nothing.
 struct counters {
     u32 hue[2][hues + 1];
-    u32 saturation[2][256], intensity[2][256];
+    u32 saturation[2][256 + 1], intensity[2][256 + 1];
 };
 
 void count_pixel(counters &counts, u32 which, const u8 *pixel) {
     const u32 hue = load_word(pixel);
-    ++counts.hue[which][hue < hues ? hue : hues];
-    ++counts.saturation[which][pixel[2]];
-    ++counts.intensity[which][pixel[3]];
+    const bool counted = hue < hues;
+    ++counts.hue[which][counted ? hue : hues];
+    ++counts.saturation[which][counted ? pixel[2] : 256u];
+    ++counts.intensity[which][counted ? pixel[3] : 256u];
 }
 
 template <u32 bins> u32 add_counts(u32 (&plane)[bins], const u32 *first, const u32 *second) {

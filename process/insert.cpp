@@ -1,7 +1,6 @@
 // Inserting one image into another.
 #include "process/insert.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "core/report.h"
@@ -44,8 +43,7 @@ void insert_lines(const tVIQ_Image &host, u64 x, u64 y, const tVIQ_Image &insert
     if (host.width == 0)
         return;
     const u64 offset = x * (host.bytes_per_line / host.width);
-    const u64 bytes =
-        std::min(u64{bytes_per_pixel(insert)} * insert.width, u64{insert.bytes_per_line});
+    const u64 bytes = u64{bytes_per_pixel(insert)} * insert.width;
     if (offset + bytes > host.bytes_per_line)
         return;
     const line_view to = lines_of(host);

@@ -4,6 +4,7 @@
 
 #include "convert/converter.h"
 #include "convert/pixel_formulas.h"
+#include "convert/rows.h"
 #include "core/lines.h"
 #include "core/report.h"
 #include "process/lut.h"
@@ -126,13 +127,19 @@ void map_packed(const byte_tables &tables, const packed_fields &fields, const u8
     }
 }
 
-void map_yuv(const byte_tables &tables, const u8 *from, u8 *to, u32 pairs) {
-    const auto mapped = [&tables](const rgb &c) {
-        return rgb{tables.red[c.red], tables.green[c.green], tables.blue[c.blue]};
-    };
-    for (; pairs != 0; --pairs, from += 4, to += 4)
-        pack_yuv_pair(to, mapped(yuv_to_rgb({from[0], from[1], from[3]})),
-                      mapped(yuv_to_rgb({from[2], from[1], from[3]})));
+// Through RGB and back, a part of a line at a time.
+void map_yuv(const byte_tables &tables, const u8 *from, u8 *to, u32 pixels) {
+    constexpr u32 part = 1024;
+    u8 colours[3 * part];
+    u8 mapped[3 * part];
+    const row_kernel to_rgb = find_row(VIQ_YUV422, VIQ_RGB24);
+    const row_kernel to_yuv = find_row(VIQ_RGB24, VIQ_YUV422);
+    for (u32 count = 0; pixels != 0; pixels -= count, from += 2 * count, to += 2 * count) {
+        count = std::min(pixels, part);
+        to_rgb(from, colours, count, {});
+        map_rgb24(tables, colours, mapped, count);
+        to_yuv(mapped, to, count, {});
+    }
 }
 
 void map_luma(const byte_tables &tables, const u8 *from, u8 *to, u32 pairs) {
@@ -166,7 +173,7 @@ void map_line(const strip_call &call, const byte_tables &tables, const u8 *from,
     case VIQ_YUV422:
         if (gain[0] == 100 && gain[1] == 100 && gain[2] == 100)
             return map_luma(tables, from, to, width / 2);
-        return map_yuv(tables, from, to, width / 2);
+        return map_yuv(tables, from, to, width);
     default:
         return map_packed(tables, fields_of(format), from, to, width);
     }

@@ -24,31 +24,21 @@ u32 show_grey(const strip_call &call);
 
 strip_sequence sequences[5];
 
-constexpr strip_operation make_operation(const char *name, strip_sequence &sequence,
-                                         verdict (*accept)(const strip_call &),
-                                         output_shape (*shape)(const strip_call &),
-                                         u32 (*process)(const strip_call &)) {
-    return {.name = name,
-            .worker_name = name,
-            .sequence = &sequence,
-            .refuse = nullptr,
-            .accept = accept,
-            .shape = shape,
-            .complete = nullptr,
-            .process = process};
-}
-
-constexpr strip_operation words_operation = make_operation(
-    "VIQ_SPL_Data32_to_Y8", sequences[0], accept_words, in_format<VIQ_Y8>, extract_words);
-constexpr strip_operation bytes_operation = make_operation(
-    "VIQ_SPL_XXXX32_to_Y8", sequences[1], accept_bytes, in_format<VIQ_Y8>, extract_bytes);
+constexpr strip_operation words_operation =
+    make_operation("VIQ_SPL_Data32_to_Y8", sequences[0],
+                   {.accept = accept_words, .shape = in_format<VIQ_Y8>, .process = extract_words});
+constexpr strip_operation bytes_operation =
+    make_operation("VIQ_SPL_XXXX32_to_Y8", sequences[1],
+                   {.accept = accept_bytes, .shape = in_format<VIQ_Y8>, .process = extract_bytes});
 constexpr strip_operation yuv_operation =
-    make_operation("VIQ_SPL_YUV422_to_RGB_pseudo_colour", sequences[2], accept_yuv,
-                   in_format<VIQ_RGB24>, show_yuv);
-constexpr strip_operation hsi_operation = make_operation(
-    "VIQ_SPL_HSI_to_RGB_pseudo_colour", sequences[3], accept_hsi, in_format<VIQ_RGB24>, show_hsi);
-constexpr strip_operation grey_operation = make_operation(
-    "VIQ_SPL_Y8_to_pseudo_colour", sequences[4], accept_grey, in_format<VIQ_RGB16>, show_grey);
+    make_operation("VIQ_SPL_YUV422_to_RGB_pseudo_colour", sequences[2],
+                   {.accept = accept_yuv, .shape = in_format<VIQ_RGB24>, .process = show_yuv});
+constexpr strip_operation hsi_operation =
+    make_operation("VIQ_SPL_HSI_to_RGB_pseudo_colour", sequences[3],
+                   {.accept = accept_hsi, .shape = in_format<VIQ_RGB24>, .process = show_hsi});
+constexpr strip_operation grey_operation =
+    make_operation("VIQ_SPL_Y8_to_pseudo_colour", sequences[4],
+                   {.accept = accept_grey, .shape = in_format<VIQ_RGB16>, .process = show_grey});
 
 } // namespace
 

@@ -1,6 +1,7 @@
 // Flat-field correction of 16-bit grey images.
 #include <algorithm>
 #include <cstring>
+#include <span>
 
 #include "convert/pixel_formulas.h"
 #include "core/lines.h"
@@ -24,7 +25,10 @@ constexpr const char *corrupt_gain = "Corrupt image - hGainRefImage";
 constexpr const char *corrupt_black = "Corrupt image - hBlackRefImage";
 constexpr const char *corrupt_white = "Corrupt image - hWhiteRefImage";
 
-u32 check_matching(const char *function, std::initializer_list<named_image> images);
+using named_images = std::span<const named_image>;
+
+u32 check_matching(const char *function, named_images images);
+u32 check_target(const char *function, const named_image &target, named_images sources);
 u32 set_up(const char *function, u32 hFrom, const named_image &to);
 void make_references(const tVIQ_Image &black, const tVIQ_Image &white, const tVIQ_Image &offset,
                      const tVIQ_Image &gain);
@@ -36,16 +40,21 @@ void correct(const tVIQ_Image &in, const tVIQ_Image &out, const tVIQ_Image &offs
 u32 VIQ_IP_ShadingCorrection_Generate(u32 hBlackRefImage, u32 hWhiteRefImage, u32 hOffsetRefImage,
                                       u32 hGainRefImage) {
     constexpr const char *name = "VIQ_IP_ShadingCorrection_Generate";
-    u32 code =
-        check_matching(name, {{hWhiteRefImage, corrupt_white}, {hBlackRefImage, corrupt_black}});
-    for (const u32 out : {hGainRefImage, hOffsetRefImage})
-        if (!is_error(code) &&
-            (out == hWhiteRefImage || out == hBlackRefImage || hGainRefImage == hOffsetRefImage))
-            code = report_same_image(name);
+    const named_image sources[] = {{hWhiteRefImage, corrupt_white},
+                                   {hBlackRefImage, corrupt_black}};
+    const named_image gain = {hGainRefImage, corrupt_gain};
+    const named_image offset = {hOffsetRefImage, corrupt_offset};
+    u32 code = check_matching(name, sources);
     if (!is_error(code))
-        code = set_up(name, hWhiteRefImage, {hGainRefImage, corrupt_gain});
+        code = check_target(name, gain, sources);
     if (!is_error(code))
-        code = set_up(name, hBlackRefImage, {hOffsetRefImage, corrupt_offset});
+        code = check_target(name, offset, sources);
+    if (!is_error(code))
+        code = check_target(name, offset, {&gain, 1});
+    if (!is_error(code))
+        code = set_up(name, hWhiteRefImage, gain);
+    if (!is_error(code))
+        code = set_up(name, hBlackRefImage, offset);
     if (!is_error(code))
         make_references(*find_image(hBlackRefImage), *find_image(hWhiteRefImage),
                         *find_image(hOffsetRefImage), *find_image(hGainRefImage));
@@ -54,14 +63,14 @@ u32 VIQ_IP_ShadingCorrection_Generate(u32 hBlackRefImage, u32 hWhiteRefImage, u3
 
 u32 VIQ_IP_ShadingCorrection(u32 hInImage, u32 hOutImage, u32 hOffsetRefImage, u32 hGainRefImage) {
     constexpr const char *name = "VIQ_IP_ShadingCorrection";
-    u32 code = check_matching(
-        name,
-        {{hInImage, corrupt_in}, {hOffsetRefImage, corrupt_offset}, {hGainRefImage, corrupt_gain}});
-    if (!is_error(code) &&
-        (hOutImage == hInImage || hOutImage == hOffsetRefImage || hOutImage == hGainRefImage))
-        code = report_same_image(name);
+    const named_image sources[] = {
+        {hInImage, corrupt_in}, {hOffsetRefImage, corrupt_offset}, {hGainRefImage, corrupt_gain}};
+    const named_image out = {hOutImage, corrupt_out};
+    u32 code = check_matching(name, sources);
     if (!is_error(code))
-        code = set_up(name, hInImage, {hOutImage, corrupt_out});
+        code = check_target(name, out, sources);
+    if (!is_error(code))
+        code = set_up(name, hInImage, out);
     if (!is_error(code))
         correct(*find_image(hInImage), *find_image(hOutImage), *find_image(hOffsetRefImage),
                 *find_image(hGainRefImage));
@@ -71,13 +80,13 @@ u32 VIQ_IP_ShadingCorrection(u32 hInImage, u32 hOutImage, u32 hOffsetRefImage, u
 namespace {
 
 // All images are 16 bits of grey, as large as the first one, and hold their lines.
-u32 check_matching(const char *function, std::initializer_list<named_image> images) {
+u32 check_matching(const char *function, named_images images) {
     for (const named_image &image : images) {
         const u32 code = check_image(function, image.handle, image.corrupt);
         if (is_error(code))
             return code;
     }
-    const tVIQ_Image &first = *find_image(images.begin()->handle);
+    const tVIQ_Image &first = *find_image(images[0].handle);
     for (const named_image &image : images)
         if (find_image(image.handle)->pixel_format != VIQ_Y16)
             return report(function, VIQ_ERR_UNSUPPORTED, "Unsupported image format");
@@ -87,6 +96,19 @@ u32 check_matching(const char *function, std::initializer_list<named_image> imag
     for (const named_image &image : images)
         if (!has_lines(*find_image(image.handle), first.lines_per_strip))
             return report_no_data(function);
+    return success;
+}
+
+// A target is there, and no source goes with it when it gets a buffer of its own.
+u32 check_target(const char *function, const named_image &target, named_images sources) {
+    const tVIQ_Image *image = find_image(target.handle);
+    if (image == nullptr)
+        return check_image(function, target.handle, target.corrupt);
+    for (const named_image &source : sources) {
+        const tVIQ_Image *from = find_image(source.handle);
+        if (from == image || uses_buffer_of(*from, *image))
+            return report_same_image(function);
+    }
     return success;
 }
 

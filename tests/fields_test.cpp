@@ -76,9 +76,18 @@ TEST(TwoFields, MustBeAlike) {
                    {{two_fields, 0x10050000, "Corrupt image - parameter 1"}});
     expect_reports([&] { return VIQ_SPL_2fields_to_frame(a, missing, out, 3); },
                    {{two_fields, 0x10050000, "Corrupt image - parameter 2"}});
-    set_lines(b, 0);
-    EXPECT_OK(VIQ_SPL_2fields_to_frame(a, b, out, 3));
-    EXPECT_EQ(out->height, 4u);
+    set_lines(b, 4);
+    fill_with_noise(out);
+    EXPECT_OK(VIQ_image_set_ptr(b, VIQ_PTR_DATA, out->data)); // would go with the output's buffer
+    EXPECT_REPORT(VIQ_SPL_2fields_to_frame(a, b, out, 3), two_fields, 0x10030000,
+                  "Input and output image are the same");
+    EXPECT_OK(VIQ_SPL_2fields_to_frame(a, b, out, 4));
+    for (const picture *without_lines : {&b, &a}) { // first b alone, then both
+        set_lines(*without_lines, 0);
+        EXPECT_OK(VIQ_SPL_2fields_to_frame(a, b, out, 3));
+        EXPECT_EQ(out->height, 8u);
+        EXPECT_EQ(out->lines_per_strip, 0u);
+    }
 }
 
 // What a scheme puts between lines of one component, `gap` bytes apart.
@@ -165,16 +174,19 @@ TEST(Field, RefusesFormatsAndSchemes) {
     fill_with_noise(part);
     const char *workers[] = {"A", "B", "C", "D"};
     for (u16 scheme = 1; scheme <= 4; ++scheme) {
-        set_lines(part, 2);
         EXPECT_REPORT(VIQ_SPL_field_to_frame(part, out, scheme, 3),
                       std::string("VIQ_SPL_field_to_frame_1_strip_") + workers[scheme - 1],
                       0x10050000, "No image data");
+        EXPECT_EQ(part->lines_per_strip, 2u);
     }
     EXPECT_OK(VIQ_SPL_field_to_frame(grey, out, 1, 3)); // nothing is left under way
 }
 
 TEST(Interlace, WeavesTheHalves) {
     const char *name = "VIQ_SPL_interlace_frame";
+    const picture empty(VIQ_Y8, 4, 4), none;
+    empty->param_23 = 4;
+    EXPECT_REPORT(VIQ_SPL_interlace_frame(empty, none, 3), name, 0x10050000, "No image data");
     for (const u32 height : {2u, 6u, 7u}) {
         const picture in(VIQ_RGB24, 3, height), out;
         fill_with_noise(in);

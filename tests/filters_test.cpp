@@ -175,6 +175,15 @@ TEST(Shading, NamesTheImageThatFails) {
                    corrupt(apply, "hOffsetRefImage"));
     expect_reports([&] { return VIQ_IP_ShadingCorrection(good, out, also, missing); },
                    corrupt(apply, "hGainRefImage"));
+    expect_reports([&] { return VIQ_IP_ShadingCorrection(good, missing, good, also); },
+                   corrupt(apply, "hOutImage"));
+    expect_reports([&] { return VIQ_IP_ShadingCorrection_Generate(good, also, out, missing); },
+                   corrupt(make, "hGainRefImage"));
+    expect_reports([&] { return VIQ_IP_ShadingCorrection_Generate(good, also, missing, out); },
+                   corrupt(make, "hOffsetRefImage"));
+    EXPECT_EQ(out->pixel_format, 0u); // no target is touched before all are there
+    EXPECT_REPORT(VIQ_IP_ShadingCorrection_Generate(good, also, out, out), make, 0x10030000,
+                  "Input and output image are the same");
     EXPECT_REPORT(VIQ_IP_ShadingCorrection(grey, out, good, also), apply, 0x10070000,
                   "Unsupported image format");
     EXPECT_REPORT(VIQ_IP_ShadingCorrection(small, out, good, also), apply, 0x10070000,

@@ -150,6 +150,21 @@ TEST(Insert, CopiesAtAPlaceCountedFromOne) {
     }
 }
 
+TEST(Insert, CopiesWholePixelsOfEveryShape) {
+    for (const u16 format : words{VIQ_RGGB32, VIQ_Y64, VIQ_JPEG_WORK101, VIQ_WORK104, VIQ_HSI}) {
+        const picture host(format, 4, 2), small(format, 3, 2);
+        fill_with_noise(host);
+        fill_with_noise(small);
+        EXPECT_OK(VIQ_IP_image_insert(host, small, 2, 1));
+        const u32 pixel = host->bytes_per_line / 4;
+        for (u32 y = 0; y < 2; ++y)
+            EXPECT_EQ(std::memcmp(host->data + y * host->bytes_per_line + pixel,
+                                  small->data + y * small->bytes_per_line, 3 * pixel),
+                      0)
+                << format;
+    }
+}
+
 TEST(Insert, RefusesWhatDoesNotFit) {
     const picture host(VIQ_Y8, 10, 8), same(VIQ_Y8, 10, 8), other(VIQ_Y16, 2, 2);
     for (const picture *p : {&host, &same, &other})

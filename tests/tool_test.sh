@@ -135,6 +135,8 @@ expect 0 "" convert --mosaic --demosaic 2 coffee.bmp out.bmp
 expect 0 "dB" "$tool" compare --tolerance 255 coffee.bmp out.bmp
 expect_error "Rectangle outside the image" convert --crop 600,0,1,1 coffee.bmp out.bmp
 expect_error "'1,2' is not of the form X,Y,W,H" convert --crop 1,2 coffee.bmp out.bmp
+expect_error "'-90' is out of range" convert --rotate -90 coffee.bmp out.bmp
+expect_error "smaller than 500 pixels" convert --subsample 500 coffee.bmp out.bmp
 expect_error "'gain=3' is not of the form" convert --lut gain=3 coffee.bmp out.bmp
 expect_error "--calibrate and --screen need --key" convert --calibrate coffee.bmp out.bmp
 expect_error "'3,' is not of the form COLOUR[,BACKGROUND]" convert --key 3, coffee.bmp out.bmp

@@ -95,35 +95,41 @@ action info_verb(CLI::App &app) {
 void declare_processing(CLI::App &app, tool::process_options &to) {
     const struct {
         const char *name, *form, *purpose;
-        std::string &argument;
-    } arguments[] = {
-        {"--crop", "X,Y,W,H", "Cut out a rectangle", to.crop},
-        {"--scale", "WxH", "Scale bilinearly", to.scale},
-        {"--subsample", "N", "Keep every Nth pixel and line", to.subsample},
-        {"--replicate", "N", "Repeat every pixel and line N times", to.replicate},
-        {"--rotate", "ANGLE", "Turn clockwise by 90, 180 or 270 degrees", to.rotate},
-        {"--filter", "KERNEL", "blur, sharpen, edge or nine coefficients k1,..,k9", to.filter},
-        {"--lut", "NAME=N,...", "Percentages: brightness contrast gamma r g b", to.lut},
-        {"--threshold", "LO,HI", "Black below LO, white from HI on", to.threshold},
-        {"--demosaic", "SCHEME[,PHASE]", "Scheme 1 to 3, phase 1 to 4", to.demosaic},
-        {"--field-to-frame", "SCHEME", "Double the lines by scheme 1 to 4", to.field_to_frame},
+        std::string *argument; // or
+        bool *flag;
+    } steps[] = {
+        {"--crop", "X,Y,W,H", "Cut out a rectangle", &to.crop, nullptr},
+        {"--scale", "WxH", "Scale bilinearly", &to.scale, nullptr},
+        {"--subsample", "N", "Keep every Nth pixel and line", &to.subsample, nullptr},
+        {"--replicate", "N", "Repeat every pixel and line N times", &to.replicate, nullptr},
+        {"--rotate", "ANGLE", "Turn clockwise by 90, 180 or 270 degrees", &to.rotate, nullptr},
+        {"--mirror", "", "Reverse every line", nullptr, &to.mirror},
+        {"--filter", "KERNEL", "blur, sharpen, edge or nine coefficients k1,..,k9", &to.filter,
+         nullptr},
+        {"--lut", "NAME=N,...", "Percentages: brightness contrast gamma r g b", &to.lut, nullptr},
+        {"--threshold", "LO,HI", "Black below LO, white from HI on", &to.threshold, nullptr},
+        {"--mosaic", "", "Make a colour-filter mosaic", nullptr, &to.mosaic},
+        {"--demosaic", "SCHEME[,PHASE]", "Scheme 1 to 3, phase 1 to 4", &to.demosaic, nullptr},
+        {"--field-to-frame", "SCHEME", "Double the lines by scheme 1 to 4", &to.field_to_frame,
+         nullptr},
+        {"--pseudo", "", "Show the components as false colour", nullptr, &to.pseudo},
         {"--key", "COLOUR[,BACKGROUND]",
-         "Replace the key screen by a named colour, 0 to 15, or a picture", to.key},
-        {"--screen", "FILE", "Take the key screen's hue from a picture of it alone", to.screen},
+         "Replace the key screen by a named colour, 0 to 15, or a picture", &to.key, nullptr},
+        {"--calibrate", "", "Take the key screen's hue from the picture itself", nullptr,
+         &to.calibrate},
+        {"--screen", "FILE", "Take the key screen's hue from a picture of it alone", &to.screen,
+         nullptr},
         {"--text", "TEXT[,X,Y,FONT,COLOUR,BACKGROUND]",
-         "Draw a text; fonts 0 to 2, colours 0 to 15, background 0 dim or 1 grey", to.text}};
-    const struct {
-        const char *name, *purpose;
-        bool &flag;
-    } flags[] = {{"--mirror", "Reverse every line", to.mirror},
-                 {"--mosaic", "Make a colour-filter mosaic", to.mosaic},
-                 {"--pseudo", "Show the components as false colour", to.pseudo},
-                 {"--calibrate", "Take the key screen's hue from the picture itself", to.calibrate},
-                 {"--timestamp", "Draw the time and date at the lower right", to.timestamp}};
-    for (const auto &row : arguments)
-        app.add_option(row.name, row.argument, row.purpose)->type_name(row.form);
-    for (const auto &row : flags)
-        app.add_flag(row.name, row.flag, row.purpose);
+         "Draw a text; fonts 0 to 2, colours 0 to 15, background 0 dim or 1 grey", &to.text,
+         nullptr},
+        {"--timestamp", "", "Draw the time and date at the lower right", nullptr, &to.timestamp}};
+    for (const auto &step : steps) {
+        CLI::Option *option =
+            step.flag != nullptr
+                ? app.add_flag(step.name, *step.flag, step.purpose)
+                : app.add_option(step.name, *step.argument, step.purpose)->type_name(step.form);
+        option->group("Image processing, applied in this order");
+    }
 }
 
 action convert_verb(CLI::App &app) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "tools/pipeline.h"
@@ -138,8 +139,14 @@ numbers read_numbers(const std::string &argument, std::size_t least, std::size_t
     return found;
 }
 
+template <class Number> Number narrowed(int value) {
+    if (!std::in_range<Number>(value))
+        throw failure{"'" + std::to_string(value) + "' is out of range"};
+    return static_cast<Number>(value);
+}
+
 u16 word(int value) {
-    return static_cast<u16>(std::clamp(value, 0, 65535));
+    return narrowed<u16>(value);
 }
 
 // No colour has a negative number, and the library knows none so high.
@@ -148,7 +155,7 @@ u16 number_of_colour(int value) {
 }
 
 i16 short_of(int value) {
-    return static_cast<i16>(std::clamp(value, -32768, 32767));
+    return narrowed<i16>(value);
 }
 
 // ---- Operations
@@ -186,8 +193,11 @@ image by_factor(image picture, const std::string &argument, const std::string &f
     const numbers n = read_numbers(argument, 1, 1, "N");
     picture = brought_to(std::move(picture),
                          {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_YUV422}, file);
-    return made(picture, file,
-                [&](u32 in, u32 out) { return call(in, out, word(n[0]), VIQ_STRIP_NEXT); });
+    image result = made(picture, file,
+                        [&](u32 in, u32 out) { return call(in, out, word(n[0]), VIQ_STRIP_NEXT); });
+    if (VIQ_get_width(result.handle) == 0 || VIQ_get_height(result.handle) == 0)
+        throw failure{file + ": smaller than " + argument + " pixels"};
+    return result;
 }
 
 image subsample(image picture, const std::string &argument, const std::string &file) {
