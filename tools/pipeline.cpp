@@ -145,12 +145,6 @@ route route_from(const picture &start) {
 
 namespace {
 
-// TIFF files hold a full colourmap.
-void use_whole_colourmap(u32 strip) {
-    if (format_of(strip) == VIQ_PALETTED)
-        VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
-}
-
 // The header alone arrives when both the height and the lines of a strip are 0.
 void open_source(u32 handle, const std::string &file, bool packed) {
     check(VIQ_image_set_infilename(handle, file.c_str()), file);
