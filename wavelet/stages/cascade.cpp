@@ -63,17 +63,17 @@ bool resize(line_store &store, u32 width, u32 lines) {
     constexpr std::size_t cache_line = 32;
     const std::size_t pieces = (std::size_t{width} + 2 * line_margin) / cache_line + 1;
     store.pitch = (pieces | 1) * cache_line;
-    return try_resize(store.places, u64{store.pitch} * lines);
+    return store.places.resize(u64{store.pitch} * lines);
 }
 
 bool begin(column_half &half, u32 begin, u32 count) {
-    constexpr std::size_t lanes = 16;
+    constexpr std::size_t lanes = 32;
     half.begin = begin;
     half.count = count;
     half.pitch = (std::size_t{count} + lanes - 1) / lanes * lanes;
-    half.lines.clear();
+    half.lines.places.clear();
     half.unsound.clear();
-    return try_resize(half.lines, u64{half.pitch} * state_lines) &&
+    return half.lines.resize(u64{half.pitch} * state_lines) &&
            try_resize(half.unsound, u64{count} / column_group + 1);
 }
 
@@ -201,7 +201,7 @@ void restart(cascade &inverse) {
         level.lines = 0;
         level.step = first_step;
         for (column_half &half : level.halves) {
-            std::fill(half.lines.begin(), half.lines.end(), 0);
+            std::fill(half.lines.places.begin(), half.lines.places.end(), 0);
             std::fill(half.unsound.begin(), half.unsound.end(), u8{0});
         }
     }

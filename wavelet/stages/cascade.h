@@ -18,9 +18,23 @@ struct coefficient_buffer {
 
 constexpr u32 coefficient_spare = 32;
 
+// Places that begin with a line of the cache, so that stores do not straddle two.
+template <class Place> struct aligned_places {
+    static constexpr std::size_t cache_line = 64;
+    std::vector<Place> places;
+
+    [[nodiscard]] bool resize(u64 count) {
+        return try_resize(places, count + cache_line / sizeof(Place));
+    }
+    Place *data() {
+        const auto address = reinterpret_cast<std::uintptr_t>(places.data());
+        return places.data() + (~address + 1) % cache_line / sizeof(Place);
+    }
+};
+
 // Lines with margins in one block of memory.
 struct line_store {
-    std::vector<i16> places;
+    aligned_places<i16> places;
     std::size_t pitch = 0;
 
     i16 *line(u32 index) { return places.data() + index * pitch + line_margin; }
@@ -30,7 +44,7 @@ struct line_store {
 struct column_half {
     u32 begin = 0, count = 0;
     std::size_t pitch = 0;
-    std::vector<i32> lines;
+    aligned_places<i32> lines;
     std::vector<u8> unsound;
 };
 

@@ -20,7 +20,7 @@ struct transform_data {
     u32 decompositions = 6;
     bool ready = false; // the buffer holds what the present run asks for
     u32 width = 0, height = 0, subbands = 1;
-    std::vector<i16> coefficients;
+    aligned_places<i16> coefficients;
     cascade levels;
 };
 
@@ -58,7 +58,7 @@ u32 make_room(transform_data &transform) {
     transform.width = output.width;
     transform.height = output.height;
     const u64 size = u64{coefficient_pitch(output.width)} * output.height;
-    return try_resize(transform.coefficients, size + coefficient_spare) ? success : stage_no_memory;
+    return transform.coefficients.resize(size + coefficient_spare) ? success : stage_no_memory;
 }
 
 u32 count_levels(const transform_data &transform) {
