@@ -34,7 +34,7 @@ struct column_state {
 };
 
 struct wavelet_kernels {
-    // Bytes to wavelet samples: every `step` bytes one sample.
+    // Bytes to wavelet samples: every 1, 2 or 4 bytes one sample.
     void (*widen)(const u8 *bytes, u32 step, i16 *samples, u32 count);
     void (*narrow)(const i16 *samples, u8 *bytes, u32 count);
 

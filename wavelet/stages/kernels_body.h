@@ -32,21 +32,17 @@ inline i16 saturate(i32 value) {
 
 // ---------------------------------------------------------------- levels
 
-void widen(const u8 *__restrict bytes, u32 step, i16 *__restrict samples, u32 count) {
-    const auto centred = [](u8 byte) { return static_cast<i16>((byte - 128) * 64); };
-    switch (step) { // a constant step is what the vectoriser understands
-    case 1:
-        for (u32 i = 0; i < count; ++i)
-            samples[i] = centred(bytes[i]);
-        break;
-    case 2:
-        for (u32 i = 0; i < count; ++i)
-            samples[i] = centred(bytes[std::size_t{2} * i]);
-        break;
-    default:
-        for (u32 i = 0; i < count; ++i)
-            samples[i] = centred(bytes[std::size_t{step} * i]);
-    }
+// A constant step is what the vectoriser understands.
+template <u32 step>
+void widen_every(const u8 *__restrict bytes, i16 *__restrict samples, u32 count) {
+    for (u32 i = 0; i < count; ++i)
+        samples[i] = static_cast<i16>((bytes[std::size_t{step} * i] - 128) * 64);
+}
+
+// Steps are those of the components of a picture: 1, 2 or 4.
+void widen(const u8 *bytes, u32 step, i16 *samples, u32 count) {
+    const auto every = step == 1 ? widen_every<1> : step == 2 ? widen_every<2> : widen_every<4>;
+    every(bytes, samples, count);
 }
 
 void narrow(const i16 *__restrict samples, u8 *__restrict bytes, u32 count) {
