@@ -1,6 +1,6 @@
 // The transform against the plain formulas, the layout of the subbands, the quantiser.
 #include "tests/support.h"
-#include "wavelet/stages/kernels.h"
+#include "wavelet/stages/cascade.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {
@@ -17,46 +17,149 @@ i16 saturated(i64 value) {
     return static_cast<i16>(std::clamp<i64>(value, -32768, 32767));
 }
 
-// The lifting steps of one line in wide integers, mirrored at the ends.
-std::vector<i16> reference_line(const std::vector<i16> &line) {
-    samples x(line.begin(), line.end());
+// Place of sample i of a line in its filtered form.
+std::size_t split_place(std::size_t i, std::size_t length) {
+    return i / 2 + (i % 2 != 0 ? (length + 1) / 2 : 0);
+}
+
+void lift(samples &x, i64 step, i64 constant, i64 sign) {
     const auto n = static_cast<i64>(x.size());
     const auto at = [&](i64 i) {
         return x[static_cast<std::size_t>(i < 0 ? -i : i >= n ? 2 * (n - 1) - i : i)];
     };
+    for (i64 i = step % 2; i < n; i += 2)
+        x[static_cast<std::size_t>(i)] += sign * product(at(i - 1) + at(i + 1), constant);
+}
+
+// The lifting steps of one line in wide integers, mirrored at the ends.
+samples filtered(const samples &line) {
+    samples x = line;
     const i64 constants[] = {-25987, -868, 14466, 7266};
     for (i64 step = 0; step < 4; ++step)
-        for (i64 i = step % 2 == 0 ? 1 : 0; i < n; i += 2)
-            x[static_cast<std::size_t>(i)] +=
-                product(at(i - 1) + at(i + 1), constants[static_cast<std::size_t>(step)]);
-    std::vector<i16> result(line.size());
+        lift(x, step + 1, constants[step], 1);
+    samples result(x.size());
     for (std::size_t i = 0; i < x.size(); ++i)
-        result[i / 2 + (i % 2 != 0 ? (x.size() + 1) / 2 : 0)] =
-            saturated(product(x[i], i % 2 == 0 ? 13318 : -20155));
+        result[split_place(i, x.size())] = saturated(product(x[i], i % 2 == 0 ? 13318 : -20155));
     return result;
 }
 
-enum class content { photo, stripes, extremes };
+samples restored(const samples &line) {
+    samples x(line.size());
+    for (std::size_t i = 0; i < x.size(); ++i)
+        x[i] = product(line[split_place(i, x.size())], i % 2 == 0 ? 20155 : -13318);
+    const i64 constants[] = {7266, 14466, -868, -25987};
+    for (i64 step = 0; step < 4; ++step) {
+        if (step == 3)
+            for (std::size_t i = 0; i < x.size(); i += 2)
+                x[i] = saturated(x[i]);
+        lift(x, step, constants[step], -1);
+    }
+    std::transform(x.begin(), x.end(), x.begin(), saturated);
+    return x;
+}
 
-i16 sample(content kind, std::size_t i) {
+struct component {
+    u32 width, height, levels;
+    std::vector<i16> places;
+    bool operator==(const component &) const = default;
+};
+
+template <class Filter>
+void filter_lines(component &all, u32 count, u32 length, std::size_t across, std::size_t along,
+                  Filter filter) {
+    for (u32 line = 0; line < count; ++line) {
+        i16 *first = &all.places[line * across];
+        samples x(length);
+        for (u32 i = 0; i < length; ++i)
+            x[i] = first[i * along];
+        x = filter(x);
+        for (u32 i = 0; i < length; ++i)
+            first[i * along] = static_cast<i16>(x[i]);
+    }
+}
+
+component reference(component all, bool inverse) {
+    for (u32 i = 0; i < all.levels; ++i) {
+        const u32 level = inverse ? all.levels - 1 - i : i;
+        const u32 width = (all.width + (1u << level) - 1) >> level;
+        const u32 height = (all.height + (1u << level) - 1) >> level;
+        if (!inverse)
+            filter_lines(all, height, width, all.width, 1, filtered);
+        filter_lines(all, width, height, 1, all.width, inverse ? restored : filtered);
+        if (inverse)
+            filter_lines(all, height, width, all.width, 1, restored);
+    }
+    return all;
+}
+
+component transformed(const component &all) {
+    component result = all;
+    result.places.resize(all.places.size() + coefficient_spare);
+    cascade levels;
+    EXPECT_TRUE(begin_forward(levels, {result.places.data(), all.width, all.width, all.height},
+                              all.levels));
+    for (u32 y = 0; y < all.height;) {
+        const u32 count = std::min(all.height - y, 1u + (noise() > 20 ? 1 : 0));
+        const i16 *const lines[2] = {&all.places[std::size_t{y} * all.width],
+                                     &all.places[std::size_t{y + count - 1} * all.width]};
+        take_lines(levels, lines, count);
+        y += count;
+    }
+    result.places.resize(all.places.size());
+    return result;
+}
+
+component transformed_back(const component &all) {
+    component source = all;
+    source.places.resize(all.places.size() + coefficient_spare);
+    component result = all;
+    cascade levels;
+    EXPECT_TRUE(begin_inverse(levels, {source.places.data(), all.width, all.width, all.height},
+                              all.levels));
+    const auto take = [&](u32 y) {
+        const line_strip strip = lines_from(levels, y);
+        for (u32 i = 0; i < strip.lines; ++i)
+            std::copy_n(strip.first + i * strip.pitch, all.width,
+                        &result.places[std::size_t{y + i} * all.width]);
+        return strip.lines;
+    };
+    for (u32 y = 0; y < all.height;)
+        y += take(y);
+    take(all.height / 2); // once more, from the beginning
+    return result;
+}
+
+// Besides noise: what leaves 16 bits on the way, all over, along lines or columns, or here and
+// there.
+enum class content { photo, stripes, bars, white, specks, extremes };
+
+i16 sample(content kind, u32 x, u32 y) {
     const auto random = static_cast<i32>(noise());
     switch (kind) {
     case content::photo:
         return static_cast<i16>((random - 128) * 64);
     case content::stripes:
-        return i % 2 == 0 ? i16{8128} : i16{-8192};
+        return y % 2 == 0 ? i16{8128} : i16{-8192};
+    case content::bars:
+        return x % 2 == 0 ? i16{8128} : i16{-8192};
+    case content::white:
+        return 8128;
+    case content::specks:
+        return random < 8 ? i16{8128} : i16{-8192};
     default:
         return random < 100 ? i16{-32768} : random < 200 ? i16{32767} : static_cast<i16>(random);
     }
 }
 
-constexpr content contents[] = {content::photo, content::stripes, content::extremes};
+constexpr content contents[] = {content::photo, content::stripes, content::bars,
+                                content::white, content::specks,  content::extremes};
 
-std::vector<i16> random_line(content kind, std::size_t length) {
-    std::vector<i16> line(length);
-    for (std::size_t i = 0; i < length; ++i)
-        line[i] = sample(kind, i);
-    return line;
+component random_component(content kind, u32 width, u32 height) {
+    component all = {width, height, (count_subbands(width, height, 6) - 1) / 3, {}};
+    for (u32 y = 0; y < height; ++y)
+        for (u32 x = 0; x < width; ++x)
+            all.places.push_back(sample(kind, x, y));
+    return all;
 }
 
 } // namespace
@@ -64,51 +167,28 @@ std::vector<i16> random_line(content kind, std::size_t length) {
 class wavelet_kernels_test : public every_set {};
 WITH_EVERY_SET(wavelet_kernels_test);
 
-TEST_P(wavelet_kernels_test, lines_and_columns_follow_the_lifting_formulas) {
-    const wavelet_kernels &kernels = current_wavelet_kernels();
-    for (const content kind : contents)
-        for (u32 length = shortest_line; length < 140; ++length) {
-            SCOPED_TRACE(text_of(static_cast<int>(kind), length));
-            const std::vector<i16> line = random_line(kind, length);
-            const std::vector<i16> wanted = reference_line(line);
-            std::vector<i16> target(length);
-            std::vector<i32> scratch(length + line_scratch_spare);
-            kernels.forward_line(line.data(), target.data(), length, scratch.data());
-            ASSERT_EQ(target, wanted);
-
-            // The same line as a column among others, at the edge of a narrow block.
-            const u32 columns = 1 + length % column_block;
-            std::vector<i16> block(std::size_t{length} * columns);
-            for (u32 y = 0; y < length; ++y)
-                for (u32 x = 0; x < columns; ++x)
-                    block[y * columns + x] = x + 1 == columns ? line[y] : sample(kind, x);
-            std::vector<i16> half((length + 1) / 2 * std::size_t{column_block});
-            kernels.forward_columns(block.data(), columns, columns, length, half.data());
-            for (u32 y = 0; y < length; ++y)
-                ASSERT_EQ(block[y * columns + columns - 1], wanted[y]) << y;
-
-            if (kind == content::extremes)
-                continue; // saturated: not to be undone
-            std::vector<i16> back(length);
-            kernels.inverse_line(target.data(), back.data(), length, scratch.data());
-            kernels.inverse_columns(block.data(), columns, columns, length, half.data());
-            for (u32 y = 0; y < length; ++y) {
-                ASSERT_NEAR(back[y], line[y], 8) << y;
-                ASSERT_EQ(block[y * columns + columns - 1], back[y]) << y;
-            }
-        }
-}
-
-TEST_P(wavelet_kernels_test, sets_agree_on_any_coefficients) {
-    const wavelet_kernels &kernels = current_wavelet_kernels();
-    for (u32 length = shortest_line; length < 100; ++length) {
-        const std::vector<i16> line = random_line(content::extremes, length);
-        std::vector<i16> plain(length), other(length);
-        std::vector<i32> scratch(length + line_scratch_spare);
-        plain_wavelet_kernels.inverse_line(line.data(), plain.data(), length, scratch.data());
-        kernels.inverse_line(line.data(), other.data(), length, scratch.data());
-        ASSERT_EQ(plain, other) << length;
+TEST_P(wavelet_kernels_test, levels_follow_the_lifting_formulas) {
+    std::vector<std::pair<u32, u32>> sizes = {{301, 67}, {40, 290}, {523, 9}};
+    for (u32 side = shortest_line; side <= 70; ++side) {
+        sizes.push_back({side, shortest_line + side * 7 % 60});
+        sizes.push_back({shortest_line + side * 11 % 60, side});
     }
+    for (const content kind : contents)
+        for (const auto &[width, height] : sizes) {
+            SCOPED_TRACE(text_of(static_cast<int>(kind), width, height));
+            const component source = random_component(kind, width, height);
+            const component coefficients = transformed(source);
+            ASSERT_EQ(coefficients, reference(source, false));
+            const component back = transformed_back(coefficients);
+            ASSERT_EQ(back, reference(coefficients, true));
+            ASSERT_EQ(transformed_back(source), reference(source, true)) << "as coefficients";
+            const auto [lowest, highest] =
+                std::minmax_element(coefficients.places.begin(), coefficients.places.end());
+            if (*lowest == -32768 || *highest == 32767)
+                continue; // saturated: not to be undone
+            for (std::size_t i = 0; i < back.places.size(); ++i)
+                ASSERT_NEAR(back.places[i], source.places[i], 32 * source.levels) << i;
+        }
 }
 
 TEST_P(wavelet_kernels_test, bytes_become_samples_and_come_back) {
@@ -121,10 +201,14 @@ TEST_P(wavelet_kernels_test, bytes_become_samples_and_come_back) {
             bytes back(count);
             kernels.widen(from.data(), step, wide.data(), count);
             kernels.narrow(wide.data(), back.data(), count);
+            bytes spread(from.size(), 77);
+            kernels.spread(back.data(), spread.data(), step, count);
             for (u32 i = 0; i < count; ++i) {
                 ASSERT_EQ(wide[i], (from[i * step] - 128) * 64);
                 ASSERT_EQ(back[i], from[i * step]);
             }
+            for (u32 i = 0; i < spread.size(); ++i)
+                ASSERT_EQ(spread[i], i % step == 0 && i < count * step ? from[i] : 77);
         }
 }
 

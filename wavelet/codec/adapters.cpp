@@ -5,6 +5,7 @@
 #include "core/geometry.h"
 #include "core/report.h"
 #include "wavelet/codec/record.h"
+#include "wavelet/stages/kernels.h"
 
 namespace viq {
 
@@ -63,14 +64,11 @@ u32 write_component(void *context, u32 x, u32 y, const region &delivered) {
     if (u64{x} + delivered.width > image.width || u64{y} + delivered.height > image.height ||
         last > image.bytes_per_line || image.data == nullptr)
         return adapter_outside;
+    const wavelet_kernels &kernels = current_wavelet_kernels();
     for (u32 i = 0; i < delivered.height; ++i) {
         const u8 *from = delivered.data + std::size_t{i} * delivered.stride;
         u8 *to = image.data + (u64{y} + i) * image.bytes_per_line + u64{x} * step + offset;
-        if (step == 1)
-            std::memcpy(to, from, delivered.width);
-        else
-            for (u32 column = 0; column < delivered.width; ++column)
-                to[std::size_t{column} * step] = from[column];
+        kernels.spread(from, to, step, delivered.width);
     }
     return success;
 }

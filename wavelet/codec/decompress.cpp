@@ -162,7 +162,7 @@ u32 begin_component(wavelet_record &record, const tVIQ_Image &out, u32 component
 u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status) {
     constexpr u32 first_byte[most_components] = {0, 1, 3};
     const u32 stored = record.stream_length;
-    const run_request request = {0, 0, write_component, &out};
+    const run_request request = {out.width, 0, write_component, &out}; // whole lines
     u32 code = success;
     record.read_position = 0;
     for (u32 component = 0; component < record.components; ++component) {

@@ -69,7 +69,8 @@ enum value_id : u32 {
     id_decompositions = 321,
     id_quantiser_control = 353,
     id_component = 355,
-    id_packing = 4097, // between the entropy stages: see packing
+    id_packing = 4097,     // between the entropy stages: see packing
+    id_destination = 4098, // where the next region should be put: see region_destination
 };
 
 enum sample_type : u32 {
@@ -80,6 +81,13 @@ enum sample_type : u32 {
     type_yuv422 = 20,
     type_unspecified = 22,
     type_wavelet = 23,
+};
+
+// A module that has to make its region anyhow makes it here, and delivers this as its data. Room
+// for the region asked for next; one that does not know the id refuses it.
+struct region_destination {
+    u8 *data;
+    u32 stride;
 };
 
 using region_reader = u32 (*)(void *context, u32 x, u32 y, region &wanted);

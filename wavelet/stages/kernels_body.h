@@ -32,26 +32,30 @@ inline i16 saturate(i32 value) {
 
 // ---------------------------------------------------------------- levels
 
-void widen(const u8 *__restrict bytes, u32 step, i16 *__restrict samples, u32 count) {
-    const auto centred = [](u8 byte) { return static_cast<i16>((byte - 128) * 64); };
-    switch (step) { // a constant step is what the vectoriser understands
-    case 1:
-        for (u32 i = 0; i < count; ++i)
-            samples[i] = centred(bytes[i]);
-        break;
-    case 2:
-        for (u32 i = 0; i < count; ++i)
-            samples[i] = centred(bytes[std::size_t{2} * i]);
-        break;
-    default:
-        for (u32 i = 0; i < count; ++i)
-            samples[i] = centred(bytes[std::size_t{step} * i]);
-    }
+// A constant step is what the vectoriser understands.
+template <u32 step>
+void widen_every(const u8 *__restrict bytes, i16 *__restrict samples, u32 count) {
+    for (u32 i = 0; i < count; ++i)
+        samples[i] = static_cast<i16>((bytes[std::size_t{step} * i] - 128) * 64);
+}
+
+// Steps are those of the components of a picture: 1, 2 or 4.
+void widen(const u8 *bytes, u32 step, i16 *samples, u32 count) {
+    const auto every = step == 1 ? widen_every<1> : step == 2 ? widen_every<2> : widen_every<4>;
+    every(bytes, samples, count);
 }
 
 void narrow(const i16 *__restrict samples, u8 *__restrict bytes, u32 count) {
     for (u32 i = 0; i < count; ++i)
         bytes[i] = static_cast<u8>(std::clamp(((samples[i] + 32) >> 6) + 128, 0, 255));
+}
+
+void spread(const u8 *__restrict from, u8 *__restrict to, u32 step, u32 count) {
+    if (step == 1)
+        std::memcpy(to, from, count);
+    else
+        for (u32 i = 0; i < count; ++i)
+            to[std::size_t{step} * i] = from[i];
 }
 
 // ---------------------------------------------------------------- lines
@@ -64,31 +68,31 @@ inline void lift(i32 *__restrict target, const i32 *left, const i32 *right, u32 
 }
 
 // Where a line has no neighbour, the mirror image of the present one stands in.
-struct split_line {
+struct lifted_line {
     i32 *low, *high;
     u32 lows, highs;
 };
 
-inline split_line split(i32 *scratch, u32 length) {
+inline lifted_line split(i32 *scratch, u32 length) {
     const u32 lows = (length + 1) / 2;
     return {scratch, scratch + lows + 3, lows, length / 2};
 }
 
-inline void mirror_low(const split_line &line) {
+inline void mirror_low(const lifted_line &line) {
     line.low[line.lows] = line.low[line.lows - 1];
 }
 
-inline void mirror_high(const split_line &line) {
+inline void mirror_high(const lifted_line &line) {
     line.high[-1] = line.high[0];
     line.high[line.highs] = line.high[line.highs - 1];
 }
 
-template <i32 constant, i32 sign> inline void lift_high(const split_line &line) {
+template <i32 constant, i32 sign> inline void lift_high(const lifted_line &line) {
     mirror_low(line);
     lift<constant, sign>(line.high, line.low, line.low + 1, line.highs);
 }
 
-template <i32 constant, i32 sign> inline void lift_low(const split_line &line) {
+template <i32 constant, i32 sign> inline void lift_low(const lifted_line &line) {
     mirror_high(line);
     lift<constant, sign>(line.low, line.high - 1, line.high, line.lows);
 }
@@ -108,8 +112,8 @@ inline void saturate_all(i32 *values, u32 count) {
         values[i] = saturate(values[i]);
 }
 
-void forward_line(const i16 *source, i16 *target, u32 length, i32 *scratch) {
-    const split_line line = split(scratch, length);
+void forward_line(const i16 *source, const split_line &target, u32 length, i32 *scratch) {
+    const lifted_line line = split(scratch, length);
     for (u32 i = 0; i < line.highs; ++i) {
         line.low[i] = source[2 * i];
         line.high[i] = source[2 * i + 1];
@@ -119,14 +123,14 @@ void forward_line(const i16 *source, i16 *target, u32 length, i32 *scratch) {
     lift_low<first_update, 1>(line);
     lift_high<second_predict, 1>(line);
     lift_low<second_update, 1>(line);
-    scale(line.low, target, line.lows, low_scale);
-    scale(line.high, target + line.lows, line.highs, high_scale);
+    scale(line.low, target.low, line.lows, low_scale);
+    scale(line.high, target.high, line.highs, high_scale);
 }
 
-void inverse_line(const i16 *source, i16 *target, u32 length, i32 *scratch) {
-    const split_line line = split(scratch, length);
-    unscale(source, line.low, line.lows, low_unscale);
-    unscale(source + line.lows, line.high, line.highs, high_unscale);
+void inverse_line(const split_line &source, i16 *target, u32 length, i32 *scratch) {
+    const lifted_line line = split(scratch, length);
+    unscale(source.low, line.low, line.lows, low_unscale);
+    unscale(source.high, line.high, line.highs, high_unscale);
     lift_low<second_update, -1>(line);
     lift_high<second_predict, -1>(line);
     lift_low<first_update, -1>(line);
@@ -137,137 +141,6 @@ void inverse_line(const i16 *source, i16 *target, u32 length, i32 *scratch) {
         target[2 * i + 1] = saturate(line.high[i]);
     }
     target[2 * (line.lows - 1)] = static_cast<i16>(line.low[line.lows - 1]);
-}
-
-// ---------------------------------------------------------------- columns
-
-// A slice through a block of columns. Unused columns hold 0.
-struct slice {
-    alignas(32) i32 at[column_block] = {};
-};
-
-inline void load(slice &to, const i16 *from, u32 columns) {
-    if (columns == column_block)
-        for (u32 i = 0; i < column_block; ++i)
-            to.at[i] = from[i];
-    else
-        for (u32 i = 0; i < columns; ++i)
-            to.at[i] = from[i];
-}
-
-inline void store(i16 *to, const slice &from, u32 columns) {
-    i16 line[column_block];
-    for (u32 i = 0; i < column_block; ++i)
-        line[i] = saturate(from.at[i]);
-    std::memcpy(to, line, columns * sizeof(i16));
-}
-
-template <i32 constant> inline void scale(slice &values) {
-    for (i32 &value : values.at)
-        value = product(value, constant);
-}
-
-template <i32 constant, i32 sign>
-inline void lift(slice &target, const slice &base, const slice &left, const slice &right) {
-    for (u32 i = 0; i < column_block; ++i)
-        target.at[i] = base.at[i] + sign * product(left.at[i] + right.at[i], constant);
-}
-
-// The last two slices of one kind.
-struct slice_pair {
-    slice slices[2];
-    slice &of(u32 index) { return slices[index & 1]; }
-};
-
-void forward_columns(i16 *top, std::size_t pitch, u32 columns, u32 length, i16 *half) {
-    const u32 lows = (length + 1) / 2;
-    const u32 highs = length / 2;
-    slice_pair even, predicted, updated, high;
-    slice odd, low;
-    const auto emit_low = [&](u32 i) {
-        lift<second_update, 1>(low, updated.of(i), high.of(i == 0 ? 0 : i - 1),
-                               high.of(std::min(i, highs - 1)));
-        scale<low_scale>(low);
-        store(top + i * pitch, low, columns);
-    };
-    const auto emit_high = [&](u32 i) {
-        slice scaled = high.of(i);
-        scale<high_scale>(scaled);
-        store(half + std::size_t{i} * column_block, scaled, columns);
-    };
-    load(even.of(0), top, columns);
-    for (u32 i = 0; i < lows; ++i) {
-        if (i < highs) {
-            load(odd, top + (2 * std::size_t{i} + 1) * pitch, columns);
-            const u32 next = std::min(i + 1, lows - 1);
-            if (next != i)
-                load(even.of(next), top + 2 * std::size_t{next} * pitch, columns);
-            lift<first_predict, 1>(predicted.of(i), odd, even.of(i), even.of(next));
-        }
-        lift<first_update, 1>(updated.of(i), even.of(i), predicted.of(i == 0 ? 0 : i - 1),
-                              predicted.of(std::min(i, highs - 1)));
-        if (i == 0)
-            continue;
-        lift<second_predict, 1>(high.of(i - 1), predicted.of(i - 1), updated.of(i - 1),
-                                updated.of(i));
-        emit_low(i - 1);
-        emit_high(i - 1);
-    }
-    const u32 last = lows - 1;
-    if (highs == lows) {
-        lift<second_predict, 1>(high.of(last), predicted.of(last), updated.of(last),
-                                updated.of(last));
-        emit_high(last);
-    }
-    emit_low(last);
-    for (u32 i = 0; i < highs; ++i)
-        std::memcpy(top + (lows + std::size_t{i}) * pitch, half + std::size_t{i} * column_block,
-                    columns * sizeof(i16));
-}
-
-void inverse_columns(i16 *top, std::size_t pitch, u32 columns, u32 length, i16 *half) {
-    const u32 lows = (length + 1) / 2;
-    const u32 highs = length / 2;
-    for (u32 i = 0; i < lows; ++i)
-        std::memcpy(half + std::size_t{i} * column_block, top + i * pitch, columns * sizeof(i16));
-    slice_pair high, updated, predicted, even;
-    slice low, odd;
-    const auto emit_odd = [&](u32 i) {
-        lift<first_predict, -1>(odd, predicted.of(i), even.of(i),
-                                even.of(std::min(i + 1, lows - 1)));
-        store(top + (2 * std::size_t{i} + 1) * pitch, odd, columns);
-    };
-    const auto finish_even = [&](u32 i) {
-        lift<first_update, -1>(even.of(i), updated.of(i), predicted.of(i == 0 ? 0 : i - 1),
-                               predicted.of(std::min(i, highs - 1)));
-        saturate_all(even.of(i).at, column_block);
-        store(top + 2 * std::size_t{i} * pitch, even.of(i), columns);
-    };
-    for (u32 i = 0; i < lows; ++i) {
-        load(low, half + std::size_t{i} * column_block, columns);
-        scale<low_unscale>(low);
-        if (i < highs) {
-            load(high.of(i), top + (lows + std::size_t{i}) * pitch, columns);
-            scale<high_unscale>(high.of(i));
-        }
-        lift<second_update, -1>(updated.of(i), low, high.of(i == 0 ? 0 : i - 1),
-                                high.of(std::min(i, highs - 1)));
-        if (i == 0)
-            continue;
-        lift<second_predict, -1>(predicted.of(i - 1), high.of(i - 1), updated.of(i - 1),
-                                 updated.of(i));
-        finish_even(i - 1);
-        if (i >= 2)
-            emit_odd(i - 2);
-    }
-    const u32 last = lows - 1;
-    if (highs == lows)
-        lift<second_predict, -1>(predicted.of(last), high.of(last), updated.of(last),
-                                 updated.of(last));
-    finish_even(last);
-    emit_odd(last - 1);
-    if (highs == lows)
-        emit_odd(last);
 }
 
 // ---------------------------------------------------------------- quantiser
@@ -290,10 +163,6 @@ void dequantise(const i16 *__restrict values, i16 *__restrict coefficients, u32 
         coefficients[i] = saturate(value + (value != 0 ? middle : middle_of_zero));
     }
 }
-
-constexpr wavelet_kernels all_kernels = {widen,        narrow,          forward_line,
-                                         inverse_line, forward_columns, inverse_columns,
-                                         quantise,     dequantise};
 
 } // namespace
 

@@ -1,6 +1,7 @@
 // "DWT Quantiser": coefficients of a band into small integers, and back. The steps of the bands are
 // its settings.
 #include <algorithm>
+#include <utility>
 
 #include "wavelet/framework/link.h"
 #include "wavelet/stages/kernels.h"
@@ -20,7 +21,8 @@ struct quantiser_data {
     u32 component = 0;
     std::vector<u8> settings; // of the inverse, as they were given
     std::vector<i16> values;
-    bool stepped = false; // the steps below hold for the present run
+    region_destination destination = {}; // of the next region, instead of the values
+    bool stepped = false;                // the steps below hold for the present run
     std::vector<u16> steps;
 };
 
@@ -125,6 +127,12 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
 
 u32 set(void *self, u32 id, u32 size, const void *value) {
     auto &quantiser = data<quantiser_data>(self);
+    if (id == id_destination) {
+        if (quantiser.inverse == 0 || size != sizeof quantiser.destination)
+            return stage_bad_configuration;
+        quantiser.destination = value_of<region_destination>(value);
+        return success;
+    }
     quantiser.stepped = false;
     switch (id) {
     case id_settings:
@@ -147,8 +155,22 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_module(quantiser.up.handle, id, size, value);
 }
 
+// Room for a region: where the downstream wants it, or of the module's own.
+bool find_place(quantiser_data &quantiser, const region_destination &wanted, const region &source,
+                region_destination &place) {
+    place = wanted;
+    if (place.data != nullptr)
+        return true;
+    if (!try_resize(quantiser.values, u64{source.width} * source.height))
+        return false;
+    place = {reinterpret_cast<u8 *>(quantiser.values.data()),
+             source.width * static_cast<u32>(sizeof(i16))};
+    return true;
+}
+
 u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
     auto &quantiser = data<quantiser_data>(self);
+    const region_destination destination = std::exchange(quantiser.destination, {});
     output_description output = {};
     u32 status = check_type(quantiser, output);
     if (!failed(status) && !quantiser.stepped)
@@ -161,18 +183,20 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
     status = get_region(quantiser.up.handle, plane, x, y, &source);
     if (failed(status))
         return status;
-    const bool room = try_resize(quantiser.values, u64{source.width} * source.height);
+    const bool fits = source.width <= wanted.width && source.height <= wanted.height;
+    region_destination place = {};
+    const bool room =
+        find_place(quantiser, fits ? destination : region_destination{}, source, place);
     const wavelet_kernels &kernels = current_wavelet_kernels();
     const auto map = quantiser.inverse != 0 ? kernels.dequantise : kernels.quantise;
     for (u32 i = 0; room && i < source.height; ++i)
         map(reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride),
-            quantiser.values.data() + std::size_t{i} * source.width, source.width,
+            reinterpret_cast<i16 *>(place.data + std::size_t{i} * place.stride), source.width,
             quantiser.steps[plane]);
     release_region(quantiser.up.handle, source.data);
     if (!room)
         return quantiser_no_memory;
-    wanted = {source.width, source.height, reinterpret_cast<const u8 *>(quantiser.values.data()),
-              source.width * static_cast<u32>(sizeof(i16))};
+    wanted = {source.width, source.height, place.data, place.stride};
     return success;
 }
 

@@ -1,12 +1,13 @@
 // "Discrete Wavelet Transform": a component of samples into its subbands, and back.
 //
-// The buffer of the instance holds the whole component. The forward direction fills and transforms
-// it when the first band of a run is asked for, and hands bands out as planes of their own; the
-// inverse direction takes all bands from its upstream when the first samples are asked for.
+// The buffer of the instance holds the coefficients of the whole component. The forward direction
+// fills it when the first band of a run is asked for, and hands bands out as planes of their own;
+// the inverse direction takes all bands from its upstream when the first samples are asked for, and
+// makes the samples as they are asked for.
 #include <algorithm>
 
 #include "wavelet/framework/link.h"
-#include "wavelet/stages/kernels.h"
+#include "wavelet/stages/cascade.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {
@@ -19,9 +20,8 @@ struct transform_data {
     u32 decompositions = 6;
     bool ready = false; // the buffer holds what the present run asks for
     u32 width = 0, height = 0, subbands = 1;
-    std::vector<i16> coefficients;
-    std::vector<i32> line;
-    std::vector<i16> half;
+    aligned_places<i16> coefficients;
+    cascade levels;
 };
 
 constexpr u32 strip_lines = 16;
@@ -58,92 +58,73 @@ u32 make_room(transform_data &transform) {
     transform.width = output.width;
     transform.height = output.height;
     const u64 size = u64{coefficient_pitch(output.width)} * output.height;
-    const u64 longest = std::max(output.width, output.height);
-    const bool room = try_resize(transform.coefficients, size) &&
-                      try_resize(transform.line, longest + line_scratch_spare) &&
-                      try_resize(transform.half, (u64{output.height} + 1) / 2 * column_block);
-    return room ? success : stage_no_memory;
+    return transform.coefficients.resize(size + coefficient_spare) ? success : stage_no_memory;
 }
 
-struct level_size {
-    u32 width, height;
-};
-
-level_size size_of_level(const transform_data &transform, u32 level) {
-    level_size size = {transform.width, transform.height};
-    for (u32 i = 0; i < level; ++i)
-        size = {(size.width + 1) >> 1, (size.height + 1) >> 1};
-    return size;
+u32 count_levels(const transform_data &transform) {
+    return (transform.subbands - 1) / 3;
 }
 
-template <class Filter>
-void filter_columns(transform_data &transform, level_size size, Filter filter) {
-    for (u32 x = 0; x < size.width; x += column_block)
-        filter(place(transform, x, 0), coefficient_pitch(transform.width),
-               std::min(column_block, size.width - x), size.height, transform.half.data());
+u32 begin_levels(transform_data &transform) {
+    const u32 levels = count_levels(transform);
+    if (levels == 0)
+        return success;
+    const coefficient_buffer buffer = {transform.coefficients.data(),
+                                       coefficient_pitch(transform.width), transform.width,
+                                       transform.height};
+    const auto begin = transform.inverse != 0 ? begin_inverse : begin_forward;
+    return begin(transform.levels, buffer, levels) ? success : stage_no_memory;
 }
 
-template <class Filter>
-void filter_lines(transform_data &transform, level_size size, Filter filter) {
-    for (u32 y = 0; y < size.height; ++y) {
-        i16 *line = place(transform, 0, y);
-        filter(line, line, size.width, transform.line.data());
+void take_strip(transform_data &transform, u32 y, const region &strip) {
+    const auto line = [&](u32 i) {
+        return reinterpret_cast<const i16 *>(strip.data + std::size_t{i} * strip.stride);
+    };
+    for (u32 i = 0; i < strip.height;) {
+        const u32 count = count_levels(transform) != 0 ? std::min(strip.height - i, 2u) : 1;
+        const i16 *const lines[2] = {line(i), line(i + count - 1)};
+        if (count_levels(transform) != 0)
+            take_lines(transform.levels, lines, count);
+        else
+            std::copy_n(lines[0], transform.width, place(transform, 0, y + i));
+        i += count;
     }
-}
-
-// The lines of the first level are filtered as they come from the upstream.
-u32 take_samples(transform_data &transform) {
-    const wavelet_kernels &kernels = current_wavelet_kernels();
-    for (u32 y = 0; y < transform.height;) {
-        region strip = {transform.width, std::min(strip_lines, transform.height - y), nullptr, 0};
-        const u32 status = get_region(transform.up.handle, 0, 0, y, &strip);
-        if (failed(status))
-            return status;
-        const bool whole = strip.width == transform.width && strip.height != 0;
-        for (u32 i = 0; whole && i < strip.height; ++i) {
-            const auto *samples =
-                reinterpret_cast<const i16 *>(strip.data + std::size_t{i} * strip.stride);
-            i16 *line = place(transform, 0, y + i);
-            if (transform.subbands > 1)
-                kernels.forward_line(samples, line, transform.width, transform.line.data());
-            else
-                std::copy_n(samples, transform.width, line);
-        }
-        release_region(transform.up.handle, strip.data);
-        if (!whole)
-            return transform_bad_size;
-        y += strip.height;
-    }
-    return success;
 }
 
 u32 transform_component(transform_data &transform) {
     u32 status = make_room(transform);
     if (!failed(status))
-        status = take_samples(transform);
-    if (failed(status))
-        return status;
-    const wavelet_kernels &kernels = current_wavelet_kernels();
-    const u32 levels = (transform.subbands - 1) / 3;
-    for (u32 level = 0; level < levels; ++level) {
-        const level_size size = size_of_level(transform, level);
-        if (level > 0)
-            filter_lines(transform, size, kernels.forward_line);
-        filter_columns(transform, size, kernels.forward_columns);
+        status = begin_levels(transform);
+    for (u32 y = 0; !failed(status) && y < transform.height;) {
+        region strip = {transform.width, std::min(strip_lines, transform.height - y), nullptr, 0};
+        status = get_region(transform.up.handle, 0, 0, y, &strip);
+        if (failed(status))
+            break;
+        const bool whole = strip.width == transform.width && strip.height != 0 &&
+                           strip.height <= transform.height - y;
+        if (whole)
+            take_strip(transform, y, strip);
+        release_region(transform.up.handle, strip.data);
+        if (!whole)
+            return transform_bad_size;
+        y += strip.height;
     }
-    return success;
+    return status;
 }
 
 u32 take_band(transform_data &transform, u32 band) {
     const subband area = find_subband(transform.width, transform.height, transform.subbands, band);
     for (u32 y = 0; y < area.height;) {
+        const region_destination own = {
+            reinterpret_cast<u8 *>(place(transform, area.x, area.y + y)), stride(transform)};
+        set_module(transform.up.handle, id_destination, sizeof own, &own); // a mere wish
         region lines = {area.width, area.height - y, nullptr, 0};
         const u32 status = get_region(transform.up.handle, band, 0, y, &lines);
         if (failed(status))
             return status;
         const bool whole =
             lines.width == area.width && lines.height != 0 && lines.height <= area.height - y;
-        for (u32 i = 0; whole && i < lines.height; ++i)
+        for (u32 i = 0; whole && lines.data != own.data && i < lines.height; ++i)
             std::memcpy(place(transform, area.x, area.y + y + i),
                         lines.data + std::size_t{i} * lines.stride, area.width * sizeof(i16));
         release_region(transform.up.handle, lines.data);
@@ -154,19 +135,11 @@ u32 take_band(transform_data &transform, u32 band) {
     return success;
 }
 
-u32 restore_component(transform_data &transform) {
+u32 take_bands(transform_data &transform) {
     u32 status = make_room(transform);
     for (u32 band = 0; !failed(status) && band < transform.subbands; ++band)
         status = take_band(transform, band);
-    if (failed(status))
-        return status;
-    const wavelet_kernels &kernels = current_wavelet_kernels();
-    for (u32 level = (transform.subbands - 1) / 3; level-- > 0;) {
-        const level_size size = size_of_level(transform, level);
-        filter_columns(transform, size, kernels.inverse_columns);
-        filter_lines(transform, size, kernels.inverse_line);
-    }
-    return success;
+    return failed(status) ? status : begin_levels(transform);
 }
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
@@ -211,7 +184,7 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
     auto &transform = data<transform_data>(self);
     if (!transform.ready) {
         const u32 status =
-            transform.inverse != 0 ? restore_component(transform) : transform_component(transform);
+            transform.inverse != 0 ? take_bands(transform) : transform_component(transform);
         if (failed(status))
             return status;
         transform.ready = true;
@@ -221,6 +194,13 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
                                                                transform.subbands, plane);
     if (u64{x} + wanted.width > area.width || u64{y} + wanted.height > area.height)
         return transform_no_band;
+    if (transform.inverse != 0 && count_levels(transform) != 0 && wanted.height != 0) {
+        const line_strip strip = lines_from(transform.levels, y);
+        wanted.height = std::min(wanted.height, strip.lines);
+        wanted.data = reinterpret_cast<const u8 *>(strip.first + x);
+        wanted.stride = static_cast<u32>(strip.pitch * sizeof(i16));
+        return success;
+    }
     wanted.data = reinterpret_cast<const u8 *>(place(transform, area.x + x, area.y + y));
     wanted.stride = stride(transform);
     return success;
