@@ -106,6 +106,21 @@ u32 encode(huffman_data &huffman, region &wanted) {
     return room ? deliver_pack(huffman.frame, wanted) : stage_no_memory;
 }
 
+// Plain bits, most significant first; beyond the end they are 0.
+struct bit_source {
+    const u8 *next = nullptr, *end = nullptr;
+    u64 window = 0; // its top bits come next
+    u32 held = 0;
+
+    void fill() {
+        while (held <= 56) {
+            const u64 byte = next != end ? *next++ : 0;
+            window |= byte << (56 - held);
+            held += 8;
+        }
+    }
+};
+
 // Symbols out of the stream, which stands behind their last byte afterwards.
 u32 decode_symbols(stream_source &stream, u8 *symbols, u32 count) {
     bit_source bits = {stream.here(), stream.start + stream.size};

@@ -36,13 +36,13 @@ struct serialiser_data {
     std::vector<u8> pack;
 
     std::vector<u8> code;
-    std::vector<fast_slot> slots;
+    fast_writer writer;
     std::vector<i16> values;
 
     u64 places = 0; // of the present pack that have been read
     bool pack_open = false;
     range_reader range = {nullptr, nullptr};
-    fast_reader symbols = {nullptr, nullptr, {}};
+    fast_reader reader;
 };
 
 u32 begin_run(serialiser_data &serialiser) {
@@ -54,9 +54,9 @@ u32 begin_run(serialiser_data &serialiser) {
     } catch (...) {
         return stage_no_memory;
     }
-    if (!begin_component(serialiser.scan, serialiser.width, serialiser.height,
-                         serialiser.subbands) ||
-        !begin_band(serialiser.scan, 0))
+    begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
+    if (!serialiser.writer.parts.resize(serialiser.width) ||
+        !serialiser.reader.parts.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
         return stage_no_memory;
     serialiser.band = 0;
     serialiser.line = 0;
@@ -86,7 +86,7 @@ u32 go_on(serialiser_data &serialiser, u32 lines) {
 
 // The unit at the present place, whichever way the coder goes.
 template <class Coder>
-void code_unit(serialiser_data &serialiser, Coder coder, u32 lines, i16 *values, std::size_t pitch,
+void code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values, std::size_t pitch,
                unit_content content) {
     component_scan &scan = serialiser.scan;
     content = coder.head(content);
@@ -96,10 +96,8 @@ void code_unit(serialiser_data &serialiser, Coder coder, u32 lines, i16 *values,
             std::fill_n(values, pitch * lines, i16{0});
         return;
     }
-    for (u32 i = 0; i < lines; ++i, values += pitch) {
-        measure_line(scan, serialiser.line + i);
-        scan_line(scan, coder, serialiser.line + i, values, content == unit_content::gap);
-    }
+    for (u32 i = 0; i < lines; ++i, values += pitch)
+        code_line(scan, coder, serialiser.line + i, values, content == unit_content::gap);
 }
 
 // ---------------------------------------------------------------- writing
@@ -151,8 +149,8 @@ u32 write_small(serialiser_data &serialiser) {
         serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
             small_models &models =
                 serialiser.small[band_kind(serialiser.band, serialiser.subbands)];
-            code_unit(serialiser, small_coder<range_writer>{writer, models}, lines, values, pitch,
-                      content);
+            small_coder<range_writer> coder{writer, models};
+            code_unit(serialiser, coder, lines, values, pitch, content);
         });
     if (failed(status))
         return status;
@@ -166,35 +164,25 @@ u32 write_small(serialiser_data &serialiser) {
     return success;
 }
 
-// A writer that is passed about by value.
-struct shared_writer {
-    static constexpr bool reads = false;
-    fast_writer &writer;
-    unit_content head(unit_content known) { return writer.head(known); }
-    bool group(bool any) { return writer.group(any); }
-    template <class Pattern> i32 value(u32 level, const Pattern &pattern, i32 known) {
-        return writer.value(level, pattern, known);
-    }
-};
-
 u32 write_fast(serialiser_data &serialiser) {
-    serialiser.slots.clear();
-    fast_writer writer = {&serialiser.slots};
+    fast_writer &writer = serialiser.writer;
+    writer.slots.clear();
+    writer.out_of_memory = false;
     u64 places = 0;
     const u32 status = write_units(
         serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
             writer.models = &serialiser.fast[band_kind(serialiser.band, serialiser.subbands)];
-            code_unit(serialiser, shared_writer{writer}, lines, values, pitch, content);
+            code_unit(serialiser, writer, lines, values, pitch, content);
         });
     if (failed(status))
         return status;
     for (u32 kind = 0; kind < band_kinds; ++kind)
-        fast_writer::finish(serialiser.fast[kind]);
+        serialiser.fast[kind].finish();
     u64 bits = 0;
-    for (const fast_slot &slot : serialiser.slots)
+    for (const fast_slot &slot : writer.slots)
         bits += slot.count;
     const u64 size = std::max((bits + 7) / 8, places >> places_bits);
-    const auto symbols = static_cast<u32>(serialiser.slots.size());
+    const auto symbols = static_cast<u32>(writer.slots.size());
     if (writer.out_of_memory ||
         !begin_pack(serialiser.pack, {symbols, static_cast<u32>(size)}, symbols + size))
         return stage_no_memory;
@@ -203,15 +191,15 @@ u32 write_fast(serialiser_data &serialiser) {
     std::fill_n(byte, size, u8{0});
     u64 window = 0;
     u32 held = 0;
-    for (const fast_slot &slot : serialiser.slots) {
+    for (const fast_slot &slot : writer.slots) {
         *symbol++ = slot.symbol;
-        window = window << slot.count | slot.bits;
+        window |= u64{slot.bits} << held;
         held += slot.count;
-        for (; held >= 8; held -= 8)
-            *byte++ = static_cast<u8>(window >> (held - 8));
+        for (; held >= 8; held -= 8, window >>= 8)
+            *byte++ = static_cast<u8>(window);
     }
     if (held > 0)
-        *byte = static_cast<u8>(window << (8 - held));
+        *byte = static_cast<u8>(window);
     return success;
 }
 
@@ -256,8 +244,8 @@ u32 open_pack(serialiser_data &serialiser) {
     if (serialiser.packing == packing_small) {
         serialiser.range = {bytes, bytes + head.bytes};
         serialiser.range.start();
-    } else {
-        serialiser.symbols = {symbols, bytes, {bytes, bytes + head.bytes}};
+    } else if (!serialiser.reader.open(symbols, head.symbols, head.bytes)) {
+        return stage_no_memory;
     }
     serialiser.pack_open = true;
     serialiser.places = 0;
@@ -269,26 +257,14 @@ u32 close_pack(serialiser_data &serialiser) {
     if (serialiser.packing == packing_small)
         return serialiser.range.overrun <= sound_overrun ? success : serialiser_damaged;
     for (u32 kind = 0; kind < band_kinds; ++kind)
-        fast_reader::finish(serialiser.fast[kind]);
-    const bool sound =
-        !serialiser.symbols.damaged && serialiser.symbols.bits.overrun <= sound_overrun;
-    return sound ? success : serialiser_damaged;
+        serialiser.fast[kind].finish();
+    return serialiser.reader.is_sound() ? success : serialiser_damaged;
 }
-
-struct shared_reader {
-    static constexpr bool reads = true;
-    fast_reader &reader;
-    unit_content head(unit_content known) { return reader.head(known); }
-    bool group(bool any) { return reader.group(any); }
-    template <class Pattern> i32 value(u32 level, const Pattern &pattern, i32 known) {
-        return reader.value(level, pattern, known);
-    }
-};
 
 u32 read_unit(serialiser_data &serialiser, region &wanted) {
     const u32 width = serialiser.scan.area.width;
     const u32 lines = unit_lines(serialiser);
-    if (!try_resize(serialiser.values, u64{width} * lines))
+    if (!try_resize(serialiser.values, u64{width} * lines + scan_block))
         return stage_no_memory;
     u32 status = serialiser.pack_open ? success : open_pack(serialiser);
     if (failed(status))
@@ -296,12 +272,11 @@ u32 read_unit(serialiser_data &serialiser, region &wanted) {
     const u32 kind = band_kind(serialiser.band, serialiser.subbands);
     i16 *values = serialiser.values.data();
     if (serialiser.packing == packing_small) {
-        code_unit(serialiser, small_coder<range_reader>{serialiser.range, serialiser.small[kind]},
-                  lines, values, width, unit_content::empty);
+        small_coder<range_reader> coder{serialiser.range, serialiser.small[kind]};
+        code_unit(serialiser, coder, lines, values, width, unit_content::empty);
     } else {
-        serialiser.symbols.models = &serialiser.fast[kind];
-        code_unit(serialiser, shared_reader{serialiser.symbols}, lines, values, width,
-                  unit_content::empty);
+        serialiser.reader.models = &serialiser.fast[kind];
+        code_unit(serialiser, serialiser.reader, lines, values, width, unit_content::empty);
     }
     serialiser.places += u64{width} * lines;
     wanted = {width, lines, reinterpret_cast<const u8 *>(values),

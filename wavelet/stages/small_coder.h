@@ -34,16 +34,19 @@ struct bit_model {
     }
 };
 
+constexpr u32 small_levels = 16;
+inline constexpr u8 small_floors[line_phases][small_levels - 1] = {
+    {1, 3, 4, 6, 9, 13, 19, 24, 31, 42, 54, 78, 108, 153, 223},
+    {1, 3, 6, 10, 13, 18, 23, 30, 42, 58, 75, 101, 143, 192, 255}};
+
 // Statistics of one kind of band.
 struct small_models {
     bit_model filled, gapped; // heads of units
-    bit_model group;
-    bit_model zero[scan_levels];
+    bit_model zero[line_phases][small_levels];
     static constexpr u32 unary_places = 14;
     static constexpr u32 unary_contexts = 6;
-    bit_model larger[unary_contexts][neighbourhood_levels];
+    bit_model larger[unary_contexts][small_levels];
     bit_model longer[16];
-    bit_model negative[sign_patterns];
 };
 
 // Writes the bits of 32-bit ranges from the top; a carry runs back over bytes not yet written.
@@ -173,6 +176,7 @@ template <class Bits> struct small_coder {
     static constexpr bool reads = Bits::reads;
     Bits &bits;
     small_models &models;
+    std::vector<u8> levels = {};
 
     unit_content head(unit_content known) {
         if (bits.bit(models.filled, known != unit_content::empty ? 1 : 0) == 0)
@@ -181,15 +185,21 @@ template <class Bits> struct small_coder {
         return gap ? unit_content::gap : unit_content::full;
     }
 
-    bool group(bool any) { return bits.bit(models.group, any ? 1 : 0) != 0; }
+    void places(component_scan &scan, u32 phase, const u8 *measures, i16 *values, u32 count) {
+        levels.resize(whole_blocks(count));
+        scan.kernels->classify(measures, small_floors[phase], small_levels - 1, levels.data(),
+                               count);
+        for (u32 i = 0; i < count; ++i)
+            values[i] = static_cast<i16>(value(phase, levels[i], values[i]));
+    }
+    void end_line() {}
 
-    template <class Pattern> i32 value(u32 level, const Pattern &pattern, i32 known) {
-        if (bits.bit(models.zero[level], known != 0 ? 1 : 0) == 0)
+    i32 value(u32 phase, u32 level, i32 known) {
+        if (bits.bit(models.zero[phase][level], known != 0 ? 1 : 0) == 0)
             return 0;
-        const u32 place = level == level_in_group ? 0 : level;
         const auto magnitude = static_cast<u32>(known < 0 ? -known : known);
-        const u32 found = larger(place, magnitude);
-        const bool below = bits.bit(models.negative[pattern()], known < 0 ? 1 : 0) != 0;
+        const u32 found = larger(level, magnitude);
+        const bool below = bits.plain_bits(known < 0 ? 1 : 0, 1) != 0;
         return below ? -static_cast<i32>(found) : static_cast<i32>(found);
     }
 
