@@ -1,6 +1,7 @@
 #include "wavelet/stages/fast_coder.h"
 
 #include <array>
+#include <bit>
 
 #include "wavelet/stages/packing.h"
 
@@ -37,20 +38,30 @@ constexpr u32 most_coarse = 12;
 constexpr u32 most_above_bits = 15;
 constexpr u32 spans = longest_run_bits + 1;
 
+constexpr u16 mask_of(u32 bits) {
+    return static_cast<u16>((1u << bits) - 1);
+}
+
 constexpr phrase phrase_of(u32 run_bits, u32 run, u32 above_bits, u32 above) {
-    return {static_cast<u8>(run_bits),
-            static_cast<u8>(above_bits),
+    return {static_cast<u16>(run),
+            mask_of(run_bits),
+            static_cast<u16>(above),
+            mask_of(above_bits),
+            static_cast<u8>(run_bits),
+            static_cast<u8>(run_bits + above_bits),
             static_cast<u8>(run_bits + above_bits + 1),
-            1,
-            static_cast<u16>(run),
-            static_cast<u16>(above)};
+            1};
+}
+
+constexpr phrase phrase_without_end(u32 run, u8 ends) {
+    return {static_cast<u16>(run), 0, 0, 0, 0, 0, 0, ends};
 }
 
 constexpr phrase_book make_book(u32 kind, u32 span_bits, u32 coarse) {
     phrase_book book = {};
     for (phrase &item : book.of)
-        item = {0, 0, 0, 2, 0xFFFF, 0};
-    book.of[symbol_run] = {0, 0, 0, 0, static_cast<u16>(1u << span_bits), 0};
+        item = phrase_without_end(0xFFFF, 2);
+    book.of[symbol_run] = phrase_without_end(1u << span_bits, 0);
     const book_plan &plan = plans[kind];
     for (u32 i = 0; i < near_symbols; ++i) {
         const short_symbol &near = plan.near[i];
@@ -129,7 +140,7 @@ void fast_models::finish() {
 bool class_parts::resize(u32 width) {
     const u32 most = whole_blocks((width + 1) / 2);
     return try_resize(masks, u64{most} / scan_block * fast_classes) &&
-           try_resize(list, u64{most} + 4);
+           try_resize(list, u64{most} + 8);
 }
 
 void class_parts::part(const component_scan &scan, u32 phase, const u8 *measures, u32 count) {
@@ -138,7 +149,7 @@ void class_parts::part(const component_scan &scan, u32 phase, const u8 *measures
 }
 
 u32 class_parts::list_places(const component_scan &scan, u32 k) {
-    return scan.kernels->list_places(masks.data() + std::size_t{k} * words, words, list.data());
+    return scan.kernels->list_places(mask(k), words, list.data());
 }
 
 namespace {
@@ -160,16 +171,18 @@ void adapt_all(fast_models &models) {
 
 // ---------------------------------------------------------------- writing
 
+// There is room for a slot for each place and each class.
 void open_phrase(fast_writer &writer, fast_class &item) {
-    try {
-        writer.slots.push_back({0, 0, symbol_run});
-    } catch (...) {
-        writer.out_of_memory = true;
-    }
-    item.slot = static_cast<u32>(writer.slots.size()) - 1;
+    item.slot = writer.used;
+    writer.slots[writer.used++] = {0, 0, symbol_run};
     item.run = 0;
     item.open = true;
     item.open_book = item.book;
+}
+
+bool make_room(fast_writer &writer, u32 more) {
+    writer.out_of_memory |= !try_resize(writer.slots, u64{writer.used} + more);
+    return !writer.out_of_memory;
 }
 
 fast_slot slot_of(const fast_class &item, i32 value) {
@@ -178,9 +191,9 @@ fast_slot slot_of(const fast_class &item, i32 value) {
         const phrase &item_phrase = item.open_book->of[symbol];
         const u32 run = item.run - item_phrase.run;
         const u32 rest = above - item_phrase.above;
-        if (run >> item_phrase.run_bits == 0 && rest >> item_phrase.above_bits == 0) {
+        if (run <= item_phrase.run_mask && rest <= item_phrase.above_mask) {
             const u32 sign = value < 0 ? 1 : 0;
-            return {run | (rest | sign << item_phrase.above_bits) << item_phrase.run_bits,
+            return {run | rest << item_phrase.run_bits | sign << item_phrase.sign_bit,
                     item_phrase.bits, static_cast<u8>(symbol)};
         }
         symbol = symbol == symbol_large     ? u32{symbol_far}
@@ -189,45 +202,68 @@ fast_slot slot_of(const fast_class &item, i32 value) {
     }
 }
 
-void write_class(fast_writer &writer, fast_class &item, const u32 *list, u32 count,
+// Runs longer than a phrase can tell; the last zero stays with the open phrase.
+void cut_run(fast_writer &writer, fast_class &item, u32 run, u32 with_it) {
+    for (;;) {
+        const u32 longest = item.open_book->of[symbol_run].run;
+        if (run < longest + with_it)
+            break;
+        run -= longest;
+        open_phrase(writer, item);
+    }
+    item.run = run;
+}
+
+void write_class(fast_writer &writer, fast_class &item, const u32 *mask, u32 words,
                  const i16 *values) {
     if (!item.open)
         open_phrase(writer, item);
-    for (u32 i = 0; i < count && !writer.out_of_memory; ++i) {
-        const i32 value = values[list[i]];
-        if (item.run == item.open_book->of[symbol_run].run)
-            open_phrase(writer, item);
-        if (value != 0) {
+    u32 run = item.run;
+    for (u32 i = 0; i < words; ++i, values += scan_block) {
+        u32 zeros = mask[i];
+        for (u32 ends = zeros & writer.with_value[i]; ends != 0; ends &= ends - 1) {
+            const u32 before = (ends & (0 - ends)) - 1;
+            cut_run(writer, item, run + static_cast<u32>(std::popcount(zeros & before)), 0);
+            zeros &= ~before & ~(before + 1);
+            const i32 value = values[std::countr_zero(ends)];
             writer.slots[item.slot] = slot_of(item, value);
             ++item.others;
             item.above += static_cast<u32>(value < 0 ? -value : value) - 1;
             open_phrase(writer, item);
-        } else {
-            ++item.run;
+            run = 0;
         }
+        run += static_cast<u32>(std::popcount(zeros));
     }
+    cut_run(writer, item, run, 1);
 }
 
 } // namespace
 
+bool fast_writer::resize(u32 width) {
+    return parts.resize(width) && try_resize(with_value, whole_blocks((width + 1) / 2) / scan_block);
+}
+
+void fast_writer::begin_pack() {
+    used = 0;
+    out_of_memory = false;
+}
+
 unit_content fast_writer::head(unit_content known) {
-    try {
-        slots.push_back({0, 0, static_cast<u8>(symbol_empty + static_cast<u32>(known))});
-    } catch (...) {
-        out_of_memory = true;
-    }
+    if (make_room(*this, 1))
+        slots[used++] = {0, 0, static_cast<u8>(symbol_empty + static_cast<u32>(known))};
     return known;
 }
 
 void fast_writer::places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values,
                          u32 count) {
     parts.part(scan, phase, measures, count);
-    for (u32 k = 0; k < fast_classes; ++k) {
+    scan.kernels->find_values(values, with_value.data(), count);
+    for (u32 k = 0; k < fast_classes && make_room(*this, parts.places[k] + 2); ++k) {
         if (parts.places[k] == 0)
             continue;
         fast_class &item = models->classes[phase][k];
         item.places += parts.places[k];
-        write_class(*this, item, parts.list.data(), parts.list_places(scan, k), values);
+        write_class(*this, item, parts.mask(k), parts.words, values);
     }
 }
 
@@ -250,20 +286,14 @@ u32 take_symbol(pack_place &at) {
 // No branch depends on what is read, and of what is read only the lengths are waited for.
 inline void read_phrase(pack_place &at, fast_class &item) {
     const phrase found = item.book->of[take_symbol(at)];
-    u64 window = load_64(at.bytes + std::min(at.bit, at.end) / 8) >> (at.bit % 8);
+    const u64 window = load_64(at.bytes + std::min(at.bit, at.end) / 8) >> (at.bit % 8);
     at.bit += found.bits;
     at.found |= found.ends;
-    const auto take = [&window](u32 count) {
-        const u32 bits = static_cast<u32>(window) & ((1u << count) - 1);
-        window >>= count;
-        return bits;
-    };
-    item.run = found.run + take(found.run_bits);
+    item.run = found.run + (static_cast<u32>(window) & found.run_mask);
     item.ends = found.ends & 1;
-    item.ending_above = found.above + take(found.above_bits);
-    const u32 sign = 0 - static_cast<u32>(window & 1);
-    const u32 magnitude = (item.ending_above + 1) & (0 - item.ends);
-    item.value = static_cast<i32>((magnitude ^ sign) - sign);
+    item.ending_above = found.above + (static_cast<u32>(window >> found.run_bits) & found.above_mask);
+    const u32 sign = 0 - static_cast<u32>(window >> found.sign_bit & 1);
+    item.value = static_cast<i32>(((item.ending_above + item.ends) ^ sign) - sign);
 }
 
 // Up to the last place of the list; the phrase that leads beyond it stays open.
@@ -275,7 +305,7 @@ void read_class(pack_place &place, fast_class &kept, const u32 *list, u32 count,
         values[list[i]] = static_cast<i16>(item.value);
         i += item.ends;
         item.others += item.ends;
-        item.above += item.ending_above & (0 - item.ends);
+        item.above += item.ending_above;
         read_phrase(at, item);
         i += item.run;
     }

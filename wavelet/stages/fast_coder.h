@@ -27,9 +27,9 @@ constexpr u32 near_symbols = symbol_far - symbol_near;
 // What a symbol says in a class: the parts of its run and of its magnitude less 1 that it stands
 // for, and how many plain bits tell the rest. The run's bits come first, the sign last.
 struct phrase {
-    u8 run_bits, above_bits, bits;
+    u16 run, run_mask, above, above_mask;
+    u8 run_bits, sign_bit, bits;
     u8 ends; // 1: with a value; 2: no such phrase
-    u16 run, above;
 };
 
 struct phrase_book {
@@ -71,6 +71,7 @@ struct class_parts {
 
     bool resize(u32 width);
     void part(const component_scan &scan, u32 phase, const u8 *measures, u32 count);
+    const u32 *mask(u32 k) const { return masks.data() + std::size_t{k} * words; }
     u32 list_places(const component_scan &scan, u32 k);
 };
 
@@ -83,10 +84,14 @@ struct fast_slot {
 struct fast_writer {
     static constexpr bool reads = false;
     std::vector<fast_slot> slots;
+    u32 used = 0; // of the slots
     class_parts parts;
+    std::vector<u32> with_value; // a mask of a phase
     fast_models *models = nullptr;
     bool out_of_memory = false;
 
+    [[nodiscard]] bool resize(u32 width);
+    void begin_pack();
     unit_content head(unit_content known);
     void places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values, u32 count);
     void end_line();

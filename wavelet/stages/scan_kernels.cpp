@@ -74,6 +74,15 @@ u32 list_places(const u32 *mask, u32 words, u32 *places) {
     return static_cast<u32>(end - places);
 }
 
+void find_values(const i16 *values, u32 *mask, u32 count) {
+    for (u32 i = 0; i < whole_blocks(count); i += scan_block) {
+        u32 found = 0;
+        for (u32 k = 0; k < scan_block; ++k)
+            found |= (values[i + k] != 0 ? 1u : 0u) << k;
+        *mask++ = found;
+    }
+}
+
 void cap(const i16 *values, u8 *magnitudes, u32 count) {
     for (u32 i = 0; i < whole_blocks(count); ++i) {
         const i32 value = values[i];
@@ -114,7 +123,7 @@ void join(const i16 *even, const i16 *odd, i16 *line, u32 width, bool gap) {
 } // namespace
 
 const scan_kernels plain_scan_kernels = {weigh_parent, measure_even, measure_odd, classify,
-                                         part,         list_places,  cap,         join_magnitudes,
+                                         part,         list_places, find_values,  cap,         join_magnitudes,
                                          split,        join};
 
 const scan_kernels &current_scan_kernels() {

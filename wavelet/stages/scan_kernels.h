@@ -39,8 +39,11 @@ struct scan_kernels {
     void (*part)(const u8 *measures, const u8 *floors, u32 count_of_floors, u32 *masks,
                  u32 *places_of_class, u32 count);
 
-    // The places of a mask; the list has 4 spare places.
+    // The places of a mask; the list has 8 spare places.
     u32 (*list_places)(const u32 *mask, u32 words, u32 *places);
+
+    // A mask of the places that have a value.
+    void (*find_values)(const i16 *values, u32 *mask, u32 count);
 
     // Magnitudes of values, capped; whole blocks.
     void (*cap)(const i16 *values, u8 *magnitudes, u32 count);
