@@ -43,7 +43,7 @@ constexpr u16 mask_of(u32 bits) {
 }
 
 constexpr phrase phrase_of(u32 run_bits, u32 run, u32 above_bits, u32 above) {
-    return {static_cast<u16>(run),
+    return {run,
             mask_of(run_bits),
             static_cast<u16>(above),
             mask_of(above_bits),
@@ -54,13 +54,13 @@ constexpr phrase phrase_of(u32 run_bits, u32 run, u32 above_bits, u32 above) {
 }
 
 constexpr phrase phrase_without_end(u32 run, u8 ends) {
-    return {static_cast<u16>(run), 0, 0, 0, 0, 0, 0, ends};
+    return {run, 0, 0, 0, 0, 0, 0, ends};
 }
 
 constexpr phrase_book make_book(u32 kind, u32 span_bits, u32 coarse) {
     phrase_book book = {};
     for (phrase &item : book.of)
-        item = phrase_without_end(0xFFFF, 2);
+        item = phrase_without_end(0x7FFFFFFF, 2);
     book.of[symbol_run] = phrase_without_end(1u << span_bits, 0);
     const book_plan &plan = plans[kind];
     for (u32 i = 0; i < near_symbols; ++i) {
@@ -104,18 +104,20 @@ constexpr book_shelf shelf = make_shelf();
 // ---------------------------------------------------------------- classes
 
 void fast_class::adapt() {
+    const u64 others = outcome >> 32;
+    const u64 above = outcome & 0xFFFFFFFF;
     u32 span_bits = 0;
-    if (u64{others} * 3 < u64{places} * 2) {
+    if (others * 3 < u64{places} * 2) {
         span_bits = 1;
-        if (u64{others} * 2 < places)
+        if (others * 2 < places)
             for (span_bits = shortest_seldom_bits;
                  span_bits < longest_run_bits &&
-                 (u64{others} * 10) << span_bits < u64{places} * 11;)
+                 others * 10 << span_bits < u64{places} * 11;)
                 ++span_bits;
     }
-    const u64 coarse_from = u64{others} * plans[kind_of(span_bits)].coarse_from;
+    const u64 coarse_from = others * plans[kind_of(span_bits)].coarse_from;
     u32 coarse = 0;
-    while (coarse < most_coarse && u64{above} * 2 > coarse_from << coarse)
+    while (coarse < most_coarse && above * 2 > coarse_from << coarse)
         ++coarse;
     book = &shelf[span_bits][coarse];
 }
@@ -126,7 +128,7 @@ fast_models::fast_models() {
     constexpr u32 above[fast_classes] = {0, 2, 15, 80, 350, 1400};
     for (auto &phase : classes)
         for (u32 k = 0; k < fast_classes; ++k) {
-            phase[k] = {240, others[k], above[k]};
+            phase[k] = {240, outcome_of(others[k], above[k])};
             phase[k].adapt();
         }
 }
@@ -145,7 +147,7 @@ bool class_parts::resize(u32 width) {
 
 void class_parts::part(const component_scan &scan, u32 phase, const u8 *measures, u32 count) {
     words = whole_blocks(count) / scan_block;
-    scan.kernels->part(measures, floors[phase], fast_classes - 1, masks.data(), places, count);
+    scan.kernels->part(measures, floors[phase], masks.data(), places, count);
 }
 
 u32 class_parts::list_places(const component_scan &scan, u32 k) {
@@ -160,12 +162,12 @@ void adapt_all(fast_models &models) {
     constexpr u32 enough_places = 1 << 13;
     for (auto &phase : models.classes)
         for (fast_class &item : phase) {
-            if (item.others < enough_others && item.places < enough_places)
+            if (item.outcome >> 32 < enough_others && item.places < enough_places)
                 continue;
             item.adapt();
-            item.places = (item.places + 1) / 2;
-            item.others = (item.others + 1) / 2;
-            item.above /= 2;
+            item.places /= 2;
+            item.outcome = outcome_of(static_cast<u32>((item.outcome >> 32) + 1) / 2,
+                                      static_cast<u32>(item.outcome) / 2);
         }
 }
 
@@ -202,6 +204,12 @@ fast_slot slot_of(const fast_class &item, i32 value) {
     }
 }
 
+u32 count_bits(u32 word) {
+    word -= word >> 1 & 0x55555555;
+    word = (word & 0x33333333) + (word >> 2 & 0x33333333);
+    return ((word + (word >> 4)) & 0x0F0F0F0F) * 0x01010101 >> 24;
+}
+
 // Runs longer than a phrase can tell; the last zero stays with the open phrase.
 void cut_run(fast_writer &writer, fast_class &item, u32 run, u32 with_it) {
     for (;;) {
@@ -223,16 +231,15 @@ void write_class(fast_writer &writer, fast_class &item, const u32 *mask, u32 wor
         u32 zeros = mask[i];
         for (u32 ends = zeros & writer.with_value[i]; ends != 0; ends &= ends - 1) {
             const u32 before = (ends & (0 - ends)) - 1;
-            cut_run(writer, item, run + static_cast<u32>(std::popcount(zeros & before)), 0);
+            cut_run(writer, item, run + count_bits(zeros & before), 0);
             zeros &= ~before & ~(before + 1);
             const i32 value = values[std::countr_zero(ends)];
             writer.slots[item.slot] = slot_of(item, value);
-            ++item.others;
-            item.above += static_cast<u32>(value < 0 ? -value : value) - 1;
+            item.outcome += outcome_of(1, static_cast<u32>(value < 0 ? -value : value) - 1);
             open_phrase(writer, item);
             run = 0;
         }
-        run += static_cast<u32>(std::popcount(zeros));
+        run += count_bits(zeros);
     }
     cut_run(writer, item, run, 1);
 }
@@ -277,23 +284,25 @@ namespace {
 
 constexpr u32 spare_bytes = 16;
 
-u32 take_symbol(pack_place &at) {
-    const u32 symbol = *at.symbol;
-    at.symbol += at.symbol != at.symbols_end ? 1 : 0;
-    return symbol;
-}
+constexpr u32 spare_symbols = 2;
 
 // No branch depends on what is read, and of what is read only the lengths are waited for.
 inline void read_phrase(pack_place &at, fast_class &item) {
-    const phrase found = item.book->of[take_symbol(at)];
+    const phrase &found = item.book->of[*at.symbol++];
     const u64 window = load_64(at.bytes + std::min(at.bit, at.end) / 8) >> (at.bit % 8);
     at.bit += found.bits;
     at.found |= found.ends;
     item.run = found.run + (static_cast<u32>(window) & found.run_mask);
-    item.ends = found.ends & 1;
-    item.ending_above = found.above + (static_cast<u32>(window >> found.run_bits) & found.above_mask);
+    const u32 ends = found.ends & 1;
+    const u32 above = found.above + (static_cast<u32>(window >> found.run_bits) & found.above_mask);
     const u32 sign = 0 - static_cast<u32>(window >> found.sign_bit & 1);
-    item.value = static_cast<i32>(((item.ending_above + item.ends) ^ sign) - sign);
+    item.ending = outcome_of(ends, above);
+    item.value = static_cast<i32>(((above + ends) ^ sign) - sign);
+}
+
+// A symbol that is none ends all reading of a line's class; so one such symbol is read at most.
+void stay_inside(pack_place &at) {
+    at.symbol = std::min(at.symbol, at.symbols_end);
 }
 
 // Up to the last place of the list; the phrase that leads beyond it stays open.
@@ -303,9 +312,8 @@ void read_class(pack_place &place, fast_class &kept, const u32 *list, u32 count,
     u32 i = item.run;
     while (i < count) {
         values[list[i]] = static_cast<i16>(item.value);
-        i += item.ends;
-        item.others += item.ends;
-        item.above += item.ending_above;
+        i += static_cast<u32>(item.ending >> 32);
+        item.outcome += item.ending;
         read_phrase(at, item);
         i += item.run;
     }
@@ -318,15 +326,15 @@ void read_class(pack_place &place, fast_class &kept, const u32 *list, u32 count,
 
 bool fast_reader::open(const u8 *symbols, u32 count, u32 bytes) {
     pack.clear();
-    if (!try_resize(pack, u64{count} + 1 + bytes + spare_bytes))
+    if (!try_resize(pack, u64{count} + spare_symbols + bytes + spare_bytes))
         return false;
     u8 *own = pack.data();
     std::memcpy(own, symbols, count);
-    own[count] = symbol_none;
-    std::memcpy(own + count + 1, symbols + count, bytes);
+    std::fill_n(own + count, spare_symbols, symbol_none);
+    std::memcpy(own + count + spare_symbols, symbols + count, bytes);
     for (u32 i = 0; i < count; ++i)
         own[i] %= fast_symbols;
-    at = {own, own + count, own + count + 1, 0, u64{bytes} * 8, 0};
+    at = {own, own + count, own + count + spare_symbols, 0, u64{bytes} * 8, 0};
     damaged = false;
     return true;
 }
@@ -336,7 +344,8 @@ bool fast_reader::is_sound() const {
 }
 
 unit_content fast_reader::head(unit_content) {
-    const u32 symbol = take_symbol(at);
+    const u32 symbol = *at.symbol++;
+    stay_inside(at);
     damaged |= symbol > symbol_full;
     return symbol > symbol_full ? unit_content::empty : static_cast<unit_content>(symbol);
 }
@@ -357,6 +366,7 @@ void fast_reader::places(component_scan &scan, u32 phase, const u8 *measures, i1
             item.run -= n;
         else
             read_class(at, item, parts.list.data(), parts.list_places(scan, k), values);
+        stay_inside(at);
     }
 }
 

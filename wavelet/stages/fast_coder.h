@@ -27,7 +27,8 @@ constexpr u32 near_symbols = symbol_far - symbol_near;
 // What a symbol says in a class: the parts of its run and of its magnitude less 1 that it stands
 // for, and how many plain bits tell the rest. The run's bits come first, the sign last.
 struct phrase {
-    u16 run, run_mask, above, above_mask;
+    u32 run;
+    u16 run_mask, above, above_mask;
     u8 run_bits, sign_bit, bits;
     u8 ends; // 1: with a value; 2: no such phrase
 };
@@ -36,18 +37,23 @@ struct phrase_book {
     phrase of[fast_symbols];
 };
 
-constexpr u32 fast_classes = 6;
+constexpr u32 fast_classes = part_floors + 1;
+
+// A number of values and the sum of their magnitudes less 1.
+constexpr u64 outcome_of(u32 values, u32 above) {
+    return u64{values} << 32 | above;
+}
 
 // How a class has come out so far, and its open phrase.
 struct fast_class {
-    u32 places, others, above; // all places and those with a value; magnitudes less 1
+    u32 places;                // of all kinds
+    u64 outcome;               // see outcome_of
     const phrase_book *book = nullptr;
     bool open = false;
     u32 run = 0; // zeros still to come, or seen so far by the writer
 
     // Of the reader: what follows the run.
-    u32 ends = 0; // 0: no value
-    u32 ending_above = 0;
+    u64 ending = 0; // 0: no value
     i32 value = 0;
 
     // Of the writer: where the phrase goes, and the book it was opened with.
@@ -97,8 +103,8 @@ struct fast_writer {
     void end_line();
 };
 
-// Symbols and plain bits of a pack, the lowest bit of a byte first. Behind the last symbol stands
-// one that is none, behind the bits zeros.
+// Symbols and plain bits of a pack, the lowest bit of a byte first. Behind the last symbol stand some
+// that are none, behind the bits zeros.
 struct pack_place {
     const u8 *symbol = nullptr, *symbols_end = nullptr;
     const u8 *bytes = nullptr;

@@ -52,14 +52,13 @@ void classify(const u8 *measures, const u8 *floors, u32 count_of_floors, u8 *cla
     }
 }
 
-void part(const u8 *measures, const u8 *floors, u32 count_of_floors, u32 *masks,
-          u32 *places_of_class, u32 count) {
+void part(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class, u32 count) {
     const u32 words = whole_blocks(count) / scan_block;
-    std::fill_n(masks, std::size_t{words} * (count_of_floors + 1), 0u);
-    std::fill_n(places_of_class, count_of_floors + 1, 0u);
+    std::fill_n(masks, std::size_t{words} * (part_floors + 1), 0u);
+    std::fill_n(places_of_class, part_floors + 1, 0u);
     for (u32 i = 0; i < count; ++i) {
         u32 reached = 0;
-        while (reached < count_of_floors && measures[i] >= floors[reached])
+        while (reached < part_floors && measures[i] >= floors[reached])
             ++reached;
         masks[std::size_t{reached} * words + i / scan_block] |= 1u << (i % scan_block);
         ++places_of_class[reached];

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <bit>
 #include <immintrin.h>
 
@@ -80,26 +81,25 @@ void classify(const u8 *measures, const u8 *floors, u32 count_of_floors, u8 *cla
     }
 }
 
-void part(const u8 *measures, const u8 *floors, u32 count_of_floors, u32 *masks,
-          u32 *places_of_class, u32 count) {
+void part(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class, u32 count) {
     const u32 words = whole_blocks(count) / scan_block;
-    for (u32 k = 0; k <= count_of_floors; ++k)
-        places_of_class[k] = 0;
+    u32 places[part_floors + 1] = {};
     for (u32 i = 0; i < words; ++i) {
         const lanes block = load(measures + std::size_t{i} * scan_block);
         const u32 inside = count - i * scan_block;
         u32 left = inside < scan_block ? (1u << inside) - 1 : ~0u;
         u32 *mask = masks + i;
-        for (u32 k = 0; k < count_of_floors; ++k, mask += words) {
+        for (u32 k = 0; k < part_floors; ++k, mask += words) {
             const u32 more =
                 left & static_cast<u32>(_mm256_movemask_epi8(reaches(block, floors[k])));
             *mask = left & ~more;
-            places_of_class[k] += static_cast<u32>(std::popcount(*mask));
+            places[k] += static_cast<u32>(std::popcount(*mask));
             left = more;
         }
         *mask = left;
-        places_of_class[count_of_floors] += static_cast<u32>(std::popcount(left));
+        places[part_floors] += static_cast<u32>(std::popcount(left));
     }
+    std::copy_n(places, part_floors + 1, places_of_class);
 }
 
 // For each byte of a mask the places of its bits, the first in the lowest byte.
