@@ -121,9 +121,9 @@ void join(const i16 *even, const i16 *odd, i16 *line, u32 width, bool gap) {
 
 } // namespace
 
-const scan_kernels plain_scan_kernels = {weigh_parent, measure_even, measure_odd, classify,
-                                         part,         list_places, find_values,  cap,         join_magnitudes,
-                                         split,        join};
+const scan_kernels plain_scan_kernels = {
+    weigh_parent, measure_even, measure_odd,     classify, part, list_places,
+    find_values,  cap,          join_magnitudes, split,    join};
 
 const scan_kernels &current_scan_kernels() {
 #if defined(VIQ_HAVE_AVX2)
