@@ -52,14 +52,13 @@ void classify(const u8 *measures, const u8 *floors, u32 count_of_floors, u8 *cla
     }
 }
 
-void part(const u8 *measures, const u8 *floors, u32 count_of_floors, u32 *masks,
-          u32 *places_of_class, u32 count) {
+void part(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class, u32 count) {
     const u32 words = whole_blocks(count) / scan_block;
-    std::fill_n(masks, std::size_t{words} * (count_of_floors + 1), 0u);
-    std::fill_n(places_of_class, count_of_floors + 1, 0u);
+    std::fill_n(masks, std::size_t{words} * (part_floors + 1), 0u);
+    std::fill_n(places_of_class, part_floors + 1, 0u);
     for (u32 i = 0; i < count; ++i) {
         u32 reached = 0;
-        while (reached < count_of_floors && measures[i] >= floors[reached])
+        while (reached < part_floors && measures[i] >= floors[reached])
             ++reached;
         masks[std::size_t{reached} * words + i / scan_block] |= 1u << (i % scan_block);
         ++places_of_class[reached];
@@ -72,6 +71,15 @@ u32 list_places(const u32 *mask, u32 words, u32 *places) {
         for (u32 left = mask[i]; left != 0; left &= left - 1)
             *end++ = i * scan_block + static_cast<u32>(std::countr_zero(left));
     return static_cast<u32>(end - places);
+}
+
+void find_values(const i16 *values, u32 *mask, u32 count) {
+    for (u32 i = 0; i < whole_blocks(count); i += scan_block) {
+        u32 found = 0;
+        for (u32 k = 0; k < scan_block; ++k)
+            found |= (values[i + k] != 0 ? 1u : 0u) << k;
+        *mask++ = found;
+    }
 }
 
 void cap(const i16 *values, u8 *magnitudes, u32 count) {
@@ -113,9 +121,9 @@ void join(const i16 *even, const i16 *odd, i16 *line, u32 width, bool gap) {
 
 } // namespace
 
-const scan_kernels plain_scan_kernels = {weigh_parent, measure_even, measure_odd, classify,
-                                         part,         list_places,  cap,         join_magnitudes,
-                                         split,        join};
+const scan_kernels plain_scan_kernels = {
+    weigh_parent, measure_even, measure_odd,     classify, part, list_places,
+    find_values,  cap,          join_magnitudes, split,    join};
 
 const scan_kernels &current_scan_kernels() {
 #if defined(VIQ_HAVE_AVX2)

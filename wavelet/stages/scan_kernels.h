@@ -16,6 +16,7 @@ constexpr u32 whole_blocks(u32 count) {
 }
 
 constexpr u32 magnitude_cap = 15;
+constexpr u32 part_floors = 5;
 
 // The lines of magnitudes around a place.
 struct scan_surroundings {
@@ -34,13 +35,15 @@ struct scan_kernels {
     void (*classify)(const u8 *measures, const u8 *floors, u32 count_of_floors, u8 *classes,
                      u32 count);
 
-    // The same as one mask of bits for each class, `words` words each, and the places of each
-    // class.
-    void (*part)(const u8 *measures, const u8 *floors, u32 count_of_floors, u32 *masks,
-                 u32 *places_of_class, u32 count);
+    // The same for part_floors floors, as a mask of bits for each class and the count of its places.
+    void (*part)(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class,
+                 u32 count);
 
-    // The places of a mask; the list has 4 spare places.
+    // The places of a mask; the list has 8 spare places.
     u32 (*list_places)(const u32 *mask, u32 words, u32 *places);
+
+    // A mask of the places that have a value.
+    void (*find_values)(const i16 *values, u32 *mask, u32 count);
 
     // Magnitudes of values, capped; whole blocks.
     void (*cap)(const i16 *values, u8 *magnitudes, u32 count);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <bit>
 #include <immintrin.h>
 
@@ -80,41 +81,57 @@ void classify(const u8 *measures, const u8 *floors, u32 count_of_floors, u8 *cla
     }
 }
 
-void part(const u8 *measures, const u8 *floors, u32 count_of_floors, u32 *masks,
-          u32 *places_of_class, u32 count) {
+void part(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class, u32 count) {
     const u32 words = whole_blocks(count) / scan_block;
-    for (u32 k = 0; k <= count_of_floors; ++k)
-        places_of_class[k] = 0;
+    u32 places[part_floors + 1] = {};
     for (u32 i = 0; i < words; ++i) {
         const lanes block = load(measures + std::size_t{i} * scan_block);
         const u32 inside = count - i * scan_block;
         u32 left = inside < scan_block ? (1u << inside) - 1 : ~0u;
         u32 *mask = masks + i;
-        for (u32 k = 0; k < count_of_floors; ++k, mask += words) {
+        for (u32 k = 0; k < part_floors; ++k, mask += words) {
             const u32 more =
                 left & static_cast<u32>(_mm256_movemask_epi8(reaches(block, floors[k])));
             *mask = left & ~more;
-            places_of_class[k] += static_cast<u32>(std::popcount(*mask));
+            places[k] += static_cast<u32>(std::popcount(*mask));
             left = more;
         }
         *mask = left;
-        places_of_class[count_of_floors] += static_cast<u32>(std::popcount(left));
+        places[part_floors] += static_cast<u32>(std::popcount(left));
     }
+    std::copy_n(places, part_floors + 1, places_of_class);
 }
 
-// Four places at once, as most words of a mask have no more.
+// For each byte of a mask the places of its bits, the first in the lowest byte.
+struct place_table {
+    u64 of[256];
+};
+
+constexpr place_table make_places() {
+    place_table table = {};
+    for (u32 mask = 0; mask < 256; ++mask)
+        for (u32 bit = 0, count = 0; bit < 8; ++bit)
+            if ((mask >> bit & 1) != 0)
+                table.of[mask] |= u64{bit} << (8 * count++);
+    return table;
+}
+
+constexpr place_table places_of_byte = make_places();
+
+// Eight places are written for each byte of the mask, however many it has: no branch depends on
+// the mask.
 u32 list_places(const u32 *mask, u32 words, u32 *places) {
     u32 *end = places;
+    const lanes eight = _mm256_set1_epi32(8);
+    lanes base = _mm256_setzero_si256();
     for (u32 i = 0; i < words; ++i) {
         u32 left = mask[i];
-        const auto count = static_cast<u32>(std::popcount(left));
-        u32 *next = end;
-        end += count;
-        while (next < end) {
-            for (u32 k = 0; k < 4; ++k) {
-                *next++ = i * scan_block + static_cast<u32>(std::countr_zero(left));
-                left &= left - 1;
-            }
+        for (u32 k = 0; k < 4; ++k, left >>= 8) {
+            const auto *packed =
+                reinterpret_cast<const __m128i *>(places_of_byte.of + (left & 0xFF));
+            store(end, _mm256_add_epi32(_mm256_cvtepu8_epi32(_mm_loadl_epi64(packed)), base));
+            end += std::popcount(left & 0xFF);
+            base = _mm256_add_epi32(base, eight);
         }
     }
     return static_cast<u32>(end - places);
@@ -122,6 +139,16 @@ u32 list_places(const u32 *mask, u32 words, u32 *places) {
 
 inline lanes in_order(lanes packed) {
     return _mm256_permute4x64_epi64(packed, 0xD8);
+}
+
+void find_values(const i16 *values, u32 *mask, u32 count) {
+    const lanes zero = _mm256_setzero_si256();
+    for (u32 i = 0; i < count; i += scan_block) {
+        const lanes first = _mm256_cmpeq_epi16(load(values + i), zero);
+        const lanes second = _mm256_cmpeq_epi16(load(values + i + 16), zero);
+        const lanes both = in_order(_mm256_packs_epi16(first, second));
+        *mask++ = ~static_cast<u32>(_mm256_movemask_epi8(both));
+    }
 }
 
 void cap(const i16 *values, u8 *magnitudes, u32 count) {
@@ -182,8 +209,8 @@ void join(const i16 *even, const i16 *odd, i16 *line, u32 width, bool gap) {
 
 } // namespace
 
-const scan_kernels avx2_scan_kernels = {weigh_parent, measure_even, measure_odd, classify,
-                                        part,         list_places,  cap,         join_magnitudes,
-                                        split,        join};
+const scan_kernels avx2_scan_kernels = {
+    weigh_parent, measure_even, measure_odd,     classify, part, list_places,
+    find_values,  cap,          join_magnitudes, split,    join};
 
 } // namespace viq

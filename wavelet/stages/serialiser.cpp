@@ -3,6 +3,7 @@
 // A band is taken in units of lines, and a pack holds as many units as it takes to cover a certain
 // number of places, so that no pack's end has to be told.
 #include <algorithm>
+#include <span>
 
 #include "wavelet/framework/link.h"
 #include "wavelet/stages/fast_coder.h"
@@ -54,8 +55,8 @@ u32 begin_run(serialiser_data &serialiser) {
         return stage_no_memory;
     }
     begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
-    if (!serialiser.fast_writing.parts.resize(serialiser.width) ||
-        !serialiser.fast_reading.parts.resize(serialiser.width) ||
+    if (!serialiser.fast_writing.resize(serialiser.width) ||
+        !serialiser.fast_reading.resize(serialiser.width) ||
         !serialiser.small_writing.resize(serialiser.width) ||
         !serialiser.small_reading.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
         return stage_no_memory;
@@ -166,8 +167,7 @@ u32 write_small(serialiser_data &serialiser) {
 
 u32 write_fast(serialiser_data &serialiser) {
     fast_writer &writer = serialiser.fast_writing;
-    writer.slots.clear();
-    writer.out_of_memory = false;
+    writer.begin_pack();
     u64 places = 0;
     const u32 status = write_units(
         serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
@@ -178,11 +178,12 @@ u32 write_fast(serialiser_data &serialiser) {
         return status;
     for (u32 kind = 0; kind < band_kinds; ++kind)
         serialiser.fast[kind].finish();
+    const std::span<const fast_slot> slots(writer.slots.data(), writer.used);
     u64 bits = 0;
-    for (const fast_slot &slot : writer.slots)
+    for (const fast_slot &slot : slots)
         bits += slot.count;
     const u64 size = std::max((bits + 7) / 8, places >> places_bits);
-    const auto symbols = static_cast<u32>(writer.slots.size());
+    const auto symbols = writer.used;
     if (writer.out_of_memory ||
         !begin_pack(serialiser.pack, {symbols, static_cast<u32>(size)}, symbols + size))
         return stage_no_memory;
@@ -191,7 +192,7 @@ u32 write_fast(serialiser_data &serialiser) {
     std::fill_n(byte, size, u8{0});
     u64 window = 0;
     u32 held = 0;
-    for (const fast_slot &slot : writer.slots) {
+    for (const fast_slot &slot : slots) {
         *symbol++ = slot.symbol;
         window |= u64{slot.bits} << held;
         held += slot.count;
