@@ -12,19 +12,17 @@ constexpr u8 floors[line_phases][part_floors] = {{1, 6, 16, 38, 100}, {2, 10, 24
 
 // What photographs make of the classes on the average, so that little has to be learnt.
 fast_models::fast_models() {
-    constexpr u32 others[fast_classes] = {1, 10, 45, 100, 160, 200};
+    constexpr u32 values[fast_classes] = {1, 10, 45, 100, 160, 200};
     constexpr u32 above[fast_classes] = {0, 2, 15, 80, 350, 1400};
-    for (auto &phase : classes)
-        for (u32 k = 0; k < fast_classes; ++k) {
-            phase[k] = {240, outcome_of(others[k], above[k])};
-            phase[k].book = &choose_book(phase[k].places, phase[k].outcome);
-        }
+    for (u32 k = 0; k < fast_classes; ++k) {
+        classes[k] = {240, outcome_of(values[k], above[k])};
+        classes[k].book = &choose_book(classes[k].places, classes[k].outcome);
+    }
 }
 
 void fast_models::finish() {
-    for (auto &phase : classes)
-        for (fast_class &item : phase)
-            item.open = false;
+    for (fast_class &item : classes)
+        item.open = false;
 }
 
 bool class_parts::resize(u32 width) {
@@ -48,15 +46,14 @@ namespace {
 void adapt_all(fast_models &models) {
     constexpr u32 enough_values = 64;
     constexpr u32 enough_places = 1 << 13;
-    for (auto &phase : models.classes)
-        for (fast_class &item : phase) {
-            if (values_of(item.outcome) < enough_values && item.places < enough_places)
-                continue;
-            item.book = &choose_book(item.places, item.outcome);
-            item.places /= 2;
-            item.outcome = outcome_of((values_of(item.outcome) + 1) / 2,
-                                      static_cast<u32>(above_of(item.outcome) / 2));
-        }
+    for (fast_class &item : models.classes) {
+        if (values_of(item.outcome) < enough_values && item.places < enough_places)
+            continue;
+        item.book = &choose_book(item.places, item.outcome);
+        item.places /= 2;
+        item.outcome = outcome_of((values_of(item.outcome) + 1) / 2,
+                                  static_cast<u32>(above_of(item.outcome) / 2));
+    }
 }
 
 // ---------------------------------------------------------------- writing
@@ -157,7 +154,7 @@ void fast_writer::places(component_scan &scan, u32 phase, const u8 *measures, co
     for (u32 k = 0; k < fast_classes && make_room(*this, parts.places[k] + 2); ++k) {
         if (parts.places[k] == 0)
             continue;
-        fast_class &item = models->classes[phase][k];
+        fast_class &item = models->classes[k];
         item.places += parts.places[k];
         write_class(*this, item, parts.mask(k), parts.words, values);
     }
@@ -222,7 +219,7 @@ void fast_reader::places(component_scan &scan, u32 phase, const u8 *measures, i1
         const u32 n = parts.places[k];
         if (n == 0)
             continue;
-        fast_class &item = models->classes[phase][k];
+        fast_class &item = models->classes[k];
         item.places += n;
         if (!item.open) {
             item.run = 0;

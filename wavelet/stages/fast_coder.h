@@ -14,7 +14,7 @@ namespace viq {
 constexpr u32 fast_classes = part_floors + 1;
 
 struct fast_models {
-    fast_class classes[line_phases][fast_classes];
+    fast_class classes[fast_classes];
     fast_models();
     void finish(); // at the end of a pack all phrases are forgotten
 };
