@@ -1,8 +1,9 @@
 // "Huffman codec": the symbols of a pack in a fixed code, the bytes beside them as they are.
 //
-// In the stream a pack is the number of its symbols, the number of its bytes, the size of the code of
-// the first half of the symbols, the code of either half filled up with zeros to a whole byte, and
-// the bytes. Both halves are decoded at once, as each code has to wait for the length of the last.
+// In the stream a pack is the number of its symbols, the number of its bytes, the size of the code
+// of the first half of the symbols, the code of either half filled up with zeros to a whole byte,
+// and the bytes. Both halves are decoded at once, as each code has to wait for the length of the
+// last.
 #include <array>
 #include <span>
 

@@ -56,8 +56,7 @@ u32 begin_run(serialiser_data &serialiser) {
         return stage_no_memory;
     }
     begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
-    if (!serialiser.writer.resize(serialiser.width) ||
-        !serialiser.reader.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
+    if (!begin_band(serialiser.scan, 0))
         return stage_no_memory;
     serialiser.band = 0;
     serialiser.line = 0;
