@@ -12,34 +12,26 @@ constexpr u8 floors[line_phases][part_floors] = {{1, 6, 16, 38, 100}, {2, 10, 24
 
 // What photographs make of the classes on the average, so that little has to be learnt.
 fast_models::fast_models() {
-    constexpr u32 others[fast_classes] = {1, 10, 45, 100, 160, 200};
+    constexpr u32 values[fast_classes] = {1, 10, 45, 100, 160, 200};
     constexpr u32 above[fast_classes] = {0, 2, 15, 80, 350, 1400};
-    for (auto &phase : classes)
-        for (u32 k = 0; k < fast_classes; ++k) {
-            phase[k] = {240, outcome_of(others[k], above[k])};
-            phase[k].book = &choose_book(phase[k].places, phase[k].outcome);
-        }
+    for (u32 k = 0; k < fast_classes; ++k) {
+        classes[k] = {240, outcome_of(values[k], above[k])};
+        classes[k].book = &choose_book(classes[k].places, classes[k].outcome);
+    }
 }
 
 void fast_models::finish() {
-    for (auto &phase : classes)
-        for (fast_class &item : phase)
-            item.open = false;
-}
-
-bool class_parts::resize(u32 width) {
-    const u32 most = whole_blocks((width + 1) / 2);
-    return try_resize(masks, u64{most} / scan_block * fast_classes) &&
-           try_resize(list, u64{most} + 8);
+    for (fast_class &item : classes)
+        item.open = false;
 }
 
 void class_parts::part(const component_scan &scan, u32 phase, const u8 *measures, u32 count) {
     words = whole_blocks(count) / scan_block;
-    scan.kernels->part(measures, floors[phase], masks.data(), places, count);
+    scan.kernels->part(measures, floors[phase], masks, places, count);
 }
 
 u32 class_parts::list_places(const component_scan &scan, u32 k) {
-    return scan.kernels->list_places(mask(k), words, list.data());
+    return scan.kernels->list_places(mask(k), words, list);
 }
 
 namespace {
@@ -48,20 +40,19 @@ namespace {
 void adapt_all(fast_models &models) {
     constexpr u32 enough_values = 64;
     constexpr u32 enough_places = 1 << 13;
-    for (auto &phase : models.classes)
-        for (fast_class &item : phase) {
-            if (values_of(item.outcome) < enough_values && item.places < enough_places)
-                continue;
-            item.book = &choose_book(item.places, item.outcome);
-            item.places /= 2;
-            item.outcome = outcome_of((values_of(item.outcome) + 1) / 2,
-                                      static_cast<u32>(above_of(item.outcome) / 2));
-        }
+    for (fast_class &item : models.classes) {
+        if (values_of(item.outcome) < enough_values && item.places < enough_places)
+            continue;
+        item.book = &choose_book(item.places, item.outcome);
+        item.places /= 2;
+        item.outcome = outcome_of((values_of(item.outcome) + 1) / 2,
+                                  static_cast<u32>(above_of(item.outcome) / 2));
+    }
 }
 
 // ---------------------------------------------------------------- writing
 
-// There is room for a slot for each place and each class.
+// There is room for a slot for each place and two for each class.
 void open_phrase(fast_writer &writer, fast_class &item) {
     item.slot = writer.used;
     writer.slots[writer.used++] = {0, 0, symbol_run};
@@ -132,12 +123,23 @@ void write_class(fast_writer &writer, fast_class &item, const u32 *mask, u32 wor
     cut_run(writer, item, run, 1);
 }
 
-} // namespace
-
-bool fast_writer::resize(u32 width) {
-    return parts.resize(width) &&
-           try_resize(with_value, whole_blocks((width + 1) / 2) / scan_block);
+void write_part(fast_writer &writer, const component_scan &scan, u32 phase, const u8 *measures,
+                const i16 *values, u32 count) {
+    class_parts &parts = writer.parts;
+    parts.part(scan, phase, measures, count);
+    scan.kernels->find_values(values, writer.with_value, count);
+    if (!make_room(writer, count + 2 * fast_classes))
+        return;
+    for (u32 k = 0; k < fast_classes; ++k) {
+        if (parts.places[k] == 0)
+            continue;
+        fast_class &item = writer.models->classes[k];
+        item.places += parts.places[k];
+        write_class(writer, item, parts.mask(k), parts.words, values);
+    }
 }
+
+} // namespace
 
 void fast_writer::begin_pack() {
     used = 0;
@@ -152,15 +154,8 @@ unit_content fast_writer::head(unit_content known) {
 
 void fast_writer::places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values,
                          u32 count) {
-    parts.part(scan, phase, measures, count);
-    scan.kernels->find_values(values, with_value.data(), count);
-    for (u32 k = 0; k < fast_classes && make_room(*this, parts.places[k] + 2); ++k) {
-        if (parts.places[k] == 0)
-            continue;
-        fast_class &item = models->classes[phase][k];
-        item.places += parts.places[k];
-        write_class(*this, item, parts.mask(k), parts.words, values);
-    }
+    for (u32 i = 0; i < count; i += part_places)
+        write_part(*this, scan, phase, measures + i, values + i, std::min(count - i, part_places));
 }
 
 void fast_writer::end_line() {
@@ -171,20 +166,43 @@ void fast_writer::end_line() {
 
 namespace {
 
-constexpr u32 spare_bytes = 16;
+constexpr u32 spare_symbols = 2;
+constexpr u32 spare_bytes = 8;
 
-// A symbol that is none leads over so many places that hardly more than one is read for a list.
+// A symbol that is none leads beyond the end of any list; so one of them is read at most.
 void stay_inside(fast_reader &reader) {
     reader.damaged |= reader.at.symbol > reader.at.symbols_end;
     reader.at.symbol = std::min(reader.at.symbol, reader.at.symbols_end);
 }
 
-} // namespace
-
-bool fast_reader::resize(u32 width) {
-    spare_symbols = 3 + width / 0xFFFF;
-    return parts.resize(width);
+void read_part(fast_reader &reader, const component_scan &scan, u32 phase, const u8 *measures,
+               i16 *values, u32 count) {
+    static constexpr phrase nothing = {};
+    const class_reader read = current_class_reader();
+    class_parts &parts = reader.parts;
+    parts.part(scan, phase, measures, count);
+    for (u32 k = 0; k < fast_classes; ++k) {
+        const u32 places = parts.places[k];
+        if (places == 0)
+            continue;
+        fast_class &item = reader.models->classes[k];
+        item.places += places;
+        if (!item.open) {
+            item.run = 0;
+            item.ending = &nothing;
+            item.value = 0;
+            item.open = true;
+        }
+        if (item.run >= places) {
+            item.run -= places;
+            continue;
+        }
+        read(reader.at, item, parts.list, parts.list_places(scan, k), values);
+        stay_inside(reader);
+    }
 }
+
+} // namespace
 
 bool fast_reader::open(const u8 *symbols, u32 count, u32 bytes) {
     pack.clear();
@@ -215,28 +233,8 @@ unit_content fast_reader::head(unit_content) {
 
 void fast_reader::places(component_scan &scan, u32 phase, const u8 *measures, i16 *values,
                          u32 count) {
-    static constexpr phrase nothing = {};
-    const class_reader read = current_class_reader();
-    parts.part(scan, phase, measures, count);
-    for (u32 k = 0; k < fast_classes; ++k) {
-        const u32 n = parts.places[k];
-        if (n == 0)
-            continue;
-        fast_class &item = models->classes[phase][k];
-        item.places += n;
-        if (!item.open) {
-            item.run = 0;
-            item.ending = &nothing;
-            item.value = 0;
-            item.open = true;
-        }
-        if (item.run >= n) {
-            item.run -= n;
-            continue;
-        }
-        read(at, item, parts.list.data(), parts.list_places(scan, k), values);
-        stay_inside(*this);
-    }
+    for (u32 i = 0; i < count; i += part_places)
+        read_part(*this, scan, phase, measures + i, values + i, std::min(count - i, part_places));
 }
 
 void fast_reader::end_line() {

@@ -14,20 +14,22 @@ namespace viq {
 constexpr u32 fast_classes = part_floors + 1;
 
 struct fast_models {
-    fast_class classes[line_phases][fast_classes];
+    fast_class classes[fast_classes];
     fast_models();
     void finish(); // at the end of a pack all phrases are forgotten
 };
 
-// Which places of a phase are of which class.
+// Which of so many places of a phase at most are of which class.
+constexpr u32 part_places = 8192;
+
 struct class_parts {
-    std::vector<u32> masks, list;
+    u32 masks[fast_classes * part_places / scan_block];
+    u16 list[part_places + list_spare];
     u32 words = 0;
     u32 places[fast_classes];
 
-    bool resize(u32 width);
     void part(const component_scan &scan, u32 phase, const u8 *measures, u32 count);
-    const u32 *mask(u32 k) const { return masks.data() + std::size_t{k} * words; }
+    const u32 *mask(u32 k) const { return masks + std::size_t{k} * words; }
     u32 list_places(const component_scan &scan, u32 k);
 };
 
@@ -42,11 +44,10 @@ struct fast_writer {
     std::vector<fast_slot> slots;
     u32 used = 0; // of the slots
     class_parts parts;
-    std::vector<u32> with_value; // a mask of a phase
+    u32 with_value[part_places / scan_block]; // a mask
     fast_models *models = nullptr;
     bool out_of_memory = false;
 
-    [[nodiscard]] bool resize(u32 width);
     void begin_pack();
     unit_content head(unit_content known);
     void places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values, u32 count);
@@ -59,10 +60,8 @@ struct fast_reader {
     fast_models *models = nullptr;
     std::vector<u8> pack;
     pack_place at;
-    u32 spare_symbols = 0;
     bool damaged = false;
 
-    [[nodiscard]] bool resize(u32 width);
     [[nodiscard]] bool open(const u8 *symbols, u32 count, u32 bytes);
     bool is_sound() const;
     unit_content head(unit_content known);

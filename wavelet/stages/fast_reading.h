@@ -31,7 +31,7 @@ struct pack_place {
 };
 
 // Reads values to the places of a list; the phrase that leads beyond the last place stays open.
-using class_reader = void (*)(pack_place &at, fast_class &item, const u32 *list, u32 count,
+using class_reader = void (*)(pack_place &at, fast_class &item, const u16 *list, u32 count,
                               i16 *values);
 
 class_reader current_class_reader();

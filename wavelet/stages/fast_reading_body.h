@@ -10,7 +10,7 @@ namespace {
 
 // No branch depends on what is read but the one that ends the list, and of what is read only the
 // symbols decide where the next bits lie.
-void read_class(pack_place &place, fast_class &item, const u32 *list, u32 count, i16 *values) {
+void read_class(pack_place &place, fast_class &item, const u16 *list, u32 count, i16 *values) {
     pack_place at = place;
     const phrase *found = item.ending;
     const phrase *book = item.book->of;

@@ -65,11 +65,11 @@ void part(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class
     }
 }
 
-u32 list_places(const u32 *mask, u32 words, u32 *places) {
-    u32 *end = places;
+u32 list_places(const u32 *mask, u32 words, u16 *places) {
+    u16 *end = places;
     for (u32 i = 0; i < words; ++i)
         for (u32 left = mask[i]; left != 0; left &= left - 1)
-            *end++ = i * scan_block + static_cast<u32>(std::countr_zero(left));
+            *end++ = static_cast<u16>(i * scan_block + static_cast<u32>(std::countr_zero(left)));
     return static_cast<u32>(end - places);
 }
 

@@ -17,6 +17,7 @@ constexpr u32 whole_blocks(u32 count) {
 
 constexpr u32 magnitude_cap = 15;
 constexpr u32 part_floors = 5;
+constexpr u32 list_spare = 8;
 
 // The lines of magnitudes around a place.
 struct scan_surroundings {
@@ -35,12 +36,12 @@ struct scan_kernels {
     void (*classify)(const u8 *measures, const u8 *floors, u32 count_of_floors, u8 *classes,
                      u32 count);
 
-    // The same for part_floors floors, as a mask of bits for each class and the count of its places.
-    void (*part)(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class,
-                 u32 count);
+    // The same for part_floors floors, as a mask of bits for each class and the count of its
+    // places.
+    void (*part)(const u8 *measures, const u8 *floors, u32 *masks, u32 *places_of_class, u32 count);
 
-    // The places of a mask; the list has 8 spare places.
-    u32 (*list_places)(const u32 *mask, u32 words, u32 *places);
+    // The places of a mask; the list has list_spare spare places.
+    u32 (*list_places)(const u32 *mask, u32 words, u16 *places);
 
     // A mask of the places that have a value.
     void (*find_values)(const i16 *values, u32 *mask, u32 count);

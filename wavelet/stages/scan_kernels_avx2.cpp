@@ -120,18 +120,19 @@ constexpr place_table places_of_byte = make_places();
 
 // Eight places are written for each byte of the mask, however many it has: no branch depends on
 // the mask.
-u32 list_places(const u32 *mask, u32 words, u32 *places) {
-    u32 *end = places;
-    const lanes eight = _mm256_set1_epi32(8);
-    lanes base = _mm256_setzero_si256();
+u32 list_places(const u32 *mask, u32 words, u16 *places) {
+    u16 *end = places;
+    const __m128i eight = _mm_set1_epi16(8);
+    __m128i base = _mm_setzero_si128();
     for (u32 i = 0; i < words; ++i) {
         u32 left = mask[i];
         for (u32 k = 0; k < 4; ++k, left >>= 8) {
-            const auto *packed =
-                reinterpret_cast<const __m128i *>(places_of_byte.of + (left & 0xFF));
-            store(end, _mm256_add_epi32(_mm256_cvtepu8_epi32(_mm_loadl_epi64(packed)), base));
+            const __m128i packed = _mm_loadl_epi64(
+                reinterpret_cast<const __m128i *>(places_of_byte.of + (left & 0xFF)));
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(end),
+                             _mm_add_epi16(_mm_cvtepu8_epi16(packed), base));
             end += std::popcount(left & 0xFF);
-            base = _mm256_add_epi32(base, eight);
+            base = _mm_add_epi16(base, eight);
         }
     }
     return static_cast<u32>(end - places);

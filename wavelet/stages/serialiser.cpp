@@ -55,9 +55,7 @@ u32 begin_run(serialiser_data &serialiser) {
         return stage_no_memory;
     }
     begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
-    if (!serialiser.fast_writing.resize(serialiser.width) ||
-        !serialiser.fast_reading.resize(serialiser.width) ||
-        !serialiser.small_writing.resize(serialiser.width) ||
+    if (!serialiser.small_writing.resize(serialiser.width) ||
         !serialiser.small_reading.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
         return stage_no_memory;
     serialiser.band = 0;

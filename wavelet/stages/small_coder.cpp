@@ -3,15 +3,13 @@
 #include <bit>
 
 #include "core/byte_order.h"
+#include "core/cpu.h"
 
 namespace viq {
 
 namespace {
 
-// A symbol is the value in four bits, and -8 stands for all values beyond the reach of a class.
-constexpr u32 escape = 8;
 constexpr i16 escape_value = -8;
-constexpr u32 escape_mark = 1u << 27; // of an entry
 
 // Chances in photographs, in 1/1024: that a value is not 0, and that a magnitude goes on.
 struct class_traits {
@@ -35,15 +33,15 @@ constexpr u32 most_weight = 1024 * symbol_weight;
 constexpr u32 first_interval = 256;
 constexpr u32 last_interval = 2048;
 
-constexpr u32 first_number = 1u << 16;
-constexpr u32 share_mask = (1u << share_bits) - 1;
-constexpr u32 row_places = 16;
 constexpr u32 head_bits = 2;
 constexpr u32 low_bits = 8; // of a length
 
-// Words that a row takes up at most: what tells whether it is quiet, a symbol a place, then a
-// length and its bits.
-constexpr u32 spare_words = 1 + row_places * 4;
+// Words that a row takes up or looks at, at most: what tells whether it is quiet, a symbol a place,
+// then a length and its bits.
+constexpr u32 spare_words = 1 + row_places * 4 + row_lookahead;
+
+// A bit for each lane that is used, and the numbers of these.
+constexpr std::size_t most_head = sizeof(u16) + row_places * sizeof(u32);
 
 bool is_quiet(const u8 *classes);
 void begin_table(symbol_table &table, u32 alphabet);
@@ -163,13 +161,13 @@ bool is_quiet(const u8 *classes) {
 namespace {
 
 // A step of a lane: where the share of what it codes begins (10 bits), the share (10), of how many
-// bits (4), and the lane (2).
+// bits (4), and the lane (4).
 u32 step_of(u32 start, u32 share, u32 bits, u32 lane) {
     return start | share << 10 | bits << 20 | lane << 24;
 }
 
 u32 *add_symbol(u32 *to, symbol_table &table, u32 symbol, u32 lane) {
-    ++table.fresh[lane][symbol];
+    ++table.fresh[lane % count_lanes][symbol];
     *to++ = step_of(table.starts[symbol], table.shares[symbol], share_bits, lane);
     return to;
 }
@@ -226,45 +224,52 @@ void small_writer::places(component_scan &scan, u32 phase, const u8 *measures, c
             const i32 reach = static_cast<i32>(traits[classes[k]].reach);
             return -reach <= value && value <= reach ? static_cast<u32>(value) & 15 : escape;
         };
-        const u32 lane = i % small_lanes;
+        const u32 lane = i % row_places;
         const u32 symbol = symbol_of(i);
         to = add_symbol(to, models->values[classes[i]], symbol, lane);
         // what stands beside the symbols of a row comes behind them
-        if (i % row_places == row_places - 1 || i + 1 == count)
-            for (u32 k = i / row_places * row_places; k <= i; ++k)
+        if (lane == row_places - 1 || i + 1 == count)
+            for (u32 k = i - lane; k <= i; ++k)
                 if (symbol_of(k) == escape)
                     to = add_escape(to, *models, traits[classes[k]].reach, values[k],
-                                    k % small_lanes);
+                                    k % row_places);
     }
     used = static_cast<std::size_t>(to - steps.data());
     models->places += count;
 }
 
 bool small_writer::finish(std::vector<u8> &code) {
-    const std::size_t head = small_lanes * sizeof(u32);
-    const std::size_t most = head + used * sizeof(u16);
+    const std::size_t most = most_head + used * sizeof(u16);
     if (out_of_memory || !try_resize(code, most))
         return false;
-    u32 lanes[small_lanes];
-    std::fill_n(lanes, small_lanes, first_number);
+    u32 numbers[row_places];
+    std::fill_n(numbers, row_places, first_number);
     u8 *end = code.data() + most;
     u8 *first = end;
     for (std::size_t i = used; i-- > 0;) {
         const u32 step = steps[i];
         const u32 bits = step >> 20 & 15;
         const u32 share = step >> 10 & 0x3FF;
-        u32 number = lanes[step >> 24];
+        u32 number = numbers[step >> 24];
         if (number >= share << (32 - bits)) {
             first -= sizeof(u16);
             store<u16>(first, static_cast<u16>(number), endian::little);
             number >>= 16;
         }
-        lanes[step >> 24] = ((number / share) << bits) + number % share + (step & 0x3FF);
+        numbers[step >> 24] = ((number / share) << bits) + number % share + (step & 0x3FF);
     }
-    for (u32 lane = 0; lane < small_lanes; ++lane)
-        store<u32>(code.data() + lane * sizeof(u32), lanes[lane], endian::little);
-    std::memmove(code.data() + head, first, static_cast<std::size_t>(end - first));
-    code.resize(head + static_cast<std::size_t>(end - first));
+    u32 lanes = 0;
+    u8 *to = code.data() + sizeof(u16);
+    for (u32 lane = 0; lane < row_places; ++lane) {
+        if (numbers[lane] == first_number)
+            continue;
+        lanes |= 1u << lane;
+        store<u32>(to, numbers[lane], endian::little);
+        to += sizeof(u32);
+    }
+    store<u16>(code.data(), static_cast<u16>(lanes), endian::little);
+    std::memmove(to, first, static_cast<std::size_t>(end - first));
+    code.resize(static_cast<std::size_t>(to - code.data()) + static_cast<std::size_t>(end - first));
     return true;
 }
 
@@ -298,50 +303,74 @@ struct word_source {
         const u32 found = table.entries[number & share_mask];
         number = (found & 0xFFFF) * (number >> share_bits) + (found >> 16 & share_mask);
         refill(number);
-        ++table.fresh[lane][found >> 28];
+        ++table.fresh[lane % count_lanes][found >> 28];
         return found;
     }
 };
 
-bool is_escape(u32 entry) {
-    return (entry & escape_mark) != 0;
+bool read_rest(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values, u32 count) {
+    word_source source = {row.next};
+    u32 all = 0;
+    for (u32 lane = 0; lane < count; ++lane) {
+        const u32 entry = source.entry(row.numbers[lane], tables[classes[lane]], lane);
+        values[lane] = static_cast<i16>(static_cast<i32>(entry) >> 28);
+        all |= entry;
+    }
+    row.next = source.next;
+    return (all & escape_mark) != 0;
 }
 
-i16 value_of(u32 entry) {
-    return static_cast<i16>(static_cast<i32>(entry) >> 28);
+bool read_whole_row(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values) {
+    return read_rest(row, tables, classes, values, row_places);
 }
 
 } // namespace
+
+const row_reader plain_row_reader = read_whole_row;
+
+row_reader current_row_reader() {
+#if defined(VIQ_HAVE_AVX2)
+    if (current_set() == instruction_set::avx2)
+        return avx2_row_reader;
+#endif
+    return plain_row_reader;
+}
 
 bool small_reader::resize(u32 width) {
     return try_resize(classes, whole_blocks(width / 2 + 1));
 }
 
 bool small_reader::begin(const u8 *code, u32 bytes) {
-    const u32 head = sizeof lanes;
     words.clear();
-    if (!try_resize(words, u64{std::max(bytes, head)} + spare_words * sizeof(u16)))
+    if (!try_resize(words, std::max<u64>(bytes, most_head) + spare_words * sizeof(u16)))
         return false;
     std::copy_n(code, bytes, words.begin());
-    for (u32 lane = 0; lane < small_lanes; ++lane)
-        lanes[lane] = load<u32>(words.data() + lane * sizeof(u32), endian::little);
-    next = words.data() + head;
+    const u32 used = load<u16>(words.data(), endian::little);
+    lanes.next = words.data() + sizeof(u16);
+    for (u32 lane = 0; lane < row_places; ++lane) {
+        lanes.numbers[lane] = first_number;
+        if ((used >> lane & 1) == 0)
+            continue;
+        lanes.numbers[lane] = load<u32>(lanes.next, endian::little);
+        lanes.next += sizeof(u32);
+    }
     end = words.data() + words.size() - spare_words * sizeof(u16);
     cut = false;
+    read_row = current_row_reader();
     return true;
 }
 
 bool small_reader::is_sound() const {
-    return !cut && next <= end && std::all_of(lanes, lanes + small_lanes, [](u32 number) {
-        return number == first_number;
-    });
+    return !cut && lanes.next <= end &&
+           std::all_of(lanes.numbers, lanes.numbers + row_places,
+                       [](u32 number) { return number == first_number; });
 }
 
 unit_content small_reader::head(unit_content) {
     stay_inside();
-    word_source source = {next};
-    const u32 found = source.plain_bits(lanes[0], head_bits);
-    next = source.next;
+    word_source source = {lanes.next};
+    const u32 found = source.plain_bits(lanes.numbers[0], head_bits);
+    lanes.next = source.next;
     return static_cast<unit_content>(std::min(found, static_cast<u32>(unit_content::full)));
 }
 
@@ -349,81 +378,42 @@ void small_reader::places(component_scan &scan, u32 phase, const u8 *measures, i
                           u32 count) {
     classify(scan, phase, measures, count, classes);
     const u8 *class_of = classes.data();
-    for (u32 left = count; left > 0;) {
+    u32 left = count;
+    for (; left >= row_places; left -= row_places, class_of += row_places, values += row_places) {
         stay_inside();
-        const u32 row = std::min(left, row_places);
-        const bool any = row < row_places || !is_quiet(class_of) || read_quiet();
-        if (any &&
-            (row < row_places ? read_rest(class_of, values, row) : read_row(class_of, values)))
-            read_escapes(class_of, values, row);
-        class_of += row;
-        values += row;
-        left -= row;
+        if (is_quiet(class_of)) {
+            word_source source = {lanes.next};
+            const u32 any = source.entry(lanes.numbers[0], models->quiet, 0) >> 28;
+            lanes.next = source.next;
+            if (any == 0)
+                continue;
+        }
+        if (read_row(lanes, models->values, class_of, values))
+            read_escapes(class_of, values, row_places);
     }
+    stay_inside();
+    if (read_rest(lanes, models->values, class_of, values, left))
+        read_escapes(class_of, values, left);
     models->places += count;
 }
 
-bool small_reader::read_quiet() {
-    word_source source = {next};
-    const u32 any = source.entry(lanes[0], models->quiet, 0) >> 28;
-    next = source.next;
-    return any != 0;
-}
-
-// These tell whether there are escapes.
-bool small_reader::read_row(const u8 *class_of, i16 *values) {
-    word_source source = {next};
-    u32 a = lanes[0], b = lanes[1], c = lanes[2], d = lanes[3];
-    symbol_table *tables = models->values;
-    u32 all = 0;
-    for (u32 i = 0; i < row_places; i += small_lanes) {
-        const u32 first = source.entry(a, tables[class_of[i]], 0);
-        const u32 second = source.entry(b, tables[class_of[i + 1]], 1);
-        const u32 third = source.entry(c, tables[class_of[i + 2]], 2);
-        const u32 fourth = source.entry(d, tables[class_of[i + 3]], 3);
-        values[i] = value_of(first);
-        values[i + 1] = value_of(second);
-        values[i + 2] = value_of(third);
-        values[i + 3] = value_of(fourth);
-        all |= first | second | third | fourth;
-    }
-    lanes[0] = a;
-    lanes[1] = b;
-    lanes[2] = c;
-    lanes[3] = d;
-    next = source.next;
-    return is_escape(all);
-}
-
-bool small_reader::read_rest(const u8 *class_of, i16 *values, u32 count) {
-    word_source source = {next};
-    u32 all = 0;
-    for (u32 i = 0; i < count; ++i) {
-        const u32 lane = i % small_lanes;
-        const u32 entry = source.entry(lanes[lane], models->values[class_of[i]], lane);
-        values[i] = value_of(entry);
-        all |= entry;
-    }
-    next = source.next;
-    return is_escape(all);
-}
-
 void small_reader::read_escapes(const u8 *class_of, i16 *values, u32 count) {
-    word_source source = {next};
-    for (u32 i = 0; i < count; ++i) {
-        if (values[i] != escape_value)
+    word_source source = {lanes.next};
+    for (u32 lane = 0; lane < count; ++lane) {
+        if (values[lane] != escape_value)
             continue;
-        const u32 lane = i % small_lanes;
-        const u32 length = source.entry(lanes[lane], models->lengths, lane) >> 28;
+        u32 &number = lanes.numbers[lane];
+        const u32 length = source.entry(number, models->lengths, lane) >> 28;
         const u32 low = std::min(length, low_bits);
-        const u32 bits = source.plain_bits(lanes[lane], low + 1);
+        const u32 bits = source.plain_bits(number, low + 1);
         u32 rest = bits >> 1;
         if (length > low)
-            rest |= source.plain_bits(lanes[lane], length - low) << low;
-        const auto magnitude = static_cast<i32>(traits[class_of[i]].reach + (1u << length) + rest);
-        values[i] = static_cast<i16>((bits & 1) != 0 ? -magnitude : magnitude);
+            rest |= source.plain_bits(number, length - low) << low;
+        const auto magnitude =
+            static_cast<i32>(traits[class_of[lane]].reach + (1u << length) + rest);
+        values[lane] = static_cast<i16>((bits & 1) != 0 ? -magnitude : magnitude);
     }
-    next = source.next;
+    lanes.next = source.next;
 }
 
 } // namespace viq

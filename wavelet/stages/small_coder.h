@@ -1,34 +1,17 @@
 // The small packing: one symbol a place, in the chances of its class.
 //
-// Symbols are coded as shares of four numbers (lanes), which places take in turn; the numbers give
-// off words of 16 bits as they grow and take them up as they shrink, so that a writer goes
+// Symbols are coded as shares of numbers; each place of a row has its own (a lane). The numbers
+// give off words of 16 bits as they grow and take them up as they shrink, so that a writer goes
 // backwards over what it has collected and a reader forwards. The chances of a class follow from
 // what it has held so far.
 #pragma once
 
 #include "wavelet/stages/band_scan.h"
+#include "wavelet/stages/small_row.h"
 
 namespace viq {
 
 constexpr u32 small_classes = 16;
-constexpr u32 small_lanes = 4;
-constexpr u32 small_symbols = 16;
-constexpr u32 share_bits = 10; // of the numbers' lowest bits, which tell the symbol
-
-// How often each symbol has come, and the shares that follow. An entry for each of the lowest bits
-// holds the share of the symbol (16 bits), the place within the share (11), whether it is the
-// escape (1) and the symbol (4).
-struct symbol_table {
-    u32 known[small_symbols];
-    u16 fresh[small_lanes][small_symbols]; // since the shares were made
-    u16 starts[small_symbols], shares[small_symbols];
-    u32 entries[1u << share_bits];
-    u32 alphabet; // a bit for each symbol that can come
-    u32 total;
-
-    void make_shares();
-    void learn();
-};
 
 // Statistics of one kind of band.
 struct small_models {
@@ -51,7 +34,7 @@ struct small_writer {
 
     [[nodiscard]] bool resize(u32 width);
     void begin() { used = 0; }
-    // The pack: the numbers that a reader begins with, and the words.
+    // The pack: which lanes it uses, the numbers that a reader begins with, and the words.
     [[nodiscard]] bool finish(std::vector<u8> &code);
 
     unit_content head(unit_content known);
@@ -64,8 +47,9 @@ struct small_reader {
     small_models *models = nullptr;
     std::vector<u8> classes;
     std::vector<u8> words; // of the pack, with spare ones of 0
-    u32 lanes[small_lanes] = {};
-    const u8 *next = nullptr, *end = nullptr;
+    lane_row lanes = {};
+    const u8 *end = nullptr;
+    row_reader read_row = nullptr;
     bool cut = false;
 
     [[nodiscard]] bool resize(u32 width);
@@ -79,12 +63,9 @@ struct small_reader {
 
     // Behind the end of a damaged pack its spare words come again and again.
     void stay_inside() {
-        cut |= next > end;
-        next = std::min(next, end);
+        cut |= lanes.next > end;
+        lanes.next = std::min(lanes.next, end);
     }
-    bool read_quiet();
-    bool read_row(const u8 *class_of, i16 *values);
-    bool read_rest(const u8 *class_of, i16 *values, u32 count);
     void read_escapes(const u8 *class_of, i16 *values, u32 count);
 };
 
