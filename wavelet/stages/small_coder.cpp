@@ -43,7 +43,6 @@ constexpr u32 spare_words = 1 + row_places * 4 + row_lookahead;
 // A bit for each lane that is used, and the numbers of these.
 constexpr std::size_t most_head = sizeof(u16) + row_places * sizeof(u32);
 
-bool is_quiet(const u8 *classes);
 void begin_table(symbol_table &table, u32 alphabet);
 void classify(const component_scan &scan, u32 phase, const u8 *measures, u32 count,
               std::vector<u8> &classes);
@@ -146,12 +145,6 @@ void begin_table(symbol_table &table, u32 alphabet) {
 void classify(const component_scan &scan, u32 phase, const u8 *measures, u32 count,
               std::vector<u8> &classes) {
     scan.kernels->classify(measures, floors[phase], small_classes - 1, classes.data(), count);
-}
-
-bool is_quiet(const u8 *classes) {
-    u64 halves[2];
-    std::memcpy(halves, classes, sizeof halves);
-    return (halves[0] | halves[1]) == 0;
 }
 
 } // namespace
@@ -308,7 +301,7 @@ struct word_source {
     }
 };
 
-bool read_rest(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values, u32 count) {
+void read_places(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values, u32 count) {
     word_source source = {row.next};
     u32 all = 0;
     for (u32 lane = 0; lane < count; ++lane) {
@@ -317,16 +310,22 @@ bool read_rest(lane_row &row, symbol_table *tables, const u8 *classes, i16 *valu
         all |= entry;
     }
     row.next = source.next;
-    return (all & escape_mark) != 0;
+    row.escapes = (all & escape_mark) != 0;
 }
 
-bool read_whole_row(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values) {
-    return read_rest(row, tables, classes, values, row_places);
+u32 read_rows(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values, u32 rows) {
+    u32 read = 0;
+    do {
+        read_places(row, tables, classes, values, row_places);
+        classes += row_places;
+        values += row_places;
+    } while (++read < rows && !row.escapes && row.next <= row.end && !is_quiet(classes));
+    return read;
 }
 
 } // namespace
 
-const row_reader plain_row_reader = read_whole_row;
+const row_reader plain_row_reader = read_rows;
 
 row_reader current_row_reader() {
 #if defined(VIQ_HAVE_AVX2)
@@ -354,14 +353,14 @@ bool small_reader::begin(const u8 *code, u32 bytes) {
         lanes.numbers[lane] = load<u32>(lanes.next, endian::little);
         lanes.next += sizeof(u32);
     }
-    end = words.data() + words.size() - spare_words * sizeof(u16);
+    lanes.end = words.data() + words.size() - spare_words * sizeof(u16);
     cut = false;
-    read_row = current_row_reader();
+    read_rows = current_row_reader();
     return true;
 }
 
 bool small_reader::is_sound() const {
-    return !cut && lanes.next <= end &&
+    return !cut && lanes.next <= lanes.end &&
            std::all_of(lanes.numbers, lanes.numbers + row_places,
                        [](u32 number) { return number == first_number; });
 }
@@ -378,23 +377,32 @@ void small_reader::places(component_scan &scan, u32 phase, const u8 *measures, i
                           u32 count) {
     classify(scan, phase, measures, count, classes);
     const u8 *class_of = classes.data();
-    u32 left = count;
-    for (; left >= row_places; left -= row_places, class_of += row_places, values += row_places) {
+    for (u32 rows = count / row_places; rows > 0;) {
         stay_inside();
-        if (is_quiet(class_of)) {
-            word_source source = {lanes.next};
-            const u32 any = source.entry(lanes.numbers[0], models->quiet, 0) >> 28;
-            lanes.next = source.next;
-            if (any == 0)
-                continue;
+        u32 read = 1;
+        if (!is_quiet(class_of) || read_quiet()) {
+            read = read_rows(lanes, models->values, class_of, values, rows);
+            if (lanes.escapes) {
+                const u32 last = (read - 1) * row_places;
+                read_escapes(class_of + last, values + last, row_places);
+            }
         }
-        if (read_row(lanes, models->values, class_of, values))
-            read_escapes(class_of, values, row_places);
+        rows -= read;
+        class_of += read * row_places;
+        values += read * row_places;
     }
     stay_inside();
-    if (read_rest(lanes, models->values, class_of, values, left))
-        read_escapes(class_of, values, left);
+    read_places(lanes, models->values, class_of, values, count % row_places);
+    if (lanes.escapes)
+        read_escapes(class_of, values, count % row_places);
     models->places += count;
+}
+
+bool small_reader::read_quiet() {
+    word_source source = {lanes.next};
+    const u32 any = source.entry(lanes.numbers[0], models->quiet, 0) >> 28;
+    lanes.next = source.next;
+    return any != 0;
 }
 
 void small_reader::read_escapes(const u8 *class_of, i16 *values, u32 count) {

@@ -48,8 +48,7 @@ struct small_reader {
     std::vector<u8> classes;
     std::vector<u8> words; // of the pack, with spare ones of 0
     lane_row lanes = {};
-    const u8 *end = nullptr;
-    row_reader read_row = nullptr;
+    row_reader read_rows = nullptr;
     bool cut = false;
 
     [[nodiscard]] bool resize(u32 width);
@@ -63,9 +62,10 @@ struct small_reader {
 
     // Behind the end of a damaged pack its spare words come again and again.
     void stay_inside() {
-        cut |= lanes.next > end;
-        lanes.next = std::min(lanes.next, end);
+        cut |= lanes.next > lanes.end;
+        lanes.next = std::min(lanes.next, lanes.end);
     }
+    bool read_quiet();
     void read_escapes(const u8 *class_of, i16 *values, u32 count);
 };
 

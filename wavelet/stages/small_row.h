@@ -1,5 +1,7 @@
-// The innermost step of the small packing: a symbol for each place of a row.
+// The innermost loop of the small packing: a symbol for each place of a row.
 #pragma once
+
+#include <cstring>
 
 #include "core/types.h"
 
@@ -33,16 +35,25 @@ struct symbol_table {
     void learn();
 };
 
-// The numbers of a row, and the word that is taken up next.
+// The numbers of a row, and the words that are taken up.
 struct lane_row {
     u32 numbers[row_places];
-    const u8 *next;
+    const u8 *next, *end;
+    bool escapes; // the last row read holds some: -8 among its values
 };
 
-// Reads a row of values in the tables of their classes; tells whether there are escapes, which are
-// -8 among the values. It may look at so many words behind those that it takes.
+inline bool is_quiet(const u8 *classes) {
+    u64 halves[2];
+    std::memcpy(halves, classes, sizeof halves);
+    return (halves[0] | halves[1]) == 0;
+}
+
+// Reads rows of values in the tables of their classes: at least one, and on until one holds
+// escapes, the next one is quiet or the words have come to their end. Tells how many these are.
+// It may look at so many words behind those that it takes.
 constexpr u32 row_lookahead = 8;
-using row_reader = bool (*)(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values);
+using row_reader = u32 (*)(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values,
+                           u32 rows);
 
 row_reader current_row_reader();
 

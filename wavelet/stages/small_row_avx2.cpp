@@ -28,18 +28,16 @@ inline __m256i from_bytes(const u8 *bytes) {
 }
 
 // The entries of half a row; `counters` receives which count of `fresh` each of them raises.
-inline __m256i read_half(u32 *numbers, const u8 *&next, const symbol_table *tables,
+inline __m256i read_half(__m256i &number, const u8 *&next, const symbol_table *tables,
                          const u8 *classes, u32 *counters) {
     const __m256i places =
         _mm256_mullo_epi32(from_bytes(classes), wide(sizeof(symbol_table) / sizeof(u32)));
-    auto *own = reinterpret_cast<__m256i *>(numbers);
-    const __m256i before = _mm256_loadu_si256(own);
-    const __m256i slots = _mm256_and_si256(before, wide(share_mask));
+    const __m256i slots = _mm256_and_si256(number, wide(share_mask));
     const __m256i found = _mm256_i32gather_epi32(reinterpret_cast<const int *>(tables->entries),
                                                  _mm256_add_epi32(places, slots), sizeof(u32));
     const __m256i whole = _mm256_mullo_epi32(_mm256_and_si256(found, wide(0xFFFF)),
-                                             _mm256_srli_epi32(before, share_bits));
-    const __m256i number =
+                                             _mm256_srli_epi32(number, share_bits));
+    number =
         _mm256_add_epi32(whole, _mm256_and_si256(_mm256_srli_epi32(found, 16), wide(share_mask)));
     const __m256i shrunk =
         _mm256_cmpeq_epi32(_mm256_srli_epi32(number, 16), _mm256_setzero_si256());
@@ -49,7 +47,7 @@ inline __m256i read_half(u32 *numbers, const u8 *&next, const symbol_table *tabl
     const __m256i taken =
         _mm256_permutevar8x32_epi32(words, from_bytes(word_orders[takers].data()));
     const __m256i longer = _mm256_or_si256(_mm256_slli_epi32(number, 16), taken);
-    _mm256_storeu_si256(own, _mm256_blendv_epi8(number, longer, shrunk));
+    number = _mm256_blendv_epi8(number, longer, shrunk);
     next += sizeof(u16) * static_cast<std::size_t>(std::popcount(takers));
 
     constexpr int step = small_symbols;
@@ -61,25 +59,37 @@ inline __m256i read_half(u32 *numbers, const u8 *&next, const symbol_table *tabl
     return found;
 }
 
-bool read_row(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values) {
-    u32 counters[row_places];
+u32 read_rows(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values, u32 rows) {
+    auto *numbers = reinterpret_cast<__m256i *>(row.numbers);
+    __m256i low = _mm256_loadu_si256(numbers);
+    __m256i high = _mm256_loadu_si256(numbers + 1);
     const u8 *next = row.next;
-    const __m256i low = read_half(row.numbers, next, tables, classes, counters);
-    const __m256i high =
-        read_half(row.numbers + half, next, tables, classes + half, counters + half);
-    row.next = next;
     u16 *fresh = tables->fresh[0];
-    for (const u32 counter : counters)
-        ++fresh[counter];
-    const __m256i packed =
-        _mm256_packs_epi32(_mm256_srai_epi32(low, 28), _mm256_srai_epi32(high, 28));
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(values),
-                        _mm256_permute4x64_epi64(packed, 0xD8));
-    return _mm256_testz_si256(_mm256_or_si256(low, high), wide(escape_mark)) == 0;
+    u32 read = 0;
+    bool escapes;
+    do {
+        u32 counters[row_places];
+        const __m256i first = read_half(low, next, tables, classes, counters);
+        const __m256i second = read_half(high, next, tables, classes + half, counters + half);
+        for (const u32 counter : counters)
+            ++fresh[counter];
+        const __m256i packed =
+            _mm256_packs_epi32(_mm256_srai_epi32(first, 28), _mm256_srai_epi32(second, 28));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(values),
+                            _mm256_permute4x64_epi64(packed, 0xD8));
+        escapes = _mm256_testz_si256(_mm256_or_si256(first, second), wide(escape_mark)) == 0;
+        classes += row_places;
+        values += row_places;
+    } while (++read < rows && !escapes && next <= row.end && !is_quiet(classes));
+    _mm256_storeu_si256(numbers, low);
+    _mm256_storeu_si256(numbers + 1, high);
+    row.next = next;
+    row.escapes = escapes;
+    return read;
 }
 
 } // namespace
 
-const row_reader avx2_row_reader = read_row;
+const row_reader avx2_row_reader = read_rows;
 
 } // namespace viq
