@@ -15,11 +15,9 @@ namespace viq {
 namespace {
 
 constexpr u32 unit_places = 32768;
-constexpr u32 pack_places = 32768;
+constexpr u32 pack_places = 131072;
 // A byte of a pack stands for so many places at most; see the limit of the decompressor.
 constexpr u32 places_bits = 16;
-// A reader sees zeros behind the end of a pack; a sound pack needs no more of them than this.
-constexpr u32 sound_overrun = 16;
 
 constexpr u32 settings_size = settings_head + 8;
 
@@ -36,14 +34,15 @@ struct serialiser_data {
     std::unique_ptr<fast_models[]> fast;
     std::vector<u8> pack;
 
+    fast_writer fast_writing;
+    small_writer small_writing;
     std::vector<u8> code;
-    fast_writer writer;
     std::vector<i16> values;
 
     u64 places = 0; // of the present pack that have been read
     bool pack_open = false;
-    range_reader range = {nullptr, nullptr};
-    fast_reader reader;
+    fast_reader fast_reading;
+    small_reader small_reading;
 };
 
 u32 begin_run(serialiser_data &serialiser) {
@@ -56,7 +55,8 @@ u32 begin_run(serialiser_data &serialiser) {
         return stage_no_memory;
     }
     begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
-    if (!begin_band(serialiser.scan, 0))
+    if (!serialiser.small_writing.resize(serialiser.width) ||
+        !serialiser.small_reading.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
         return stage_no_memory;
     serialiser.band = 0;
     serialiser.line = 0;
@@ -142,21 +142,20 @@ template <class Code> u32 write_units(serialiser_data &serialiser, u64 &places, 
 }
 
 u32 write_small(serialiser_data &serialiser) {
-    serialiser.code.clear();
-    range_writer writer = {&serialiser.code};
+    small_writer &writer = serialiser.small_writing;
+    writer.begin();
     u64 places = 0;
     const u32 status = write_units(
         serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
-            small_models &models =
-                serialiser.small[band_kind(serialiser.band, serialiser.subbands)];
-            small_coder<range_writer> coder{writer, models};
-            code_unit(serialiser, coder, lines, values, pitch, content);
+            writer.models = &serialiser.small[band_kind(serialiser.band, serialiser.subbands)];
+            code_unit(serialiser, writer, lines, values, pitch, content);
         });
     if (failed(status))
         return status;
-    writer.finish();
+    if (!writer.finish(serialiser.code))
+        return stage_no_memory;
     const u64 size = std::max<u64>(serialiser.code.size(), places >> places_bits);
-    if (writer.out_of_memory || !try_resize(serialiser.code, size) ||
+    if (!try_resize(serialiser.code, size) ||
         !begin_pack(serialiser.pack, {0, static_cast<u32>(size)}, size))
         return stage_no_memory;
     std::copy(serialiser.code.begin(), serialiser.code.end(),
@@ -165,7 +164,7 @@ u32 write_small(serialiser_data &serialiser) {
 }
 
 u32 write_fast(serialiser_data &serialiser) {
-    fast_writer &writer = serialiser.writer;
+    fast_writer &writer = serialiser.fast_writing;
     writer.begin_pack();
     u64 places = 0;
     const u32 status = write_units(
@@ -241,12 +240,11 @@ u32 open_pack(serialiser_data &serialiser) {
         return serialiser_damaged;
     const u8 *symbols = pack.data + sizeof(pack_head);
     const u8 *bytes = symbols + head.symbols;
-    if (serialiser.packing == packing_small) {
-        serialiser.range = {bytes, bytes + head.bytes};
-        serialiser.range.start();
-    } else if (!serialiser.reader.open(symbols, head.symbols, head.bytes)) {
+    const bool room = serialiser.packing == packing_small
+                          ? serialiser.small_reading.begin(bytes, head.bytes)
+                          : serialiser.fast_reading.open(symbols, head.symbols, head.bytes);
+    if (!room)
         return stage_no_memory;
-    }
     serialiser.pack_open = true;
     serialiser.places = 0;
     return success;
@@ -255,10 +253,10 @@ u32 open_pack(serialiser_data &serialiser) {
 u32 close_pack(serialiser_data &serialiser) {
     serialiser.pack_open = false;
     if (serialiser.packing == packing_small)
-        return serialiser.range.overrun <= sound_overrun ? success : serialiser_damaged;
+        return serialiser.small_reading.is_sound() ? success : serialiser_damaged;
     for (u32 kind = 0; kind < band_kinds; ++kind)
         serialiser.fast[kind].finish();
-    return serialiser.reader.is_sound() ? success : serialiser_damaged;
+    return serialiser.fast_reading.is_sound() ? success : serialiser_damaged;
 }
 
 u32 read_unit(serialiser_data &serialiser, region &wanted) {
@@ -272,11 +270,11 @@ u32 read_unit(serialiser_data &serialiser, region &wanted) {
     const u32 kind = band_kind(serialiser.band, serialiser.subbands);
     i16 *values = serialiser.values.data();
     if (serialiser.packing == packing_small) {
-        small_coder<range_reader> coder{serialiser.range, serialiser.small[kind]};
-        code_unit(serialiser, coder, lines, values, width, unit_content::empty);
+        serialiser.small_reading.models = &serialiser.small[kind];
+        code_unit(serialiser, serialiser.small_reading, lines, values, width, unit_content::empty);
     } else {
-        serialiser.reader.models = &serialiser.fast[kind];
-        code_unit(serialiser, serialiser.reader, lines, values, width, unit_content::empty);
+        serialiser.fast_reading.models = &serialiser.fast[kind];
+        code_unit(serialiser, serialiser.fast_reading, lines, values, width, unit_content::empty);
     }
     serialiser.places += u64{width} * lines;
     wanted = {width, lines, reinterpret_cast<const u8 *>(values),
