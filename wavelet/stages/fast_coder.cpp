@@ -1,6 +1,9 @@
 #include "wavelet/stages/fast_coder.h"
 
 #include <bit>
+#include <span>
+
+#include "wavelet/stages/packing.h"
 
 namespace viq {
 
@@ -141,9 +144,34 @@ void write_part(fast_writer &writer, const component_scan &scan, u32 phase, cons
 
 } // namespace
 
-void fast_writer::begin_pack() {
+void fast_writer::begin() {
     used = 0;
     out_of_memory = false;
+}
+
+bool fast_writer::finish(u64 least_bytes, std::vector<u8> &pack) const {
+    const std::span<const fast_slot> written(slots.data(), used);
+    u64 bits = 0;
+    for (const fast_slot &slot : written)
+        bits += slot.count;
+    const u64 size = std::max((bits + 7) / 8, least_bytes);
+    if (out_of_memory || !begin_pack(pack, {used, static_cast<u32>(size)}, used + size))
+        return false;
+    u8 *symbol = pack.data() + sizeof(pack_head);
+    u8 *byte = symbol + used;
+    std::fill_n(byte, size, u8{0});
+    u64 window = 0;
+    u32 held = 0;
+    for (const fast_slot &slot : written) {
+        *symbol++ = slot.symbol;
+        window |= u64{slot.bits} << held;
+        held += slot.count;
+        for (; held >= 8; held -= 8, window >>= 8)
+            *byte++ = static_cast<u8>(window);
+    }
+    if (held > 0)
+        *byte = static_cast<u8>(window);
+    return true;
 }
 
 unit_content fast_writer::head(unit_content known) {

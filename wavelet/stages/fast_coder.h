@@ -48,7 +48,10 @@ struct fast_writer {
     fast_models *models = nullptr;
     bool out_of_memory = false;
 
-    void begin_pack();
+    void begin();
+    // The pack, with so many bytes of plain bits at least.
+    [[nodiscard]] bool finish(u64 least_bytes, std::vector<u8> &pack) const;
+
     unit_content head(unit_content known);
     void places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values, u32 count);
     void end_line();

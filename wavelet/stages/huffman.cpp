@@ -175,7 +175,7 @@ struct bit_source {
 };
 
 constexpr u32 takes_of_a_fill = 6;
-constexpr u32 most_of_a_fill = takes_of_a_fill * longest_code / shortest_code;
+constexpr std::ptrdiff_t most_of_a_fill = takes_of_a_fill * longest_code / shortest_code;
 
 void decode_rest(bit_source &bits, u8 *symbols, u8 *end) {
     while (symbols < end) {

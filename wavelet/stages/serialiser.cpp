@@ -3,7 +3,6 @@
 // A band is taken in units of lines, and a pack holds as many units as it takes to cover a certain
 // number of places, so that no pack's end has to be told.
 #include <algorithm>
-#include <span>
 
 #include "wavelet/framework/link.h"
 #include "wavelet/stages/fast_coder.h"
@@ -165,7 +164,7 @@ u32 write_small(serialiser_data &serialiser) {
 
 u32 write_fast(serialiser_data &serialiser) {
     fast_writer &writer = serialiser.fast_writing;
-    writer.begin_pack();
+    writer.begin();
     u64 places = 0;
     const u32 status = write_units(
         serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
@@ -176,30 +175,7 @@ u32 write_fast(serialiser_data &serialiser) {
         return status;
     for (u32 kind = 0; kind < band_kinds; ++kind)
         serialiser.fast[kind].finish();
-    const std::span<const fast_slot> slots(writer.slots.data(), writer.used);
-    u64 bits = 0;
-    for (const fast_slot &slot : slots)
-        bits += slot.count;
-    const u64 size = std::max((bits + 7) / 8, places >> places_bits);
-    const auto symbols = writer.used;
-    if (writer.out_of_memory ||
-        !begin_pack(serialiser.pack, {symbols, static_cast<u32>(size)}, symbols + size))
-        return stage_no_memory;
-    u8 *symbol = serialiser.pack.data() + sizeof(pack_head);
-    u8 *byte = symbol + symbols;
-    std::fill_n(byte, size, u8{0});
-    u64 window = 0;
-    u32 held = 0;
-    for (const fast_slot &slot : slots) {
-        *symbol++ = slot.symbol;
-        window |= u64{slot.bits} << held;
-        held += slot.count;
-        for (; held >= 8; held -= 8, window >>= 8)
-            *byte++ = static_cast<u8>(window);
-    }
-    if (held > 0)
-        *byte = static_cast<u8>(window);
-    return success;
+    return writer.finish(places >> places_bits, serialiser.pack) ? success : stage_no_memory;
 }
 
 u32 write_pack(serialiser_data &serialiser, region &wanted) {
