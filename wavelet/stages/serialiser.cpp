@@ -35,7 +35,6 @@ struct serialiser_data {
 
     fast_writer fast_writing;
     small_writer small_writing;
-    std::vector<u8> code;
     std::vector<i16> values;
 
     u64 places = 0; // of the present pack that have been read
@@ -83,6 +82,11 @@ u32 go_on(serialiser_data &serialiser, u32 lines) {
                                                                               : stage_no_memory;
 }
 
+void forget_phrases(serialiser_data &serialiser) {
+    for (u32 kind = 0; kind < band_kinds; ++kind)
+        serialiser.fast[kind].finish();
+}
+
 // The unit at the present place, whichever way the coder goes.
 template <class Coder>
 void code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values, std::size_t pitch,
@@ -119,7 +123,11 @@ unit_content content_of(const region &lines) {
     return !any ? unit_content::empty : gap ? unit_content::gap : unit_content::full;
 }
 
-template <class Code> u32 write_units(serialiser_data &serialiser, u64 &places, Code code) {
+// Writes one pack; there is a model for each kind of band.
+template <class Writer, class Models>
+u32 write_units(serialiser_data &serialiser, Writer &writer, Models *models) {
+    writer.begin();
+    u64 places = 0;
     while (places < pack_places && !at_end(serialiser)) {
         const u32 lines = unit_lines(serialiser);
         region unit = {serialiser.scan.area.width, lines, nullptr, 0};
@@ -130,51 +138,14 @@ template <class Code> u32 write_units(serialiser_data &serialiser, u64 &places, 
             return serialiser_bad_shape;
         // a writer leaves the values as they are
         auto *values = reinterpret_cast<i16 *>(const_cast<u8 *>(unit.data));
-        code(values, lines, unit.stride / sizeof(i16), content_of(unit));
+        writer.models = &models[band_kind(serialiser.band, serialiser.subbands)];
+        code_unit(serialiser, writer, lines, values, unit.stride / sizeof(i16), content_of(unit));
         release_region(serialiser.up.handle, unit.data);
         places += u64{lines} * serialiser.scan.area.width;
         status = go_on(serialiser, lines);
         if (failed(status))
             return status;
     }
-    return success;
-}
-
-u32 write_small(serialiser_data &serialiser) {
-    small_writer &writer = serialiser.small_writing;
-    writer.begin();
-    u64 places = 0;
-    const u32 status = write_units(
-        serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
-            writer.models = &serialiser.small[band_kind(serialiser.band, serialiser.subbands)];
-            code_unit(serialiser, writer, lines, values, pitch, content);
-        });
-    if (failed(status))
-        return status;
-    if (!writer.finish(serialiser.code))
-        return stage_no_memory;
-    const u64 size = std::max<u64>(serialiser.code.size(), places >> places_bits);
-    if (!try_resize(serialiser.code, size) ||
-        !begin_pack(serialiser.pack, {0, static_cast<u32>(size)}, size))
-        return stage_no_memory;
-    std::copy(serialiser.code.begin(), serialiser.code.end(),
-              serialiser.pack.begin() + sizeof(pack_head));
-    return success;
-}
-
-u32 write_fast(serialiser_data &serialiser) {
-    fast_writer &writer = serialiser.fast_writing;
-    writer.begin();
-    u64 places = 0;
-    const u32 status = write_units(
-        serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
-            writer.models = &serialiser.fast[band_kind(serialiser.band, serialiser.subbands)];
-            code_unit(serialiser, writer, lines, values, pitch, content);
-        });
-    if (failed(status))
-        return status;
-    for (u32 kind = 0; kind < band_kinds; ++kind)
-        serialiser.fast[kind].finish();
     return writer.finish(places >> places_bits, serialiser.pack) ? success : stage_no_memory;
 }
 
@@ -197,8 +168,13 @@ u32 write_pack(serialiser_data &serialiser, region &wanted) {
         wanted = {0, 1, nullptr, 0};
         return success;
     }
-    const u32 status =
-        serialiser.packing == packing_small ? write_small(serialiser) : write_fast(serialiser);
+    u32 status = success;
+    if (serialiser.packing == packing_small) {
+        status = write_units(serialiser, serialiser.small_writing, serialiser.small.get());
+    } else {
+        status = write_units(serialiser, serialiser.fast_writing, serialiser.fast.get());
+        forget_phrases(serialiser);
+    }
     return failed(status) ? status : deliver_pack(serialiser.pack, wanted);
 }
 
@@ -230,8 +206,7 @@ u32 close_pack(serialiser_data &serialiser) {
     serialiser.pack_open = false;
     if (serialiser.packing == packing_small)
         return serialiser.small_reading.is_sound() ? success : serialiser_damaged;
-    for (u32 kind = 0; kind < band_kinds; ++kind)
-        serialiser.fast[kind].finish();
+    forget_phrases(serialiser);
     return serialiser.fast_reading.is_sound() ? success : serialiser_damaged;
 }
 

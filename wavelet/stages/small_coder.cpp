@@ -4,6 +4,7 @@
 
 #include "core/byte_order.h"
 #include "core/cpu.h"
+#include "wavelet/stages/packing.h"
 
 namespace viq {
 
@@ -231,8 +232,8 @@ void small_writer::places(component_scan &scan, u32 phase, const u8 *measures, c
     models->places += count;
 }
 
-bool small_writer::finish(std::vector<u8> &code) {
-    const std::size_t most = most_head + used * sizeof(u16);
+bool small_writer::finish(u64 least_bytes, std::vector<u8> &pack) {
+    const u64 most = most_head + u64{used} * sizeof(u16);
     if (out_of_memory || !try_resize(code, most))
         return false;
     u32 numbers[row_places];
@@ -252,17 +253,19 @@ bool small_writer::finish(std::vector<u8> &code) {
         numbers[step >> 24] = ((number / share) << bits) + number % share + (step & 0x3FF);
     }
     u32 lanes = 0;
-    u8 *to = code.data() + sizeof(u16);
-    for (u32 lane = 0; lane < row_places; ++lane) {
+    for (u32 lane = row_places; lane-- > 0;) {
         if (numbers[lane] == first_number)
             continue;
         lanes |= 1u << lane;
-        store<u32>(to, numbers[lane], endian::little);
-        to += sizeof(u32);
+        first -= sizeof(u32);
+        store<u32>(first, numbers[lane], endian::little);
     }
-    store<u16>(code.data(), static_cast<u16>(lanes), endian::little);
-    std::memmove(to, first, static_cast<std::size_t>(end - first));
-    code.resize(static_cast<std::size_t>(to - code.data()) + static_cast<std::size_t>(end - first));
+    first -= sizeof(u16);
+    store<u16>(first, static_cast<u16>(lanes), endian::little);
+    const u64 size = std::max<u64>(static_cast<u64>(end - first), least_bytes);
+    if (!begin_pack(pack, {0, static_cast<u32>(size)}, size))
+        return false;
+    std::fill(std::copy(first, end, pack.begin() + sizeof(pack_head)), pack.end(), u8{0});
     return true;
 }
 

@@ -29,13 +29,14 @@ struct small_writer {
     small_models *models = nullptr;
     std::vector<u8> classes;
     std::vector<u32> steps; // of the lanes, in the order of the reader
+    std::vector<u8> code;   // filled from its end
     std::size_t used = 0;
     bool out_of_memory = false;
 
     [[nodiscard]] bool resize(u32 width);
     void begin() { used = 0; }
     // The pack: which lanes it uses, the numbers that a reader begins with, and the words.
-    [[nodiscard]] bool finish(std::vector<u8> &code);
+    [[nodiscard]] bool finish(u64 least_bytes, std::vector<u8> &pack);
 
     unit_content head(unit_content known);
     void places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values, u32 count);
