@@ -332,7 +332,7 @@ struct prepared {
     explicit prepared(const benchmark::State &state)
         : source(image_of(large_picture(), static_cast<u16>(state.range(1)))),
           wavelet(static_cast<u16>(state.range(0))) {
-        VIQ_WVLT_set_Quality_factor(wavelet.handle, state.range(0) == 0 ? 59 : 62);
+        VIQ_WVLT_set_Quality_factor(wavelet.handle, state.range(0) == 0 ? 53 : 56);
         VIQ_WVLT_compress(source, wavelet.handle, VIQ_STRIP_NEXT);
     }
     prepared(const prepared &) = delete;

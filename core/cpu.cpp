@@ -7,7 +7,7 @@ namespace {
 bool machine_has_avx2() {
 #if defined(VIQ_HAVE_AVX2)
     __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") != 0;
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi2") != 0;
 #else
     return false;
 #endif

@@ -1,55 +1,14 @@
 // The codec modules one by one: descriptors, registry, statuses, run loop, source, level shifter.
 #include "core/image.h"
 #include "wavelet/codec/adapters.h"
-#include "wavelet/framework/module.h"
 #include "wavelet/stages/packing.h"
 #include "wavelet/stages/subbands.h"
 
-#include "tests/support.h"
+#include "tests/wavelet_support.h"
 
 namespace viq {
 
 namespace {
-
-// A module for the length of a scope.
-struct scoped_module {
-    module_handle handle = nullptr;
-    u32 status;
-
-    explicit scoped_module(u32 id, module_handle upstream = nullptr)
-        : status(create_module(&handle, id, 0, nullptr, upstream)) {}
-    scoped_module(u32 id, u32 mode, module_handle upstream = nullptr)
-        : status(create_module(&handle, id, sizeof mode, &mode, upstream)) {}
-    scoped_module(const scoped_module &) = delete;
-    scoped_module &operator=(const scoped_module &) = delete;
-    ~scoped_module() {
-        if (handle != nullptr)
-            destroy_module(handle);
-    }
-};
-
-template <class Value> u32 set_value(module_handle handle, u32 id, Value value) {
-    return set_module(handle, id, sizeof value, &value);
-}
-
-// Bytes that a module takes as its source; lines without padding.
-struct byte_source {
-    bytes content;
-    u32 type, width, height;
-
-    source_description description() { return {type, width, height, read, this}; }
-    static u32 read(void *context, u32 x, u32 y, region &wanted) {
-        const auto &source = *static_cast<byte_source *>(context);
-        const u32 pixel = source.type == type_bytes || source.type == type_signed_8 ? 1 : 2;
-        wanted.stride = source.width * pixel;
-        wanted.data = source.content.data() + std::size_t{y} * wanted.stride + x * pixel;
-        return success;
-    }
-};
-
-u32 set_source(module_handle handle, const source_description &source) {
-    return set_module(handle, id_source, source_description_size, &source);
-}
 
 struct collected {
     struct block {

@@ -1,10 +1,13 @@
 // "Huffman codec": the symbols of a pack in a fixed code, the bytes beside them as they are.
 //
-// In the stream a pack is the number of its symbols, the number of its bytes, the code filled up
-// with zeros to a whole byte, and the bytes.
+// In the stream a pack is the number of its symbols, the number of its bytes, the size of the code
+// of the first half of the symbols, the code of either half filled up with zeros to a whole byte,
+// and the bytes. Both halves are decoded at once, as each code has to wait for the length of the
+// last.
 #include <array>
+#include <span>
 
-#include "wavelet/stages/fast_coder.h"
+#include "wavelet/stages/fast_book.h"
 #include "wavelet/stages/packing.h"
 
 namespace viq {
@@ -29,15 +32,18 @@ constexpr fixed_code code = {
         {480, 9}, {481, 9}, {482, 9}, {483, 9}, {484, 9}, {485, 9}, {486, 9}, {487, 9},
         {488, 9}, {489, 9}, {490, 9}, {491, 9}, {492, 9}, {493, 9}, {494, 9}, {495, 9}}};
 
-// For the next nine bits: the symbols that are whole in them. No symbol: the bits are no code.
+// For the next nine bits: the symbols that are whole in them.
 struct decoder_entry {
     u8 symbols[longest_code / shortest_code];
     u8 count;
     u8 bits;       // of all of them
     u8 first_bits; // of the first alone
+    u8 damaged;    // 1: the bits are no code, and count as one symbol
 };
 
 using decoder_table = std::array<decoder_entry, 1u << longest_code>;
+
+constexpr decoder_entry no_code = {{}, 1, longest_code, longest_code, 1};
 
 constexpr decoder_table make_decoder() {
     decoder_table table = {};
@@ -58,6 +64,8 @@ constexpr decoder_table make_decoder() {
                 entry.bits = static_cast<u8>(entry.bits + word.length);
             }
         }
+        if (entry.count == 0)
+            entry = no_code;
     }
     return table;
 }
@@ -71,6 +79,34 @@ struct huffman_data {
     std::vector<u8> frame;
 };
 
+using symbol_span = std::span<const u8>;
+
+u32 code_size(symbol_span symbols) {
+    u64 bits = 0;
+    for (const u8 symbol : symbols)
+        bits += code.words[symbol % fast_symbols].length;
+    return static_cast<u32>((bits + 7) / 8);
+}
+
+u8 *store_code(u8 *to, symbol_span symbols) {
+    u64 window = 0;
+    u32 held = 0;
+    for (const u8 symbol : symbols) {
+        const code_word word = code.words[symbol % fast_symbols];
+        window = window << word.length | word.code;
+        held += word.length;
+        for (; held >= 8; held -= 8)
+            *to++ = static_cast<u8>(window >> (held - 8));
+    }
+    if (held > 0)
+        *to++ = static_cast<u8>(window << (8 - held));
+    return to;
+}
+
+constexpr u32 first_half(u32 symbols) {
+    return symbols - symbols / 2;
+}
+
 u32 encode(huffman_data &huffman, region &wanted) {
     region pack = {};
     const u32 status = get_region(huffman.up.handle, 0, 0, 0, &pack);
@@ -80,58 +116,96 @@ u32 encode(huffman_data &huffman, region &wanted) {
     }
     const pack_head head = head_of(pack.data);
     const u8 *symbols = pack.data + sizeof head;
-    u64 bits = 0;
-    for (u32 i = 0; i < head.symbols; ++i)
-        bits += code.words[symbols[i] % fast_symbols].length;
-    const u64 size =
-        u64{number_size(head.symbols)} + number_size(head.bytes) + (bits + 7) / 8 + head.bytes;
+    const symbol_span first(symbols, first_half(head.symbols));
+    const symbol_span second(symbols + first.size(), head.symbols - first.size());
+    const u32 first_size = code_size(first);
+    const u64 size = u64{number_size(head.symbols)} + number_size(head.bytes) +
+                     number_size(first_size) + first_size + code_size(second) + head.bytes;
     const bool room = try_resize(huffman.frame, size);
     if (room) {
         u8 *to = store_number(huffman.frame.data(), head.symbols);
         to = store_number(to, head.bytes);
-        u64 window = 0;
-        u32 held = 0;
-        for (u32 i = 0; i < head.symbols; ++i) {
-            const code_word word = code.words[symbols[i] % fast_symbols];
-            window = window << word.length | word.code;
-            held += word.length;
-            for (; held >= 8; held -= 8)
-                *to++ = static_cast<u8>(window >> (held - 8));
-        }
-        if (held > 0)
-            *to++ = static_cast<u8>(window << (8 - held));
+        to = store_number(to, first_size);
+        to = store_code(store_code(to, first), second);
         std::memcpy(to, symbols + head.symbols, head.bytes);
     }
     release_region(huffman.up.handle, pack.data);
     return room ? deliver_pack(huffman.frame, wanted) : stage_no_memory;
 }
 
-// Symbols out of the stream, which stands behind their last byte afterwards.
-u32 decode_symbols(stream_source &stream, u8 *symbols, u32 count) {
-    bit_source bits = {stream.here(), stream.start + stream.size};
-    u64 used = 0;
-    for (u32 i = 0; i < count;) {
-        if (bits.held < 32)
-            bits.fill();
-        const decoder_entry &entry = decoder[static_cast<u32>(bits.window >> (64 - longest_code))];
-        if (entry.count == 0)
-            return huffman_damaged;
-        const bool all = count - i >= std::size(entry.symbols);
-        const u32 taken = all ? entry.count : 1;
-        const u32 length = all ? entry.bits : entry.first_bits;
-        if (all)
-            std::memcpy(symbols + i, entry.symbols, std::size(entry.symbols));
-        else
-            symbols[i] = entry.symbols[0];
-        i += taken;
-        bits.window <<= length;
-        bits.held -= length;
-        used += length;
+// Bits, most significant first; beyond the end they are 0.
+struct bit_source {
+    const u8 *start;
+    u32 size;
+    u32 position = 0; // of the bytes that have gone into the window
+    u32 held = 0;
+    u64 window = 0; // its top bits come next
+    u32 damaged = 0;
+
+    void fill() {
+        if (size >= 8 && position <= size - 8) {
+            u64 more = 0;
+            for (u32 i = 0; i < 8; ++i)
+                more = more << 8 | start[position + i];
+            window |= more >> held;
+            position += (63 - held) / 8;
+            held |= 56;
+            return;
+        }
+        for (; held <= 56; held += 8, ++position)
+            window |= u64{position < size ? start[position] : u8{0}} << (56 - held);
     }
-    const u64 bytes = (used + 7) / 8;
-    if (bytes > stream.left())
+
+    const decoder_entry &take(bool first_alone) {
+        const decoder_entry &entry = decoder[static_cast<u32>(window >> (64 - longest_code))];
+        const u32 bits = first_alone ? entry.first_bits : entry.bits;
+        window <<= bits;
+        held -= bits;
+        damaged |= entry.damaged;
+        return entry;
+    }
+
+    u32 take_all(u8 *symbols) {
+        const decoder_entry &entry = take(false);
+        std::memcpy(symbols, entry.symbols, std::size(entry.symbols));
+        return entry.count;
+    }
+
+    u64 bytes_used() const { return (u64{position} * 8 - held + 7) / 8; }
+};
+
+constexpr u32 takes_of_a_fill = 6;
+constexpr std::ptrdiff_t most_of_a_fill = takes_of_a_fill * longest_code / shortest_code;
+
+void decode_rest(bit_source &bits, u8 *symbols, u8 *end) {
+    while (symbols < end) {
+        bits.fill();
+        *symbols++ = bits.take(true).symbols[0];
+    }
+}
+
+// Symbols out of the stream, which stands behind their code afterwards.
+u32 decode_symbols(stream_source &stream, u8 *symbols, u32 count, u32 first_size) {
+    u8 *second_symbols = symbols + first_half(count);
+    u8 *first_end = second_symbols;
+    u8 *second_end = symbols + count;
+    bit_source first = {stream.here(), first_size};
+    bit_source second = {stream.here() + first_size, stream.left() - first_size};
+    while (first_end - symbols >= most_of_a_fill && second_end - second_symbols >= most_of_a_fill) {
+        first.fill();
+        second.fill();
+        for (u32 i = 0; i < takes_of_a_fill; ++i) {
+            symbols += first.take_all(symbols);
+            second_symbols += second.take_all(second_symbols);
+        }
+    }
+    decode_rest(first, symbols, first_end);
+    decode_rest(second, second_symbols, second_end);
+    if ((first.damaged | second.damaged) != 0 || first.bytes_used() != first_size)
+        return huffman_damaged;
+    if (second.bytes_used() > second.size)
         return huffman_cut;
-    stream.position += static_cast<u32>(bytes);
+    stream.position += first_size + static_cast<u32>(second.bytes_used());
     return success;
 }
 
@@ -141,13 +215,15 @@ u32 decode(huffman_data &huffman, region &wanted) {
     if (failed(status))
         return status;
     pack_head head = {};
+    u32 first_size = 0;
     if (!take_number(stream, head.symbols) || !take_number(stream, head.bytes) ||
+        !take_number(stream, first_size) || first_size > stream.left() ||
         u64{head.symbols} * shortest_code > u64{stream.left()} * 8 || head.bytes > stream.left())
         return huffman_cut;
     if (!begin_pack(huffman.frame, head, u64{head.symbols} + head.bytes))
         return stage_no_memory;
     u8 *symbols = huffman.frame.data() + sizeof head;
-    status = decode_symbols(stream, symbols, head.symbols);
+    status = decode_symbols(stream, symbols, head.symbols, first_size);
     if (failed(status))
         return status;
     if (head.bytes > stream.left())

@@ -14,11 +14,9 @@ namespace viq {
 namespace {
 
 constexpr u32 unit_places = 32768;
-constexpr u32 pack_places = 32768;
+constexpr u32 pack_places = 131072;
 // A byte of a pack stands for so many places at most; see the limit of the decompressor.
 constexpr u32 places_bits = 16;
-// A reader sees zeros behind the end of a pack; a sound pack needs no more of them than this.
-constexpr u32 sound_overrun = 16;
 
 constexpr u32 settings_size = settings_head + 8;
 
@@ -35,14 +33,14 @@ struct serialiser_data {
     std::unique_ptr<fast_models[]> fast;
     std::vector<u8> pack;
 
-    std::vector<u8> code;
-    std::vector<fast_slot> slots;
+    fast_writer fast_writing;
+    small_writer small_writing;
     std::vector<i16> values;
 
     u64 places = 0; // of the present pack that have been read
     bool pack_open = false;
-    range_reader range = {nullptr, nullptr};
-    fast_reader symbols = {nullptr, nullptr, {}};
+    fast_reader fast_reading;
+    small_reader small_reading;
 };
 
 u32 begin_run(serialiser_data &serialiser) {
@@ -54,9 +52,9 @@ u32 begin_run(serialiser_data &serialiser) {
     } catch (...) {
         return stage_no_memory;
     }
-    if (!begin_component(serialiser.scan, serialiser.width, serialiser.height,
-                         serialiser.subbands) ||
-        !begin_band(serialiser.scan, 0))
+    begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
+    if (!serialiser.small_writing.resize(serialiser.width) ||
+        !serialiser.small_reading.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
         return stage_no_memory;
     serialiser.band = 0;
     serialiser.line = 0;
@@ -84,9 +82,14 @@ u32 go_on(serialiser_data &serialiser, u32 lines) {
                                                                               : stage_no_memory;
 }
 
+void forget_phrases(serialiser_data &serialiser) {
+    for (u32 kind = 0; kind < band_kinds; ++kind)
+        serialiser.fast[kind].finish();
+}
+
 // The unit at the present place, whichever way the coder goes.
 template <class Coder>
-void code_unit(serialiser_data &serialiser, Coder coder, u32 lines, i16 *values, std::size_t pitch,
+void code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values, std::size_t pitch,
                unit_content content) {
     component_scan &scan = serialiser.scan;
     content = coder.head(content);
@@ -96,10 +99,8 @@ void code_unit(serialiser_data &serialiser, Coder coder, u32 lines, i16 *values,
             std::fill_n(values, pitch * lines, i16{0});
         return;
     }
-    for (u32 i = 0; i < lines; ++i, values += pitch) {
-        measure_line(scan, serialiser.line + i);
-        scan_line(scan, coder, serialiser.line + i, values, content == unit_content::gap);
-    }
+    for (u32 i = 0; i < lines; ++i, values += pitch)
+        code_line(scan, coder, serialiser.line + i, values, content == unit_content::gap);
 }
 
 // ---------------------------------------------------------------- writing
@@ -122,7 +123,11 @@ unit_content content_of(const region &lines) {
     return !any ? unit_content::empty : gap ? unit_content::gap : unit_content::full;
 }
 
-template <class Code> u32 write_units(serialiser_data &serialiser, u64 &places, Code code) {
+// Writes one pack; there is a model for each kind of band.
+template <class Writer, class Models>
+u32 write_units(serialiser_data &serialiser, Writer &writer, Models *models) {
+    writer.begin();
+    u64 places = 0;
     while (places < pack_places && !at_end(serialiser)) {
         const u32 lines = unit_lines(serialiser);
         region unit = {serialiser.scan.area.width, lines, nullptr, 0};
@@ -133,86 +138,15 @@ template <class Code> u32 write_units(serialiser_data &serialiser, u64 &places, 
             return serialiser_bad_shape;
         // a writer leaves the values as they are
         auto *values = reinterpret_cast<i16 *>(const_cast<u8 *>(unit.data));
-        code(values, lines, unit.stride / sizeof(i16), content_of(unit));
+        writer.models = &models[band_kind(serialiser.band, serialiser.subbands)];
+        code_unit(serialiser, writer, lines, values, unit.stride / sizeof(i16), content_of(unit));
         release_region(serialiser.up.handle, unit.data);
         places += u64{lines} * serialiser.scan.area.width;
         status = go_on(serialiser, lines);
         if (failed(status))
             return status;
     }
-    return success;
-}
-
-u32 write_small(serialiser_data &serialiser) {
-    serialiser.code.clear();
-    range_writer writer = {&serialiser.code};
-    u64 places = 0;
-    const u32 status = write_units(
-        serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
-            small_models &models =
-                serialiser.small[band_kind(serialiser.band, serialiser.subbands)];
-            code_unit(serialiser, small_coder<range_writer>{writer, models}, lines, values, pitch,
-                      content);
-        });
-    if (failed(status))
-        return status;
-    writer.finish();
-    const u64 size = std::max<u64>(serialiser.code.size(), places >> places_bits);
-    if (writer.out_of_memory || !try_resize(serialiser.code, size) ||
-        !begin_pack(serialiser.pack, {0, static_cast<u32>(size)}, size))
-        return stage_no_memory;
-    std::copy(serialiser.code.begin(), serialiser.code.end(),
-              serialiser.pack.begin() + sizeof(pack_head));
-    return success;
-}
-
-// A writer that is passed about by value.
-struct shared_writer {
-    static constexpr bool reads = false;
-    fast_writer &writer;
-    unit_content head(unit_content known) { return writer.head(known); }
-    bool group(bool any) { return writer.group(any); }
-    template <class Pattern> i32 value(u32 level, const Pattern &pattern, i32 known) {
-        return writer.value(level, pattern, known);
-    }
-};
-
-u32 write_fast(serialiser_data &serialiser) {
-    serialiser.slots.clear();
-    fast_writer writer = {&serialiser.slots};
-    u64 places = 0;
-    const u32 status = write_units(
-        serialiser, places, [&](i16 *values, u32 lines, std::size_t pitch, unit_content content) {
-            writer.models = &serialiser.fast[band_kind(serialiser.band, serialiser.subbands)];
-            code_unit(serialiser, shared_writer{writer}, lines, values, pitch, content);
-        });
-    if (failed(status))
-        return status;
-    for (u32 kind = 0; kind < band_kinds; ++kind)
-        fast_writer::finish(serialiser.fast[kind]);
-    u64 bits = 0;
-    for (const fast_slot &slot : serialiser.slots)
-        bits += slot.count;
-    const u64 size = std::max((bits + 7) / 8, places >> places_bits);
-    const auto symbols = static_cast<u32>(serialiser.slots.size());
-    if (writer.out_of_memory ||
-        !begin_pack(serialiser.pack, {symbols, static_cast<u32>(size)}, symbols + size))
-        return stage_no_memory;
-    u8 *symbol = serialiser.pack.data() + sizeof(pack_head);
-    u8 *byte = symbol + symbols;
-    std::fill_n(byte, size, u8{0});
-    u64 window = 0;
-    u32 held = 0;
-    for (const fast_slot &slot : serialiser.slots) {
-        *symbol++ = slot.symbol;
-        window = window << slot.count | slot.bits;
-        held += slot.count;
-        for (; held >= 8; held -= 8)
-            *byte++ = static_cast<u8>(window >> (held - 8));
-    }
-    if (held > 0)
-        *byte = static_cast<u8>(window << (8 - held));
-    return success;
+    return writer.finish(places >> places_bits, serialiser.pack) ? success : stage_no_memory;
 }
 
 u32 write_pack(serialiser_data &serialiser, region &wanted) {
@@ -234,8 +168,13 @@ u32 write_pack(serialiser_data &serialiser, region &wanted) {
         wanted = {0, 1, nullptr, 0};
         return success;
     }
-    const u32 status =
-        serialiser.packing == packing_small ? write_small(serialiser) : write_fast(serialiser);
+    u32 status = success;
+    if (serialiser.packing == packing_small) {
+        status = write_units(serialiser, serialiser.small_writing, serialiser.small.get());
+    } else {
+        status = write_units(serialiser, serialiser.fast_writing, serialiser.fast.get());
+        forget_phrases(serialiser);
+    }
     return failed(status) ? status : deliver_pack(serialiser.pack, wanted);
 }
 
@@ -253,12 +192,11 @@ u32 open_pack(serialiser_data &serialiser) {
         return serialiser_damaged;
     const u8 *symbols = pack.data + sizeof(pack_head);
     const u8 *bytes = symbols + head.symbols;
-    if (serialiser.packing == packing_small) {
-        serialiser.range = {bytes, bytes + head.bytes};
-        serialiser.range.start();
-    } else {
-        serialiser.symbols = {symbols, bytes, {bytes, bytes + head.bytes}};
-    }
+    const bool room = serialiser.packing == packing_small
+                          ? serialiser.small_reading.begin(bytes, head.bytes)
+                          : serialiser.fast_reading.open(symbols, head.symbols, head.bytes);
+    if (!room)
+        return stage_no_memory;
     serialiser.pack_open = true;
     serialiser.places = 0;
     return success;
@@ -267,28 +205,15 @@ u32 open_pack(serialiser_data &serialiser) {
 u32 close_pack(serialiser_data &serialiser) {
     serialiser.pack_open = false;
     if (serialiser.packing == packing_small)
-        return serialiser.range.overrun <= sound_overrun ? success : serialiser_damaged;
-    for (u32 kind = 0; kind < band_kinds; ++kind)
-        fast_reader::finish(serialiser.fast[kind]);
-    const bool sound =
-        !serialiser.symbols.damaged && serialiser.symbols.bits.overrun <= sound_overrun;
-    return sound ? success : serialiser_damaged;
+        return serialiser.small_reading.is_sound() ? success : serialiser_damaged;
+    forget_phrases(serialiser);
+    return serialiser.fast_reading.is_sound() ? success : serialiser_damaged;
 }
-
-struct shared_reader {
-    static constexpr bool reads = true;
-    fast_reader &reader;
-    unit_content head(unit_content known) { return reader.head(known); }
-    bool group(bool any) { return reader.group(any); }
-    template <class Pattern> i32 value(u32 level, const Pattern &pattern, i32 known) {
-        return reader.value(level, pattern, known);
-    }
-};
 
 u32 read_unit(serialiser_data &serialiser, region &wanted) {
     const u32 width = serialiser.scan.area.width;
     const u32 lines = unit_lines(serialiser);
-    if (!try_resize(serialiser.values, u64{width} * lines))
+    if (!try_resize(serialiser.values, u64{width} * lines + scan_block))
         return stage_no_memory;
     u32 status = serialiser.pack_open ? success : open_pack(serialiser);
     if (failed(status))
@@ -296,12 +221,11 @@ u32 read_unit(serialiser_data &serialiser, region &wanted) {
     const u32 kind = band_kind(serialiser.band, serialiser.subbands);
     i16 *values = serialiser.values.data();
     if (serialiser.packing == packing_small) {
-        code_unit(serialiser, small_coder<range_reader>{serialiser.range, serialiser.small[kind]},
-                  lines, values, width, unit_content::empty);
+        serialiser.small_reading.models = &serialiser.small[kind];
+        code_unit(serialiser, serialiser.small_reading, lines, values, width, unit_content::empty);
     } else {
-        serialiser.symbols.models = &serialiser.fast[kind];
-        code_unit(serialiser, shared_reader{serialiser.symbols}, lines, values, width,
-                  unit_content::empty);
+        serialiser.fast_reading.models = &serialiser.fast[kind];
+        code_unit(serialiser, serialiser.fast_reading, lines, values, width, unit_content::empty);
     }
     serialiser.places += u64{width} * lines;
     wanted = {width, lines, reinterpret_cast<const u8 *>(values),

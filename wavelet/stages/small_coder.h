@@ -1,214 +1,73 @@
-// The small packing: every decision goes through an adaptive binary range coder, in a context of
-// its neighbourhood.
+// The small packing: one symbol a place, in the chances of its class.
+//
+// Symbols are coded as shares of numbers; each place of a row has its own (a lane). The numbers
+// give off words of 16 bits as they grow and take them up as they shrink, so that a writer goes
+// backwards over what it has collected and a reader forwards. The chances of a class follow from
+// what it has held so far.
 #pragma once
 
 #include "wavelet/stages/band_scan.h"
+#include "wavelet/stages/small_row.h"
 
 namespace viq {
 
-// How slowly a model learns that has seen so many bits, as a power of two.
-inline constexpr u8 learning_rates[128] = {
-    1, 1, 2, 2, 3, 3, 3, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 5, 5, 5, 5, 5, 5, 5, 5, 5,
-    5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6,
-    6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 6, 7, 7, 7, 7, 7,
-    7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7};
-
-// Two estimates of the chance of a 1, one quick and one slow to learn; both are quick at first.
-struct bit_model {
-    u16 quick = 32768, slow = 32768;
-    u32 seen = 0;
-
-    static constexpr u32 chance_bits = 12;
-    u32 chance() const {
-        const u32 mean = (u32{quick} + slow) >> (17 - chance_bits);
-        return std::clamp(mean, 1u, (1u << chance_bits) - 1);
-    }
-
-    void learn(u32 bit) {
-        const u32 rate = learning_rates[seen];
-        const u32 quick_rate = std::min(rate, 4u);
-        const i32 target = bit != 0 ? 65535 : 0;
-        quick = static_cast<u16>(quick + ((target - quick) >> quick_rate));
-        slow = static_cast<u16>(slow + ((target - slow) >> rate));
-        seen = std::min(seen + 1, 127u);
-    }
-};
+constexpr u32 small_classes = 16;
 
 // Statistics of one kind of band.
 struct small_models {
-    bit_model filled, gapped; // heads of units
-    bit_model group;
-    bit_model zero[scan_levels];
-    static constexpr u32 unary_places = 14;
-    static constexpr u32 unary_contexts = 6;
-    bit_model larger[unary_contexts][neighbourhood_levels];
-    bit_model longer[16];
-    bit_model negative[sign_patterns];
+    symbol_table values[small_classes];
+    symbol_table quiet;   // does a row of places of the lowest class hold anything?
+    symbol_table lengths; // of values that have no symbol
+    u32 places = 0;       // since the last look at the tables
+    u32 interval;         // from one look to the next
+    small_models();
+    void end_line();
 };
 
-// Writes the bits of 32-bit ranges from the top; a carry runs back over bytes not yet written.
-struct range_writer {
+struct small_writer {
     static constexpr bool reads = false;
-    std::vector<u8> *out;
+    small_models *models = nullptr;
+    std::vector<u8> classes;
+    std::vector<u32> steps; // of the lanes, in the order of the reader
+    std::vector<u8> code;   // filled from its end
+    std::size_t used = 0;
     bool out_of_memory = false;
-    u64 low = 0;
-    u32 range = 0xFFFFFFFF;
-    u64 pending = 1;
-    u8 cache = 0;
 
-    u32 bit(bit_model &model, u32 value) {
-        const u32 bound = (range >> bit_model::chance_bits) * model.chance();
-        if (value != 0) {
-            range = bound;
-        } else {
-            low += bound;
-            range -= bound;
-        }
-        model.learn(value);
-        while (range < 1u << 24) {
-            range <<= 8;
-            shift();
-        }
-        return value;
-    }
+    [[nodiscard]] bool resize(u32 width);
+    void begin() { used = 0; }
+    // The pack: which lanes it uses, the numbers that a reader begins with, and the words.
+    [[nodiscard]] bool finish(u64 least_bytes, std::vector<u8> &pack);
 
-    u32 plain_bits(u32 value, u32 count) {
-        while (count-- > 0) {
-            range >>= 1;
-            if ((value >> count & 1) != 0)
-                low += range;
-            while (range < 1u << 24) {
-                range <<= 8;
-                shift();
-            }
-        }
-        return value;
-    }
-
-    void shift() {
-        if (low < 0xFF000000u || low > 0xFFFFFFFFu) {
-            const auto carry = static_cast<u8>(low >> 32);
-            for (; pending > 0; --pending) {
-                put(static_cast<u8>(cache + carry));
-                cache = 0xFF;
-            }
-            cache = static_cast<u8>(low >> 24);
-        }
-        ++pending;
-        low = (low & 0x00FFFFFF) << 8;
-    }
-
-    void put(u8 byte) {
-        try {
-            out->push_back(byte);
-        } catch (...) {
-            out_of_memory = true;
-        }
-    }
-
-    // Bytes of 0 at the end are what a reader sees beyond it.
-    void finish() {
-        for (u32 i = 0; i < 5; ++i)
-            shift();
-        for (u32 i = 0; i < 5 && !out->empty() && out->back() == 0; ++i)
-            out->pop_back();
-    }
+    unit_content head(unit_content known);
+    void places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values, u32 count);
+    void end_line() { models->end_line(); }
 };
 
-// Beyond its end the code goes on with zeros, for so many bytes as a writer leaves out; then it is
-// damaged.
-struct range_reader {
+struct small_reader {
     static constexpr bool reads = true;
-    const u8 *next, *end;
-    u32 overrun = 0;
-    u32 code = 0, range = 0xFFFFFFFF;
+    small_models *models = nullptr;
+    std::vector<u8> classes;
+    std::vector<u8> words; // of the pack, with spare ones of 0
+    lane_row lanes = {};
+    row_reader read_rows = nullptr;
+    bool cut = false;
 
-    void start() {
-        for (u32 i = 0; i < 5; ++i)
-            code = code << 8 | take();
+    [[nodiscard]] bool resize(u32 width);
+    [[nodiscard]] bool begin(const u8 *code, u32 bytes);
+    // A pack is sound when its numbers come back to where the writer began.
+    bool is_sound() const;
+
+    unit_content head(unit_content known);
+    void places(component_scan &scan, u32 phase, const u8 *measures, i16 *values, u32 count);
+    void end_line() { models->end_line(); }
+
+    // Behind the end of a damaged pack its spare words come again and again.
+    void stay_inside() {
+        cut |= lanes.next > lanes.end;
+        lanes.next = std::min(lanes.next, lanes.end);
     }
-
-    u32 take() {
-        if (next != end)
-            return *next++;
-        ++overrun;
-        return 0;
-    }
-
-    u32 bit(bit_model &model, u32 = 0) {
-        const u32 bound = (range >> bit_model::chance_bits) * model.chance();
-        u32 value = 1;
-        if (code < bound) {
-            range = bound;
-        } else {
-            value = 0;
-            code -= bound;
-            range -= bound;
-        }
-        model.learn(value);
-        while (range < 1u << 24) {
-            range <<= 8;
-            code = code << 8 | take();
-        }
-        return value;
-    }
-
-    u32 plain_bits(u32, u32 count) {
-        u32 value = 0;
-        while (count-- > 0) {
-            range >>= 1;
-            const u32 bit = code >= range ? 1 : 0;
-            code -= bit != 0 ? range : 0;
-            value = value << 1 | bit;
-            while (range < 1u << 24) {
-                range <<= 8;
-                code = code << 8 | take();
-            }
-        }
-        return value;
-    }
-};
-
-template <class Bits> struct small_coder {
-    static constexpr bool reads = Bits::reads;
-    Bits &bits;
-    small_models &models;
-
-    unit_content head(unit_content known) {
-        if (bits.bit(models.filled, known != unit_content::empty ? 1 : 0) == 0)
-            return unit_content::empty;
-        const bool gap = bits.bit(models.gapped, known == unit_content::gap ? 1 : 0) != 0;
-        return gap ? unit_content::gap : unit_content::full;
-    }
-
-    bool group(bool any) { return bits.bit(models.group, any ? 1 : 0) != 0; }
-
-    template <class Pattern> i32 value(u32 level, const Pattern &pattern, i32 known) {
-        if (bits.bit(models.zero[level], known != 0 ? 1 : 0) == 0)
-            return 0;
-        const u32 place = level == level_in_group ? 0 : level;
-        const auto magnitude = static_cast<u32>(known < 0 ? -known : known);
-        const u32 found = larger(place, magnitude);
-        const bool below = bits.bit(models.negative[pattern()], known < 0 ? 1 : 0) != 0;
-        return below ? -static_cast<i32>(found) : static_cast<i32>(found);
-    }
-
-    // The magnitude from 1 on: unary as long as that pays, then its length and its bits.
-    u32 larger(u32 level, u32 magnitude) {
-        for (u32 i = 1; i <= small_models::unary_places; ++i) {
-            bit_model &model = models.larger[std::min(i, small_models::unary_contexts) - 1][level];
-            if (bits.bit(model, magnitude > i ? 1 : 0) == 0)
-                return i;
-        }
-        constexpr u32 rest_bits = 16;
-        const u32 rest = magnitude - small_models::unary_places - 1;
-        u32 length = 0;
-        while (length < rest_bits &&
-               bits.bit(models.longer[length], (rest + 1) >> (length + 1) != 0 ? 1 : 0) != 0)
-            ++length;
-        const u32 mantissa = bits.plain_bits((rest + 1) & ((1u << length) - 1), length);
-        return (1u << length) + mantissa - 1 + small_models::unary_places + 1;
-    }
+    bool read_quiet();
+    void read_escapes(const u8 *class_of, i16 *values, u32 count);
 };
 
 } // namespace viq

@@ -1,0 +1,147 @@
+// The entropy stages on values of any kind: both packings, both kernel sets, damage.
+#include "tests/wavelet_support.h"
+
+namespace viq {
+
+namespace {
+
+struct value_block {
+    u32 width, height;
+    bytes content; // values of 16 bits
+
+    value_block(u32 w, u32 h) : width(w), height(h), content(std::size_t{w} * h * 2) {}
+    void set(std::size_t place, i32 value) {
+        const auto narrow = static_cast<i16>(value);
+        std::memcpy(&content[2 * place], &narrow, sizeof narrow);
+    }
+    std::size_t places() const { return content.size() / 2; }
+};
+
+// Each is a picture of another kind for a coder.
+struct value_kind {
+    const char *name;
+    i32 (*value)(std::size_t place, const value_block &block);
+};
+
+i32 sign() {
+    return noise() % 2 != 0 ? 1 : -1;
+}
+
+const value_kind kinds[] = {
+    {"nothing", [](std::size_t, const value_block &) { return 0; }},
+    {"one", [](std::size_t i, const value_block &) { return i == 0 ? -300 : 0; }},
+    {"sparse", [](std::size_t, const value_block &) { return noise() % 61 == 0 ? sign() : 0; }},
+    {"no -1", [](std::size_t, const value_block &) { return noise() % 4 == 0 ? 2 * sign() : 0; }},
+    {"shapes",
+     [](std::size_t i, const value_block &block) {
+         const auto x = static_cast<i32>(i % block.width / 9);
+         return x % 5 == 0 ? static_cast<i32>(noise() % 40) * sign() : static_cast<i32>(x % 2);
+     }},
+    {"large", [](std::size_t, const value_block &) { return static_cast<i32>(noise() % 3000); }},
+    {"any",
+     [](std::size_t i, const value_block &) {
+         constexpr i32 ends[] = {-32768, 32767, -32767, -1, 0, 1, 16384, -16385};
+         return i % 3 == 0 ? ends[noise() % 8] : static_cast<i16>(noise() << 8 ^ noise());
+     }},
+};
+
+value_block block_of(const value_kind &kind, u32 width, u32 height) {
+    value_block block(width, height);
+    for (std::size_t i = 0; i < block.places(); ++i)
+        block.set(i, kind.value(i, block));
+    return block;
+}
+
+struct packed {
+    bytes settings, stream;
+    bool operator==(const packed &) const = default;
+};
+
+packed pack(const value_block &block, bool fast) {
+    byte_source source = {block.content, type_signed_16, block.width, block.height};
+    const scoped_module null(null_id);
+    EXPECT_EQ(set_source(null.handle, source.description()), success);
+    const scoped_module serialiser(serialiser_id, 0u, null.handle);
+    const scoped_module streaming(streaming_id, 0u, serialiser.handle);
+    const scoped_module huffman(fast ? huffman_id : null_id, 0u, streaming.handle);
+    packed result = {bytes(100), {}};
+    auto size = static_cast<u32>(result.settings.size());
+    EXPECT_EQ(query_module(huffman.handle, 4, &size, result.settings.data()), success);
+    result.settings.resize(size);
+    region part = {};
+    do {
+        part = {};
+        EXPECT_EQ(get_region(huffman.handle, 0, 0, 0, &part), success);
+        result.stream.insert(result.stream.end(), part.data, part.data + part.stride);
+        release_region(huffman.handle, part.data);
+    } while (part.stride != 0);
+    return result;
+}
+
+// The status, and the values as far as they have come.
+u32 unpack(const packed &from, bool fast, value_block &block) {
+    byte_source source = {from.stream, type_bytes, static_cast<u32>(from.stream.size()), 1};
+    const scoped_module null(null_id);
+    EXPECT_EQ(set_source(null.handle, source.description()), success);
+    const scoped_module huffman(fast ? huffman_id : null_id, 1u, null.handle);
+    const scoped_module streaming(streaming_id, 1u, huffman.handle);
+    const scoped_module serialiser(serialiser_id, 1u, streaming.handle);
+    u32 status = set_module(serialiser.handle, id_settings, static_cast<u32>(from.settings.size()),
+                            from.settings.data());
+    for (u32 y = 0; y < block.height && !failed(status);) {
+        region lines = {block.width, block.height - y, nullptr, 0};
+        status = get_region(serialiser.handle, 0, 0, y, &lines);
+        if (failed(status))
+            break;
+        for (u32 i = 0; i < lines.height; ++i, ++y)
+            std::memcpy(&block.content[std::size_t{y} * block.width * 2],
+                        lines.data + std::size_t{i} * lines.stride, std::size_t{block.width} * 2);
+        release_region(serialiser.handle, lines.data);
+    }
+    return status;
+}
+
+} // namespace
+
+TEST(wavelet_entropy, values_come_back_whichever_kernels_wrote_them) {
+    constexpr std::pair<u32, u32> sizes[] = {{1, 1},  {1, 70},   {70, 1},    {2, 3},
+                                             {33, 7}, {64, 129}, {351, 400}, {70001, 3}};
+    const instruction_set best = current_set();
+    for (const auto &[width, height] : sizes)
+        for (const value_kind &kind : kinds)
+            for (const bool fast : {false, true}) {
+                SCOPED_TRACE(text_of(width, height, kind.name, fast));
+                const value_block block = block_of(kind, width, height);
+                force_set(instruction_set::plain);
+                const packed plain = pack(block, fast);
+                force_set(best);
+                ASSERT_EQ(pack(block, fast), plain);
+                for (const instruction_set set : {instruction_set::plain, best}) {
+                    force_set(set);
+                    value_block back(width, height);
+                    ASSERT_EQ(unpack(plain, fast, back), success);
+                    ASSERT_EQ(back.content, block.content);
+                }
+            }
+}
+
+TEST(wavelet_entropy, cut_streams_are_refused_and_damaged_ones_end) {
+    for (const bool fast : {false, true})
+        for (const value_kind &kind : kinds) {
+            const packed sound = pack(block_of(kind, 37, 21), fast);
+            value_block back(37, 21);
+            for (std::size_t size = 0; size < sound.stream.size(); ++size) {
+                packed cut = sound;
+                cut.stream.resize(size);
+                EXPECT_TRUE(failed(unpack(cut, fast, back))) << kind.name << ' ' << size;
+            }
+            for (std::size_t at = 0; at < sound.stream.size(); ++at)
+                for (const u8 mask : bytes{0x01, 0x80, 0xFF}) {
+                    packed damaged = sound;
+                    damaged.stream[at] ^= mask;
+                    unpack(damaged, fast, back);
+                }
+        }
+}
+
+} // namespace viq
