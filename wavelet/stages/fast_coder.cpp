@@ -9,14 +9,14 @@ namespace viq {
 
 namespace {
 
-constexpr u8 floors[line_phases][part_floors] = {{1, 6, 16, 38, 100}, {2, 10, 24, 58, 144}};
+constexpr u8 floors[line_phases][part_floors] = {{3, 13, 49}, {4, 21, 86}};
 
 } // namespace
 
 // What photographs make of the classes on the average, so that little has to be learnt.
 fast_models::fast_models() {
-    constexpr u32 values[fast_classes] = {1, 10, 45, 100, 160, 200};
-    constexpr u32 above[fast_classes] = {0, 2, 15, 80, 350, 1400};
+    constexpr u32 values[fast_classes] = {2, 34, 112, 188};
+    constexpr u32 above[fast_classes] = {0, 12, 118, 790};
     for (u32 k = 0; k < fast_classes; ++k) {
         classes[k] = {240, outcome_of(values[k], above[k])};
         classes[k].book = &choose_book(classes[k].places, classes[k].outcome);

@@ -16,7 +16,7 @@ constexpr u32 whole_blocks(u32 count) {
 }
 
 constexpr u32 magnitude_cap = 15;
-constexpr u32 part_floors = 5;
+constexpr u32 part_floors = 3;
 constexpr u32 list_spare = 8;
 
 // The lines of magnitudes around a place.
