@@ -30,6 +30,11 @@ struct grey {
     bytes pixels;
 };
 
+// Colour enough to be coded.
+u8 chroma_of(u8 value) {
+    return static_cast<u8>(128 + (value - 128) / 4);
+}
+
 u32 image_of(const grey &picture, u16 format) {
     const u32 handle = VIQ_image_create();
     VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
@@ -45,7 +50,7 @@ u32 image_of(const grey &picture, u16 format) {
             u8 *to = image.data + std::size_t{y} * image.bytes_per_line + x * step;
             to[0] = value;
             if (step == 2)
-                to[1] = static_cast<u8>(128 + (value - 128) / 4);
+                to[1] = chroma_of(value);
         }
     return handle;
 }
@@ -229,22 +234,32 @@ opj_stream_t *open_memory(memory_file &file, bool reads) {
     return stream;
 }
 
-memory_file encode_jpeg2000(const grey &picture, float rate) {
+// Grey, or with the chroma of image_of at every other pixel.
+memory_file encode_jpeg2000(const grey &picture, float rate, bool colour = false) {
+    const u32 count = colour ? 3 : 1;
     opj_cparameters_t wanted;
     opj_set_default_encoder_parameters(&wanted);
     wanted.irreversible = 1;
     wanted.tcp_numlayers = 1;
-    wanted.tcp_rates[0] = 8 / rate;
+    wanted.tcp_rates[0] = static_cast<float>(colour ? 16 : 8) / rate;
     wanted.cp_disto_alloc = 1;
-    opj_image_cmptparm_t component = {};
-    component.dx = component.dy = 1;
-    component.w = picture.width;
-    component.h = picture.height;
-    component.prec = 8;
-    opj_image_t *image = opj_image_create(1, &component, OPJ_CLRSPC_GRAY);
+    opj_image_cmptparm_t components[3] = {};
+    for (u32 i = 0; i < count; ++i) {
+        components[i].dx = i == 0 ? 1 : 2;
+        components[i].dy = 1;
+        components[i].w = picture.width / components[i].dx;
+        components[i].h = picture.height;
+        components[i].prec = 8;
+    }
+    opj_image_t *image =
+        opj_image_create(count, components, colour ? OPJ_CLRSPC_SYCC : OPJ_CLRSPC_GRAY);
     image->x1 = picture.width;
     image->y1 = picture.height;
-    std::copy(picture.pixels.begin(), picture.pixels.end(), image->comps[0].data);
+    for (u32 i = 0; i < count; ++i) {
+        OPJ_INT32 *to = image->comps[i].data;
+        for (std::size_t from = i / 2; from < picture.pixels.size(); from += components[i].dx)
+            *to++ = i == 0 ? picture.pixels[from] : chroma_of(picture.pixels[from]);
+    }
     memory_file file;
     opj_codec_t *coder = opj_create_compress(OPJ_CODEC_J2K);
     opj_setup_encoder(coder, &wanted, image);
@@ -277,21 +292,22 @@ grey decode_jpeg2000(memory_file &file, const grey &like) {
     return result;
 }
 
+// Argument: with colour.
 void jpeg2000_encode(benchmark::State &state) {
     const grey picture = large_picture();
     for (auto _ : state)
-        benchmark::DoNotOptimize(encode_jpeg2000(picture, 1));
+        benchmark::DoNotOptimize(encode_jpeg2000(picture, 1, state.range(0) != 0));
 }
 
 void jpeg2000_decode(benchmark::State &state) {
     const grey picture = large_picture();
-    memory_file file = encode_jpeg2000(picture, 1);
+    memory_file file = encode_jpeg2000(picture, 1, state.range(0) != 0);
     for (auto _ : state)
         benchmark::DoNotOptimize(decode_jpeg2000(file, picture));
 }
 
-BENCHMARK(jpeg2000_encode)->Unit(benchmark::kMillisecond);
-BENCHMARK(jpeg2000_decode)->Unit(benchmark::kMillisecond);
+BENCHMARK(jpeg2000_encode)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(jpeg2000_decode)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 #endif
 
 // PSNR at 0.5 and 1.0 bits a pixel, all headers included.
@@ -323,6 +339,72 @@ BENCHMARK_CAPTURE(table, camera, "camera")->Iterations(1)->Unit(benchmark::kMill
 BENCHMARK_CAPTURE(table, astronaut, "astronaut")->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(table, coffee, "coffee")->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(table, chelsea, "chelsea")->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// The same of YUV 4:2:2 beside JPEG 4:2:2, over all three components.
+double psnr_of_bytes(u32 a, u32 b) {
+    const tVIQ_Image &one = *find_image(a);
+    const tVIQ_Image &other = *find_image(b);
+    double sum = 0;
+    const std::size_t line = std::size_t{2} * one.width;
+    for (u32 y = 0; y < one.height; ++y)
+        for (std::size_t x = 0; x < line; ++x) {
+            const int apart = one.data[std::size_t{y} * one.bytes_per_line + x] -
+                              other.data[std::size_t{y} * other.bytes_per_line + x];
+            sum += apart * apart;
+        }
+    return 10 * std::log10(65025.0 * static_cast<double>(line * one.height) / sum);
+}
+
+void colour_table(benchmark::State &state, const char *name) {
+    const scoped_image file;
+    const scoped_image yuv;
+    const std::string path = std::string(VIQ_SAMPLES_DIR) + "/" + name + ".bmp";
+    VIQ_image_set_infilename(file.handle, path.c_str());
+    if (VIQ_image_read(file.handle, 0, VIQ_STRIP_NEXT) != 0 ||
+        VIQ_convert_to_YUV422(file.handle, yuv.handle, VIQ_STRIP_NEXT) != 0) {
+        state.SkipWithError("no such sample");
+        return;
+    }
+    const grey size = {VIQ_get_width(yuv.handle), VIQ_get_height(yuv.handle), {}};
+    const auto wavelet_code = [&yuv](u16 type) {
+        return [&yuv, type](const grey &picture, u32 quality) {
+            const wavelet_image wavelet(type);
+            const scoped_image out;
+            VIQ_WVLT_set_Quality_factor(wavelet.handle, static_cast<u16>(quality));
+            VIQ_WVLT_compress(yuv.handle, wavelet.handle, VIQ_STRIP_NEXT);
+            bytes stream(VIQ_image_get_parameter(wavelet.handle, VIQ_PARAM_16) + 4096);
+            u32 length = 0;
+            VIQ_WVLT_buffer_write(wavelet.handle, stream.data(), &length, VIQ_STRIP_NEXT);
+            VIQ_WVLT_decompress(wavelet.handle, out.handle, VIQ_STRIP_NEXT);
+            return point{rate_of(picture, length), psnr_of_bytes(yuv.handle, out.handle)};
+        };
+    };
+    const auto jpeg_code = [&](const grey &picture, u32 quality) {
+        const u32 jpeg = VIQ_JPEG_image_create();
+        const scoped_image out;
+        VIQ_JPEG_set_Quality_factor(jpeg, static_cast<u16>(quality));
+        VIQ_JPEG_compress(file.handle, jpeg);
+        const Tjpeg &record = *static_cast<Tjpeg *>(VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG));
+        constexpr u32 header = 640; // of a stream with all its tables
+        const double rate = rate_of(picture, record.data_length + header);
+        VIQ_image_set_parameter(out.handle, VIQ_IMAGE_TYPE, VIQ_YUV422);
+        VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_NEXT);
+        VIQ_image_destroy(jpeg);
+        return point{rate, psnr_of_bytes(yuv.handle, out.handle)};
+    };
+    for (auto _ : state)
+        for (const double rate : {1.0, 2.0}) {
+            const std::string at = rate < 2 ? "@1.0" : "@2.0";
+            state.counters["small" + at] = distance_at(size, wavelet_code(1), rate, 20, 130);
+            state.counters["fast" + at] = distance_at(size, wavelet_code(0), rate, 20, 130);
+            state.counters["jpeg" + at] = distance_at(size, jpeg_code, rate, 2, 250);
+        }
+}
+
+BENCHMARK_CAPTURE(colour_table, astronaut, "astronaut")
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(colour_table, coffee, "coffee")->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // Arguments: type, pixel format. The qualities give about 1 bit a pixel of Y8.
 struct prepared {

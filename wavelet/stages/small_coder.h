@@ -1,9 +1,9 @@
 // The small packing: one symbol a place, in the chances of its class.
 //
-// Symbols are coded as shares of numbers; each place of a row has its own (a lane). The numbers
-// give off words of 16 bits as they grow and take them up as they shrink, so that a writer goes
-// backwards over what it has collected and a reader forwards. The chances of a class follow from
-// what it has held so far.
+// The coder is an asymmetric numeral system (rANS): symbols are coded as shares of numbers, its
+// states; each place of a row has its own (a lane). The numbers give off words of 16 bits as they
+// grow and take them up as they shrink, so that a writer goes backwards over what it has collected
+// and a reader forwards. The chances of a class follow from what it has held so far.
 #pragma once
 
 #include "wavelet/stages/band_scan.h"
