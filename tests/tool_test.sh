@@ -64,6 +64,7 @@ for coding in "" --small; do
 done
 expect 0 "" convert chelsea.bmp wave.dwt
 expect 0 "452 x 300" "$tool" info wave.dwt
+expect 0 "fast coding, components " "$tool" info wave.dwt
 expect 0 "" bash -c 'head -c 200 wave.dwt > cut.dwt'
 expect 2 "cut.dwt" convert cut.dwt out.bmp
 

@@ -8,6 +8,7 @@
 
 #include "tools/jpeg.h"
 #include "tools/pipeline.h"
+#include "tools/wavelet.h"
 
 namespace tool {
 
@@ -17,6 +18,8 @@ using json = nlohmann::ordered_json;
 
 json describe(const std::string &file);
 void print_line(const json &row);
+void print_jpeg(const json &row);
+void print_wavelet(const json &row);
 
 } // namespace
 
@@ -62,6 +65,12 @@ json describe(const std::string &file) {
         row["frames"] = facts.frames;
         row["quality_factor"] = std::round(facts.quality * 10) / 10;
     }
+    if (code == VIQ_FILE_WAVELET) {
+        const wavelet_facts facts = wavelet_facts_of(file);
+        row["coding"] = facts.small ? "small" : "fast";
+        row["component_bytes"] = facts.component_bytes;
+        row["settings_bytes"] = facts.settings_bytes;
+    }
     std::error_code none;
     row["file_bytes"] = std::filesystem::file_size(file, none);
     return row;
@@ -77,8 +86,13 @@ void print_line(const json &row) {
                 row["width"].get<unsigned>(), row["height"].get<unsigned>(),
                 row["pixel_format"].get<std::string>().c_str(), palette.c_str(),
                 row["bits_per_pixel"].get<unsigned>(), row["file_bytes"].get<unsigned long long>());
-    if (!row.contains("frames"))
-        return;
+    if (row.contains("frames"))
+        print_jpeg(row);
+    if (row.contains("coding"))
+        print_wavelet(row);
+}
+
+void print_jpeg(const json &row) {
     std::string sampling;
     for (const auto &factors : row["sampling"])
         sampling += (sampling.empty() ? "" : " ") + factors.get<std::string>();
@@ -87,6 +101,15 @@ void print_line(const json &row) {
                 sampling.c_str(), row["quantisation_tables"].get<unsigned>(),
                 row["huffman_tables"].get<unsigned>(), row["frames"].get<unsigned>(),
                 row["quality_factor"].get<double>());
+}
+
+void print_wavelet(const json &row) {
+    std::string bytes;
+    for (const auto &component : row["component_bytes"])
+        bytes += (bytes.empty() ? "" : " + ") + std::to_string(component.get<u32>());
+    std::printf("  %s coding, components %s bytes, settings %u bytes\n",
+                row["coding"].get<std::string>().c_str(), bytes.c_str(),
+                row["settings_bytes"].get<unsigned>());
 }
 
 } // namespace

@@ -1,5 +1,8 @@
 #include "tools/wavelet.h"
 
+#include <array>
+#include <fstream>
+
 namespace tool {
 
 namespace {
@@ -24,6 +27,23 @@ image read_wavelet(const std::string &file) {
         check(decode(file, small_coding, out), file);
     }
     return out;
+}
+
+wavelet_facts wavelet_facts_of(const std::string &file) {
+    std::array<char, 28> head = {};
+    std::ifstream(file, std::ios::binary).read(head.data(), head.size());
+    const auto number = [&head](std::size_t at, std::size_t bytes) {
+        u32 value = 0;
+        while (bytes-- > 0)
+            value = value << 8 | static_cast<unsigned char>(head[at + bytes]);
+        return value;
+    };
+    const bool small = VIQ_IS_ERROR(decode(file, fast_coding, image()));
+    forget_report();
+    wavelet_facts facts = {small, {}, number(26, 2)};
+    for (u32 i = 0; i < number(8, 2); ++i)
+        facts.component_bytes.push_back(number(10 + std::size_t{4} * i, 4));
+    return facts;
 }
 
 void write_wavelet(u32 picture, const wavelet_options &options, const std::string &path,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/image.h"
 
@@ -17,6 +18,15 @@ bool is_wavelet(const std::string &file);
 
 // A file does not name its coding; both are tried.
 image read_wavelet(const std::string &file);
+
+// What the head of a file says, and which coding it turned out to have.
+struct wavelet_facts {
+    bool small;
+    std::vector<u32> component_bytes; // of coded data
+    u32 settings_bytes;
+};
+
+wavelet_facts wavelet_facts_of(const std::string &file);
 
 // Codes the image, which holds a whole picture, and writes it.
 void write_wavelet(u32 picture, const wavelet_options &options, const std::string &path,
