@@ -52,7 +52,7 @@ void narrow(const i16 *__restrict samples, u8 *__restrict bytes, u32 count) {
 
 void spread(const u8 *__restrict from, u8 *__restrict to, u32 step, u32 count) {
     if (step == 1)
-        std::memcpy(to, from, count);
+        std::copy_n(from, count, to);
     else
         for (u32 i = 0; i < count; ++i)
             to[std::size_t{step} * i] = from[i];
