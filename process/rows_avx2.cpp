@@ -392,20 +392,30 @@ byte_range range_blocks(const u8 *source, u32 bytes) {
     return range;
 }
 
+// Each byte of a pixel adds up in a word of its own, for as many blocks as words can hold.
 void sum_hsi_blocks(const u8 *source, u32 pixels, u64 (&sums)[3]) {
-    bytes32 by_byte[4] = {};
-    u32 x = 0;
-    for (; x + 8 <= pixels; x += 8) {
-        const bytes32 v = load32(source + std::size_t{4} * x);
-        for (u32 n = 0; n < 4; ++n)
-            by_byte[n] = _mm256_add_epi64(
-                by_byte[n], sum_of_bytes(_mm256_and_si256(
-                                v, _mm256_set1_epi32(static_cast<i32>(0xFFu << 8 * n)))));
+    constexpr u32 block = 8;
+    constexpr u32 most_pixels = 257 * block;
+    const u32 whole = pixels - pixels % block;
+    for (u32 x = 0; x < whole;) {
+        const u32 end = whole - x < most_pixels ? whole : x + most_pixels;
+        bytes32 low = _mm256_setzero_si256();
+        bytes32 high = _mm256_setzero_si256();
+        for (; x < end; x += block) {
+            const bytes32 v = load32(source + std::size_t{4} * x);
+            low = _mm256_add_epi16(low, _mm256_and_si256(v, _mm256_set1_epi16(0xFF)));
+            high = _mm256_add_epi16(high, _mm256_srli_epi16(v, 8));
+        }
+        alignas(32) u16 words[2][2 * block];
+        _mm256_store_si256(reinterpret_cast<bytes32 *>(words[0]), low);
+        _mm256_store_si256(reinterpret_cast<bytes32 *>(words[1]), high);
+        for (u32 n = 0; n < 2 * block; n += 2) {
+            sums[0] += words[0][n] + (u64{words[1][n]} << 8);
+            sums[1] += words[0][n + 1];
+            sums[2] += words[1][n + 1];
+        }
     }
-    sums[0] += sum64(by_byte[0]) + (sum64(by_byte[1]) << 8);
-    sums[1] += sum64(by_byte[2]);
-    sums[2] += sum64(by_byte[3]);
-    sum_hsi_loop(source + std::size_t{4} * x, pixels - x, sums);
+    sum_hsi_loop(source + std::size_t{4} * whole, pixels - whole, sums);
 }
 
 // Sixteen samples without their lowest bits and 128, as words.
