@@ -28,7 +28,7 @@ quantiser quantiser_of(u32 first, u32 step) {
 // 8 lines of 16 pixels of YUV 4:2:2: noise, extremes, gradients, a single bright sample.
 using pixel_rows = std::array<u8, 8 * 32>;
 
-pixel_rows make_pixels(int kind) {
+pixel_rows make_pixels(u32 kind) {
     pixel_rows rows = {};
     for (u32 i = 0; i < rows.size(); ++i)
         switch (kind % 5) {
@@ -39,7 +39,7 @@ pixel_rows make_pixels(int kind) {
             rows[i] = random(0, 1) != 0 ? 255 : 0;
             break;
         case 2:
-            rows[i] = static_cast<u8>(i % 32 * random(3, 4) + i / 32 * 9);
+            rows[i] = static_cast<u8>(i % 32 * static_cast<u32>(random(3, 4)) + i / 32 * 9);
             break;
         case 3:
             rows[i] = static_cast<u8>(kind * 3);
@@ -67,7 +67,7 @@ WITH_EVERY_SET(JpegKernels);
 
 TEST_P(JpegKernels, ForwardIsThePlainOneAndTheCosineTransform) {
     const block_kernels &kernels = current_blocks();
-    for (int kind = 0; kind < 400; ++kind) {
+    for (u32 kind = 0; kind < 400; ++kind) {
         SCOPED_TRACE(kind);
         const pixel_rows pixels = make_pixels(kind);
         const quantiser tables[2] = {quantiser_of(kind % 3 == 0 ? 1 : kind % 200 + 1, kind % 4),
@@ -99,14 +99,14 @@ TEST_P(JpegKernels, ForwardIsThePlainOneAndTheCosineTransform) {
 TEST_P(JpegKernels, InverseIsThePlainOneAndTheCosineTransform) {
     const block_kernels &kernels = current_blocks();
     u32 handled = 0;
-    for (int round = 0; round < 600; ++round) {
+    for (u32 round = 0; round < 600; ++round) {
         SCOPED_TRACE(round);
         const quantiser table = quantiser_of(round % 2 != 0 ? 1 : round % 30 + 1, round % 2);
         const int limit = round % 7 == 0 ? 1023 : round % 7 == 1 ? 32767 : 40;
         block_pair pair = {};
         for (u32 i = 0; i < 2; ++i) {
             pair.coefficients[i][0] = static_cast<i16>(random(-700, 700));
-            for (int n = 0; n < round % 40; ++n)
+            for (u32 n = 0; n < round % 40; ++n)
                 pair.coefficients[i][random(1, 63)] = static_cast<i16>(random(-limit, limit));
         }
         sample_pair got, plain;

@@ -21,18 +21,22 @@ std::size_t find_marker(const bytes &stream, u8 marker) {
     return at;
 }
 
+bytes part_of(const bytes &stream, std::size_t from, std::size_t size) {
+    return {stream.data() + from, stream.data() + from + size};
+}
+
 TEST(JpegStream, HasTheSegmentsOfAGreyPicture) {
     const bytes stream = scene_stream(VIQ_Y8, 19, 10);
     const bytes head = bytes{0xFF, 0xD8, 0xFF, 0xE0, 0, 16} + text("JFIF") +
                        bytes{0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFE, 0, 41} + bytes(32, ' ') +
                        text("VRN VIQ") + bytes{0xFF, 0xDB, 0, 132, 0, 16, 11, 12};
-    EXPECT_EQ(bytes(stream.begin(), stream.begin() + std::ptrdiff_t(head.size())), head);
+    EXPECT_EQ(part_of(stream, 0, head.size()), head);
     const std::size_t sof = find_marker(stream, 0xC0);
     const bytes frame = {0xFF, 0xC0, 0, 11, 8, 0, 10, 0, 19, 1, 1, 0x11, 0, 0xFF, 0xC4, 1, 0xA2};
-    EXPECT_EQ(bytes(stream.begin() + sof, stream.begin() + sof + frame.size()), frame);
+    EXPECT_EQ(part_of(stream, sof, frame.size()), frame);
     const std::size_t sos = find_marker(stream, 0xDA);
     const bytes scan = {0xFF, 0xDA, 0, 8, 1, 1, 0, 0, 63, 0};
-    EXPECT_EQ(bytes(stream.begin() + sos, stream.begin() + sos + scan.size()), scan);
+    EXPECT_EQ(part_of(stream, sos, scan.size()), scan);
     EXPECT_EQ(bytes(stream.end() - 2, stream.end()), (bytes{0xFF, 0xD9}));
 }
 
@@ -40,10 +44,10 @@ TEST(JpegStream, HasTheComponentsOfAColourPicture) {
     const bytes stream = scene_stream(VIQ_RGB24, 19, 10);
     const bytes frame = {3, 1, 0x21, 0, 2, 0x11, 1, 3, 0x11, 1};
     const std::size_t sof = find_marker(stream, 0xC0) + 9;
-    EXPECT_EQ(bytes(stream.begin() + sof, stream.begin() + sof + frame.size()), frame);
+    EXPECT_EQ(part_of(stream, sof, frame.size()), frame);
     const bytes scan = {0, 12, 3, 1, 0, 2, 0x11, 3, 0x11, 0, 63, 0};
     const std::size_t sos = find_marker(stream, 0xDA) + 2;
-    EXPECT_EQ(bytes(stream.begin() + sos, stream.begin() + sos + scan.size()), scan);
+    EXPECT_EQ(part_of(stream, sos, scan.size()), scan);
 }
 
 TEST(JpegStream, FilesAndBuffersCarryTheSame) {
