@@ -2,7 +2,10 @@
 // places.
 #pragma once
 
+#include <bit>
 #include <cstdio>
+#include <cstring>
+#include <type_traits>
 
 #include "core/types.h"
 
@@ -10,6 +13,8 @@ namespace viq {
 
 // A null address or stream reads as 0 or as the end of the stream, and takes nothing.
 enum class endian { little, big };
+constexpr endian host_order =
+    std::endian::native == std::endian::little ? endian::little : endian::big;
 
 // Bits to shift byte `index` of a value of `size` bytes to its place.
 constexpr unsigned byte_shift(endian order, unsigned size, unsigned index) {
@@ -17,9 +22,17 @@ constexpr unsigned byte_shift(endian order, unsigned size, unsigned index) {
 }
 
 template <class Value> Value load(const u8 *bytes, endian order) {
-    u32 value = 0;
-    for (unsigned i = 0; bytes != nullptr && i < sizeof(Value); ++i)
-        value |= u32{bytes[i]} << byte_shift(order, sizeof(Value), i);
+    if (bytes == nullptr)
+        return 0;
+    if (order == host_order) {
+        Value value;
+        std::memcpy(&value, bytes, sizeof value);
+        return value;
+    }
+    using wide = std::conditional_t<(sizeof(Value) > sizeof(u32)), u64, u32>;
+    wide value = 0;
+    for (unsigned i = 0; i < sizeof(Value); ++i)
+        value |= wide{bytes[i]} << byte_shift(order, sizeof(Value), i);
     return static_cast<Value>(value);
 }
 

@@ -1,7 +1,6 @@
 #include "files/stream.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "core/geometry.h"
@@ -20,9 +19,6 @@
 namespace viq {
 
 namespace {
-
-constexpr endian host_order =
-    std::endian::native == std::endian::little ? endian::little : endian::big;
 
 u32 begin_writing(const strip_call &call);
 u32 write_strip(const strip_call &call);

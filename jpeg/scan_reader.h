@@ -17,8 +17,6 @@ struct scan_layout {
     bool colour;
 };
 
-constexpr u32 most_pairs = 3;
-
 struct decoded_pair {
     block_pair blocks; // the masks are 0 where a block has nothing but DC
     i32 dc[2];

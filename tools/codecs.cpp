@@ -1,8 +1,7 @@
 #include "tools/codecs.h"
 
 #include "tools/compare.h"
-#include "tools/pipeline.h"
-#include "tools/process.h"
+#include "tools/convert.h"
 
 namespace tool {
 
@@ -71,11 +70,9 @@ std::vector<shot> codec_shots(const photograph &photo, const fs::path &from, con
 namespace {
 
 coded_picture code(const fs::path &from, const fs::path &to, const ladder &codec, u16 quality) {
-    const file_kind &kind = kind_of_path(to.string());
-    route way = route_from(read_header(from.string()));
-    extend_to_any(way, kind.accepts, from.string());
-    run_to_file({from.string(), 0, way.steps}, kind, to.string(),
-                {quality, {.quality = quality, .small = codec.small}});
+    convert({.in = from.string(),
+             .out = to.string(),
+             .coding = {quality, {.quality = quality, .small = codec.small}}});
     return {to, fs::file_size(to)};
 }
 
@@ -85,10 +82,7 @@ std::string shown(const fs::path &file, const ladder &codec) {
         return file.filename().string();
     fs::path bitmap = file;
     bitmap.replace_extension(".bmp");
-    const file_kind &kind = kind_of_path(bitmap.string());
-    route way = route_from(read_header(file.string()));
-    extend_to_any(way, kind.accepts, file.string());
-    run_to_file({file.string(), 0, way.steps}, kind, bitmap.string());
+    convert({.in = file.string(), .out = bitmap.string()});
     return bitmap.filename().string();
 }
 
@@ -119,19 +113,10 @@ u16 quality_of_size(const fs::path &from, const fs::path &to, const ladder &code
     return fits;
 }
 
-struct crop_size {
-    u32 width, height;
-};
-
-crop_size write_crop(const fs::path &from, const fs::path &to) {
-    const process_options cut = {.crop = "200,90,120,80", .replicate = "4"};
-    const image crop = process(run_to_memory({from.string(), 0, {}}), cut, from.string());
-    route way = route_from(picture_of(crop.handle));
-    way.whole = true;
-    const file_kind &kind = kind_of_path(to.string());
-    extend_to_any(way, kind.accepts, from.string());
-    run_to_file({from.string(), crop.handle, way.steps}, kind, to.string());
-    return {VIQ_get_width(crop.handle), VIQ_get_height(crop.handle)};
+void write_crop(const fs::path &from, const fs::path &to) {
+    convert({.in = from.string(),
+             .out = to.string(),
+             .process = {.crop = "200,90,120,80", .replicate = "4"}});
 }
 
 void add_crops(std::vector<shot> &shots, const std::string &name, const fs::path &from,
@@ -144,7 +129,8 @@ void add_crops(std::vector<shot> &shots, const std::string &name, const fs::path
         const u16 quality = most == 0 ? coarse_factor : quality_of_size(from, coded, codec, most);
         const std::uintmax_t bytes = code(from, coded, codec, quality).bytes;
         const std::string file = coded.stem().string() + ".bmp";
-        const crop_size size = write_crop(coded, folder / file);
+        write_crop(coded, folder / file);
+        const picture size = read_header((folder / file).string());
         shots.push_back({"JPEG and wavelet at equal size", codec.group,
                          codec.rung + std::to_string(quality) + ", PSNR of the whole picture", file,
                          bytes, size.width, size.height,

@@ -10,11 +10,11 @@
 namespace tool {
 
 struct convert_options {
-    std::string in, out;
-    std::string format; // pixel format on the way, empty for the picture's own
+    std::string in = {}, out = {};
+    std::string format = {}; // pixel format on the way, empty for the picture's own
     u32 lines = 64;
-    coding_options coding;
-    process_options process;
+    coding_options coding = {};
+    process_options process = {};
 };
 
 int convert(const convert_options &options);

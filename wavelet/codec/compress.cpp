@@ -12,14 +12,9 @@ namespace {
 constexpr const char *name = "VIQ_WVLT_compress";
 
 u32 make_chains(wavelet_record &record);
-void release_chains(wavelet_record &record);
 u32 check_source(const tVIQ_Image &source, wavelet_record &record, u32 &type, u16 &components);
 u32 push_settings(wavelet_record &record, const tVIQ_Image &source);
 u32 run_components(wavelet_record &record, tVIQ_Image &target, u16 components, u32 &status);
-
-u32 report_status(u32 status, const char *message) {
-    return report(name, low_word(status) | VIQ_ERR_INTERNAL, message);
-}
 
 u32 set_component(const wavelet_record &record, u32 component) {
     return set_module(record.compressor_chain, id_component, sizeof component, &component);
@@ -45,7 +40,7 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
     if (is_error(code))
         return code;
     if (mode == VIQ_STRIP_FINISH)
-        release_chains(*record);
+        release_compressor(*record);
     if (mode != VIQ_STRIP_NEXT)
         return success;
 
@@ -67,7 +62,7 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
     output_description output = {};
     u32 status = describe_output(record->compressor_chain, output);
     if (failed(status))
-        return report_status(status, "No image info");
+        return report_status(name, status, "No image info");
     code = describe_image(target, output);
     if (is_error(code))
         return code;
@@ -76,7 +71,7 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
         record->stream.clear();
         record->stream_length = 0;
         target.bytes_per_line = target.height = target.width = 0;
-        return is_error(code) ? code : report_status(status, "Wavelet compressor failed");
+        return is_error(code) ? code : report_status(name, status, "Wavelet compressor failed");
     }
     record->components = components;
     if (target.height != 0)
@@ -96,19 +91,11 @@ u32 make_chains(wavelet_record &record) {
         status = create_module(&record.compressor_chain, level_shifter_id, sizeof stream_type,
                                &stream_type, record.compressor_codec);
     if (failed(status)) {
-        release_chains(record);
+        release_compressor(record);
         return report(name, VIQ_ERR_MEMORY, "");
     }
     record.settings_changed = true;
     return success;
-}
-
-void release_chains(wavelet_record &record) {
-    for (module_handle *chain : {&record.compressor_chain, &record.compressor_codec}) {
-        if (*chain != nullptr)
-            destroy_module(*chain);
-        *chain = nullptr;
-    }
 }
 
 u32 check_source(const tVIQ_Image &source, wavelet_record &record, u32 &type, u16 &components) {
@@ -149,7 +136,7 @@ u32 push_settings(wavelet_record &record, const tVIQ_Image &source) {
         const u32 status =
             set_module(record.compressor_chain, id_quality, sizeof record.quality, &record.quality);
         if (failed(status))
-            return report_status(status, "Wavelet compressor failed");
+            return report_status(name, status, "Wavelet compressor failed");
         record.settings_changed = false;
         record.gathered_width = source.width;
         record.gathered_height = source.height;

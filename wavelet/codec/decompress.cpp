@@ -29,10 +29,6 @@ u32 report_unsupported() {
     return report(name, VIQ_ERR_UNSUPPORTED, "Unsupported source image type");
 }
 
-u32 report_status(u32 status, const char *message) {
-    return report(name, low_word(status) | VIQ_ERR_INTERNAL, message);
-}
-
 // A released chain is no instance any more.
 module_handle chain_of(const wavelet_record &record) {
     return record.decompressor_released ? nullptr : record.decompressor_chain;
@@ -82,7 +78,7 @@ u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
     if (is_error(code) || failed(status)) {
         VIQ_image_free_data(hOutImage);
         out.bytes_per_line = out.height = out.width = 0;
-        return is_error(code) ? code : report_status(status, "Wavelet decompressor failed");
+        return is_error(code) ? code : report_status(name, status, "Wavelet decompressor failed");
     }
     return check_image(name, hOutImage);
 }
@@ -102,11 +98,7 @@ void release_chain(wavelet_record &record) {
     if (!record.decompressor_released)
         destroy_module(record.decompressor_chain);
     record.decompressor_released = true;
-    for (module_handle *chain : {&record.compressor_chain, &record.compressor_codec}) {
-        if (*chain != nullptr)
-            destroy_module(*chain);
-        *chain = nullptr;
-    }
+    release_compressor(record);
 }
 
 u32 load_settings(wavelet_record &record, u32 component) {
@@ -125,7 +117,7 @@ u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage) {
     output_description output = {};
     const u32 status = describe_output(chain_of(record), output);
     if (failed(status))
-        return report_status(status, "No image info");
+        return report_status(name, status, "No image info");
     const bool grey = record.source_format == VIQ_Y8;
     if (!grey && !is_colour(record))
         return report_unsupported();

@@ -95,11 +95,19 @@ u32 open_record(const char *function, u32 handle, wavelet_record *&record) {
 void destroy_record(void *carried) {
     auto *record = static_cast<wavelet_record *>(carried);
     record->magic = 0;
-    destroy_chain(record->compressor_chain);
-    destroy_chain(record->compressor_codec);
+    release_compressor(*record);
     if (!record->decompressor_released)
         destroy_chain(record->decompressor_chain);
     delete record;
+}
+
+void release_compressor(wavelet_record &record) {
+    destroy_chain(record.compressor_chain);
+    destroy_chain(record.compressor_codec);
+}
+
+u32 report_status(const char *function, u32 status, const char *message) {
+    return report(function, low_word(status) | VIQ_ERR_INTERNAL, message);
 }
 
 u32 gather_settings(wavelet_record &record) {
@@ -107,7 +115,7 @@ u32 gather_settings(wavelet_record &record) {
     u32 size = 0;
     u32 status = query_module(record.compressor_chain, id_settings, &size, nullptr);
     if (failed(status))
-        return report(name, low_word(status) | VIQ_ERR_INTERNAL, "Can't get settings size");
+        return report_status(name, status, "Can't get settings size");
     const std::size_t held = record.settings.size();
     if (!try_resize(record.settings, u64{held} + size))
         return report(name, VIQ_ERR_MEMORY, "");
@@ -115,7 +123,7 @@ u32 gather_settings(wavelet_record &record) {
         query_module(record.compressor_chain, id_settings, &size, record.settings.data() + held);
     if (failed(status)) {
         record.settings.resize(held);
-        return report(name, low_word(status) | VIQ_ERR_INTERNAL, "Can't get settings");
+        return report_status(name, status, "Can't get settings");
     }
     record.settings_loaded = false;
     return success;

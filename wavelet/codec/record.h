@@ -44,6 +44,12 @@ u32 open_record(const char *function, u32 handle, wavelet_record *&record);
 // one goes.
 void destroy_record(void *record);
 
+// The compressor's two chains go; the next compression makes fresh ones.
+void release_compressor(wavelet_record &record);
+
+// The status of a module as an error of the library.
+u32 report_status(const char *function, u32 status, const char *message);
+
 // Appends what the compressor chain answers to the settings.
 u32 gather_settings(wavelet_record &record);
 

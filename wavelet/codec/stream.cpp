@@ -74,8 +74,7 @@ u32 VIQ_WVLT_file_write(u32 hWvlt, u16 wMode) {
     if (!put(header, header_size) || !put(record->settings.data(), settings_size(*record)) ||
         !put(record->stream.data(), record->stream_length))
         return report(name, VIQ_ERR_SYSTEM, "Disk full");
-    return std::fclose(file.release()) == 0 ? success
-                                            : report(name, VIQ_ERR_CLOSE, "Failed to close file");
+    return close_file(name, file);
 }
 
 u32 VIQ_WVLT_file_read(u32 hWvlt) {

@@ -1,8 +1,8 @@
 // Each instruction set includes this text into an unnamed namespace of its own source.
 #include <algorithm>
 
+#include "core/byte_order.h"
 #include "wavelet/stages/fast_reading.h"
-#include "wavelet/stages/packing.h"
 
 namespace viq {
 
@@ -22,7 +22,8 @@ void read_class(pack_place &place, fast_class &item, const u16 *list, u32 count,
         outcome += found->outcome;
         i += found->ends;
         found = book + *at.symbol++;
-        const u64 window = load_64(at.bytes + std::min(at.bit, at.end) / 8) >> (at.bit % 8);
+        const u64 window =
+            load<u64>(at.bytes + std::min(at.bit, at.end) / 8, endian::little) >> (at.bit % 8);
         at.bit += found->bits;
         i += found->run + (static_cast<u32>(window) & found->run_mask);
         const auto rest = static_cast<u32>(window >> found->run_bits);

@@ -144,10 +144,7 @@ struct bit_source {
 
     void fill() {
         if (size >= 8 && position <= size - 8) {
-            u64 more = 0;
-            for (u32 i = 0; i < 8; ++i)
-                more = more << 8 | start[position + i];
-            window |= more >> held;
+            window |= load<u64>(start + position, endian::big) >> held;
             position += (63 - held) / 8;
             held |= 56;
             return;

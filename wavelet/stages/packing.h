@@ -5,8 +5,6 @@
 // has them), then bytes of bits.
 #pragma once
 
-#include <bit>
-
 #include "wavelet/framework/link.h"
 
 namespace viq {
@@ -21,17 +19,6 @@ inline pack_head head_of(const u8 *pack) {
     pack_head head;
     std::memcpy(&head, pack, sizeof head);
     return head;
-}
-
-// The lowest byte first.
-inline u64 load_64(const u8 *bytes) {
-    u64 value = 0;
-    if constexpr (std::endian::native == std::endian::little)
-        std::memcpy(&value, bytes, sizeof value);
-    else
-        for (u32 i = 0; i < sizeof value; ++i)
-            value |= u64{bytes[i]} << (8 * i);
-    return value;
 }
 
 // Starts a pack with its head; false when memory runs out.

@@ -279,13 +279,10 @@ struct word_source {
     const u8 *next;
 
     void refill(u32 &number) {
-        u16 word;
-        std::memcpy(&word, next, sizeof word);
-        if constexpr (std::endian::native == std::endian::big)
-            word = static_cast<u16>(word >> 8 | word << 8);
+        const u32 word = load<u16>(next, endian::little);
         const u32 shrunk = number < first_number ? 1 : 0;
         number = number << (16 * shrunk) | (word & (0 - shrunk));
-        next += std::size_t{shrunk} * sizeof word;
+        next += std::size_t{shrunk} * sizeof(u16);
     }
 
     u32 plain_bits(u32 &number, u32 bits) {
