@@ -1,5 +1,6 @@
 // Wavelet images as a user meets them: round trips, streams, errors, damage.
 #include <cmath>
+#include <filesystem>
 
 #include "tests/support.h"
 
@@ -201,6 +202,38 @@ TEST(wavelet_codec, released_decompressor_fails_cleanly) {
     EXPECT_OK(VIQ_WVLT_decompress(wavelet, out, 4));
     EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x10070000, "Unsupported source image type");
     EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 3));
+}
+
+TEST(wavelet_codec, streams_that_lack_something_are_reported) {
+    const picture source(VIQ_Y8, 64, 64);
+    paint(source);
+    const wavelet_image wavelet(1);
+    const picture out;
+    bytes stream = compress(source, 1, 300);
+    stream.resize(stream.size() - 40);
+    EXPECT_OK(VIQ_WVLT_buffer_read(wavelet, stream.data(), static_cast<u32>(stream.size())));
+    EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x10025201, "Wavelet decompressor failed");
+    EXPECT_EQ(out->height, 0u);
+    EXPECT_EQ(out->data, nullptr);
+
+    // Without settings there is nothing to decompress by, and no compressor to ask for them.
+    stream[26] = stream[27] = 0;
+    EXPECT_OK(VIQ_WVLT_buffer_read(wavelet, stream.data(), static_cast<u32>(stream.size())));
+    EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x100b0000,
+                 "Decompressor settings not loaded");
+    u32 count = 0;
+    EXPECT_REPORT(VIQ_WVLT_buffer_write(wavelet, stream.data(), &count, 3), "GetSettings",
+                  0x1002fb01, "Can't get settings size");
+
+    if (!std::filesystem::exists("/dev/full"))
+        return;
+    const wavelet_image full(0);
+    EXPECT_OK(VIQ_WVLT_set_Quality_factor(full, 400));
+    const picture large(VIQ_Y8, 256, 256);
+    paint(large);
+    EXPECT_OK(VIQ_WVLT_compress(large, full, 3));
+    EXPECT_OK(VIQ_image_set_outfilename(full, "/dev/full"));
+    EXPECT_ERROR(VIQ_WVLT_file_write(full, 3), 0x100d0000, "Disk full");
 }
 
 TEST(wavelet_codec, bad_calls_are_refused) {
