@@ -31,6 +31,8 @@ u32 VIQ_CK_create(void) {
 }
 
 u32 VIQ_CK_destroy(u32 hCK) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     for (u32 n = 0; n < key_slots; ++n)
         if (hCK == n + 1 || hCK == VIQ_ALL_IMAGES)
             slots[n].reset();

@@ -32,6 +32,8 @@ u32 VIQ_cmap_set_type(u32 hImage, u16 wType) {
     tVIQ_Image *image = find_mapped(name, hImage, code);
     if (image == nullptr)
         return code;
+    if (is_frozen(*image))
+        return report_unchangeable(name, hImage);
     tVIQ_Colour *map = image->colourmap;
     switch (wType) {
     case VIQ_CMAP_BLACK:
@@ -64,6 +66,8 @@ u32 VIQ_cmap_set_colour(u32 hImage, u16 wIndex, u16 wColour) {
     tVIQ_Colour *entry = find_entry(name, hImage, wIndex, code);
     if (entry == nullptr)
         return code;
+    if (is_frozen(*find_image(hImage)))
+        return report_unchangeable(name, hImage);
     if (wColour >= named_colour_count)
         return report(name, VIQ_ERR_UNSUPPORTED, "Unrecognised colour");
     const named_colour &colour = named_colours[wColour];
@@ -72,11 +76,15 @@ u32 VIQ_cmap_set_colour(u32 hImage, u16 wIndex, u16 wColour) {
 }
 
 u32 VIQ_cmap_set_RGB_colour(u32 hImage, u16 wIndex, u8 bRed, u8 bGreen, u8 bBlue) {
+    constexpr const char *name = "VIQ_cmap_set_RGB_colour";
     u32 code = success;
-    tVIQ_Colour *entry = find_entry("VIQ_cmap_set_RGB_colour", hImage, wIndex, code);
-    if (entry != nullptr)
-        set_entry(*entry, bRed, bGreen, bBlue);
-    return code;
+    tVIQ_Colour *entry = find_entry(name, hImage, wIndex, code);
+    if (entry == nullptr)
+        return code;
+    if (is_frozen(*find_image(hImage)))
+        return report_unchangeable(name, hImage);
+    set_entry(*entry, bRed, bGreen, bBlue);
+    return success;
 }
 
 u32 VIQ_cmap_get_RGB_colour(u32 hImage, u16 wIndex) {

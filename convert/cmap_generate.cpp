@@ -59,9 +59,9 @@ u32 VIQ_cmap_get_occurrences(u32 hImage, u16 wBin) {
 u32 VIQ_cmap_set_bits(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue, u8 bGrey) {
     constexpr const char *function = "VIQ_cmap_set_bits";
     constexpr int most_colour_bits = 12;
-    tVIQ_Image *image = find_image(hImage);
+    tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
-        return report_bad_handle(function);
+        return report_unchangeable(function, hImage);
     for (const u8 bits : {bRed, bGreen, bBlue, bGrey})
         if (bits < 1 || bits > 8)
             return report(function, VIQ_ERR_PARAMETER, "Bits of a colour must be 1 to 8");

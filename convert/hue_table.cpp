@@ -34,6 +34,8 @@ u32 VIQ_CK_generate_UV_to_hue_LUT(void) {
 }
 
 u32 VIQ_CK_destroy_UV_to_hue_LUT(void) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     std::vector<u16>().swap(hues);
     return success;
 }

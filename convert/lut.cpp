@@ -239,6 +239,8 @@ lut &table_of(const lut_rule &rule) {
 }
 
 u32 destroy(u16 type) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     table_of(*find_rule(type)) = {};
     return success;
 }

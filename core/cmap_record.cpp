@@ -31,7 +31,7 @@ tVIQ_CmapInfo *VIQ_cmap_create_info(void) {
 }
 
 u32 VIQ_cmap_destroy_info(u32 hImage) {
-    if (tVIQ_Image *image = find_image(hImage))
+    if (tVIQ_Image *image = find_image_to_change(hImage))
         destroy_cmap_info(*image);
     return success;
 }
@@ -43,6 +43,8 @@ u32 VIQ_cmap_copy(u32 hInImage, u32 hOutImage) {
         return report_bad_handle("VIQ_cmap_copy");
     if (in == out)
         return success;
+    if (is_frozen(*out))
+        return report_unchangeable("VIQ_cmap_copy", hOutImage);
     out->num_colours = in->num_colours;
     if (in->colourmap != nullptr && out->colourmap != nullptr && in->colourmap != out->colourmap)
         copy_colours(in->colourmap, out->colourmap);

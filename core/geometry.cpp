@@ -44,6 +44,8 @@ u32 VIQ_image_check(u32 hImage) {
     tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
         return VIQ_ERR_CORRUPT;
+    if (is_frozen(*image))
+        return VIQ_ERR_STATE;
     if (image->param_18 < 2)
         image->param_18 = 1;
     const u32 code = derive_line(*image);

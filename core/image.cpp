@@ -93,7 +93,10 @@ tVIQ_Colour *VIQ_image_create_cmap(void) {
 }
 
 u32 VIQ_image_destroy(u32 hImage) {
+    constexpr const char *name = "VIQ_image_destroy";
     if (hImage == VIQ_ALL_IMAGES) {
+        if (running_handlers() != 0)
+            return report(name, VIQ_ERR_STATE, "Images in use by the call that reports");
         for (u32 handle = 1; handle < handle_slots; ++handle)
             destroy_slot(handle);
         destroy_orphans();
@@ -104,13 +107,16 @@ u32 VIQ_image_destroy(u32 hImage) {
         free_scratch();
         return success;
     }
-    if (hImage == VIQ_ANY_IMAGE) {
+    if (hImage == VIQ_ANY_IMAGE && !called_by_handler()) {
         for (const tVIQ_Image *image : table.slots)
             if (image != nullptr)
                 return VIQ_ERR_INTERNAL;
         free_scratch();
         return success;
     }
+    const tVIQ_Image *image = find_image(hImage);
+    if (image != nullptr && is_frozen(*image))
+        return report_unchangeable(name, hImage);
     destroy_slot(hImage);
     return success;
 }
@@ -127,6 +133,21 @@ image_companion &companion(const tVIQ_Image &image) {
 
 u32 report_bad_handle(const char *function) {
     return report(function, VIQ_ERR_HANDLE, "");
+}
+
+bool is_frozen(const tVIQ_Image &image) {
+    return running_handlers() != 0 && companion(image).handler_depth < running_handlers();
+}
+
+tVIQ_Image *find_image_to_change(u32 handle) {
+    tVIQ_Image *image = find_image(handle);
+    return image != nullptr && is_frozen(*image) ? nullptr : image;
+}
+
+u32 report_unchangeable(const char *function, u32 handle) {
+    if (find_image(handle) == nullptr)
+        return report_bad_handle(function);
+    return report(function, VIQ_ERR_STATE, "Image in use by the call that reports");
 }
 
 bool replace_image(u32 handle, tVIQ_Image *image) {
@@ -167,10 +188,38 @@ bool has_lines(const tVIQ_Image &image, u64 lines) {
     return !owns_data(image) || size <= companion(image).buffer_size;
 }
 
+void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buffer) {
+    if ((image.flags & VIQ_FLAG_LOCKED) != 0 && callers_buffer != nullptr &&
+        callers_buffer != lock.not_locked)
+        lock.locked = callers_buffer;
+}
+
 void note_lock(tVIQ_Image &image) {
-    if ((image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr && !owns_data(image) &&
-        !holds_wavelet_record(image))
-        companion(image).callers_locked_data = true;
+    const bool callers = !owns_data(image) && !holds_wavelet_record(image);
+    note_lock(companion(image).lock, image, callers ? image.data : nullptr);
+    if (image.jpeg != nullptr && upper.jpeg_note_lock != nullptr)
+        upper.jpeg_note_lock(image);
+}
+
+void lock_by_caller(tVIQ_Image &image) {
+    companion(image).lock.not_locked = nullptr;
+    if (image.jpeg != nullptr && upper.jpeg_lock_by_caller != nullptr)
+        upper.jpeg_lock_by_caller(image);
+    note_lock(image);
+}
+
+void exempt_from_lock(tVIQ_Image &image) {
+    buffer_lock &lock = companion(image).lock;
+    if (image.data != lock.locked)
+        lock.not_locked = image.data;
+    if (image.jpeg != nullptr && upper.jpeg_exempt_from_lock != nullptr)
+        upper.jpeg_exempt_from_lock(image);
+}
+
+bool holds_locked_buffer(tVIQ_Image &image) {
+    note_lock(image);
+    return (image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr &&
+           image.data == companion(image).lock.locked;
 }
 
 void free_strip(tVIQ_Image &image) {
@@ -181,11 +230,11 @@ void free_strip(tVIQ_Image &image) {
         own.buffer_size = 0;
     } else if (holds_wavelet_record(image)) {
         destroy_wavelet(own);
-    } else if (image.data != nullptr && !own.callers_locked_data && !held_elsewhere(image)) {
+    } else if (image.data != nullptr && image.data != own.lock.locked && !held_elsewhere(image)) {
         std::free(image.data);
     }
     image.data = nullptr;
-    own.callers_locked_data = false;
+    own.lock = {};
 }
 
 void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
@@ -193,7 +242,7 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
     image_companion &to = companion(out);
     out.data = in.data;
     out.data_companion = in.data_companion;
-    to.callers_locked_data = from.callers_locked_data;
+    to.lock = from.lock;
     if (owns_data(in)) {
         std::free(to.buffer);
         to.buffer = from.buffer;
@@ -209,7 +258,7 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
     }
     in.data = nullptr;
     in.data_companion = 0;
-    from.callers_locked_data = false;
+    from.lock = {};
 }
 
 } // namespace viq
@@ -219,7 +268,9 @@ namespace {
 bool enter_image(u32 handle, tVIQ_Image *image) {
     if (image != nullptr) {
         try {
-            table.companions.try_emplace(image);
+            const auto [entry, entered] = table.companions.try_emplace(image);
+            if (entered)
+                entry->second.handler_depth = running_handlers();
         } catch (...) {
             return false;
         }

@@ -5,14 +5,25 @@
 
 namespace viq {
 
+// Which of an image's buffers is a caller's that the caller has locked. The flag alone does not say:
+// it is copied from image to image with the other parameters, and locks nothing there.
+struct buffer_lock {
+    const u8 *locked = nullptr;     // the buffer that a caller has locked
+    const u8 *not_locked = nullptr; // the buffer that was set when the flag was copied
+};
+
+// A lock takes effect when the flag meets a caller's buffer (null: none) and was not copied to it.
+void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buffer);
+
 // What the library remembers of an image beside the documented fields.
 struct image_companion {
     u8 *buffer = nullptr; // the strip buffer that the library allocated
     u64 buffer_size = 0;
     u16 buffer_format = 0; // what the buffer was last laid out for
     u32 buffer_line = 0;
-    bool callers_locked_data = false; // the data is a caller's buffer that has been locked
-    bool made_here = false;           // the library allocated the image object itself
+    buffer_lock lock;
+    bool made_here = false;      // the library allocated the image object itself
+    unsigned handler_depth = 0;  // error handlers that were running when the object was entered
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which setters accept, never lies behind the map
     u32 dib_option = 0;
@@ -24,6 +35,13 @@ constexpr u32 last_handle = 65535;
 
 // Null for 0, for handles that were never issued, and for empty slots.
 tVIQ_Image *find_image(u32 handle);
+
+// While an error handler runs, the call that reported still needs its images: an image that is older
+// than the report may be read, but not changed or destroyed.
+bool is_frozen(const tVIQ_Image &image);
+
+// The image, or null where there is none or it is frozen.
+tVIQ_Image *find_image_to_change(u32 handle);
 
 template <class Visit> void for_every_image(Visit visit) {
     for (u32 handle = 1; handle < handle_slots; ++handle)
@@ -41,6 +59,9 @@ void note_shared_pointers();
 
 u32 report_bad_handle(const char *function);
 
+// Why find_image_to_change gave nothing: no such image, or a frozen one.
+u32 report_unchangeable(const char *function, u32 handle);
+
 // The data is the library's own buffer, not one that a caller has set.
 bool owns_data(const tVIQ_Image &image);
 
@@ -53,8 +74,18 @@ bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other);
 // The image has data for so many of its lines, as far as the size of the buffer is known.
 bool has_lines(const tVIQ_Image &image, u64 lines);
 
-// The image's buffer belongs to a caller who has locked it: the library never frees it.
+// Gives effect to VIQ_FLAG_LOCKED where it meets a caller's buffer, which the library then never
+// frees. Callers may set the flag in the object itself, so that every user of the lock notes it.
 void note_lock(tVIQ_Image &image);
+
+// The caller sets the flag for what the image holds now, wherever the flag came from before.
+void lock_by_caller(tVIQ_Image &image);
+
+// The flag is about to be copied from another image: it locks nothing that the image holds.
+void exempt_from_lock(tVIQ_Image &image);
+
+// The data is a caller's buffer whose lock is in force: it stays in use.
+bool holds_locked_buffer(tVIQ_Image &image);
 
 // Frees what the companion says is the library's, and a caller's buffer that was never locked.
 void free_strip(tVIQ_Image &image);

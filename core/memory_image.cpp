@@ -57,12 +57,16 @@ u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode) {
 }
 
 u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     if (wMode == VIQ_STRIP_FINISH) {
         reading = {};
         return success;
     }
     if (wMode != VIQ_STRIP_NEXT)
         return success;
+    if (same_image(hMemory, hStrip))
+        return report_same_image(read_name);
     u32 code = check_image(read_name, hMemory, "Corrupt input image");
     if (is_error(code))
         return code;

@@ -68,9 +68,9 @@ template <class Visit> bool visit_field(tVIQ_Image &image, u16 id, Visit visit) 
 }
 
 u32 set_name(const char *function, u32 handle, char (tVIQ_Image::*field)[128], const char *name) {
-    tVIQ_Image *image = find_image(handle);
+    tVIQ_Image *image = find_image_to_change(handle);
     if (image == nullptr)
-        return report_bad_handle(function);
+        return report_unchangeable(function, handle);
     if (name == nullptr)
         return report_null(function);
     const std::size_t length = std::strlen(name);
@@ -89,9 +89,9 @@ template <class Value> Value field_or_zero(u32 handle, Value tVIQ_Image::*field)
 
 u32 VIQ_image_set_parameter(u32 hImage, u16 wId, u32 dwValue) {
     constexpr const char *name = "VIQ_image_set_parameter";
-    tVIQ_Image *image = find_image(hImage);
+    tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
-        return report_bad_handle(name);
+        return report_unchangeable(name, hImage);
     if (wId == VIQ_IMAGE_TYPE)
         return set_pixel_format(*image, dwValue);
     if (wId == VIQ_JPEG_PARAM) {
@@ -126,18 +126,23 @@ u32 VIQ_image_get_parameter(u32 hImage, u16 wId) {
 }
 
 u32 VIQ_image_set_flags(u32 hImage, u32 dwBits, u32 dwOn) {
+    constexpr const char *name = "VIQ_image_set_flags";
     const auto apply = [=](tVIQ_Image &image) {
         note_lock(image);
         image.flags = dwOn == 1 ? image.flags | dwBits : image.flags & ~dwBits;
-        note_lock(image);
+        if (dwOn == 1 && (dwBits & VIQ_FLAG_LOCKED) != 0)
+            lock_by_caller(image);
     };
     if (hImage == VIQ_ALL_IMAGES) {
-        for_every_image(apply);
+        for_every_image([&](tVIQ_Image &image) {
+            if (!is_frozen(image))
+                apply(image);
+        });
         return success;
     }
-    tVIQ_Image *image = find_image(hImage);
+    tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
-        return report_bad_handle("VIQ_image_set_flags");
+        return report_unchangeable(name, hImage);
     apply(*image);
     return success;
 }
@@ -151,13 +156,13 @@ u32 VIQ_image_get_flags(u32 hImage, u32 dwBits) {
 
 u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
     constexpr const char *name = "VIQ_image_set_ptr";
-    tVIQ_Image *image = find_image(hImage);
+    tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
-        return report_bad_handle(name);
+        return report_unchangeable(name, hImage);
     switch (wType) {
     case VIQ_PTR_DATA:
         if (image->data != pValue)
-            companion(*image).callers_locked_data = false;
+            companion(*image).lock = {};
         image->data = static_cast<u8 *>(pValue);
         note_lock(*image);
         return success;

@@ -18,6 +18,16 @@ constexpr std::size_t text_size = 512;
 
 tVIQ_ErrRecord records[module_count];
 
+unsigned reports_running = 0;
+
+// Also for a handler that ends by an exception.
+struct report_scope {
+    report_scope() { ++reports_running; }
+    report_scope(const report_scope &) = delete;
+    report_scope &operator=(const report_scope &) = delete;
+    ~report_scope() { --reports_running; }
+};
+
 struct class_text {
     u32 error_class;
     const char *text;
@@ -108,8 +118,15 @@ u32 VIQ_ErrHandlerDefault(u32 dwModule, const char *pszFunction, u32 dwCode,
 namespace viq {
 
 u32 report(const char *function, u32 code, const char *message) {
+    if (reports_running != 0)
+        return code;
+    const report_scope scope;
     VIQ_ErrProcess(library_module, function, code, message);
     return code;
+}
+
+unsigned running_handlers() {
+    return reports_running;
 }
 
 u32 report_no_memory(const char *function, u64 size, const char *message) {

@@ -5,8 +5,19 @@
 
 namespace viq {
 
-// Hands the failure to the installed handler under the library's module number; returns the code.
+// Passes the failure to the installed handler under the library's module number; returns the code.
+// Failures of calls that a handler makes are returned only: a handler that reports to itself would
+// not end.
 u32 report(const char *function, u32 code, const char *message);
+
+// Reports whose handler has not returned yet.
+unsigned running_handlers();
+
+// Operations on pixels and changes of shared tables are refused to a handler, because the call that
+// reported may be in the middle of one.
+inline bool called_by_handler() {
+    return running_handlers() != 0;
+}
 
 inline u32 low_word(u64 value) {
     return static_cast<u32>(value & 0xFFFF);

@@ -18,7 +18,10 @@ struct upper_seams {
     u32 (*jpeg_set_data_length)(tVIQ_Image &image, u32 length) = nullptr;
     void *(*jpeg_data_pointer)(const tVIQ_Image &image, u16 pointer_type) = nullptr;
     void (*jpeg_set_data_pointer)(tVIQ_Image &image, u16 pointer_type, void *value) = nullptr;
-    bool (*jpeg_holds_callers_data)(const tVIQ_Image &image) = nullptr; // locked
+    void (*jpeg_note_lock)(tVIQ_Image &image) = nullptr;
+    void (*jpeg_lock_by_caller)(tVIQ_Image &image) = nullptr;
+    void (*jpeg_exempt_from_lock)(tVIQ_Image &image) = nullptr;
+    bool (*jpeg_holds_locked_data)(tVIQ_Image &image) = nullptr;
     u8 *(*jpeg_identification)(tVIQ_Image &image) = nullptr;
     // wavelet images
     void (*wavelet_destroy_record)(void *record) = nullptr;

@@ -32,6 +32,8 @@ verdict decide(verdict (*step)(const strip_call &), const strip_call &call) {
 
 u32 run_conversion(const strip_operation &operation, u32 hInImage, u32 hOutImage, u16 command,
                    const void *arguments) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     u32 code = check_image(operation.name, hInImage, operation.corrupt);
     const strip_call call = make_call(operation, hInImage, hOutImage, arguments);
     const u32 lines = call.in != nullptr ? call.in->lines_per_strip : 0;
@@ -96,6 +98,8 @@ bool clip_last_strip(tVIQ_Image &image, u32 lines_done) {
 }
 
 u32 run_transfer(const strip_transfer &transfer, u32 hImage, u16 command, const void *arguments) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     const strip_call call = {nullptr, hImage, 0, find_image(hImage), nullptr, arguments};
     if (command == VIQ_STRIP_FINISH && !transfer.every_command_sends)
         return abandon(transfer, call);

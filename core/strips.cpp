@@ -14,8 +14,8 @@ using namespace viq;
 
 namespace {
 
-bool keeps_callers_buffer(const tVIQ_Image &image);
 u32 allocate(tVIQ_Image &image);
+u32 free_jpeg_data(u32 handle, const tVIQ_Image &image);
 bool fits(const image_companion &own, u64 size);
 u32 copy_strip(const tVIQ_Image &in, u32 hOutImage);
 u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *out);
@@ -27,7 +27,7 @@ bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out);
 u32 VIQ_image_malloc_a_strip(u32 hImage) {
     constexpr const char *name = "VIQ_image_malloc_a_strip";
     tVIQ_Image *image = find_image(hImage);
-    if (image != nullptr && keeps_callers_buffer(*image))
+    if (image != nullptr && !is_frozen(*image) && holds_locked_buffer(*image))
         return success;
     const u32 code = check_image(name, hImage);
     return is_error(code) ? code : allocate(*image);
@@ -42,14 +42,12 @@ void *VIQ_malloc_N_lines(u32 hImage, u32 dwLines) {
 }
 
 u32 VIQ_image_free_data(u32 hImage) {
-    tVIQ_Image *image = find_image(hImage);
+    tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
-        return report_bad_handle("VIQ_image_free_data");
+        return report_unchangeable("VIQ_image_free_data", hImage);
     if ((image->flags & VIQ_FLAG_LOCKED) == 0)
         free_strip(*image);
-    if (image->jpeg != nullptr && upper.jpeg_free_data != nullptr)
-        return upper.jpeg_free_data(hImage);
-    return success;
+    return free_jpeg_data(hImage, *image);
 }
 
 u32 VIQ_image_copy_parameters(u32 hInImage, u32 hOutImage) {
@@ -92,6 +90,8 @@ u32 VIQ_image_move(u32 hInImage, u32 hOutImage) {
     u32 code = demand_pair(name, in, out);
     if (is_error(code) || in == out)
         return code;
+    if (is_frozen(*in))
+        return report_unchangeable(name, hInImage);
     if ((in->flags & VIQ_FLAG_LOCKED) != 0)
         return report(name, VIQ_ERR_UNSUPPORTED, "locked memory can't be moved (in source image)");
     if ((out->flags & VIQ_FLAG_LOCKED) != 0)
@@ -111,9 +111,12 @@ u32 VIQ_image_move(u32 hInImage, u32 hOutImage) {
 namespace viq {
 
 void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
+    note_lock(out);
     const bool stays_locked =
-        companion(out).callers_locked_data ||
-        (upper.jpeg_holds_callers_data != nullptr && upper.jpeg_holds_callers_data(out));
+        (out.data != nullptr && out.data == companion(out).lock.locked) ||
+        (upper.jpeg_holds_locked_data != nullptr && upper.jpeg_holds_locked_data(out));
+    if ((in.flags & VIQ_FLAG_LOCKED) != 0)
+        exempt_from_lock(out);
     out.pixel_format = in.pixel_format;
     out.data_width = in.data_width;
     std::memcpy(out.spare_text, in.spare_text, sizeof out.spare_text);
@@ -131,30 +134,28 @@ void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
     out.param_23 = in.param_23;
     out.lines_per_strip = in.lines_per_strip;
     out.bytes_per_line = in.bytes_per_line;
-    note_lock(out);
 }
 
 u32 renew_strip(u32 handle, u32 line) {
-    tVIQ_Image *image = find_image(handle);
-    if (image != nullptr && !owns_data(*image)) {
-        const u32 code = VIQ_image_free_data(handle);
+    tVIQ_Image *image = find_image_to_change(handle);
+    if (image == nullptr)
+        return VIQ_image_malloc_a_strip(handle);
+    const bool keeps_buffer = holds_locked_buffer(*image);
+    if (!keeps_buffer && !owns_data(*image)) {
+        free_strip(*image);
+        const u32 code = free_jpeg_data(handle, *image);
         if (is_error(code))
             return code;
     }
-    if (image == nullptr || line == 0)
+    if (line == 0)
         return VIQ_image_malloc_a_strip(handle);
     image->bytes_per_line = line;
-    return keeps_callers_buffer(*image) ? success : allocate(*image);
+    return keeps_buffer ? success : allocate(*image);
 }
 
 } // namespace viq
 
 namespace {
-
-// A library buffer under an inherited lock is sized like any other.
-bool keeps_callers_buffer(const tVIQ_Image &image) {
-    return (image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr && !owns_data(image);
-}
 
 // Strips are zero-filled when they are allocated, and again when a buffer that fits is laid out for
 // other lines, so that padding never shows what another picture left.
@@ -180,12 +181,17 @@ u32 allocate(tVIQ_Image &image) {
         if (own.buffer == nullptr)
             return report_no_memory("VIQ_image_malloc_a_strip", size);
         own.buffer_size = size;
-        own.callers_locked_data = false;
+        own.lock = {};
         image.data = own.buffer;
     }
     own.buffer_format = image.pixel_format;
     own.buffer_line = image.bytes_per_line;
     return success;
+}
+
+u32 free_jpeg_data(u32 handle, const tVIQ_Image &image) {
+    const bool has_record = image.jpeg != nullptr && upper.jpeg_free_data != nullptr;
+    return has_record ? upper.jpeg_free_data(handle) : success;
 }
 
 // A buffer up to twice as large as wanted is kept: the shorter last strip of a picture does not
@@ -199,6 +205,8 @@ u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *ou
         return report(function, VIQ_ERR_HANDLE, "Input image does not exist");
     if (out == nullptr)
         return report(function, VIQ_ERR_HANDLE, "Output image does not exist");
+    if (is_frozen(*out))
+        return report(function, VIQ_ERR_STATE, "Output image in use by the call that reports");
     return success;
 }
 

@@ -66,6 +66,8 @@ u32 report_unrecognised(const char *function) {
 } // namespace
 
 u32 VIQ_image_read(u32 hImage, u32 hMemory, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     const source from = {hImage, hMemory};
     if (wMode == VIQ_STRIP_FINISH && reading.under_way)
         return finish_reading(from);

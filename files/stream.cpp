@@ -212,6 +212,8 @@ u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode) {
 }
 
 u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     read_state &state = *reader.state;
     if (mode == VIQ_STRIP_FINISH)
         return finish_reading(reader);

@@ -50,6 +50,8 @@ bool is_this_decode(const tVIQ_Image &image);
 } // namespace
 
 u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     if (wMode == VIQ_STRIP_FINISH && decode.under_way) {
         finish();
         return success;

@@ -24,6 +24,7 @@ struct record_companion {
     std::unique_ptr<u8[]> buffer; // the data that the library allocated
     u64 size = 0;
     u64 callers_room = 0;      // what a caller's buffer has to hold
+    buffer_lock lock;
     std::FILE *file = nullptr; // opened by the library
     bool made_here = false;
 };
@@ -35,6 +36,7 @@ bool owns(const Tjpeg &record);
 u64 usual_room(const tVIQ_Image &image);
 u32 allocate(const char *function, tVIQ_Image &image, u64 size);
 bool reallocate(Tjpeg &record, u64 size);
+void release_data(Tjpeg &record);
 void forget(Tjpeg &record);
 
 } // namespace
@@ -92,9 +94,9 @@ u32 VIQ_JPEG_set_image(u32 hInImage, u32 hJpegImage) {
 
 u32 VIQ_JPEG_get_parameter(u32 hImage, u16 wId) {
     constexpr const char *name = "VIQ_JPEG_get_parameter";
-    const Tjpeg *record = need_record(name, hImage);
+    const Tjpeg *record = find_record(hImage);
     if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+        return report_no_record(name, hImage);
     switch (wId) {
     case VIQ_JPEG_COMPONENTS:
         return record->components;
@@ -112,6 +114,8 @@ u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo) {
     Tjpeg *to = find_record(hTo);
     if (from == nullptr || to == nullptr)
         return report_bad_handle("VIQ_JPEG_copy_parameters");
+    if (is_frozen(*find_image(hTo)))
+        return report_unchangeable("VIQ_JPEG_copy_parameters", hTo);
     Tjpeg copy = *from;
     copy.file = to->file;
     copy.data = to->data;
@@ -155,9 +159,9 @@ u32 VIQ_JPEG_free_data(u32 hImage) {
 }
 
 u32 VIQ_JPEG_destroy_Tjpeg(u32 hImage) {
-    tVIQ_Image *image = find_image(hImage);
+    tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
-        return report_bad_handle("VIQ_JPEG_destroy_Tjpeg");
+        return report_unchangeable("VIQ_JPEG_destroy_Tjpeg", hImage);
     if (image->jpeg == nullptr)
         return success;
     const u32 code = VIQ_JPEG_free_data(hImage);
@@ -191,12 +195,21 @@ Tjpeg *find_record(u32 handle) {
 }
 
 Tjpeg *need_record(const char *function, u32 handle) {
+    const tVIQ_Image *image = find_image_to_change(handle);
+    if (image == nullptr || image->jpeg == nullptr) {
+        report_no_record(function, handle);
+        return nullptr;
+    }
+    return image->jpeg;
+}
+
+u32 report_no_record(const char *function, u32 handle) {
     const tVIQ_Image *image = find_image(handle);
     if (image == nullptr)
-        report_bad_handle(function);
-    else if (image->jpeg == nullptr)
-        report(function, VIQ_ERR_HANDLE, "Not a JPEG image");
-    return image != nullptr ? image->jpeg : nullptr;
+        return report_bad_handle(function);
+    if (image->jpeg == nullptr)
+        return report(function, VIQ_ERR_HANDLE, "Not a JPEG image");
+    return report_unchangeable(function, handle);
 }
 
 void take_file(Tjpeg &record, std::FILE *file) {
@@ -224,16 +237,17 @@ u64 data_room(const tVIQ_Image &image) {
     const record_companion *own = companion_of(record);
     if (own == nullptr)
         return 0;
-    return owns(record) ? own->size : std::max(own->callers_room, usual_room(image));
+    if (owns(record))
+        return own->size;
+    // The size of a buffer that was never locked is unknown.
+    return record.data == own->lock.locked ? std::max(own->callers_room, usual_room(image)) : 0;
 }
 
 bool grow_data(tVIQ_Image &image, u64 bytes) {
     if (bytes <= data_room(image))
         return true;
-    Tjpeg &record = *image.jpeg;
-    const bool ours = record.data == nullptr || owns(record);
-    return ours && bytes <= UINT32_MAX &&
-           reallocate(record, std::min<u64>(bytes + bytes / 2, UINT32_MAX));
+    return !holds_locked_data(image) && bytes <= UINT32_MAX &&
+           reallocate(*image.jpeg, std::min<u64>(bytes + bytes / 2, UINT32_MAX));
 }
 
 bool cut_data(tVIQ_Image &image) {
@@ -243,20 +257,35 @@ bool cut_data(tVIQ_Image &image) {
 void drop_data(tVIQ_Image &image) {
     Tjpeg &record = *image.jpeg;
     record.data_length = 0;
-    if (holds_callers_data(image))
+    if (holds_locked_data(image))
         return;
-    if (owns(record)) {
-        record_companion &own = *companion_of(record);
-        own.buffer.reset();
-        own.size = 0;
-    }
-    record.data = nullptr;
-    record.data_ptr = nullptr;
+    release_data(record);
 }
 
-bool holds_callers_data(const tVIQ_Image &image) {
-    return image.jpeg != nullptr && (image.flags & VIQ_FLAG_LOCKED) != 0 &&
-           image.jpeg->data != nullptr && !owns(*image.jpeg);
+bool holds_locked_data(tVIQ_Image &image) {
+    if (image.jpeg == nullptr || (image.flags & VIQ_FLAG_LOCKED) == 0 ||
+        image.jpeg->data == nullptr)
+        return false;
+    jpeg_note_lock(image);
+    const record_companion *own = companion_of(*image.jpeg);
+    return own != nullptr && image.jpeg->data == own->lock.locked;
+}
+
+void jpeg_note_lock(tVIQ_Image &image) {
+    const Tjpeg &record = *image.jpeg;
+    if (record_companion *own = companion_of(record))
+        note_lock(own->lock, image, owns(record) ? nullptr : record.data);
+}
+
+void jpeg_lock_by_caller(tVIQ_Image &image) {
+    if (record_companion *own = companion_of(*image.jpeg))
+        own->lock.not_locked = nullptr;
+}
+
+void jpeg_exempt_from_lock(tVIQ_Image &image) {
+    record_companion *own = companion_of(*image.jpeg);
+    if (own != nullptr && image.jpeg->data != own->lock.locked)
+        own->lock.not_locked = image.jpeg->data;
 }
 
 u32 jpeg_start_up() {
@@ -287,6 +316,8 @@ void jpeg_move_data(tVIQ_Image &from, tVIQ_Image &to) {
         given->size = 0;
     }
     taken->callers_room = given->callers_room;
+    taken->lock = given->lock;
+    given->lock = {};
     target.data = source.data;
     target.data_ptr = source.data_ptr;
     source.data = nullptr;
@@ -312,9 +343,13 @@ void jpeg_set_data_pointer(tVIQ_Image &image, u16 pointer_type, void *value) {
         record.data_ptr = static_cast<u8 *>(value);
         return;
     }
+    record_companion *own = companion_of(record);
+    if (own != nullptr && record.data != value)
+        own->lock = {};
     record.data = static_cast<u8 *>(value);
-    if (record_companion *own = companion_of(record))
+    if (own != nullptr)
         own->callers_room = 0;
+    jpeg_note_lock(image);
 }
 
 u8 *jpeg_identification(tVIQ_Image &image) {
@@ -351,16 +386,13 @@ u32 allocate(const char *function, tVIQ_Image &image, u64 size) {
     record_companion *own = companion_of(record);
     if (own == nullptr)
         return report_no_memory(function, size);
-    if (holds_callers_data(image)) {
+    if (holds_locked_data(image)) {
         own->callers_room = size;
         return success;
     }
     const bool fits = size <= own->size && own->size / 2 <= size;
     if (!owns(record) || !fits) {
-        own->buffer.reset();
-        own->size = 0;
-        record.data = nullptr;
-        record.data_ptr = nullptr;
+        release_data(record);
         if (size > UINT32_MAX || !reallocate(record, size))
             return report_no_memory(function, size);
     }
@@ -377,17 +409,42 @@ bool reallocate(Tjpeg &record, u64 size) {
     std::unique_ptr<u8[]> fresh(new (std::nothrow) u8[bytes + (bytes == 0)]);
     if (fresh == nullptr)
         return false;
-    const u64 kept = std::min(size, owns(record) ? own->size : 0);
+    const u64 present = owns(record) ? own->size : record.data != nullptr ? record.data_length : 0;
+    const u64 kept = std::min(size, present);
     if (kept != 0)
         std::memcpy(fresh.get(), record.data, static_cast<std::size_t>(kept));
     const bool inside = record.data != nullptr && record.data_ptr >= record.data &&
                         record.data_ptr <= record.data + kept;
     const auto place = inside ? record.data_ptr - record.data : 0;
+    release_data(record);
     own->buffer = std::move(fresh);
     own->size = size;
     record.data = own->buffer.get();
     record.data_ptr = record.data + place;
     return true;
+}
+
+// Frees the library's own buffer, and a caller's that was never locked, which has passed to the
+// library unless another record uses it as well.
+void release_data(Tjpeg &record) {
+    record_companion *own = companion_of(record);
+    const bool passed = own != nullptr && record.data != nullptr && !owns(record) &&
+                        record.data != own->lock.locked;
+    bool shared = false;
+    if (passed)
+        for_every_image([&](const tVIQ_Image &other) {
+            shared = shared || (other.jpeg != nullptr && other.jpeg != &record &&
+                                other.jpeg->data == record.data);
+        });
+    if (passed && !shared)
+        std::free(record.data);
+    if (own != nullptr) {
+        own->buffer.reset();
+        own->size = 0;
+        own->lock = {};
+    }
+    record.data = nullptr;
+    record.data_ptr = nullptr;
 }
 
 // A record or file that a caller has made stays the caller's.

@@ -13,6 +13,9 @@ Tjpeg *find_record(u32 handle);
 // The record, or null after the report that every function without one makes.
 Tjpeg *need_record(const char *function, u32 handle);
 
+// That report: no image, an image without a record, or one that an error handler may not change.
+u32 report_no_record(const char *function, u32 handle);
+
 // The record gets a file that the library has opened and closes with the record.
 void take_file(Tjpeg &record, std::FILE *file);
 
@@ -36,7 +39,7 @@ bool cut_data(tVIQ_Image &image);
 void drop_data(tVIQ_Image &image);
 
 // A caller's locked buffer, which stays where it is.
-bool holds_callers_data(const tVIQ_Image &image);
+bool holds_locked_data(tVIQ_Image &image);
 
 // What the seams of the image core are filled with.
 u32 jpeg_start_up();
@@ -46,5 +49,8 @@ u32 jpeg_set_data_length(tVIQ_Image &image, u32 length);
 void *jpeg_data_pointer(const tVIQ_Image &image, u16 pointer_type);
 void jpeg_set_data_pointer(tVIQ_Image &image, u16 pointer_type, void *value);
 u8 *jpeg_identification(tVIQ_Image &image);
+void jpeg_note_lock(tVIQ_Image &image);
+void jpeg_lock_by_caller(tVIQ_Image &image);
+void jpeg_exempt_from_lock(tVIQ_Image &image);
 
 } // namespace viq

@@ -68,7 +68,7 @@ u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
         return success;
     building = {};
     out.jpeg->data_ptr = out.jpeg->data;
-    return holds_callers_data(out) ? success : VIQ_JPEG_sequence_build(0, hJpegOut);
+    return holds_locked_data(out) ? success : VIQ_JPEG_sequence_build(0, hJpegOut);
 }
 
 u32 VIQ_JPEG_sequence_build(u32 hJpegFrame, u32 hJpegSequence) {
@@ -159,7 +159,7 @@ u32 VIQ_JPEG_sequence_extract_frame(u32 hJpegSequence, u32 hJpegFrame, u32 dwFra
     code = VIQ_image_copy_parameters(hJpegSequence, hJpegFrame);
     if (is_error(code))
         return code;
-    if (!holds_callers_data(frame))
+    if (!holds_locked_data(frame))
         frame.flags &= ~VIQ_FLAG_LOCKED;
     frame.param_18 = 1;
     frame.jpeg->data_length = 0;

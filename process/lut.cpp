@@ -53,6 +53,8 @@ void *VIQ_LUT_get_ptr(u32 hLut, u16 wMask) {
 }
 
 u32 VIQ_LUT_destroy(u32 hLut) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     for (u32 handle = 1; handle <= lut_slots; ++handle)
         if (hLut == handle || hLut == all_luts)
             slots[handle - 1].reset();

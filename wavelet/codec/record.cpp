@@ -89,6 +89,8 @@ wavelet_record *find_record(const tVIQ_Image *image) {
 
 u32 open_record(const char *function, u32 handle, wavelet_record *&record) {
     record = find_record(find_image(handle));
+    if (record != nullptr && is_frozen(*find_image(handle)))
+        return report_unchangeable(function, handle);
     return record != nullptr ? success : report(function, VIQ_ERR_HANDLE, "Not a WVLT image");
 }
 
