@@ -12,29 +12,32 @@ namespace {
 
 verdict refuse_mosaic_source(const strip_call &call);
 verdict refuse_map_source(const strip_call &call);
-verdict raise_map_source(const strip_call &call);
+void take_whole_picture(const strip_call &call);
 u32 make_mosaic(const strip_call &call);
 u32 show_colours(const strip_call &call);
 u32 show_grey(const strip_call &call);
 
 strip_sequence sequences[3];
 
-constexpr strip_operation mosaic_operation = make_operation("VIQ_BAY_RGB24_to_RGGB32", sequences[0],
-                                                            {.refuse = refuse_mosaic_source,
-                                                             .shape = in_format<VIQ_RGGB32>,
-                                                             .process = make_mosaic,
-                                                             .whole_picture = true});
-constexpr strip_operation colour_operation =
-    make_operation("VIQ_BAY_RGGB32_map_to_RGB24", sequences[1],
-                   {.refuse = refuse_map_source,
-                    .shape = in_format<VIQ_RGB24>,
-                    .process = show_colours,
-                    .whole_picture = true});
-constexpr strip_operation grey_operation = make_operation("VIQ_BAY_RGGB32_map_to_Y8", sequences[2],
-                                                          {.refuse = raise_map_source,
-                                                           .shape = in_format<VIQ_Y8>,
-                                                           .process = show_grey,
-                                                           .whole_picture = true});
+constexpr strip_operation<> mosaic_operation = {.name = "VIQ_BAY_RGB24_to_RGGB32",
+                                                .sequence = &sequences[0],
+                                                .check_before_header = refuse_mosaic_source,
+                                                .shape = in_format<VIQ_RGGB32>,
+                                                .process = make_mosaic,
+                                                .whole_picture = true};
+constexpr strip_operation<> colour_operation = {.name = "VIQ_BAY_RGGB32_map_to_RGB24",
+                                                .sequence = &sequences[1],
+                                                .check_before_header = refuse_map_source,
+                                                .shape = in_format<VIQ_RGB24>,
+                                                .process = show_colours,
+                                                .whole_picture = true};
+constexpr strip_operation<> grey_operation = {.name = "VIQ_BAY_RGGB32_map_to_Y8",
+                                              .sequence = &sequences[2],
+                                              .check_before_header = refuse_map_source,
+                                              .prepare_input = take_whole_picture,
+                                              .shape = in_format<VIQ_Y8>,
+                                              .process = show_grey,
+                                              .whole_picture = true};
 
 } // namespace
 
@@ -60,12 +63,9 @@ verdict refuse_map_source(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGGB32));
 }
 
-// Without lines too, the picture is processed whole.
-verdict raise_map_source(const strip_call &call) {
-    const verdict decision = refuse_map_source(call);
-    if (decision.go_on)
-        call.in->lines_per_strip = call.in->height;
-    return decision;
+// A strip of 0 lines stands for the whole picture here.
+void take_whole_picture(const strip_call &call) {
+    call.in->lines_per_strip = call.in->height;
 }
 
 constexpr u16 made_colour = 1; // the phase of mosaics made and shown

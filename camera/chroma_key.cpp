@@ -21,37 +21,38 @@ struct keying {
 
 struct calibration {
     u32 object;
+    bool operator==(const calibration &) const = default;
 };
 
 verdict refuse_other_formats(const strip_call &call);
-verdict accept_keying(const strip_call &call);
-u32 key_strip(const strip_call &call);
-verdict refuse_calibration(const strip_call &call);
-u32 clear_sum(const strip_call &call);
+verdict accept_keying(const strip_call &call, const keying &wanted);
+u32 key_strip(const strip_call &call, const keying &wanted);
+verdict refuse_calibration(const strip_call &call, const calibration &wanted);
+u32 clear_sum(const strip_call &call, const calibration &wanted);
 u32 add_hues(const strip_call &call);
-u32 store_hue(const strip_call &call);
+u32 store_hue(const strip_call &call, const calibration &wanted);
 
 strip_sequence key_sequence;
 strip_sequence calibration_sequence;
 double hue_sum = 0;
+calibration calibrating;
 
-constexpr strip_operation key_operation = {.name = "VIQ_CK_chroma_key",
-                                           .worker_name = "VIQ_CK_chroma_key_1_strip",
-                                           .sequence = &key_sequence,
-                                           .refuse = refuse_other_formats,
-                                           .accept = accept_keying,
-                                           .shape = same_shape,
-                                           .complete = nullptr,
-                                           .process = key_strip};
+constexpr strip_operation<keying> key_operation = {.name = "VIQ_CK_chroma_key",
+                                                   .worker_name = "VIQ_CK_chroma_key_1_strip",
+                                                   .sequence = &key_sequence,
+                                                   .check_before_header = refuse_other_formats,
+                                                   .check_pixels = accept_keying,
+                                                   .shape = same_shape,
+                                                   .process = key_strip};
 
-constexpr strip_transfer calibration_transfer = {
+constexpr strip_transfer<calibration> calibration_transfer = {
     .name = "VIQ_CK_calibrate",
     .sequence = &calibration_sequence,
-    .refuse = refuse_calibration,
+    .check_image = refuse_calibration,
     .begin = clear_sum,
     .process = add_hues,
     .finish = store_hue,
-    .abandon = nullptr,
+    .first_arguments = &calibrating,
 };
 
 } // namespace
@@ -59,19 +60,15 @@ constexpr strip_transfer calibration_transfer = {
 u32 VIQ_CK_chroma_key(u32 hInImage, u32 hOutImage, u32 hBackgroundImage, u16 wKeyColour, u32 hCK,
                       u16 wMode, u16 wStripCommand) {
     const keying wanted = {hCK, hBackgroundImage, wKeyColour, wMode};
-    return run_conversion(key_operation, hInImage, hOutImage, wStripCommand, &wanted);
+    return run_conversion(key_operation, hInImage, hOutImage, wStripCommand, wanted);
 }
 
 u32 VIQ_CK_calibrate(u32 hInImage, u32 hCK, u16 wStripCommand) {
     const calibration wanted = {hCK};
-    return run_transfer(calibration_transfer, hInImage, wStripCommand, &wanted);
+    return run_transfer(calibration_transfer, hInImage, wStripCommand, wanted);
 }
 
 namespace {
-
-const keying &keying_of(const strip_call &call) {
-    return *static_cast<const keying *>(call.arguments);
-}
 
 verdict refuse_unkeyable(const char *name, const tVIQ_Image &image) {
     if (image.pixel_format != VIQ_YUV422)
@@ -83,12 +80,11 @@ verdict refuse_unkeyable(const char *name, const tVIQ_Image &image) {
 }
 
 verdict refuse_other_formats(const strip_call &call) {
-    return refuse_unkeyable(call.operation->name, *call.in);
+    return refuse_unkeyable(call.name, *call.in);
 }
 
-verdict accept_keying(const strip_call &call) {
-    const keying &wanted = keying_of(call);
-    const char *name = call.operation->name;
+verdict accept_keying(const strip_call &call, const keying &wanted) {
+    const char *name = call.name;
     if (find_key_object(wanted.object) == nullptr)
         return stop_with(report_bad_handle(name));
     const u32 colour = VIQ_CK_get_YUV_values(wanted.colour);
@@ -118,15 +114,14 @@ struct replacement {
     const u8 *pair(u64 n, u32 x) const { return line(n) + std::size_t{x} * step(); }
 };
 
-u32 make_replacement(const strip_call &call, replacement &with);
+u32 make_replacement(const strip_call &call, const keying &wanted, replacement &with);
 key_window window_of(const key_object &object, const u16 *hues);
 void soften(const line_view &in, const line_view &out, const replacement &with, u64 line,
             const u8 *keyed);
 
-u32 key_strip(const strip_call &call) {
-    const keying &wanted = keying_of(call);
+u32 key_strip(const strip_call &call, const keying &wanted) {
     replacement with = {};
-    u32 code = make_replacement(call, with);
+    u32 code = make_replacement(call, wanted, with);
     if (is_error(code))
         return code;
     const u16 *hues = nullptr;
@@ -145,7 +140,7 @@ u32 key_strip(const strip_call &call) {
     const u32 pairs = in.width / 2;
     std::vector<u8> decisions; // of a line, with one more at both ends
     if (!try_resize(decisions, u64{pairs} + 2))
-        return report_no_memory(call.operation->worker_name, u64{pairs} + 2);
+        return report_no_memory(call.worker_name, u64{pairs} + 2);
     u8 *keyed = decisions.data() + 1;
     const key_window window = window_of(*find_key_object(wanted.object), hues);
     for (u64 n = 0; n < in.lines && pairs != 0; ++n) {
@@ -157,8 +152,7 @@ u32 key_strip(const strip_call &call) {
     return success;
 }
 
-u32 make_replacement(const strip_call &call, replacement &with) {
-    const keying &wanted = keying_of(call);
+u32 make_replacement(const strip_call &call, const keying &wanted, replacement &with) {
     if (wanted.background == 0) {
         const u32 colour = VIQ_CK_get_YUV_values(wanted.colour);
         const u8 luma = static_cast<u8>(colour);
@@ -169,9 +163,9 @@ u32 make_replacement(const strip_call &call, replacement &with) {
     }
     const tVIQ_Image &background = *find_image(wanted.background);
     if (background.lines_per_strip < call.in->lines_per_strip)
-        return report(call.operation->name, VIQ_ERR_UNSUPPORTED, "Background image does not match");
+        return report(call.name, VIQ_ERR_UNSUPPORTED, "Background image does not match");
     if (!has_lines(background, call.in->lines_per_strip))
-        return report_no_data(call.operation->worker_name);
+        return report_no_data(call.worker_name);
     with.lines = lines_of(background);
     return success;
 }
@@ -202,19 +196,19 @@ void soften(const line_view &in, const line_view &out, const replacement &with, 
 
 constexpr u32 skipped_columns = 8;
 
-verdict refuse_calibration(const strip_call &call) {
+verdict refuse_calibration(const strip_call &call, const calibration &wanted) {
     constexpr const char *name = calibration_transfer.name;
     const verdict decision = refuse_unkeyable(name, *call.in);
     if (!decision.go_on)
         return decision;
     if (call.in->width < skipped_columns + 2 || call.in->height == 0)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Image too small to calibrate"));
-    if (find_key_object(static_cast<const calibration *>(call.arguments)->object) == nullptr)
+    if (find_key_object(wanted.object) == nullptr)
         return stop_with(report_bad_handle(name));
     return proceed;
 }
 
-u32 clear_sum(const strip_call &) {
+u32 clear_sum(const strip_call &, const calibration &) {
     hue_sum = 0;
     const u16 *hues = nullptr;
     return need_hue_table(hues);
@@ -238,8 +232,8 @@ u32 add_hues(const strip_call &call) {
 }
 
 // The luma's centre does not come from the picture.
-u32 store_hue(const strip_call &call) {
-    key_object *object = find_key_object(static_cast<const calibration *>(call.arguments)->object);
+u32 store_hue(const strip_call &, const calibration &wanted) {
+    key_object *object = find_key_object(wanted.object);
     *object = {static_cast<u16>(hue_sum + 0.5), 20, 20, 64};
     return success;
 }

@@ -15,56 +15,59 @@ struct decoding {
     u16 scheme, pixel_colour;
 };
 
-verdict refuse_decoding(const strip_call &call);
-u32 demosaic(const strip_call &call);
+verdict refuse_decoding(const strip_call &call, const decoding &wanted);
+void take_whole_picture(const strip_call &call);
+u32 demosaic(const strip_call &call, const decoding &wanted);
 
 strip_sequence sequences[2];
 
-constexpr strip_operation bgrx32_operation =
-    make_operation("VIQ_BAY_RGGB32_to_BGRX32", sequences[0],
-                   {.refuse = refuse_decoding,
-                    .shape = in_format<VIQ_BGRX32>,
-                    .process = demosaic,
-                    .whole_picture = true});
-constexpr strip_operation rgb16_operation = make_operation("VIQ_BAY_RGGB32_to_RGB16", sequences[1],
-                                                           {.refuse = refuse_decoding,
-                                                            .shape = in_format<VIQ_RGB16>,
-                                                            .process = demosaic,
-                                                            .whole_picture = true});
+constexpr strip_operation<decoding> bgrx32_operation = {.name = "VIQ_BAY_RGGB32_to_BGRX32",
+                                                        .sequence = &sequences[0],
+                                                        .check_before_header = refuse_decoding,
+                                                        .prepare_input = take_whole_picture,
+                                                        .shape = in_format<VIQ_BGRX32>,
+                                                        .process = demosaic,
+                                                        .whole_picture = true};
+constexpr strip_operation<decoding> rgb16_operation = {.name = "VIQ_BAY_RGGB32_to_RGB16",
+                                                       .sequence = &sequences[1],
+                                                       .check_before_header = refuse_decoding,
+                                                       .prepare_input = take_whole_picture,
+                                                       .shape = in_format<VIQ_RGB16>,
+                                                       .process = demosaic,
+                                                       .whole_picture = true};
 
 } // namespace
 
 u32 VIQ_BAY_RGGB32_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wPixelColour,
                              u16 wStripCommand) {
     const decoding wanted = {wScheme, wPixelColour};
-    return run_conversion(bgrx32_operation, hInImage, hOutImage, wStripCommand, &wanted);
+    return run_conversion(bgrx32_operation, hInImage, hOutImage, wStripCommand, wanted);
 }
 
 u32 VIQ_BAY_RGGB32_to_RGB16(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wPixelColour,
                             u16 wStripCommand) {
     const decoding wanted = {wScheme, wPixelColour};
-    return run_conversion(rgb16_operation, hInImage, hOutImage, wStripCommand, &wanted);
+    return run_conversion(rgb16_operation, hInImage, hOutImage, wStripCommand, wanted);
 }
 
 namespace {
 
-const decoding &decoding_of(const strip_call &call) {
-    return *static_cast<const decoding *>(call.arguments);
-}
-
-verdict refuse_decoding(const strip_call &call) {
-    const char *name = call.operation->name;
+verdict refuse_decoding(const strip_call &call, const decoding &wanted) {
+    const char *name = call.name;
     const verdict decision =
         accept_formats(call, formats(VIQ_RGGB32), {.message = "Input must be VIQ_RGGB32 only"});
     if (!decision.go_on)
         return decision;
-    const decoding &wanted = decoding_of(call);
     if (wanted.scheme < 1 || wanted.scheme > 3)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Invalid Bayer Decoding Scheme"));
     if (wanted.pixel_colour < 1 || wanted.pixel_colour > 4)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Invalid Bayer Pixel Colour"));
-    call.in->lines_per_strip = call.in->height; // without lines too, the picture is processed whole
     return proceed;
+}
+
+// A strip of 0 lines stands for the whole picture here.
+void take_whole_picture(const strip_call &call) {
+    call.in->lines_per_strip = call.in->height;
 }
 
 // Mirrored about the first and the last one; the only one of its kind stands for all.
@@ -124,14 +127,13 @@ void demosaic_top(const demosaic_row *rows, const mosaic_lines &lines, u8 *targe
     plain(at_last, target + std::size_t{last} * pixel, 1, from_last);
 }
 
-u32 demosaic(const strip_call &call) {
+u32 demosaic(const strip_call &call, const decoding &wanted) {
     const u32 code = begin_strip(call);
     if (is_error(code) || call.in->width == 0 || call.in->height == 0)
         return code;
     line_window window;
     if (!make_window(window, call.in->width))
-        return report_no_memory(call.operation->worker_name, u64{5} * window.stride);
-    const decoding &wanted = decoding_of(call);
+        return report_no_memory(call.worker_name, u64{5} * window.stride);
     const demosaic_row *rows =
         call.out->pixel_format == VIQ_BGRX32 ? camera_rows().to_bgrx32 : camera_rows().to_rgb16;
     const line_view in = lines_of(*call.in);

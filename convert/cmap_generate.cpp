@@ -19,29 +19,24 @@ constexpr const char *strip_name = "VIQ_cmap_generate_1_strip";
 
 strip_sequence sequence;
 
-verdict accept_image(const strip_call &call);
-u32 begin(const strip_call &call);
+verdict accept_image(const strip_call &call, const u16 &wanted_colours);
+u32 begin(const strip_call &call, const u16 &wanted_colours);
 u32 count_strip(const strip_call &call);
 u32 histogram_to_cmap(const strip_call &call);
 
-constexpr strip_transfer generation = {
+constexpr strip_transfer<u16> generation = {
     .name = name,
     .sequence = &sequence,
-    .refuse = accept_image,
+    .check_image = accept_image,
     .begin = begin,
     .process = count_strip,
     .finish = histogram_to_cmap,
-    .abandon = nullptr,
 };
-
-u32 wanted_colours(const strip_call &call) {
-    return *static_cast<const u16 *>(call.arguments);
-}
 
 } // namespace
 
 u32 VIQ_cmap_generate(u32 hImage, u16 wNumColours, u16 wStripCommand) {
-    return run_transfer(generation, hImage, wStripCommand, &wNumColours);
+    return run_transfer(generation, hImage, wStripCommand, wNumColours);
 }
 
 u32 VIQ_cmap_get_occurrences(u32 hImage, u16 wBin) {
@@ -103,20 +98,20 @@ bool bits_fit(const tVIQ_CmapInfo &info) {
 
 namespace {
 
-verdict accept_image(const strip_call &call) {
+verdict accept_image(const strip_call &call, const u16 &wanted_colours) {
     const u16 format = call.in->pixel_format;
     if (format != VIQ_RGB24 && format != VIQ_Y8 && format != VIQ_Y16)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
     const u32 code = check_grey_width(name, *call.in);
     if (is_error(code))
         return stop_with(code);
-    if (wanted_colours(call) > colourmap_size)
+    if (wanted_colours > colourmap_size)
         return stop_with(report(name, VIQ_ERR_PARAMETER, "Too many colours"));
     return proceed;
 }
 
 // New colours follow those that the colourmap already has.
-u32 begin(const strip_call &call) {
+u32 begin(const strip_call &call, const u16 &wanted_colours) {
     tVIQ_Image &image = *call.in;
     if (image.cmap_info == nullptr)
         image.cmap_info = VIQ_cmap_create_info();
@@ -124,7 +119,7 @@ u32 begin(const strip_call &call) {
         return report(name, VIQ_ERR_MEMORY, "Cannot create cmap info structure");
     tVIQ_CmapInfo &info = *image.cmap_info;
     const u32 present = colour_count(image);
-    const u32 wanted = wanted_colours(call);
+    const u32 wanted = wanted_colours;
     info.colours_to_generate = static_cast<u16>(wanted > present ? wanted - present : 0);
     image.num_colours = static_cast<u16>(wanted);
     info.bin_count = bins_in_use(image);

@@ -21,10 +21,6 @@ bool lines_join(const tVIQ_Image &in, const tVIQ_Image &out);
 
 } // namespace
 
-const converter &converter_of(const strip_call &call) {
-    return *static_cast<const converter *>(call.arguments);
-}
-
 const converter *find_converter(std::span<const converter> family, u16 target) {
     const auto found = std::find_if(family.begin(), family.end(), [target](const converter &row) {
         return row.target == target;
@@ -32,8 +28,7 @@ const converter *find_converter(std::span<const converter> family, u16 target) {
     return found != family.end() ? &*found : nullptr;
 }
 
-verdict accept_listed(const strip_call &call) {
-    const converter &which = converter_of(call);
+verdict accept_listed(const strip_call &call, const converter &which) {
     const char *name = which.operation.name;
     if (!contains(which.accepted, call.in->pixel_format))
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, which.refusal));
@@ -47,36 +42,34 @@ u32 check_grey_width(const char *function, const tVIQ_Image &image) {
     return success;
 }
 
-verdict copy_or_accept(const strip_call &call) {
-    if (call.in->pixel_format == converter_of(call).target)
+verdict copy_or_accept(const strip_call &call, const converter &which) {
+    if (call.in->pixel_format == which.target)
         return stop_with(VIQ_image_copy(call.in_handle, call.out_handle));
-    return accept_listed(call);
+    return accept_listed(call, which);
 }
 
 verdict accept_formats(const strip_call &call, format_set accepted, const format_refusal &refusal) {
     const u16 format = call.in->pixel_format;
     if (contains(accepted, format))
         return proceed;
-    return stop_with(report(call.operation->name,
-                            refusal.or_format ? refusal.code | format : refusal.code,
+    return stop_with(report(call.name, refusal.or_format ? refusal.code | format : refusal.code,
                             refusal.message));
 }
 
 verdict accept_even(const strip_call &call, u64 width) {
     if (call.in->pixel_format != VIQ_YUV422 || width % 2 == 0)
         return proceed;
-    return stop_with(
-        report(call.operation->name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
+    return stop_with(report(call.name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
 }
 
-output_shape same_size(const strip_call &call) {
-    return {converter_of(call).target, call.in->width, call.in->height};
+output_shape same_size(const strip_call &call, const converter &which) {
+    return {which.target, call.in->width, call.in->height};
 }
 
 u32 convert_lines(const strip_call &call) {
     const tVIQ_Image &in = *call.in;
     const tVIQ_Image &out = *call.out;
-    const char *worker = call.operation->worker_name;
+    const char *worker = call.worker_name;
     const row_kernel row = find_row(in.pixel_format, out.pixel_format);
     if (row == nullptr)
         return report(worker, VIQ_ERR_UNSUPPORTED, "Unsupported image format");
@@ -110,7 +103,7 @@ u32 options_for(const strip_call &call, row_options &options) {
     options.keep_spare = !owns_data(*call.out);
     options.map = in.colourmap;
     if (in.pixel_format == VIQ_PALETTED && options.map == nullptr)
-        return report_no_colourmap(call.operation->worker_name);
+        return report_no_colourmap(call.worker_name);
     if (call.out->pixel_format != VIQ_HSI)
         return success;
     return need_hue_table(options.hue);
@@ -135,7 +128,7 @@ u32 convert_drifting_lines(const strip_call &call, row_kernel row, const row_opt
     const u64 line = line_pixel_bytes(in.bits_per_pixel) * in.width;
     std::vector<u8> cut;
     if (!try_resize(cut, line))
-        return report_no_memory(call.operation->worker_name, line);
+        return report_no_memory(call.worker_name, line);
     for (u64 n = 0; n < in.lines_per_strip; ++n) {
         const u64 start = std::min(n * (u64{in.bytes_per_line} + drift), strip);
         const u8 *source = in.data + static_cast<std::size_t>(start);

@@ -21,19 +21,38 @@ constexpr bool contains(format_set set, u16 format) {
 constexpr format_set grey_formats = formats(VIQ_Y8, VIQ_Y16);
 
 struct converter {
-    strip_operation operation;
+    strip_operation<converter> operation;
     u16 target;
     format_set accepted;
     const char *refusal = "Unsupported image format";
 };
 
-// The packed converters' way with an input: one in the target's format is copied as it is, one that
-// is not accepted is refused.
-verdict copy_or_accept(const strip_call &call);
-verdict accept_listed(const strip_call &call);
+// Steps that converters share.
 
-// Refusals of the converters out of YUV 4:2:2.
+// Copies an input that is in the target's format as it is; refuses one that is not accepted.
+verdict copy_or_accept(const strip_call &call, const converter &which);
+verdict accept_listed(const strip_call &call, const converter &which);
+// For the converters from YUV 4:2:2.
 verdict demand_even_yuv422(const strip_call &call);
+// The input's size in the converter's target format.
+output_shape same_size(const strip_call &call, const converter &which);
+// Strip worker: every line through the row kernel of the two formats.
+u32 convert_lines(const strip_call &call);
+
+// A converter with the steps that most of them share.
+constexpr converter make_converter(const char *name, const char *worker_name,
+                                   strip_sequence &sequence, u16 target, format_set accepted) {
+    return {.operation = {.name = name,
+                          .worker_name = worker_name,
+                          .sequence = &sequence,
+                          .check_pixels = copy_or_accept,
+                          .shape = same_size,
+                          .process = convert_lines},
+            .target = target,
+            .accepted = accepted};
+}
+
+// Checks that other operations use too.
 
 // Refuses an input in another format with the code and message; `or_format` adds the format's
 // number to the code.
@@ -51,68 +70,17 @@ verdict accept_even(const strip_call &call, u64 width);
 // 16-bit grey needs at least the 8 bits that are kept of it.
 u32 check_grey_width(const char *function, const tVIQ_Image &image);
 
-// The input's size in the converter's target format.
-output_shape same_size(const strip_call &call);
-
 // The input's size in a format.
 template <u16 format> output_shape in_format(const strip_call &call) {
     return {format, call.in->width, call.in->height};
-}
-
-// Strip worker: every line through the row kernel of the two formats.
-u32 convert_lines(const strip_call &call);
-
-const converter &converter_of(const strip_call &call);
-
-// A converter with the steps that most of them share.
-constexpr converter make_converter(const char *name, const char *worker_name,
-                                   strip_sequence &sequence, u16 target, format_set accepted) {
-    return {.operation = {.name = name,
-                          .worker_name = worker_name,
-                          .sequence = &sequence,
-                          .refuse = nullptr,
-                          .accept = copy_or_accept,
-                          .shape = same_size,
-                          .complete = nullptr,
-                          .process = convert_lines},
-            .target = target,
-            .accepted = accepted};
-}
-
-// What tells an operation apart that reports all failures under its own name.
-struct operation_steps {
-    verdict (*refuse)(const strip_call &) = nullptr;
-    verdict (*accept)(const strip_call &) = nullptr;
-    output_shape (*shape)(const strip_call &) = nullptr;
-    u32 (*process)(const strip_call &) = nullptr;
-    bool whole_picture = false;
-};
-
-constexpr strip_operation make_operation(const char *name, strip_sequence &sequence,
-                                         const operation_steps &steps) {
-    return {.name = name,
-            .worker_name = name,
-            .sequence = &sequence,
-            .refuse = steps.refuse,
-            .accept = steps.accept,
-            .shape = steps.shape,
-            .complete = nullptr,
-            .process = steps.process,
-            .whole_picture = steps.whole_picture};
 }
 
 // The converter to a format in a family's table, or null.
 const converter *find_converter(std::span<const converter> family, u16 target);
 
 inline u32 run(const converter &which, u32 hInImage, u32 hOutImage, u16 command) {
-    return run_conversion(which.operation, hInImage, hOutImage, command, &which);
+    return run_conversion(which.operation, hInImage, hOutImage, command, which);
 }
-
-// Defines the public function that runs a family's converter to a format.
-#define VIQ_DEFINE_CONVERSION(function, family, target)                                            \
-    u32 function(u32 hInImage, u32 hOutImage, u16 wStripCommand) {                                 \
-        return run(*family(target), hInImage, hOutImage, wStripCommand);                           \
-    }
 
 // The converters by output format: from packed and grey formats, and from YUV 4:2:2. Null for a
 // format that none makes.
@@ -123,7 +91,7 @@ extern const converter dither_converter;   // RGB24 to the 3-3-2 colourmap
 
 // One strip by itself, outside of every sequence.
 inline u32 convert_one_strip(const converter &which, u32 hInImage, u32 hOutImage) {
-    return convert_strip(which.operation, hInImage, hOutImage, &which);
+    return convert_strip(which.operation, hInImage, hOutImage, which);
 }
 
 } // namespace viq

@@ -18,24 +18,23 @@ constexpr u32 dib_alignment = 4;
 
 strip_sequence sequence;
 
-verdict check_option(const strip_call &call);
+verdict check_option(const strip_call &call, const u32 &option);
 verdict accept_routed(const strip_call &call);
-output_shape dib_shape(const strip_call &call);
+output_shape dib_shape(const strip_call &call, const u32 &option);
 u32 complete_dib(const strip_call &call);
 u32 store_bottom_up(const strip_call &call);
 
-constexpr strip_operation operation = {
+constexpr strip_operation<u32> operation = {
     .name = name,
     .worker_name = "VIQ_image_convert_1_strip",
     .sequence = &sequence,
-    .refuse = check_option,
-    .accept = accept_routed,
+    .check_before_header = check_option,
+    .check_pixels = accept_routed,
     .shape = dib_shape,
-    .complete = complete_dib,
+    .complete_output = complete_dib,
     .process = store_bottom_up,
 };
 
-u32 option_of(const strip_call &call);
 u16 dib_format(const tVIQ_Image &in, u32 option);
 u32 convert_step(u32 hIn, u32 hOut, u16 target);
 u16 next_format(const tVIQ_Image &in, u16 target);
@@ -44,17 +43,13 @@ void copy_upside_down(const tVIQ_Image &from, tVIQ_Image &to);
 } // namespace
 
 u32 convert_to_dib(u32 hInImage, u32 hOutImage, u32 option, u16 command) {
-    return run_conversion(operation, hInImage, hOutImage, command, &option);
+    return run_conversion(operation, hInImage, hOutImage, command, option);
 }
 
 namespace {
 
-u32 option_of(const strip_call &call) {
-    return *static_cast<const u32 *>(call.arguments);
-}
-
-verdict check_option(const strip_call &call) {
-    switch (option_of(call)) {
+verdict check_option(const strip_call &, const u32 &option) {
+    switch (option) {
     case 0:
     case 8:
     case 16:
@@ -82,8 +77,8 @@ verdict accept_routed(const strip_call &call) {
     return is_error(code) ? stop_with(code) : proceed;
 }
 
-output_shape dib_shape(const strip_call &call) {
-    return {dib_format(*call.in, option_of(call)), call.in->width, call.in->height};
+output_shape dib_shape(const strip_call &call, const u32 &option) {
+    return {dib_format(*call.in, option), call.in->width, call.in->height};
 }
 
 u16 dib_format(const tVIQ_Image &in, u32 option) {
@@ -127,7 +122,7 @@ u32 store_bottom_up(const strip_call &call) {
     }
     const tVIQ_Image &bottom_down = *find_image(current);
     if (!has_lines(bottom_down, bottom_down.lines_per_strip))
-        return report_no_data(call.operation->worker_name);
+        return report_no_data(call.worker_name);
     const u32 code = renew_strip(call.out_handle);
     if (is_error(code))
         return code;

@@ -12,7 +12,7 @@ using namespace viq;
 
 namespace {
 
-verdict accept_for_paletted(const strip_call &call);
+verdict accept_for_paletted(const strip_call &call, const converter &which);
 u32 make_missing_table(const strip_call &call);
 u32 convert_by_table(const strip_call &call);
 
@@ -21,32 +21,42 @@ strip_sequence sequences[10];
 constexpr converter make_by_table(const char *name, const char *worker_name,
                                   strip_sequence &sequence, u16 target) {
     converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
-    made.operation.refuse = demand_even_yuv422;
-    made.operation.accept = nullptr;
-    made.operation.complete = make_missing_table;
+    made.operation.check_before_header = demand_even_yuv422;
+    made.operation.check_pixels = {};
+    made.operation.complete_output = make_missing_table;
     made.operation.process = convert_by_table;
     return made;
 }
 
 constexpr converter make_to_paletted() {
     converter made =
-        make_by_table(VIQ_NAMES(VIQ_convert_to_paletted_LUT), sequences[9], VIQ_PALETTED);
+        make_by_table("VIQ_convert_to_paletted_LUT", "VIQ_convert_to_paletted_LUT_1_strip",
+                      sequences[9], VIQ_PALETTED);
     made.accepted = formats(VIQ_RGB16, VIQ_Y8, VIQ_Y16);
-    made.operation.refuse = nullptr;
-    made.operation.accept = accept_for_paletted;
+    made.operation.check_before_header = {};
+    made.operation.check_pixels = accept_for_paletted;
     return made;
 }
 
 constexpr converter from_yuv422[] = {
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGB24_LUT), sequences[0], VIQ_RGB24),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_BGR24_LUT), sequences[1], VIQ_BGR24),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGBX32_LUT), sequences[2], VIQ_RGBX32),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_BGRX32_LUT), sequences[3], VIQ_BGRX32),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_XBGR32_LUT), sequences[4], VIQ_XBGR32),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_XRGB32_LUT), sequences[5], VIQ_XRGB32),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGB16_LUT), sequences[6], VIQ_RGB16),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_RGB15_LUT), sequences[7], VIQ_RGB15),
-    make_by_table(VIQ_NAMES(VIQ_YUV422_to_paletted_LUT), sequences[8], VIQ_PALETTED),
+    make_by_table("VIQ_YUV422_to_RGB24_LUT", "VIQ_YUV422_to_RGB24_LUT_1_strip", sequences[0],
+                  VIQ_RGB24),
+    make_by_table("VIQ_YUV422_to_BGR24_LUT", "VIQ_YUV422_to_BGR24_LUT_1_strip", sequences[1],
+                  VIQ_BGR24),
+    make_by_table("VIQ_YUV422_to_RGBX32_LUT", "VIQ_YUV422_to_RGBX32_LUT_1_strip", sequences[2],
+                  VIQ_RGBX32),
+    make_by_table("VIQ_YUV422_to_BGRX32_LUT", "VIQ_YUV422_to_BGRX32_LUT_1_strip", sequences[3],
+                  VIQ_BGRX32),
+    make_by_table("VIQ_YUV422_to_XBGR32_LUT", "VIQ_YUV422_to_XBGR32_LUT_1_strip", sequences[4],
+                  VIQ_XBGR32),
+    make_by_table("VIQ_YUV422_to_XRGB32_LUT", "VIQ_YUV422_to_XRGB32_LUT_1_strip", sequences[5],
+                  VIQ_XRGB32),
+    make_by_table("VIQ_YUV422_to_RGB16_LUT", "VIQ_YUV422_to_RGB16_LUT_1_strip", sequences[6],
+                  VIQ_RGB16),
+    make_by_table("VIQ_YUV422_to_RGB15_LUT", "VIQ_YUV422_to_RGB15_LUT_1_strip", sequences[7],
+                  VIQ_RGB15),
+    make_by_table("VIQ_YUV422_to_paletted_LUT", "VIQ_YUV422_to_paletted_LUT_1_strip", sequences[8],
+                  VIQ_PALETTED),
 };
 
 constexpr converter to_paletted = make_to_paletted();
@@ -61,15 +71,41 @@ u32 VIQ_convert_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) 
     return run(to_paletted, hInImage, hOutImage, wStripCommand);
 }
 
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB24_LUT, by_table, VIQ_RGB24)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGR24_LUT, by_table, VIQ_BGR24)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGBX32_LUT, by_table, VIQ_RGBX32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGRX32_LUT, by_table, VIQ_BGRX32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XBGR32_LUT, by_table, VIQ_XBGR32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XRGB32_LUT, by_table, VIQ_XRGB32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB16_LUT, by_table, VIQ_RGB16)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB15_LUT, by_table, VIQ_RGB15)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_paletted_LUT, by_table, VIQ_PALETTED)
+u32 VIQ_YUV422_to_RGB24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_RGB24), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGR24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_BGR24), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGBX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_RGBX32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGRX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_BGRX32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XBGR32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_XBGR32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XRGB32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_XRGB32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB16_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_RGB16), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB15_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_RGB15), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*by_table(VIQ_PALETTED), hInImage, hOutImage, wStripCommand);
+}
 
 namespace {
 
@@ -153,17 +189,17 @@ const lut_route &route_of(const strip_call &call) {
 }
 
 // The data width of grey words is the table's affair.
-verdict accept_for_paletted(const strip_call &call) {
+verdict accept_for_paletted(const strip_call &call, const converter &which) {
     if (call.in->pixel_format == VIQ_Y16)
         return proceed;
-    return copy_or_accept(call);
+    return copy_or_accept(call, which);
 }
 
 u32 make_missing_table(const strip_call &call) {
     lut_view lut;
     return call.in->lines_per_strip == 0
                ? success
-               : need_lut(call.operation->name, route_of(call).type, call.in_handle, lut);
+               : need_lut(call.name, route_of(call).type, call.in_handle, lut);
 }
 
 u32 convert_by_table(const strip_call &call) {
@@ -171,7 +207,7 @@ u32 convert_by_table(const strip_call &call) {
     const tVIQ_Image &out = *call.out;
     const lut_route &route = route_of(call);
     lut_view lut;
-    u32 code = need_lut(call.operation->worker_name, route.type, call.in_handle, lut);
+    u32 code = need_lut(call.worker_name, route.type, call.in_handle, lut);
     if (!is_error(code))
         code = begin_strip(call);
     if (is_error(code))

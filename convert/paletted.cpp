@@ -12,37 +12,39 @@ using namespace viq;
 
 namespace {
 
-verdict accept_with_info(const strip_call &call);
+verdict accept_with_info(const strip_call &call, const converter &which);
 u32 map_by_bins(const strip_call &call);
 u32 dither_strip(const strip_call &call);
 u32 give_cube(const strip_call &call);
-verdict accept_paletted(const strip_call &call);
-output_shape colour_or_grey(const strip_call &call);
+verdict accept_paletted(const strip_call &call, const converter &which);
+output_shape colour_or_grey(const strip_call &call, const converter &which);
 
 strip_sequence sequences[3];
 
 constexpr converter make_to_paletted() {
-    converter made = make_converter(VIQ_NAMES(VIQ_convert_to_paletted), sequences[0], VIQ_PALETTED,
-                                    formats(VIQ_RGB24, VIQ_Y8));
-    made.operation.accept = accept_with_info;
+    converter made = make_converter("VIQ_convert_to_paletted", "VIQ_convert_to_paletted_1_strip",
+                                    sequences[0], VIQ_PALETTED, formats(VIQ_RGB24, VIQ_Y8));
+    made.operation.check_pixels = accept_with_info;
     made.operation.process = map_by_bins;
     return made;
 }
 
 constexpr converter make_dither() {
-    converter made = make_converter(VIQ_NAMES(VIQ_convert_to_RGB8_dither), sequences[1],
-                                    VIQ_PALETTED, formats(VIQ_RGB24));
-    made.operation.accept = accept_listed;
-    made.operation.complete = give_cube;
+    converter made =
+        make_converter("VIQ_convert_to_RGB8_dither", "VIQ_convert_to_RGB8_dither_1_strip",
+                       sequences[1], VIQ_PALETTED, formats(VIQ_RGB24));
+    made.operation.check_pixels = accept_listed;
+    made.operation.complete_output = give_cube;
     made.operation.process = dither_strip;
     return made;
 }
 
 constexpr converter make_from_paletted() {
-    converter made = make_converter(VIQ_NAMES(VIQ_convert_to_RGB24_or_Y8), sequences[2], VIQ_RGB24,
-                                    formats(VIQ_PALETTED));
+    converter made =
+        make_converter("VIQ_convert_to_RGB24_or_Y8", "VIQ_convert_to_RGB24_or_Y8_1_strip",
+                       sequences[2], VIQ_RGB24, formats(VIQ_PALETTED));
     made.refusal = "Input image should be paletted";
-    made.operation.accept = accept_paletted;
+    made.operation.check_pixels = accept_paletted;
     made.operation.shape = colour_or_grey;
     return made;
 }
@@ -76,11 +78,11 @@ constexpr u16 no_index = 0xFFFF;
 
 void fill_index_of_bin(const tVIQ_Image &in, u16 (&index_of_bin)[most_bins]);
 
-verdict accept_with_info(const strip_call &call) {
-    const verdict decision = copy_or_accept(call);
+verdict accept_with_info(const strip_call &call, const converter &which) {
+    const verdict decision = copy_or_accept(call, which);
     if (decision.go_on && call.in->cmap_info == nullptr)
-        return stop_with(report(call.operation->name, VIQ_ERR_PARAMETER,
-                                "VIQ_cmap_generate must be called first"));
+        return stop_with(
+            report(call.name, VIQ_ERR_PARAMETER, "VIQ_cmap_generate must be called first"));
     return decision;
 }
 
@@ -88,7 +90,7 @@ verdict accept_with_info(const strip_call &call) {
 u32 map_by_bins(const strip_call &call) {
     const tVIQ_Image &in = *call.in;
     const tVIQ_Image &out = *call.out;
-    const char *worker = call.operation->worker_name;
+    const char *worker = call.worker_name;
     if (!bits_fit(*in.cmap_info))
         return report(worker, VIQ_ERR_INTERNAL, "More than 8 bits in one colour");
     if (bins_in_use(in) == 0)
@@ -148,18 +150,18 @@ u32 dither_strip(const strip_call &call) {
     return success;
 }
 
-verdict accept_paletted(const strip_call &call) {
+verdict accept_paletted(const strip_call &call, const converter &which) {
     const u16 format = call.in->pixel_format;
     if (format == VIQ_RGB24 || format == VIQ_Y8)
         return stop_with(VIQ_image_copy(call.in_handle, call.out_handle));
-    const verdict decision = accept_listed(call);
+    const verdict decision = accept_listed(call, which);
     if (!decision.go_on || call.in->colourmap != nullptr)
         return decision;
     return stop_with(VIQ_cmap_is_grayscale(call.in_handle));
 }
 
-output_shape colour_or_grey(const strip_call &call) {
-    output_shape shape = same_size(call);
+output_shape colour_or_grey(const strip_call &call, const converter &which) {
+    output_shape shape = same_size(call, which);
     if (call.in->pixel_format != VIQ_PALETTED)
         shape.format = call.in->pixel_format;
     else if (VIQ_cmap_is_grayscale(call.in_handle) == 1)

@@ -5,17 +5,49 @@
 
 using namespace viq;
 
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB24, yuv422_converter, VIQ_RGB24)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGR24, yuv422_converter, VIQ_BGR24)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGBX32, yuv422_converter, VIQ_RGBX32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_BGRX32, yuv422_converter, VIQ_BGRX32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XBGR32, yuv422_converter, VIQ_XBGR32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_XRGB32, yuv422_converter, VIQ_XRGB32)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB16, yuv422_converter, VIQ_RGB16)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_RGB15, yuv422_converter, VIQ_RGB15)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_Y8, yuv422_converter, VIQ_Y8)
-VIQ_DEFINE_CONVERSION(VIQ_YUV422_to_HSI, yuv422_converter, VIQ_HSI)
-VIQ_DEFINE_CONVERSION(VIQ_convert_to_YUV422, yuv422_converter, VIQ_YUV422)
+u32 VIQ_YUV422_to_RGB24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_RGB24), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGR24(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_BGR24), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGBX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_RGBX32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_BGRX32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XBGR32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_XBGR32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_XRGB32(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_XRGB32), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB16(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_RGB16), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_RGB15(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_RGB15), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_Y8), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_YUV422_to_HSI(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_HSI), hInImage, hOutImage, wStripCommand);
+}
+
+u32 VIQ_convert_to_YUV422(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
+    return run(*yuv422_converter(VIQ_YUV422), hInImage, hOutImage, wStripCommand);
+}
 
 u32 VIQ_CK_get_YUV_values_RGB(u16 wRed, u16 wGreen, u16 wBlue) {
     const yuv value =
@@ -25,39 +57,43 @@ u32 VIQ_CK_get_YUV_values_RGB(u16 wRed, u16 wGreen, u16 wBlue) {
 
 namespace {
 
-verdict accept_for_yuv422(const strip_call &call);
-output_shape whole_pairs(const strip_call &call);
+verdict accept_for_yuv422(const strip_call &call, const converter &which);
+output_shape whole_pairs(const strip_call &call, const converter &which);
 
 strip_sequence sequences[11];
 
 constexpr converter make_from_yuv422(const char *name, const char *worker_name,
                                      strip_sequence &sequence, u16 target) {
     converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
-    made.operation.refuse = demand_even_yuv422;
-    made.operation.accept = nullptr;
+    made.operation.check_before_header = demand_even_yuv422;
+    made.operation.check_pixels = {};
     return made;
 }
 
 constexpr converter make_to_yuv422(strip_sequence &sequence) {
     converter made = make_converter(
-        VIQ_NAMES(VIQ_convert_to_YUV422), sequence, VIQ_YUV422,
+        "VIQ_convert_to_YUV422", "VIQ_convert_to_YUV422_1_strip", sequence, VIQ_YUV422,
         formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32));
-    made.operation.accept = accept_for_yuv422;
+    made.operation.check_pixels = accept_for_yuv422;
     made.operation.shape = whole_pairs;
     return made;
 }
 
 constexpr converter yuv422_converters[] = {
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGB24), sequences[0], VIQ_RGB24),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_BGR24), sequences[1], VIQ_BGR24),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGBX32), sequences[2], VIQ_RGBX32),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_BGRX32), sequences[3], VIQ_BGRX32),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_XBGR32), sequences[4], VIQ_XBGR32),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_XRGB32), sequences[5], VIQ_XRGB32),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGB16), sequences[6], VIQ_RGB16),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_RGB15), sequences[7], VIQ_RGB15),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_Y8), sequences[8], VIQ_Y8),
-    make_from_yuv422(VIQ_NAMES(VIQ_YUV422_to_HSI), sequences[9], VIQ_HSI),
+    make_from_yuv422("VIQ_YUV422_to_RGB24", "VIQ_YUV422_to_RGB24_1_strip", sequences[0], VIQ_RGB24),
+    make_from_yuv422("VIQ_YUV422_to_BGR24", "VIQ_YUV422_to_BGR24_1_strip", sequences[1], VIQ_BGR24),
+    make_from_yuv422("VIQ_YUV422_to_RGBX32", "VIQ_YUV422_to_RGBX32_1_strip", sequences[2],
+                     VIQ_RGBX32),
+    make_from_yuv422("VIQ_YUV422_to_BGRX32", "VIQ_YUV422_to_BGRX32_1_strip", sequences[3],
+                     VIQ_BGRX32),
+    make_from_yuv422("VIQ_YUV422_to_XBGR32", "VIQ_YUV422_to_XBGR32_1_strip", sequences[4],
+                     VIQ_XBGR32),
+    make_from_yuv422("VIQ_YUV422_to_XRGB32", "VIQ_YUV422_to_XRGB32_1_strip", sequences[5],
+                     VIQ_XRGB32),
+    make_from_yuv422("VIQ_YUV422_to_RGB16", "VIQ_YUV422_to_RGB16_1_strip", sequences[6], VIQ_RGB16),
+    make_from_yuv422("VIQ_YUV422_to_RGB15", "VIQ_YUV422_to_RGB15_1_strip", sequences[7], VIQ_RGB15),
+    make_from_yuv422("VIQ_YUV422_to_Y8", "VIQ_YUV422_to_Y8_1_strip", sequences[8], VIQ_Y8),
+    make_from_yuv422("VIQ_YUV422_to_HSI", "VIQ_YUV422_to_HSI_1_strip", sequences[9], VIQ_HSI),
     make_to_yuv422(sequences[10]),
 };
 
@@ -81,16 +117,16 @@ verdict demand_even_yuv422(const strip_call &call) {
 
 namespace {
 
-verdict accept_for_yuv422(const strip_call &call) {
+verdict accept_for_yuv422(const strip_call &call, const converter &which) {
     if (call.in->pixel_format == VIQ_YUV422 && call.in->width % 2 != 0)
-        return stop_with(report(call.operation->name, VIQ_ERR_UNSUPPORTED,
-                                "Only even width YUV422 images are supported"));
-    return copy_or_accept(call);
+        return stop_with(
+            report(call.name, VIQ_ERR_UNSUPPORTED, "Only even width YUV422 images are supported"));
+    return copy_or_accept(call, which);
 }
 
 // An odd last column becomes a pair by itself.
-output_shape whole_pairs(const strip_call &call) {
-    output_shape shape = same_size(call);
+output_shape whole_pairs(const strip_call &call, const converter &which) {
+    output_shape shape = same_size(call, which);
     if (shape.width % 2 != 0 && shape.width < UINT32_MAX)
         ++shape.width;
     return shape;

@@ -5,8 +5,8 @@
 
 namespace viq {
 
-// Which of an image's buffers is a caller's that the caller has locked. The flag alone does not say:
-// it is copied from image to image with the other parameters, and locks nothing there.
+// Which of an image's buffers is a caller's that the caller has locked. The flag alone does not
+// say: it is copied from image to image with the other parameters, and locks nothing there.
 struct buffer_lock {
     const u8 *locked = nullptr;     // the buffer that a caller has locked
     const u8 *not_locked = nullptr; // the buffer that was set when the flag was copied
@@ -22,8 +22,8 @@ struct image_companion {
     u16 buffer_format = 0; // what the buffer was last laid out for
     u32 buffer_line = 0;
     buffer_lock lock;
-    bool made_here = false;      // the library allocated the image object itself
-    unsigned handler_depth = 0;  // error handlers that were running when the object was entered
+    bool made_here = false;     // the library allocated the image object itself
+    unsigned handler_depth = 0; // error handlers that were running when the object was entered
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which setters accept, never lies behind the map
     u32 dib_option = 0;
@@ -36,8 +36,8 @@ constexpr u32 last_handle = 65535;
 // Null for 0, for handles that were never issued, and for empty slots.
 tVIQ_Image *find_image(u32 handle);
 
-// While an error handler runs, the call that reported still needs its images: an image that is older
-// than the report may be read, but not changed or destroyed.
+// While an error handler runs, the call that reported still needs its images: an image that is
+// older than the report may be read, but not changed or destroyed.
 bool is_frozen(const tVIQ_Image &image);
 
 // The image, or null where there is none or it is frozen.

@@ -21,18 +21,15 @@ struct memory_target {
     u32 handle;
 };
 
-u32 begin_write(const strip_call &call);
-u32 append_strip(const strip_call &call);
+u32 begin_write(const strip_call &call, const memory_target &target);
+u32 append_strip(const strip_call &call, const memory_target &target);
 u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip);
 
-constexpr strip_transfer write_transfer = {
+constexpr strip_transfer<memory_target> write_transfer = {
     .name = write_name,
     .sequence = &writing,
-    .refuse = nullptr,
     .begin = begin_write,
     .process = append_strip,
-    .finish = nullptr,
-    .abandon = nullptr,
     .corrupt = "Corrupt input image",
 };
 
@@ -53,7 +50,7 @@ u32 VIQ_write_to_memory(u32 hStrip, u32 hMemory, u16 wMode) {
     if (wMode == VIQ_STRIP_NEXT && same_image(hStrip, hMemory))
         return report_same_image(write_name);
     const memory_target target = {hMemory};
-    return run_transfer(write_transfer, hStrip, wMode, &target);
+    return run_transfer(write_transfer, hStrip, wMode, target);
 }
 
 u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
@@ -100,8 +97,8 @@ u32 begin_read_from_memory(u32 hMemory, u32 hStrip) {
 
 namespace {
 
-u32 begin_write(const strip_call &call) {
-    const u32 hMemory = static_cast<const memory_target *>(call.arguments)->handle;
+u32 begin_write(const strip_call &call, const memory_target &target) {
+    const u32 hMemory = target.handle;
     u32 code = VIQ_image_copy_parameters(call.in_handle, hMemory);
     if (!is_error(code))
         code = check_image(write_name, hMemory, "Corrupt output image");
@@ -112,9 +109,8 @@ u32 begin_write(const strip_call &call) {
     return renew_strip(hMemory);
 }
 
-u32 append_strip(const strip_call &call) {
-    const tVIQ_Image *memory =
-        find_image(static_cast<const memory_target *>(call.arguments)->handle);
+u32 append_strip(const strip_call &call, const memory_target &target) {
+    const tVIQ_Image *memory = find_image(target.handle);
     const tVIQ_Image &strip = *call.in;
     if (strip.lines_per_strip == 0)
         return success;

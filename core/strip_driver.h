@@ -1,11 +1,13 @@
 // The strip protocol, once for every operation that follows it.
 //
-// A conversion turns the current strip of an input image into the current strip of an output image;
-// a transfer reads the current strip of one image and sends it somewhere (a file, a memory image, a
-// histogram), or fills it. Either way an operation keeps one process-wide sequence: it is set up on
-// the first strip, counts lines, cuts the last strip to what is left of the height, and ends with
+// A conversion turns the current strip of an input image into the current strip of an output image.
+// A transfer sends the current strip of one image somewhere (a file, a memory image, a histogram)
+// or fills it. Every operation has one sequence at a time: the first strip sets it up, each strip
+// counts its lines, the last strip is clipped to the remaining height, and the sequence ends with
 // it or with strip command 4.
 #pragma once
+
+#include <type_traits>
 
 #include "core/types.h"
 
@@ -24,22 +26,22 @@ strip_geometry geometry_of(const tVIQ_Image &image);
 struct strip_sequence {
     bool under_way = false;
     u32 lines_done = 0;
-    strip_geometry geometry = {}; // of the image that a transfer began with
+    strip_geometry geometry = {}; // of the input on the first strip
+    strip_geometry output = {};   // of the output on the first strip
 };
 
-struct strip_operation;
-
-// One call of an operation. `arguments` is the operation's own record, or null.
+// One call of an operation.
 struct strip_call {
-    const strip_operation *operation;
+    const char *name;        // of the public function
+    const char *worker_name; // under which the work on one strip reports
+    strip_sequence *sequence;
     u32 in_handle;
     u32 out_handle;
     tVIQ_Image *in;
-    tVIQ_Image *out;
-    const void *arguments;
+    tVIQ_Image *out; // null for transfers, and before the output has been checked
 };
 
-// What a step before the strip itself decides: go on, or return the code at once.
+// What a check before the strip decides: continue, or return the code.
 struct verdict {
     bool go_on;
     u32 code;
@@ -50,50 +52,92 @@ inline verdict stop_with(u32 code) {
     return {false, code};
 }
 
-// The output that an input calls for; set up on the first strip, demanded of every later one.
+// The output that an input calls for: set up on the first strip, required of every later one.
 struct output_shape {
     u16 format;
     u32 width;
     u32 height;
-    u16 data_width = 0; // 0: as the format and the input say
+    u16 data_width = 0; // 0: as the format and the input define it
 };
 
-// The input's own shape.
-output_shape same_shape(const strip_call &call);
+struct no_arguments {
+    bool operator==(const no_arguments &) const = default;
+};
 
-// The name of a public function and of its strip worker, as they are reported.
-#define VIQ_NAMES(function) #function, #function "_1_strip"
+// A step of an operation: a function of the call, with the operation's own arguments where it needs
+// them.
+template <class Result, class Arguments> struct strip_step {
+    using plain_function = Result (*)(const strip_call &);
+    using function = Result (*)(const strip_call &, const Arguments &);
 
-struct strip_operation {
-    const char *name;        // of the public function
-    const char *worker_name; // of the strip worker
-    strip_sequence *sequence;
-    // Null references stand for steps that do nothing.
-    // Refusals ahead of the rule that a strip of 0 lines only passes parameters on, and after it.
-    verdict (*refuse)(const strip_call &call);
-    verdict (*accept)(const strip_call &call);
-    output_shape (*shape)(const strip_call &call); // the output may be missing
-    // What the output needs besides its shape, after the parameters have been copied.
-    u32 (*complete)(const strip_call &call);
+    plain_function plain = nullptr;
+    function with_arguments = nullptr;
+
+    constexpr strip_step() = default;
+    constexpr strip_step(plain_function step) : plain(step) {}
+    constexpr strip_step(function step) : with_arguments(step) {}
+
+    Result operator()(const strip_call &call, const Arguments &arguments, Result otherwise) const {
+        if (with_arguments != nullptr)
+            return with_arguments(call, arguments);
+        return plain != nullptr ? plain(call) : otherwise;
+    }
+};
+
+// A conversion. A step without a function does nothing.
+template <class Arguments = no_arguments> struct strip_operation {
+    const char *name;                   // of the public function
+    const char *worker_name = nullptr;  // of the strip worker; null: the same
+    strip_sequence *sequence = nullptr; // required
+    // Runs before the rule that a strip of 0 lines passes only the parameters on.
+    strip_step<verdict, Arguments> check_before_header = {};
+    // Changes the input once it has been accepted, also where its strip has 0 lines.
+    void (*prepare_input)(const strip_call &) = nullptr;
+    // Runs only where there are lines.
+    strip_step<verdict, Arguments> check_pixels = {};
+    strip_step<output_shape, Arguments> shape = {}; // required; the output may be missing
+    // Sets what the output needs besides its shape, after the parameters have been copied.
+    strip_step<u32, Arguments> complete_output = {};
     // The current strip; the output's lines per strip are the input's, it has no buffer yet.
-    u32 (*process)(const strip_call &call);
+    strip_step<u32, Arguments> process = {};
     const char *corrupt = "Corrupt image";
     const char *corrupt_output = nullptr; // null: as for the input
     // A strip of 0 lines passes the input's parameters on as they are, without the output's shape.
     bool bare_parameters = false;
     // The picture is one strip: its lines per strip become its height. A failure leaves them as
-    // they were and no sequence under way.
+    // they were and ends the sequence.
     bool whole_picture = false;
+    // An operation that keeps lines or sums from strip to strip keeps here the arguments of the
+    // first strip. Later strips must have the same arguments and the same geometry on both sides.
+    Arguments *first_arguments = nullptr;
 };
 
-u32 run_conversion(const strip_operation &operation, u32 hInImage, u32 hOutImage, u16 command,
-                   const void *arguments = nullptr);
+// The step of a record that every strip of one image goes through: a line rule gives the line
+// length of a checked image; `previous` is what the image had before the check.
+using line_rule = u32 (*)(const tVIQ_Image &image, u32 previous);
 
-// The same for one strip alone, outside of every sequence.
-u32 convert_strip(const strip_operation &operation, u32 hInImage, u32 hOutImage,
-                  const void *arguments = nullptr);
+// A transfer; the image is `call.in`.
+template <class Arguments = no_arguments> struct strip_transfer {
+    const char *name;
+    strip_sequence *sequence = nullptr; // required
+    strip_step<verdict, Arguments> check_image = {};
+    strip_step<u32, Arguments> begin = {};   // first strip
+    strip_step<u32, Arguments> process = {}; // the current strip, clipped to what remains
+    strip_step<u32, Arguments> finish = {};  // after the last strip
+    strip_step<u32, Arguments> abandon = {}; // command 4
+    // Every command sends the current strip, 4 before it ends the transfer; a strip of 0 lines is
+    // nothing special then.
+    bool every_command_sends = false;
+    const char *corrupt = "Corrupt image";
+    line_rule line = nullptr;             // of the strip that is sent; null: the check's
+    Arguments *first_arguments = nullptr; // as above
+};
 
-// First step of a strip worker: the input's lines are there, the output has a buffer for its own.
+// The input's own shape.
+output_shape same_shape(const strip_call &call);
+
+// First step of a strip worker: checks that the input's lines are present and allocates the
+// output's.
 u32 begin_strip(const strip_call &call);
 
 // Most operations do not work in place.
@@ -102,29 +146,22 @@ u32 report_same_image(const char *function);
 // A picture must keep its geometry from the first strip of a transfer to the last.
 u32 report_changed_image(const char *function);
 
-// Cuts the strip to what is left of the height; true when it is the last one.
+// Clips the strip to the remaining height; true for the last strip.
 bool clip_last_strip(tVIQ_Image &image, u32 lines_done);
 
-// Line length of a checked image; `told` is what the image said before the check.
-using line_rule = u32 (*)(const tVIQ_Image &image, u32 told);
+template <class Arguments>
+u32 run_conversion(const strip_operation<Arguments> &operation, u32 hInImage, u32 hOutImage,
+                   u16 command, const std::type_identity_t<Arguments> &arguments = {});
 
-struct strip_transfer {
-    const char *name;
-    strip_sequence *sequence;
-    verdict (*refuse)(const strip_call &call);
-    u32 (*begin)(const strip_call &call);   // first strip
-    u32 (*process)(const strip_call &call); // the current strip, cut to what is left
-    u32 (*finish)(const strip_call &call);  // after the last strip
-    u32 (*abandon)(const strip_call &call); // command 4
-    // Every command sends the current strip, 4 before it ends the transfer; a strip of 0 lines is
-    // nothing special then.
-    bool every_command_sends = false;
-    const char *corrupt = "Corrupt image";
-    line_rule line = nullptr; // of the strip that is sent; null: the check's
-};
+// The same for one strip alone, outside of every sequence.
+template <class Arguments>
+u32 convert_strip(const strip_operation<Arguments> &operation, u32 hInImage, u32 hOutImage,
+                  const std::type_identity_t<Arguments> &arguments = {});
 
-// The image is `call.in`; null references in the record stand for steps that do nothing.
-u32 run_transfer(const strip_transfer &transfer, u32 hImage, u16 command,
-                 const void *arguments = nullptr);
+template <class Arguments>
+u32 run_transfer(const strip_transfer<Arguments> &transfer, u32 hImage, u16 command,
+                 const std::type_identity_t<Arguments> &arguments = {});
 
 } // namespace viq
+
+#include "core/strip_driver_body.h"

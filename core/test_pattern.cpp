@@ -18,14 +18,10 @@ u32 fill_strip(const strip_call &call) {
     return VIQ_test_pattern_1_strip(call.in_handle);
 }
 
-constexpr strip_transfer pattern_transfer = {
+constexpr strip_transfer<> pattern_transfer = {
     .name = "VIQ_test_pattern",
     .sequence = &sequence,
-    .refuse = nullptr,
-    .begin = nullptr,
     .process = fill_strip,
-    .finish = nullptr,
-    .abandon = nullptr,
 };
 
 u32 pattern_bytes(u32 bits_per_pixel) {

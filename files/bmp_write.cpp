@@ -30,14 +30,14 @@ verdict refuse_for_file(const strip_call &call);
 u32 create(const strip_call &call);
 u32 write_strip(const strip_call &call);
 u32 close(const strip_call &call);
-verdict refuse_for_buffer(const strip_call &call);
-u32 start_buffer(const strip_call &call);
-u32 store_strip(const strip_call &call);
+verdict refuse_for_buffer(const strip_call &call, const buffer_target &);
+u32 start_buffer(const strip_call &call, const buffer_target &target);
+u32 store_strip(const strip_call &call, const buffer_target &target);
 
-constexpr strip_transfer to_file = {
+constexpr strip_transfer<> to_file = {
     .name = file_name,
     .sequence = &file_state.sequence,
-    .refuse = refuse_for_file,
+    .check_image = refuse_for_file,
     .begin = create,
     .process = write_strip,
     .finish = close,
@@ -45,14 +45,12 @@ constexpr strip_transfer to_file = {
     .every_command_sends = true,
 };
 
-constexpr strip_transfer to_buffer = {
+constexpr strip_transfer<buffer_target> to_buffer = {
     .name = buffer_name,
     .sequence = &buffer_sequence,
-    .refuse = refuse_for_buffer,
+    .check_image = refuse_for_buffer,
     .begin = start_buffer,
     .process = store_strip,
-    .finish = nullptr,
-    .abandon = nullptr,
     .every_command_sends = true,
 };
 
@@ -73,7 +71,7 @@ u32 VIQ_image_write_BMP_buffer(u32 hImage, u8 *pBuffer, u32 *pdwSize, u16 wMode)
     if (pBuffer == nullptr || pdwSize == nullptr)
         return report_null(buffer_name);
     const buffer_target target = {pBuffer, pdwSize};
-    return run_transfer(to_buffer, hImage, wMode, &target);
+    return run_transfer(to_buffer, hImage, wMode, target);
 }
 
 namespace {
@@ -98,7 +96,7 @@ verdict refuse_for_file(const strip_call &call) {
     return refuse(file_name, *call.in);
 }
 
-verdict refuse_for_buffer(const strip_call &call) {
+verdict refuse_for_buffer(const strip_call &call, const buffer_target &) {
     return refuse(buffer_name, *call.in);
 }
 
@@ -168,9 +166,8 @@ u32 close(const strip_call &) {
     return close_file(file_name, file_state.file);
 }
 
-u32 start_buffer(const strip_call &call) {
+u32 start_buffer(const strip_call &call, const buffer_target &target) {
     const tVIQ_Image &image = *call.in;
-    const auto &target = *static_cast<const buffer_target *>(call.arguments);
     u8 head[longest_head];
     const u32 code = make_head(call.in_handle, image, head);
     if (is_error(code))
@@ -186,9 +183,8 @@ u32 start_buffer(const strip_call &call) {
     return success;
 }
 
-u32 store_strip(const strip_call &call) {
+u32 store_strip(const strip_call &call, const buffer_target &target) {
     const tVIQ_Image &image = *call.in;
-    const auto &target = *static_cast<const buffer_target *>(call.arguments);
     if (image.lines_per_strip == 0)
         return success;
     if (!has_lines(image, image.lines_per_strip)) {

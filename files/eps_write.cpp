@@ -19,7 +19,8 @@ void put_head(std::FILE *file, const tVIQ_Image &image);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 void put_tail(std::FILE *file);
 
-constexpr strip_writer writer = {VIQ_NAMES(VIQ_write_EPS_file),
+constexpr strip_writer writer = {"VIQ_write_EPS_file",
+                                 "VIQ_write_EPS_file_1_strip",
                                  &state,
                                  refuse,
                                  put_head,

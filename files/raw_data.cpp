@@ -13,7 +13,8 @@ write_state state;
 verdict refuse(const strip_call &call);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
-constexpr strip_writer writer = {VIQ_NAMES(VIQ_write_raw_data), &state, refuse, nullptr, put_strip};
+constexpr strip_writer writer = {
+    "VIQ_write_raw_data", "VIQ_write_raw_data_1_strip", &state, refuse, nullptr, put_strip};
 
 } // namespace
 

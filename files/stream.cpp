@@ -20,11 +20,12 @@ namespace viq {
 
 namespace {
 
-u32 begin_writing(const strip_call &call);
-u32 write_strip(const strip_call &call);
-u32 finish_writing(const strip_call &call);
-u32 close_writing(const strip_call &call);
-u32 open_and_read_header(const strip_reader &reader, const strip_call &call);
+verdict check_before_writing(const strip_call &call, const strip_writer &writer);
+u32 begin_writing(const strip_call &call, const strip_writer &writer);
+u32 write_strip(const strip_call &call, const strip_writer &writer);
+u32 finish_writing(const strip_call &call, const strip_writer &writer);
+u32 close_writing(const strip_call &call, const strip_writer &writer);
+u32 open_and_read_header(const strip_reader &reader, u32 hImage, tVIQ_Image &image);
 u32 read_strip(const strip_reader &reader, u32 hImage, tVIQ_Image &image);
 u32 line_of(const strip_reader &reader, const tVIQ_Image &image);
 u32 fail_reading(const strip_reader &reader, u32 code);
@@ -198,17 +199,17 @@ u32 check_written(const char *function, write_state &state) {
 }
 
 u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode) {
-    const strip_transfer transfer = {
+    const strip_transfer<strip_writer> transfer = {
         .name = writer.name,
         .sequence = &writer.state->sequence,
-        .refuse = writer.refuse,
+        .check_image = check_before_writing,
         .begin = begin_writing,
         .process = write_strip,
         .finish = finish_writing,
         .abandon = close_writing,
         .line = writer.line,
     };
-    return run_transfer(transfer, hImage, mode, &writer);
+    return run_transfer(transfer, hImage, mode, writer);
 }
 
 u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
@@ -221,8 +222,7 @@ u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
     if (image == nullptr)
         return fail_reading(reader, report_bad_handle(reader.name));
     if (!state.sequence.under_way) {
-        const strip_call call = {nullptr, hImage, 0, image, nullptr, nullptr};
-        const u32 code = open_and_read_header(reader, call);
+        const u32 code = open_and_read_header(reader, hImage, *image);
         if (is_error(code))
             return code;
     } else {
@@ -241,12 +241,11 @@ u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode) {
 
 namespace {
 
-const strip_writer &writer_of(const strip_call &call) {
-    return *static_cast<const strip_writer *>(call.arguments);
+verdict check_before_writing(const strip_call &call, const strip_writer &writer) {
+    return writer.refuse(call);
 }
 
-u32 begin_writing(const strip_call &call) {
-    const strip_writer &writer = writer_of(call);
+u32 begin_writing(const strip_call &call, const strip_writer &writer) {
     const u32 code = create_file(writer.name, *writer.state, call.in->outfilename,
                                  writer_buffer_size, writer.mode);
     if (!is_error(code) && writer.put_head != nullptr)
@@ -254,8 +253,7 @@ u32 begin_writing(const strip_call &call) {
     return code;
 }
 
-u32 write_strip(const strip_call &call) {
-    const strip_writer &writer = writer_of(call);
+u32 write_strip(const strip_call &call, const strip_writer &writer) {
     const tVIQ_Image &image = *call.in;
     if (image.lines_per_strip == 0)
         return success;
@@ -268,30 +266,28 @@ u32 write_strip(const strip_call &call) {
     return is_error(code) ? code : check_written(writer.strip_name, *writer.state);
 }
 
-u32 finish_writing(const strip_call &call) {
-    const strip_writer &writer = writer_of(call);
+u32 finish_writing(const strip_call &call, const strip_writer &writer) {
     if (writer.put_tail != nullptr)
         writer.put_tail(writer.state->file.get());
-    return close_writing(call);
+    return close_writing(call, writer);
 }
 
-u32 close_writing(const strip_call &call) {
-    return close_file(writer_of(call).name, writer_of(call).state->file);
+u32 close_writing(const strip_call &, const strip_writer &writer) {
+    return close_file(writer.name, writer.state->file);
 }
 
-u32 open_and_read_header(const strip_reader &reader, const strip_call &call) {
+u32 open_and_read_header(const strip_reader &reader, u32 hImage, tVIQ_Image &image) {
     read_state &state = *reader.state;
-    tVIQ_Image &image = *call.in;
     state.file.reset(std::fopen(image.infilename, "rb"));
     if (state.file == nullptr)
         return report(reader.name, VIQ_ERR_OPEN, "Failed to open file");
     if (reader.unbuffered)
         std::setvbuf(state.file.get(), nullptr, _IONBF, 0);
-    u32 code = reader.read_header({state.file.get(), image, call.in_handle, 0});
+    u32 code = reader.read_header({state.file.get(), image, hImage, 0});
     if (!is_error(code) && (image.width == 0 || image.height == 0))
         code = report_corrupt(reader.name);
     if (!is_error(code))
-        code = check_image(reader.name, call.in_handle, "VIQ_image_check failed");
+        code = check_image(reader.name, hImage, "VIQ_image_check failed");
     if (is_error(code))
         return fail_reading(reader, code);
     state.sequence = {true, 0, geometry_of(image)};

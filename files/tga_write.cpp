@@ -15,8 +15,8 @@ verdict refuse(const strip_call &call);
 void put_head(std::FILE *file, const tVIQ_Image &image);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
-constexpr strip_writer writer = {VIQ_NAMES(VIQ_write_TGA_file), &state, refuse, put_head,
-                                 put_strip};
+constexpr strip_writer writer = {
+    "VIQ_write_TGA_file", "VIQ_write_TGA_file_1_strip", &state, refuse, put_head, put_strip};
 
 } // namespace
 

@@ -16,7 +16,8 @@ void put_head(std::FILE *file, const tVIQ_Image &image);
 u32 put_strip(std::FILE *file, const tVIQ_Image &image);
 
 constexpr strip_writer writer = {
-    VIQ_NAMES(VIQ_write_TIFF_file), &state, refuse, put_head, put_strip, packed_bit_line};
+    "VIQ_write_TIFF_file", "VIQ_write_TIFF_file_1_strip", &state, refuse, put_head, put_strip,
+    packed_bit_line};
 
 } // namespace
 

@@ -23,7 +23,7 @@ constexpr u64 room_of_small = 4200;
 struct record_companion {
     std::unique_ptr<u8[]> buffer; // the data that the library allocated
     u64 size = 0;
-    u64 callers_room = 0;      // what a caller's buffer has to hold
+    u64 callers_room = 0; // what a caller's buffer has to hold
     buffer_lock lock;
     std::FILE *file = nullptr; // opened by the library
     bool made_here = false;

@@ -10,33 +10,33 @@ using namespace viq;
 
 namespace {
 
-verdict refuse_averages(const strip_call &call);
-u32 clear_averages(const strip_call &call);
-u32 average_strip(const strip_call &call);
+// What a call fills.
+struct averaging {
+    tVIQ_Average *average;
+    bool operator==(const averaging &) const = default;
+};
+
+verdict refuse_averages(const strip_call &call, const averaging &given);
+u32 clear_averages(const strip_call &call, const averaging &given);
+u32 average_strip(const strip_call &call, const averaging &given);
 
 strip_sequence sequence;
 byte_range grey_so_far;
+averaging started;
 
-constexpr strip_transfer averages_transfer = {
+constexpr strip_transfer<averaging> averages_transfer = {
     .name = "VIQ_IP_generate_averages",
     .sequence = &sequence,
-    .refuse = refuse_averages,
+    .check_image = refuse_averages,
     .begin = clear_averages,
     .process = average_strip,
-    .finish = nullptr,
-    .abandon = nullptr,
-};
-
-// What a call of VIQ_IP_generate_averages fills.
-struct averaging {
-    tVIQ_Average *average;
+    .first_arguments = &started,
 };
 
 } // namespace
 
 u32 VIQ_IP_generate_averages(u32 hInImage, tVIQ_Average *pAverage, u16 wMode) {
-    const averaging arguments = {pAverage};
-    return run_transfer(averages_transfer, hInImage, wMode, &arguments);
+    return run_transfer(averages_transfer, hInImage, wMode, {pAverage});
 }
 
 namespace {
@@ -44,35 +44,31 @@ namespace {
 void average_hsi(const line_view &in, u32 (&averages)[3]);
 void average_grey(const line_view &in, u32 (&averages)[3]);
 
-tVIQ_Average &average_of(const strip_call &call) {
-    return *static_cast<const averaging *>(call.arguments)->average;
-}
-
-verdict refuse_averages(const strip_call &call) {
+verdict refuse_averages(const strip_call &call, const averaging &given) {
     constexpr const char *name = averages_transfer.name;
-    if (static_cast<const averaging *>(call.arguments)->average == nullptr)
+    if (given.average == nullptr)
         return stop_with(report(name, VIQ_ERR_PARAMETER, "tVIQ_Average structure pointer is NULL"));
     if (call.in->pixel_format != VIQ_HSI && call.in->pixel_format != VIQ_Y8)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
     return proceed;
 }
 
-u32 clear_averages(const strip_call &call) {
-    average_of(call) = {};
+u32 clear_averages(const strip_call &, const averaging &given) {
+    *given.average = {};
     grey_so_far = {0, 255, 0};
     return success;
 }
 
-u32 average_strip(const strip_call &call) {
+u32 average_strip(const strip_call &call, const averaging &given) {
     const tVIQ_Image &in = *call.in;
     if (!has_lines(in, in.lines_per_strip))
         return report_no_data("VIQ_IP_generate_averages_1_strip");
     if (in.width == 0 || in.lines_per_strip == 0)
         return success;
     if (in.pixel_format == VIQ_HSI)
-        average_hsi(lines_of(in), average_of(call).average);
+        average_hsi(lines_of(in), given.average->average);
     else
-        average_grey(lines_of(in), average_of(call).average);
+        average_grey(lines_of(in), given.average->average);
     return success;
 }
 

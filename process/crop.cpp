@@ -12,18 +12,16 @@ using namespace viq;
 
 namespace {
 
-verdict accept_crop(const strip_call &call);
-output_shape crop_shape(const strip_call &call);
-u32 crop_lines(const strip_call &call);
+verdict accept_crop(const strip_call &call, const rectangle &area);
+output_shape crop_shape(const strip_call &call, const rectangle &area);
+u32 crop_lines(const strip_call &call, const rectangle &area);
 
-constexpr strip_operation make_crop(strip_sequence &sequence) {
+constexpr strip_operation<rectangle> make_crop(strip_sequence &sequence) {
     return {.name = "VIQ_IP_crop",
             .worker_name = "VIQ_IP_crop_1_strip",
             .sequence = &sequence,
-            .refuse = nullptr,
-            .accept = accept_crop,
+            .check_pixels = accept_crop,
             .shape = crop_shape,
-            .complete = nullptr,
             .process = crop_lines,
             .bare_parameters = true};
 }
@@ -40,7 +38,7 @@ namespace viq {
 
 u32 crop(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
          u16 command) {
-    return run_conversion(make_crop(sequence), hInImage, hOutImage, command, &area);
+    return run_conversion(make_crop(sequence), hInImage, hOutImage, command, area);
 }
 
 line_span lines_within(line_span strip, i64 wanted_first, i64 wanted_count) {
@@ -56,11 +54,7 @@ line_span lines_within(line_span strip, i64 wanted_first, i64 wanted_count) {
 
 namespace {
 
-const rectangle &area_of(const strip_call &call) {
-    return *static_cast<const rectangle *>(call.arguments);
-}
-
-verdict accept_crop(const strip_call &call) {
+verdict accept_crop(const strip_call &call, const rectangle &area) {
     const verdict decision =
         accept_formats(call,
                        formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24,
@@ -68,26 +62,22 @@ verdict accept_crop(const strip_call &call) {
                        {.or_format = true});
     if (!decision.go_on)
         return decision;
-    const rectangle &area = area_of(call);
     const bool inside = area.x >= 0 && area.y >= 0 && area.width > 0 && area.height > 0 &&
                         area.x < call.in->width && area.y < call.in->height;
     return inside ? proceed
-                  : stop_with(report(call.operation->name, VIQ_ERR_PARAMETER,
-                                     "Rectangle outside the image"));
+                  : stop_with(report(call.name, VIQ_ERR_PARAMETER, "Rectangle outside the image"));
 }
 
-output_shape crop_shape(const strip_call &call) {
-    const rectangle &area = area_of(call);
+output_shape crop_shape(const strip_call &call, const rectangle &area) {
     output_shape shape = same_shape(call);
     shape.width = static_cast<u32>(std::min(area.width, call.in->width - area.x));
     shape.height = static_cast<u32>(std::min(area.height, call.in->height - area.y));
     return shape;
 }
 
-u32 crop_lines(const strip_call &call) {
-    const rectangle &area = area_of(call);
-    const line_span span = lines_within(
-        {call.operation->sequence->lines_done, call.in->lines_per_strip}, area.y, call.out->height);
+u32 crop_lines(const strip_call &call, const rectangle &area) {
+    const line_span span = lines_within({call.sequence->lines_done, call.in->lines_per_strip},
+                                        area.y, call.out->height);
     call.out->lines_per_strip = static_cast<u32>(span.count);
     const u32 code = begin_strip(call);
     if (is_error(code))

@@ -11,52 +11,48 @@ using namespace viq;
 
 namespace {
 
-verdict refuse_fields(const strip_call &call);
-verdict accept_fields(const strip_call &call);
-verdict accept_field(const strip_call &call);
+verdict refuse_fields(const strip_call &call, const u32 &second);
+verdict accept_fields(const strip_call &call, const u32 &second);
+verdict accept_field(const strip_call &call, const u16 &scheme);
 verdict accept_stacked(const strip_call &call);
 output_shape doubled(const strip_call &call);
 u32 clear_field_order(const strip_call &call);
-u32 weave_fields(const strip_call &call);
-u32 fill_frame(const strip_call &call);
+u32 weave_fields(const strip_call &call, const u32 &second_handle);
+u32 fill_frame(const strip_call &call, const u16 &scheme);
 u32 interlace(const strip_call &call);
 
 strip_sequence two_fields_sequence;
 strip_sequence field_sequence;
 strip_sequence interlace_sequence;
 
-constexpr strip_operation two_fields_operation = {.name = "VIQ_SPL_2fields_to_frame",
-                                                  .worker_name = "VIQ_SPL_2fields_to_frame",
-                                                  .sequence = &two_fields_sequence,
-                                                  .refuse = refuse_fields,
-                                                  .accept = accept_fields,
+constexpr strip_operation<u32> two_fields_operation = {.name = "VIQ_SPL_2fields_to_frame",
+                                                       .worker_name = "VIQ_SPL_2fields_to_frame",
+                                                       .sequence = &two_fields_sequence,
+                                                       .check_before_header = refuse_fields,
+                                                       .check_pixels = accept_fields,
+                                                       .shape = doubled,
+                                                       .process = weave_fields,
+                                                       .corrupt = "Corrupt image - parameter 1",
+                                                       .corrupt_output = "Corrupt image"};
+
+constexpr strip_operation<u16> field_operation = {.name = "VIQ_SPL_field_to_frame",
+                                                  .worker_name = "VIQ_SPL_field_to_frame_1_strip_A",
+                                                  .sequence = &field_sequence,
+                                                  .check_pixels = accept_field,
                                                   .shape = doubled,
-                                                  .complete = nullptr,
-                                                  .process = weave_fields,
-                                                  .corrupt = "Corrupt image - parameter 1",
-                                                  .corrupt_output = "Corrupt image"};
+                                                  .complete_output = clear_field_order,
+                                                  .process = fill_frame,
+                                                  .whole_picture = true};
 
-constexpr strip_operation field_operation = {.name = "VIQ_SPL_field_to_frame",
-                                             .worker_name = "VIQ_SPL_field_to_frame_1_strip_A",
-                                             .sequence = &field_sequence,
-                                             .refuse = nullptr,
-                                             .accept = accept_field,
-                                             .shape = doubled,
-                                             .complete = clear_field_order,
-                                             .process = fill_frame,
-                                             .whole_picture = true};
-
-constexpr strip_operation interlace_operation = {.name = "VIQ_SPL_interlace_frame",
-                                                 .worker_name = "VIQ_SPL_interlace_frame",
-                                                 .sequence = &interlace_sequence,
-                                                 .refuse = nullptr,
-                                                 .accept = accept_stacked,
-                                                 .shape = same_shape,
-                                                 .complete = nullptr,
-                                                 .process = interlace,
-                                                 .corrupt = "Corrupt input image",
-                                                 .corrupt_output = "Corrupt image",
-                                                 .whole_picture = true};
+constexpr strip_operation<> interlace_operation = {.name = "VIQ_SPL_interlace_frame",
+                                                   .worker_name = "VIQ_SPL_interlace_frame",
+                                                   .sequence = &interlace_sequence,
+                                                   .check_pixels = accept_stacked,
+                                                   .shape = same_shape,
+                                                   .process = interlace,
+                                                   .corrupt = "Corrupt input image",
+                                                   .corrupt_output = "Corrupt image",
+                                                   .whole_picture = true};
 
 constexpr const char *scheme_workers[] = {
     "VIQ_SPL_field_to_frame_1_strip_A", "VIQ_SPL_field_to_frame_1_strip_B",
@@ -65,14 +61,14 @@ constexpr const char *scheme_workers[] = {
 } // namespace
 
 u32 VIQ_SPL_2fields_to_frame(u32 hInImage, u32 hSecondField, u32 hOutImage, u16 wStripCommand) {
-    return run_conversion(two_fields_operation, hInImage, hOutImage, wStripCommand, &hSecondField);
+    return run_conversion(two_fields_operation, hInImage, hOutImage, wStripCommand, hSecondField);
 }
 
 u32 VIQ_SPL_field_to_frame(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wStripCommand) {
-    strip_operation operation = field_operation;
+    strip_operation<u16> operation = field_operation;
     if (wScheme >= 1 && wScheme <= std::size(scheme_workers))
         operation.worker_name = scheme_workers[wScheme - 1];
-    return run_conversion(operation, hInImage, hOutImage, wStripCommand, &wScheme);
+    return run_conversion(operation, hInImage, hOutImage, wStripCommand, wScheme);
 }
 
 u32 VIQ_SPL_interlace_frame(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
@@ -99,12 +95,8 @@ void copy_line(const line_view &from, u64 source, const line_view &to, u64 targe
 
 // ---- Two fields
 
-u32 second_handle(const strip_call &call) {
-    return *static_cast<const u32 *>(call.arguments);
-}
-
 u32 report_different(const strip_call &call) {
-    return report(call.operation->name, VIQ_ERR_UNSUPPORTED, "Fields are different");
+    return report(call.name, VIQ_ERR_UNSUPPORTED, "Fields are different");
 }
 
 // The frame's parameters, without lines.
@@ -117,9 +109,8 @@ u32 pass_parameters(const strip_call &call) {
     return success;
 }
 
-verdict refuse_fields(const strip_call &call) {
-    const u32 second = second_handle(call);
-    const char *name = call.operation->name;
+verdict refuse_fields(const strip_call &call, const u32 &second) {
+    const char *name = call.name;
     const u32 code = check_image(name, second, "Corrupt image - parameter 2");
     if (is_error(code))
         return stop_with(code);
@@ -128,22 +119,22 @@ verdict refuse_fields(const strip_call &call) {
     return find_image(second)->lines_per_strip != 0 ? proceed : stop_with(pass_parameters(call));
 }
 
-verdict accept_fields(const strip_call &call) {
-    return geometry_of(*call.in) == geometry_of(*find_image(second_handle(call)))
+verdict accept_fields(const strip_call &call, const u32 &second) {
+    return geometry_of(*call.in) == geometry_of(*find_image(second))
                ? proceed
                : stop_with(report_different(call));
 }
 
-u32 weave_fields(const strip_call &call) {
-    tVIQ_Image &second = *find_image(second_handle(call));
+u32 weave_fields(const strip_call &call, const u32 &second_handle) {
+    tVIQ_Image &second = *find_image(second_handle);
     const u32 lines = call.in->lines_per_strip;
     if (second.lines_per_strip < lines)
         return report_different(call);
     second.lines_per_strip = lines;
     if (!has_lines(second, lines))
-        return report_no_data(call.operation->worker_name);
+        return report_no_data(call.worker_name);
     if (uses_buffer_of(second, *call.out))
-        return report_same_image(call.operation->worker_name);
+        return report_same_image(call.worker_name);
     call.out->lines_per_strip = 2 * lines;
     const u32 code = begin_strip(call);
     if (is_error(code))
@@ -160,19 +151,14 @@ u32 weave_fields(const strip_call &call) {
 
 // ---- One field
 
-u16 scheme_of(const strip_call &call) {
-    return *static_cast<const u16 *>(call.arguments);
-}
-
-verdict accept_field(const strip_call &call) {
+verdict accept_field(const strip_call &call, const u16 &scheme) {
     const verdict decision =
         accept_formats(call, formats(VIQ_Y8, VIQ_YUV422, VIQ_RGB24),
                        {.message = "Supports Y8, YUV422 and RGB24 only", .or_format = true});
-    const u16 scheme = scheme_of(call);
     if (!decision.go_on || (scheme >= 1 && scheme <= std::size(scheme_workers)))
         return decision;
     return stop_with(
-        report(call.operation->name, VIQ_ERR_UNSUPPORTED | scheme, "Invalid Interpolation Scheme"));
+        report(call.name, VIQ_ERR_UNSUPPORTED | scheme, "Invalid Interpolation Scheme"));
 }
 
 u32 clear_field_order(const strip_call &call) {
@@ -203,12 +189,12 @@ void directed_line(const tVIQ_Image &field, const u8 *a, const u8 *b, u8 *target
 }
 
 // The line between line n and the one below it.
-void line_between(const strip_call &call, u64 n, u8 *target) {
+void line_between(const strip_call &call, u32 scheme, u64 n, u8 *target) {
     const line_view in = lines_of(*call.in);
     const u64 last = in.lines - 1;
     const u8 *a = in.line(n);
     const u8 *b = in.line(std::min(n + 1, last));
-    switch (scheme_of(call)) {
+    switch (scheme) {
     case 2:
         return process_rows().mean(a, b, target, in.stride);
     case 3:
@@ -219,7 +205,7 @@ void line_between(const strip_call &call, u64 n, u8 *target) {
     }
 }
 
-u32 fill_frame(const strip_call &call) {
+u32 fill_frame(const strip_call &call, const u16 &scheme) {
     const u32 lines = call.in->lines_per_strip;
     call.out->lines_per_strip = call.out->height;
     const u32 code = begin_strip(call);
@@ -228,7 +214,7 @@ u32 fill_frame(const strip_call &call) {
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     u64 to = 0;
-    if (scheme_of(call) == 1) {
+    if (scheme == 1) {
         for (; to < out.lines; ++to)
             copy_line(in, to / 2, out, to);
         return success;
@@ -237,7 +223,7 @@ u32 fill_frame(const strip_call &call) {
         copy_line(in, 0, out, to++);
     for (u64 n = 0; n + 1 < lines; ++n, to += 2) {
         copy_line(in, n, out, to);
-        line_between(call, n, out.line(to + 1));
+        line_between(call, scheme, n, out.line(to + 1));
     }
     for (; to < out.lines; ++to)
         copy_line(in, lines - 1, out, to);
@@ -247,7 +233,7 @@ u32 fill_frame(const strip_call &call) {
 // ---- Two fields in one image
 
 verdict accept_stacked(const strip_call &call) {
-    const char *name = call.operation->name;
+    const char *name = call.name;
     if (call.in->param_23 != 4 && call.in->param_23 != 5)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Field order ID not set up"));
     if (call.in->lines_per_strip != call.in->height)

@@ -14,28 +14,26 @@ constexpr u32 hues = 360;
 
 strip_sequence sequence;
 
-verdict refuse_generate(const strip_call &call);
-u32 clear_first(const strip_call &call);
-u32 count_strip(const strip_call &call);
+// What a call of VIQ_IP_histogram_generate fills.
+struct counting {
+    tVIQ_Histogram *histogram;
+};
 
-constexpr strip_transfer generate_transfer = {
+verdict refuse_generate(const strip_call &call, const counting &given);
+u32 clear_first(const strip_call &call, const counting &given);
+u32 count_strip(const strip_call &call, const counting &given);
+
+constexpr strip_transfer<counting> generate_transfer = {
     .name = "VIQ_IP_histogram_generate",
     .sequence = &sequence,
-    .refuse = refuse_generate,
+    .check_image = refuse_generate,
     .begin = clear_first,
     .process = count_strip,
-    .finish = nullptr,
-    .abandon = nullptr,
 };
 
 u32 refuse_null(const char *function, const char *message = "Histogram structure is NULL") {
     return report(function, VIQ_ERR_PARAMETER, message);
 }
-
-// What a call of VIQ_IP_histogram_generate fills.
-struct counting {
-    tVIQ_Histogram *histogram;
-};
 
 template <u32 bins> void smooth(u32 (&plane)[bins]);
 u32 match_plane(const u32 *a, const u32 *b, u32 bins, i64 level, u32 &result);
@@ -57,8 +55,7 @@ u32 VIQ_IP_histogram_copy(const tVIQ_Histogram *pFrom, tVIQ_Histogram *pTo) {
 }
 
 u32 VIQ_IP_histogram_generate(u32 hInImage, tVIQ_Histogram *pHistogram, u16 wMode) {
-    const counting arguments = {pHistogram};
-    return run_transfer(generate_transfer, hInImage, wMode, &arguments);
+    return run_transfer(generate_transfer, hInImage, wMode, {pHistogram});
 }
 
 u32 VIQ_IP_histogram_filter(tVIQ_Histogram *pHistogram, u16 wOrder) {
@@ -95,21 +92,17 @@ u32 VIQ_IP_histogram_match(const tVIQ_Histogram *pA, const tVIQ_Histogram *pB, u
 
 namespace {
 
-tVIQ_Histogram &histogram_of(const strip_call &call) {
-    return *static_cast<const counting *>(call.arguments)->histogram;
-}
-
-verdict refuse_generate(const strip_call &call) {
+verdict refuse_generate(const strip_call &call, const counting &given) {
     constexpr const char *name = generate_transfer.name;
-    if (static_cast<const counting *>(call.arguments)->histogram == nullptr)
+    if (given.histogram == nullptr)
         return stop_with(refuse_null(name));
     if (call.in->pixel_format != VIQ_HSI)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
     return proceed;
 }
 
-u32 clear_first(const strip_call &call) {
-    return VIQ_IP_histogram_clear(&histogram_of(call));
+u32 clear_first(const strip_call &, const counting &given) {
+    return VIQ_IP_histogram_clear(given.histogram);
 }
 
 // Two counters a bin: runs of equal pixels do not wait for one another. Pixels with a hue above 359
@@ -136,7 +129,7 @@ template <u32 bins> u32 add_counts(u32 (&plane)[bins], const u32 *first, const u
     return total;
 }
 
-u32 count_strip(const strip_call &call) {
+u32 count_strip(const strip_call &call, const counting &given) {
     if (!has_lines(*call.in, call.in->lines_per_strip))
         return report_no_data("VIQ_IP_histogram_generate_1_strip");
     counters counts = {};
@@ -151,7 +144,7 @@ u32 count_strip(const strip_call &call) {
         if (x < in.width)
             count_pixel(counts, 0, line);
     }
-    tVIQ_Histogram &h = histogram_of(call);
+    tVIQ_Histogram &h = *given.histogram;
     h.totals[0] = add_counts(h.hue, counts.hue[0], counts.hue[1]);
     h.totals[1] = add_counts(h.saturation, counts.saturation[0], counts.saturation[1]);
     h.totals[2] = add_counts(h.intensity, counts.intensity[0], counts.intensity[1]);

@@ -14,20 +14,18 @@ using namespace viq;
 
 namespace {
 
-verdict accept_lut(const strip_call &call);
-u32 apply_lines(const strip_call &call);
+verdict accept_lut(const strip_call &call, const lookup_table &lut);
+u32 apply_lines(const strip_call &call, const lookup_table &lut);
 
 strip_sequence sequence;
 
-constexpr strip_operation lut_operation = {.name = "VIQ_LUT_apply",
-                                           .worker_name = "VIQ_LUT_apply_1_strip",
-                                           .sequence = &sequence,
-                                           .refuse = nullptr,
-                                           .accept = accept_lut,
-                                           .shape = same_shape,
-                                           .complete = nullptr,
-                                           .process = apply_lines,
-                                           .bare_parameters = true};
+constexpr strip_operation<lookup_table> lut_operation = {.name = "VIQ_LUT_apply",
+                                                         .worker_name = "VIQ_LUT_apply_1_strip",
+                                                         .sequence = &sequence,
+                                                         .check_pixels = accept_lut,
+                                                         .shape = same_shape,
+                                                         .process = apply_lines,
+                                                         .bare_parameters = true};
 
 } // namespace
 
@@ -38,7 +36,7 @@ u32 VIQ_LUT_apply(u32 hInImage, u32 hOutImage, u32 hLut, u16 wMode) {
             sequence = {};
         return report_bad_handle("VIQ_LUT_apply");
     }
-    return run_conversion(lut_operation, hInImage, hOutImage, wMode, lut);
+    return run_conversion(lut_operation, hInImage, hOutImage, wMode, *lut);
 }
 
 namespace {
@@ -49,15 +47,10 @@ struct byte_tables {
     bool colours_alike;
 };
 
-const lookup_table &lut_of(const strip_call &call) {
-    return *static_cast<const lookup_table *>(call.arguments);
-}
-
-verdict accept_lut(const strip_call &call) {
-    const format_set accepted =
-        lut_of(call).element_size == 1
-            ? formats(VIQ_YUV422, VIQ_Y8, VIQ_RGB24, VIQ_RGB16, VIQ_RGB15, VIQ_RGB8)
-            : formats(VIQ_Y16);
+verdict accept_lut(const strip_call &call, const lookup_table &lut) {
+    const format_set accepted = lut.element_size == 1 ? formats(VIQ_YUV422, VIQ_Y8, VIQ_RGB24,
+                                                                VIQ_RGB16, VIQ_RGB15, VIQ_RGB8)
+                                                      : formats(VIQ_Y16);
     const verdict decision = accept_formats(call, accepted, {.or_format = true});
     return decision.go_on ? accept_even(call, call.in->width) : decision;
 }
@@ -158,10 +151,10 @@ void map_words(const std::vector<u16> &table, const u8 *from, u8 *to, u32 pixels
     }
 }
 
-void map_line(const strip_call &call, const byte_tables &tables, const u8 *from, u8 *to) {
-    const lookup_table &lut = lut_of(call);
-    const u32 width = call.in->width;
-    const u16 format = call.in->pixel_format;
+void map_line(const tVIQ_Image &in, const lookup_table &lut, const byte_tables &tables,
+              const u8 *from, u8 *to) {
+    const u32 width = in.width;
+    const u16 format = in.pixel_format;
     const i16(&gain)[3] = lut.settings.gain;
     switch (format) {
     case VIQ_Y8:
@@ -179,16 +172,16 @@ void map_line(const strip_call &call, const byte_tables &tables, const u8 *from,
     }
 }
 
-u32 apply_lines(const strip_call &call) {
+u32 apply_lines(const strip_call &call, const lookup_table &lut) {
     const u32 code = begin_strip(call);
     if (is_error(code))
         return code;
     byte_tables tables;
-    complete_tables(lut_of(call), tables);
+    complete_tables(lut, tables);
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     for (u64 n = 0; n < in.lines; ++n)
-        map_line(call, tables, in.line(n), out.line(n));
+        map_line(*call.in, lut, tables, in.line(n), out.line(n));
     return success;
 }
 

@@ -12,42 +12,52 @@ using namespace viq;
 namespace {
 
 verdict accept_words(const strip_call &call);
-verdict accept_bytes(const strip_call &call);
+verdict accept_bytes(const strip_call &call, const u32 &number);
 verdict accept_yuv(const strip_call &call);
 verdict accept_hsi(const strip_call &call);
 verdict accept_grey(const strip_call &call);
-u32 extract_words(const strip_call &call);
-u32 extract_bytes(const strip_call &call);
+u32 extract_words(const strip_call &call, const u32 &number);
+u32 extract_bytes(const strip_call &call, const u32 &number);
 u32 show_yuv(const strip_call &call);
 u32 show_hsi(const strip_call &call);
 u32 show_grey(const strip_call &call);
 
 strip_sequence sequences[5];
 
-constexpr strip_operation words_operation =
-    make_operation("VIQ_SPL_Data32_to_Y8", sequences[0],
-                   {.accept = accept_words, .shape = in_format<VIQ_Y8>, .process = extract_words});
-constexpr strip_operation bytes_operation =
-    make_operation("VIQ_SPL_XXXX32_to_Y8", sequences[1],
-                   {.accept = accept_bytes, .shape = in_format<VIQ_Y8>, .process = extract_bytes});
-constexpr strip_operation yuv_operation =
-    make_operation("VIQ_SPL_YUV422_to_RGB_pseudo_colour", sequences[2],
-                   {.accept = accept_yuv, .shape = in_format<VIQ_RGB24>, .process = show_yuv});
-constexpr strip_operation hsi_operation =
-    make_operation("VIQ_SPL_HSI_to_RGB_pseudo_colour", sequences[3],
-                   {.accept = accept_hsi, .shape = in_format<VIQ_RGB24>, .process = show_hsi});
-constexpr strip_operation grey_operation =
-    make_operation("VIQ_SPL_Y8_to_pseudo_colour", sequences[4],
-                   {.accept = accept_grey, .shape = in_format<VIQ_RGB16>, .process = show_grey});
+constexpr strip_operation<u32> words_operation = {.name = "VIQ_SPL_Data32_to_Y8",
+                                                  .sequence = &sequences[0],
+                                                  .check_pixels = accept_words,
+                                                  .shape = in_format<VIQ_Y8>,
+                                                  .process = extract_words};
+constexpr strip_operation<u32> bytes_operation = {.name = "VIQ_SPL_XXXX32_to_Y8",
+                                                  .sequence = &sequences[1],
+                                                  .check_pixels = accept_bytes,
+                                                  .shape = in_format<VIQ_Y8>,
+                                                  .process = extract_bytes};
+constexpr strip_operation<> yuv_operation = {.name = "VIQ_SPL_YUV422_to_RGB_pseudo_colour",
+                                             .sequence = &sequences[2],
+                                             .check_pixels = accept_yuv,
+                                             .shape = in_format<VIQ_RGB24>,
+                                             .process = show_yuv};
+constexpr strip_operation<> hsi_operation = {.name = "VIQ_SPL_HSI_to_RGB_pseudo_colour",
+                                             .sequence = &sequences[3],
+                                             .check_pixels = accept_hsi,
+                                             .shape = in_format<VIQ_RGB24>,
+                                             .process = show_hsi};
+constexpr strip_operation<> grey_operation = {.name = "VIQ_SPL_Y8_to_pseudo_colour",
+                                              .sequence = &sequences[4],
+                                              .check_pixels = accept_grey,
+                                              .shape = in_format<VIQ_RGB16>,
+                                              .process = show_grey};
 
 } // namespace
 
 u32 VIQ_SPL_Data32_to_Y8(u32 hInImage, u32 hOutImage, u32 dwShift, u16 wStripCommand) {
-    return run_conversion(words_operation, hInImage, hOutImage, wStripCommand, &dwShift);
+    return run_conversion(words_operation, hInImage, hOutImage, wStripCommand, dwShift);
 }
 
 u32 VIQ_SPL_XXXX32_to_Y8(u32 hInImage, u32 hOutImage, u32 dwByteNumber, u16 wStripCommand) {
-    return run_conversion(bytes_operation, hInImage, hOutImage, wStripCommand, &dwByteNumber);
+    return run_conversion(bytes_operation, hInImage, hOutImage, wStripCommand, dwByteNumber);
 }
 
 u32 VIQ_SPL_YUV422_to_RGB_pseudo_colour(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
@@ -65,19 +75,15 @@ u32 VIQ_SPL_Y8_to_pseudo_colour(u32 hInImage, u32 hOutImage, u32, u16 wStripComm
 
 namespace {
 
-u32 number_of(const strip_call &call) {
-    return *static_cast<const u32 *>(call.arguments);
-}
-
 verdict accept_words(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XRGB32, VIQ_XBGR32));
 }
 
-verdict accept_bytes(const strip_call &call) {
+verdict accept_bytes(const strip_call &call, const u32 &number) {
     const verdict decision = accept_formats(call, formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32));
-    if (!decision.go_on || (number_of(call) >= 1 && number_of(call) <= 4))
+    if (!decision.go_on || (number >= 1 && number <= 4))
         return decision;
-    return stop_with(report(call.operation->name, VIQ_ERR_PARAMETER, "Byte number out of range"));
+    return stop_with(report(call.name, VIQ_ERR_PARAMETER, "Byte number out of range"));
 }
 
 verdict accept_yuv(const strip_call &call) {
@@ -105,7 +111,7 @@ template <class Row> u32 for_lines(const strip_call &call, Row row) {
 }
 
 // Words follow one another on both sides without regard to padding; bytes behind them become 0.
-u32 extract_words(const strip_call &call) {
+u32 extract_words(const strip_call &call, const u32 &number) {
     const u32 code = begin_strip(call);
     if (is_error(code))
         return code;
@@ -115,13 +121,13 @@ u32 extract_words(const strip_call &call) {
     for (u64 n = 0; n < in.lines; ++n)
         process_rows().shift_words(in.data + static_cast<std::size_t>(4 * line * n),
                                    out.data + static_cast<std::size_t>(line * n), in.width,
-                                   number_of(call) & 31);
+                                   number & 31);
     std::fill(out.data + static_cast<std::size_t>(line * in.lines), out.line(out.lines), u8{0});
     return success;
 }
 
-u32 extract_bytes(const strip_call &call) {
-    const u32 byte = number_of(call) - 1;
+u32 extract_bytes(const strip_call &call, const u32 &number) {
+    const u32 byte = number - 1;
     const u32 shift = 8 * (std::endian::native == std::endian::little ? byte : 3 - byte);
     return for_lines(call, [shift](const u8 *from, u8 *to, u32 pixels) {
         process_rows().shift_words(from, to, pixels, shift);

@@ -15,21 +15,19 @@ struct disc {
     i64 x, y, radius;
 };
 
-verdict accept_region(const strip_call &call);
-output_shape square(const strip_call &call);
-u32 extract_lines(const strip_call &call);
+verdict accept_region(const strip_call &call, const disc &d);
+output_shape square(const strip_call &call, const disc &d);
+u32 extract_lines(const strip_call &call, const disc &d);
 
 strip_sequence sequence;
 
-constexpr strip_operation region_operation = {.name = "VIQ_IP_extract_region",
-                                              .worker_name = "VIQ_IP_extract_region_1_strip",
-                                              .sequence = &sequence,
-                                              .refuse = nullptr,
-                                              .accept = accept_region,
-                                              .shape = square,
-                                              .complete = nullptr,
-                                              .process = extract_lines,
-                                              .bare_parameters = true};
+constexpr strip_operation<disc> region_operation = {.name = "VIQ_IP_extract_region",
+                                                    .worker_name = "VIQ_IP_extract_region_1_strip",
+                                                    .sequence = &sequence,
+                                                    .check_pixels = accept_region,
+                                                    .shape = square,
+                                                    .process = extract_lines,
+                                                    .bare_parameters = true};
 
 } // namespace
 
@@ -37,25 +35,21 @@ constexpr strip_operation region_operation = {.name = "VIQ_IP_extract_region",
 u32 VIQ_IP_extract_region(u32 hInImage, u32 hOutImage, u16, i16 cx, i16 cy, u16 wRadius,
                           u16 wMode) {
     const disc wanted = {cx, cy, wRadius};
-    return run_conversion(region_operation, hInImage, hOutImage, wMode, &wanted);
+    return run_conversion(region_operation, hInImage, hOutImage, wMode, wanted);
 }
 
 namespace {
 
-const disc &disc_of(const strip_call &call) {
-    return *static_cast<const disc *>(call.arguments);
-}
-
-verdict accept_region(const strip_call &call) {
+verdict accept_region(const strip_call &call, const disc &d) {
     const verdict decision = accept_formats(call, formats(VIQ_YUV422));
-    if (!decision.go_on || disc_of(call).radius != 0)
+    if (!decision.go_on || d.radius != 0)
         return decision;
-    return stop_with(report(call.operation->name, VIQ_ERR_PARAMETER, "Radius is 0"));
+    return stop_with(report(call.name, VIQ_ERR_PARAMETER, "Radius is 0"));
 }
 
-output_shape square(const strip_call &call) {
+output_shape square(const strip_call &call, const disc &d) {
     output_shape shape = same_shape(call);
-    shape.width = shape.height = static_cast<u32>(2 * disc_of(call).radius);
+    shape.width = shape.height = static_cast<u32>(2 * d.radius);
     return shape;
 }
 
@@ -67,9 +61,8 @@ bool holds(const disc &d, i64 x, i64 y) {
 
 // Each strip gives as many lines as it has within the square; the last one adds those that the
 // picture's edges cut off, so that all strips together are the whole square.
-u32 extract_lines(const strip_call &call) {
-    const disc &d = disc_of(call);
-    const u64 done = call.operation->sequence->lines_done;
+u32 extract_lines(const strip_call &call, const disc &d) {
+    const u64 done = call.sequence->lines_done;
     const u64 lines = call.in->lines_per_strip;
     const line_span span = lines_within({done, lines}, d.y - d.radius, 2 * d.radius);
     u64 given = span.count;

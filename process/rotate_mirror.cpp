@@ -14,10 +14,10 @@ using namespace viq;
 namespace {
 
 verdict accept_mirror(const strip_call &call);
-verdict accept_rotate(const strip_call &call);
-output_shape rotated(const strip_call &call);
+verdict accept_rotate(const strip_call &call, const u16 &angle);
+output_shape rotated(const strip_call &call, const u16 &angle);
 u32 mirror_lines(const strip_call &call);
-u32 rotate_picture(const strip_call &call);
+u32 rotate_picture(const strip_call &call, const u16 &angle);
 u32 mirror_cropped(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
                    u16 mode);
 u32 mirror_into(u32 hCropImage, u32 hOutImage, u64 x, u64 y);
@@ -26,28 +26,24 @@ strip_sequence mirror_sequence;
 strip_sequence rotate_sequence;
 strip_sequence rectangle_sequence;
 
-constexpr strip_operation make_mirror(strip_sequence &sequence) {
+constexpr strip_operation<> make_mirror(strip_sequence &sequence) {
     return {.name = "VIQ_IP_mirror_image",
             .worker_name = "VIQ_IP_mirror_image_1_strip",
             .sequence = &sequence,
-            .refuse = nullptr,
-            .accept = accept_mirror,
+            .check_pixels = accept_mirror,
             .shape = same_shape,
-            .complete = nullptr,
             .process = mirror_lines,
             .bare_parameters = true};
 }
 
-constexpr strip_operation rotate_operation = {.name = "VIQ_IP_rotate_image",
-                                              .worker_name = "VIQ_IP_rotate_image_1_strip",
-                                              .sequence = &rotate_sequence,
-                                              .refuse = nullptr,
-                                              .accept = accept_rotate,
-                                              .shape = rotated,
-                                              .complete = nullptr,
-                                              .process = rotate_picture,
-                                              .bare_parameters = true,
-                                              .whole_picture = true};
+constexpr strip_operation<u16> rotate_operation = {.name = "VIQ_IP_rotate_image",
+                                                   .worker_name = "VIQ_IP_rotate_image_1_strip",
+                                                   .sequence = &rotate_sequence,
+                                                   .check_pixels = accept_rotate,
+                                                   .shape = rotated,
+                                                   .process = rotate_picture,
+                                                   .bare_parameters = true,
+                                                   .whole_picture = true};
 
 } // namespace
 
@@ -67,7 +63,7 @@ u32 VIQ_IP_mirror(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 heig
 }
 
 u32 VIQ_IP_rotate_image(u32 hInImage, u32 hOutImage, u16 wAngle) {
-    return run_conversion(rotate_operation, hInImage, hOutImage, VIQ_STRIP_NEXT, &wAngle);
+    return run_conversion(rotate_operation, hInImage, hOutImage, VIQ_STRIP_NEXT, wAngle);
 }
 
 namespace {
@@ -144,34 +140,29 @@ u32 mirror_into(u32 hCropImage, u32 hOutImage, u64 x, u64 y) {
 
 // ---- Rotation
 
-u32 angle_of(const strip_call &call) {
-    return *static_cast<const u16 *>(call.arguments);
+bool exchanges_sides(u32 angle) {
+    return angle == 90 || angle == 270;
 }
 
-bool exchanges_sides(const strip_call &call) {
-    return angle_of(call) == 90 || angle_of(call) == 270;
-}
-
-verdict accept_rotate(const strip_call &call) {
-    const char *name = call.operation->name;
+verdict accept_rotate(const strip_call &call, const u16 &angle) {
+    const char *name = call.name;
     verdict decision = accept_formats(call, turned_formats);
     if (!decision.go_on)
         return decision;
-    const u32 angle = angle_of(call);
     if (angle > 270 || angle % 90 != 0)
         return stop_with(
             report(name, VIQ_ERR_UNSUPPORTED, "Only angles of 0, 90, 180 and 270 supported"));
     decision = accept_even(call, call.in->width);
-    if (decision.go_on && exchanges_sides(call))
+    if (decision.go_on && exchanges_sides(angle))
         decision = accept_even(call, call.in->height);
     if (decision.go_on && !holds_picture(*call.in))
         return stop_with(report_no_data(name));
     return decision;
 }
 
-output_shape rotated(const strip_call &call) {
+output_shape rotated(const strip_call &call, const u16 &angle) {
     output_shape shape = same_shape(call);
-    if (exchanges_sides(call))
+    if (exchanges_sides(angle))
         std::swap(shape.width, shape.height);
     return shape;
 }
@@ -197,12 +188,12 @@ void transpose_pairs(matrix from, target_matrix to, u32 rows, u32 columns) {
 
 // A clockwise quarter turn is the transposition of the source seen from its last line up; the other
 // one fills the output from its last line up.
-void turn_quarter(const strip_call &call) {
+void turn_quarter(const strip_call &call, u32 angle) {
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     matrix from = {in.data, static_cast<std::ptrdiff_t>(in.stride)};
     target_matrix to = {out.data, static_cast<std::ptrdiff_t>(out.stride)};
-    if (angle_of(call) == 90)
+    if (angle == 90)
         from = {in.line(in.lines - 1), -from.stride};
     else
         to = {out.line(out.lines - 1), -to.stride};
@@ -212,20 +203,20 @@ void turn_quarter(const strip_call &call) {
         process_rows().transpose[bytes_per_pixel(*call.in)](from, to, in.lines, in.width);
 }
 
-u32 rotate_picture(const strip_call &call) {
+u32 rotate_picture(const strip_call &call, const u16 &angle) {
     call.out->lines_per_strip = call.out->height;
     const u32 code = begin_strip(call);
     if (is_error(code) || call.in->width == 0 || call.in->height == 0)
         return code;
-    if (exchanges_sides(call)) {
-        turn_quarter(call);
+    if (exchanges_sides(angle)) {
+        turn_quarter(call, angle);
         return success;
     }
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     const std::size_t bytes = std::size_t{in.width} * bytes_per_pixel(*call.in);
     for (u64 n = 0; n < in.lines; ++n)
-        if (angle_of(call) == 0)
+        if (angle == 0)
             std::memcpy(out.line(n), in.line(n), bytes);
         else
             reverse_line(*call.in, in.line(in.lines - 1 - n), out.line(n));

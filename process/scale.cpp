@@ -15,6 +15,7 @@ constexpr u32 fraction_bits = 13;
 
 struct scaled_size {
     u32 width, height;
+    bool operator==(const scaled_size &) const = default;
 };
 
 // Two resampled lines wait for those that come after them, also from strip to strip.
@@ -24,7 +25,7 @@ struct scaled_lines {
 };
 
 struct scaling {
-    strip_geometry source;
+    scaled_size size;
     u64 vertical_step;
     u64 next_line; // of the output
     resample_plan plan;
@@ -35,48 +36,42 @@ constexpr u64 no_line = UINT64_MAX;
 
 scaling state;
 
-verdict accept_scale(const strip_call &call);
-output_shape wanted_shape(const strip_call &call);
+verdict accept_scale(const strip_call &call, const scaled_size &size);
+output_shape wanted_shape(const strip_call &call, const scaled_size &size);
 u32 scale_lines(const strip_call &call);
 
 strip_sequence sequence;
 
 // Its failures bear the name of thresholding.
-constexpr strip_operation scale_operation = {.name = "VIQ_IP_threshold_grayscale",
-                                             .worker_name = "VIQ_IP_scale_1_strip",
-                                             .sequence = &sequence,
-                                             .refuse = nullptr,
-                                             .accept = accept_scale,
-                                             .shape = wanted_shape,
-                                             .complete = nullptr,
-                                             .process = scale_lines,
-                                             .bare_parameters = true};
+constexpr strip_operation<scaled_size> scale_operation = {.name = "VIQ_IP_threshold_grayscale",
+                                                          .worker_name = "VIQ_IP_scale_1_strip",
+                                                          .sequence = &sequence,
+                                                          .check_pixels = accept_scale,
+                                                          .shape = wanted_shape,
+                                                          .process = scale_lines,
+                                                          .bare_parameters = true,
+                                                          .first_arguments = &state.size};
 
 } // namespace
 
 u32 VIQ_IP_scale(u32 hInImage, u32 hOutImage, u32 dwWidth, u32 dwHeight, u16 wMode) {
     const scaled_size size = {dwWidth, dwHeight};
-    return run_conversion(scale_operation, hInImage, hOutImage, wMode, &size);
+    return run_conversion(scale_operation, hInImage, hOutImage, wMode, size);
 }
 
 namespace {
-
-const scaled_size &size_of(const strip_call &call) {
-    return *static_cast<const scaled_size *>(call.arguments);
-}
 
 bool start(const tVIQ_Image &in, const tVIQ_Image &out);
 bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan);
 u64 lines_ready(u64 known_lines, u64 source_lines, u64 wanted_lines);
 const u8 *resampled(const line_view &strip, u64 strip_start, u64 line);
 
-verdict accept_scale(const strip_call &call) {
-    const char *name = call.operation->name;
+verdict accept_scale(const strip_call &call, const scaled_size &size) {
+    const char *name = call.name;
     const verdict decision =
         accept_formats(call, formats(VIQ_RGB24, VIQ_Y8), {.message = "Supports RGB24 & Y8 only"});
     if (!decision.go_on)
         return decision;
-    const scaled_size &size = size_of(call);
     if (size.width == 0 || size.height == 0)
         return stop_with(report(name, VIQ_ERR_PARAMETER, "Width or height is 0"));
     if (size.width == call.in->width && size.height == call.in->height)
@@ -86,21 +81,19 @@ verdict accept_scale(const strip_call &call) {
     return proceed;
 }
 
-output_shape wanted_shape(const strip_call &call) {
+output_shape wanted_shape(const strip_call &call, const scaled_size &size) {
     output_shape shape = same_shape(call);
-    shape.width = size_of(call).width;
-    shape.height = size_of(call).height;
+    shape.width = size.width;
+    shape.height = size.height;
     return shape;
 }
 
 u32 scale_lines(const strip_call &call) {
-    const char *worker = call.operation->worker_name;
+    const char *worker = call.worker_name;
     const tVIQ_Image &in = *call.in;
-    const u64 done = call.operation->sequence->lines_done;
+    const u64 done = call.sequence->lines_done;
     if (done == 0 && !start(in, *call.out))
         return report(worker, VIQ_ERR_MEMORY, "Malloc fail - no memory?");
-    if (state.source != geometry_of(in))
-        return report_changed_image(worker);
     const u64 known = done + in.lines_per_strip;
     const u64 ready = lines_ready(known, in.height, call.out->height);
     if (ready == state.next_line && ready < call.out->height)
@@ -132,7 +125,6 @@ u32 scale_lines(const strip_call &call) {
 }
 
 bool start(const tVIQ_Image &in, const tVIQ_Image &out) {
-    state.source = geometry_of(in);
     state.vertical_step =
         out.height > 1 ? (u64{in.height - 1} << fraction_bits) / (out.height - 1) : 0;
     state.next_line = 0;

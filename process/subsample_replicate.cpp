@@ -9,91 +9,81 @@ using namespace viq;
 
 namespace {
 
-verdict accept_subsample(const strip_call &call);
-verdict accept_replicate(const strip_call &call);
-output_shape smaller(const strip_call &call);
-output_shape larger(const strip_call &call);
-u32 subsample_lines(const strip_call &call);
-u32 replicate_lines(const strip_call &call);
+verdict accept_subsample(const strip_call &call, const u32 &factor);
+verdict accept_replicate(const strip_call &call, const u32 &factor);
+output_shape smaller(const strip_call &call, const u32 &factor);
+output_shape larger(const strip_call &call, const u32 &factor);
+u32 subsample_lines(const strip_call &call, const u32 &factor);
+u32 replicate_lines(const strip_call &call, const u32 &factor);
 
 strip_sequence subsample_sequence;
 strip_sequence replicate_sequence;
 
-constexpr strip_operation subsample_operation = {.name = "VIQ_IP_subsample",
-                                                 .worker_name = "VIQ_IP_subsample_1_strip",
-                                                 .sequence = &subsample_sequence,
-                                                 .refuse = nullptr,
-                                                 .accept = accept_subsample,
-                                                 .shape = smaller,
-                                                 .complete = nullptr,
-                                                 .process = subsample_lines,
-                                                 .bare_parameters = true};
+constexpr strip_operation<u32> subsample_operation = {.name = "VIQ_IP_subsample",
+                                                      .worker_name = "VIQ_IP_subsample_1_strip",
+                                                      .sequence = &subsample_sequence,
+                                                      .check_pixels = accept_subsample,
+                                                      .shape = smaller,
+                                                      .process = subsample_lines,
+                                                      .bare_parameters = true};
 
-constexpr strip_operation replicate_operation = {.name = "VIQ_IP_pixel_rep",
-                                                 .worker_name = "VIQ_IP_pixel_rep_1_strip",
-                                                 .sequence = &replicate_sequence,
-                                                 .refuse = nullptr,
-                                                 .accept = accept_replicate,
-                                                 .shape = larger,
-                                                 .complete = nullptr,
-                                                 .process = replicate_lines,
-                                                 .bare_parameters = true};
+constexpr strip_operation<u32> replicate_operation = {.name = "VIQ_IP_pixel_rep",
+                                                      .worker_name = "VIQ_IP_pixel_rep_1_strip",
+                                                      .sequence = &replicate_sequence,
+                                                      .check_pixels = accept_replicate,
+                                                      .shape = larger,
+                                                      .process = replicate_lines,
+                                                      .bare_parameters = true};
 
 } // namespace
 
 u32 VIQ_IP_subsample(u32 hInImage, u32 hOutImage, u16 wFactor, u16 wMode) {
-    return run_conversion(subsample_operation, hInImage, hOutImage, wMode, &wFactor);
+    return run_conversion(subsample_operation, hInImage, hOutImage, wMode, wFactor);
 }
 
 u32 VIQ_IP_pixel_rep(u32 hInImage, u32 hOutImage, u16 wFactor, u16 wMode) {
-    return run_conversion(replicate_operation, hInImage, hOutImage, wMode, &wFactor);
+    return run_conversion(replicate_operation, hInImage, hOutImage, wMode, wFactor);
 }
 
 namespace {
 
-u32 factor_of(const strip_call &call) {
-    return *static_cast<const u16 *>(call.arguments);
-}
-
-verdict accept_factor(const strip_call &call, const char *no_factor) {
+verdict accept_factor(const strip_call &call, u32 factor, const char *no_factor) {
     const verdict decision = accept_formats(
         call, formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_YUV422),
         {.or_format = true});
-    if (!decision.go_on || factor_of(call) != 0)
+    if (!decision.go_on || factor != 0)
         return decision;
-    return stop_with(report(call.operation->name, VIQ_ERR_UNSUPPORTED, no_factor));
+    return stop_with(report(call.name, VIQ_ERR_UNSUPPORTED, no_factor));
 }
 
-verdict accept_subsample(const strip_call &call) {
-    const verdict decision = accept_factor(call, "Unsupported sub-sampling factor");
-    return decision.go_on ? accept_even(call, smaller(call).width) : decision;
+verdict accept_subsample(const strip_call &call, const u32 &factor) {
+    const verdict decision = accept_factor(call, factor, "Unsupported sub-sampling factor");
+    return decision.go_on ? accept_even(call, smaller(call, factor).width) : decision;
 }
 
-verdict accept_replicate(const strip_call &call) {
-    verdict decision = accept_factor(call, "Unsupported replication factor");
+verdict accept_replicate(const strip_call &call, const u32 &factor) {
+    verdict decision = accept_factor(call, factor, "Unsupported replication factor");
     if (decision.go_on)
         decision = accept_even(call, call.in->width);
     if (!decision.go_on)
         return decision;
-    const u64 factor = factor_of(call);
     for (const u64 side : {call.in->width, call.in->height, call.in->lines_per_strip})
-        if (side * factor > UINT32_MAX)
-            return stop_with(
-                report(call.operation->name, VIQ_ERR_PARAMETER, "Output image too large"));
+        if (side * u64{factor} > UINT32_MAX)
+            return stop_with(report(call.name, VIQ_ERR_PARAMETER, "Output image too large"));
     return proceed;
 }
 
-output_shape smaller(const strip_call &call) {
+output_shape smaller(const strip_call &call, const u32 &factor) {
     output_shape shape = same_shape(call);
-    shape.width /= factor_of(call);
-    shape.height /= factor_of(call);
+    shape.width /= factor;
+    shape.height /= factor;
     return shape;
 }
 
-output_shape larger(const strip_call &call) {
+output_shape larger(const strip_call &call, const u32 &factor) {
     output_shape shape = same_shape(call);
-    shape.width *= factor_of(call);
-    shape.height *= factor_of(call);
+    shape.width *= factor;
+    shape.height *= factor;
     return shape;
 }
 
@@ -130,8 +120,7 @@ void pick(const tVIQ_Image &image, const u8 *from, u8 *to, u32 pixels, Source so
     }
 }
 
-u32 subsample_lines(const strip_call &call) {
-    const u32 factor = factor_of(call);
+u32 subsample_lines(const strip_call &call, const u32 &factor) {
     call.out->lines_per_strip = call.in->lines_per_strip / factor;
     const u32 code = begin_strip(call);
     if (is_error(code))
@@ -144,8 +133,7 @@ u32 subsample_lines(const strip_call &call) {
     return success;
 }
 
-u32 replicate_lines(const strip_call &call) {
-    const u32 factor = factor_of(call);
+u32 replicate_lines(const strip_call &call, const u32 &factor) {
     call.out->lines_per_strip = call.in->lines_per_strip * factor;
     const u32 code = begin_strip(call);
     if (is_error(code))

@@ -12,25 +12,23 @@ struct limits {
 };
 
 verdict accept_grey(const strip_call &call);
-u32 threshold_lines(const strip_call &call);
+u32 threshold_lines(const strip_call &call, const limits &given);
 
 strip_sequence sequence;
 
-constexpr strip_operation threshold_operation = {.name = "VIQ_IP_threshold_grayscale",
-                                                 .worker_name =
-                                                     "VIQ_IP_threshold_grayscale_1_strip",
-                                                 .sequence = &sequence,
-                                                 .refuse = nullptr,
-                                                 .accept = accept_grey,
-                                                 .shape = in_format<VIQ_Y8>,
-                                                 .complete = nullptr,
-                                                 .process = threshold_lines};
+constexpr strip_operation<limits> threshold_operation = {.name = "VIQ_IP_threshold_grayscale",
+                                                         .worker_name =
+                                                             "VIQ_IP_threshold_grayscale_1_strip",
+                                                         .sequence = &sequence,
+                                                         .check_pixels = accept_grey,
+                                                         .shape = in_format<VIQ_Y8>,
+                                                         .process = threshold_lines};
 
 } // namespace
 
 u32 VIQ_IP_threshold_grayscale(u32 hInImage, u32 hOutImage, u16 wUpper, u16 wLower, u16 wMode) {
     const limits given = {wUpper, wLower};
-    return run_conversion(threshold_operation, hInImage, hOutImage, wMode, &given);
+    return run_conversion(threshold_operation, hInImage, hOutImage, wMode, given);
 }
 
 namespace {
@@ -39,11 +37,10 @@ verdict accept_grey(const strip_call &call) {
     return accept_formats(call, formats(VIQ_Y8));
 }
 
-u32 threshold_lines(const strip_call &call) {
+u32 threshold_lines(const strip_call &call, const limits &given) {
     const u32 code = begin_strip(call);
     if (is_error(code))
         return code;
-    const limits &given = *static_cast<const limits *>(call.arguments);
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     for (u64 n = 0; n < in.lines; ++n)

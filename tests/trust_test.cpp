@@ -1,0 +1,155 @@
+// Calls that would use memory which is not theirs: copied locks, handlers that destroy, sequences
+// that continue with something else. The sanitizers find what goes wrong.
+#include <cstdlib>
+#include <functional>
+
+#include "tests/support.h"
+
+namespace viq {
+namespace {
+
+void lock_over(const picture &p, bytes &buffer) {
+    VIQ_image_set_ptr(p, VIQ_PTR_DATA, buffer.data());
+    VIQ_image_set_flags(p, VIQ_FLAG_LOCKED, 1);
+}
+
+TEST(CopiedLock, DoesNotMakeTheOutputsBufferTrusted) {
+    const picture in(VIQ_RGB24, 64, 64), out(VIQ_RGB24, 64, 1);
+    bytes camera(std::size_t{64} * 64 * 3);
+    lock_over(in, camera);
+    const std::function<u32(u32)> operations[] = {
+        [&](u32 to) { return VIQ_convert_to_BGR24(in, to, 3); },
+        [&](u32 to) { return VIQ_image_copy(in, to); },
+        [&](u32 to) { return VIQ_write_to_memory(in, to, 3); }};
+    for (const auto &operation : operations) {
+        EXPECT_OK(VIQ_image_set_ptr(out, VIQ_PTR_DATA, std::malloc(64 * 3)));
+        EXPECT_OK(operation(out));
+        EXPECT_EQ(VIQ_image_get_flags(out, VIQ_FLAG_LOCKED), 1u);
+        VIQ_image_set_flags(out, VIQ_FLAG_LOCKED, 0);
+        EXPECT_OK(VIQ_image_free_data(out));
+        const u32 wavelet = VIQ_WVLT_image_create(0);
+        EXPECT_OK(operation(wavelet));
+        VIQ_image_destroy(wavelet);
+    }
+}
+
+TEST(CopiedLock, LeavesTheOutputsOwnLockInForce) {
+    const picture in(VIQ_Y8, 8, 8), out(VIQ_Y8, 8, 8);
+    bytes camera(64, 7), target(64);
+    lock_over(in, camera);
+    lock_over(out, target);
+    EXPECT_OK(VIQ_image_copy(in, out));
+    EXPECT_EQ(target, camera);
+    VIQ_image_set_ptr(out, VIQ_PTR_DATA, std::malloc(8)); // the flag is still set: a lock
+    EXPECT_OK(VIQ_image_copy_parameters(in, out));
+    void *locked = VIQ_image_get_ptr(out, VIQ_PTR_DATA);
+    EXPECT_OK(VIQ_image_malloc_a_strip(out));
+    EXPECT_EQ(VIQ_image_get_ptr(out, VIQ_PTR_DATA), locked);
+    VIQ_image_set_ptr(out, VIQ_PTR_DATA, nullptr);
+    std::free(locked);
+}
+
+TEST(CopiedLock, DoesNotMakeJpegDataTrusted) {
+    const picture in(VIQ_Y8, 256, 256);
+    bytes camera(std::size_t{256} * 256);
+    std::generate(camera.begin(), camera.end(), noise);
+    for (const bool locked : {false, true}) {
+        VIQ_image_set_ptr(in, VIQ_PTR_DATA, nullptr);
+        fill_with_noise(in);
+        if (locked)
+            lock_over(in, camera);
+        const u32 jpeg = VIQ_JPEG_image_create();
+        EXPECT_OK(VIQ_image_set_ptr(jpeg, VIQ_PTR_JPEG_DATA, std::malloc(100)));
+        EXPECT_OK(VIQ_JPEG_compress(in, jpeg));
+        EXPECT_GT(VIQ_image_get_parameter(jpeg, VIQ_JPEG_PARAM), 10000u);
+        VIQ_image_destroy(jpeg);
+    }
+    VIQ_image_set_flags(in, VIQ_FLAG_LOCKED, 0);
+}
+
+// ---- Handlers
+
+u32 handler_in, handler_out;
+std::vector<u32> handler_codes;
+
+u32 destroying_handler(u32, const char *, u32, const char *) {
+    u8 buffer[4];
+    const u32 fresh = VIQ_image_create();
+    handler_codes = {VIQ_image_destroy(handler_in),
+                     VIQ_image_destroy(VIQ_ALL_IMAGES),
+                     VIQ_image_free_data(handler_out),
+                     VIQ_image_set_parameter(handler_in, VIQ_WIDTH, 3),
+                     VIQ_image_set_ptr(handler_in, VIQ_PTR_DATA, buffer),
+                     VIQ_image_set_flags(handler_in, VIQ_FLAG_LOCKED, 1),
+                     VIQ_image_copy(handler_in, handler_out),
+                     VIQ_image_move(handler_in, fresh),
+                     VIQ_cmap_set_type(handler_in, VIQ_CMAP_GREY),
+                     VIQ_IP_scale(handler_in, fresh, 4, 4, VIQ_STRIP_FINISH),
+                     VIQ_read_BMP_file(handler_in, VIQ_STRIP_FINISH),
+                     VIQ_JPEG_decompress(handler_in, handler_out, VIQ_STRIP_FINISH)};
+    EXPECT_EQ(VIQ_get_width(handler_in), 16u);
+    EXPECT_OK(VIQ_image_set_parameter(fresh, VIQ_WIDTH, 12));
+    EXPECT_OK(VIQ_image_destroy(fresh));
+    return 0;
+}
+
+TEST(Handlers, CannotChangeWhatTheRunningCallUses) {
+    const picture in(VIQ_RGGB32, 16, 16), out;
+    handler_in = in;
+    handler_out = out;
+    VIQ_ErrHandlerInstall(destroying_handler);
+    const std::function<u32()> failing[] = {
+        [&] { return VIQ_BAY_RGGB32_map_to_RGB24(in, out, VIQ_STRIP_NEXT); },
+        [&] { return VIQ_convert_to_Y8(in, out, VIQ_STRIP_NEXT); },
+        [&] { return VIQ_image_write(in, 0, VIQ_FILE_TIFF, VIQ_STRIP_NEXT); },
+        [&] { return VIQ_image_read(in, 0, VIQ_STRIP_NEXT); }};
+    for (const auto &call : failing) {
+        handler_codes.clear();
+        EXPECT_TRUE(VIQ_IS_ERROR(call()));
+        EXPECT_EQ(handler_codes.size(), 12u);
+        for (const u32 code : handler_codes)
+            EXPECT_EQ(code, VIQ_ERR_STATE);
+    }
+    VIQ_ErrHandlerInstall(record_failure);
+    EXPECT_OK(VIQ_image_set_parameter(in, VIQ_WIDTH, 8));
+}
+
+// ---- Sequences that continue with something else
+
+TEST(ContinuedSequence, IsRefusedWithOtherArguments) {
+    const picture in(VIQ_RGB24, 16, 16), wide, narrow(VIQ_RGB24, 10, 20);
+    fill_with_noise(in);
+    set_lines(in, 8);
+    constexpr const char *refusal = "Sequence under way with another image";
+    EXPECT_OK(VIQ_IP_scale(in, wide, 1000, 20, VIQ_STRIP_NEXT));
+    EXPECT_REPORT(VIQ_IP_scale(in, narrow, 10, 20, VIQ_STRIP_NEXT), "VIQ_IP_threshold_grayscale",
+                  VIQ_ERR_STATE, refusal);
+    VIQ_IP_scale(in, wide, 1000, 20, VIQ_STRIP_FINISH);
+
+    const i32 blur[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1}, sharpen[9] = {0, -1, 0, -1, 5, -1, 0, -1, 0};
+    set_lines(in, 8);
+    EXPECT_OK(VIQ_IP_filter_3x3(in, wide, blur, VIQ_STRIP_NEXT));
+    EXPECT_ERROR(VIQ_IP_filter_3x3(in, wide, sharpen, VIQ_STRIP_NEXT), VIQ_ERR_STATE, refusal);
+    VIQ_IP_filter_3x3(in, wide, blur, VIQ_STRIP_FINISH);
+
+    const picture grey(VIQ_Y8, 16, 16);
+    fill_with_noise(grey);
+    set_lines(grey, 8);
+    tVIQ_Average one = {}, other = {};
+    EXPECT_OK(VIQ_IP_generate_averages(grey, &one, VIQ_STRIP_NEXT));
+    EXPECT_ERROR(VIQ_IP_generate_averages(grey, &other, VIQ_STRIP_NEXT), VIQ_ERR_STATE, refusal);
+    VIQ_IP_generate_averages(grey, &one, VIQ_STRIP_FINISH);
+}
+
+TEST(ContinuedSequence, IsRefusedWithTheMemoryImageAsItsOwnStrip) {
+    const picture memory(VIQ_Y8, 16, 20), strip;
+    fill_with_noise(memory);
+    set_lines(memory, 5);
+    EXPECT_OK(VIQ_read_from_memory(memory, strip, VIQ_STRIP_NEXT));
+    EXPECT_ERROR(VIQ_read_from_memory(memory, memory, VIQ_STRIP_NEXT), VIQ_ERR_PARAMETER,
+                 "Input and output image are the same");
+    VIQ_read_from_memory(memory, strip, VIQ_STRIP_FINISH);
+}
+
+} // namespace
+} // namespace viq
