@@ -11,7 +11,7 @@
 #include "core/cmap_record.h"
 #include "core/report.h"
 #include "core/scratch.h"
-#include "core/seams.h"
+#include "core/subsystem_hooks.h"
 
 using namespace viq;
 
@@ -48,7 +48,7 @@ u32 VIQ_Init(void) {
     if (is_error(code))
         return code;
     table.initialised = true;
-    return upper.jpeg_start_up != nullptr ? upper.jpeg_start_up() : success;
+    return hooks.jpeg_start_up();
 }
 
 u32 VIQ_image_create(void) {
@@ -100,10 +100,8 @@ u32 VIQ_image_destroy(u32 hImage) {
         for (u32 handle = 1; handle < handle_slots; ++handle)
             destroy_slot(handle);
         destroy_orphans();
-        for (auto destroy_all :
-             {upper.destroy_chroma_keys, upper.destroy_lookup_tables, upper.destroy_displays})
-            if (destroy_all != nullptr)
-                destroy_all(VIQ_ALL_IMAGES);
+        hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
+        hooks.destroy_lookup_tables(VIQ_ALL_IMAGES);
         free_scratch();
         return success;
     }
@@ -197,14 +195,14 @@ void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buf
 void note_lock(tVIQ_Image &image) {
     const bool callers = !owns_data(image) && !holds_wavelet_record(image);
     note_lock(companion(image).lock, image, callers ? image.data : nullptr);
-    if (image.jpeg != nullptr && upper.jpeg_note_lock != nullptr)
-        upper.jpeg_note_lock(image);
+    if (image.jpeg != nullptr)
+        hooks.jpeg_note_lock(image);
 }
 
 void lock_by_caller(tVIQ_Image &image) {
     companion(image).lock.not_locked = nullptr;
-    if (image.jpeg != nullptr && upper.jpeg_lock_by_caller != nullptr)
-        upper.jpeg_lock_by_caller(image);
+    if (image.jpeg != nullptr)
+        hooks.jpeg_lock_by_caller(image);
     note_lock(image);
 }
 
@@ -212,8 +210,8 @@ void exempt_from_lock(tVIQ_Image &image) {
     buffer_lock &lock = companion(image).lock;
     if (image.data != lock.locked)
         lock.not_locked = image.data;
-    if (image.jpeg != nullptr && upper.jpeg_exempt_from_lock != nullptr)
-        upper.jpeg_exempt_from_lock(image);
+    if (image.jpeg != nullptr)
+        hooks.jpeg_exempt_from_lock(image);
 }
 
 bool holds_locked_buffer(tVIQ_Image &image) {
@@ -327,8 +325,7 @@ void destroy_slot(u32 handle) {
     note_lock(*image);
     image->flags &= ~static_cast<u32>(VIQ_FLAG_LOCKED);
     VIQ_image_free_data(handle);
-    if (upper.jpeg_destroy_record != nullptr)
-        upper.jpeg_destroy_record(handle);
+    hooks.jpeg_destroy_record(handle);
     enter_image(handle, nullptr);
     if (table.pointers_shared)
         for (u32 other = 1; other < handle_slots; ++other)
@@ -367,8 +364,8 @@ bool held_elsewhere(const tVIQ_Image &image) {
 
 // A record goes with its image, even when the image's data no longer points to it.
 void destroy_wavelet(image_companion &own) {
-    if (own.wavelet != nullptr && upper.wavelet_destroy_record != nullptr)
-        upper.wavelet_destroy_record(own.wavelet);
+    if (own.wavelet != nullptr)
+        hooks.wavelet_destroy_record(own.wavelet);
     own.wavelet = nullptr;
 }
 

@@ -5,7 +5,7 @@
 #include "core/formats.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "core/seams.h"
+#include "core/subsystem_hooks.h"
 
 using namespace viq;
 
@@ -95,9 +95,10 @@ u32 VIQ_image_set_parameter(u32 hImage, u16 wId, u32 dwValue) {
     if (wId == VIQ_IMAGE_TYPE)
         return set_pixel_format(*image, dwValue);
     if (wId == VIQ_JPEG_PARAM) {
-        if (image->jpeg == nullptr || upper.jpeg_set_data_length == nullptr)
+        if (image->jpeg == nullptr)
             return report(name, VIQ_ERR_HANDLE, "JPEG structure does not exist");
-        return upper.jpeg_set_data_length(*image, dwValue);
+        hooks.jpeg_set_data_length(*image, dwValue);
+        return success;
     }
     const bool known = visit_field(*image, wId, [dwValue](auto &field) {
         field = static_cast<std::remove_reference_t<decltype(field)>>(dwValue);
@@ -115,9 +116,9 @@ u32 VIQ_image_get_parameter(u32 hImage, u16 wId) {
     if (wId == VIQ_COMPONENTS)
         return components_of(*image);
     if (wId == VIQ_JPEG_PARAM) {
-        if (image->jpeg == nullptr || upper.jpeg_data_length == nullptr)
+        if (image->jpeg == nullptr)
             return report(name, VIQ_ERR_HANDLE, "JPEG structure does not exist");
-        return upper.jpeg_data_length(*image);
+        return hooks.jpeg_data_length(*image);
     }
     u32 value = 0;
     if (!visit_field(*image, wId, [&value](const auto &field) { value = field; }))
@@ -172,9 +173,9 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
         return success;
     case VIQ_PTR_JPEG_DATA:
     case VIQ_PTR_JPEG_DATA2:
-        if (image->jpeg == nullptr || upper.jpeg_set_data_pointer == nullptr)
+        if (image->jpeg == nullptr)
             return report(name, VIQ_ERR_HANDLE, "Not a JPEG image");
-        upper.jpeg_set_data_pointer(*image, wType, pValue);
+        hooks.jpeg_set_data_pointer(*image, wType, pValue);
         return success;
     case VIQ_PTR_IMAGE:
         if (!replace_image(hImage, static_cast<tVIQ_Image *>(pValue)))
@@ -184,11 +185,11 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
         image->jpeg = static_cast<Tjpeg *>(pValue);
         return success;
     case VIQ_PTR_JPEG_ID:
-        if (image->jpeg == nullptr || upper.jpeg_identification == nullptr)
+        if (image->jpeg == nullptr)
             return report(name, VIQ_ERR_HANDLE, "Not a JPEG image");
         if (pValue == nullptr)
             return report_null(name);
-        std::memmove(upper.jpeg_identification(*image), pValue, identification_size);
+        std::memmove(hooks.jpeg_identification(*image), pValue, identification_size);
         return success;
     default:
         return report(name, VIQ_ERR_PARAMETER, "Unrecognized pointer type");
@@ -216,10 +217,9 @@ void *VIQ_image_get_ptr(u32 hImage, u16 wType) {
     switch (wType) {
     case VIQ_PTR_JPEG_DATA:
     case VIQ_PTR_JPEG_DATA2:
-        return upper.jpeg_data_pointer != nullptr ? upper.jpeg_data_pointer(*image, wType)
-                                                  : nullptr;
+        return hooks.jpeg_data_pointer(*image, wType);
     case VIQ_PTR_JPEG_ID:
-        return upper.jpeg_identification != nullptr ? upper.jpeg_identification(*image) : nullptr;
+        return hooks.jpeg_identification(*image);
     default:
         return nullptr;
     }

@@ -7,8 +7,8 @@
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "core/seams.h"
 #include "core/strip_driver.h"
+#include "core/subsystem_hooks.h"
 
 using namespace viq;
 
@@ -54,9 +54,8 @@ u32 VIQ_image_copy_parameters(u32 hInImage, u32 hOutImage) {
     const u32 code = copy_parameters("VIQ_image_copy_parameters", hInImage, hOutImage);
     if (is_error(code) || hInImage == hOutImage)
         return code;
-    if (find_image(hInImage)->jpeg != nullptr && find_image(hOutImage)->jpeg != nullptr &&
-        upper.jpeg_copy_parameters != nullptr)
-        return upper.jpeg_copy_parameters(hInImage, hOutImage);
+    if (find_image(hInImage)->jpeg != nullptr && find_image(hOutImage)->jpeg != nullptr)
+        return hooks.jpeg_copy_parameters(hInImage, hOutImage);
     return success;
 }
 
@@ -78,8 +77,8 @@ u32 VIQ_image_copy(u32 hInImage, u32 hOutImage) {
     code = check_image(name, hOutImage);
     if (is_error(code))
         return code;
-    if (moves_jpeg(*in, *find_image(hOutImage)) && upper.jpeg_build_image != nullptr)
-        return upper.jpeg_build_image(hInImage, hOutImage, VIQ_STRIP_NEXT);
+    if (moves_jpeg(*in, *find_image(hOutImage)))
+        return hooks.jpeg_build_image(hInImage, hOutImage, VIQ_STRIP_NEXT);
     return copy_strip(*in, hOutImage);
 }
 
@@ -101,8 +100,8 @@ u32 VIQ_image_move(u32 hInImage, u32 hOutImage) {
         code = VIQ_image_copy_parameters(hInImage, hOutImage);
     if (is_error(code))
         return code;
-    if (moves_jpeg(*in, *out) && upper.jpeg_move_data != nullptr)
-        upper.jpeg_move_data(*in, *out);
+    if (moves_jpeg(*in, *out))
+        hooks.jpeg_move_data(*in, *out);
     else
         hand_over_data(*in, *out);
     return success;
@@ -112,9 +111,8 @@ namespace viq {
 
 void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
     note_lock(out);
-    const bool stays_locked =
-        (out.data != nullptr && out.data == companion(out).lock.locked) ||
-        (upper.jpeg_holds_locked_data != nullptr && upper.jpeg_holds_locked_data(out));
+    const bool stays_locked = (out.data != nullptr && out.data == companion(out).lock.locked) ||
+                              hooks.jpeg_holds_locked_data(out);
     if ((in.flags & VIQ_FLAG_LOCKED) != 0)
         exempt_from_lock(out);
     out.pixel_format = in.pixel_format;
@@ -190,8 +188,7 @@ u32 allocate(tVIQ_Image &image) {
 }
 
 u32 free_jpeg_data(u32 handle, const tVIQ_Image &image) {
-    const bool has_record = image.jpeg != nullptr && upper.jpeg_free_data != nullptr;
-    return has_record ? upper.jpeg_free_data(handle) : success;
+    return image.jpeg != nullptr ? hooks.jpeg_free_data(handle) : success;
 }
 
 // A buffer up to twice as large as wanted is kept: the shorter last strip of a picture does not

@@ -328,9 +328,8 @@ u32 jpeg_data_length(const tVIQ_Image &image) {
     return image.jpeg->data_length;
 }
 
-u32 jpeg_set_data_length(tVIQ_Image &image, u32 length) {
+void jpeg_set_data_length(tVIQ_Image &image, u32 length) {
     image.jpeg->data_length = length;
-    return success;
 }
 
 void *jpeg_data_pointer(const tVIQ_Image &image, u16 pointer_type) {

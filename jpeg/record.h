@@ -41,11 +41,11 @@ void drop_data(tVIQ_Image &image);
 // A caller's locked buffer, which stays where it is.
 bool holds_locked_data(tVIQ_Image &image);
 
-// What the seams of the image core are filled with.
+// The hooks of the image core.
 u32 jpeg_start_up();
 void jpeg_move_data(tVIQ_Image &from, tVIQ_Image &to);
 u32 jpeg_data_length(const tVIQ_Image &image);
-u32 jpeg_set_data_length(tVIQ_Image &image, u32 length);
+void jpeg_set_data_length(tVIQ_Image &image, u32 length);
 void *jpeg_data_pointer(const tVIQ_Image &image, u16 pointer_type);
 void jpeg_set_data_pointer(tVIQ_Image &image, u16 pointer_type, void *value);
 u8 *jpeg_identification(tVIQ_Image &image);

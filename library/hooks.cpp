@@ -1,11 +1,12 @@
-#include "core/seams.h"
+// Connects the image core with the subsystems above it.
+#include "core/subsystem_hooks.h"
 
 #include "jpeg/record.h"
 #include "wavelet/codec/record.h"
 
 namespace viq {
 
-const upper_seams upper = {
+const subsystem_hooks hooks = {
     .jpeg_start_up = jpeg_start_up,
     .jpeg_free_data = VIQ_JPEG_free_data,
     .jpeg_destroy_record = VIQ_JPEG_destroy_Tjpeg,
