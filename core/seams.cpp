@@ -1,7 +1,7 @@
 #include "core/seams.h"
 
 #include "jpeg/record.h"
-#include "wavelet/codec/record.h"
+#include "wavelet/codec/wavelet_record.h"
 
 namespace viq {
 
@@ -18,7 +18,7 @@ const upper_seams upper = {
     .jpeg_set_data_pointer = jpeg_set_data_pointer,
     .jpeg_holds_callers_data = holds_callers_data,
     .jpeg_identification = jpeg_identification,
-    .wavelet_destroy_record = destroy_record,
+    .wavelet_destroy_record = destroy_wavelet_record,
     .destroy_chroma_keys = VIQ_CK_destroy,
     .destroy_lookup_tables = VIQ_LUT_destroy,
 };

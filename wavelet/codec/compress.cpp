@@ -2,8 +2,8 @@
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "wavelet/codec/adapters.h"
-#include "wavelet/codec/record.h"
+#include "wavelet/codec/image_adapters.h"
+#include "wavelet/codec/wavelet_record.h"
 
 using namespace viq;
 
@@ -25,7 +25,7 @@ u32 set_component(const wavelet_record &record, u32 component) {
 u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
     const u32 mode = low_word(dwMode);
     wavelet_record *record = nullptr;
-    u32 code = open_record(name, hWvlt, record);
+    u32 code = open_wavelet_record(name, hWvlt, record);
     if (!is_error(code))
         code = check_image(name, hInImage);
     if (!is_error(code))
@@ -62,7 +62,7 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
     output_description output = {};
     u32 status = describe_output(record->compressor_chain, output);
     if (failed(status))
-        return report_status(name, status, "No image info");
+        return report_module_status(name, status, "No image info");
     code = describe_image(target, output);
     if (is_error(code))
         return code;
@@ -71,7 +71,8 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
         record->stream.clear();
         record->stream_length = 0;
         target.bytes_per_line = target.height = target.width = 0;
-        return is_error(code) ? code : report_status(name, status, "Wavelet compressor failed");
+        return is_error(code) ? code
+                              : report_module_status(name, status, "Wavelet compressor failed");
     }
     record->components = components;
     if (target.height != 0)
@@ -136,7 +137,7 @@ u32 push_settings(wavelet_record &record, const tVIQ_Image &source) {
         const u32 status =
             set_module(record.compressor_chain, id_quality, sizeof record.quality, &record.quality);
         if (failed(status))
-            return report_status(name, status, "Wavelet compressor failed");
+            return report_module_status(name, status, "Wavelet compressor failed");
         record.settings_changed = false;
         record.gathered_width = source.width;
         record.gathered_height = source.height;
@@ -174,7 +175,7 @@ u32 run_components(wavelet_record &record, tVIQ_Image &target, u16 components, u
     }
     try {
         record.stream.shrink_to_fit();
-    } catch (...) { // the larger buffer serves as well
+    } catch (...) { // The larger buffer is kept.
     }
     return success;
 }

@@ -1,11 +1,11 @@
-#include "wavelet/codec/adapters.h"
+#include "wavelet/codec/image_adapters.h"
 
 #include <cstring>
 
 #include "core/geometry.h"
 #include "core/report.h"
-#include "wavelet/codec/record.h"
-#include "wavelet/stages/kernels.h"
+#include "wavelet/codec/wavelet_record.h"
+#include "wavelet/stages/lifting_kernels.h"
 
 namespace viq {
 
@@ -21,7 +21,7 @@ u32 bytes_per_pixel(const tVIQ_Image &image) {
 
 u32 read_image_region(void *context, u32 x, u32 y, region &wanted) {
     const auto &image = *static_cast<const tVIQ_Image *>(context);
-    if (const wavelet_record *record = find_record(&image))
+    if (const wavelet_record *record = find_wavelet_record(&image))
         return read_stream(*record, x, y, wanted);
     const u32 width = wanted.width != 0 ? wanted.width : image.width;
     const u32 height = wanted.height != 0 ? wanted.height : image.height;
@@ -34,15 +34,15 @@ u32 read_image_region(void *context, u32 x, u32 y, region &wanted) {
 
 u32 append_to_stream(void *context, u32 x, u32 y, const region &delivered) {
     auto &image = *static_cast<tVIQ_Image *>(context);
-    wavelet_record *record = find_record(&image);
+    wavelet_record *record = find_wavelet_record(&image);
     if (record == nullptr)
         return adapter_outside;
-    const u64 pixel = bytes_per_pixel(image);
+    const u64 pixel_bytes = bytes_per_pixel(image);
     const bool is_stream = image.height == 0;
-    const u64 line = is_stream ? delivered.stride : delivered.width * pixel;
+    const u64 line = is_stream ? delivered.stride : delivered.width * pixel_bytes;
     for (u32 i = 0; i < delivered.height; ++i) {
-        const u64 offset =
-            is_stream ? record->stream.size() : (u64{y} + i) * image.bytes_per_line + x * pixel;
+        const u64 offset = is_stream ? record->stream.size()
+                                     : (u64{y} + i) * image.bytes_per_line + x * pixel_bytes;
         const u64 needed = offset + line;
         if (needed > UINT32_MAX ||
             (needed > record->stream.size() && !try_resize(record->stream, needed)))

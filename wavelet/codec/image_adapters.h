@@ -1,4 +1,5 @@
-// Between chains of modules and image objects.
+// Adapters between chains of modules and image objects: the reader of a source, the sinks of the
+// compressor and the decompressor.
 #pragma once
 
 #include "core/types.h"
@@ -6,18 +7,18 @@
 
 namespace viq {
 
-// Reader of a source; the context is an image object. A wavelet image serves the visible part of
-// its stream as one line, any other image its pixels.
+// Reader of a source; the context is an image object. For a wavelet image it provides the part of
+// the stream that belongs to the present component, as one line; for any other image the pixels.
 u32 read_image_region(void *context, u32 x, u32 y, region &wanted);
 
-// Sink of a compressor; the context is a wavelet image object.
+// Sink of a compressor: appends a region to the stream; the context is a wavelet image object.
 u32 append_to_stream(void *context, u32 x, u32 y, const region &delivered);
 
-// Sink of a decompressor; the context is an image object whose skip bytes name the byte of a pixel
-// that the first sample of a line goes to.
+// Sink of a decompressor: writes the samples of a component; the context is an image object whose
+// skip bytes are the offset of the component's first sample in a line.
 u32 write_component(void *context, u32 x, u32 y, const region &delivered);
 
-// The image takes the shape of what a chain delivers.
+// Sets the format and the size of an image from the output description of a chain.
 u32 describe_image(tVIQ_Image &image, const output_description &output);
 
 } // namespace viq

@@ -1,4 +1,5 @@
-// The stream of a wavelet image, in files and in buffers.
+// The stream of a wavelet image, in files and in buffers: a header of 28 bytes, the settings of all
+// components, their compressed data. All integers are little-endian.
 #include <cerrno>
 #include <cstring>
 
@@ -6,23 +7,31 @@
 #include "core/image.h"
 #include "core/report.h"
 #include "files/stream.h"
-#include "wavelet/codec/record.h"
+#include "wavelet/codec/wavelet_record.h"
 
 using namespace viq;
 
 namespace {
 
+// Offsets in the header. The magic number is followed by a version, the length of the compressed
+// data is not stored.
+constexpr u32 version_offset = 4;
+constexpr u32 source_format_offset = 6;
+constexpr u32 components_offset = 8;
+constexpr u32 component_bytes_offset = 10;
+constexpr u32 settings_lengths_offset = 22;
+constexpr u32 settings_size_offset = 26;
 constexpr u32 header_size = 28;
 constexpr u8 stream_magic[4] = {'D', 'W', 'T', 0};
 constexpr u16 stream_version = 1;
 
-// Buffer writing goes on where the call before has stopped, for all images alike.
+// State of buffer writing, shared by all images: whether the header of a stream has been written.
 enum class write_step { header, data };
 write_step writing = write_step::header;
 
 struct stream_header {
     u16 source_format, components;
-    u32 component_bytes[most_components];
+    u32 component_bytes[max_components];
     u16 settings_lengths[2];
     u16 settings_size;
 };
@@ -31,7 +40,7 @@ void store_header(const wavelet_record &record, u8 *to);
 stream_header load_header(const u8 *from);
 bool has_magic(const u8 *from);
 bool has_version(const u8 *from);
-u32 take_header(const char *function, wavelet_record &record, const stream_header &header);
+u32 apply_header(const char *function, wavelet_record &record, const stream_header &header);
 u32 read_open_file(wavelet_record &record, std::FILE *file);
 
 u32 report_no_stream(const char *function) {
@@ -42,7 +51,7 @@ u32 report_version(const char *function) {
     return report(function, VIQ_ERR_UNSUPPORTED, "File version mismatch");
 }
 
-// As the header tells it.
+// As stored in the header, which has 16 bits for it.
 std::size_t settings_size(const wavelet_record &record) {
     return low_word(record.settings.size());
 }
@@ -52,7 +61,7 @@ std::size_t settings_size(const wavelet_record &record) {
 u32 VIQ_WVLT_file_write(u32 hWvlt, u16 wMode) {
     constexpr const char *name = "VIQ_WVLT_file_write";
     wavelet_record *record = nullptr;
-    u32 code = open_record(name, hWvlt, record);
+    u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
         return code;
     if (record->stream_length == 0)
@@ -80,7 +89,7 @@ u32 VIQ_WVLT_file_write(u32 hWvlt, u16 wMode) {
 u32 VIQ_WVLT_file_read(u32 hWvlt) {
     constexpr const char *name = "VIQ_WVLT_file_read";
     wavelet_record *record = nullptr;
-    const u32 code = open_record(name, hWvlt, record);
+    const u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
         return code;
     tVIQ_Image &image = *find_image(hWvlt);
@@ -98,7 +107,7 @@ u32 VIQ_WVLT_file_read(u32 hWvlt) {
 u32 VIQ_WVLT_buffer_write(u32 hWvlt, u8 *pBuffer, u32 *pdwCount, u16 wMode) {
     constexpr const char *name = "VIQ_WVLT_buffer_write";
     wavelet_record *record = nullptr;
-    u32 code = open_record(name, hWvlt, record);
+    u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
         return code;
     if (pBuffer == nullptr)
@@ -131,7 +140,7 @@ u32 VIQ_WVLT_buffer_write(u32 hWvlt, u8 *pBuffer, u32 *pdwCount, u16 wMode) {
 u32 VIQ_WVLT_buffer_read(u32 hWvlt, const u8 *pBuffer, u32 dwSize) {
     constexpr const char *name = "VIQ_WVLT_buffer_read";
     wavelet_record *record = nullptr;
-    u32 code = open_record(name, hWvlt, record);
+    u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
         return code;
     if (pBuffer == nullptr)
@@ -143,11 +152,11 @@ u32 VIQ_WVLT_buffer_read(u32 hWvlt, const u8 *pBuffer, u32 dwSize) {
     if (!has_version(pBuffer))
         return report_version(name);
     const stream_header header = load_header(pBuffer);
-    const u32 behind_header = dwSize - header_size;
-    if (behind_header < header.settings_size)
+    const u32 after_header = dwSize - header_size;
+    if (after_header < header.settings_size)
         return report(name, VIQ_ERR_PARAMETER, "Buffer too small");
-    const u32 length = behind_header - header.settings_size;
-    code = take_header(name, *record, header);
+    const u32 length = after_header - header.settings_size;
+    code = apply_header(name, *record, header);
     if (is_error(code))
         return code;
     if (!try_resize(record->stream, length))
@@ -165,25 +174,29 @@ namespace {
 
 void store_header(const wavelet_record &record, u8 *to) {
     std::memcpy(to, stream_magic, sizeof stream_magic);
-    store<u16>(to + 4, stream_version, endian::little);
-    store<u16>(to + 6, record.source_format, endian::little);
-    store<u16>(to + 8, record.components, endian::little);
-    for (u32 i = 0; i < most_components; ++i)
-        store<u32>(to + 10 + 4 * std::size_t{i}, record.component_bytes[i], endian::little);
+    store<u16>(to + version_offset, stream_version, endian::little);
+    store<u16>(to + source_format_offset, record.source_format, endian::little);
+    store<u16>(to + components_offset, record.components, endian::little);
+    for (u32 i = 0; i < max_components; ++i)
+        store<u32>(to + component_bytes_offset + 4 * std::size_t{i}, record.component_bytes[i],
+                   endian::little);
     for (u32 i = 0; i < 2; ++i)
-        store<u16>(to + 22 + 2 * std::size_t{i}, record.settings_lengths[i], endian::little);
-    store<u16>(to + 26, static_cast<u16>(settings_size(record)), endian::little);
+        store<u16>(to + settings_lengths_offset + 2 * std::size_t{i}, record.settings_lengths[i],
+                   endian::little);
+    store<u16>(to + settings_size_offset, static_cast<u16>(settings_size(record)), endian::little);
 }
 
 stream_header load_header(const u8 *from) {
     stream_header header = {};
-    header.source_format = load<u16>(from + 6, endian::little);
-    header.components = load<u16>(from + 8, endian::little);
-    for (u32 i = 0; i < most_components; ++i)
-        header.component_bytes[i] = load<u32>(from + 10 + 4 * std::size_t{i}, endian::little);
+    header.source_format = load<u16>(from + source_format_offset, endian::little);
+    header.components = load<u16>(from + components_offset, endian::little);
+    for (u32 i = 0; i < max_components; ++i)
+        header.component_bytes[i] =
+            load<u32>(from + component_bytes_offset + 4 * std::size_t{i}, endian::little);
     for (u32 i = 0; i < 2; ++i)
-        header.settings_lengths[i] = load<u16>(from + 22 + 2 * std::size_t{i}, endian::little);
-    header.settings_size = load<u16>(from + 26, endian::little);
+        header.settings_lengths[i] =
+            load<u16>(from + settings_lengths_offset + 2 * std::size_t{i}, endian::little);
+    header.settings_size = load<u16>(from + settings_size_offset, endian::little);
     return header;
 }
 
@@ -192,24 +205,25 @@ bool has_magic(const u8 *from) {
 }
 
 bool has_version(const u8 *from) {
-    return load<u16>(from + 4, endian::little) == stream_version;
+    return load<u16>(from + version_offset, endian::little) == stream_version;
 }
 
-// The record takes over what the header says, and has room for the settings. Until the stream
-// itself has come it holds none.
-u32 take_header(const char *function, wavelet_record &record, const stream_header &header) {
+// Validates a header, copies its fields to the record and resizes the settings. The stream of the
+// record is empty until its data has been read.
+u32 apply_header(const char *function, wavelet_record &record, const stream_header &header) {
     const bool colour = header.components == 3;
-    const u32 beside = colour ? u32{header.settings_lengths[0]} + header.settings_lengths[1] : 0;
-    if ((header.components != 1 && !colour) || beside > header.settings_size)
+    const u32 chroma_settings =
+        colour ? u32{header.settings_lengths[0]} + header.settings_lengths[1] : 0;
+    if ((header.components != 1 && !colour) || chroma_settings > header.settings_size)
         return report(function, VIQ_ERR_CORRUPT, "Corrupt WVLT stream");
     record.settings_loaded = false;
     record.stream.clear();
     record.stream_length = 0;
-    // A later compression gathers its own settings.
+    // The next compression gathers its own settings.
     record.settings_changed = true;
     record.source_format = header.source_format;
     record.components = header.components;
-    for (u32 i = 0; i < most_components; ++i)
+    for (u32 i = 0; i < max_components; ++i)
         record.component_bytes[i] = header.component_bytes[i];
     for (u32 i = 0; i < 2; ++i)
         record.settings_lengths[i] = colour ? header.settings_lengths[i] : u16{0};
@@ -219,13 +233,15 @@ u32 take_header(const char *function, wavelet_record &record, const stream_heade
 
 u32 read_open_file(wavelet_record &record, std::FILE *file) {
     constexpr const char *name = "VIQ_WVLT_file_read";
-    const auto cut = [] { return report(name, VIQ_ERR_SYSTEM, "Unexpected end of file"); };
-    const auto take = [&](u8 *bytes, std::size_t size) {
+    const auto report_truncated = [] {
+        return report(name, VIQ_ERR_SYSTEM, "Unexpected end of file");
+    };
+    const auto get = [&](u8 *bytes, std::size_t size) {
         return std::fread(bytes, size, 1, file) == 1;
     };
     u8 bytes[header_size];
-    if (!take(bytes, header_size))
-        return cut();
+    if (!get(bytes, header_size))
+        return report_truncated();
     if (!has_magic(bytes))
         return report(name, VIQ_ERR_UNSUPPORTED, "Not a WVLT file");
     if (!has_version(bytes))
@@ -233,17 +249,17 @@ u32 read_open_file(wavelet_record &record, std::FILE *file) {
     const stream_header header = load_header(bytes);
     const u64 size = file_size(file);
     if (size <= u64{header_size} + header.settings_size)
-        return cut();
+        return report_truncated();
     const u64 length = size - header_size - header.settings_size;
-    const u32 code = take_header(name, record, header);
+    const u32 code = apply_header(name, record, header);
     if (is_error(code))
         return code;
     if (length > UINT32_MAX || !try_resize(record.stream, length))
         return report(name, VIQ_ERR_MEMORY, "");
-    if (!take(record.settings.data(), header.settings_size) ||
-        !take(record.stream.data(), static_cast<std::size_t>(length))) {
+    if (!get(record.settings.data(), header.settings_size) ||
+        !get(record.stream.data(), static_cast<std::size_t>(length))) {
         record.stream.clear();
-        return cut();
+        return report_truncated();
     }
     record.stream_length = static_cast<u32>(length);
     return success;

@@ -1,26 +1,27 @@
-// Processing modules chained one behind the other.
+// Framework of processing modules that are connected to chains.
 //
-// A module type is a descriptor in the registry; an instance pulls its input from its upstream
-// instance. A chain is driven from its downstream end: the run loop asks the last module for
-// regions of its output, and each module asks its upstream for what it needs.
+// A module type is a descriptor in the registry. An instance pulls its input from its upstream
+// instance. A chain is driven from its downstream end: the run loop requests regions of the output
+// of the last module (the head), and each module requests the input that it needs from its
+// upstream.
 #pragma once
 
-#include "wavelet/framework/status.h"
+#include "wavelet/framework/module_status.h"
 
 namespace viq {
 
 struct module_instance;
 using module_handle = module_instance *;
 
-// Lines of bytes that a module makes available until they are released. Width and height go in as
-// the size wanted and come out as the size delivered.
+// Lines of bytes that a module provides until they are released. Width and height are the requested
+// size on entry and the delivered size on return; the stride is in bytes.
 struct region {
     u32 width = 0, height = 0;
     const u8 *data = nullptr;
     u32 stride = 0;
 };
 
-// Each operation receives the instance data first.
+// The operations of a module; `self` is its instance data.
 struct module_operations {
     u32 (*init)(void *self, u32 size, const void *configuration, module_handle upstream);
     u32 (*destroy)(void *self);
@@ -57,10 +58,10 @@ extern const module_descriptor null_module, codec_module, level_shifter_module, 
 
 const module_descriptor *find_module(u32 id);
 
-// What modules tell each other through query and set.
+// Identifiers of query and set. A module passes identifiers that it does not know to its upstream.
 enum value_id : u32 {
     id_identity = 0,
-    id_source = 1, // set without a value: the run is over
+    id_source = 1, // set without a value: end of a run
     id_subbands = 2,
     id_output = 3,
     id_settings = 4,
@@ -69,8 +70,8 @@ enum value_id : u32 {
     id_decompositions = 321,
     id_quantiser_control = 353,
     id_component = 355,
-    id_packing = 4097,     // between the entropy stages: see packing
-    id_destination = 4098, // where the next region should be put: see region_destination
+    id_entropy_coder = 4097, // between the entropy stages: see entropy_coder
+    id_destination = 4098,   // from transform to quantiser: see region_destination
 };
 
 enum sample_type : u32 {
@@ -83,8 +84,9 @@ enum sample_type : u32 {
     type_wavelet = 23,
 };
 
-// A module that has to make its region anyhow makes it here, and delivers this as its data. Room
-// for the region asked for next; one that does not know the id refuses it.
+// Buffer for the next region that is requested. A module that supports it writes the region there
+// and returns this address as its data, which saves a copy; other modules reject the id and provide
+// the region in a buffer of their own.
 struct region_destination {
     u8 *data;
     u32 stride;
@@ -100,7 +102,7 @@ struct source_description {
     void *context;
 };
 
-// The size that is told for a source description, whatever addresses take on this machine.
+// The size that is passed for a source description, independent of the size of pointers.
 constexpr u32 source_description_size = 20;
 
 struct output_description {
@@ -116,7 +118,7 @@ struct run_request {
     void *context;
 };
 
-u32 create_module(module_handle *place, u32 id, u32 size, const void *configuration,
+u32 create_module(module_handle *handle, u32 id, u32 size, const void *configuration,
                   module_handle upstream);
 u32 destroy_module(module_handle handle);
 u32 query_module(module_handle handle, u32 id, u32 *size, void *buffer);
@@ -124,9 +126,10 @@ u32 set_module(module_handle handle, u32 id, u32 size, const void *value);
 u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *wanted);
 u32 release_region(module_handle handle, const u8 *data);
 u32 describe_output(module_handle handle, output_description &description);
+// The run loop: delivers the output of a module block by block to the sink of the request.
 u32 run_module(module_handle handle, const run_request *request, output_description *info);
 
-// Known and not destroyed.
+// Whether a handle refers to an instance that has not been destroyed.
 bool is_instance(module_handle handle);
 
 } // namespace viq

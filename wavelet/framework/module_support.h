@@ -1,5 +1,5 @@
-// What every module does alike: instance data that lives in the instance's block, the link to the
-// upstream, configurations and settings blocks.
+// Shared parts of the modules: instance data, the link to the upstream module, configurations,
+// answers to queries, settings blocks.
 #pragma once
 
 #include <cstring>
@@ -10,8 +10,9 @@
 
 namespace viq {
 
-// Instance data begins its life at the start of init and ends it at the end of destroy.
-template <class Data> Data &begin_data(void *self) {
+// Instance data is constructed in the block that the framework allocates, at the start of init, and
+// destroyed at the end of destroy.
+template <class Data> Data &construct_data(void *self) {
     return *new (self) Data{};
 }
 
@@ -19,23 +20,24 @@ template <class Data> Data &data(void *self) {
     return *static_cast<Data *>(self);
 }
 
-template <class Data> u32 end_data(void *self) {
+template <class Data> u32 destroy_data(void *self) {
     std::destroy_at(static_cast<Data *>(self));
     return success;
 }
 
 struct upstream_link {
     module_handle handle = nullptr;
-    bool own = false; // a "Null" module that the instance has made itself
+    bool owned = false; // a "Null" module that the instance created itself
 };
 
-// A stage without an upstream makes a "Null" module of its own configuration.
+// Without an upstream, creates a "Null" module with the configuration of the stage.
 u32 connect(upstream_link &link, u32 size, const void *configuration, module_handle upstream);
 void disconnect(upstream_link &link);
 
-// A u32 by reference; size 0 stands for 0.
-u32 read_mode(u32 size, const void *configuration, u32 highest, u32 &mode);
+// Reads a configuration of type u32, at most max_mode; size 0 means mode 0.
+u32 read_mode(u32 size, const void *configuration, u32 max_mode, u32 &mode);
 
+// Answers a query; `too_short` is the status for a buffer that is too small.
 template <class Value> u32 answer(const Value &value, u32 &size, void *buffer, u32 too_short) {
     if (size < sizeof value)
         return too_short;
@@ -50,20 +52,27 @@ template <class Value> Value value_of(const void *value) {
     return result;
 }
 
-// Settings of a chain: the blocks of the modules, the one nearest to the coefficients first.
+// The settings of a chain are the concatenated blocks of its modules. The order is from the source
+// to the head in a compressor and from the head to the source in a decompressor: the quantiser
+// first, then the serialiser, the frame streaming and the Huffman codec.
 
-// Appends a module's block to what its upstream answers.
+// Appends the block of a module to the answer of its upstream. If `buffer` is null, only the size
+// is returned.
 u32 query_settings(module_handle upstream, const u8 *block, u32 block_size, u32 &size,
                    void *buffer);
 
-constexpr u32 settings_head = 8; // module id, version, and a word of the module's own
+// Header of a block: module id (u32), version (u16), a module-specific value (u16).
+constexpr u32 settings_header_size = 8;
 
-void store_settings_head(u8 *block, u32 id, u16 word);
+void store_settings_header(u8 *block, u32 id, u16 word);
 
-// The block of a module at the front, of at least `size` bytes.
-u32 check_settings_head(u32 id, u32 wanted, u32 size, const void *value);
+// Checks that the settings start with a block of the module, of at least min_size bytes.
+u32 check_settings_header(u32 id, u32 min_size, u32 size, const void *value);
 
-// Hands on what follows a block.
+// The module-specific value of the first block.
+u16 settings_word(const void *value);
+
+// Passes the settings after the first `used` bytes to the upstream.
 u32 pass_settings(module_handle upstream, u32 used, u32 size, const void *value);
 
 } // namespace viq

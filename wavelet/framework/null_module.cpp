@@ -1,6 +1,6 @@
-// "Null": the source at the upstream end of a chain, which turns a reader function into regions; or
-// a mere passage to an upstream of its own.
-#include "wavelet/framework/link.h"
+// "Null": the source at the upstream end of a chain, which provides the regions of a reader
+// function. With an upstream of its own it is a pass-through module.
+#include "wavelet/framework/module_support.h"
 
 namespace viq {
 
@@ -12,7 +12,7 @@ struct null_data {
 };
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
-    auto &null = begin_data<null_data>(self);
+    auto &null = construct_data<null_data>(self);
     if (upstream != nullptr && !is_instance(upstream))
         return null_bad_upstream;
     null.upstream = upstream;
@@ -87,7 +87,7 @@ const module_descriptor null_module = {
     sizeof(null_data),
     module_version,
     "Null",
-    {init, end_data<null_data>, query, set, get, release},
+    {init, destroy_data<null_data>, query, set, get, release},
 };
 
 } // namespace viq

@@ -1,6 +1,14 @@
-#include "wavelet/stages/packing.h"
+#include "wavelet/stages/entropy_packet.h"
 
 namespace viq {
+
+namespace {
+
+constexpr u32 varint_bits = 7;
+constexpr u32 varint_bits_mask = (1u << varint_bits) - 1;
+constexpr u32 varint_more = 1u << varint_bits;
+
+} // namespace
 
 u32 open_stream(stream_source &stream, module_handle upstream) {
     if (stream.start != nullptr)
@@ -19,26 +27,26 @@ void close_stream(stream_source &stream, module_handle upstream) {
     stream = {};
 }
 
-u32 number_size(u32 number) {
+u32 varint_size(u32 value) {
     u32 size = 1;
-    for (; number >= 0x80; number >>= 7)
+    for (; value > varint_bits_mask; value >>= varint_bits)
         ++size;
     return size;
 }
 
-u8 *store_number(u8 *to, u32 number) {
-    for (; number >= 0x80; number >>= 7)
-        *to++ = static_cast<u8>(number | 0x80);
-    *to++ = static_cast<u8>(number);
+u8 *store_varint(u8 *to, u32 value) {
+    for (; value > varint_bits_mask; value >>= varint_bits)
+        *to++ = static_cast<u8>(value | varint_more);
+    *to++ = static_cast<u8>(value);
     return to;
 }
 
-bool take_number(stream_source &stream, u32 &number) {
-    number = 0;
-    for (u32 shift = 0; shift < 32 && !stream.at_end(); shift += 7) {
+bool read_varint(stream_source &stream, u32 &value) {
+    value = 0;
+    for (u32 shift = 0; shift < 32 && !stream.at_end(); shift += varint_bits) {
         const u8 byte = stream.start[stream.position++];
-        number |= u32{byte & 0x7Fu} << shift;
-        if ((byte & 0x80) == 0)
+        value |= u32{byte & varint_bits_mask} << shift;
+        if ((byte & varint_more) == 0)
             return true;
     }
     return false;

@@ -1,59 +1,66 @@
-// What passes between the entropy stages: packs, and the stream that they lie in.
+// What the entropy stages exchange: packets, and the byte stream that contains them.
 //
-// A pack codes a number of lines of bands that both sides work out alike. It has a head of two
-// numbers in the byte order of this machine, then symbols of a byte each (the fast packing alone
-// has them), then bytes of bits.
+// A packet codes a number of coding units that encoder and decoder derive from the sizes of the
+// bands. In memory it is a header in the byte order of the machine, then the symbols, one byte each
+// (entropy coder type 0 only), then bytes of bits. The stages downstream of the serialiser convert
+// it to the form in the stream.
 #pragma once
 
-#include "wavelet/framework/link.h"
+#include "wavelet/framework/module_support.h"
 
 namespace viq {
 
-enum packing : u32 { packing_fast = 0, packing_small = 1 };
+// The coding types of wavelet images.
+enum entropy_coder : u32 {
+    coder_huffman = 0, // run/value pairs in a fixed Huffman code
+    coder_rans = 1,    // adaptive rANS
+};
 
-struct pack_head {
+struct packet_header {
     u32 symbols, bytes;
 };
 
-inline pack_head head_of(const u8 *pack) {
-    pack_head head;
-    std::memcpy(&head, pack, sizeof head);
-    return head;
+inline packet_header header_of(const u8 *packet) {
+    packet_header header;
+    std::memcpy(&header, packet, sizeof header);
+    return header;
 }
 
-// Starts a pack with its head; false when memory runs out.
-[[nodiscard]] inline bool begin_pack(std::vector<u8> &pack, pack_head head, u64 room) {
-    if (!try_resize(pack, sizeof head + room))
+// Allocates a packet of `size` bytes after the header, and stores the header; false if memory runs
+// out.
+[[nodiscard]] inline bool begin_packet(std::vector<u8> &packet, packet_header header, u64 size) {
+    if (!try_resize(packet, sizeof header + size))
         return false;
-    std::memcpy(pack.data(), &head, sizeof head);
+    std::memcpy(packet.data(), &header, sizeof header);
     return true;
 }
 
-// A stream that the upstream holds as one region.
+// The compressed stream, which the upstream provides as one region.
 struct stream_source {
     const u8 *start = nullptr;
     u32 size = 0;
     u32 position = 0;
 
     bool at_end() const { return position >= size; }
-    u32 left() const { return size - position; }
-    const u8 *here() const { return start + position; }
+    u32 remaining() const { return size - position; }
+    const u8 *current() const { return start + position; }
 };
 
 u32 open_stream(stream_source &stream, module_handle upstream);
 void close_stream(stream_source &stream, module_handle upstream);
 
-// Numbers in the stream: seven bits a byte, the lowest first, the top bit set where more follow.
-u32 number_size(u32 number);
-u8 *store_number(u8 *to, u32 number);
-bool take_number(stream_source &stream, u32 &number);
+// Integers of variable length: seven bits in each byte, the lowest first; the top bit is set if
+// more follow. read_varint returns false at the end of the stream.
+u32 varint_size(u32 value);
+u8 *store_varint(u8 *to, u32 value);
+bool read_varint(stream_source &stream, u32 &value);
 
-// The width stays as it was asked for: a stream goes on as long as a region is narrower than its
-// stride.
-inline u32 deliver_pack(const std::vector<u8> &pack, region &wanted) {
+// Delivers a packet as a region. The width remains as requested: the run loop ends a stream when a
+// region is not narrower than its stride.
+inline u32 deliver_packet(const std::vector<u8> &packet, region &wanted) {
     wanted.height = 1;
-    wanted.data = pack.data();
-    wanted.stride = static_cast<u32>(pack.size());
+    wanted.data = packet.data();
+    wanted.stride = static_cast<u32>(packet.size());
     return success;
 }
 

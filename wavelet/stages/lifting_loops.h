@@ -1,9 +1,20 @@
-// The kernels themselves, written for the vectoriser of the compiler. Each instruction set includes
-// this text into an unnamed namespace of its own source.
+// Portable kernels, written for the auto-vectoriser. The sources for each instruction set include
+// this, so that each has copies with internal linkage.
+//
+// One level of the wavelet (CDF 9/7): with the even samples s and the odd samples d, and p(v, c) =
+// (v * c + 8192) >> 14, the forward filter is
+//
+//   d[i] += p(s[i] + s[i + 1], first_predict)
+//   s[i] += p(d[i - 1] + d[i], first_update)
+//   d[i] += p(s[i] + s[i + 1], second_predict)
+//   s[i] += p(d[i - 1] + d[i], second_update)
+//   low[i] = p(s[i], low_scale), high[i] = p(d[i], high_scale), saturated
+//
+// Neighbours beyond the ends of a line are mirrored. The inverse undoes the steps in reverse order.
 #include <algorithm>
 #include <cstring>
 
-#include "wavelet/stages/kernels.h"
+#include "wavelet/stages/lifting_kernels.h"
 
 namespace viq {
 
@@ -16,12 +27,11 @@ constexpr i32 second_predict = 14466;
 constexpr i32 second_update = 7266;
 constexpr i32 low_scale = 13318;
 constexpr i32 high_scale = -20155;
-// What undoes the scaling.
-constexpr i32 low_unscale = 20155;
-constexpr i32 high_unscale = -13318;
+constexpr i32 low_unscale = -high_scale;
+constexpr i32 high_unscale = -low_scale;
 
-// The operands of all kernels stay so small that 32 bits hold the product: a line enters with 16
-// bits, and the last step of the inverse works on samples that have been brought back to 16 bits.
+// Products fit 32 bits for all inputs: lines have 16 bits, and the inverse saturates the even
+// samples to 16 bits before its last step.
 inline i32 product(i32 value, i32 constant) {
     return (value * constant + (1 << (fraction_bits - 1))) >> fraction_bits;
 }
@@ -32,14 +42,13 @@ inline i16 saturate(i32 value) {
 
 // ---------------------------------------------------------------- levels
 
-// A constant step is what the vectoriser understands.
+// The step is a template argument because only constant steps are vectorised.
 template <u32 step>
 void widen_every(const u8 *__restrict bytes, i16 *__restrict samples, u32 count) {
     for (u32 i = 0; i < count; ++i)
         samples[i] = static_cast<i16>((bytes[std::size_t{step} * i] - 128) * 64);
 }
 
-// Steps are those of the components of a picture: 1, 2 or 4.
 void widen(const u8 *bytes, u32 step, i16 *samples, u32 count) {
     const auto every = step == 1 ? widen_every<1> : step == 2 ? widen_every<2> : widen_every<4>;
     every(bytes, samples, count);
@@ -67,7 +76,7 @@ inline void lift(i32 *__restrict target, const i32 *left, const i32 *right, u32 
         target[i] += sign * product(left[i] + right[i], constant);
 }
 
-// Where a line has no neighbour, the mirror image of the present one stands in.
+// The even (low) and odd (high) samples of a line, each with room for the mirrored neighbours.
 struct lifted_line {
     i32 *low, *high;
     u32 lows, highs;
@@ -112,7 +121,7 @@ inline void saturate_all(i32 *values, u32 count) {
         values[i] = saturate(values[i]);
 }
 
-void forward_line(const i16 *source, const split_line &target, u32 length, i32 *scratch) {
+void forward_line(const i16 *source, const half_lines &target, u32 length, i32 *scratch) {
     const lifted_line line = split(scratch, length);
     for (u32 i = 0; i < line.highs; ++i) {
         line.low[i] = source[2 * i];
@@ -127,7 +136,7 @@ void forward_line(const i16 *source, const split_line &target, u32 length, i32 *
     scale(line.high, target.high, line.highs, high_scale);
 }
 
-void inverse_line(const split_line &source, i16 *target, u32 length, i32 *scratch) {
+void inverse_line(const half_lines &source, i16 *target, u32 length, i32 *scratch) {
     const lifted_line line = split(scratch, length);
     unscale(source.low, line.low, line.lows, low_unscale);
     unscale(source.high, line.high, line.highs, high_unscale);
@@ -145,22 +154,28 @@ void inverse_line(const split_line &source, i16 *target, u32 length, i32 *scratc
 
 // ---------------------------------------------------------------- quantiser
 
+// Quantisation multiplies by 32768 / step. From this step on, -1 is quantised to 0 and zeros are
+// reconstructed as 0.
+constexpr u32 first_coarse_step = 64;
+constexpr i32 reciprocal_bits = 15;
+constexpr i32 max_coarse_reciprocal = (1 << reciprocal_bits) / first_coarse_step;
+
 void quantise(const i16 *__restrict coefficients, i16 *__restrict values, u32 count, u32 step) {
-    const auto factor = static_cast<i32>(step != 0 ? 32768 / step : 0);
-    const i32 dropped = factor <= 512 ? -1 : 0;
+    const auto reciprocal = static_cast<i32>(step != 0 ? (1u << reciprocal_bits) / step : 0);
+    const i32 dropped = reciprocal <= max_coarse_reciprocal ? -1 : 0;
     for (u32 i = 0; i < count; ++i) {
-        const i32 value = (coefficients[i] * factor) >> 15;
+        const i32 value = (coefficients[i] * reciprocal) >> reciprocal_bits;
         values[i] = static_cast<i16>(value == dropped ? 0 : value);
     }
 }
 
 void dequantise(const i16 *__restrict values, i16 *__restrict coefficients, u32 count, u32 step) {
     const auto factor = static_cast<i32>(step);
-    const i32 middle = (factor + 1) >> 1;
-    const i32 middle_of_zero = factor < 64 ? middle : 0;
+    const i32 half_step = (factor + 1) >> 1;
+    const i32 zero_offset = step < first_coarse_step ? half_step : 0;
     for (u32 i = 0; i < count; ++i) {
         const i32 value = values[i] * factor;
-        coefficients[i] = saturate(value + (value != 0 ? middle : middle_of_zero));
+        coefficients[i] = saturate(value + (value != 0 ? half_step : zero_offset));
     }
 }
 

@@ -1,4 +1,5 @@
-// The innermost loop of the small packing: a symbol for each place of a row.
+// Inner loop of the rANS decoder: rows of sixteen coefficients, each decoded from the state of its
+// own lane.
 #pragma once
 
 #include <cstring>
@@ -7,53 +8,67 @@
 
 namespace viq {
 
-constexpr u32 small_symbols = 16;
-constexpr u32 share_bits = 10; // of the numbers' lowest bits, which tell the symbol
-constexpr u32 share_mask = (1u << share_bits) - 1;
-constexpr u32 first_number = 1u << 16; // a number below takes up a word
+// A row is this many consecutive coefficients of a phase. Lane i of the coder codes coefficient i
+// of every row.
+constexpr u32 row_lanes = 16;
 
-constexpr u32 row_places = 16;
-// Neighbours count apart, so that none waits for the other.
-constexpr u32 count_lanes = 4;
+// States are renormalised to at least rans_lower_bound by 16-bit units. The lowest
+// probability_bits bits of a state select the symbol.
+constexpr u32 rans_lower_bound = 1u << 16;
+constexpr u32 probability_bits = 10;
+constexpr u32 probability_scale = 1u << probability_bits;
+constexpr u32 probability_mask = probability_scale - 1;
 
-// A symbol is the value in four bits, and -8 stands for all values beyond the reach of a class.
-constexpr u32 escape = 8;
-constexpr u32 escape_mark = 1u << 27; // of an entry
+// A symbol is the low four bits of a value from -7 to 7; symbol 8 (as a value -8) escapes all
+// values beyond the range of the class.
+constexpr u32 rans_symbols = 16;
+constexpr u32 escape_symbol = 8;
 
-// How often each symbol has come, and the shares that follow. An entry for each of the lowest bits
-// holds the share of the symbol (16 bits), the place within the share (11), whether it is the
-// escape (1) and the symbol (4).
+// Layout of an entry of the decoding table: the frequency of the symbol in the low 16 bits, the
+// offset within the symbol's interval (10 bits), the escape flag and the symbol.
+constexpr u32 entry_frequency_mask = 0xFFFF;
+constexpr u32 entry_offset_shift = 16;
+constexpr u32 entry_escape_flag = 1u << 27;
+constexpr u32 entry_symbol_shift = 28;
+
+// Lanes use separate sets of counters in turn, so that equal symbols in neighbouring lanes do not
+// update the same counter in immediate succession.
+constexpr u32 counter_sets = 4;
+
+// Adaptive frequencies of an alphabet.
 struct symbol_table {
-    u32 known[small_symbols];
-    u16 fresh[count_lanes][small_symbols]; // since the shares were made
-    u16 starts[small_symbols], shares[small_symbols];
-    u32 entries[1u << share_bits];
-    u32 alphabet; // a bit for each symbol that can come
-    u32 total;
+    u32 counts[rans_symbols];                   // weighted, up to the last normalisation
+    u16 new_counts[counter_sets][rans_symbols]; // since then
+    u16 starts[rans_symbols], frequencies[rans_symbols];
+    u32 entries[probability_scale]; // decoding table, indexed by the low bits of a state
+    u32 alphabet;                   // a bit for each symbol that may occur
+    u32 total;                      // of the counts
 
-    void make_shares();
-    void learn();
+    void normalise();
+    void adapt();
 };
 
-// The numbers of a row, and the words that are taken up.
-struct lane_row {
-    u32 numbers[row_places];
+// The states of all lanes and the units that renormalise them.
+struct rans_states {
+    u32 lanes[row_lanes];
     const u8 *next, *end;
-    bool escapes; // the last row read holds some: -8 among its values
+    bool has_escapes; // the last row contains escaped values
 };
 
-inline bool is_quiet(const u8 *classes) {
+// Whether all coefficients of a row belong to class 0: their contexts are 0.
+inline bool is_class_0_row(const u8 *classes) {
     u64 halves[2];
+    static_assert(sizeof halves == row_lanes);
     std::memcpy(halves, classes, sizeof halves);
     return (halves[0] | halves[1]) == 0;
 }
 
-// Reads rows of values in the tables of their classes: at least one, and on until one holds
-// escapes, the next one is quiet or the words have come to their end. Tells how many these are.
-// It may look at so many words behind those that it takes.
-constexpr u32 row_lookahead = 8;
-using row_reader = u32 (*)(lane_row &row, symbol_table *tables, const u8 *classes, i16 *values,
-                           u32 rows);
+// Decodes at least one and at most `rows` rows of values with the tables of their classes. Stops
+// after a row with escapes, before a class 0 row and at the end of the units. Returns the number of
+// rows. May read up to unit_lookahead units after those that it consumes.
+constexpr u32 unit_lookahead = 8;
+using row_reader = u32 (*)(rans_states &states, symbol_table *tables, const u8 *classes,
+                           i16 *values, u32 rows);
 
 row_reader current_row_reader();
 

@@ -1,4 +1,4 @@
-#include "wavelet/stages/fast_book.h"
+#include "wavelet/stages/run_codebook.h"
 
 #include <array>
 
@@ -6,111 +6,128 @@ namespace viq {
 
 namespace {
 
-// Classes differ in how often a place has a value: seldom, every other place, nearly always. The
-// fewer the zeros, the more of the short symbols tell magnitudes.
-enum book_kind : u32 { seldom, often, mostly, book_kinds };
+// Share of nonzero values: few, about every other one, most. The denser the values, the more short
+// symbols represent magnitudes.
+enum value_density : u32 { sparse, medium, dense, density_count };
 
-struct short_symbol {
-    u8 run_part, parts_bits; // which part of the longest run
-    u8 level, level_bits;    // magnitudes less 1, before they are made coarser
+// A short symbol covers part `run_part` of the 1 << run_part_bits equal parts of the run span, and
+// 1 << excess_bits magnitudes from `excess` on. The excess is the magnitude less 1, before it is
+// scaled by the magnitude shift.
+struct short_symbol_layout {
+    u8 run_part, run_part_bits;
+    u8 excess, excess_bits;
 };
 
-struct book_plan {
-    short_symbol near[near_symbols];
-    u8 next_level, next_bits; // of the symbol after them; each further one has a bit more
-    u8 coarse_from;           // halves of a mean magnitude less 1 that make it coarser
+struct codebook_layout {
+    short_symbol_layout short_layouts[short_symbols];
+    u8 next_excess, next_excess_bits; // of the symbol after the short ones; then one bit more each
+    u8 shift_limit;                   // mean excess in halves above which the shift is increased
 };
 
-constexpr book_plan plans[book_kinds] = {
+constexpr codebook_layout layouts[density_count] = {
     {{{0, 2, 0, 0}, {1, 2, 0, 0}, {2, 2, 0, 0}, {3, 2, 0, 0}, {0, 0, 1, 0}}, 2, 1, 3},
     {{{0, 1, 0, 0}, {1, 1, 0, 0}, {0, 1, 1, 0}, {1, 1, 1, 0}, {0, 0, 2, 1}}, 4, 2, 5},
     {{{0, 0, 0, 0}, {0, 0, 1, 0}, {0, 0, 2, 0}, {0, 0, 3, 1}, {0, 0, 5, 2}}, 9, 3, 10},
 };
 
-constexpr u32 longest_run_bits = 12;
-constexpr u32 shortest_seldom_bits = 2;
-constexpr u32 most_coarse = 12;
-constexpr u32 most_above_bits = 15;
-constexpr u32 spans = longest_run_bits + 1;
+// There is one codebook for each span of runs (1 << span bits zeros) and each magnitude shift (bits
+// of a magnitude that are always extra bits). Span 0 is dense, span 1 medium, all others sparse.
+constexpr u32 dense_span_bits = 0;
+constexpr u32 medium_span_bits = 1;
+constexpr u32 min_sparse_span_bits = 2;
+constexpr u32 max_span_bits = 12;
+constexpr u32 max_magnitude_shift = 12;
+constexpr u32 max_excess_bits = 15;
+constexpr u32 excess_range = 0x8000; // magnitudes are 1 to 32768
+constexpr u16 invalid_run = 0xFFFF;  // longer than any list: an invalid symbol ends the list
 
 constexpr u16 mask_of(u32 bits) {
     return static_cast<u16>((1u << bits) - 1);
 }
 
-constexpr phrase phrase_of(u32 run_bits, u32 run, u32 more_bits, u32 above) {
-    const u32 typical = above + ((1u << more_bits) - 1) / 2;
-    const auto outcome = static_cast<u32>(outcome_of(1, std::min(typical, 0x7FFFu)));
+constexpr codebook_entry pair_entry(u32 run_bits, u32 run, u32 excess_bits, u32 excess) {
+    const u32 typical = excess + ((1u << excess_bits) - 1) / 2;
+    const auto statistics = static_cast<u32>(value_statistics(1, std::min(typical, 0x7FFFu)));
     return {static_cast<u16>(run),
             mask_of(run_bits),
-            static_cast<u16>(above + 1),
-            mask_of(more_bits),
-            outcome,
+            static_cast<u16>(excess + 1),
+            mask_of(excess_bits),
+            statistics,
             static_cast<u8>(run_bits),
-            static_cast<u8>(more_bits),
-            static_cast<u8>(run_bits + more_bits + 1),
+            static_cast<u8>(excess_bits),
+            static_cast<u8>(run_bits + excess_bits + 1),
             1};
 }
 
-constexpr phrase phrase_without_end(u32 run) {
+constexpr codebook_entry zero_run_entry(u32 run) {
     return {static_cast<u16>(run), 0, 0, 0, 0, 0, 0, 0, 0};
 }
 
-constexpr phrase_book make_book(u32 kind, u32 span_bits, u32 coarse) {
-    phrase_book book = {};
-    for (phrase &item : book.of)
-        item = phrase_without_end(0xFFFF);
-    book.of[symbol_run] = phrase_without_end(1u << span_bits);
-    const book_plan &plan = plans[kind];
-    for (u32 i = 0; i < near_symbols; ++i) {
-        const short_symbol &near = plan.near[i];
-        const u32 run_bits = span_bits - near.parts_bits;
-        book.of[symbol_near + i] = phrase_of(run_bits, u32{near.run_part} << run_bits,
-                                             near.level_bits + coarse, u32{near.level} << coarse);
+constexpr value_density density_of(u32 span_bits) {
+    return span_bits == dense_span_bits ? dense : span_bits == medium_span_bits ? medium : sparse;
+}
+
+constexpr run_codebook make_codebook(u32 span_bits, u32 shift) {
+    run_codebook codebook = {};
+    for (codebook_entry &entry : codebook.entries)
+        entry = zero_run_entry(invalid_run);
+    codebook.entries[symbol_zero_run] = zero_run_entry(1u << span_bits);
+    const codebook_layout &layout = layouts[density_of(span_bits)];
+    for (u32 i = 0; i < short_symbols; ++i) {
+        const short_symbol_layout &item = layout.short_layouts[i];
+        const u32 run_bits = span_bits - item.run_part_bits;
+        codebook.entries[symbol_first_short + i] =
+            pair_entry(run_bits, u32{item.run_part} << run_bits, item.excess_bits + shift,
+                       u32{item.excess} << shift);
     }
-    u32 above = u32{plan.next_level} << coarse;
-    u32 bits = plan.next_bits + coarse;
-    for (u32 symbol = symbol_large; symbol < fast_symbols && above < 0x8000;
-         symbol = std::max<u32>(symbol + 1, symbol_far)) {
-        bits = std::min(bits, most_above_bits);
-        book.of[symbol] = phrase_of(span_bits, 0, bits, above);
-        above += 1u << bits++;
+    // The other symbols cover the full run span and ranges of magnitudes that double in size.
+    u32 excess = u32{layout.next_excess} << shift;
+    u32 bits = layout.next_excess_bits + shift;
+    for (u32 symbol = symbol_large_value; symbol < run_value_symbols && excess < excess_range;
+         symbol = std::max<u32>(symbol + 1, symbol_first_long)) {
+        bits = std::min(bits, max_excess_bits);
+        codebook.entries[symbol] = pair_entry(span_bits, 0, bits, excess);
+        excess += 1u << bits++;
     }
-    return book;
+    return codebook;
 }
 
-using book_shelf = std::array<std::array<phrase_book, most_coarse + 1>, spans>;
+using codebook_set =
+    std::array<std::array<run_codebook, max_magnitude_shift + 1>, max_span_bits + 1>;
 
-constexpr book_kind kind_of(u32 span_bits) {
-    return span_bits == 0 ? mostly : span_bits == 1 ? often : seldom;
+constexpr codebook_set make_codebooks() {
+    codebook_set set = {};
+    for (u32 span_bits = 0; span_bits <= max_span_bits; ++span_bits)
+        for (u32 shift = 0; shift <= max_magnitude_shift; ++shift)
+            set[span_bits][shift] = make_codebook(span_bits, shift);
+    return set;
 }
 
-constexpr book_shelf make_shelf() {
-    book_shelf shelf = {};
-    for (u32 span_bits = 0; span_bits < spans; ++span_bits)
-        for (u32 coarse = 0; coarse <= most_coarse; ++coarse)
-            shelf[span_bits][coarse] = make_book(kind_of(span_bits), span_bits, coarse);
-    return shelf;
-}
+constexpr codebook_set codebooks = make_codebooks();
 
-constexpr book_shelf shelf = make_shelf();
+// Dense from two thirds nonzero values on, medium from one half on; below that the span grows with
+// the mean distance between nonzero values.
+u32 choose_span_bits(u64 coefficients, u64 values) {
+    if (values * 3 >= coefficients * 2)
+        return dense_span_bits;
+    if (values * 2 >= coefficients)
+        return medium_span_bits;
+    u32 span_bits = min_sparse_span_bits;
+    while (span_bits < max_span_bits && values * 10 << span_bits < coefficients * 11)
+        ++span_bits;
+    return span_bits;
+}
 
 } // namespace
 
-const phrase_book &choose_book(u32 places, u64 outcome) {
-    const u64 values = values_of(outcome);
-    u32 span_bits = 0;
-    if (values * 3 < u64{places} * 2) {
-        span_bits = 1;
-        if (values * 2 < places)
-            for (span_bits = shortest_seldom_bits;
-                 span_bits < longest_run_bits && values * 10 << span_bits < u64{places} * 11;)
-                ++span_bits;
-    }
-    const u64 coarse_from = values * plans[kind_of(span_bits)].coarse_from;
-    u32 coarse = 0;
-    while (coarse < most_coarse && above_of(outcome) * 2 > coarse_from << coarse)
-        ++coarse;
-    return shelf[span_bits][coarse];
+const run_codebook &choose_codebook(u32 coefficients, u64 statistics) {
+    const u64 values = value_count(statistics);
+    const u32 span_bits = choose_span_bits(coefficients, values);
+    const u64 limit = values * layouts[density_of(span_bits)].shift_limit;
+    u32 shift = 0;
+    while (shift < max_magnitude_shift && magnitude_excess(statistics) * 2 > limit << shift)
+        ++shift;
+    return codebooks[span_bits][shift];
 }
 
 } // namespace viq

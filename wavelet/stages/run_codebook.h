@@ -1,9 +1,11 @@
-// What the symbols of the fixed Huffman code mean in the fast packing.
+// Codebooks of the run/value coder: what the symbols of the fixed Huffman code represent.
 //
-// The places of a class are told in phrases: a run of zeros with the value that ends it, or a run
-// without an end. A book says which phrases the symbols stand for. Classes with few values have
-// books whose short symbols tell parts of runs, classes with many have short symbols for
-// magnitudes.
+// A sequence of values is coded as pairs of a zero run and the nonzero value after it. A symbol
+// gives the leading part of the run and of the magnitude; extra bits, which are not entropy coded,
+// give the rest of the run, the sign and the rest of the magnitude. Runs that are too long for a
+// pair are preceded by symbols that stand for zeros only. A codebook assigns these meanings to the
+// symbols: codebooks for sparse sequences use the short codes for parts of the run, codebooks for
+// dense ones use them for magnitudes.
 #pragma once
 
 #include <algorithm>
@@ -12,52 +14,54 @@
 
 namespace viq {
 
-// Symbols are places of the fixed code; six of them take 3 bits, one takes 5, all others take 9.
-enum fast_symbol : u8 {
-    symbol_empty = 0, // lines without any value (zero tree)
-    symbol_gap = 1,   // lines of values, none of them -1
-    symbol_full = 2,  // lines of all values
-    symbol_none = 3,  // never written
-    symbol_large = 4,
-    symbol_run = 5, // a run without an end
-    symbol_near = 6,
-    symbol_far = 11,
+// Symbols index the fixed Huffman code: short_symbols and symbol_zero_run have 3-bit codes,
+// symbol_large_value has 5 bits, all others have 9 bits.
+enum run_value_symbol : u8 {
+    symbol_unit_header = 0, // unit headers: this plus a unit_content
+    symbol_unused = 3,      // never written
+    symbol_large_value = 4,
+    symbol_zero_run = 5,
+    symbol_first_short = 6,
+    symbol_first_long = 11,
 };
-constexpr u32 fast_symbols = 32;
-constexpr u32 near_symbols = symbol_far - symbol_near;
+constexpr u32 run_value_symbols = 32;
+constexpr u32 short_symbols = symbol_first_long - symbol_first_short;
 
-// A symbol tells a run and a magnitude but for plain bits, which stand for more of the run, the
-// sign, and more of the magnitude, in this order from the lowest bit on.
-struct phrase {
+// What a symbol represents: a run of `run` zeros plus the extra bits under run_mask, then, if
+// has_value is 1, a value of magnitude `magnitude` plus the extra bits under magnitude_mask. The
+// extra bits are the run bits, the sign bit and the magnitude bits, from the lowest bit up.
+struct codebook_entry {
     u16 run, run_mask;
-    u16 magnitude, more_mask;
-    u32 outcome; // see fast_class
-    u8 run_bits, more_bits;
-    u8 bits; // all of them
-    u8 ends; // 0: no value
+    u16 magnitude, magnitude_mask;
+    u32 statistics; // added to the value_statistics of the context
+    u8 run_bits, magnitude_bits;
+    u8 extra_bits; // of run, sign and magnitude together
+    u8 has_value;
 };
 
-struct phrase_book {
-    phrase of[fast_symbols];
+struct run_codebook {
+    codebook_entry entries[run_value_symbols];
 };
 
-// Statistics count values in the low bits, and above them the sum of what their magnitudes exceed
-// 1 by, the plain bits taken as half of what they can be.
-constexpr u32 outcome_values_bits = 17;
+// Statistics of values in one integer, so that a single addition updates both: the number of
+// nonzero values in the low bits, above them the sum of their magnitudes less 1. Magnitude extra
+// bits enter the sum with half of their range.
+constexpr u32 value_count_bits = 17;
 
-constexpr u64 outcome_of(u32 values, u32 above) {
-    return u64{above} << outcome_values_bits | values;
+constexpr u64 value_statistics(u32 values, u32 excess) {
+    return u64{excess} << value_count_bits | values;
 }
 
-constexpr u32 values_of(u64 outcome) {
-    return static_cast<u32>(outcome) & ((1u << outcome_values_bits) - 1);
+constexpr u32 value_count(u64 statistics) {
+    return static_cast<u32>(statistics) & ((1u << value_count_bits) - 1);
 }
 
-constexpr u64 above_of(u64 outcome) {
-    return outcome >> outcome_values_bits;
+constexpr u64 magnitude_excess(u64 statistics) {
+    return statistics >> value_count_bits;
 }
 
-// The best book for what a class has come out as.
-const phrase_book &choose_book(u32 places, u64 outcome);
+// Selects the codebook by the share of nonzero values among `coefficients` and by their mean
+// magnitude.
+const run_codebook &choose_codebook(u32 coefficients, u64 statistics);
 
 } // namespace viq

@@ -1,272 +1,287 @@
-#include "wavelet/stages/fast_coder.h"
+#include "wavelet/stages/run_value_coder.h"
 
 #include <bit>
 #include <span>
 
-#include "wavelet/stages/packing.h"
+#include "wavelet/stages/entropy_packet.h"
 
 namespace viq {
 
 namespace {
 
-constexpr u8 floors[line_phases][part_floors] = {{3, 13, 49}, {4, 21, 86}};
+constexpr u8 class_thresholds[line_phases][mask_thresholds] = {{3, 13, 49}, {4, 21, 86}};
+
+// Initial statistics are averages over photographs, in values for each 240 coefficients, so that
+// the first codebooks suit typical content.
+struct initial_statistics {
+    u32 values, excess;
+};
+constexpr u32 initial_coefficients = 240;
+constexpr initial_statistics initial[mask_classes] = {{2, 0}, {34, 12}, {112, 118}, {188, 790}};
+
+// A class adapts after this many nonzero values or coefficients.
+constexpr u32 adapt_values = 64;
+constexpr u32 adapt_coefficients = 1 << 13;
 
 } // namespace
 
-// What photographs make of the classes on the average, so that little has to be learnt.
-fast_models::fast_models() {
-    constexpr u32 values[fast_classes] = {2, 34, 112, 188};
-    constexpr u32 above[fast_classes] = {0, 12, 118, 790};
-    for (u32 k = 0; k < fast_classes; ++k) {
-        classes[k] = {240, outcome_of(values[k], above[k])};
-        classes[k].book = &choose_book(classes[k].places, classes[k].outcome);
+// ---------------------------------------------------------------- statistics
+
+run_value_models::run_value_models() {
+    for (u32 k = 0; k < mask_classes; ++k) {
+        classes[k] = {initial_coefficients, value_statistics(initial[k].values, initial[k].excess)};
+        classes[k].codebook = &choose_codebook(classes[k].coefficients, classes[k].statistics);
     }
 }
 
-void fast_models::finish() {
-    for (fast_class &item : classes)
-        item.open = false;
+void run_value_models::discard_open_pairs() {
+    for (run_value_class &context : classes)
+        context.open = false;
 }
 
-void class_parts::part(const component_scan &scan, u32 phase, const u8 *measures, u32 count) {
-    words = whole_blocks(count) / scan_block;
-    scan.kernels->part(measures, floors[phase], masks, places, count);
+// Counts are halved after each adaptation, so that recent values weigh more.
+void run_value_models::adapt() {
+    for (run_value_class &context : classes) {
+        if (value_count(context.statistics) < adapt_values &&
+            context.coefficients < adapt_coefficients)
+            continue;
+        context.codebook = &choose_codebook(context.coefficients, context.statistics);
+        context.coefficients /= 2;
+        context.statistics =
+            value_statistics((value_count(context.statistics) + 1) / 2,
+                             static_cast<u32>(magnitude_excess(context.statistics) / 2));
+    }
 }
 
-u32 class_parts::list_places(const component_scan &scan, u32 k) {
-    return scan.kernels->list_places(mask(k), words, list);
+void segment_classes::classify(const component_scan &scan, u32 phase, const u8 *contexts,
+                               u32 count) {
+    words = round_up_to_block(count) / kernel_block;
+    scan.kernels->classify_to_masks(contexts, class_thresholds[phase], masks, counts, count);
 }
+
+u32 segment_classes::list_positions(const component_scan &scan, u32 k) {
+    return scan.kernels->list_positions(mask(k), words, positions);
+}
+
+// ---------------------------------------------------------------- encoder
 
 namespace {
 
-// Counts that have grown are halved, so that what is near counts more.
-void adapt_all(fast_models &models) {
-    constexpr u32 enough_values = 64;
-    constexpr u32 enough_places = 1 << 13;
-    for (fast_class &item : models.classes) {
-        if (values_of(item.outcome) < enough_values && item.places < enough_places)
-            continue;
-        item.book = &choose_book(item.places, item.outcome);
-        item.places /= 2;
-        item.outcome = outcome_of((values_of(item.outcome) + 1) / 2,
-                                  static_cast<u32>(above_of(item.outcome) / 2));
-    }
+// reserve_slots has reserved one slot for each coefficient and two for each class.
+void open_pair(run_value_encoder &encoder, run_value_class &context) {
+    context.slot = encoder.used;
+    encoder.slots[encoder.used++] = {0, 0, symbol_zero_run};
+    context.run = 0;
+    context.open = true;
+    context.open_codebook = context.codebook;
 }
 
-// ---------------------------------------------------------------- writing
-
-// There is room for a slot for each place and two for each class.
-void open_phrase(fast_writer &writer, fast_class &item) {
-    item.slot = writer.used;
-    writer.slots[writer.used++] = {0, 0, symbol_run};
-    item.run = 0;
-    item.open = true;
-    item.open_book = item.book;
+bool reserve_slots(run_value_encoder &encoder, u32 count) {
+    encoder.out_of_memory |= !try_resize(encoder.slots, u64{encoder.used} + count);
+    return !encoder.out_of_memory;
 }
 
-bool make_room(fast_writer &writer, u32 more) {
-    writer.out_of_memory |= !try_resize(writer.slots, u64{writer.used} + more);
-    return !writer.out_of_memory;
+// Order of the search for the symbol of a pair: the short symbols, then ascending magnitudes.
+u32 next_candidate(u32 symbol) {
+    return symbol == symbol_large_value      ? u32{symbol_first_long}
+           : symbol == symbol_first_long - 1 ? u32{symbol_large_value}
+                                             : symbol + 1;
 }
 
-void write_value(fast_writer &writer, fast_class &item, i32 value) {
+// Closes the open pair with a value. The last entries cover all runs and magnitudes that occur, so
+// that the search ends.
+void write_value(run_value_encoder &encoder, run_value_class &context, i32 value) {
     const auto magnitude = static_cast<u32>(value < 0 ? -value : value);
-    for (u32 symbol = symbol_near;;) {
-        const phrase &found = item.open_book->of[symbol];
-        const u32 run = item.run - found.run;
-        const u32 more = magnitude - found.magnitude;
-        if (run <= found.run_mask && more <= found.more_mask) {
+    for (u32 symbol = symbol_first_short;; symbol = next_candidate(symbol)) {
+        const codebook_entry &entry = context.open_codebook->entries[symbol];
+        const u32 run = context.run - entry.run;
+        const u32 rest = magnitude - entry.magnitude;
+        if (run <= entry.run_mask && rest <= entry.magnitude_mask) {
             const u32 sign = value < 0 ? 1 : 0;
-            writer.slots[item.slot] = {run | (sign | more << 1) << found.run_bits, found.bits,
-                                       static_cast<u8>(symbol)};
-            item.outcome += found.outcome;
+            encoder.slots[context.slot] = {run | (sign | rest << 1) << entry.run_bits,
+                                           entry.extra_bits, static_cast<u8>(symbol)};
+            context.statistics += entry.statistics;
             return;
         }
-        symbol = symbol == symbol_large     ? u32{symbol_far}
-                 : symbol == symbol_far - 1 ? u32{symbol_large}
-                                            : symbol + 1;
     }
 }
 
+// Without a population count instruction, std::popcount is a call into the compiler's library.
 u32 count_bits(u32 word) {
     word -= word >> 1 & 0x55555555;
     word = (word & 0x33333333) + (word >> 2 & 0x33333333);
     return ((word + (word >> 4)) & 0x0F0F0F0F) * 0x01010101 >> 24;
 }
 
-// Runs longer than a phrase can tell; the last zero stays with the open phrase.
-void cut_run(fast_writer &writer, fast_class &item, u32 run, u32 with_it) {
+// Codes zeros that exceed the run span of a pair as zero-run symbols. At the end of a segment
+// (`keep` is 1) a span that ends exactly there remains in the open pair, because the decoder reads
+// the next symbol of a class only when the class has another coefficient.
+void split_run(run_value_encoder &encoder, run_value_class &context, u32 run, u32 keep) {
     for (;;) {
-        const u32 longest = item.open_book->of[symbol_run].run;
-        if (run < longest + with_it)
+        const u32 span = context.open_codebook->entries[symbol_zero_run].run;
+        if (run < span + keep)
             break;
-        run -= longest;
-        open_phrase(writer, item);
+        run -= span;
+        open_pair(encoder, context);
     }
-    item.run = run;
+    context.run = run;
 }
 
-void write_class(fast_writer &writer, fast_class &item, const u32 *mask, u32 words,
+void write_class(run_value_encoder &encoder, run_value_class &context, const u32 *mask, u32 words,
                  const i16 *values) {
-    if (!item.open)
-        open_phrase(writer, item);
-    u32 run = item.run;
-    for (u32 i = 0; i < words; ++i, values += scan_block) {
+    if (!context.open)
+        open_pair(encoder, context);
+    u32 run = context.run;
+    for (u32 i = 0; i < words; ++i, values += kernel_block) {
         u32 zeros = mask[i];
-        for (u32 ends = zeros & writer.with_value[i]; ends != 0; ends &= ends - 1) {
-            const u32 before = (ends & (0 - ends)) - 1;
-            cut_run(writer, item, run + count_bits(zeros & before), 0);
+        for (u32 nonzero = zeros & encoder.nonzero[i]; nonzero != 0; nonzero &= nonzero - 1) {
+            const u32 before = (nonzero & (0 - nonzero)) - 1;
+            split_run(encoder, context, run + count_bits(zeros & before), 0);
             zeros &= ~before & ~(before + 1);
-            write_value(writer, item, values[std::countr_zero(ends)]);
-            open_phrase(writer, item);
+            write_value(encoder, context, values[std::countr_zero(nonzero)]);
+            open_pair(encoder, context);
             run = 0;
         }
         run += count_bits(zeros);
     }
-    cut_run(writer, item, run, 1);
+    split_run(encoder, context, run, 1);
 }
 
-void write_part(fast_writer &writer, const component_scan &scan, u32 phase, const u8 *measures,
-                const i16 *values, u32 count) {
-    class_parts &parts = writer.parts;
-    parts.part(scan, phase, measures, count);
-    scan.kernels->find_values(values, writer.with_value, count);
-    if (!make_room(writer, count + 2 * fast_classes))
+void write_segment(run_value_encoder &encoder, const component_scan &scan, u32 phase,
+                   const u8 *contexts, const i16 *values, u32 count) {
+    segment_classes &segment = encoder.segment;
+    segment.classify(scan, phase, contexts, count);
+    scan.kernels->find_nonzero(values, encoder.nonzero, count);
+    if (!reserve_slots(encoder, count + 2 * mask_classes))
         return;
-    for (u32 k = 0; k < fast_classes; ++k) {
-        if (parts.places[k] == 0)
+    for (u32 k = 0; k < mask_classes; ++k) {
+        if (segment.counts[k] == 0)
             continue;
-        fast_class &item = writer.models->classes[k];
-        item.places += parts.places[k];
-        write_class(writer, item, parts.mask(k), parts.words, values);
+        run_value_class &context = encoder.models->classes[k];
+        context.coefficients += segment.counts[k];
+        write_class(encoder, context, segment.mask(k), segment.words, values);
     }
 }
 
 } // namespace
 
-void fast_writer::begin() {
+void run_value_encoder::begin() {
     used = 0;
     out_of_memory = false;
 }
 
-bool fast_writer::finish(u64 least_bytes, std::vector<u8> &pack) const {
-    const std::span<const fast_slot> written(slots.data(), used);
+bool run_value_encoder::finish(u64 min_bytes, std::vector<u8> &packet) const {
+    const std::span<const symbol_slot> written(slots.data(), used);
     u64 bits = 0;
-    for (const fast_slot &slot : written)
-        bits += slot.count;
-    const u64 size = std::max((bits + 7) / 8, least_bytes);
-    if (out_of_memory || !begin_pack(pack, {used, static_cast<u32>(size)}, used + size))
+    for (const symbol_slot &slot : written)
+        bits += slot.bit_count;
+    const u64 size = std::max((bits + 7) / 8, min_bytes);
+    if (out_of_memory || !begin_packet(packet, {used, static_cast<u32>(size)}, used + size))
         return false;
-    u8 *symbol = pack.data() + sizeof(pack_head);
+    u8 *symbol = packet.data() + sizeof(packet_header);
     u8 *byte = symbol + used;
     std::fill_n(byte, size, u8{0});
     u64 window = 0;
-    u32 held = 0;
-    for (const fast_slot &slot : written) {
+    u32 window_bits = 0;
+    for (const symbol_slot &slot : written) {
         *symbol++ = slot.symbol;
-        window |= u64{slot.bits} << held;
-        held += slot.count;
-        for (; held >= 8; held -= 8, window >>= 8)
+        window |= u64{slot.bits} << window_bits;
+        window_bits += slot.bit_count;
+        for (; window_bits >= 8; window_bits -= 8, window >>= 8)
             *byte++ = static_cast<u8>(window);
     }
-    if (held > 0)
+    if (window_bits > 0)
         *byte = static_cast<u8>(window);
     return true;
 }
 
-unit_content fast_writer::head(unit_content known) {
-    if (make_room(*this, 1))
-        slots[used++] = {0, 0, static_cast<u8>(symbol_empty + static_cast<u32>(known))};
-    return known;
+unit_content run_value_encoder::code_unit_header(unit_content content) {
+    if (reserve_slots(*this, 1))
+        slots[used++] = {0, 0, static_cast<u8>(symbol_unit_header + static_cast<u32>(content))};
+    return content;
 }
 
-void fast_writer::places(component_scan &scan, u32 phase, const u8 *measures, const i16 *values,
-                         u32 count) {
-    for (u32 i = 0; i < count; i += part_places)
-        write_part(*this, scan, phase, measures + i, values + i, std::min(count - i, part_places));
+void run_value_encoder::code_phase(component_scan &scan, u32 phase, const u8 *contexts,
+                                   const i16 *values, u32 count) {
+    for (u32 i = 0; i < count; i += segment_size)
+        write_segment(*this, scan, phase, contexts + i, values + i,
+                      std::min(count - i, segment_size));
 }
 
-void fast_writer::end_line() {
-    adapt_all(*models);
-}
-
-// ---------------------------------------------------------------- reading
+// ---------------------------------------------------------------- decoder
 
 namespace {
 
-constexpr u32 spare_symbols = 2;
-constexpr u32 spare_bytes = 8;
+constexpr u32 padding_symbols = 2;
+constexpr u32 padding_bytes = 8;
 
-// A symbol that is none leads beyond the end of any list; so one of them is read at most.
-void stay_inside(fast_reader &reader) {
-    reader.damaged |= reader.at.symbol > reader.at.symbols_end;
-    reader.at.symbol = std::min(reader.at.symbol, reader.at.symbols_end);
+// symbol_unused ends every list, so that a loop reads at most one symbol after the last.
+void clamp_position(run_value_decoder &decoder) {
+    decoder.corrupt |= decoder.at.symbol > decoder.at.symbols_end;
+    decoder.at.symbol = std::min(decoder.at.symbol, decoder.at.symbols_end);
 }
 
-void read_part(fast_reader &reader, const component_scan &scan, u32 phase, const u8 *measures,
-               i16 *values, u32 count) {
-    static constexpr phrase nothing = {};
+void read_segment(run_value_decoder &decoder, const component_scan &scan, u32 phase,
+                  const u8 *contexts, i16 *values, u32 count) {
+    static constexpr codebook_entry no_entry = {};
     const class_reader read = current_class_reader();
-    class_parts &parts = reader.parts;
-    parts.part(scan, phase, measures, count);
-    for (u32 k = 0; k < fast_classes; ++k) {
-        const u32 places = parts.places[k];
-        if (places == 0)
+    segment_classes &segment = decoder.segment;
+    segment.classify(scan, phase, contexts, count);
+    for (u32 k = 0; k < mask_classes; ++k) {
+        const u32 in_class = segment.counts[k];
+        if (in_class == 0)
             continue;
-        fast_class &item = reader.models->classes[k];
-        item.places += places;
-        if (!item.open) {
-            item.run = 0;
-            item.ending = &nothing;
-            item.value = 0;
-            item.open = true;
+        run_value_class &context = decoder.models->classes[k];
+        context.coefficients += in_class;
+        if (!context.open) {
+            context.run = 0;
+            context.entry = &no_entry;
+            context.value = 0;
+            context.open = true;
         }
-        if (item.run >= places) {
-            item.run -= places;
+        if (context.run >= in_class) {
+            context.run -= in_class;
             continue;
         }
-        read(reader.at, item, parts.list, parts.list_places(scan, k), values);
-        stay_inside(reader);
+        read(decoder.at, context, segment.positions, segment.list_positions(scan, k), values);
+        clamp_position(decoder);
     }
 }
 
 } // namespace
 
-bool fast_reader::open(const u8 *symbols, u32 count, u32 bytes) {
-    pack.clear();
-    if (!try_resize(pack, u64{count} + spare_symbols + bytes + spare_bytes))
+bool run_value_decoder::begin(const u8 *symbols, u32 symbol_count, u32 bytes) {
+    packet.clear();
+    if (!try_resize(packet, u64{symbol_count} + padding_symbols + bytes + padding_bytes))
         return false;
-    u8 *own = pack.data();
-    for (u32 i = 0; i < count; ++i)
-        own[i] = symbols[i] % fast_symbols;
-    std::fill_n(own + count, spare_symbols, symbol_none);
-    u8 *plain = own + count + spare_symbols;
-    std::memcpy(plain, symbols + count, bytes);
-    at = {own, own + count, plain, 0, u64{bytes} * 8};
-    damaged = false;
+    u8 *own = packet.data();
+    for (u32 i = 0; i < symbol_count; ++i)
+        own[i] = symbols[i] % run_value_symbols;
+    std::fill_n(own + symbol_count, padding_symbols, symbol_unused);
+    u8 *extra = own + symbol_count + padding_symbols;
+    std::memcpy(extra, symbols + symbol_count, bytes);
+    at = {own, own + symbol_count, extra, 0, u64{bytes} * 8};
+    corrupt = false;
     return true;
 }
 
-// Whoever writes a pack leaves no symbol over.
-bool fast_reader::is_sound() const {
-    return !damaged && at.symbol == at.symbols_end && at.bit <= at.end;
+bool run_value_decoder::is_valid() const {
+    return !corrupt && at.symbol == at.symbols_end && at.bit <= at.end;
 }
 
-unit_content fast_reader::head(unit_content) {
-    const u32 symbol = *at.symbol++;
-    stay_inside(*this);
-    damaged |= symbol > symbol_full;
-    return symbol > symbol_full ? unit_content::empty : static_cast<unit_content>(symbol);
+unit_content run_value_decoder::code_unit_header(unit_content) {
+    const u32 content = u32{*at.symbol++} - symbol_unit_header;
+    clamp_position(*this);
+    const bool known = content <= static_cast<u32>(unit_content::any);
+    corrupt |= !known;
+    return known ? static_cast<unit_content>(content) : unit_content::all_zero;
 }
 
-void fast_reader::places(component_scan &scan, u32 phase, const u8 *measures, i16 *values,
-                         u32 count) {
-    for (u32 i = 0; i < count; i += part_places)
-        read_part(*this, scan, phase, measures + i, values + i, std::min(count - i, part_places));
-}
-
-void fast_reader::end_line() {
-    adapt_all(*models);
+void run_value_decoder::code_phase(component_scan &scan, u32 phase, const u8 *contexts, i16 *values,
+                                   u32 count) {
+    for (u32 i = 0; i < count; i += segment_size)
+        read_segment(*this, scan, phase, contexts + i, values + i,
+                     std::min(count - i, segment_size));
 }
 
 } // namespace viq

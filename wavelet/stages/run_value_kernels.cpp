@@ -1,7 +1,7 @@
-#include "wavelet/stages/fast_reading.h"
+#include "wavelet/stages/run_value_kernels.h"
 
 #include "core/cpu.h"
-#include "wavelet/stages/fast_reading_body.h"
+#include "wavelet/stages/run_value_loop.h"
 
 namespace viq {
 

@@ -1,38 +1,40 @@
-// The innermost loop of the fast packing: one class of a phase of a line is read.
+// Inner loop of the run/value decoder: the values of one context class in a segment of a phase.
 #pragma once
 
-#include "wavelet/stages/fast_book.h"
+#include "wavelet/stages/run_codebook.h"
 
 namespace viq {
 
-// How a class has come out so far, and its open phrase.
-struct fast_class {
-    u32 places; // with and without a value
-    u64 outcome;
-    const phrase_book *book = nullptr;
-    bool open = false;
-    u32 run = 0; // zeros still to come, or seen so far by the writer
+// State of a context class: its statistics, its codebook and its open pair.
+struct run_value_class {
+    u32 coefficients; // seen so far, zeros included; halved together with the statistics
+    u64 statistics;   // see value_statistics
+    const run_codebook *codebook = nullptr;
+    bool open = false; // a pair continues in the next segment of this class
+    u32 run = 0;       // encoder: zeros so far; decoder: zeros that remain before the value
 
-    // Of the reader: the phrase and the value behind the run.
-    const phrase *ending = nullptr;
+    // Decoder: the entry that was read last, and the value after the run.
+    const codebook_entry *entry = nullptr;
     i32 value = 0;
 
-    // Of the writer: where the phrase goes, and the book it was opened with.
+    // Encoder: where the symbol of the open pair goes, and the codebook when it was opened. The
+    // decoder reads the symbol at that point, so that a later codebook does not apply.
     u32 slot = 0;
-    const phrase_book *open_book = nullptr;
+    const run_codebook *open_codebook = nullptr;
 };
 
-// Symbols and plain bits of a pack, the lowest bit of a byte first. Behind the last symbol stand
-// some that are none, behind the bits zeros.
-struct pack_place {
+// Read position in the symbols and the extra bits of a packet, the lowest bit of a byte first. The
+// symbols are padded with symbol_unused, the extra bits with zeros.
+struct packet_position {
     const u8 *symbol = nullptr, *symbols_end = nullptr;
     const u8 *bytes = nullptr;
     u64 bit = 0, end = 0;
 };
 
-// Reads values to the places of a list; the phrase that leads beyond the last place stays open.
-using class_reader = void (*)(pack_place &at, fast_class &item, const u16 *list, u32 count,
-                              i16 *values);
+// Decodes values to the given positions until a pair ends after the last of them; that pair stays
+// open. `values` must be 0 at the positions.
+using class_reader = void (*)(packet_position &at, run_value_class &context, const u16 *positions,
+                              u32 count, i16 *values);
 
 class_reader current_class_reader();
 

@@ -1,4 +1,4 @@
-#include "wavelet/stages/fast_reading_body.h"
+#include "wavelet/stages/run_value_loop.h"
 
 namespace viq {
 

@@ -1,41 +1,43 @@
-// Each instruction set includes this text into an unnamed namespace of its own source.
+// The loop of class_reader. The sources for each instruction set include it, so that each has a
+// copy with internal linkage.
 #include <algorithm>
 
 #include "core/byte_order.h"
-#include "wavelet/stages/fast_reading.h"
+#include "wavelet/stages/run_value_kernels.h"
 
 namespace viq {
 
 namespace {
 
-// No branch depends on what is read but the one that ends the list, and of what is read only the
-// symbols decide where the next bits lie.
-void read_class(pack_place &place, fast_class &item, const u16 *list, u32 count, i16 *values) {
-    pack_place at = place;
-    const phrase *found = item.ending;
-    const phrase *book = item.book->of;
-    u64 outcome = item.outcome;
-    i32 value = item.value;
-    u32 i = item.run;
+// The end of the list is the only branch that depends on the data, and the position of the next
+// extra bits depends on the symbols alone; so consecutive pairs overlap in the pipeline.
+void read_class(packet_position &position, run_value_class &context, const u16 *positions,
+                u32 count, i16 *values) {
+    packet_position at = position;
+    const codebook_entry *entry = context.entry;
+    const codebook_entry *entries = context.codebook->entries;
+    u64 statistics = context.statistics;
+    i32 value = context.value;
+    u32 i = context.run;
     while (i < count) {
-        values[list[i]] = static_cast<i16>(value);
-        outcome += found->outcome;
-        i += found->ends;
-        found = book + *at.symbol++;
+        values[positions[i]] = static_cast<i16>(value);
+        statistics += entry->statistics;
+        i += entry->has_value;
+        entry = entries + *at.symbol++;
         const u64 window =
             load<u64>(at.bytes + std::min(at.bit, at.end) / 8, endian::little) >> (at.bit % 8);
-        at.bit += found->bits;
-        i += found->run + (static_cast<u32>(window) & found->run_mask);
-        const auto rest = static_cast<u32>(window >> found->run_bits);
+        at.bit += entry->extra_bits;
+        i += entry->run + (static_cast<u32>(window) & entry->run_mask);
+        const auto rest = static_cast<u32>(window >> entry->run_bits);
         const u32 sign = 0 - (rest & 1);
-        const u32 magnitude = found->magnitude + (rest >> 1 & found->more_mask);
+        const u32 magnitude = entry->magnitude + (rest >> 1 & entry->magnitude_mask);
         value = static_cast<i32>((magnitude ^ sign) - sign);
     }
-    item.outcome = outcome;
-    item.ending = found;
-    item.value = value;
-    item.run = i - count;
-    place = at;
+    context.statistics = statistics;
+    context.entry = entry;
+    context.value = value;
+    context.run = i - count;
+    position = at;
 }
 
 } // namespace
