@@ -1,4 +1,4 @@
-// What the tests of codec modules share: modules that end with their scope, and sources of bytes.
+// Shared by the tests of codec modules: scoped modules and sources of bytes.
 #pragma once
 
 #include "wavelet/framework/module.h"
@@ -7,7 +7,7 @@
 
 namespace viq {
 
-// A module for the length of a scope.
+// A module that is destroyed at the end of its scope.
 struct scoped_module {
     module_handle handle = nullptr;
     u32 status;
@@ -28,7 +28,7 @@ template <class Value> u32 set_value(module_handle handle, u32 id, Value value) 
     return set_module(handle, id, sizeof value, &value);
 }
 
-// Bytes that a module takes as its source; lines without padding.
+// A source of bytes for a module; lines have no padding.
 struct byte_source {
     bytes content;
     u32 type, width, height;
