@@ -119,7 +119,7 @@ component transformed_back(const component &all) {
     const auto take = [&](u32 y) {
         const line_strip strip = pull_lines(levels, y);
         for (u32 i = 0; i < strip.lines; ++i)
-            std::copy_n(strip.first + i * strip.pitch, all.width,
+            std::copy_n(strip.first + i * strip.stride, all.width,
                         &result.values[std::size_t{y + i} * all.width]);
         return strip.lines;
     };

@@ -23,7 +23,7 @@ u32 upstream_coder(const streaming_data &streaming) {
 }
 
 // The stream does not contain its coding type; the settings do. They must match the chain.
-u32 take_settings(streaming_data &streaming, u32 size, const void *value) {
+u32 apply_settings(streaming_data &streaming, u32 size, const void *value) {
     const u32 status = check_settings_header(streaming_id, settings_header_size, size, value);
     if (failed(status))
         return status;
@@ -94,7 +94,7 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     auto &streaming = data<streaming_data>(self);
     close_stream(streaming.stream, streaming.up.handle);
     if (id == id_settings && streaming.inverse != 0)
-        return take_settings(streaming, size, value);
+        return apply_settings(streaming, size, value);
     if (id == id_entropy_coder && size >= sizeof streaming.coder)
         streaming.coder = value_of<u32>(value);
     return set_module(streaming.up.handle, id, size, value);

@@ -7,13 +7,13 @@ namespace viq {
 
 namespace {
 
-void forward_lines(const i16 *const source[2], const half_lines target[2], u32 length,
+void forward_lines(const i16 *const source[2], const line_halves target[2], u32 length,
                    i32 *scratch) {
     for (u32 i = 0; i < 2; ++i)
         forward_line(source[i], target[i], length, scratch);
 }
 
-void inverse_lines(const half_lines source[2], i16 *const target[2], u32 length, i32 *scratch) {
+void inverse_lines(const line_halves source[2], i16 *const target[2], u32 length, i32 *scratch) {
     for (u32 i = 0; i < 2; ++i)
         inverse_line(source[i], target[i], length, scratch);
 }
@@ -26,7 +26,7 @@ template <i32 constant> i32 minus_product(i32 value, i32 left, i32 right) {
     return value - product(left + right, constant);
 }
 
-// d1, s1, d2, s2: the results of the four lifting steps. The state holds them from the last step.
+// d1, s1, d2, s2: the results of the four lifting steps; last_...: those of the previous step.
 template <bool has_results>
 void forward_columns(const line_window &window, i16 *__restrict low, i16 *__restrict high,
                      const column_state &state, u32 count) {

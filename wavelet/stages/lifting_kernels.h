@@ -18,7 +18,7 @@ constexpr u32 line_scratch_padding = 8;
 constexpr u32 line_margin = 64;
 
 // The low and the high half of a filtered line.
-struct half_lines {
+struct line_halves {
     i16 *low, *high;
 };
 
@@ -47,10 +47,10 @@ struct wavelet_kernels {
     void (*spread)(const u8 *from, u8 *to, u32 step, u32 count);
 
     // Filter two lines of `length` samples; `scratch` has length + line_scratch_padding elements.
-    // The half lines have margins, and the output lines of the inverse too.
-    void (*forward_lines)(const i16 *const source[2], const half_lines target[2], u32 length,
+    // The halves have margins, and the output lines of the inverse too.
+    void (*forward_lines)(const i16 *const source[2], const line_halves target[2], u32 length,
                           i32 *scratch);
-    void (*inverse_lines)(const half_lines source[2], i16 *const target[2], u32 length,
+    void (*inverse_lines)(const line_halves source[2], i16 *const target[2], u32 length,
                           i32 *scratch);
 
     // One step of the column filter on `count` columns, whose lines have margins. Line 6 of the

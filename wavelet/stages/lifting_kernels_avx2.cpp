@@ -189,7 +189,7 @@ VIQ_SIMD void fill(mirrored_blocks &blocks, const i16 *line, i32 length, i32 beg
 }
 
 struct forward_pair {
-    half_lines target[2];
+    line_halves target[2];
     horizontal_delay delay = {};
     horizontal_delay evens = {};
     range_monitor range = {};
@@ -220,7 +220,7 @@ VIQ_SIMD void filter_block(forward_pair &pair, const i16 *first, const i16 *seco
     pair.first_half = first_half;
 }
 
-void forward_lines(const i16 *const source[2], const half_lines target[2], u32 length,
+void forward_lines(const i16 *const source[2], const line_halves target[2], u32 length,
                    i32 *scratch) {
     const auto samples = static_cast<i32>(length);
     const i32 last_block = ((samples + 1) / 2 + 1) / block_pairs;
@@ -253,7 +253,7 @@ void forward_lines(const i16 *const source[2], const half_lines target[2], u32 l
 }
 
 // Extends the halves of a line into their margins as the filtered halves of a mirrored line.
-VIQ_SIMD void mirror_ends(const half_lines &line, u32 length) {
+VIQ_SIMD void mirror_ends(const line_halves &line, u32 length) {
     i16 *low_end = line.low + (length + 1) / 2;
     i16 *high_end = line.high + length / 2;
     const auto is_odd = static_cast<std::ptrdiff_t>(length % 2);
@@ -283,7 +283,7 @@ VIQ_SIMD void end_block(inverse_pair &pair, i32 block) {
     store_halves(pair.first + at + 8, pair.second + at + 8, back);
 }
 
-void inverse_lines(const half_lines source[2], i16 *const target[2], u32 length, i32 *scratch) {
+void inverse_lines(const line_halves source[2], i16 *const target[2], u32 length, i32 *scratch) {
     for (u32 i = 0; i < 2; ++i)
         mirror_ends(source[i], length);
     const i32 last_block = (static_cast<i32>(length) + 3) / block_samples;

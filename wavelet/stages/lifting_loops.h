@@ -121,7 +121,7 @@ inline void saturate_all(i32 *values, u32 count) {
         values[i] = saturate(values[i]);
 }
 
-void forward_line(const i16 *source, const half_lines &target, u32 length, i32 *scratch) {
+void forward_line(const i16 *source, const line_halves &target, u32 length, i32 *scratch) {
     const lifted_line line = split(scratch, length);
     for (u32 i = 0; i < line.highs; ++i) {
         line.low[i] = source[2 * i];
@@ -136,7 +136,7 @@ void forward_line(const i16 *source, const half_lines &target, u32 length, i32 *
     scale(line.high, target.high, line.highs, high_scale);
 }
 
-void inverse_line(const half_lines &source, i16 *target, u32 length, i32 *scratch) {
+void inverse_line(const line_halves &source, i16 *target, u32 length, i32 *scratch) {
     const lifted_line line = split(scratch, length);
     unscale(source.low, line.low, line.lows, low_unscale);
     unscale(source.high, line.high, line.highs, high_unscale);

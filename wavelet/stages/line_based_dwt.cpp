@@ -15,7 +15,7 @@ constexpr i32 first_step_with_results = 1;
 constexpr u32 kept_lines = 10;
 constexpr u32 strip_lines = 32; // of output
 
-bool begin(line_based_dwt &all, const coefficient_buffer &buffer, u32 levels, bool inverse);
+bool begin(line_based_dwt &dwt, const coefficient_buffer &buffer, u32 levels, bool inverse);
 void push_lines(line_based_dwt &forward, u32 index, const i16 *const lines[2], u32 count);
 void restart(line_based_dwt &inverse);
 void produce_lines(line_based_dwt &inverse, u32 index);
@@ -90,33 +90,33 @@ bool begin(dwt_level &level, u32 width, u32 height, bool inverse) {
            begin(level.filters[0], 0, lows) && begin(level.filters[1], lows, width / 2);
 }
 
-bool begin(line_based_dwt &all, const coefficient_buffer &buffer, u32 levels, bool inverse) {
-    all.kernels = &current_wavelet_kernels();
-    all.target = buffer;
+bool begin(line_based_dwt &dwt, const coefficient_buffer &buffer, u32 levels, bool inverse) {
+    dwt.kernels = &current_wavelet_kernels();
+    dwt.target = buffer;
     u32 width = buffer.width;
     u32 height = buffer.height;
     try {
-        all.levels.resize(levels);
+        dwt.levels.resize(levels);
     } catch (...) {
         return false;
     }
-    for (dwt_level &level : all.levels) {
+    for (dwt_level &level : dwt.levels) {
         if (!begin(level, width, height, inverse))
             return false;
         width = (width + 1) / 2;
         height = (height + 1) / 2;
     }
-    return try_resize(all.scratch, u64{buffer.width} + line_scratch_padding) &&
-           try_resize(all.discarded, u64{buffer.width} + 2 * line_margin) &&
-           (!inverse || resize(all.strip, buffer.width, strip_lines + 1));
+    return try_resize(dwt.scratch, u64{buffer.width} + line_scratch_padding) &&
+           try_resize(dwt.discarded, u64{buffer.width} + 2 * line_margin) &&
+           (!inverse || resize(dwt.strip, buffer.width, strip_lines + 1));
 }
 
 column_state state_of(column_filter &filter) {
     return {filter.lines.data(), filter.stride, filter.exact_steps.data()};
 }
 
-i16 *coefficients(const line_based_dwt &all, u32 x, u32 y) {
-    return all.target.data + y * all.target.stride + x;
+i16 *coefficients(const line_based_dwt &dwt, u32 x, u32 y) {
+    return dwt.target.data + y * dwt.target.stride + x;
 }
 
 // Mirrors a line number at the first and the last line.
@@ -141,12 +141,12 @@ window_positions window_at(i32 first, u32 height) {
 
 // ---------------------------------------------------------------- forward
 
-half_lines kept_line(dwt_level &level, u32 y) {
+line_halves kept_line(dwt_level &level, u32 y) {
     return {level.low.line(y % kept_lines), level.high.line(y % kept_lines)};
 }
 
-bool is_last(const line_based_dwt &all, u32 index) {
-    return index + 1 == all.levels.size();
+bool is_last(const line_based_dwt &dwt, u32 index) {
+    return index + 1 == dwt.levels.size();
 }
 
 // One step of the column filters. Passes the low line to the next level.
@@ -184,8 +184,8 @@ void filter_columns(line_based_dwt &forward, u32 index) {
 void push_lines(line_based_dwt &forward, u32 index, const i16 *const lines[2], u32 count) {
     dwt_level &level = forward.levels[index];
     const i16 *const sources[2] = {lines[0], lines[count - 1]};
-    const half_lines targets[2] = {kept_line(level, level.lines),
-                                   kept_line(level, level.lines + count - 1)};
+    const line_halves targets[2] = {kept_line(level, level.lines),
+                                    kept_line(level, level.lines + count - 1)};
     forward.kernels->forward_lines(sources, targets, level.width, forward.scratch.data());
     level.lines += count;
     const auto last_step = static_cast<i32>((level.height + 1) / 2);
@@ -250,8 +250,8 @@ void produce_lines(line_based_dwt &inverse, u32 index) {
     if (!has_results)
         return;
     const i64 even = 2 * i64{step} - 2;
-    const half_lines sources[2] = {{level.low.line(0), level.high.line(0)},
-                                   {level.low.line(1), level.high.line(1)}};
+    const line_halves sources[2] = {{level.low.line(0), level.high.line(0)},
+                                    {level.low.line(1), level.high.line(1)}};
     i16 *const targets[2] = {output_line(inverse, index, even - 1),
                              output_line(inverse, index, even)};
     inverse.kernels->inverse_lines(sources, targets, level.width, inverse.scratch.data());

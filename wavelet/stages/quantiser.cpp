@@ -81,7 +81,7 @@ u32 answer_settings(quantiser_data &quantiser, u32 &size, void *buffer) {
     return query_settings(quantiser.up.handle, block.data(), block_size(subbands), size, buffer);
 }
 
-u32 take_settings(quantiser_data &quantiser, u32 size, const void *value) {
+u32 apply_settings(quantiser_data &quantiser, u32 size, const void *value) {
     switch (check_settings_header(quantiser_id, min_settings_size, size, value)) {
     case success:
         break;
@@ -140,7 +140,7 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     switch (id) {
     case id_settings:
         if (quantiser.inverse != 0)
-            return take_settings(quantiser, size, value);
+            return apply_settings(quantiser, size, value);
         break;
     case id_quantiser_control:
         if (size < sizeof quantiser.control)

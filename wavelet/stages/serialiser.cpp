@@ -281,7 +281,7 @@ u32 answer_settings(serialiser_data &serialiser, u32 &size, void *buffer) {
     return query_settings(serialiser.up.handle, block, settings_size, size, buffer);
 }
 
-u32 take_settings(serialiser_data &serialiser, u32 size, const void *value) {
+u32 apply_settings(serialiser_data &serialiser, u32 size, const void *value) {
     const u32 status = check_settings_header(serialiser_id, settings_size, size, value);
     if (failed(status))
         return status;
@@ -337,7 +337,7 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     }
     if (id != id_settings || serialiser.inverse == 0)
         return set_module(serialiser.up.handle, id, size, value);
-    const u32 status = take_settings(serialiser, size, value);
+    const u32 status = apply_settings(serialiser, size, value);
     u32 answer_size = sizeof serialiser.coder;
     if (!failed(status) && failed(query_module(serialiser.up.handle, id_entropy_coder, &answer_size,
                                                &serialiser.coder)))
