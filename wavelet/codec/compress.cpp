@@ -1,4 +1,6 @@
-// Compression of an image into a wavelet image.
+// Compression of an image to a wavelet image. The compressor chain runs once for each component and
+// appends to the stream of the record. The settings that the decompressor needs are gathered from
+// the chain when the parameters or the shape of the source have changed.
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -84,10 +86,9 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
 namespace {
 
 u32 make_chains(wavelet_record &record) {
-    const u32 codec_mode = record.coding_type;
+    const u32 mode = compress_huffman + record.coding_type;
     const u32 stream_type = type_bytes;
-    u32 status =
-        create_module(&record.compressor_codec, codec_id, sizeof codec_mode, &codec_mode, nullptr);
+    u32 status = create_module(&record.compressor_codec, codec_id, sizeof mode, &mode, nullptr);
     if (!failed(status))
         status = create_module(&record.compressor_chain, level_shifter_id, sizeof stream_type,
                                &stream_type, record.compressor_codec);

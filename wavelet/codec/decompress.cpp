@@ -1,4 +1,5 @@
-// Decompression of a wavelet image.
+// Decompression of a wavelet image. The decompressor chain is loaded with the settings of each
+// component and run on the component's part of the stream.
 #include <algorithm>
 
 #include "core/geometry.h"
@@ -88,9 +89,9 @@ u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
 namespace {
 
 u32 make_chain(wavelet_record &record) {
-    const u32 codec_mode = 2 + record.coding_type;
-    const u32 status = create_module(&record.decompressor_chain, codec_id, sizeof codec_mode,
-                                     &codec_mode, nullptr);
+    const u32 mode = decompress_huffman + record.coding_type;
+    const u32 status =
+        create_module(&record.decompressor_chain, codec_id, sizeof mode, &mode, nullptr);
     return failed(status) ? report(name, VIQ_ERR_MEMORY, "") : success;
 }
 

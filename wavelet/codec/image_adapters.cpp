@@ -79,9 +79,11 @@ u32 describe_image(tVIQ_Image &image, const output_description &output) {
         u16 format, bits_per_pixel;
     };
     constexpr described_type types[] = {
-        {1, VIQ_Y8, 8},       {2, VIQ_WORK103, 16}, {3, VIQ_Y16, 16},    {4, VIQ_JPEG_WORK100, 32},
-        {10, VIQ_RGB15, 16},  {11, VIQ_RGB16, 16},  {12, VIQ_RGB24, 24}, {13, VIQ_RGB8, 8},
-        {14, VIQ_RGBX32, 32}, {20, VIQ_YUV422, 16},
+        {type_bytes, VIQ_Y8, 8},         {type_signed_16, VIQ_WORK103, 16},
+        {type_unsigned_16, VIQ_Y16, 16}, {type_jpeg_work, VIQ_JPEG_WORK100, 32},
+        {type_rgb15, VIQ_RGB15, 16},     {type_rgb16, VIQ_RGB16, 16},
+        {type_rgb24, VIQ_RGB24, 24},     {type_rgb8, VIQ_RGB8, 8},
+        {type_rgbx32, VIQ_RGBX32, 32},   {type_yuv422, VIQ_YUV422, 16},
     };
     if (output.height == 0) {
         describe_as_stream(image);

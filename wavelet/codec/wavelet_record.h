@@ -18,14 +18,14 @@ struct wavelet_record {
     module_handle compressor_chain = nullptr;
     module_handle compressor_codec = nullptr;
     std::vector<u8> stream;
-    u32 stream_length = 0; // while decompressing: of the present component
+    u32 stream_length = 0; // while decompressing: of the current component
     u16 source_format = 0;
     u16 components = 0;
     u32 component_bytes[max_components] = {};
     u16 settings_lengths[2] = {}; // of components 1 and 2; 0: not yet gathered
     module_handle decompressor_chain = nullptr;
     bool decompressor_released = false; // decompressor_chain refers to a destroyed instance
-    u32 read_position = 0;              // in the stream, of the present component
+    u32 read_position = 0;              // in the stream, of the current component
     bool settings_loaded = false;       // into the decompressor chain
     std::vector<u8> settings;           // of component 0, then of components 1 and 2
 

@@ -1,5 +1,12 @@
 // "DWT codec": the composite module that creates the stages of the compressor or decompressor
-// chain, and maps the quality factor to the step control of the quantiser.
+// chain, and maps the quality factor to the step control of the quantiser. Data flows from the
+// upstream end to the head:
+//
+//   compressor:    level shifter, transform, quantiser, serialiser, frame streaming, Huffman codec
+//   decompressor:  Huffman codec, frame streaming, serialiser, quantiser, transform, level shifter
+//
+// The chains of entropy coder type 1 (rANS) have no Huffman codec. Queries, settings and regions
+// are passed to the head.
 #include <array>
 
 #include "wavelet/framework/module_support.h"
@@ -7,8 +14,6 @@
 namespace viq {
 
 namespace {
-
-enum codec_mode : u32 { compress_huffman, compress_rans, decompress_huffman, decompress_rans };
 
 constexpr u32 max_stages = 6;
 
@@ -20,7 +25,7 @@ struct codec_data {
     module_handle quantiser = nullptr;
 };
 
-// The stages are configured with a direction.
+// The stages except the level shifters are configured with a direction.
 constexpr u32 forward = 0;
 constexpr u32 inverse = 1;
 

@@ -21,7 +21,15 @@ struct region {
     u32 stride = 0;
 };
 
-// The operations of a module; `self` is its instance data.
+// The operations of a module; `self` is its instance data. All of them return a status.
+//
+//   init            creates the instance; without an upstream, a stage creates a "Null" module
+//   destroy         releases what the instance owns, also after a failed init
+//   query           writes the value named by `id` to the buffer; `size` is the capacity of the
+//                   buffer on entry and the size of the value on return
+//   set             sets the value named by `id`
+//   get_region      provides a region of a plane of the output
+//   release_region  releases a region that get_region has provided
 struct module_operations {
     u32 (*init)(void *self, u32 size, const void *configuration, module_handle upstream);
     u32 (*destroy)(void *self);
@@ -74,15 +82,26 @@ enum value_id : u32 {
     id_destination = 4098,   // from transform to quantiser: see region_destination
 };
 
+// Types of samples, and of the pixels of a source or an output.
 enum sample_type : u32 {
     type_signed_8 = 0,
     type_bytes = 1, // unsigned samples, or a byte stream
     type_signed_16 = 2,
     type_unsigned_16 = 3,
+    type_jpeg_work = 4,
+    type_rgb15 = 10,
+    type_rgb16 = 11,
+    type_rgb24 = 12,
+    type_rgb8 = 13,
+    type_rgbx32 = 14,
     type_yuv422 = 20,
-    type_unspecified = 22,
-    type_wavelet = 23,
+    type_unspecified = 22, // the initial type of the "Null" module
+    type_wavelet = 23,     // signed, centred on 0, with 6 fractional bits
 };
+
+// Configuration of the "DWT codec". The modes of each direction are in the order of the coding
+// types.
+enum codec_mode : u32 { compress_huffman, compress_rans, decompress_huffman, decompress_rans };
 
 // Buffer for the next region that is requested. A module that supports it writes the region there
 // and returns this address as its data, which saves a copy; other modules reject the id and provide
@@ -92,6 +111,7 @@ struct region_destination {
     u32 stride;
 };
 
+// The function of a source that provides its regions.
 using region_reader = u32 (*)(void *context, u32 x, u32 y, region &wanted);
 
 struct source_description {
@@ -105,10 +125,12 @@ struct source_description {
 // The size that is passed for a source description, independent of the size of pointers.
 constexpr u32 source_description_size = 20;
 
+// The output of a module; height 0 means a byte stream of unknown length.
 struct output_description {
     u32 type, width, height;
 };
 
+// Receives the blocks of a run; a failure status ends the run.
 using region_sink = u32 (*)(void *context, u32 x, u32 y, const region &delivered);
 
 struct run_request {
@@ -126,7 +148,9 @@ u32 set_module(module_handle handle, u32 id, u32 size, const void *value);
 u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *wanted);
 u32 release_region(module_handle handle, const u8 *data);
 u32 describe_output(module_handle handle, output_description &description);
-// The run loop: delivers the output of a module block by block to the sink of the request.
+// The run loop: delivers the output of a module to the sink block by block, row after row, and ends
+// the run by setting id_source without a value. A byte stream ends with a region without data, or
+// with one that is not narrower than its stride. `info` may be null.
 u32 run_module(module_handle handle, const run_request *request, output_description *info);
 
 // Whether a handle refers to an instance that has not been destroyed.

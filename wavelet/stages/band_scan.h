@@ -49,9 +49,9 @@ struct component_scan {
     u32 width = 0, height = 0, subbands = 0;
     u32 band = 0;
     subband area = {};
-    // Magnitudes of the present level and its parent level; levels alternate between the two.
+    // Magnitudes of the current level and its parent level; levels alternate between the two.
     byte_lines level_magnitudes[2][band_directions];
-    byte_lines phase_magnitudes; // of both phases, of the present line and the line above
+    byte_lines phase_magnitudes; // of both phases, of the current line and the line above
     byte_lines context_lines;    // contexts, parent terms, zeros
     u32 parent_row = 0;          // row of the parent band that the parent terms belong to
     std::vector<i16> values[line_phases];
@@ -80,7 +80,7 @@ inline u32 phase_size(const component_scan &scan, u32 phase) {
 // closer to 0.
 enum class unit_content : u32 { all_zero, no_minus_one, any };
 
-// Codes one line of the present band. An encoder reads `line`, a decoder writes it with up to
+// Codes one line of the current band. An encoder reads `line`, a decoder writes it with up to
 // kernel_block elements after its end; `Coder::decodes` selects the direction.
 template <class Coder>
 void code_line(component_scan &scan, Coder &coder, u32 y, i16 *line, bool no_minus_one) {

@@ -1,5 +1,6 @@
 // "Level shifter": converts samples from the type of the upstream to a target type. Wavelet samples
-// are signed, centred on 0, with 6 fractional bits.
+// are signed, centred on 0, with 6 fractional bits. From YUV 4:2:2 pixels it extracts one
+// component.
 #include <algorithm>
 
 #include "wavelet/framework/module_support.h"

@@ -196,7 +196,7 @@ struct forward_pair {
     forward_first_half first_half = {};
 };
 
-// Finishes the block before the present one. The one before the first block flushes into the
+// Finishes the block before the current one. The one before the first block flushes into the
 // margin.
 VIQ_SIMD void end_block(forward_pair &pair, i32 block) {
     const forward_result result = end_forward(pair.first_half, pair.delay, pair.range);

@@ -70,7 +70,7 @@ struct line_based_dwt {
     std::vector<dwt_level> levels;
     std::vector<i32> scratch;
     std::vector<i16> discarded; // receives results that are outside the component
-    line_buffer strip;          // inverse: the present strip of output lines
+    line_buffer strip;          // inverse: the current strip of output lines
     u32 strip_begin = 0;
 };
 

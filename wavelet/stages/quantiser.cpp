@@ -1,5 +1,7 @@
-// "DWT Quantiser": divides the coefficients of each band by the step of the band, and multiplies
-// them again. Its settings are the steps.
+// "DWT Quantiser": uniform scalar quantisation. The forward direction divides the coefficients of a
+// band by the step of the band, rounding down; the inverse multiplies and adds half a step. The
+// steps follow from the step control, the component and the band; they are the settings of the
+// module.
 #include <algorithm>
 #include <utility>
 
@@ -11,8 +13,6 @@ namespace viq {
 
 namespace {
 
-constexpr u32 min_settings_size = 12; // one band
-
 struct quantiser_data {
     upstream_link up;
     u32 inverse = 0;
@@ -21,13 +21,17 @@ struct quantiser_data {
     std::vector<u8> settings; // inverse: the block as it was set
     std::vector<i16> values;
     region_destination destination = {}; // of the next region, instead of `values`
-    bool steps_valid = false;            // for the present run
+    bool steps_valid = false;            // for the current run
     std::vector<u16> steps;
 };
 
+// Size of the settings block: the header, whose module-specific value is the number of subbands, a
+// step for each subband, and two zero bytes.
 constexpr u32 block_size(u32 subbands) {
     return settings_header_size + 2 * subbands + 2;
 }
+
+constexpr u32 min_settings_size = block_size(1);
 
 u32 check_type(const quantiser_data &quantiser, output_description &output) {
     const u32 status = describe_output(quantiser.up.handle, output);
@@ -65,7 +69,6 @@ u32 find_steps(quantiser_data &quantiser) {
     return success;
 }
 
-// The block ends with two zero bytes after the steps.
 u32 answer_settings(quantiser_data &quantiser, u32 &size, void *buffer) {
     u32 status = find_steps(quantiser);
     if (failed(status))

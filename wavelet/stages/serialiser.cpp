@@ -95,7 +95,7 @@ void discard_open_pairs(serialiser_data &serialiser) {
         serialiser.run_value[kind].discard_open_pairs();
 }
 
-// Codes or decodes the present coding unit.
+// Codes or decodes the current coding unit.
 template <class Coder>
 void code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values,
                std::size_t stride, unit_content content) {

@@ -18,7 +18,7 @@ struct transform_data {
     upstream_link up;
     u32 inverse = 0;
     u32 decompositions = 6;
-    bool ready = false; // the buffer contains the coefficients of the present run
+    bool ready = false; // the buffer contains the coefficients of the current run
     u32 width = 0, height = 0, subbands = 1;
     aligned_buffer<i16> coefficients;
     line_based_dwt dwt;
