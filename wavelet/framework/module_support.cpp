@@ -21,6 +21,12 @@ u32 connect(upstream_link &link, u32 size, const void *configuration, module_han
     return create_module(&link.handle, null_id, size, configuration, nullptr);
 }
 
+u32 connect_directed(upstream_link &link, u32 &inverse, u32 size, const void *configuration,
+                     module_handle upstream) {
+    const u32 status = connect(link, size, configuration, upstream);
+    return failed(status) ? status : read_mode(size, configuration, 1, inverse);
+}
+
 void disconnect(upstream_link &link) {
     if (link.owned && link.handle != nullptr)
         destroy_module(link.handle);

@@ -34,6 +34,10 @@ struct upstream_link {
 u32 connect(upstream_link &link, u32 size, const void *configuration, module_handle upstream);
 void disconnect(upstream_link &link);
 
+// The same for a stage with two directions, whose configuration is 0 (forward) or 1 (inverse).
+u32 connect_directed(upstream_link &link, u32 &inverse, u32 size, const void *configuration,
+                     module_handle upstream);
+
 // Reads a configuration of type u32, at most max_mode; size 0 means mode 0.
 u32 read_mode(u32 size, const void *configuration, u32 max_mode, u32 &mode);
 

@@ -27,6 +27,15 @@ void close_stream(stream_source &stream, module_handle upstream) {
     stream = {};
 }
 
+void disconnect_stage(packet_stage &stage) {
+    close_stream(stage.stream, stage.up.handle);
+    disconnect(stage.up);
+}
+
+u32 release_packet(const packet_stage &stage, const u8 *data) {
+    return data == stage.packet.data() ? success : release_region(stage.up.handle, data);
+}
+
 u32 varint_size(u32 value) {
     u32 size = 1;
     for (; value > varint_bits_mask; value >>= varint_bits)

@@ -49,6 +49,18 @@ struct stream_source {
 u32 open_stream(stream_source &stream, module_handle upstream);
 void close_stream(stream_source &stream, module_handle upstream);
 
+// A stage that converts packets: its upstream, its direction, the stream that it reads and the
+// packet that it delivers.
+struct packet_stage {
+    upstream_link up;
+    u32 inverse = 0;
+    stream_source stream;
+    std::vector<u8> packet;
+};
+
+void disconnect_stage(packet_stage &stage);
+u32 release_packet(const packet_stage &stage, const u8 *data);
+
 // Integers of variable length: seven bits in each byte, the lowest first; the top bit is set if
 // more follow. read_varint returns false at the end of the stream.
 u32 varint_size(u32 value);

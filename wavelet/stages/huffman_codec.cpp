@@ -77,13 +77,6 @@ constexpr decoder_table make_decoder() {
 
 constexpr decoder_table decoder = make_decoder();
 
-struct huffman_data {
-    upstream_link up;
-    u32 inverse = 0;
-    stream_source stream;
-    std::vector<u8> packet_buffer;
-};
-
 using symbol_span = std::span<const u8>;
 
 u32 code_size(symbol_span symbols) {
@@ -112,7 +105,7 @@ constexpr u32 first_half(u32 symbols) {
     return symbols - symbols / 2;
 }
 
-u32 encode(huffman_data &huffman, region &wanted) {
+u32 encode(packet_stage &huffman, region &wanted) {
     region packet = {};
     const u32 status = get_region(huffman.up.handle, 0, 0, 0, &packet);
     if (failed(status) || packet.stride == 0) {
@@ -126,16 +119,16 @@ u32 encode(huffman_data &huffman, region &wanted) {
     const u32 first_size = code_size(first);
     const u64 size = u64{varint_size(header.symbols)} + varint_size(header.bytes) +
                      varint_size(first_size) + first_size + code_size(second) + header.bytes;
-    const bool allocated = try_resize(huffman.packet_buffer, size);
+    const bool allocated = try_resize(huffman.packet, size);
     if (allocated) {
-        u8 *to = store_varint(huffman.packet_buffer.data(), header.symbols);
+        u8 *to = store_varint(huffman.packet.data(), header.symbols);
         to = store_varint(to, header.bytes);
         to = store_varint(to, first_size);
         to = store_code(store_code(to, first), second);
         std::memcpy(to, symbols + header.symbols, header.bytes);
     }
     release_region(huffman.up.handle, packet.data);
-    return allocated ? deliver_packet(huffman.packet_buffer, wanted) : stage_no_memory;
+    return allocated ? deliver_packet(huffman.packet, wanted) : stage_no_memory;
 }
 
 // Reads bits, most significant first; after the end of the data they are 0.
@@ -214,7 +207,7 @@ u32 decode_symbols(stream_source &stream, u8 *symbols, u32 count, u32 first_size
     return success;
 }
 
-u32 decode(huffman_data &huffman, region &wanted) {
+u32 decode(packet_stage &huffman, region &wanted) {
     stream_source &stream = huffman.stream;
     u32 status = open_stream(stream, huffman.up.handle);
     if (failed(status))
@@ -226,9 +219,9 @@ u32 decode(huffman_data &huffman, region &wanted) {
         u64{header.symbols} * min_code_bits > u64{stream.remaining()} * 8 ||
         header.bytes > stream.remaining())
         return huffman_truncated;
-    if (!begin_packet(huffman.packet_buffer, header, u64{header.symbols} + header.bytes))
+    if (!begin_packet(huffman.packet, header, u64{header.symbols} + header.bytes))
         return stage_no_memory;
-    u8 *symbols = huffman.packet_buffer.data() + sizeof header;
+    u8 *symbols = huffman.packet.data() + sizeof header;
     status = decode_symbols(stream, symbols, header.symbols, first_size);
     if (failed(status))
         return status;
@@ -236,14 +229,12 @@ u32 decode(huffman_data &huffman, region &wanted) {
         return huffman_truncated;
     std::memcpy(symbols + header.symbols, stream.current(), header.bytes);
     stream.position += header.bytes;
-    return deliver_packet(huffman.packet_buffer, wanted);
+    return deliver_packet(huffman.packet, wanted);
 }
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
-    auto &huffman = construct_data<huffman_data>(self);
-    u32 status = connect(huffman.up, size, configuration, upstream);
-    if (!failed(status))
-        status = read_mode(size, configuration, 1, huffman.inverse);
+    auto &huffman = construct_data<packet_stage>(self);
+    const u32 status = connect_directed(huffman.up, huffman.inverse, size, configuration, upstream);
     if (failed(status) || huffman.inverse != 0 || huffman.up.owned)
         return status;
     const u32 coder = coder_huffman;
@@ -251,14 +242,12 @@ u32 init(void *self, u32 size, const void *configuration, module_handle upstream
 }
 
 u32 destroy(void *self) {
-    auto &huffman = data<huffman_data>(self);
-    close_stream(huffman.stream, huffman.up.handle);
-    disconnect(huffman.up);
-    return destroy_data<huffman_data>(self);
+    disconnect_stage(data<packet_stage>(self));
+    return destroy_data<packet_stage>(self);
 }
 
 u32 query(void *self, u32 id, u32 &size, void *buffer) {
-    auto &huffman = data<huffman_data>(self);
+    auto &huffman = data<packet_stage>(self);
     if (id == id_entropy_coder)
         return answer(u32{coder_huffman}, size, buffer, stage_short_buffer);
     if (id != id_settings || huffman.inverse != 0)
@@ -269,7 +258,7 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
 }
 
 u32 set(void *self, u32 id, u32 size, const void *value) {
-    auto &huffman = data<huffman_data>(self);
+    auto &huffman = data<packet_stage>(self);
     close_stream(huffman.stream, huffman.up.handle);
     if (id != id_settings || huffman.inverse == 0)
         return set_module(huffman.up.handle, id, size, value);
@@ -282,21 +271,19 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
 }
 
 u32 get(void *self, u32, u32, u32, region &wanted) {
-    auto &huffman = data<huffman_data>(self);
+    auto &huffman = data<packet_stage>(self);
     return huffman.inverse != 0 ? decode(huffman, wanted) : encode(huffman, wanted);
 }
 
 u32 release(void *self, const u8 *bytes) {
-    auto &huffman = data<huffman_data>(self);
-    return bytes == huffman.packet_buffer.data() ? success
-                                                 : release_region(huffman.up.handle, bytes);
+    return release_packet(data<packet_stage>(self), bytes);
 }
 
 } // namespace
 
 const module_descriptor huffman_module = {
     huffman_id,
-    sizeof(huffman_data),
+    sizeof(packet_stage),
     module_version,
     "Huffman codec",
     {init, destroy, query, set, get, release},

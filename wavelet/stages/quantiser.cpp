@@ -108,8 +108,7 @@ u32 apply_settings(quantiser_data &quantiser, u32 size, const void *value) {
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
     auto &quantiser = construct_data<quantiser_data>(self);
-    const u32 status = connect(quantiser.up, size, configuration, upstream);
-    return failed(status) ? status : read_mode(size, configuration, 1, quantiser.inverse);
+    return connect_directed(quantiser.up, quantiser.inverse, size, configuration, upstream);
 }
 
 u32 destroy(void *self) {

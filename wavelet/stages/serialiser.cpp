@@ -302,8 +302,7 @@ u32 apply_settings(serialiser_data &serialiser, u32 size, const void *value) {
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
     auto &serialiser = construct_data<serialiser_data>(self);
-    const u32 status = connect(serialiser.up, size, configuration, upstream);
-    return failed(status) ? status : read_mode(size, configuration, 1, serialiser.inverse);
+    return connect_directed(serialiser.up, serialiser.inverse, size, configuration, upstream);
 }
 
 u32 destroy(void *self) {

@@ -145,8 +145,7 @@ u32 fetch_bands(transform_data &transform) {
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
     auto &transform = construct_data<transform_data>(self);
-    const u32 status = connect(transform.up, size, configuration, upstream);
-    return failed(status) ? status : read_mode(size, configuration, 1, transform.inverse);
+    return connect_directed(transform.up, transform.inverse, size, configuration, upstream);
 }
 
 u32 destroy(void *self) {
