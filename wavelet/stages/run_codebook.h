@@ -3,7 +3,7 @@
 // A sequence of values is coded as pairs of a zero run and the nonzero value after it. A symbol
 // gives the leading part of the run and of the magnitude; extra bits, which are not entropy coded,
 // give the rest of the run, the sign and the rest of the magnitude. Runs that are too long for a
-// pair are preceded by symbols that stand for zeros only. A codebook assigns these meanings to the
+// pair are preceded by symbols that represent zeros only. A codebook assigns these meanings to the
 // symbols: codebooks for sparse sequences use the short codes for parts of the run, codebooks for
 // dense ones use them for magnitudes.
 #pragma once
