@@ -61,7 +61,7 @@ TEST(WaveletModule, RejectsInvalidCallsWithTheirStatuses) {
     u32 size = 4;
     u32 value = 0;
     module_handle handle = nullptr;
-    region wanted = {};
+    region requested = {};
     output_description output = {};
     run_request request = {0, 0, nullptr, nullptr};
     EXPECT_EQ(create_module(nullptr, 0, 0, nullptr, nullptr), 0x40009201u);
@@ -77,7 +77,7 @@ TEST(WaveletModule, RejectsInvalidCallsWithTheirStatuses) {
     EXPECT_EQ(run_module(null.handle, nullptr, nullptr), 0x40018F01u);
     EXPECT_EQ(run_module(null.handle, &request, nullptr), 0x40019201u);
     EXPECT_EQ(describe_output(invalid, output), 0x40021801u);
-    EXPECT_TRUE(failed(get_region(invalid, 0, 0, 0, &wanted)));
+    EXPECT_TRUE(failed(get_region(invalid, 0, 0, 0, &requested)));
     EXPECT_TRUE(failed(get_region(null.handle, 0, 0, 0, nullptr)));
     EXPECT_TRUE(failed(release_region(nullptr, nullptr)));
 
@@ -86,12 +86,17 @@ TEST(WaveletModule, RejectsInvalidCallsWithTheirStatuses) {
     EXPECT_EQ(destroy_module(handle), 0x4000DF01u) << "released handles are recognised";
 }
 
+// The tests below use the names of these documented numbers.
+static_assert(type_signed_8 == 0 && type_bytes == 1 && type_signed_16 == 2 &&
+              type_unsigned_16 == 3 && type_yuv422 == 20 && type_unspecified == 22 &&
+              type_wavelet == 23 && id_settings == 4 && id_component == 355);
+
 TEST(WaveletModule, NullModuleDescribesItsSource) {
     const scoped_module null(null_id);
     u32 value = 0;
     u32 size = 3;
     output_description output = {};
-    region wanted = {};
+    region requested = {};
     EXPECT_EQ(query_module(null.handle, id_subbands, &size, &value), 0x40028201u);
     size = 4;
     EXPECT_EQ(query_module(null.handle, id_subbands, &size, &value), success);
@@ -101,18 +106,18 @@ TEST(WaveletModule, NullModuleDescribesItsSource) {
     EXPECT_EQ(size, 0u);
     EXPECT_EQ(query_module(null.handle, 99, &size, &value), 0x40028D01u);
     EXPECT_EQ(describe_output(null.handle, output), success);
-    EXPECT_EQ(output.type, 22u);
-    EXPECT_EQ(get_region(null.handle, 0, 0, 0, &wanted), 0x4002E201u);
-    EXPECT_EQ(set_value(null.handle, 355, u32{0}), 0x4002A501u);
+    EXPECT_EQ(output.type, u32{type_unspecified});
+    EXPECT_EQ(get_region(null.handle, 0, 0, 0, &requested), 0x4002E201u);
+    EXPECT_EQ(set_value(null.handle, id_component, u32{0}), 0x4002A501u);
     EXPECT_EQ(set_value(null.handle, id_source, u32{0}), 0x4002AB01u);
     EXPECT_EQ(set_source(null.handle, {1, 2, 3, nullptr, nullptr}), 0x4002AE01u);
     EXPECT_EQ(set_value(null.handle, id_next_component, u32{1}), success);
 
     byte_source source = {{1, 2, 3, 4, 5, 6}, type_bytes, 3, 2};
     ASSERT_EQ(set_source(null.handle, source.description()), success);
-    wanted = {1, 1, nullptr, 0};
-    ASSERT_EQ(get_region(null.handle, 0, 1, 1, &wanted), success);
-    EXPECT_EQ(*wanted.data, 5);
+    requested = {1, 1, nullptr, 0};
+    ASSERT_EQ(get_region(null.handle, 0, 1, 1, &requested), success);
+    EXPECT_EQ(*requested.data, 5);
     const scoped_module pass_through(null_id, null.handle);
     ASSERT_EQ(describe_output(pass_through.handle, output), success);
     EXPECT_EQ(output.width, 3u);
@@ -190,27 +195,35 @@ TEST(WaveletModule, LevelShifterConvertsSampleTypes) {
         std::vector<i32> in, out;
     };
     const pair pairs[] = {
-        {0, 1, signed_8, {0, 127, 128, 129, 255}},
-        {1, 0, unsigned_8, {-128, -1, 0, 1, 127}},
-        {0, 2, signed_8, signed_8},
-        {0, 3, signed_8, {32640, 32767, 32768, 32769, 32895}},
-        {0, 23, signed_8, {-8192, -64, 0, 64, 8128}},
-        {1, 2, unsigned_8, {-128, -1, 0, 1, 127}},
-        {1, 3, unsigned_8, unsigned_8},
-        {1, 23, unsigned_8, {-8192, -64, 0, 64, 8128}},
-        {2, 0, signed_16, {-128, -128, -1, 0, 127, 127, 127, 127}},
-        {2, 1, signed_16, {0, 0, 127, 128, 255, 255, 255, 255}},
-        {2, 3, signed_16, {0, 32639, 32767, 32768, 32895, 33023, 33024, 65535}},
-        {3, 2, {0, 32767, 32768, 65535}, {-32768, -1, 0, 32767}},
-        {3, 0, {0, 32767, 32768, 65535}, {-128, -1, 0, 127}},
-        {3, 1, {0, 254, 255, 256, 65535}, {0, 254, 255, 255, 255}},
-        {23, 1, {-32768, -33, -32, 0, 31, 32, 8128}, {0, 127, 128, 128, 128, 129, 255}},
-        {23, 0, {-32768, -8192, 0, 8128}, {-128, 0, 127, 127}},
-        {1, 1, unsigned_8, unsigned_8},
-        {22, 1, unsigned_8, unsigned_8},
-        {1, 22, unsigned_8, unsigned_8},
+        {type_signed_8, type_bytes, signed_8, {0, 127, 128, 129, 255}},
+        {type_bytes, type_signed_8, unsigned_8, {-128, -1, 0, 1, 127}},
+        {type_signed_8, type_signed_16, signed_8, signed_8},
+        {type_signed_8, type_unsigned_16, signed_8, {32640, 32767, 32768, 32769, 32895}},
+        {type_signed_8, type_wavelet, signed_8, {-8192, -64, 0, 64, 8128}},
+        {type_bytes, type_signed_16, unsigned_8, {-128, -1, 0, 1, 127}},
+        {type_bytes, type_unsigned_16, unsigned_8, unsigned_8},
+        {type_bytes, type_wavelet, unsigned_8, {-8192, -64, 0, 64, 8128}},
+        {type_signed_16, type_signed_8, signed_16, {-128, -128, -1, 0, 127, 127, 127, 127}},
+        {type_signed_16, type_bytes, signed_16, {0, 0, 127, 128, 255, 255, 255, 255}},
+        {type_signed_16,
+         type_unsigned_16,
+         signed_16,
+         {0, 32639, 32767, 32768, 32895, 33023, 33024, 65535}},
+        {type_unsigned_16, type_signed_16, {0, 32767, 32768, 65535}, {-32768, -1, 0, 32767}},
+        {type_unsigned_16, type_signed_8, {0, 32767, 32768, 65535}, {-128, -1, 0, 127}},
+        {type_unsigned_16, type_bytes, {0, 254, 255, 256, 65535}, {0, 254, 255, 255, 255}},
+        {type_wavelet,
+         type_bytes,
+         {-32768, -33, -32, 0, 31, 32, 8128},
+         {0, 127, 128, 128, 128, 129, 255}},
+        {type_wavelet, type_signed_8, {-32768, -8192, 0, 8128}, {-128, 0, 127, 127}},
+        {type_bytes, type_bytes, unsigned_8, unsigned_8},
+        {type_unspecified, type_bytes, unsigned_8, unsigned_8},
+        {type_bytes, type_unspecified, unsigned_8, unsigned_8},
     };
-    const auto wide = [](u32 type) { return type == 2 || type == 3 || type == 23; };
+    const auto wide = [](u32 type) {
+        return type == type_signed_16 || type == type_unsigned_16 || type == type_wavelet;
+    };
     for (const pair &row : pairs) {
         SCOPED_TRACE(text_of(row.from, row.to));
         byte_source source = {{}, row.from, static_cast<u32>(row.in.size()), 1};
@@ -221,22 +234,25 @@ TEST(WaveletModule, LevelShifterConvertsSampleTypes) {
         }
         const scoped_module shifter(level_shifter_id, row.to);
         ASSERT_EQ(set_source(shifter.handle, source.description()), success);
-        region wanted = {source.width, 1, nullptr, 0};
-        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &wanted), success);
+        region requested = {source.width, 1, nullptr, 0};
+        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &requested), success);
         for (std::size_t i = 0; i < row.out.size(); ++i) {
-            const u32 target = row.to == 22 ? row.from : row.to;
-            const u16 sample =
-                wide(target) ? load<u16>(wanted.data + 2 * i, endian::little) : wanted.data[i];
+            const u32 target = row.to == type_unspecified ? row.from : row.to;
+            const u16 sample = wide(target) ? load<u16>(requested.data + 2 * i, endian::little)
+                                            : requested.data[i];
             EXPECT_EQ(sample, static_cast<u16>(wide(target) ? row.out[i] : row.out[i] & 0xFF)) << i;
         }
-        release_region(shifter.handle, wanted.data);
+        release_region(shifter.handle, requested.data);
     }
-    for (const auto &[from, to] : {std::pair<u32, u32>{2, 23}, {3, 23}, {23, 2}, {20, 1}}) {
+    for (const auto &[from, to] : {std::pair<u32, u32>{type_signed_16, type_wavelet},
+                                   {type_unsigned_16, type_wavelet},
+                                   {type_wavelet, type_signed_16},
+                                   {type_yuv422, type_bytes}}) {
         byte_source source = {bytes(16), from, 4, 1};
         const scoped_module shifter(level_shifter_id, to);
         ASSERT_EQ(set_source(shifter.handle, source.description()), success);
-        region wanted = {4, 1, nullptr, 0};
-        const u32 status = get_region(shifter.handle, 0, 0, 0, &wanted);
+        region requested = {4, 1, nullptr, 0};
+        const u32 status = get_region(shifter.handle, 0, 0, 0, &requested);
         EXPECT_EQ(status & 0x400000FFu, 0x40000002u);
     }
     EXPECT_TRUE(failed(scoped_module(level_shifter_id, 4u).status));
@@ -253,10 +269,10 @@ TEST(WaveletModule, LevelShifterExtractsYuvComponents) {
         ASSERT_EQ(describe_output(shifter.handle, output), success);
         EXPECT_EQ(output.type, u32{type_wavelet});
         ASSERT_EQ(output.width, samples[component].size());
-        region wanted = {output.width, 1, nullptr, 0};
-        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &wanted), success);
+        region requested = {output.width, 1, nullptr, 0};
+        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &requested), success);
         for (std::size_t i = 0; i < output.width; ++i)
-            EXPECT_EQ(static_cast<i16>(load<u16>(wanted.data + 2 * i, endian::little)),
+            EXPECT_EQ(static_cast<i16>(load<u16>(requested.data + 2 * i, endian::little)),
                       (samples[component][i] - 128) * 64);
     }
     EXPECT_TRUE(failed(set_value(shifter.handle, id_component, u32{3})));

@@ -34,11 +34,11 @@ struct byte_source {
     u32 type, width, height;
 
     source_description description() { return {type, width, height, read, this}; }
-    static u32 read(void *context, u32 x, u32 y, region &wanted) {
+    static u32 read(void *context, u32 x, u32 y, region &requested) {
         const auto &source = *static_cast<byte_source *>(context);
         const u32 pixel = source.type == type_bytes || source.type == type_signed_8 ? 1 : 2;
-        wanted.stride = source.width * pixel;
-        wanted.data = source.content.data() + std::size_t{y} * wanted.stride + x * pixel;
+        requested.stride = source.width * pixel;
+        requested.data = source.content.data() + std::size_t{y} * requested.stride + x * pixel;
         return success;
     }
 };

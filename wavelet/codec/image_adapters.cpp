@@ -11,7 +11,7 @@ namespace viq {
 
 namespace {
 
-u32 read_stream(const wavelet_record &record, u32 x, u32 y, region &wanted);
+u32 read_stream(const wavelet_record &record, u32 x, u32 y, region &requested);
 
 u32 bytes_per_pixel(const tVIQ_Image &image) {
     return (u32{image.bits_per_pixel} + 7) / 8;
@@ -19,16 +19,16 @@ u32 bytes_per_pixel(const tVIQ_Image &image) {
 
 } // namespace
 
-u32 read_image_region(void *context, u32 x, u32 y, region &wanted) {
+u32 read_image_region(void *context, u32 x, u32 y, region &requested) {
     const auto &image = *static_cast<const tVIQ_Image *>(context);
     if (const wavelet_record *record = find_wavelet_record(&image))
-        return read_stream(*record, x, y, wanted);
-    const u32 width = wanted.width != 0 ? wanted.width : image.width;
-    const u32 height = wanted.height != 0 ? wanted.height : image.height;
+        return read_stream(*record, x, y, requested);
+    const u32 width = requested.width != 0 ? requested.width : image.width;
+    const u32 height = requested.height != 0 ? requested.height : image.height;
     if (u64{x} + width > image.width || u64{y} + height > image.height || image.data == nullptr)
         return adapter_outside;
     const u64 offset = u64{y} * image.bytes_per_line + u64{x} * bytes_per_pixel(image);
-    wanted = {width, height, image.data + offset, image.bytes_per_line};
+    requested = {width, height, image.data + offset, image.bytes_per_line};
     return success;
 }
 
@@ -106,11 +106,11 @@ u32 describe_image(tVIQ_Image &image, const output_description &output) {
 
 namespace {
 
-u32 read_stream(const wavelet_record &record, u32 x, u32 y, region &wanted) {
-    const u32 width = wanted.width != 0 ? wanted.width : record.stream_length;
+u32 read_stream(const wavelet_record &record, u32 x, u32 y, region &requested) {
+    const u32 width = requested.width != 0 ? requested.width : record.stream_length;
     if (u64{x} + width > record.stream_length || y != 0)
         return adapter_outside;
-    wanted = {width, 1, record.stream.data() + record.read_position + x, record.stream_length};
+    requested = {width, 1, record.stream.data() + record.read_position + x, record.stream_length};
     return success;
 }
 

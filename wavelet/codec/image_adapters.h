@@ -9,7 +9,7 @@ namespace viq {
 
 // Reader of a source; the context is an image object. For a wavelet image it provides the part of
 // the stream that belongs to the current component, as one line; for any other image the pixels.
-u32 read_image_region(void *context, u32 x, u32 y, region &wanted);
+u32 read_image_region(void *context, u32 x, u32 y, region &requested);
 
 // Sink of a compressor: appends a region to the stream; the context is a wavelet image object.
 u32 append_to_stream(void *context, u32 x, u32 y, const region &delivered);

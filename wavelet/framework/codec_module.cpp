@@ -149,8 +149,8 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_quality(codec, value_of<u32>(value));
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
-    return get_region(data<codec_data>(self).head, plane, x, y, &wanted);
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
+    return get_region(data<codec_data>(self).head, plane, x, y, &requested);
 }
 
 u32 release(void *self, const u8 *bytes) {

@@ -102,12 +102,12 @@ u32 set_module(module_handle handle, u32 id, u32 size, const void *value) {
     return handle->descriptor->operations.set(data_of(handle), id, size, value);
 }
 
-u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *wanted) {
+u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *requested) {
     if (!is_instance(handle))
         return region_invalid;
-    if (wanted == nullptr)
+    if (requested == nullptr)
         return region_no_output;
-    return handle->descriptor->operations.get_region(data_of(handle), plane, x, y, *wanted);
+    return handle->descriptor->operations.get_region(data_of(handle), plane, x, y, *requested);
 }
 
 u32 release_region(module_handle handle, const u8 *data) {
@@ -196,9 +196,9 @@ u32 run_blocks(module_handle handle, const run_request &request, const output_de
     u32 x = 0;
     u32 y = 0;
     while (is_stream || y < output.height) {
-        const region wanted = {std::min(block_width, output.width - x),
-                               std::min(block_height, output.height - y), nullptr, 0};
-        const block_result done = deliver_block(handle, request, x, y, wanted, is_stream);
+        const region requested = {std::min(block_width, output.width - x),
+                                  std::min(block_height, output.height - y), nullptr, 0};
+        const block_result done = deliver_block(handle, request, x, y, requested, is_stream);
         if (done.ended)
             return done.status;
         x += done.width;

@@ -35,7 +35,7 @@ struct module_operations {
     u32 (*destroy)(void *self);
     u32 (*query)(void *self, u32 id, u32 &size, void *buffer);
     u32 (*set)(void *self, u32 id, u32 size, const void *value);
-    u32 (*get_region)(void *self, u32 plane, u32 x, u32 y, region &wanted);
+    u32 (*get_region)(void *self, u32 plane, u32 x, u32 y, region &requested);
     u32 (*release_region)(void *self, const u8 *data);
 };
 
@@ -112,7 +112,7 @@ struct region_destination {
 };
 
 // The function of a source that provides its regions.
-using region_reader = u32 (*)(void *context, u32 x, u32 y, region &wanted);
+using region_reader = u32 (*)(void *context, u32 x, u32 y, region &requested);
 
 struct source_description {
     u32 type;
@@ -145,7 +145,7 @@ u32 create_module(module_handle *handle, u32 id, u32 size, const void *configura
 u32 destroy_module(module_handle handle);
 u32 query_module(module_handle handle, u32 id, u32 *size, void *buffer);
 u32 set_module(module_handle handle, u32 id, u32 size, const void *value);
-u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *wanted);
+u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *requested);
 u32 release_region(module_handle handle, const u8 *data);
 u32 describe_output(module_handle handle, output_description &description);
 // The run loop: delivers the output of a module to the sink block by block, row after row, and ends

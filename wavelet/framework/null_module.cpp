@@ -66,13 +66,13 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     }
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     const auto &null = data<null_data>(self);
     if (null.upstream != nullptr)
-        return get_region(null.upstream, plane, x, y, &wanted);
+        return get_region(null.upstream, plane, x, y, &requested);
     if (null.source.reader == nullptr)
         return null_nothing_to_read;
-    return null.source.reader(null.source.context, x, y, wanted);
+    return null.source.reader(null.source.context, x, y, requested);
 }
 
 u32 release(void *self, const u8 *bytes) {

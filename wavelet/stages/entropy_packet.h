@@ -69,10 +69,10 @@ bool read_varint(stream_source &stream, u32 &value);
 
 // Delivers a packet as a region. The width remains as requested: the run loop ends a stream when a
 // region is not narrower than its stride.
-inline u32 deliver_packet(const std::vector<u8> &packet, region &wanted) {
-    wanted.height = 1;
-    wanted.data = packet.data();
-    wanted.stride = static_cast<u32>(packet.size());
+inline u32 deliver_packet(const std::vector<u8> &packet, region &requested) {
+    requested.height = 1;
+    requested.data = packet.data();
+    requested.stride = static_cast<u32>(packet.size());
     return success;
 }
 

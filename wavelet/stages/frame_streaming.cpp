@@ -30,11 +30,11 @@ u32 apply_settings(streaming_data &streaming, u32 size, const void *value) {
     return pass_settings(streaming.stage.up.handle, settings_header_size, size, value);
 }
 
-u32 write_frame(streaming_data &streaming, region &wanted) {
-    region packet = wanted;
+u32 write_frame(streaming_data &streaming, region &requested) {
+    region packet = requested;
     const u32 status = get_region(streaming.stage.up.handle, 0, 0, 0, &packet);
     if (failed(status) || packet.stride == 0 || streaming.coder == coder_huffman) {
-        wanted = packet;
+        requested = packet;
         return status;
     }
     const u32 bytes = header_of(packet.data).bytes;
@@ -43,12 +43,12 @@ u32 write_frame(streaming_data &streaming, region &wanted) {
         std::memcpy(store_varint(streaming.stage.packet.data(), bytes),
                     packet.data + sizeof(packet_header), bytes);
     release_region(streaming.stage.up.handle, packet.data);
-    return allocated ? deliver_packet(streaming.stage.packet, wanted) : stage_no_memory;
+    return allocated ? deliver_packet(streaming.stage.packet, requested) : stage_no_memory;
 }
 
-u32 read_frame(streaming_data &streaming, region &wanted) {
+u32 read_frame(streaming_data &streaming, region &requested) {
     if (streaming.coder == coder_huffman)
-        return get_region(streaming.stage.up.handle, 0, 0, 0, &wanted);
+        return get_region(streaming.stage.up.handle, 0, 0, 0, &requested);
     const u32 status = open_stream(streaming.stage.stream, streaming.stage.up.handle);
     if (failed(status))
         return status;
@@ -60,7 +60,7 @@ u32 read_frame(streaming_data &streaming, region &wanted) {
     std::memcpy(streaming.stage.packet.data() + sizeof(packet_header),
                 streaming.stage.stream.current(), bytes);
     streaming.stage.stream.position += bytes;
-    return deliver_packet(streaming.stage.packet, wanted);
+    return deliver_packet(streaming.stage.packet, requested);
 }
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
@@ -95,10 +95,10 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_module(streaming.stage.up.handle, id, size, value);
 }
 
-u32 get(void *self, u32, u32, u32, region &wanted) {
+u32 get(void *self, u32, u32, u32, region &requested) {
     auto &streaming = data<streaming_data>(self);
-    return streaming.stage.inverse != 0 ? read_frame(streaming, wanted)
-                                        : write_frame(streaming, wanted);
+    return streaming.stage.inverse != 0 ? read_frame(streaming, requested)
+                                        : write_frame(streaming, requested);
 }
 
 u32 release(void *self, const u8 *bytes) {

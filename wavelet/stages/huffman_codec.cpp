@@ -105,11 +105,11 @@ constexpr u32 first_half(u32 symbols) {
     return symbols - symbols / 2;
 }
 
-u32 encode(packet_stage &huffman, region &wanted) {
+u32 encode(packet_stage &huffman, region &requested) {
     region packet = {};
     const u32 status = get_region(huffman.up.handle, 0, 0, 0, &packet);
     if (failed(status) || packet.stride == 0) {
-        wanted = packet;
+        requested = packet;
         return status;
     }
     const packet_header header = header_of(packet.data);
@@ -128,7 +128,7 @@ u32 encode(packet_stage &huffman, region &wanted) {
         std::memcpy(to, symbols + header.symbols, header.bytes);
     }
     release_region(huffman.up.handle, packet.data);
-    return allocated ? deliver_packet(huffman.packet, wanted) : stage_no_memory;
+    return allocated ? deliver_packet(huffman.packet, requested) : stage_no_memory;
 }
 
 // Reads bits, most significant first; after the end of the data they are 0.
@@ -207,7 +207,7 @@ u32 decode_symbols(stream_source &stream, u8 *symbols, u32 count, u32 first_size
     return success;
 }
 
-u32 decode(packet_stage &huffman, region &wanted) {
+u32 decode(packet_stage &huffman, region &requested) {
     stream_source &stream = huffman.stream;
     u32 status = open_stream(stream, huffman.up.handle);
     if (failed(status))
@@ -229,7 +229,7 @@ u32 decode(packet_stage &huffman, region &wanted) {
         return huffman_truncated;
     std::memcpy(symbols + header.symbols, stream.current(), header.bytes);
     stream.position += header.bytes;
-    return deliver_packet(huffman.packet, wanted);
+    return deliver_packet(huffman.packet, requested);
 }
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
@@ -270,9 +270,9 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return pass_settings(huffman.up.handle, settings_header_size, size, value);
 }
 
-u32 get(void *self, u32, u32, u32, region &wanted) {
+u32 get(void *self, u32, u32, u32, region &requested) {
     auto &huffman = data<packet_stage>(self);
-    return huffman.inverse != 0 ? decode(huffman, wanted) : encode(huffman, wanted);
+    return huffman.inverse != 0 ? decode(huffman, requested) : encode(huffman, requested);
 }
 
 u32 release(void *self, const u8 *bytes) {

@@ -184,15 +184,15 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
 }
 
 // Requests the source of a region of samples and converts it line by line.
-u32 convert_region(shifter_data &shifter, u32 type, u32 x, u32 y, region &wanted) {
+u32 convert_region(shifter_data &shifter, u32 type, u32 x, u32 y, region &requested) {
     const bool extracts = extracts_component(shifter, type);
     const component_layout layout = component_layouts[shifter.component];
     const u32 pixels = extracts && shifter.component != 0 ? 2 : 1;
-    region source = {wanted.width * pixels, wanted.height, nullptr, 0};
+    region source = {requested.width * pixels, requested.height, nullptr, 0};
     const u32 status = get_region(shifter.up.handle, 0, x * pixels, y, &source);
     if (failed(status))
         return status;
-    const u32 width = std::min(source.width / pixels, wanted.width);
+    const u32 width = std::min(source.width / pixels, requested.width);
     const u32 sample = bytes_per_sample(shifter.target);
     const row_conversion convert = find_conversion(type, shifter.target);
     const u32 line = (width * sample + 1) / 2 * 2;
@@ -209,25 +209,25 @@ u32 convert_region(shifter_data &shifter, u32 type, u32 x, u32 y, region &wanted
     release_region(shifter.up.handle, source.data);
     if (!allocated)
         return stage_no_memory;
-    wanted = {width, source.height, shifter.converted.data(), line};
+    requested = {width, source.height, shifter.converted.data(), line};
     return success;
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &shifter = data<shifter_data>(self);
     output_description source = {};
     const u32 status = describe_output(shifter.up.handle, source);
     if (failed(status))
         return status;
     if (passes_through(shifter, source.type))
-        return get_region(shifter.up.handle, plane, x, y, &wanted);
+        return get_region(shifter.up.handle, plane, x, y, &requested);
     output_description output = {};
     const u32 convertible = describe(shifter, output);
     if (failed(convertible))
         return convertible;
-    if (u64{x} + wanted.width > output.width || u64{y} + wanted.height > output.height)
+    if (u64{x} + requested.width > output.width || u64{y} + requested.height > output.height)
         return shifter_outside;
-    return convert_region(shifter, source.type, x, y, wanted);
+    return convert_region(shifter, source.type, x, y, requested);
 }
 
 u32 release(void *self, const u8 *bytes) {

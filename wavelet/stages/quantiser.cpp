@@ -173,7 +173,7 @@ bool find_buffer(quantiser_data &quantiser, const region_destination &requested,
     return true;
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &quantiser = data<quantiser_data>(self);
     const region_destination destination = std::exchange(quantiser.destination, {});
     output_description output = {};
@@ -184,11 +184,11 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
         return status;
     if (plane >= quantiser.steps.size())
         return quantiser_no_step;
-    region source = wanted;
+    region source = requested;
     status = get_region(quantiser.up.handle, plane, x, y, &source);
     if (failed(status))
         return status;
-    const bool fits = source.width <= wanted.width && source.height <= wanted.height;
+    const bool fits = source.width <= requested.width && source.height <= requested.height;
     region_destination buffer = {};
     const bool allocated =
         find_buffer(quantiser, fits ? destination : region_destination{}, source, buffer);
@@ -201,7 +201,7 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
     release_region(quantiser.up.handle, source.data);
     if (!allocated)
         return quantiser_no_memory;
-    wanted = {source.width, source.height, buffer.data, buffer.stride};
+    requested = {source.width, source.height, buffer.data, buffer.stride};
     return success;
 }
 

@@ -161,7 +161,7 @@ u32 write_units(serialiser_data &serialiser, Encoder &encoder, Models *models) {
                : stage_no_memory;
 }
 
-u32 write_packet(serialiser_data &serialiser, region &wanted) {
+u32 write_packet(serialiser_data &serialiser, region &requested) {
     output_description source = {};
     if (!serialiser.running) {
         u32 status = describe_output(serialiser.up.handle, source);
@@ -177,7 +177,7 @@ u32 write_packet(serialiser_data &serialiser, region &wanted) {
             return status;
     }
     if (at_end(serialiser)) {
-        wanted = {0, 1, nullptr, 0};
+        requested = {0, 1, nullptr, 0};
         return success;
     }
     u32 status = success;
@@ -187,7 +187,7 @@ u32 write_packet(serialiser_data &serialiser, region &wanted) {
         status = write_units(serialiser, serialiser.run_value_writer, serialiser.run_value.get());
         discard_open_pairs(serialiser);
     }
-    return failed(status) ? status : deliver_packet(serialiser.packet, wanted);
+    return failed(status) ? status : deliver_packet(serialiser.packet, requested);
 }
 
 // ---------------------------------------------------------------- decoding
@@ -223,7 +223,7 @@ u32 close_packet(serialiser_data &serialiser) {
     return serialiser.run_value_reader.is_valid() ? success : serialiser_corrupt;
 }
 
-u32 read_unit(serialiser_data &serialiser, region &wanted) {
+u32 read_unit(serialiser_data &serialiser, region &requested) {
     const u32 width = serialiser.scan.area.width;
     const u32 lines = unit_lines(serialiser);
     if (!try_resize(serialiser.values, u64{width} * lines + kernel_block))
@@ -242,8 +242,8 @@ u32 read_unit(serialiser_data &serialiser, region &wanted) {
                   unit_content::all_zero);
     }
     serialiser.decoded += u64{width} * lines;
-    wanted = {width, lines, reinterpret_cast<const u8 *>(values),
-              width * static_cast<u32>(sizeof(i16))};
+    requested = {width, lines, reinterpret_cast<const u8 *>(values),
+                 width * static_cast<u32>(sizeof(i16))};
     status = advance(serialiser, lines);
     if (!failed(status) && (serialiser.decoded >= packet_coefficients || at_end(serialiser)))
         status = close_packet(serialiser);
@@ -251,16 +251,16 @@ u32 read_unit(serialiser_data &serialiser, region &wanted) {
 }
 
 // Bands are requested in coding order, each from its first line.
-u32 read_lines(serialiser_data &serialiser, u32 band, u32 x, u32 y, region &wanted) {
+u32 read_lines(serialiser_data &serialiser, u32 band, u32 x, u32 y, region &requested) {
     if (!serialiser.running) {
         const u32 status = begin_run(serialiser);
         if (failed(status))
             return status;
     }
     const bool in_order = !at_end(serialiser) && band == serialiser.band && x == 0 &&
-                          y == serialiser.line && wanted.width == serialiser.scan.area.width &&
-                          wanted.height >= unit_lines(serialiser);
-    return in_order ? read_unit(serialiser, wanted) : stage_out_of_order;
+                          y == serialiser.line && requested.width == serialiser.scan.area.width &&
+                          requested.height >= unit_lines(serialiser);
+    return in_order ? read_unit(serialiser, requested) : stage_out_of_order;
 }
 
 // ---------------------------------------------------------------- settings
@@ -344,10 +344,10 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return status;
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &serialiser = data<serialiser_data>(self);
-    return serialiser.inverse != 0 ? read_lines(serialiser, plane, x, y, wanted)
-                                   : write_packet(serialiser, wanted);
+    return serialiser.inverse != 0 ? read_lines(serialiser, plane, x, y, requested)
+                                   : write_packet(serialiser, requested);
 }
 
 u32 release(void *, const u8 *) {

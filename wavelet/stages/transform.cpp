@@ -180,7 +180,7 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_module(transform.up.handle, id, size, value);
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &transform = data<transform_data>(self);
     if (!transform.ready) {
         const u32 status =
@@ -192,17 +192,18 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
     const subband area = transform.inverse != 0 ? subband{0, 0, transform.width, transform.height}
                                                 : find_subband(transform.width, transform.height,
                                                                transform.subbands, plane);
-    if (u64{x} + wanted.width > area.width || u64{y} + wanted.height > area.height)
+    if (u64{x} + requested.width > area.width || u64{y} + requested.height > area.height)
         return transform_outside_band;
-    if (transform.inverse != 0 && count_levels(transform) != 0 && wanted.height != 0) {
+    if (transform.inverse != 0 && count_levels(transform) != 0 && requested.height != 0) {
         const line_strip strip = pull_lines(transform.dwt, y);
-        wanted.height = std::min(wanted.height, strip.lines);
-        wanted.data = reinterpret_cast<const u8 *>(strip.first + x);
-        wanted.stride = static_cast<u32>(strip.stride * sizeof(i16));
+        requested.height = std::min(requested.height, strip.lines);
+        requested.data = reinterpret_cast<const u8 *>(strip.first + x);
+        requested.stride = static_cast<u32>(strip.stride * sizeof(i16));
         return success;
     }
-    wanted.data = reinterpret_cast<const u8 *>(coefficient_at(transform, area.x + x, area.y + y));
-    wanted.stride = stride(transform);
+    requested.data =
+        reinterpret_cast<const u8 *>(coefficient_at(transform, area.x + x, area.y + y));
+    requested.stride = stride(transform);
     return success;
 }
 
