@@ -35,21 +35,20 @@ run_value_models::run_value_models() {
 }
 
 void run_value_models::discard_open_pairs() {
-    for (run_value_class &context : classes)
-        context.open = false;
+    for (run_value_class &model : classes)
+        model.open = false;
 }
 
 // Counts are halved after each adaptation, so that recent values weigh more.
 void run_value_models::adapt() {
-    for (run_value_class &context : classes) {
-        if (value_count(context.statistics) < adapt_values &&
-            context.coefficients < adapt_coefficients)
+    for (run_value_class &model : classes) {
+        if (value_count(model.statistics) < adapt_values && model.coefficients < adapt_coefficients)
             continue;
-        context.codebook = &choose_codebook(context.coefficients, context.statistics);
-        context.coefficients /= 2;
-        context.statistics =
-            value_statistics((value_count(context.statistics) + 1) / 2,
-                             static_cast<u32>(magnitude_excess(context.statistics) / 2));
+        model.codebook = &choose_codebook(model.coefficients, model.statistics);
+        model.coefficients /= 2;
+        model.statistics =
+            value_statistics((value_count(model.statistics) + 1) / 2,
+                             static_cast<u32>(magnitude_excess(model.statistics) / 2));
     }
 }
 
@@ -68,12 +67,12 @@ u32 segment_classes::list_positions(const component_scan &scan, u32 k) {
 namespace {
 
 // reserve_slots has reserved one slot for each coefficient and two for each class.
-void open_pair(run_value_encoder &encoder, run_value_class &context) {
-    context.slot = encoder.used;
+void open_pair(run_value_encoder &encoder, run_value_class &model) {
+    model.slot = encoder.used;
     encoder.slots[encoder.used++] = {0, 0, symbol_zero_run};
-    context.run = 0;
-    context.open = true;
-    context.open_codebook = context.codebook;
+    model.run = 0;
+    model.open = true;
+    model.open_codebook = model.codebook;
 }
 
 bool reserve_slots(run_value_encoder &encoder, u32 count) {
@@ -90,17 +89,17 @@ u32 next_candidate(u32 symbol) {
 
 // Closes the open pair with a value. The last entries cover all runs and magnitudes that occur, so
 // that the search ends.
-void write_value(run_value_encoder &encoder, run_value_class &context, i32 value) {
+void write_value(run_value_encoder &encoder, run_value_class &model, i32 value) {
     const auto magnitude = static_cast<u32>(value < 0 ? -value : value);
     for (u32 symbol = symbol_first_short;; symbol = next_candidate(symbol)) {
-        const codebook_entry &entry = context.open_codebook->entries[symbol];
-        const u32 run = context.run - entry.run;
+        const codebook_entry &entry = model.open_codebook->entries[symbol];
+        const u32 run = model.run - entry.run;
         const u32 rest = magnitude - entry.magnitude;
         if (run <= entry.run_mask && rest <= entry.magnitude_mask) {
             const u32 sign = value < 0 ? 1 : 0;
-            encoder.slots[context.slot] = {run | (sign | rest << 1) << entry.run_bits,
-                                           entry.extra_bits, static_cast<u8>(symbol)};
-            context.statistics += entry.statistics;
+            encoder.slots[model.slot] = {run | (sign | rest << 1) << entry.run_bits,
+                                         entry.extra_bits, static_cast<u8>(symbol)};
+            model.statistics += entry.statistics;
             return;
         }
     }
@@ -116,35 +115,35 @@ u32 count_bits(u32 word) {
 // Codes zeros that exceed the run span of a pair as zero-run symbols. At the end of a segment
 // (`keep` is 1) a span that ends exactly there remains in the open pair, because the decoder reads
 // the next symbol of a class only when the class has another coefficient.
-void split_run(run_value_encoder &encoder, run_value_class &context, u32 run, u32 keep) {
+void split_run(run_value_encoder &encoder, run_value_class &model, u32 run, u32 keep) {
     for (;;) {
-        const u32 span = context.open_codebook->entries[symbol_zero_run].run;
+        const u32 span = model.open_codebook->entries[symbol_zero_run].run;
         if (run < span + keep)
             break;
         run -= span;
-        open_pair(encoder, context);
+        open_pair(encoder, model);
     }
-    context.run = run;
+    model.run = run;
 }
 
-void write_class(run_value_encoder &encoder, run_value_class &context, const u32 *mask, u32 words,
+void write_class(run_value_encoder &encoder, run_value_class &model, const u32 *mask, u32 words,
                  const i16 *values) {
-    if (!context.open)
-        open_pair(encoder, context);
-    u32 run = context.run;
+    if (!model.open)
+        open_pair(encoder, model);
+    u32 run = model.run;
     for (u32 i = 0; i < words; ++i, values += kernel_block) {
         u32 zeros = mask[i];
         for (u32 nonzero = zeros & encoder.nonzero[i]; nonzero != 0; nonzero &= nonzero - 1) {
             const u32 before = (nonzero & (0 - nonzero)) - 1;
-            split_run(encoder, context, run + count_bits(zeros & before), 0);
+            split_run(encoder, model, run + count_bits(zeros & before), 0);
             zeros &= ~before & ~(before + 1);
-            write_value(encoder, context, values[std::countr_zero(nonzero)]);
-            open_pair(encoder, context);
+            write_value(encoder, model, values[std::countr_zero(nonzero)]);
+            open_pair(encoder, model);
             run = 0;
         }
         run += count_bits(zeros);
     }
-    split_run(encoder, context, run, 1);
+    split_run(encoder, model, run, 1);
 }
 
 void write_segment(run_value_encoder &encoder, const component_scan &scan, u32 phase,
@@ -157,9 +156,9 @@ void write_segment(run_value_encoder &encoder, const component_scan &scan, u32 p
     for (u32 k = 0; k < mask_classes; ++k) {
         if (segment.counts[k] == 0)
             continue;
-        run_value_class &context = encoder.models->classes[k];
-        context.coefficients += segment.counts[k];
-        write_class(encoder, context, segment.mask(k), segment.words, values);
+        run_value_class &model = encoder.models->classes[k];
+        model.coefficients += segment.counts[k];
+        write_class(encoder, model, segment.mask(k), segment.words, values);
     }
 }
 
@@ -231,19 +230,19 @@ void read_segment(run_value_decoder &decoder, const component_scan &scan, u32 ph
         const u32 in_class = segment.counts[k];
         if (in_class == 0)
             continue;
-        run_value_class &context = decoder.models->classes[k];
-        context.coefficients += in_class;
-        if (!context.open) {
-            context.run = 0;
-            context.entry = &no_entry;
-            context.value = 0;
-            context.open = true;
+        run_value_class &model = decoder.models->classes[k];
+        model.coefficients += in_class;
+        if (!model.open) {
+            model.run = 0;
+            model.entry = &no_entry;
+            model.value = 0;
+            model.open = true;
         }
-        if (context.run >= in_class) {
-            context.run -= in_class;
+        if (model.run >= in_class) {
+            model.run -= in_class;
             continue;
         }
-        read(decoder.at, context, segment.positions, segment.list_positions(scan, k), values);
+        read(decoder.at, model, segment.positions, segment.list_positions(scan, k), values);
         clamp_position(decoder);
     }
 }

@@ -33,7 +33,7 @@ struct packet_position {
 
 // Decodes values to the given positions until a pair ends after the last of them; that pair stays
 // open. `values` must be 0 at the positions.
-using class_reader = void (*)(packet_position &at, run_value_class &context, const u16 *positions,
+using class_reader = void (*)(packet_position &at, run_value_class &model, const u16 *positions,
                               u32 count, i16 *values);
 
 class_reader current_class_reader();

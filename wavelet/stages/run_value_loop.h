@@ -11,14 +11,14 @@ namespace {
 
 // The end of the list is the only branch that depends on the data, and the position of the next
 // extra bits depends on the symbols alone; so consecutive pairs overlap in the pipeline.
-void read_class(packet_position &position, run_value_class &context, const u16 *positions,
-                u32 count, i16 *values) {
+void read_class(packet_position &position, run_value_class &model, const u16 *positions, u32 count,
+                i16 *values) {
     packet_position at = position;
-    const codebook_entry *entry = context.entry;
-    const codebook_entry *entries = context.codebook->entries;
-    u64 statistics = context.statistics;
-    i32 value = context.value;
-    u32 i = context.run;
+    const codebook_entry *entry = model.entry;
+    const codebook_entry *entries = model.codebook->entries;
+    u64 statistics = model.statistics;
+    i32 value = model.value;
+    u32 i = model.run;
     while (i < count) {
         values[positions[i]] = static_cast<i16>(value);
         statistics += entry->statistics;
@@ -33,10 +33,10 @@ void read_class(packet_position &position, run_value_class &context, const u16 *
         const u32 magnitude = entry->magnitude + (rest >> 1 & entry->magnitude_mask);
         value = static_cast<i32>((magnitude ^ sign) - sign);
     }
-    context.statistics = statistics;
-    context.entry = entry;
-    context.value = value;
-    context.run = i - count;
+    model.statistics = statistics;
+    model.entry = entry;
+    model.value = value;
+    model.run = i - count;
     position = at;
 }
 
