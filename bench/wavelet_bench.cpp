@@ -1,5 +1,5 @@
-// The wavelet codec: distance from the original at given rates, beside JPEG and JPEG 2000; time of
-// compression, decompression and of the transform alone, beside OpenJPEG and a copy of the bytes.
+// The wavelet codec: PSNR at given rates, compared with JPEG and JPEG 2000; speed of compression,
+// decompression and of the transform alone, compared with OpenJPEG and a copy of the same bytes.
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -9,7 +9,7 @@
 #include <benchmark/benchmark.h>
 
 #include "core/image.h"
-#include "wavelet/stages/cascade.h"
+#include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 
 #if defined(VIQ_HAVE_OPENJPEG)
@@ -30,7 +30,7 @@ struct grey {
     bytes pixels;
 };
 
-// Colour enough to be coded.
+// A chroma value that follows the luminance, so that the chroma components have content.
 u8 chroma_of(u8 value) {
     return static_cast<u8>(128 + (value - 128) / 4);
 }
@@ -76,7 +76,7 @@ grey load_sample(const char *name) {
     return grey_of(*find_image(luminance.handle));
 }
 
-// Full high definition out of mirrored copies of a photograph.
+// An image of 1920 x 1080 pixels, tiled with mirrored copies of a photograph.
 grey large_picture() {
     const grey sample = load_sample("coffee");
     grey large = {1920, 1080, bytes(std::size_t{1920} * 1080)};
@@ -101,28 +101,32 @@ double psnr(const grey &a, const grey &b) {
     return 10 * std::log10(65025.0 * static_cast<double>(a.pixels.size()) / sum);
 }
 
+// Bits per pixel and PSNR.
 struct point {
-    double rate, distance;
+    double rate, psnr;
 };
 
 using codec = std::function<point(const grey &, u32 quality)>;
 
-// Rate and distance of the two qualities that bracket a rate, and what lies between them.
-double distance_at(const grey &picture, const codec &code, double rate, u32 lowest, u32 highest) {
+// PSNR at a rate, interpolated between the two qualities whose rates bracket it.
+double psnr_at(const grey &picture, const codec &code, double rate, u32 lowest, u32 highest) {
     point before = {0, 0};
     for (u32 quality = lowest; quality <= highest; ++quality) {
         const point here = code(picture, quality);
         if (here.rate >= rate)
-            return before.distance + (here.distance - before.distance) * (rate - before.rate) /
-                                         (here.rate - before.rate);
+            return before.psnr +
+                   (here.psnr - before.psnr) * (rate - before.rate) / (here.rate - before.rate);
         before = here;
     }
-    return before.distance;
+    return before.psnr;
 }
 
 double rate_of(const grey &picture, std::size_t size) {
     return 8.0 * static_cast<double>(size) / (double{1} * picture.width * picture.height);
 }
+
+constexpr u16 type_huffman = 0;
+constexpr u16 type_rans = 1;
 
 struct wavelet_image {
     u32 handle;
@@ -234,7 +238,7 @@ opj_stream_t *open_memory(memory_file &file, bool reads) {
     return stream;
 }
 
-// Grey, or with the chroma of image_of at every other pixel.
+// Grey, or with the horizontally subsampled chroma of image_of.
 memory_file encode_jpeg2000(const grey &picture, float rate, bool colour = false) {
     const u32 count = colour ? 3 : 1;
     opj_cparameters_t wanted;
@@ -292,7 +296,7 @@ grey decode_jpeg2000(memory_file &file, const grey &like) {
     return result;
 }
 
-// Argument: with colour.
+// Argument: whether with chroma.
 void jpeg2000_encode(benchmark::State &state) {
     const grey picture = large_picture();
     for (auto _ : state)
@@ -310,7 +314,7 @@ BENCHMARK(jpeg2000_encode)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(jpeg2000_decode)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 #endif
 
-// PSNR at 0.5 and 1.0 bits a pixel, all headers included.
+// PSNR at 0.5 and 1.0 bits per pixel, including all headers.
 void table(benchmark::State &state, const char *name) {
     const grey picture = load_sample(name);
     if (picture.width == 0) {
@@ -323,10 +327,10 @@ void table(benchmark::State &state, const char *name) {
             const auto enter = [&](const char *what, double value) {
                 state.counters[what + at] = value;
             };
-            enter("small", distance_at(picture, wavelet_point<1>, rate, 30, 130));
-            enter("fast", distance_at(picture, wavelet_point<0>, rate, 30, 130));
+            enter("rans", psnr_at(picture, wavelet_point<type_rans>, rate, 30, 130));
+            enter("huffman", psnr_at(picture, wavelet_point<type_huffman>, rate, 30, 130));
 #if defined(VIQ_HAVE_LIBJPEG)
-            enter("jpeg", distance_at(picture, jpeg_point, rate, 5, 98));
+            enter("jpeg", psnr_at(picture, jpeg_point, rate, 5, 98));
 #endif
 #if defined(VIQ_HAVE_OPENJPEG)
             memory_file file = encode_jpeg2000(picture, static_cast<float>(rate));
@@ -340,7 +344,7 @@ BENCHMARK_CAPTURE(table, astronaut, "astronaut")->Iterations(1)->Unit(benchmark:
 BENCHMARK_CAPTURE(table, coffee, "coffee")->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(table, chelsea, "chelsea")->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// The same of YUV 4:2:2 beside JPEG 4:2:2, over all three components.
+// The same for YUV 4:2:2, compared with JPEG 4:2:2, over all three components.
 double psnr_of_bytes(u32 a, u32 b) {
     const tVIQ_Image &one = *find_image(a);
     const tVIQ_Image &other = *find_image(b);
@@ -385,7 +389,7 @@ void colour_table(benchmark::State &state, const char *name) {
         VIQ_JPEG_set_Quality_factor(jpeg, static_cast<u16>(quality));
         VIQ_JPEG_compress(file.handle, jpeg);
         const Tjpeg &record = *static_cast<Tjpeg *>(VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG));
-        constexpr u32 header = 640; // of a stream with all its tables
+        constexpr u32 header = 640; // size of a stream's header with all tables
         const double rate = rate_of(picture, record.data_length + header);
         VIQ_image_set_parameter(out.handle, VIQ_IMAGE_TYPE, VIQ_YUV422);
         VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_NEXT);
@@ -395,9 +399,10 @@ void colour_table(benchmark::State &state, const char *name) {
     for (auto _ : state)
         for (const double rate : {1.0, 2.0}) {
             const std::string at = rate < 2 ? "@1.0" : "@2.0";
-            state.counters["small" + at] = distance_at(size, wavelet_code(1), rate, 20, 130);
-            state.counters["fast" + at] = distance_at(size, wavelet_code(0), rate, 20, 130);
-            state.counters["jpeg" + at] = distance_at(size, jpeg_code, rate, 2, 250);
+            state.counters["rans" + at] = psnr_at(size, wavelet_code(type_rans), rate, 20, 130);
+            state.counters["huffman" + at] =
+                psnr_at(size, wavelet_code(type_huffman), rate, 20, 130);
+            state.counters["jpeg" + at] = psnr_at(size, jpeg_code, rate, 2, 250);
         }
 }
 
@@ -406,7 +411,7 @@ BENCHMARK_CAPTURE(colour_table, astronaut, "astronaut")
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(colour_table, coffee, "coffee")->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// Arguments: type, pixel format. The qualities give about 1 bit a pixel of Y8.
+// Arguments: coding type, pixel format. The qualities result in about 1 bit per pixel of Y8.
 struct prepared {
     u32 source;
     wavelet_image wavelet;
@@ -414,7 +419,7 @@ struct prepared {
     explicit prepared(const benchmark::State &state)
         : source(image_of(large_picture(), static_cast<u16>(state.range(1)))),
           wavelet(static_cast<u16>(state.range(0))) {
-        VIQ_WVLT_set_Quality_factor(wavelet.handle, state.range(0) == 0 ? 53 : 56);
+        VIQ_WVLT_set_Quality_factor(wavelet.handle, state.range(0) == type_huffman ? 53 : 56);
         VIQ_WVLT_compress(source, wavelet.handle, VIQ_STRIP_NEXT);
     }
     prepared(const prepared &) = delete;
@@ -437,8 +442,12 @@ void decompress(benchmark::State &state) {
         VIQ_WVLT_decompress(ready.wavelet.handle, out.handle, VIQ_STRIP_NEXT);
 }
 
-BENCHMARK(compress)->ArgsProduct({{0, 1}, {VIQ_Y8, VIQ_YUV422}})->Unit(benchmark::kMillisecond);
-BENCHMARK(decompress)->ArgsProduct({{0, 1}, {VIQ_Y8, VIQ_YUV422}})->Unit(benchmark::kMillisecond);
+BENCHMARK(compress)
+    ->ArgsProduct({{type_huffman, type_rans}, {VIQ_Y8, VIQ_YUV422}})
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(decompress)
+    ->ArgsProduct({{type_huffman, type_rans}, {VIQ_Y8, VIQ_YUV422}})
+    ->Unit(benchmark::kMillisecond);
 
 // Six levels of the transform alone.
 struct transformed {
@@ -446,27 +455,27 @@ struct transformed {
     grey picture = large_picture();
     std::vector<i16> samples, coefficients;
     coefficient_buffer buffer = {};
-    cascade all = {};
+    line_based_dwt dwt = {};
 
     transformed() {
         samples.resize(picture.pixels.size());
-        coefficients.resize(samples.size() + coefficient_spare);
+        coefficients.resize(samples.size() + coefficient_padding);
         buffer = {coefficients.data(), picture.width, picture.width, picture.height};
         current_wavelet_kernels().widen(picture.pixels.data(), 1, samples.data(),
                                         static_cast<u32>(samples.size()));
     }
     void forward() {
-        begin_forward(all, buffer, levels);
+        begin_forward(dwt, buffer, levels);
         for (u32 y = 0; y < picture.height; y += 2) {
             const i16 *line = &samples[std::size_t{y} * picture.width];
             const i16 *const lines[2] = {line, line + picture.width};
-            take_lines(all, lines, 2);
+            push_lines(dwt, lines, 2);
         }
     }
     void inverse() {
-        begin_inverse(all, buffer, levels);
+        begin_inverse(dwt, buffer, levels);
         for (u32 y = 0; y < picture.height;) {
-            const line_strip strip = lines_from(all, y);
+            const line_strip strip = pull_lines(dwt, y);
             benchmark::DoNotOptimize(strip.first);
             y += strip.lines;
         }

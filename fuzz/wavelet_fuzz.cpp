@@ -1,4 +1,5 @@
-// Wavelet streams of any content, both types: reading from a buffer, decompression, writing back.
+// Arbitrary bytes as wavelet streams of both coding types: buffer read, buffer write,
+// decompression.
 #include <algorithm>
 #include <cstdlib>
 #include <vector>
@@ -9,7 +10,7 @@ using namespace viq;
 
 namespace {
 
-void demand(bool holds) {
+void require(bool holds) {
     if (!holds)
         std::abort();
 }
@@ -21,14 +22,14 @@ void decode(u16 type, const u8 *data, u32 size) {
         std::vector<u8> again(size);
         u32 count = 0;
         if (VIQ_WVLT_buffer_write(wavelet, again.data(), &count, VIQ_STRIP_NEXT) == 0)
-            demand(count == size);
+            require(count == size);
         const u32 code = VIQ_WVLT_decompress(wavelet, out.handle, VIQ_STRIP_NEXT);
         const tVIQ_Image &image = *find_image(out.handle);
         if (code == 0 && image.height != 0)
-            demand(has_lines(image, image.height));
+            require(has_lines(image, image.height));
         VIQ_WVLT_decompress(wavelet, out.handle, VIQ_STRIP_FINISH);
     }
-    demand(VIQ_WVLT_image_destroy(wavelet) == 0);
+    require(VIQ_WVLT_image_destroy(wavelet) == 0);
 }
 
 } // namespace
@@ -40,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     const std::vector<u8> before(data, data + size);
     for (const u16 type : {u16{0}, u16{1}})
         decode(type, data, static_cast<u32>(size));
-    demand(std::equal(before.begin(), before.end(), data));
-    demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    require(std::equal(before.begin(), before.end(), data));
+    require(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
     return 0;
 }

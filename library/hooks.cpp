@@ -2,7 +2,7 @@
 #include "core/subsystem_hooks.h"
 
 #include "jpeg/record.h"
-#include "wavelet/codec/record.h"
+#include "wavelet/codec/wavelet_record.h"
 
 namespace viq {
 
@@ -22,7 +22,7 @@ const subsystem_hooks hooks = {
     .jpeg_lock_by_caller = jpeg_lock_by_caller,
     .jpeg_exempt_from_lock = jpeg_exempt_from_lock,
     .jpeg_holds_locked_data = holds_locked_data,
-    .wavelet_destroy_record = destroy_record,
+    .wavelet_destroy_record = destroy_wavelet_record,
     .destroy_chroma_keys = VIQ_CK_destroy,
     .destroy_lookup_tables = VIQ_LUT_destroy,
 };

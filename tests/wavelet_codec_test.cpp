@@ -1,4 +1,4 @@
-// Wavelet images as a user meets them: round trips, streams, errors, damage.
+// The public functions of wavelet images: round trips, streams, errors, corrupt streams.
 #include <cmath>
 #include <filesystem>
 
@@ -7,6 +7,9 @@
 namespace viq {
 
 namespace {
+
+constexpr u16 type_huffman = 0;
+constexpr u16 type_rans = 1;
 
 constexpr u32 stream_header_size = 28;
 
@@ -20,7 +23,7 @@ struct wavelet_image {
     operator u32() const { return handle; }
 };
 
-// Smooth shapes, an edge and some noise.
+// Fills an image with smooth shapes, an edge and some noise.
 void paint(const picture &p) {
     ASSERT_EQ(VIQ_image_malloc_a_strip(p), 0u);
     const u32 line = p->bytes_per_line;
@@ -66,8 +69,8 @@ u32 decompress(const bytes &stream, u16 type, u32 out) {
 
 } // namespace
 
-TEST(wavelet_codec, pictures_of_any_size_come_back) {
-    for (const u16 type : {u16{0}, u16{1}})
+TEST(WaveletCodec, RoundTripsImagesOfAnySize) {
+    for (const u16 type : {type_huffman, type_rans})
         for (const u16 format : {VIQ_Y8, VIQ_YUV422})
             for (const auto &[width, height] : {std::pair<u32, u32>{1, 1},
                                                 {2, 300},
@@ -92,41 +95,42 @@ TEST(wavelet_codec, pictures_of_any_size_come_back) {
             }
 }
 
-TEST(wavelet_codec, both_types_hold_the_same_picture_and_the_small_one_is_smaller) {
+TEST(WaveletCodec, BothCodersDecodeTheSamePixelsAndRansIsSmaller) {
     const picture source(VIQ_Y8, 300, 200);
     paint(source);
     std::size_t last = 0;
     for (const u16 quality : std::vector<u16>{0, 30, 50, 70, 90, 130, 250}) {
-        const bytes fast = compress(source, 0, quality);
-        const bytes small = compress(source, 1, quality);
-        const picture from_fast, from_small;
-        ASSERT_EQ(decompress(fast, 0, from_fast), 0u);
-        ASSERT_EQ(decompress(small, 1, from_small), 0u);
-        EXPECT_EQ(pixels_of(from_fast), pixels_of(from_small)) << quality;
-        EXPECT_LT(small.size(), fast.size()) << quality;
-        EXPECT_GE(small.size(), last) << quality;
-        last = small.size();
+        const bytes huffman = compress(source, type_huffman, quality);
+        const bytes rans = compress(source, type_rans, quality);
+        const picture from_huffman, from_rans;
+        ASSERT_EQ(decompress(huffman, type_huffman, from_huffman), 0u);
+        ASSERT_EQ(decompress(rans, type_rans, from_rans), 0u);
+        EXPECT_EQ(pixels_of(from_huffman), pixels_of(from_rans)) << quality;
+        EXPECT_LT(rans.size(), huffman.size()) << quality;
+        EXPECT_GE(rans.size(), last) << quality;
+        last = rans.size();
     }
 }
 
-TEST(wavelet_codec, hardest_contrasts_survive) {
+TEST(WaveletCodec, PreservesFullContrastPatterns) {
     const picture source(VIQ_Y8, 64, 64);
     ASSERT_EQ(VIQ_image_malloc_a_strip(source), 0u);
+    // Columns, lines, a checkerboard, noise.
     for (const u32 kind : {0u, 1u, 2u, 3u}) {
         for (u32 i = 0; i < 64 * 64; ++i) {
-            const u32 place = kind == 0 ? i : kind == 1 ? i / 64 : kind == 2 ? i + i / 64 : noise();
-            source->data[i] = place % 2 != 0 ? 255 : 0;
+            const u32 phase = kind == 0 ? i : kind == 1 ? i / 64 : kind == 2 ? i + i / 64 : noise();
+            source->data[i] = phase % 2 != 0 ? 255 : 0;
         }
         const picture out;
-        ASSERT_EQ(decompress(compress(source, 1, 400), 1, out), 0u);
+        ASSERT_EQ(decompress(compress(source, type_rans, 400), type_rans, out), 0u);
         EXPECT_GT(psnr(source, out), kind == 3 ? 30 : 45) << kind;
     }
 }
 
-TEST(wavelet_codec, stream_has_the_documented_layout) {
+TEST(WaveletCodec, WritesTheDocumentedStreamLayout) {
     const picture source(VIQ_Y8, 100, 80);
     paint(source);
-    const wavelet_image wavelet(1);
+    const wavelet_image wavelet(type_rans);
     EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 3));
     const u32 length = VIQ_image_get_parameter(wavelet, VIQ_PARAM_16);
     EXPECT_EQ(VIQ_get_height(wavelet), 0u);
@@ -138,7 +142,7 @@ TEST(wavelet_codec, stream_has_the_documented_layout) {
     EXPECT_EQ(VIQ_mget_ui32i(&stream[10]), length);
     EXPECT_EQ(stream.size(), stream_header_size + VIQ_mget_ui16i(&stream[26]) + length);
 
-    // In two steps: header and settings, then the data behind them.
+    // In two calls: header and settings, then the compressed data.
     bytes parts(stream.size());
     u32 count = 0;
     EXPECT_OK(VIQ_WVLT_buffer_write(wavelet, parts.data(), &count, 1));
@@ -147,13 +151,13 @@ TEST(wavelet_codec, stream_has_the_documented_layout) {
     EXPECT_EQ(count, stream.size());
     EXPECT_EQ(parts, stream);
 
-    // And as a file, by its own functions and the generic ones.
+    // As a file, with the wavelet functions and the generic ones.
     name_files(wavelet, scratch_file("wavelet.dwt"));
     EXPECT_OK(VIQ_image_write(wavelet, 0, VIQ_FILE_WAVELET, 3));
     EXPECT_EQ(read_file(scratch_file("wavelet.dwt")), stream);
     EXPECT_EQ(VIQ_image_find_file_format(scratch_file("wavelet.dwt").c_str()), 12u);
     for (const bool generic : {false, true}) {
-        const wavelet_image again(1);
+        const wavelet_image again(type_rans);
         name_files(again, scratch_file("wavelet.dwt"));
         if (generic)
             EXPECT_OK(VIQ_image_read(again, 0, 3));
@@ -168,22 +172,22 @@ TEST(wavelet_codec, stream_has_the_documented_layout) {
     }
 }
 
-TEST(wavelet_codec, parameters_take_effect_on_the_next_compression) {
+TEST(WaveletCodec, AppliesParametersToTheNextCompression) {
     const picture source(VIQ_YUV422, 120, 90);
     const picture other(VIQ_Y8, 64, 64);
     paint(source);
     paint(other);
-    const wavelet_image wavelet(0);
+    const wavelet_image wavelet(type_huffman);
     const picture out;
     EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 1));
     for (const u16 quality : std::vector<u16>{20, 200, 50}) {
         EXPECT_OK(VIQ_WVLT_set_Quality_factor(wavelet, quality));
         for (const picture *one : {&source, &other, &source}) {
             EXPECT_OK(VIQ_WVLT_compress(*one, wavelet, 3));
-            EXPECT_EQ(stream_of(wavelet)[26], compress(*one, 0, quality)[26]);
+            EXPECT_EQ(stream_of(wavelet)[26], compress(*one, type_huffman, quality)[26]);
             EXPECT_OK(VIQ_WVLT_decompress(wavelet, out, 3));
             const picture fresh;
-            EXPECT_EQ(decompress(compress(*one, 0, quality), 0, fresh), 0u);
+            EXPECT_EQ(decompress(compress(*one, type_huffman, quality), type_huffman, fresh), 0u);
             EXPECT_EQ(pixels_of(out), pixels_of(fresh)) << quality;
         }
     }
@@ -191,10 +195,10 @@ TEST(wavelet_codec, parameters_take_effect_on_the_next_compression) {
     EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 3));
 }
 
-TEST(wavelet_codec, released_decompressor_fails_cleanly) {
+TEST(WaveletCodec, FailsAfterTheDecompressorIsReleased) {
     const picture source(VIQ_Y8, 32, 32);
     paint(source);
-    const wavelet_image wavelet(0);
+    const wavelet_image wavelet(type_huffman);
     const picture out;
     EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 3));
     EXPECT_OK(VIQ_WVLT_decompress(wavelet, out, 3));
@@ -204,19 +208,19 @@ TEST(wavelet_codec, released_decompressor_fails_cleanly) {
     EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 3));
 }
 
-TEST(wavelet_codec, streams_that_lack_something_are_reported) {
+TEST(WaveletCodec, ReportsMissingDataAndFullDisks) {
     const picture source(VIQ_Y8, 64, 64);
     paint(source);
-    const wavelet_image wavelet(1);
+    const wavelet_image wavelet(type_rans);
     const picture out;
-    bytes stream = compress(source, 1, 300);
+    bytes stream = compress(source, type_rans, 300);
     stream.resize(stream.size() - 40);
     EXPECT_OK(VIQ_WVLT_buffer_read(wavelet, stream.data(), static_cast<u32>(stream.size())));
     EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x10025201, "Wavelet decompressor failed");
     EXPECT_EQ(out->height, 0u);
     EXPECT_EQ(out->data, nullptr);
 
-    // Without settings there is nothing to decompress by, and no compressor to ask for them.
+    // Without settings, and without a compressor chain that could provide them.
     stream[26] = stream[27] = 0;
     EXPECT_OK(VIQ_WVLT_buffer_read(wavelet, stream.data(), static_cast<u32>(stream.size())));
     EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x100b0000,
@@ -227,7 +231,7 @@ TEST(wavelet_codec, streams_that_lack_something_are_reported) {
 
     if (!std::filesystem::exists("/dev/full"))
         return;
-    const wavelet_image full(0);
+    const wavelet_image full(type_huffman);
     EXPECT_OK(VIQ_WVLT_set_Quality_factor(full, 400));
     const picture large(VIQ_Y8, 256, 256);
     paint(large);
@@ -236,10 +240,10 @@ TEST(wavelet_codec, streams_that_lack_something_are_reported) {
     EXPECT_ERROR(VIQ_WVLT_file_write(full, 3), 0x100d0000, "Disk full");
 }
 
-TEST(wavelet_codec, bad_calls_are_refused) {
+TEST(WaveletCodec, RejectsInvalidArguments) {
     const picture plain(VIQ_Y8, 8, 8);
     paint(plain);
-    const wavelet_image wavelet(0);
+    const wavelet_image wavelet(type_huffman);
     const picture out;
     u8 buffer[64] = {};
     u32 count = 0;
@@ -250,22 +254,22 @@ TEST(wavelet_codec, bad_calls_are_refused) {
     EXPECT_ERROR(VIQ_WVLT_set_subbands(wavelet, 0), 0x10030000, "Subbands out of range");
     EXPECT_ERROR(VIQ_WVLT_set_subbands(wavelet, 33), 0x10030021, "Subbands out of range");
 
-    const char *stranger = "Not a WVLT image";
-    VIQ_image_set_flags(plain, VIQ_FLAG_100, 1); // the flag alone makes no wavelet image
+    const char *not_wavelet = "Not a WVLT image";
+    VIQ_image_set_flags(plain, VIQ_FLAG_100, 1); // the flag is not sufficient
     for (const u32 handle : {plain.handle, missing}) {
-        EXPECT_ERROR(VIQ_WVLT_image_destroy(handle), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_set_Quality_factor(handle, 1), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_set_subbands(handle, 1), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_compress(plain, handle, 3), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_decompress(handle, out, 3), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_file_write(handle, 3), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_file_read(handle), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_buffer_write(handle, buffer, &count, 3), 0x10040000, stranger);
-        EXPECT_ERROR(VIQ_WVLT_buffer_read(handle, buffer, 64), 0x10040000, stranger);
+        EXPECT_ERROR(VIQ_WVLT_image_destroy(handle), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_set_Quality_factor(handle, 1), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_set_subbands(handle, 1), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_compress(plain, handle, 3), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_decompress(handle, out, 3), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_file_write(handle, 3), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_file_read(handle), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_buffer_write(handle, buffer, &count, 3), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_buffer_read(handle, buffer, 64), 0x10040000, not_wavelet);
     }
     VIQ_image_set_flags(plain, VIQ_FLAG_100, 0);
 
-    EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x10040000, stranger); // a new height
+    EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x10040000, not_wavelet); // of a new image
     EXPECT_ERROR(VIQ_WVLT_file_write(wavelet, 3), 0x10050000, "No image data");
     EXPECT_ERROR(VIQ_WVLT_buffer_write(wavelet, buffer, &count, 3), 0x10050000, "No image data");
     EXPECT_ERROR(VIQ_WVLT_buffer_write(wavelet, nullptr, &count, 3), 0x10030000, "Null buffer ptr");
@@ -275,8 +279,8 @@ TEST(wavelet_codec, bad_calls_are_refused) {
     EXPECT_ERROR(VIQ_WVLT_file_read(wavelet), 0x10090002, "Failed to open file");
 }
 
-TEST(wavelet_codec, unsuitable_sources_are_refused) {
-    const wavelet_image wavelet(1), fresh(1);
+TEST(WaveletCodec, RejectsUnsupportedSources) {
+    const wavelet_image wavelet(type_rans), fresh(type_rans);
     const picture empty(VIQ_Y8, 8, 8), colour(VIQ_RGB24, 8, 8), odd(VIQ_YUV422, 7, 8),
         strip(VIQ_Y8, 8, 8);
     EXPECT_ERROR(VIQ_WVLT_compress(empty, wavelet, 3), 0x10050000, "No source data");
@@ -295,90 +299,91 @@ TEST(wavelet_codec, unsuitable_sources_are_refused) {
     EXPECT_ERROR(VIQ_WVLT_compress(empty, wavelet, 3), 0x10050000, "Corrupt image");
 }
 
-TEST(wavelet_codec, damaged_streams_are_refused_or_decoded) {
+TEST(WaveletCodec, RejectsTruncatedStreamsAndSurvivesCorruptOnes) {
     const picture source(VIQ_YUV422, 40, 33);
     paint(source);
     const picture out;
-    for (const u16 type : {u16{0}, u16{1}}) {
-        const bytes sound = compress(source, type, 120);
-        const u32 settings = VIQ_mget_ui16i(&sound[26]);
+    for (const u16 type : {type_huffman, type_rans}) {
+        const bytes valid = compress(source, type, 120);
+        const u32 settings = VIQ_mget_ui16i(&valid[26]);
         reported.clear();
-        for (std::size_t size = 0; size < sound.size(); ++size) {
-            const bytes cut(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(size));
-            const u32 code = decompress(cut, type, out);
+        for (std::size_t size = 0; size < valid.size(); ++size) {
+            const bytes truncated(valid.begin(), valid.begin() + static_cast<std::ptrdiff_t>(size));
+            const u32 code = decompress(truncated, type, out);
             EXPECT_TRUE(VIQ_IS_ERROR(code)) << type << ' ' << size;
             EXPECT_FALSE(reported.empty());
             reported.clear();
         }
-        for (std::size_t at = 0; at < sound.size(); ++at)
+        for (std::size_t at = 0; at < valid.size(); ++at)
             for (const u8 mask : bytes{0x01, 0x80, 0xFF}) {
-                bytes damaged = sound;
-                damaged[at] ^= mask;
-                decompress(damaged, type, out);
+                bytes corrupt = valid;
+                corrupt[at] ^= mask;
+                decompress(corrupt, type, out);
             }
-        // The other coding is told by the settings.
+        // The settings identify the other coding type.
         reported.clear();
-        EXPECT_EQ(decompress(sound, static_cast<u16>(1 - type), out), 0x10020000u);
+        EXPECT_EQ(decompress(valid, static_cast<u16>(1 - type), out), 0x10020000u);
         EXPECT_EQ(reported.at(0).message, "Can't write decompressor settings");
         reported.clear();
 
-        const auto refuse = [&](std::size_t at, u8 value, u32 code, const char *message) {
-            bytes other = sound;
+        const auto expect_rejected = [&](std::size_t at, u8 value, u32 code, const char *message) {
+            bytes other = valid;
             other[at] = value;
             const wavelet_image wavelet(type);
             EXPECT_ERROR(
                 VIQ_WVLT_buffer_read(wavelet, other.data(), static_cast<u32>(other.size())), code,
                 message);
         };
-        refuse(0, 'X', 0x10040000, "Not a WVLT image");
-        refuse(4, 2, 0x10070000, "File version mismatch");
-        refuse(8, 2, 0x10050000, "Corrupt WVLT stream");
-        refuse(23, 0xFF, 0x10050000, "Corrupt WVLT stream");
+        expect_rejected(0, 'X', 0x10040000, "Not a WVLT image");
+        expect_rejected(4, 2, 0x10070000, "File version mismatch");
+        expect_rejected(8, 2, 0x10050000, "Corrupt WVLT stream");
+        expect_rejected(23, 0xFF, 0x10050000, "Corrupt WVLT stream");
         const wavelet_image wavelet(type);
-        EXPECT_ERROR(VIQ_WVLT_buffer_read(wavelet, sound.data(), 27), 0x10030000,
+        EXPECT_ERROR(VIQ_WVLT_buffer_read(wavelet, valid.data(), 27), 0x10030000,
                      "Buffer too small");
-        EXPECT_ERROR(VIQ_WVLT_buffer_read(wavelet, sound.data(), 27 + settings), 0x10030000,
+        EXPECT_ERROR(VIQ_WVLT_buffer_read(wavelet, valid.data(), 27 + settings), 0x10030000,
                      "Buffer too small");
-        EXPECT_OK(VIQ_WVLT_buffer_read(wavelet, sound.data(), 28 + settings));
+        EXPECT_OK(VIQ_WVLT_buffer_read(wavelet, valid.data(), 28 + settings));
         EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x100C0000, "No image to decompress");
 
         write_file(scratch_file("bad.dwt"), "DWX" + std::string(40, '\0'));
         name_files(wavelet, scratch_file("bad.dwt"));
         EXPECT_ERROR(VIQ_WVLT_file_read(wavelet), 0x10070000, "Not a WVLT file");
-        write_file(scratch_file("bad.dwt"), bytes(sound.begin(), sound.begin() + 28 + settings));
+        write_file(scratch_file("bad.dwt"), bytes(valid.begin(), valid.begin() + 28 + settings));
         EXPECT_ERROR(VIQ_WVLT_file_read(wavelet), 0x100D0000, "Unexpected end of file");
         write_file(scratch_file("bad.dwt"), bytes(20));
         EXPECT_ERROR(VIQ_WVLT_file_read(wavelet), 0x100D0000, "Unexpected end of file");
     }
 }
 
-TEST(wavelet_codec, sizes_beyond_the_stream_are_refused_before_allocation) {
+TEST(WaveletCodec, RejectsImplausibleSizesBeforeAllocation) {
     const picture source(VIQ_Y8, 3, 3);
     paint(source);
-    bytes stream = compress(source, 1, 50);
-    // The shape stands behind the quantiser's block of one step and the serialiser's head.
-    const std::size_t shape = stream_header_size + 12 + 8;
-    ASSERT_EQ(VIQ_mget_ui32i(&stream[shape]), 3u);
-    VIQ_mput_ui32i(&stream[shape], 60000);
-    VIQ_mput_ui32i(&stream[shape + 4], 60000);
+    bytes stream = compress(source, type_rans, 50);
+    // The size is stored after the quantiser's block of one step and the header of the serialiser's
+    // block.
+    const std::size_t size_offset = stream_header_size + 12 + 8;
+    ASSERT_EQ(VIQ_mget_ui32i(&stream[size_offset]), 3u);
+    VIQ_mput_ui32i(&stream[size_offset], 60000);
+    VIQ_mput_ui32i(&stream[size_offset + 4], 60000);
     const picture out;
     reported.clear();
-    // One subband is too few for sides of this length, or the claim is.
-    EXPECT_TRUE(VIQ_IS_ERROR(decompress(stream, 1, out)));
-    VIQ_mput_ui32i(&stream[shape], 4);
-    VIQ_mput_ui32i(&stream[shape + 4], 0x7FFFFFFF);
+    // One subband is not valid for sides of this length.
+    EXPECT_TRUE(VIQ_IS_ERROR(decompress(stream, type_rans, out)));
+    VIQ_mput_ui32i(&stream[size_offset], 4);
+    VIQ_mput_ui32i(&stream[size_offset + 4], 0x7FFFFFFF);
     reported.clear();
-    EXPECT_EQ(decompress(stream, 1, out), 0x10050000u);
+    EXPECT_EQ(decompress(stream, type_rans, out), 0x10050000u);
     EXPECT_EQ(reported.back().message, "Corrupt WVLT stream");
     reported.clear();
 }
 
-TEST(wavelet_codec, records_survive_what_is_done_to_their_images) {
+TEST(WaveletCodec, RecordsFollowTheirImages) {
     const picture source(VIQ_Y8, 40, 40);
     paint(source);
-    // moved to another image
+    // Moved to another image.
     {
-        const wavelet_image wavelet(0);
+        const wavelet_image wavelet(type_huffman);
         const picture other, out;
         EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 3));
         const bytes stream = stream_of(wavelet);
@@ -387,9 +392,9 @@ TEST(wavelet_codec, records_survive_what_is_done_to_their_images) {
         EXPECT_OK(VIQ_WVLT_decompress(other, out, 3));
         EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x10040000, "Not a WVLT image");
     }
-    // freed, overwritten, copied as pixels
+    // Freed, overwritten, copied as pixels.
     {
-        const wavelet_image wavelet(0), second(1);
+        const wavelet_image wavelet(type_huffman), second(type_rans);
         const picture copy;
         EXPECT_OK(VIQ_image_free_data(wavelet));
         EXPECT_ERROR(VIQ_WVLT_set_subbands(wavelet, 3), 0x10040000, "Not a WVLT image");

@@ -1,4 +1,6 @@
-// The entropy stages on values of any kind: both packings, both kernel sets, damage.
+// The entropy stages on values of many kinds: both coders, all kernel sets, corrupt streams.
+#include "wavelet/stages/entropy_packet.h"
+
 #include "tests/wavelet_support.h"
 
 namespace viq {
@@ -7,20 +9,20 @@ namespace {
 
 struct value_block {
     u32 width, height;
-    bytes content; // values of 16 bits
+    bytes content; // 16-bit values
 
     value_block(u32 w, u32 h) : width(w), height(h), content(std::size_t{w} * h * 2) {}
-    void set(std::size_t place, i32 value) {
+    void set(std::size_t index, i32 value) {
         const auto narrow = static_cast<i16>(value);
-        std::memcpy(&content[2 * place], &narrow, sizeof narrow);
+        std::memcpy(&content[2 * index], &narrow, sizeof narrow);
     }
-    std::size_t places() const { return content.size() / 2; }
+    std::size_t count() const { return content.size() / 2; }
 };
 
-// Each is a picture of another kind for a coder.
+// Statistics of values that exercise different parts of the coders.
 struct value_kind {
     const char *name;
-    i32 (*value)(std::size_t place, const value_block &block);
+    i32 (*value)(std::size_t index, const value_block &block);
 };
 
 i32 sign() {
@@ -47,26 +49,27 @@ const value_kind kinds[] = {
 
 value_block block_of(const value_kind &kind, u32 width, u32 height) {
     value_block block(width, height);
-    for (std::size_t i = 0; i < block.places(); ++i)
+    for (std::size_t i = 0; i < block.count(); ++i)
         block.set(i, kind.value(i, block));
     return block;
 }
 
-struct packed {
+struct coded {
     bytes settings, stream;
-    bool operator==(const packed &) const = default;
+    bool operator==(const coded &) const = default;
 };
 
-packed pack(const value_block &block, bool fast) {
+coded encode(const value_block &block, entropy_coder coder) {
     byte_source source = {block.content, type_signed_16, block.width, block.height};
     const scoped_module null(null_id);
     EXPECT_EQ(set_source(null.handle, source.description()), success);
     const scoped_module serialiser(serialiser_id, 0u, null.handle);
     const scoped_module streaming(streaming_id, 0u, serialiser.handle);
-    const scoped_module huffman(fast ? huffman_id : null_id, 0u, streaming.handle);
-    packed result = {bytes(100), {}};
+    const scoped_module huffman(coder == coder_huffman ? huffman_id : null_id, 0u,
+                                streaming.handle);
+    coded result = {bytes(100), {}};
     auto size = static_cast<u32>(result.settings.size());
-    EXPECT_EQ(query_module(huffman.handle, 4, &size, result.settings.data()), success);
+    EXPECT_EQ(query_module(huffman.handle, id_settings, &size, result.settings.data()), success);
     result.settings.resize(size);
     region part = {};
     do {
@@ -78,12 +81,12 @@ packed pack(const value_block &block, bool fast) {
     return result;
 }
 
-// The status, and the values as far as they have come.
-u32 unpack(const packed &from, bool fast, value_block &block) {
+// Returns the status and the values that were decoded before a failure.
+u32 decode(const coded &from, entropy_coder coder, value_block &block) {
     byte_source source = {from.stream, type_bytes, static_cast<u32>(from.stream.size()), 1};
     const scoped_module null(null_id);
     EXPECT_EQ(set_source(null.handle, source.description()), success);
-    const scoped_module huffman(fast ? huffman_id : null_id, 1u, null.handle);
+    const scoped_module huffman(coder == coder_huffman ? huffman_id : null_id, 1u, null.handle);
     const scoped_module streaming(streaming_id, 1u, huffman.handle);
     const scoped_module serialiser(serialiser_id, 1u, streaming.handle);
     u32 status = set_module(serialiser.handle, id_settings, static_cast<u32>(from.settings.size()),
@@ -103,43 +106,43 @@ u32 unpack(const packed &from, bool fast, value_block &block) {
 
 } // namespace
 
-TEST(wavelet_entropy, values_come_back_whichever_kernels_wrote_them) {
+TEST(WaveletEntropyCoder, RoundTripsValuesWithAllKernels) {
     constexpr std::pair<u32, u32> sizes[] = {{1, 1},  {1, 70},   {70, 1},    {2, 3},
                                              {33, 7}, {64, 129}, {351, 400}, {70001, 3}};
     const instruction_set best = current_set();
     for (const auto &[width, height] : sizes)
         for (const value_kind &kind : kinds)
-            for (const bool fast : {false, true}) {
-                SCOPED_TRACE(text_of(width, height, kind.name, fast));
+            for (const entropy_coder coder : {coder_rans, coder_huffman}) {
+                SCOPED_TRACE(text_of(width, height, kind.name, coder));
                 const value_block block = block_of(kind, width, height);
                 force_set(instruction_set::plain);
-                const packed plain = pack(block, fast);
+                const coded plain = encode(block, coder);
                 force_set(best);
-                ASSERT_EQ(pack(block, fast), plain);
+                ASSERT_EQ(encode(block, coder), plain);
                 for (const instruction_set set : {instruction_set::plain, best}) {
                     force_set(set);
                     value_block back(width, height);
-                    ASSERT_EQ(unpack(plain, fast, back), success);
+                    ASSERT_EQ(decode(plain, coder, back), success);
                     ASSERT_EQ(back.content, block.content);
                 }
             }
 }
 
-TEST(wavelet_entropy, cut_streams_are_refused_and_damaged_ones_end) {
-    for (const bool fast : {false, true})
+TEST(WaveletEntropyCoder, RejectsTruncatedStreamsAndSurvivesCorruptOnes) {
+    for (const entropy_coder coder : {coder_rans, coder_huffman})
         for (const value_kind &kind : kinds) {
-            const packed sound = pack(block_of(kind, 37, 21), fast);
+            const coded valid = encode(block_of(kind, 37, 21), coder);
             value_block back(37, 21);
-            for (std::size_t size = 0; size < sound.stream.size(); ++size) {
-                packed cut = sound;
-                cut.stream.resize(size);
-                EXPECT_TRUE(failed(unpack(cut, fast, back))) << kind.name << ' ' << size;
+            for (std::size_t size = 0; size < valid.stream.size(); ++size) {
+                coded truncated = valid;
+                truncated.stream.resize(size);
+                EXPECT_TRUE(failed(decode(truncated, coder, back))) << kind.name << ' ' << size;
             }
-            for (std::size_t at = 0; at < sound.stream.size(); ++at)
+            for (std::size_t at = 0; at < valid.stream.size(); ++at)
                 for (const u8 mask : bytes{0x01, 0x80, 0xFF}) {
-                    packed damaged = sound;
-                    damaged.stream[at] ^= mask;
-                    unpack(damaged, fast, back);
+                    coded corrupt = valid;
+                    corrupt.stream[at] ^= mask;
+                    decode(corrupt, coder, back);
                 }
         }
 }

@@ -1,7 +1,7 @@
-// The codec modules one by one: descriptors, registry, statuses, run loop, source, level shifter.
+// The modules of the codec: descriptors, registry, statuses, run loop, source, level shifter.
 #include "core/image.h"
-#include "wavelet/codec/adapters.h"
-#include "wavelet/stages/packing.h"
+#include "wavelet/codec/image_adapters.h"
+#include "wavelet/stages/entropy_packet.h"
 #include "wavelet/stages/subbands.h"
 
 #include "tests/wavelet_support.h"
@@ -29,7 +29,7 @@ struct collected {
 
 } // namespace
 
-TEST(wavelet_modules, registry_knows_eight_modules_by_id_and_name) {
+TEST(WaveletModule, RegistryFindsModulesByIdAndName) {
     const std::pair<u32, const char *> known[] = {{2, "DWT codec"},
                                                   {3, "Level shifter"},
                                                   {4, "Discrete Wavelet Transform"},
@@ -54,44 +54,49 @@ TEST(wavelet_modules, registry_knows_eight_modules_by_id_and_name) {
         EXPECT_EQ(scoped_module(id).status, 0x4000A501u);
 }
 
-TEST(wavelet_modules, framework_refuses_bad_calls_with_its_statuses) {
+TEST(WaveletModule, RejectsInvalidCallsWithTheirStatuses) {
     const scoped_module null(null_id);
     const auto *no_module = reinterpret_cast<module_handle>(&reported);
-    auto *stranger = const_cast<module_handle>(no_module);
+    auto *invalid = const_cast<module_handle>(no_module);
     u32 size = 4;
     u32 value = 0;
-    module_handle place = nullptr;
-    region wanted = {};
+    module_handle handle = nullptr;
+    region requested = {};
     output_description output = {};
     run_request request = {0, 0, nullptr, nullptr};
     EXPECT_EQ(create_module(nullptr, 0, 0, nullptr, nullptr), 0x40009201u);
-    EXPECT_EQ(create_module(&place, 0, 0, nullptr, stranger), 0x40009701u);
-    EXPECT_EQ(destroy_module(stranger), 0x4000DF01u);
-    EXPECT_EQ(query_module(stranger, 2, &size, &value), 0x4000FB01u);
+    EXPECT_EQ(create_module(&handle, 0, 0, nullptr, invalid), 0x40009701u);
+    EXPECT_EQ(destroy_module(invalid), 0x4000DF01u);
+    EXPECT_EQ(query_module(invalid, 2, &size, &value), 0x4000FB01u);
     EXPECT_EQ(query_module(null.handle, 2, nullptr, &value), 0x4000FE01u);
     EXPECT_EQ(query_module(null.handle, 2, &size, nullptr), 0x40010101u);
-    EXPECT_EQ(set_module(stranger, 1, 0, nullptr), 0x40012601u);
+    EXPECT_EQ(set_module(invalid, 1, 0, nullptr), 0x40012601u);
     EXPECT_EQ(set_module(null.handle, 1, 4, nullptr), 0x40012901u);
     EXPECT_EQ(set_module(null.handle, 0, 4, &value), 0x40012E01u);
-    EXPECT_EQ(run_module(stranger, &request, nullptr), 0x40018C01u);
+    EXPECT_EQ(run_module(invalid, &request, nullptr), 0x40018C01u);
     EXPECT_EQ(run_module(null.handle, nullptr, nullptr), 0x40018F01u);
     EXPECT_EQ(run_module(null.handle, &request, nullptr), 0x40019201u);
-    EXPECT_EQ(describe_output(stranger, output), 0x40021801u);
-    EXPECT_TRUE(failed(get_region(stranger, 0, 0, 0, &wanted)));
+    EXPECT_EQ(describe_output(invalid, output), 0x40021801u);
+    EXPECT_TRUE(failed(get_region(invalid, 0, 0, 0, &requested)));
     EXPECT_TRUE(failed(get_region(null.handle, 0, 0, 0, nullptr)));
     EXPECT_TRUE(failed(release_region(nullptr, nullptr)));
 
-    ASSERT_EQ(create_module(&place, null_id, 0, nullptr, nullptr), success);
-    EXPECT_EQ(destroy_module(place), success);
-    EXPECT_EQ(destroy_module(place), 0x4000DF01u) << "released handles stay known as such";
+    ASSERT_EQ(create_module(&handle, null_id, 0, nullptr, nullptr), success);
+    EXPECT_EQ(destroy_module(handle), success);
+    EXPECT_EQ(destroy_module(handle), 0x4000DF01u) << "released handles are recognised";
 }
 
-TEST(wavelet_modules, null_module_answers_for_its_source) {
+// The tests below use the names of these documented numbers.
+static_assert(type_signed_8 == 0 && type_bytes == 1 && type_signed_16 == 2 &&
+              type_unsigned_16 == 3 && type_yuv422 == 20 && type_unspecified == 22 &&
+              type_wavelet == 23 && id_settings == 4 && id_component == 355);
+
+TEST(WaveletModule, NullModuleDescribesItsSource) {
     const scoped_module null(null_id);
     u32 value = 0;
     u32 size = 3;
     output_description output = {};
-    region wanted = {};
+    region requested = {};
     EXPECT_EQ(query_module(null.handle, id_subbands, &size, &value), 0x40028201u);
     size = 4;
     EXPECT_EQ(query_module(null.handle, id_subbands, &size, &value), success);
@@ -101,24 +106,24 @@ TEST(wavelet_modules, null_module_answers_for_its_source) {
     EXPECT_EQ(size, 0u);
     EXPECT_EQ(query_module(null.handle, 99, &size, &value), 0x40028D01u);
     EXPECT_EQ(describe_output(null.handle, output), success);
-    EXPECT_EQ(output.type, 22u);
-    EXPECT_EQ(get_region(null.handle, 0, 0, 0, &wanted), 0x4002E201u);
-    EXPECT_EQ(set_value(null.handle, 355, u32{0}), 0x4002A501u);
+    EXPECT_EQ(output.type, u32{type_unspecified});
+    EXPECT_EQ(get_region(null.handle, 0, 0, 0, &requested), 0x4002E201u);
+    EXPECT_EQ(set_value(null.handle, id_component, u32{0}), 0x4002A501u);
     EXPECT_EQ(set_value(null.handle, id_source, u32{0}), 0x4002AB01u);
     EXPECT_EQ(set_source(null.handle, {1, 2, 3, nullptr, nullptr}), 0x4002AE01u);
     EXPECT_EQ(set_value(null.handle, id_next_component, u32{1}), success);
 
     byte_source source = {{1, 2, 3, 4, 5, 6}, type_bytes, 3, 2};
     ASSERT_EQ(set_source(null.handle, source.description()), success);
-    wanted = {1, 1, nullptr, 0};
-    ASSERT_EQ(get_region(null.handle, 0, 1, 1, &wanted), success);
-    EXPECT_EQ(*wanted.data, 5);
-    const scoped_module passage(null_id, null.handle);
-    ASSERT_EQ(describe_output(passage.handle, output), success);
+    requested = {1, 1, nullptr, 0};
+    ASSERT_EQ(get_region(null.handle, 0, 1, 1, &requested), success);
+    EXPECT_EQ(*requested.data, 5);
+    const scoped_module pass_through(null_id, null.handle);
+    ASSERT_EQ(describe_output(pass_through.handle, output), success);
     EXPECT_EQ(output.width, 3u);
 }
 
-TEST(wavelet_modules, run_loop_asks_for_blocks_of_rows) {
+TEST(WaveletModule, RunLoopRequestsBlocksRowByRow) {
     byte_source source = {bytes(1000 * 40), type_bytes, 1000, 40};
     std::generate(source.content.begin(), source.content.end(), noise);
     const scoped_module null(null_id);
@@ -139,13 +144,13 @@ TEST(wavelet_modules, run_loop_asks_for_blocks_of_rows) {
     EXPECT_EQ(all.blocks.size(), 1u) << "a failing sink ends the run";
 }
 
-TEST(wavelet_modules, codec_maps_the_quality_and_refuses_bad_modes) {
+TEST(WaveletModule, CodecMapsQualityAndRejectsInvalidModes) {
     for (const u32 mode : {4u, 1000u})
         EXPECT_EQ(scoped_module(codec_id, mode).status, 0x4000B001u);
-    module_handle place = nullptr;
+    module_handle handle = nullptr;
     const u16 half = 0;
-    EXPECT_EQ(create_module(&place, codec_id, 2, &half, nullptr), 0x4000A401u);
-    EXPECT_EQ(create_module(&place, codec_id, 4, nullptr, nullptr), 0x40009E01u);
+    EXPECT_EQ(create_module(&handle, codec_id, 2, &half, nullptr), 0x4000A401u);
+    EXPECT_EQ(create_module(&handle, codec_id, 4, nullptr, nullptr), 0x40009E01u);
     u32 quality = 0;
     u32 size = 4;
     const scoped_module compressor(codec_id, 1u);
@@ -159,7 +164,7 @@ TEST(wavelet_modules, codec_maps_the_quality_and_refuses_bad_modes) {
     size = 3;
     EXPECT_EQ(query_module(compressor.handle, id_quality, &size, &quality), 0x4001B101u);
 
-    // What the quality becomes shows in the steps of the settings block.
+    // The control appears in the steps of the settings block.
     byte_source source = {bytes(64 * 64), type_bytes, 64, 64};
     ASSERT_EQ(set_source(compressor.handle, source.description()), success);
     const std::pair<u32, i16> controls[] = {{0, -384}, {1, -380}, {50, -192}, {100, 0},
@@ -181,7 +186,7 @@ TEST(wavelet_modules, codec_maps_the_quality_and_refuses_bad_modes) {
     }
 }
 
-TEST(wavelet_modules, level_shifter_converts_between_sample_types) {
+TEST(WaveletModule, LevelShifterConvertsSampleTypes) {
     const std::vector<i32> signed_8 = {-128, -1, 0, 1, 127};
     const std::vector<i32> unsigned_8 = {0, 127, 128, 129, 255};
     const std::vector<i32> signed_16 = {-32768, -129, -1, 0, 127, 255, 256, 32767};
@@ -190,27 +195,35 @@ TEST(wavelet_modules, level_shifter_converts_between_sample_types) {
         std::vector<i32> in, out;
     };
     const pair pairs[] = {
-        {0, 1, signed_8, {0, 127, 128, 129, 255}},
-        {1, 0, unsigned_8, {-128, -1, 0, 1, 127}},
-        {0, 2, signed_8, signed_8},
-        {0, 3, signed_8, {32640, 32767, 32768, 32769, 32895}},
-        {0, 23, signed_8, {-8192, -64, 0, 64, 8128}},
-        {1, 2, unsigned_8, {-128, -1, 0, 1, 127}},
-        {1, 3, unsigned_8, unsigned_8},
-        {1, 23, unsigned_8, {-8192, -64, 0, 64, 8128}},
-        {2, 0, signed_16, {-128, -128, -1, 0, 127, 127, 127, 127}},
-        {2, 1, signed_16, {0, 0, 127, 128, 255, 255, 255, 255}},
-        {2, 3, signed_16, {0, 32639, 32767, 32768, 32895, 33023, 33024, 65535}},
-        {3, 2, {0, 32767, 32768, 65535}, {-32768, -1, 0, 32767}},
-        {3, 0, {0, 32767, 32768, 65535}, {-128, -1, 0, 127}},
-        {3, 1, {0, 254, 255, 256, 65535}, {0, 254, 255, 255, 255}},
-        {23, 1, {-32768, -33, -32, 0, 31, 32, 8128}, {0, 127, 128, 128, 128, 129, 255}},
-        {23, 0, {-32768, -8192, 0, 8128}, {-128, 0, 127, 127}},
-        {1, 1, unsigned_8, unsigned_8},
-        {22, 1, unsigned_8, unsigned_8},
-        {1, 22, unsigned_8, unsigned_8},
+        {type_signed_8, type_bytes, signed_8, {0, 127, 128, 129, 255}},
+        {type_bytes, type_signed_8, unsigned_8, {-128, -1, 0, 1, 127}},
+        {type_signed_8, type_signed_16, signed_8, signed_8},
+        {type_signed_8, type_unsigned_16, signed_8, {32640, 32767, 32768, 32769, 32895}},
+        {type_signed_8, type_wavelet, signed_8, {-8192, -64, 0, 64, 8128}},
+        {type_bytes, type_signed_16, unsigned_8, {-128, -1, 0, 1, 127}},
+        {type_bytes, type_unsigned_16, unsigned_8, unsigned_8},
+        {type_bytes, type_wavelet, unsigned_8, {-8192, -64, 0, 64, 8128}},
+        {type_signed_16, type_signed_8, signed_16, {-128, -128, -1, 0, 127, 127, 127, 127}},
+        {type_signed_16, type_bytes, signed_16, {0, 0, 127, 128, 255, 255, 255, 255}},
+        {type_signed_16,
+         type_unsigned_16,
+         signed_16,
+         {0, 32639, 32767, 32768, 32895, 33023, 33024, 65535}},
+        {type_unsigned_16, type_signed_16, {0, 32767, 32768, 65535}, {-32768, -1, 0, 32767}},
+        {type_unsigned_16, type_signed_8, {0, 32767, 32768, 65535}, {-128, -1, 0, 127}},
+        {type_unsigned_16, type_bytes, {0, 254, 255, 256, 65535}, {0, 254, 255, 255, 255}},
+        {type_wavelet,
+         type_bytes,
+         {-32768, -33, -32, 0, 31, 32, 8128},
+         {0, 127, 128, 128, 128, 129, 255}},
+        {type_wavelet, type_signed_8, {-32768, -8192, 0, 8128}, {-128, 0, 127, 127}},
+        {type_bytes, type_bytes, unsigned_8, unsigned_8},
+        {type_unspecified, type_bytes, unsigned_8, unsigned_8},
+        {type_bytes, type_unspecified, unsigned_8, unsigned_8},
     };
-    const auto wide = [](u32 type) { return type == 2 || type == 3 || type == 23; };
+    const auto wide = [](u32 type) {
+        return type == type_signed_16 || type == type_unsigned_16 || type == type_wavelet;
+    };
     for (const pair &row : pairs) {
         SCOPED_TRACE(text_of(row.from, row.to));
         byte_source source = {{}, row.from, static_cast<u32>(row.in.size()), 1};
@@ -221,28 +234,31 @@ TEST(wavelet_modules, level_shifter_converts_between_sample_types) {
         }
         const scoped_module shifter(level_shifter_id, row.to);
         ASSERT_EQ(set_source(shifter.handle, source.description()), success);
-        region wanted = {source.width, 1, nullptr, 0};
-        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &wanted), success);
+        region requested = {source.width, 1, nullptr, 0};
+        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &requested), success);
         for (std::size_t i = 0; i < row.out.size(); ++i) {
-            const u32 target = row.to == 22 ? row.from : row.to;
-            const u16 word =
-                wide(target) ? load<u16>(wanted.data + 2 * i, endian::little) : wanted.data[i];
-            EXPECT_EQ(word, static_cast<u16>(wide(target) ? row.out[i] : row.out[i] & 0xFF)) << i;
+            const u32 target = row.to == type_unspecified ? row.from : row.to;
+            const u16 sample = wide(target) ? load<u16>(requested.data + 2 * i, endian::little)
+                                            : requested.data[i];
+            EXPECT_EQ(sample, static_cast<u16>(wide(target) ? row.out[i] : row.out[i] & 0xFF)) << i;
         }
-        release_region(shifter.handle, wanted.data);
+        release_region(shifter.handle, requested.data);
     }
-    for (const auto &[from, to] : {std::pair<u32, u32>{2, 23}, {3, 23}, {23, 2}, {20, 1}}) {
+    for (const auto &[from, to] : {std::pair<u32, u32>{type_signed_16, type_wavelet},
+                                   {type_unsigned_16, type_wavelet},
+                                   {type_wavelet, type_signed_16},
+                                   {type_yuv422, type_bytes}}) {
         byte_source source = {bytes(16), from, 4, 1};
         const scoped_module shifter(level_shifter_id, to);
         ASSERT_EQ(set_source(shifter.handle, source.description()), success);
-        region wanted = {4, 1, nullptr, 0};
-        const u32 status = get_region(shifter.handle, 0, 0, 0, &wanted);
+        region requested = {4, 1, nullptr, 0};
+        const u32 status = get_region(shifter.handle, 0, 0, 0, &requested);
         EXPECT_EQ(status & 0x400000FFu, 0x40000002u);
     }
     EXPECT_TRUE(failed(scoped_module(level_shifter_id, 4u).status));
 }
 
-TEST(wavelet_modules, level_shifter_takes_one_component_of_yuv) {
+TEST(WaveletModule, LevelShifterExtractsYuvComponents) {
     byte_source source = {{10, 20, 30, 40, 11, 21, 31, 41}, type_yuv422, 4, 1};
     const scoped_module shifter(level_shifter_id, u32{type_wavelet});
     ASSERT_EQ(set_source(shifter.handle, source.description()), success);
@@ -253,16 +269,16 @@ TEST(wavelet_modules, level_shifter_takes_one_component_of_yuv) {
         ASSERT_EQ(describe_output(shifter.handle, output), success);
         EXPECT_EQ(output.type, u32{type_wavelet});
         ASSERT_EQ(output.width, samples[component].size());
-        region wanted = {output.width, 1, nullptr, 0};
-        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &wanted), success);
+        region requested = {output.width, 1, nullptr, 0};
+        ASSERT_EQ(get_region(shifter.handle, 0, 0, 0, &requested), success);
         for (std::size_t i = 0; i < output.width; ++i)
-            EXPECT_EQ(static_cast<i16>(load<u16>(wanted.data + 2 * i, endian::little)),
+            EXPECT_EQ(static_cast<i16>(load<u16>(requested.data + 2 * i, endian::little)),
                       (samples[component][i] - 128) * 64);
     }
     EXPECT_TRUE(failed(set_value(shifter.handle, id_component, u32{3})));
 }
 
-TEST(wavelet_modules, output_types_become_pixel_formats) {
+TEST(WaveletModule, MapsOutputTypesToPixelFormats) {
     const u16 rows[][3] = {
         {1, VIQ_Y8, 8},       {2, VIQ_WORK103, 16}, {3, VIQ_Y16, 16},    {4, VIQ_JPEG_WORK100, 32},
         {10, VIQ_RGB15, 16},  {11, VIQ_RGB16, 16},  {12, VIQ_RGB24, 24}, {13, VIQ_RGB8, 8},
@@ -282,37 +298,37 @@ TEST(wavelet_modules, output_types_become_pixel_formats) {
     EXPECT_EQ(target->lines_per_strip, 1u);
 }
 
-TEST(wavelet_modules, settings_of_the_quantiser_are_checked) {
-    const auto give = [](bytes settings) {
+TEST(WaveletModule, QuantiserRejectsInvalidSettings) {
+    const auto set = [](bytes settings) {
         const scoped_module quantiser(quantiser_id, 1u);
         return set_module(quantiser.handle, id_settings, static_cast<u32>(settings.size()),
                           settings.data());
     };
-    const bytes sound = {5, 0, 0, 0, 1, 0, 1, 0, 64, 0, 0, 0};
+    const bytes valid = {5, 0, 0, 0, 1, 0, 1, 0, 64, 0, 0, 0};
     const auto changed = [&](std::size_t at, u8 value) {
-        bytes result = sound;
+        bytes result = valid;
         result[at] = value;
         return result;
     };
-    EXPECT_EQ(give(sound), success);
-    EXPECT_TRUE(failed(give(bytes(sound.begin(), sound.end() - 1))));
-    EXPECT_TRUE(failed(give(changed(0, 6))));
-    EXPECT_EQ(give(changed(4, 2)), 0x40039F01u);
-    EXPECT_TRUE(failed(give(changed(6, 2)))) << "more subbands than the block holds";
+    EXPECT_EQ(set(valid), success);
+    EXPECT_TRUE(failed(set(bytes(valid.begin(), valid.end() - 1))));
+    EXPECT_TRUE(failed(set(changed(0, 6))));
+    EXPECT_EQ(set(changed(4, 2)), 0x40039F01u);
+    EXPECT_TRUE(failed(set(changed(6, 2)))) << "more subbands than the block holds";
 }
 
-TEST(wavelet_modules, numbers_in_the_stream_come_back) {
-    for (const u32 number : {0u, 1u, 127u, 128u, 16383u, 16384u, 1u << 28, 0xFFFFFFFFu}) {
+TEST(WaveletModule, VarintsRoundTrip) {
+    for (const u32 value : {0u, 1u, 127u, 128u, 16383u, 16384u, 1u << 28, 0xFFFFFFFFu}) {
         u8 stored[8];
-        const u8 *end = store_number(stored, number);
-        EXPECT_EQ(static_cast<u32>(end - stored), number_size(number));
-        stream_source stream = {stored, number_size(number), 0};
+        const u8 *end = store_varint(stored, value);
+        EXPECT_EQ(static_cast<u32>(end - stored), varint_size(value));
+        stream_source stream = {stored, varint_size(value), 0};
         u32 found = 0;
-        EXPECT_TRUE(take_number(stream, found));
-        EXPECT_EQ(found, number);
+        EXPECT_TRUE(read_varint(stream, found));
+        EXPECT_EQ(found, value);
         EXPECT_TRUE(stream.at_end());
-        stream = {stored, number_size(number) - 1, 0};
-        EXPECT_FALSE(take_number(stream, found)) << "cut";
+        stream = {stored, varint_size(value) - 1, 0};
+        EXPECT_FALSE(read_varint(stream, found)) << "truncated";
     }
 }
 

@@ -1,4 +1,4 @@
-// What the tests of codec modules share: modules that end with their scope, and sources of bytes.
+// Shared by the tests of codec modules: scoped modules and sources of bytes.
 #pragma once
 
 #include "wavelet/framework/module.h"
@@ -7,7 +7,7 @@
 
 namespace viq {
 
-// A module for the length of a scope.
+// A module that is destroyed at the end of its scope.
 struct scoped_module {
     module_handle handle = nullptr;
     u32 status;
@@ -28,17 +28,17 @@ template <class Value> u32 set_value(module_handle handle, u32 id, Value value) 
     return set_module(handle, id, sizeof value, &value);
 }
 
-// Bytes that a module takes as its source; lines without padding.
+// A source of bytes for a module; lines have no padding.
 struct byte_source {
     bytes content;
     u32 type, width, height;
 
     source_description description() { return {type, width, height, read, this}; }
-    static u32 read(void *context, u32 x, u32 y, region &wanted) {
+    static u32 read(void *context, u32 x, u32 y, region &requested) {
         const auto &source = *static_cast<byte_source *>(context);
         const u32 pixel = source.type == type_bytes || source.type == type_signed_8 ? 1 : 2;
-        wanted.stride = source.width * pixel;
-        wanted.data = source.content.data() + std::size_t{y} * wanted.stride + x * pixel;
+        requested.stride = source.width * pixel;
+        requested.data = source.content.data() + std::size_t{y} * requested.stride + x * pixel;
         return success;
     }
 };

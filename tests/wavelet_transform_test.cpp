@@ -1,6 +1,6 @@
-// The transform against the plain formulas, the layout of the subbands, the quantiser.
+// The transform compared with the formulas, the layout of the subbands, the quantiser.
 #include "tests/support.h"
-#include "wavelet/stages/cascade.h"
+#include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {
@@ -17,8 +17,8 @@ i16 saturated(i64 value) {
     return static_cast<i16>(std::clamp<i64>(value, -32768, 32767));
 }
 
-// Place of sample i of a line in its filtered form.
-std::size_t split_place(std::size_t i, std::size_t length) {
+// Index of sample i of a line after filtering: low half, then high half.
+std::size_t filtered_index(std::size_t i, std::size_t length) {
     return i / 2 + (i % 2 != 0 ? (length + 1) / 2 : 0);
 }
 
@@ -31,7 +31,7 @@ void lift(samples &x, i64 step, i64 constant, i64 sign) {
         x[static_cast<std::size_t>(i)] += sign * product(at(i - 1) + at(i + 1), constant);
 }
 
-// The lifting steps of one line in wide integers, mirrored at the ends.
+// The lifting steps of one line in 64-bit integers, mirrored at the ends.
 samples filtered(const samples &line) {
     samples x = line;
     const i64 constants[] = {-25987, -868, 14466, 7266};
@@ -39,14 +39,14 @@ samples filtered(const samples &line) {
         lift(x, step + 1, constants[step], 1);
     samples result(x.size());
     for (std::size_t i = 0; i < x.size(); ++i)
-        result[split_place(i, x.size())] = saturated(product(x[i], i % 2 == 0 ? 13318 : -20155));
+        result[filtered_index(i, x.size())] = saturated(product(x[i], i % 2 == 0 ? 13318 : -20155));
     return result;
 }
 
 samples restored(const samples &line) {
     samples x(line.size());
     for (std::size_t i = 0; i < x.size(); ++i)
-        x[i] = product(line[split_place(i, x.size())], i % 2 == 0 ? 20155 : -13318);
+        x[i] = product(line[filtered_index(i, x.size())], i % 2 == 0 ? 20155 : -13318);
     const i64 constants[] = {7266, 14466, -868, -25987};
     for (i64 step = 0; step < 4; ++step) {
         if (step == 3)
@@ -60,7 +60,7 @@ samples restored(const samples &line) {
 
 struct component {
     u32 width, height, levels;
-    std::vector<i16> places;
+    std::vector<i16> values;
     bool operator==(const component &) const = default;
 };
 
@@ -68,7 +68,7 @@ template <class Filter>
 void filter_lines(component &all, u32 count, u32 length, std::size_t across, std::size_t along,
                   Filter filter) {
     for (u32 line = 0; line < count; ++line) {
-        i16 *first = &all.places[line * across];
+        i16 *first = &all.values[line * across];
         samples x(length);
         for (u32 i = 0; i < length; ++i)
             x[i] = first[i * along];
@@ -94,43 +94,43 @@ component reference(component all, bool inverse) {
 
 component transformed(const component &all) {
     component result = all;
-    result.places.resize(all.places.size() + coefficient_spare);
-    cascade levels;
-    EXPECT_TRUE(begin_forward(levels, {result.places.data(), all.width, all.width, all.height},
+    result.values.resize(all.values.size() + coefficient_padding);
+    line_based_dwt levels;
+    EXPECT_TRUE(begin_forward(levels, {result.values.data(), all.width, all.width, all.height},
                               all.levels));
     for (u32 y = 0; y < all.height;) {
         const u32 count = std::min(all.height - y, 1u + (noise() > 20 ? 1 : 0));
-        const i16 *const lines[2] = {&all.places[std::size_t{y} * all.width],
-                                     &all.places[std::size_t{y + count - 1} * all.width]};
-        take_lines(levels, lines, count);
+        const i16 *const lines[2] = {&all.values[std::size_t{y} * all.width],
+                                     &all.values[std::size_t{y + count - 1} * all.width]};
+        push_lines(levels, lines, count);
         y += count;
     }
-    result.places.resize(all.places.size());
+    result.values.resize(all.values.size());
     return result;
 }
 
 component transformed_back(const component &all) {
     component source = all;
-    source.places.resize(all.places.size() + coefficient_spare);
+    source.values.resize(all.values.size() + coefficient_padding);
     component result = all;
-    cascade levels;
-    EXPECT_TRUE(begin_inverse(levels, {source.places.data(), all.width, all.width, all.height},
+    line_based_dwt levels;
+    EXPECT_TRUE(begin_inverse(levels, {source.values.data(), all.width, all.width, all.height},
                               all.levels));
     const auto take = [&](u32 y) {
-        const line_strip strip = lines_from(levels, y);
+        const line_strip strip = pull_lines(levels, y);
         for (u32 i = 0; i < strip.lines; ++i)
-            std::copy_n(strip.first + i * strip.pitch, all.width,
-                        &result.places[std::size_t{y + i} * all.width]);
+            std::copy_n(strip.first + i * strip.stride, all.width,
+                        &result.values[std::size_t{y + i} * all.width]);
         return strip.lines;
     };
     for (u32 y = 0; y < all.height;)
         y += take(y);
-    take(all.height / 2); // once more, from the beginning
+    take(all.height / 2); // restarts the transform
     return result;
 }
 
-// Besides noise: what leaves 16 bits on the way, all over, along lines or columns, or here and
-// there.
+// Noise, and contents whose intermediate values exceed 16 bits everywhere, in lines, in columns or
+// at single samples.
 enum class content { photo, stripes, bars, white, specks, extremes };
 
 i16 sample(content kind, u32 x, u32 y) {
@@ -158,20 +158,20 @@ component random_component(content kind, u32 width, u32 height) {
     component all = {width, height, (count_subbands(width, height, 6) - 1) / 3, {}};
     for (u32 y = 0; y < height; ++y)
         for (u32 x = 0; x < width; ++x)
-            all.places.push_back(sample(kind, x, y));
+            all.values.push_back(sample(kind, x, y));
     return all;
 }
 
 } // namespace
 
-class wavelet_kernels_test : public every_set {};
-WITH_EVERY_SET(wavelet_kernels_test);
+class WaveletKernels : public every_set {};
+WITH_EVERY_SET(WaveletKernels);
 
-TEST_P(wavelet_kernels_test, levels_follow_the_lifting_formulas) {
+TEST_P(WaveletKernels, LevelsMatchTheLiftingFormulas) {
     std::vector<std::pair<u32, u32>> sizes = {{301, 67}, {40, 290}, {523, 9}};
-    for (u32 side = shortest_line; side <= 70; ++side) {
-        sizes.push_back({side, shortest_line + side * 7 % 60});
-        sizes.push_back({shortest_line + side * 11 % 60, side});
+    for (u32 side = min_line_length; side <= 70; ++side) {
+        sizes.push_back({side, min_line_length + side * 7 % 60});
+        sizes.push_back({min_line_length + side * 11 % 60, side});
     }
     for (const content kind : contents)
         for (const auto &[width, height] : sizes) {
@@ -183,15 +183,15 @@ TEST_P(wavelet_kernels_test, levels_follow_the_lifting_formulas) {
             ASSERT_EQ(back, reference(coefficients, true));
             ASSERT_EQ(transformed_back(source), reference(source, true)) << "as coefficients";
             const auto [lowest, highest] =
-                std::minmax_element(coefficients.places.begin(), coefficients.places.end());
+                std::minmax_element(coefficients.values.begin(), coefficients.values.end());
             if (*lowest == -32768 || *highest == 32767)
-                continue; // saturated: not to be undone
-            for (std::size_t i = 0; i < back.places.size(); ++i)
-                ASSERT_NEAR(back.places[i], source.places[i], 32 * source.levels) << i;
+                continue; // saturated coefficients are not invertible
+            for (std::size_t i = 0; i < back.values.size(); ++i)
+                ASSERT_NEAR(back.values[i], source.values[i], 32 * source.levels) << i;
         }
 }
 
-TEST_P(wavelet_kernels_test, bytes_become_samples_and_come_back) {
+TEST_P(WaveletKernels, ConvertsBytesToSamplesAndBack) {
     const wavelet_kernels &kernels = current_wavelet_kernels();
     for (const u32 step : {1u, 2u, 4u})
         for (u32 count = 0; count < 70; ++count) {
@@ -212,7 +212,7 @@ TEST_P(wavelet_kernels_test, bytes_become_samples_and_come_back) {
         }
 }
 
-TEST_P(wavelet_kernels_test, quantiser_rounds_down_and_restores_the_middle) {
+TEST_P(WaveletKernels, QuantisesDownAndReconstructsTheMiddle) {
     const wavelet_kernels &kernels = current_wavelet_kernels();
     std::vector<i16> all(65536), values(65536), back(65536);
     for (u32 i = 0; i < 65536; ++i)
@@ -234,7 +234,7 @@ TEST_P(wavelet_kernels_test, quantiser_rounds_down_and_restores_the_middle) {
     }
 }
 
-TEST(wavelet_subbands, counts_stop_at_short_sides) {
+TEST(WaveletSubbands, ShortSidesLimitTheLevels) {
     EXPECT_EQ(count_subbands(8, 8, 6), 4u);
     EXPECT_EQ(count_subbands(640, 480, 6), 19u);
     EXPECT_EQ(count_subbands(640, 480, 32), 22u);
@@ -242,7 +242,7 @@ TEST(wavelet_subbands, counts_stop_at_short_sides) {
     EXPECT_EQ(count_subbands(1, 1, 1), 1u);
 }
 
-TEST(wavelet_subbands, bands_tile_the_component) {
+TEST(WaveletSubbands, BandsTileTheComponent) {
     for (const auto &[width, height, levels] :
          {std::array<u32, 3>{640, 480, 6}, {5, 5, 1}, {33, 7, 4}, {1, 9, 3}, {101, 67, 32}}) {
         const u32 subbands = count_subbands(width, height, levels);
@@ -263,13 +263,13 @@ TEST(wavelet_subbands, bands_tile_the_component) {
     EXPECT_EQ(second.height, 8u);
 }
 
-TEST(wavelet_subbands, steps_follow_the_control) {
+TEST(WaveletSubbands, StepsFollowTheControl) {
     for (u32 band = 0; band < 19; ++band) {
         EXPECT_EQ(quantiser_step(0, 0, band, 19), band == 0 ? 64u : band % 3 == 0 ? 256u : 128u);
         EXPECT_EQ(quantiser_step(192, 0, band, 19), 8u);
         EXPECT_EQ(quantiser_step(192, 2, band, 19), 8u) << "no component is coarser here";
     }
-    // The finest bands are given up first, colour before luminance; the lowest band never.
+    // The finest bands are dropped first, chroma before luminance; the lowest band is always coded.
     EXPECT_EQ(quantiser_step(-384, 0, 18, 19), 0u);
     EXPECT_EQ(quantiser_step(-384, 0, 0, 19), 64u);
     for (u32 band = 1; band < 19; ++band)
@@ -278,7 +278,7 @@ TEST(wavelet_subbands, steps_follow_the_control) {
                 const u32 lower = quantiser_step(control, component, band, 19);
                 const u32 higher =
                     quantiser_step(static_cast<i16>(control + 10), component, band, 19);
-                // 0 stands for a step beyond all others
+                // Step 0 (not coded) compares as the coarsest.
                 ASSERT_LE(higher - 1, lower - 1) << band << ' ' << control << ' ' << component;
                 if (component != 0) {
                     ASSERT_GE(lower - 1, quantiser_step(control, 0, band, 19) - 1);

@@ -1,9 +1,11 @@
-// Compression of an image into a wavelet image.
+// Compression of an image to a wavelet image. The compressor chain runs once for each component and
+// appends to the stream of the record. The settings that the decompressor needs are gathered from
+// the chain when the parameters or the shape of the source have changed.
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "wavelet/codec/adapters.h"
-#include "wavelet/codec/record.h"
+#include "wavelet/codec/image_adapters.h"
+#include "wavelet/codec/wavelet_record.h"
 
 using namespace viq;
 
@@ -25,7 +27,7 @@ u32 set_component(const wavelet_record &record, u32 component) {
 u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
     const u32 mode = low_word(dwMode);
     wavelet_record *record = nullptr;
-    u32 code = open_record(name, hWvlt, record);
+    u32 code = open_wavelet_record(name, hWvlt, record);
     if (!is_error(code))
         code = check_image(name, hInImage);
     if (!is_error(code))
@@ -62,7 +64,7 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
     output_description output = {};
     u32 status = describe_output(record->compressor_chain, output);
     if (failed(status))
-        return report_status(name, status, "No image info");
+        return report_module_status(name, status, "No image info");
     code = describe_image(target, output);
     if (is_error(code))
         return code;
@@ -71,7 +73,8 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
         record->stream.clear();
         record->stream_length = 0;
         target.bytes_per_line = target.height = target.width = 0;
-        return is_error(code) ? code : report_status(name, status, "Wavelet compressor failed");
+        return is_error(code) ? code
+                              : report_module_status(name, status, "Wavelet compressor failed");
     }
     record->components = components;
     if (target.height != 0)
@@ -83,10 +86,9 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
 namespace {
 
 u32 make_chains(wavelet_record &record) {
-    const u32 codec_mode = record.coding_type;
+    const u32 mode = compress_huffman + record.coding_type;
     const u32 stream_type = type_bytes;
-    u32 status =
-        create_module(&record.compressor_codec, codec_id, sizeof codec_mode, &codec_mode, nullptr);
+    u32 status = create_module(&record.compressor_codec, codec_id, sizeof mode, &mode, nullptr);
     if (!failed(status))
         status = create_module(&record.compressor_chain, level_shifter_id, sizeof stream_type,
                                &stream_type, record.compressor_codec);
@@ -136,7 +138,7 @@ u32 push_settings(wavelet_record &record, const tVIQ_Image &source) {
         const u32 status =
             set_module(record.compressor_chain, id_quality, sizeof record.quality, &record.quality);
         if (failed(status))
-            return report_status(name, status, "Wavelet compressor failed");
+            return report_module_status(name, status, "Wavelet compressor failed");
         record.settings_changed = false;
         record.gathered_width = source.width;
         record.gathered_height = source.height;
@@ -174,7 +176,7 @@ u32 run_components(wavelet_record &record, tVIQ_Image &target, u16 components, u
     }
     try {
         record.stream.shrink_to_fit();
-    } catch (...) { // the larger buffer serves as well
+    } catch (...) { // The larger buffer is kept.
     }
     return success;
 }

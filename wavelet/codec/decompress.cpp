@@ -1,11 +1,12 @@
-// Decompression of a wavelet image.
+// Decompression of a wavelet image. The decompressor chain is loaded with the settings of each
+// component and run on the component's part of the stream.
 #include <algorithm>
 
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "wavelet/codec/adapters.h"
-#include "wavelet/codec/record.h"
+#include "wavelet/codec/image_adapters.h"
+#include "wavelet/codec/wavelet_record.h"
 
 using namespace viq;
 
@@ -13,8 +14,9 @@ namespace {
 
 constexpr const char *name = "VIQ_WVLT_decompress";
 
-// A compressor spends at least a byte on so many pixels, so that no stream claims more.
-constexpr u64 most_pixels_per_byte = 65536;
+// The compressor writes at least one byte for this many pixels; a stream that claims more is
+// rejected.
+constexpr u64 max_pixels_per_byte = 65536;
 
 u32 make_chain(wavelet_record &record);
 void release_chain(wavelet_record &record);
@@ -29,7 +31,7 @@ u32 report_unsupported() {
     return report(name, VIQ_ERR_UNSUPPORTED, "Unsupported source image type");
 }
 
-// A released chain is no instance any more.
+// Null after the chain has been released.
 module_handle chain_of(const wavelet_record &record) {
     return record.decompressor_released ? nullptr : record.decompressor_chain;
 }
@@ -43,7 +45,7 @@ bool is_colour(const wavelet_record &record) {
 u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
     const u32 mode = low_word(dwMode);
     wavelet_record *record = nullptr;
-    u32 code = open_record(name, hWvlt, record);
+    u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
         return code;
     tVIQ_Image &in = *find_image(hWvlt);
@@ -78,7 +80,8 @@ u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
     if (is_error(code) || failed(status)) {
         VIQ_image_free_data(hOutImage);
         out.bytes_per_line = out.height = out.width = 0;
-        return is_error(code) ? code : report_status(name, status, "Wavelet decompressor failed");
+        return is_error(code) ? code
+                              : report_module_status(name, status, "Wavelet decompressor failed");
     }
     return check_image(name, hOutImage);
 }
@@ -86,14 +89,14 @@ u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
 namespace {
 
 u32 make_chain(wavelet_record &record) {
-    const u32 codec_mode = 2 + record.coding_type;
-    const u32 status = create_module(&record.decompressor_chain, codec_id, sizeof codec_mode,
-                                     &codec_mode, nullptr);
+    const u32 mode = decompress_huffman + record.coding_type;
+    const u32 status =
+        create_module(&record.decompressor_chain, codec_id, sizeof mode, &mode, nullptr);
     return failed(status) ? report(name, VIQ_ERR_MEMORY, "") : success;
 }
 
-// The handle of the destroyed chain stays, known as released. The compressor chain is given up as
-// well, so that the next compression makes a fresh one.
+// Keeps the handle of the destroyed chain and marks it as released, so that later decompressions
+// fail. The compressor chain is destroyed too; the next compression creates another one.
 void release_chain(wavelet_record &record) {
     if (!record.decompressor_released)
         destroy_module(record.decompressor_chain);
@@ -117,13 +120,13 @@ u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage) {
     output_description output = {};
     const u32 status = describe_output(chain_of(record), output);
     if (failed(status))
-        return report_status(name, status, "No image info");
+        return report_module_status(name, status, "No image info");
     const bool grey = record.source_format == VIQ_Y8;
     if (!grey && !is_colour(record))
         return report_unsupported();
     const u64 bytes = std::min(record.component_bytes[0], record.stream_length);
     if (record.components != (grey ? 1 : 3) || (!grey && output.width % 2 != 0) ||
-        u64{output.width} * output.height > bytes * most_pixels_per_byte)
+        u64{output.width} * output.height > bytes * max_pixels_per_byte)
         return report_corrupt();
     u32 code = describe_image(out, output);
     if (is_error(code))
@@ -136,7 +139,7 @@ u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage) {
     return renew_strip(hOutImage);
 }
 
-// A component's settings, and a check that its samples fit the picture.
+// Loads the settings of a chroma component and checks that its size matches the image.
 u32 begin_component(wavelet_record &record, const tVIQ_Image &out, u32 component, u32 &status) {
     const u32 next = component;
     status = set_module(chain_of(record), id_next_component, sizeof next, &next);
@@ -152,7 +155,7 @@ u32 begin_component(wavelet_record &record, const tVIQ_Image &out, u32 component
 }
 
 u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status) {
-    constexpr u32 first_byte[most_components] = {0, 1, 3};
+    constexpr u32 first_byte[max_components] = {0, 1, 3}; // in a line of YUV 4:2:2
     const u32 stored = record.stream_length;
     const run_request request = {out.width, 0, write_component, &out}; // whole lines
     u32 code = success;

@@ -1,24 +1,33 @@
-// "DWT codec": the composite that makes the chains of the compressor and of the decompressor, and
-// maps the quality factor to the control of the quantiser.
+// "DWT codec": the composite module that creates the stages of the compressor or decompressor
+// chain, and maps the quality factor to the step control of the quantiser. Data flows from the
+// upstream end to the head:
+//
+//   compressor:    level shifter, transform, quantiser, serialiser, frame streaming, Huffman codec
+//   decompressor:  Huffman codec, frame streaming, serialiser, quantiser, transform, level shifter
+//
+// The chains of entropy coder type 1 (rANS) have no Huffman codec. Queries, settings and regions
+// are passed to the head.
 #include <array>
 
-#include "wavelet/framework/link.h"
+#include "wavelet/framework/module_support.h"
 
 namespace viq {
 
 namespace {
 
-enum codec_mode : u32 { compress_huffman, compress_small, decompress_huffman, decompress_small };
-
-constexpr u32 most_stages = 6;
+constexpr u32 max_stages = 6;
 
 struct codec_data {
     module_handle head = nullptr;
-    std::array<module_handle, most_stages> stages = {};
+    std::array<module_handle, max_stages> stages = {};
     u32 mode = 0;
     u32 quality = 0;
     module_handle quantiser = nullptr;
 };
+
+// The stages except the level shifters are configured with a direction.
+constexpr u32 forward = 0;
+constexpr u32 inverse = 1;
 
 struct chain_stage {
     u32 id;
@@ -27,48 +36,50 @@ struct chain_stage {
 
 struct chain {
     u32 count;
-    chain_stage stages[most_stages];
+    chain_stage stages[max_stages];
 };
 
-// From the upstream end on.
+// Indexed by codec_mode; the stages from the upstream end to the head.
 constexpr chain chains[] = {
     {6,
      {{level_shifter_id, type_wavelet},
-      {transform_id, 0},
-      {quantiser_id, 0},
-      {serialiser_id, 0},
-      {streaming_id, 0},
-      {huffman_id, 0}}},
+      {transform_id, forward},
+      {quantiser_id, forward},
+      {serialiser_id, forward},
+      {streaming_id, forward},
+      {huffman_id, forward}}},
     {5,
      {{level_shifter_id, type_wavelet},
-      {transform_id, 0},
-      {quantiser_id, 0},
-      {serialiser_id, 0},
-      {streaming_id, 0}}},
+      {transform_id, forward},
+      {quantiser_id, forward},
+      {serialiser_id, forward},
+      {streaming_id, forward}}},
     {6,
-     {{huffman_id, 1},
-      {streaming_id, 1},
-      {serialiser_id, 1},
-      {quantiser_id, 1},
-      {transform_id, 1},
+     {{huffman_id, inverse},
+      {streaming_id, inverse},
+      {serialiser_id, inverse},
+      {quantiser_id, inverse},
+      {transform_id, inverse},
       {level_shifter_id, type_bytes}}},
     {5,
-     {{streaming_id, 1},
-      {serialiser_id, 1},
-      {quantiser_id, 1},
-      {transform_id, 1},
+     {{streaming_id, inverse},
+      {serialiser_id, inverse},
+      {quantiser_id, inverse},
+      {transform_id, inverse},
       {level_shifter_id, type_bytes}}},
 };
 
-constexpr u32 first_quality = 50;
+constexpr u32 initial_quality = 50;
+constexpr u32 max_quality = 400;
 
 bool compresses(const codec_data &codec) {
-    return codec.mode == compress_huffman || codec.mode == compress_small;
+    return codec.mode == compress_huffman || codec.mode == compress_rans;
 }
 
+// The control is in 1/64 units: -384 at quality 0, 0 at 100, 192 at 400; linear below and above
+// 100. Rounds half away from zero.
 u32 set_quality(codec_data &codec, u32 quality) {
-    constexpr u32 highest_quality = 400;
-    if (quality > highest_quality)
+    if (quality > max_quality)
         return codec_bad_quality;
     const double x = quality <= 100 ? quality * 0.06 - 6.0 : quality * 0.01 - 1.0;
     const auto control = static_cast<i16>(x >= 0 ? x * 64 + 0.5 : x * 64 - 0.5);
@@ -89,7 +100,7 @@ u32 make_chain(codec_data &codec, module_handle upstream) {
         upstream = codec.stages[i];
         if (stage.id == quantiser_id && compresses(codec)) {
             codec.quantiser = upstream;
-            const u32 mapped = set_quality(codec, first_quality);
+            const u32 mapped = set_quality(codec, initial_quality);
             if (failed(mapped))
                 return mapped;
         }
@@ -99,23 +110,23 @@ u32 make_chain(codec_data &codec, module_handle upstream) {
 }
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
-    auto &codec = begin_data<codec_data>(self);
+    auto &codec = construct_data<codec_data>(self);
     if (size != 0 && configuration == nullptr)
         return codec_no_configuration;
     if (size != 0 && size != sizeof codec.mode)
         return codec_bad_configuration;
     codec.mode = size != 0 ? value_of<u32>(configuration) : compress_huffman;
-    if (codec.mode > decompress_small)
+    if (codec.mode > decompress_rans)
         return codec_bad_mode;
     return make_chain(codec, upstream);
 }
 
 u32 destroy(void *self) {
     auto &codec = data<codec_data>(self);
-    for (u32 i = most_stages; i-- > 0;)
+    for (u32 i = max_stages; i-- > 0;)
         if (codec.stages[i] != nullptr)
             destroy_module(codec.stages[i]);
-    return end_data<codec_data>(self);
+    return destroy_data<codec_data>(self);
 }
 
 u32 query(void *self, u32 id, u32 &size, void *buffer) {
@@ -138,8 +149,8 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_quality(codec, value_of<u32>(value));
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
-    return get_region(data<codec_data>(self).head, plane, x, y, &wanted);
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
+    return get_region(data<codec_data>(self).head, plane, x, y, &requested);
 }
 
 u32 release(void *self, const u8 *bytes) {

@@ -7,6 +7,7 @@
 
 namespace viq {
 
+// First word of an instance.
 constexpr u32 live_mark = 0x696D6770; // "pgmi"
 constexpr u32 released_mark = 0x9692988F;
 
@@ -17,10 +18,10 @@ struct alignas(8) module_instance {
 
 namespace {
 
-// Released instances are recognised without a look at their memory.
+// Identifies released instances without reading their memory.
 std::unordered_set<const module_instance *> live_instances;
 
-bool enter(const module_instance *instance) {
+bool register_instance(const module_instance *instance) {
     try {
         return live_instances.insert(instance).second;
     } catch (...) {
@@ -43,11 +44,11 @@ bool is_instance(module_handle handle) {
            handle->descriptor != nullptr;
 }
 
-u32 create_module(module_handle *place, u32 id, u32 size, const void *configuration,
+u32 create_module(module_handle *handle, u32 id, u32 size, const void *configuration,
                   module_handle upstream) {
-    if (place == nullptr)
-        return create_no_place;
-    *place = nullptr;
+    if (handle == nullptr)
+        return create_no_handle;
+    *handle = nullptr;
     if (upstream != nullptr && !is_instance(upstream))
         return create_bad_upstream;
     const module_descriptor *descriptor = find_module(id);
@@ -55,7 +56,7 @@ u32 create_module(module_handle *place, u32 id, u32 size, const void *configurat
         return create_unknown_id;
     auto *instance = static_cast<module_handle>(
         std::calloc(1, sizeof(module_instance) + descriptor->instance_size));
-    if (instance == nullptr || !enter(instance)) {
+    if (instance == nullptr || !register_instance(instance)) {
         std::free(instance);
         return create_no_memory;
     }
@@ -67,7 +68,7 @@ u32 create_module(module_handle *place, u32 id, u32 size, const void *configurat
         release(instance);
         return status;
     }
-    *place = instance;
+    *handle = instance;
     return success;
 }
 
@@ -101,12 +102,12 @@ u32 set_module(module_handle handle, u32 id, u32 size, const void *value) {
     return handle->descriptor->operations.set(data_of(handle), id, size, value);
 }
 
-u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *wanted) {
+u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *requested) {
     if (!is_instance(handle))
         return region_invalid;
-    if (wanted == nullptr)
-        return region_no_place;
-    return handle->descriptor->operations.get_region(data_of(handle), plane, x, y, *wanted);
+    if (requested == nullptr)
+        return region_no_output;
+    return handle->descriptor->operations.get_region(data_of(handle), plane, x, y, *requested);
 }
 
 u32 release_region(module_handle handle, const u8 *data) {
@@ -143,13 +144,13 @@ u32 run_module(module_handle handle, const run_request *request, output_descript
 namespace {
 
 u32 answer_identity(const module_descriptor &descriptor, u32 &size, void *buffer) {
-    constexpr u32 answer = sizeof descriptor.version + module_name_size;
-    if (size < answer)
+    constexpr u32 answer_size = sizeof descriptor.version + module_name_size;
+    if (size < answer_size)
         return query_short_identity;
     std::memcpy(buffer, &descriptor.version, sizeof descriptor.version);
     std::memcpy(static_cast<u8 *>(buffer) + sizeof descriptor.version, descriptor.name,
                 module_name_size);
-    size = answer;
+    size = answer_size;
     return success;
 }
 
@@ -159,43 +160,45 @@ void release(module_handle handle) {
     std::free(handle);
 }
 
-// What became of a block: the loop goes on behind it, or ends with a status.
+// Result of a block: the size by which the loop advances, or the status with which it ends.
 struct block_result {
     bool ended;
     u32 status;
     u32 width, height, stride;
 };
 
-block_result pass_block(module_handle handle, const run_request &request, u32 x, u32 y,
-                        region block, bool is_stream) {
+block_result deliver_block(module_handle handle, const run_request &request, u32 x, u32 y,
+                           region block, bool is_stream) {
     u32 status = get_region(handle, 0, x, y, &block);
     if (failed(status))
         return {true, status, 0, 0, 0};
     if (is_stream && (block.data == nullptr || block.stride == 0))
         return {true, success, 0, 0, 0};
-    const u32 sunk = request.sink(request.context, x, y, block);
+    const u32 sink_status = request.sink(request.context, x, y, block);
     status = release_region(handle, block.data);
-    // A block of nothing would never end a picture.
-    const bool stuck = !is_stream && (block.width == 0 || block.height == 0);
-    if (failed(sunk) || failed(status) || stuck)
-        return {true, failed(sunk) ? sunk : failed(status) ? status : adapter_outside, 0, 0, 0};
+    // An empty block of an image would not advance the loop.
+    const bool empty = !is_stream && (block.width == 0 || block.height == 0);
+    if (failed(sink_status))
+        return {true, sink_status, 0, 0, 0};
+    if (failed(status) || empty)
+        return {true, failed(status) ? status : adapter_outside, 0, 0, 0};
     return {false, success, block.width, block.height, block.stride};
 }
 
 u32 run_blocks(module_handle handle, const run_request &request, const output_description &output) {
-    constexpr u32 usual_width = 384;
-    constexpr u32 usual_height = 32;
+    constexpr u32 default_block_width = 384;
+    constexpr u32 default_block_height = 32;
     const bool is_stream = output.height == 0;
-    const u32 block_width =
-        std::min(request.block_width != 0 ? request.block_width : usual_width, output.width);
-    const u32 block_height =
-        std::min(request.block_height != 0 ? request.block_height : usual_height, output.height);
+    const u32 block_width = std::min(
+        request.block_width != 0 ? request.block_width : default_block_width, output.width);
+    const u32 block_height = std::min(
+        request.block_height != 0 ? request.block_height : default_block_height, output.height);
     u32 x = 0;
     u32 y = 0;
     while (is_stream || y < output.height) {
-        const region wanted = {std::min(block_width, output.width - x),
-                               std::min(block_height, output.height - y), nullptr, 0};
-        const block_result done = pass_block(handle, request, x, y, wanted, is_stream);
+        const region requested = {std::min(block_width, output.width - x),
+                                  std::min(block_height, output.height - y), nullptr, 0};
+        const block_result done = deliver_block(handle, request, x, y, requested, is_stream);
         if (done.ended)
             return done.status;
         x += done.width;

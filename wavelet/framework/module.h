@@ -1,32 +1,41 @@
-// Processing modules chained one behind the other.
+// Framework of processing modules that are connected to chains.
 //
-// A module type is a descriptor in the registry; an instance pulls its input from its upstream
-// instance. A chain is driven from its downstream end: the run loop asks the last module for
-// regions of its output, and each module asks its upstream for what it needs.
+// A module type is a descriptor in the registry. An instance pulls its input from its upstream
+// instance. A chain is driven from its downstream end: the run loop requests regions of the output
+// of the last module (the head), and each module requests the input that it needs from its
+// upstream.
 #pragma once
 
-#include "wavelet/framework/status.h"
+#include "wavelet/framework/module_status.h"
 
 namespace viq {
 
 struct module_instance;
 using module_handle = module_instance *;
 
-// Lines of bytes that a module makes available until they are released. Width and height go in as
-// the size wanted and come out as the size delivered.
+// Lines of bytes that a module provides until they are released. Width and height are the requested
+// size on entry and the delivered size on return; the stride is in bytes.
 struct region {
     u32 width = 0, height = 0;
     const u8 *data = nullptr;
     u32 stride = 0;
 };
 
-// Each operation receives the instance data first.
+// The operations of a module; `self` is its instance data. All of them return a status.
+//
+//   init            creates the instance; without an upstream, a stage creates a "Null" module
+//   destroy         releases what the instance owns, also after a failed init
+//   query           writes the value named by `id` to the buffer; `size` is the capacity of the
+//                   buffer on entry and the size of the value on return
+//   set             sets the value named by `id`
+//   get_region      provides a region of a plane of the output
+//   release_region  releases a region that get_region has provided
 struct module_operations {
     u32 (*init)(void *self, u32 size, const void *configuration, module_handle upstream);
     u32 (*destroy)(void *self);
     u32 (*query)(void *self, u32 id, u32 &size, void *buffer);
     u32 (*set)(void *self, u32 id, u32 size, const void *value);
-    u32 (*get_region)(void *self, u32 plane, u32 x, u32 y, region &wanted);
+    u32 (*get_region)(void *self, u32 plane, u32 x, u32 y, region &requested);
     u32 (*release_region)(void *self, const u8 *data);
 };
 
@@ -57,10 +66,10 @@ extern const module_descriptor null_module, codec_module, level_shifter_module, 
 
 const module_descriptor *find_module(u32 id);
 
-// What modules tell each other through query and set.
+// Identifiers of query and set. A module passes identifiers that it does not know to its upstream.
 enum value_id : u32 {
     id_identity = 0,
-    id_source = 1, // set without a value: the run is over
+    id_source = 1, // set without a value: end of a run
     id_subbands = 2,
     id_output = 3,
     id_settings = 4,
@@ -69,28 +78,41 @@ enum value_id : u32 {
     id_decompositions = 321,
     id_quantiser_control = 353,
     id_component = 355,
-    id_packing = 4097,     // between the entropy stages: see packing
-    id_destination = 4098, // where the next region should be put: see region_destination
+    id_entropy_coder = 4097, // between the entropy stages: see entropy_coder
+    id_destination = 4098,   // from transform to quantiser: see region_destination
 };
 
+// Types of samples, and of the pixels of a source or an output.
 enum sample_type : u32 {
     type_signed_8 = 0,
     type_bytes = 1, // unsigned samples, or a byte stream
     type_signed_16 = 2,
     type_unsigned_16 = 3,
+    type_jpeg_work = 4,
+    type_rgb15 = 10,
+    type_rgb16 = 11,
+    type_rgb24 = 12,
+    type_rgb8 = 13,
+    type_rgbx32 = 14,
     type_yuv422 = 20,
-    type_unspecified = 22,
-    type_wavelet = 23,
+    type_unspecified = 22, // the initial type of the "Null" module
+    type_wavelet = 23,     // signed, centred on 0, with 6 fractional bits
 };
 
-// A module that has to make its region anyhow makes it here, and delivers this as its data. Room
-// for the region asked for next; one that does not know the id refuses it.
+// Configuration of the "DWT codec". The modes of each direction are in the order of the coding
+// types.
+enum codec_mode : u32 { compress_huffman, compress_rans, decompress_huffman, decompress_rans };
+
+// Buffer for the next region that is requested. A module that supports it writes the region there
+// and returns this address as its data, which saves a copy; other modules reject the id and provide
+// the region in a buffer of their own.
 struct region_destination {
     u8 *data;
     u32 stride;
 };
 
-using region_reader = u32 (*)(void *context, u32 x, u32 y, region &wanted);
+// The function of a source that provides its regions.
+using region_reader = u32 (*)(void *context, u32 x, u32 y, region &requested);
 
 struct source_description {
     u32 type;
@@ -100,13 +122,15 @@ struct source_description {
     void *context;
 };
 
-// The size that is told for a source description, whatever addresses take on this machine.
+// The size that is passed for a source description, independent of the size of pointers.
 constexpr u32 source_description_size = 20;
 
+// The output of a module; height 0 means a byte stream of unknown length.
 struct output_description {
     u32 type, width, height;
 };
 
+// Receives the blocks of a run; a failure status ends the run.
 using region_sink = u32 (*)(void *context, u32 x, u32 y, const region &delivered);
 
 struct run_request {
@@ -116,17 +140,20 @@ struct run_request {
     void *context;
 };
 
-u32 create_module(module_handle *place, u32 id, u32 size, const void *configuration,
+u32 create_module(module_handle *handle, u32 id, u32 size, const void *configuration,
                   module_handle upstream);
 u32 destroy_module(module_handle handle);
 u32 query_module(module_handle handle, u32 id, u32 *size, void *buffer);
 u32 set_module(module_handle handle, u32 id, u32 size, const void *value);
-u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *wanted);
+u32 get_region(module_handle handle, u32 plane, u32 x, u32 y, region *requested);
 u32 release_region(module_handle handle, const u8 *data);
 u32 describe_output(module_handle handle, output_description &description);
+// The run loop: delivers the output of a module to the sink block by block, row after row, and ends
+// the run by setting id_source without a value. A byte stream ends with a region without data, or
+// with one that is not narrower than its stride. `info` may be null.
 u32 run_module(module_handle handle, const run_request *request, output_description *info);
 
-// Known and not destroyed.
+// Whether a handle refers to an instance that has not been destroyed.
 bool is_instance(module_handle handle);
 
 } // namespace viq

@@ -1,6 +1,6 @@
-// "Null": the source at the upstream end of a chain, which turns a reader function into regions; or
-// a mere passage to an upstream of its own.
-#include "wavelet/framework/link.h"
+// "Null": the source at the upstream end of a chain, which provides the regions of a reader
+// function. With an upstream of its own it is a pass-through module.
+#include "wavelet/framework/module_support.h"
 
 namespace viq {
 
@@ -12,7 +12,7 @@ struct null_data {
 };
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
-    auto &null = begin_data<null_data>(self);
+    auto &null = construct_data<null_data>(self);
     if (upstream != nullptr && !is_instance(upstream))
         return null_bad_upstream;
     null.upstream = upstream;
@@ -66,13 +66,13 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     }
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     const auto &null = data<null_data>(self);
     if (null.upstream != nullptr)
-        return get_region(null.upstream, plane, x, y, &wanted);
+        return get_region(null.upstream, plane, x, y, &requested);
     if (null.source.reader == nullptr)
         return null_nothing_to_read;
-    return null.source.reader(null.source.context, x, y, wanted);
+    return null.source.reader(null.source.context, x, y, requested);
 }
 
 u32 release(void *self, const u8 *bytes) {
@@ -87,7 +87,7 @@ const module_descriptor null_module = {
     sizeof(null_data),
     module_version,
     "Null",
-    {init, end_data<null_data>, query, set, get, release},
+    {init, destroy_data<null_data>, query, set, get, release},
 };
 
 } // namespace viq

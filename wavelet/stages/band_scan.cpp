@@ -5,10 +5,11 @@ namespace viq {
 namespace {
 
 constexpr u32 no_row = ~0u;
+constexpr u32 last_band_without_parent = 3;
 
-enum around_line : u32 { around_measure, around_parent, around_nothing, around_lines };
+enum context_line : u32 { line_of_contexts, line_of_parent_terms, line_of_zeros, context_lines };
 
-byte_lines &plane_of(component_scan &scan, u32 band);
+byte_lines &magnitudes_of(component_scan &scan, u32 band);
 bool is_parent(const component_scan &scan);
 u8 *phase_line(component_scan &scan, u32 y, u32 phase);
 
@@ -17,14 +18,14 @@ u8 *phase_line(component_scan &scan, u32 y, u32 phase);
 bool byte_lines::resize(u32 new_width, u32 new_height) {
     width = new_width;
     height = new_height;
-    // a child is wider than twice its parent by one place at most
-    pitch = std::size_t{margin} + whole_blocks(width + 1) + margin;
-    cells.clear();
-    return try_resize(cells, u64{pitch} * height);
+    // A band may be one column wider than twice its parent.
+    stride = std::size_t{margin} + round_up_to_block(width + 1) + margin;
+    bytes.clear();
+    return try_resize(bytes, u64{stride} * height);
 }
 
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands) {
-    scan.kernels = &current_scan_kernels();
+    scan.kernels = &current_context_kernels();
     scan.width = width;
     scan.height = height;
     scan.subbands = subbands;
@@ -32,74 +33,77 @@ void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands) 
 
 bool begin_band(component_scan &scan, u32 band) {
     scan.band = band;
-    scan.weighed = no_row;
+    scan.parent_row = no_row;
     scan.area = find_subband(scan.width, scan.height, scan.subbands, band);
-    const u32 places = phase_places(scan, 0);
+    const u32 count = phase_size(scan, 0);
     for (std::vector<i16> &values : scan.values) {
         values.clear();
-        if (!try_resize(values, whole_blocks(places)))
+        if (!try_resize(values, round_up_to_block(count)))
             return false;
     }
-    return (!is_parent(scan) || plane_of(scan, band).resize(scan.area.width, scan.area.height)) &&
-           scan.phases.resize(places, 2 * line_phases) && scan.around.resize(places, around_lines);
+    return (!is_parent(scan) ||
+            magnitudes_of(scan, band).resize(scan.area.width, scan.area.height)) &&
+           scan.phase_magnitudes.resize(count, 2 * line_phases) &&
+           scan.context_lines.resize(count, context_lines);
 }
 
 void begin_line(component_scan &scan, u32 y) {
     const u32 row = y / 2;
-    if (scan.band <= 3 || row == scan.weighed)
-        return; // the coarsest bands have no parent
-    scan.weighed = row;
-    byte_lines &parent = plane_of(scan, scan.band - 3);
-    const auto line = [&](u32 at) {
-        return at < parent.height ? parent.line(at) : scan.around.line(around_nothing);
-    };
-    scan.kernels->weigh_parent(row > 0 ? line(row - 1) : scan.around.line(around_nothing),
-                               line(row), line(row + 1), scan.around.line(around_parent),
-                               phase_places(scan, 0));
+    if (scan.band <= last_band_without_parent || row == scan.parent_row)
+        return;
+    scan.parent_row = row;
+    byte_lines &parent = magnitudes_of(scan, scan.band - band_directions);
+    const u8 *zeros = scan.context_lines.line(line_of_zeros);
+    const auto line = [&](u32 at) { return at < parent.height ? parent.line(at) : zeros; };
+    scan.kernels->parent_terms(row > 0 ? line(row - 1) : zeros, line(row), line(row + 1),
+                               scan.context_lines.line(line_of_parent_terms), phase_size(scan, 0));
 }
 
-const u8 *measure_phase(component_scan &scan, u32 y, u32 phase) {
-    const auto measure = phase == 0 ? scan.kernels->measure_even : scan.kernels->measure_odd;
-    u8 *measures = scan.around.line(around_measure);
-    measure({phase_line(scan, y + 1, 0), phase_line(scan, y + 1, 1), phase_line(scan, y, 0),
-             scan.around.line(around_parent)},
-            measures, phase_places(scan, phase));
-    return measures;
+const u8 *compute_contexts(component_scan &scan, u32 y, u32 phase) {
+    const auto compute = phase == 0 ? scan.kernels->even_contexts : scan.kernels->odd_contexts;
+    u8 *contexts = scan.context_lines.line(line_of_contexts);
+    compute({phase_line(scan, y + 1, 0), phase_line(scan, y + 1, 1), phase_line(scan, y, 0),
+             scan.context_lines.line(line_of_parent_terms)},
+            contexts, phase_size(scan, phase));
+    return contexts;
 }
 
-void close_phase(component_scan &scan, u32 y, u32 phase) {
-    scan.kernels->cap(scan.values[phase].data(), phase_line(scan, y, phase),
-                      phase_places(scan, phase));
+void end_phase(component_scan &scan, u32 y, u32 phase) {
+    scan.kernels->context_magnitudes(scan.values[phase].data(), phase_line(scan, y, phase),
+                                     phase_size(scan, phase));
 }
 
 void end_line(component_scan &scan, u32 y) {
     if (is_parent(scan))
-        scan.kernels->join_magnitudes(phase_line(scan, y, 0), phase_line(scan, y, 1),
-                                      plane_of(scan, scan.band).line(y), scan.area.width);
+        scan.kernels->interleave_magnitudes(phase_line(scan, y, 0), phase_line(scan, y, 1),
+                                            magnitudes_of(scan, scan.band).line(y),
+                                            scan.area.width);
 }
 
 void skip_lines(component_scan &scan, u32 y, u32 lines) {
     for (u32 i = 0; i < std::min(lines, 2u); ++i)
         for (u32 phase = 0; phase < line_phases; ++phase)
-            std::memset(phase_line(scan, y + i, phase), 0, phase_places(scan, 0));
+            std::memset(phase_line(scan, y + i, phase), 0, phase_size(scan, 0));
     if (is_parent(scan) && lines > 0) {
-        byte_lines &plane = plane_of(scan, scan.band);
-        std::memset(plane.line(y), 0, plane.pitch * (lines - 1) + plane.width);
+        byte_lines &magnitudes = magnitudes_of(scan, scan.band);
+        std::memset(magnitudes.line(y), 0, magnitudes.stride * (lines - 1) + magnitudes.width);
     }
 }
 
 namespace {
 
-byte_lines &plane_of(component_scan &scan, u32 band) {
-    return scan.planes[(band + 2) / 3 % 2][(band + 2) % 3];
+byte_lines &magnitudes_of(component_scan &scan, u32 band) {
+    const u32 level = (band + 2) / band_directions;
+    return scan.level_magnitudes[level % 2][(band + 2) % band_directions];
 }
 
 bool is_parent(const component_scan &scan) {
-    return scan.band != 0 && scan.band + 3 < scan.subbands;
+    return scan.band != 0 && scan.band + band_directions < scan.subbands;
 }
 
+// Lines of the phases alternate; line y + 1 addresses the line above line y.
 u8 *phase_line(component_scan &scan, u32 y, u32 phase) {
-    return scan.phases.line(y % 2 * line_phases + phase);
+    return scan.phase_magnitudes.line(y % 2 * line_phases + phase);
 }
 
 } // namespace

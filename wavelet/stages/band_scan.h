@@ -1,93 +1,106 @@
-// The order in which quantised values are coded, and the neighbourhood that each is coded in.
+// Scan order and contexts of the quantised coefficients, shared by both entropy coders.
 //
-// A component is scanned band after band from the coarsest, a band line after line, a line in two
-// phases: its even places, then its odd ones. The measure of a place weighs the magnitudes around
-// it that both sides know: those of the line above and of the band of the same direction one level
-// coarser, and for an odd place its even neighbours. No place of a phase depends on another.
+// A component is coded band by band, the coarsest first, and a band line by line. Each line is
+// coded in two phases: first its even coefficients, then its odd ones. The context of a coefficient
+// is a weighted sum of magnitudes that encoder and decoder both know at that point:
+//
+//   even: in the line above, the coefficient itself (weight 8), the odd ones beside it (4 each) and
+//         the even ones two columns away (3 each); the term of the parent band
+//   odd:  the even ones beside it in this line and the odd one above it (8 each), the even ones
+//         diagonally above (2 each), the odd ones two columns away above (1 each); the parent term
+//
+// Magnitudes are limited to 15 and contexts to 255. The parent band has the same direction and is
+// one level coarser; bands 1 to 3 have no parent. The coefficients of a phase do not depend on each
+// other, so that the contexts of a whole phase are computed with vector instructions.
 #pragma once
 
 #include <algorithm>
 #include <cstring>
 
 #include "core/types.h"
-#include "wavelet/stages/scan_kernels.h"
+#include "wavelet/stages/context_kernels.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {
 
-// Bands of one kind share their statistics: those of the finest level, and all others.
+// The three bands of the finest level share one set of statistics, all other bands another.
 constexpr u32 band_kinds = 2;
 inline u32 band_kind(u32 band, u32 subbands) {
     return band + 3 >= subbands ? 1 : 0;
 }
 
 constexpr u32 line_phases = 2;
+constexpr u32 band_directions = 3;
 
-// Lines of bytes with empty places around each.
+// Lines of bytes with zeros before and after each.
 struct byte_lines {
-    std::vector<u8> cells;
-    std::size_t pitch = 0;
+    std::vector<u8> bytes;
+    std::size_t stride = 0;
     u32 width = 0, height = 0;
 
-    static constexpr u32 margin = scan_block;
+    static constexpr u32 margin = kernel_block;
     bool resize(u32 new_width, u32 new_height);
-    u8 *line(u32 y) { return cells.data() + y * pitch + margin; }
+    u8 *line(u32 y) { return bytes.data() + y * stride + margin; }
 };
 
-// What a scan remembers of a component.
+// State of the scan of one component.
 struct component_scan {
-    const scan_kernels *kernels = nullptr;
+    const context_kernels *kernels = nullptr;
     u32 width = 0, height = 0, subbands = 0;
     u32 band = 0;
     subband area = {};
-    byte_lines planes[2][3]; // magnitudes of even and odd levels, one a direction
-    byte_lines phases;       // the two phases of a line and those of the line above it
-    byte_lines around;       // a measure, the weight of the parent, and nothing
-    u32 weighed = 0;         // the row of the parent that has been weighed
+    // Magnitudes of the current level and its parent level; levels alternate between the two.
+    byte_lines level_magnitudes[2][band_directions];
+    byte_lines phase_magnitudes; // of both phases, of the current line and the line above
+    byte_lines context_lines;    // contexts, parent terms, zeros
+    u32 parent_row = 0;          // row of the parent band that the parent terms belong to
     std::vector<i16> values[line_phases];
 };
 
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands);
 bool begin_band(component_scan &scan, u32 band);
 
-// A line begins, each phase of it is measured, coded and closed, and the line ends.
+// Steps of a line: begin_line, then for each phase compute_contexts, the coding of its values and
+// end_phase, then end_line.
 void begin_line(component_scan &scan, u32 y);
-const u8 *measure_phase(component_scan &scan, u32 y, u32 phase);
-void close_phase(component_scan &scan, u32 y, u32 phase);
+const u8 *compute_contexts(component_scan &scan, u32 y, u32 phase);
+void end_phase(component_scan &scan, u32 y, u32 phase);
 void end_line(component_scan &scan, u32 y);
 
-// Lines without a value.
+// Skips lines whose coefficients are all 0.
 void skip_lines(component_scan &scan, u32 y, u32 lines);
 
-inline u32 phase_places(const component_scan &scan, u32 phase) {
+// Coefficients of a phase of a line.
+inline u32 phase_size(const component_scan &scan, u32 phase) {
     return (scan.area.width + 1 - phase) / 2;
 }
 
-// What the head of a unit of lines says. The quantiser leaves out the value -1 in bands with coarse
-// steps, so that -2 stands for -1 there.
-enum class unit_content : u32 { empty, gap, full };
+// Header of a coding unit (a group of lines): whether all its values are 0, and whether -1 occurs.
+// With coarse steps the quantiser never produces -1, and the values from -2 down are coded one
+// closer to 0.
+enum class unit_content : u32 { all_zero, no_minus_one, any };
 
-// Codes one line of the present band. A coder either writes the values given or gives back the
-// values read, which then have scan_block spare places behind them; `coder.reads` says which.
+// Codes one line of the current band. An encoder reads `line`, a decoder writes it with up to
+// kernel_block elements after its end; `Coder::decodes` selects the direction.
 template <class Coder>
-void code_line(component_scan &scan, Coder &coder, u32 y, i16 *line, bool gap) {
+void code_line(component_scan &scan, Coder &coder, u32 y, i16 *line, bool no_minus_one) {
     i16 *even = scan.values[0].data();
     i16 *odd = scan.values[1].data();
-    if constexpr (!Coder::reads)
-        scan.kernels->split(line, even, odd, scan.area.width, gap);
+    if constexpr (!Coder::decodes)
+        scan.kernels->deinterleave(line, even, odd, scan.area.width, no_minus_one);
     begin_line(scan, y);
     for (u32 phase = 0; phase < line_phases; ++phase) {
-        const u32 places = phase_places(scan, phase);
+        const u32 count = phase_size(scan, phase);
         i16 *values = scan.values[phase].data();
-        if constexpr (Coder::reads)
-            std::fill_n(values, places, i16{0});
-        coder.places(scan, phase, measure_phase(scan, y, phase), values, places);
-        close_phase(scan, y, phase);
+        if constexpr (Coder::decodes)
+            std::fill_n(values, count, i16{0});
+        coder.code_phase(scan, phase, compute_contexts(scan, y, phase), values, count);
+        end_phase(scan, y, phase);
     }
     coder.end_line();
     end_line(scan, y);
-    if constexpr (Coder::reads)
-        scan.kernels->join(even, odd, line, scan.area.width, gap);
+    if constexpr (Coder::decodes)
+        scan.kernels->interleave(even, odd, line, scan.area.width, no_minus_one);
 }
 
 } // namespace viq

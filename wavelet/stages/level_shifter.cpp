@@ -1,8 +1,10 @@
-// "Level shifter": converts samples from the type of the upstream to a target type.
+// "Level shifter": converts samples from the type of the upstream to a target type. Wavelet samples
+// are signed, centred on 0, with 6 fractional bits. From YUV 4:2:2 pixels it extracts one
+// component.
 #include <algorithm>
 
-#include "wavelet/framework/link.h"
-#include "wavelet/stages/kernels.h"
+#include "wavelet/framework/module_support.h"
+#include "wavelet/stages/lifting_kernels.h"
 
 namespace viq {
 
@@ -32,22 +34,22 @@ void convert_each(const u8 *from, u8 *to, u32 count, Formula formula) {
     }
 }
 
-// A pair of types with the formula between them; `Formula` is a function of one sample.
+// Converts a row with a formula for one sample.
 template <class From, class To, i32 (*formula)(i32)>
 void convert_row(const u8 *from, u8 *to, u32 count) {
     convert_each<From, To>(from, to, count, [](From value) { return formula(value); });
 }
 
-i32 same(i32 v) {
+i32 identity(i32 v) {
     return v;
 }
-i32 flip_8(i32 v) {
+i32 add_128(i32 v) {
     return v + 128;
 }
-i32 flip_16(i32 v) {
+i32 add_32768(i32 v) {
     return v + 32768;
 }
-i32 centre(i32 v) {
+i32 subtract_128(i32 v) {
     return v - 128;
 }
 i32 to_wavelet(i32 v) {
@@ -62,10 +64,10 @@ i32 clamp_byte(i32 v) {
 i32 centre_and_clamp(i32 v) {
     return std::clamp(v - 32768, -128, 127);
 }
-i32 cap(i32 v) {
+i32 clamp_to_255(i32 v) {
     return std::min(v, 255);
 }
-// The 128 is added for signed bytes too.
+// Rounds to integers; 128 is added for signed bytes too, which is deliberate.
 i32 round_to_signed(i32 v) {
     return std::clamp(((v + 32) >> 6) + 128, -128, 127);
 }
@@ -84,35 +86,36 @@ struct conversion {
 };
 
 constexpr conversion conversions[] = {
-    {type_signed_8, type_bytes, convert_row<i8, u8, flip_8>},
-    {type_bytes, type_signed_8, convert_row<u8, i8, flip_8>},
-    {type_signed_8, type_signed_16, convert_row<i8, i16, same>},
-    {type_signed_8, type_unsigned_16, convert_row<i8, u16, flip_16>},
+    {type_signed_8, type_bytes, convert_row<i8, u8, add_128>},
+    {type_bytes, type_signed_8, convert_row<u8, i8, add_128>},
+    {type_signed_8, type_signed_16, convert_row<i8, i16, identity>},
+    {type_signed_8, type_unsigned_16, convert_row<i8, u16, add_32768>},
     {type_signed_8, type_wavelet, convert_row<i8, i16, to_wavelet>},
-    {type_bytes, type_signed_16, convert_row<u8, i16, centre>},
-    {type_bytes, type_unsigned_16, convert_row<u8, u16, same>},
+    {type_bytes, type_signed_16, convert_row<u8, i16, subtract_128>},
+    {type_bytes, type_unsigned_16, convert_row<u8, u16, identity>},
     {type_bytes, type_wavelet, widen_bytes},
     {type_signed_16, type_signed_8, convert_row<i16, i8, clamp_signed>},
     {type_signed_16, type_bytes, convert_row<i16, u8, clamp_byte>},
-    {type_signed_16, type_unsigned_16, convert_row<i16, u16, flip_16>},
-    {type_unsigned_16, type_signed_16, convert_row<u16, i16, flip_16>},
+    {type_signed_16, type_unsigned_16, convert_row<i16, u16, add_32768>},
+    {type_unsigned_16, type_signed_16, convert_row<u16, i16, add_32768>},
     {type_unsigned_16, type_signed_8, convert_row<u16, i8, centre_and_clamp>},
-    {type_unsigned_16, type_bytes, convert_row<u16, u8, cap>},
+    {type_unsigned_16, type_bytes, convert_row<u16, u8, clamp_to_255>},
     {type_wavelet, type_bytes, narrow_samples},
     {type_wavelet, type_signed_8, convert_row<i16, i8, round_to_signed>},
 };
 
-// The samples of a component lie `step` bytes apart from `offset` on.
-struct component_place {
+// Position of a component in a line of YUV 4:2:2: the offset of its first sample and the distance
+// of its samples, in bytes.
+struct component_layout {
     u32 offset, step;
 };
-constexpr component_place component_places[3] = {{0, 2}, {1, 4}, {3, 4}};
+constexpr component_layout component_layouts[3] = {{0, 2}, {1, 4}, {3, 4}};
 
-bool passes(const shifter_data &shifter, u32 type) {
+bool passes_through(const shifter_data &shifter, u32 type) {
     return shifter.target == type_unspecified || type == type_unspecified || type == shifter.target;
 }
 
-bool takes_component(const shifter_data &shifter, u32 type) {
+bool extracts_component(const shifter_data &shifter, u32 type) {
     return shifter.target == type_wavelet && type == type_yuv422;
 }
 
@@ -125,9 +128,9 @@ row_conversion find_conversion(u32 from, u32 to) {
 
 u32 describe(const shifter_data &shifter, output_description &output) {
     const u32 status = describe_output(shifter.up.handle, output);
-    if (failed(status) || passes(shifter, output.type))
+    if (failed(status) || passes_through(shifter, output.type))
         return status;
-    if (takes_component(shifter, output.type))
+    if (extracts_component(shifter, output.type))
         output.width = shifter.component == 0 ? output.width : output.width / 2;
     else if (find_conversion(output.type, shifter.target) == nullptr)
         return shifter_no_conversion;
@@ -136,7 +139,7 @@ u32 describe(const shifter_data &shifter, output_description &output) {
 }
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
-    auto &shifter = begin_data<shifter_data>(self);
+    auto &shifter = construct_data<shifter_data>(self);
     const u32 status = connect(shifter.up, size, configuration, upstream);
     if (failed(status) || size == 0)
         return status;
@@ -157,7 +160,7 @@ u32 init(void *self, u32 size, const void *configuration, module_handle upstream
 
 u32 destroy(void *self) {
     disconnect(data<shifter_data>(self).up);
-    return end_data<shifter_data>(self);
+    return destroy_data<shifter_data>(self);
 }
 
 u32 query(void *self, u32 id, u32 &size, void *buffer) {
@@ -171,7 +174,7 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
 
 u32 set(void *self, u32 id, u32 size, const void *value) {
     auto &shifter = data<shifter_data>(self);
-    // The shifter at the source is the last that a component concerns.
+    // The component selects what the shifter after the source extracts; it is not passed on.
     if (id != id_component || shifter.target != type_wavelet)
         return set_module(shifter.up.handle, id, size, value);
     if (size < sizeof(u32) || value_of<u32>(value) > 2)
@@ -180,51 +183,51 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return success;
 }
 
-// Asks for the bytes under a region of samples and converts them line by line.
-u32 convert_region(shifter_data &shifter, u32 type, u32 x, u32 y, region &wanted) {
-    const bool one_of_three = takes_component(shifter, type);
-    const component_place place = component_places[shifter.component];
-    const u32 pixels = one_of_three && shifter.component != 0 ? 2 : 1;
-    region source = {wanted.width * pixels, wanted.height, nullptr, 0};
+// Requests the source of a region of samples and converts it line by line.
+u32 convert_region(shifter_data &shifter, u32 type, u32 x, u32 y, region &requested) {
+    const bool extracts = extracts_component(shifter, type);
+    const component_layout layout = component_layouts[shifter.component];
+    const u32 pixels = extracts && shifter.component != 0 ? 2 : 1;
+    region source = {requested.width * pixels, requested.height, nullptr, 0};
     const u32 status = get_region(shifter.up.handle, 0, x * pixels, y, &source);
     if (failed(status))
         return status;
-    const u32 width = std::min(source.width / pixels, wanted.width);
+    const u32 width = std::min(source.width / pixels, requested.width);
     const u32 sample = bytes_per_sample(shifter.target);
     const row_conversion convert = find_conversion(type, shifter.target);
     const u32 line = (width * sample + 1) / 2 * 2;
-    const bool room = try_resize(shifter.converted, u64{line} * source.height);
-    for (u32 i = 0; room && i < source.height; ++i) {
+    const bool allocated = try_resize(shifter.converted, u64{line} * source.height);
+    for (u32 i = 0; allocated && i < source.height; ++i) {
         const u8 *from = source.data + std::size_t{i} * source.stride;
         u8 *to = shifter.converted.data() + std::size_t{i} * line;
-        if (one_of_three)
-            current_wavelet_kernels().widen(from + place.offset, place.step,
+        if (extracts)
+            current_wavelet_kernels().widen(from + layout.offset, layout.step,
                                             reinterpret_cast<i16 *>(to), width);
         else
             convert(from, to, width);
     }
     release_region(shifter.up.handle, source.data);
-    if (!room)
+    if (!allocated)
         return stage_no_memory;
-    wanted = {width, source.height, shifter.converted.data(), line};
+    requested = {width, source.height, shifter.converted.data(), line};
     return success;
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &shifter = data<shifter_data>(self);
     output_description source = {};
     const u32 status = describe_output(shifter.up.handle, source);
     if (failed(status))
         return status;
-    if (passes(shifter, source.type))
-        return get_region(shifter.up.handle, plane, x, y, &wanted);
+    if (passes_through(shifter, source.type))
+        return get_region(shifter.up.handle, plane, x, y, &requested);
     output_description output = {};
     const u32 convertible = describe(shifter, output);
     if (failed(convertible))
         return convertible;
-    if (u64{x} + wanted.width > output.width || u64{y} + wanted.height > output.height)
+    if (u64{x} + requested.width > output.width || u64{y} + requested.height > output.height)
         return shifter_outside;
-    return convert_region(shifter, source.type, x, y, wanted);
+    return convert_region(shifter, source.type, x, y, requested);
 }
 
 u32 release(void *self, const u8 *bytes) {

@@ -1,34 +1,37 @@
-// "DWT Quantiser": coefficients of a band into small integers, and back. The steps of the bands are
-// its settings.
+// "DWT Quantiser": uniform scalar quantisation. The forward direction divides the coefficients of a
+// band by the step of the band, rounding down; the inverse multiplies and adds half a step. The
+// steps follow from the step control, the component and the band; they are the settings of the
+// module.
 #include <algorithm>
 #include <utility>
 
-#include "wavelet/framework/link.h"
-#include "wavelet/stages/kernels.h"
+#include "wavelet/framework/module_support.h"
+#include "wavelet/stages/lifting_kernels.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {
 
 namespace {
 
-constexpr u32 block_head = 8;
-constexpr u32 shortest_block = 12;
-
 struct quantiser_data {
     upstream_link up;
     u32 inverse = 0;
     i16 control = 0;
     u32 component = 0;
-    std::vector<u8> settings; // of the inverse, as they were given
+    std::vector<u8> settings; // inverse: the block as it was set
     std::vector<i16> values;
-    region_destination destination = {}; // of the next region, instead of the values
-    bool stepped = false;                // the steps below hold for the present run
+    region_destination destination = {}; // of the next region, instead of `values`
+    bool steps_valid = false;            // for the current run
     std::vector<u16> steps;
 };
 
+// Size of the settings block: the header, whose module-specific value is the number of subbands, a
+// step for each subband, and two zero bytes.
 constexpr u32 block_size(u32 subbands) {
-    return 2 * subbands + 10;
+    return settings_header_size + 2 * subbands + 2;
 }
+
+constexpr u32 min_settings_size = block_size(1);
 
 u32 check_type(const quantiser_data &quantiser, output_description &output) {
     const u32 status = describe_output(quantiser.up.handle, output);
@@ -44,12 +47,12 @@ u32 count_upstream_bands(const quantiser_data &quantiser, u32 &subbands) {
     return query_module(quantiser.up.handle, id_subbands, &size, &subbands);
 }
 
-// Forward: from control and component. Inverse: out of the settings.
+// Steps of all bands: from the step control and the component (forward) or the settings (inverse).
 u32 find_steps(quantiser_data &quantiser) {
     u32 subbands = 0;
     const auto *block = quantiser.settings.data();
     if (quantiser.inverse != 0) {
-        subbands = quantiser.settings.empty() ? 0 : load<u16>(block + 6, endian::little);
+        subbands = quantiser.settings.empty() ? 0 : settings_word(block);
     } else {
         const u32 status = count_upstream_bands(quantiser, subbands);
         if (failed(status))
@@ -60,13 +63,12 @@ u32 find_steps(quantiser_data &quantiser) {
     for (u32 band = 0; band < subbands; ++band)
         quantiser.steps[band] = static_cast<u16>(
             quantiser.inverse != 0
-                ? load<u16>(block + block_head + 2 * std::size_t{band}, endian::little)
+                ? load<u16>(block + settings_header_size + 2 * std::size_t{band}, endian::little)
                 : quantiser_step(quantiser.control, quantiser.component, band, subbands));
-    quantiser.stepped = true;
+    quantiser.steps_valid = true;
     return success;
 }
 
-// The two bytes behind the steps belong to the block and are 0.
 u32 answer_settings(quantiser_data &quantiser, u32 &size, void *buffer) {
     u32 status = find_steps(quantiser);
     if (failed(status))
@@ -75,40 +77,43 @@ u32 answer_settings(quantiser_data &quantiser, u32 &size, void *buffer) {
     std::vector<u8> block;
     if (!try_resize(block, block_size(subbands)))
         return quantiser_no_memory;
-    store_settings_head(block.data(), quantiser_id, static_cast<u16>(subbands));
+    store_settings_header(block.data(), quantiser_id, static_cast<u16>(subbands));
     for (u32 band = 0; band < subbands; ++band)
-        store<u16>(block.data() + block_head + 2 * std::size_t{band}, quantiser.steps[band],
-                   endian::little);
+        store<u16>(block.data() + settings_header_size + 2 * std::size_t{band},
+                   quantiser.steps[band], endian::little);
     return query_settings(quantiser.up.handle, block.data(), block_size(subbands), size, buffer);
 }
 
-u32 take_settings(quantiser_data &quantiser, u32 size, const void *value) {
-    if (size < shortest_block)
+u32 apply_settings(quantiser_data &quantiser, u32 size, const void *value) {
+    switch (check_settings_header(quantiser_id, min_settings_size, size, value)) {
+    case success:
+        break;
+    case settings_short:
         return quantiser_short_settings;
+    case settings_wrong_module:
+        return quantiser_wrong_settings;
+    default:
+        return quantiser_unknown_version;
+    }
     const auto *block = static_cast<const u8 *>(value);
-    if (load<u32>(block, endian::little) != quantiser_id)
-        return quantiser_foreign_settings;
-    if (load<u16>(block + 4, endian::little) > 1)
-        return quantiser_later_settings;
-    const u32 own = block_size(load<u16>(block + 6, endian::little));
+    const u32 own = block_size(settings_word(block));
     if (size < own)
-        return quantiser_cut_settings;
+        return quantiser_truncated_settings;
     if (!try_resize(quantiser.settings, own))
         return quantiser_no_memory;
     std::memcpy(quantiser.settings.data(), block, own);
-    quantiser.stepped = false;
+    quantiser.steps_valid = false;
     return pass_settings(quantiser.up.handle, own, size, value);
 }
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
-    auto &quantiser = begin_data<quantiser_data>(self);
-    const u32 status = connect(quantiser.up, size, configuration, upstream);
-    return failed(status) ? status : read_mode(size, configuration, 1, quantiser.inverse);
+    auto &quantiser = construct_data<quantiser_data>(self);
+    return connect_directed(quantiser.up, quantiser.inverse, size, configuration, upstream);
 }
 
 u32 destroy(void *self) {
     disconnect(data<quantiser_data>(self).up);
-    return end_data<quantiser_data>(self);
+    return destroy_data<quantiser_data>(self);
 }
 
 u32 query(void *self, u32 id, u32 &size, void *buffer) {
@@ -133,11 +138,11 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
         quantiser.destination = value_of<region_destination>(value);
         return success;
     }
-    quantiser.stepped = false;
+    quantiser.steps_valid = false;
     switch (id) {
     case id_settings:
         if (quantiser.inverse != 0)
-            return take_settings(quantiser, size, value);
+            return apply_settings(quantiser, size, value);
         break;
     case id_quantiser_control:
         if (size < sizeof quantiser.control)
@@ -155,48 +160,48 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_module(quantiser.up.handle, id, size, value);
 }
 
-// Room for a region: where the downstream wants it, or of the module's own.
-bool find_place(quantiser_data &quantiser, const region_destination &wanted, const region &source,
-                region_destination &place) {
-    place = wanted;
-    if (place.data != nullptr)
+// Buffer for a region: the requested destination, or one of the module.
+bool find_buffer(quantiser_data &quantiser, const region_destination &requested,
+                 const region &source, region_destination &buffer) {
+    buffer = requested;
+    if (buffer.data != nullptr)
         return true;
     if (!try_resize(quantiser.values, u64{source.width} * source.height))
         return false;
-    place = {reinterpret_cast<u8 *>(quantiser.values.data()),
-             source.width * static_cast<u32>(sizeof(i16))};
+    buffer = {reinterpret_cast<u8 *>(quantiser.values.data()),
+              source.width * static_cast<u32>(sizeof(i16))};
     return true;
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &quantiser = data<quantiser_data>(self);
     const region_destination destination = std::exchange(quantiser.destination, {});
     output_description output = {};
     u32 status = check_type(quantiser, output);
-    if (!failed(status) && !quantiser.stepped)
+    if (!failed(status) && !quantiser.steps_valid)
         status = find_steps(quantiser);
     if (failed(status))
         return status;
     if (plane >= quantiser.steps.size())
         return quantiser_no_step;
-    region source = wanted;
+    region source = requested;
     status = get_region(quantiser.up.handle, plane, x, y, &source);
     if (failed(status))
         return status;
-    const bool fits = source.width <= wanted.width && source.height <= wanted.height;
-    region_destination place = {};
-    const bool room =
-        find_place(quantiser, fits ? destination : region_destination{}, source, place);
+    const bool fits = source.width <= requested.width && source.height <= requested.height;
+    region_destination buffer = {};
+    const bool allocated =
+        find_buffer(quantiser, fits ? destination : region_destination{}, source, buffer);
     const wavelet_kernels &kernels = current_wavelet_kernels();
     const auto map = quantiser.inverse != 0 ? kernels.dequantise : kernels.quantise;
-    for (u32 i = 0; room && i < source.height; ++i)
+    for (u32 i = 0; allocated && i < source.height; ++i)
         map(reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride),
-            reinterpret_cast<i16 *>(place.data + std::size_t{i} * place.stride), source.width,
+            reinterpret_cast<i16 *>(buffer.data + std::size_t{i} * buffer.stride), source.width,
             quantiser.steps[plane]);
     release_region(quantiser.up.handle, source.data);
-    if (!room)
+    if (!allocated)
         return quantiser_no_memory;
-    wanted = {source.width, source.height, place.data, place.stride};
+    requested = {source.width, source.height, buffer.data, buffer.stride};
     return success;
 }
 

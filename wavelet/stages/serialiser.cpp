@@ -1,65 +1,72 @@
-// "DWT serialiser": the quantised bands of a component into packs, and back.
+// "DWT serialiser": codes the quantised bands of a component into packets, and back.
 //
-// A band is taken in units of lines, and a pack holds as many units as it takes to cover a certain
-// number of places, so that no pack's end has to be told.
+// A band is divided into coding units of whole lines. A packet contains coding units, across band
+// borders if need be, until it covers packet_coefficients or the component ends; both sides derive
+// this from the sizes of the bands, so that the stream does not mark it. Packets bound the memory
+// of a run. Statistics and codebooks continue across packets; only the coder states restart.
 #include <algorithm>
 
-#include "wavelet/framework/link.h"
-#include "wavelet/stages/fast_coder.h"
-#include "wavelet/stages/packing.h"
-#include "wavelet/stages/small_coder.h"
+#include "wavelet/framework/module_support.h"
+#include "wavelet/stages/entropy_packet.h"
+#include "wavelet/stages/rans_coder.h"
+#include "wavelet/stages/run_value_coder.h"
 
 namespace viq {
 
 namespace {
 
-constexpr u32 unit_places = 32768;
-constexpr u32 pack_places = 131072;
-// A byte of a pack stands for so many places at most; see the limit of the decompressor.
-constexpr u32 places_bits = 16;
+constexpr u32 unit_coefficients = 32768;
+constexpr u32 packet_coefficients = 131072;
+// A packet has at least one byte for each 65536 coefficients; the decompressor rejects streams that
+// claim more pixels for each byte.
+constexpr u32 coefficients_per_byte_log2 = 16;
 
-constexpr u32 settings_size = settings_head + 8;
+// The settings block contains the size of the component and, in its header, the subbands.
+constexpr u32 width_offset = settings_header_size;
+constexpr u32 height_offset = width_offset + sizeof(u32);
+constexpr u32 settings_size = height_offset + sizeof(u32);
 
 struct serialiser_data {
     upstream_link up;
     u32 inverse = 0;
-    u32 packing = packing_small;
+    u32 coder = coder_rans;
     u32 width = 0, height = 0, subbands = 0;
 
-    bool under_way = false;
+    bool running = false;
     component_scan scan;
-    u32 band = 0, line = 0; // where the next unit begins
-    std::unique_ptr<small_models[]> small;
-    std::unique_ptr<fast_models[]> fast;
-    std::vector<u8> pack;
+    u32 band = 0, line = 0; // where the next coding unit begins
+    // Models of the selected entropy coder, one for each kind of band.
+    std::unique_ptr<rans_models[]> rans;
+    std::unique_ptr<run_value_models[]> run_value;
 
-    fast_writer fast_writing;
-    small_writer small_writing;
+    run_value_encoder run_value_writer;
+    rans_encoder rans_writer;
+    std::vector<u8> packet;
+
+    run_value_decoder run_value_reader;
+    rans_decoder rans_reader;
+    bool packet_open = false;
+    u64 decoded = 0; // coefficients of the open packet
     std::vector<i16> values;
-
-    u64 places = 0; // of the present pack that have been read
-    bool pack_open = false;
-    fast_reader fast_reading;
-    small_reader small_reading;
 };
 
 u32 begin_run(serialiser_data &serialiser) {
     try {
-        if (serialiser.packing == packing_small)
-            serialiser.small = std::make_unique<small_models[]>(band_kinds);
+        if (serialiser.coder == coder_rans)
+            serialiser.rans = std::make_unique<rans_models[]>(band_kinds);
         else
-            serialiser.fast = std::make_unique<fast_models[]>(band_kinds);
+            serialiser.run_value = std::make_unique<run_value_models[]>(band_kinds);
     } catch (...) {
         return stage_no_memory;
     }
     begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
-    if (!serialiser.small_writing.resize(serialiser.width) ||
-        !serialiser.small_reading.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
+    if (!serialiser.rans_writer.resize(serialiser.width) ||
+        !serialiser.rans_reader.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
         return stage_no_memory;
     serialiser.band = 0;
     serialiser.line = 0;
-    serialiser.pack_open = false;
-    serialiser.under_way = true;
+    serialiser.packet_open = false;
+    serialiser.running = true;
     return success;
 }
 
@@ -69,10 +76,11 @@ bool at_end(const serialiser_data &serialiser) {
 
 u32 unit_lines(const serialiser_data &serialiser) {
     const subband &area = serialiser.scan.area;
-    return std::min(area.height - serialiser.line, std::max(unit_places / area.width, 1u));
+    return std::min(area.height - serialiser.line, std::max(unit_coefficients / area.width, 1u));
 }
 
-u32 go_on(serialiser_data &serialiser, u32 lines) {
+// Moves to the next coding unit.
+u32 advance(serialiser_data &serialiser, u32 lines) {
     serialiser.line += lines;
     if (serialiser.line < serialiser.scan.area.height)
         return success;
@@ -82,53 +90,55 @@ u32 go_on(serialiser_data &serialiser, u32 lines) {
                                                                               : stage_no_memory;
 }
 
-void forget_phrases(serialiser_data &serialiser) {
+void discard_open_pairs(serialiser_data &serialiser) {
     for (u32 kind = 0; kind < band_kinds; ++kind)
-        serialiser.fast[kind].finish();
+        serialiser.run_value[kind].discard_open_pairs();
 }
 
-// The unit at the present place, whichever way the coder goes.
+// Codes or decodes the current coding unit.
 template <class Coder>
-void code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values, std::size_t pitch,
-               unit_content content) {
+void code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values,
+               std::size_t stride, unit_content content) {
     component_scan &scan = serialiser.scan;
-    content = coder.head(content);
-    if (content == unit_content::empty) {
+    content = coder.code_unit_header(content);
+    if (content == unit_content::all_zero) {
         skip_lines(scan, serialiser.line, lines);
-        if constexpr (Coder::reads)
-            std::fill_n(values, pitch * lines, i16{0});
+        if constexpr (Coder::decodes)
+            std::fill_n(values, stride * lines, i16{0});
         return;
     }
-    for (u32 i = 0; i < lines; ++i, values += pitch)
-        code_line(scan, coder, serialiser.line + i, values, content == unit_content::gap);
+    for (u32 i = 0; i < lines; ++i, values += stride)
+        code_line(scan, coder, serialiser.line + i, values, content == unit_content::no_minus_one);
 }
 
-// ---------------------------------------------------------------- writing
+// ---------------------------------------------------------------- encoding
 
 unit_content content_of(const region &lines) {
-    bool any = false;
-    bool gap = true;
+    bool any_nonzero = false;
+    bool any_minus_one = false;
     for (u32 y = 0; y < lines.height; ++y) {
         const auto *values =
             reinterpret_cast<const i16 *>(lines.data + std::size_t{y} * lines.stride);
         i16 bits = 0;
-        bool has_minus_1 = false;
+        bool has_minus_one = false;
         for (u32 x = 0; x < lines.width; ++x) {
             bits = static_cast<i16>(bits | values[x]);
-            has_minus_1 |= values[x] == -1;
+            has_minus_one |= values[x] == -1;
         }
-        any |= bits != 0;
-        gap &= !has_minus_1;
+        any_nonzero |= bits != 0;
+        any_minus_one |= has_minus_one;
     }
-    return !any ? unit_content::empty : gap ? unit_content::gap : unit_content::full;
+    return !any_nonzero     ? unit_content::all_zero
+           : !any_minus_one ? unit_content::no_minus_one
+                            : unit_content::any;
 }
 
-// Writes one pack; there is a model for each kind of band.
-template <class Writer, class Models>
-u32 write_units(serialiser_data &serialiser, Writer &writer, Models *models) {
-    writer.begin();
-    u64 places = 0;
-    while (places < pack_places && !at_end(serialiser)) {
+// Encodes one packet.
+template <class Encoder, class Models>
+u32 write_units(serialiser_data &serialiser, Encoder &encoder, Models *models) {
+    encoder.begin();
+    u64 coefficients = 0;
+    while (coefficients < packet_coefficients && !at_end(serialiser)) {
         const u32 lines = unit_lines(serialiser);
         region unit = {serialiser.scan.area.width, lines, nullptr, 0};
         u32 status = get_region(serialiser.up.handle, serialiser.band, 0, serialiser.line, &unit);
@@ -136,22 +146,24 @@ u32 write_units(serialiser_data &serialiser, Writer &writer, Models *models) {
             return status;
         if (unit.height != lines || unit.width != serialiser.scan.area.width)
             return serialiser_bad_shape;
-        // a writer leaves the values as they are
+        // An encoder does not modify the values.
         auto *values = reinterpret_cast<i16 *>(const_cast<u8 *>(unit.data));
-        writer.models = &models[band_kind(serialiser.band, serialiser.subbands)];
-        code_unit(serialiser, writer, lines, values, unit.stride / sizeof(i16), content_of(unit));
+        encoder.models = &models[band_kind(serialiser.band, serialiser.subbands)];
+        code_unit(serialiser, encoder, lines, values, unit.stride / sizeof(i16), content_of(unit));
         release_region(serialiser.up.handle, unit.data);
-        places += u64{lines} * serialiser.scan.area.width;
-        status = go_on(serialiser, lines);
+        coefficients += u64{lines} * serialiser.scan.area.width;
+        status = advance(serialiser, lines);
         if (failed(status))
             return status;
     }
-    return writer.finish(places >> places_bits, serialiser.pack) ? success : stage_no_memory;
+    return encoder.finish(coefficients >> coefficients_per_byte_log2, serialiser.packet)
+               ? success
+               : stage_no_memory;
 }
 
-u32 write_pack(serialiser_data &serialiser, region &wanted) {
+u32 write_packet(serialiser_data &serialiser, region &requested) {
     output_description source = {};
-    if (!serialiser.under_way) {
+    if (!serialiser.running) {
         u32 status = describe_output(serialiser.up.handle, source);
         u32 size = sizeof serialiser.subbands;
         if (!failed(status))
@@ -165,88 +177,90 @@ u32 write_pack(serialiser_data &serialiser, region &wanted) {
             return status;
     }
     if (at_end(serialiser)) {
-        wanted = {0, 1, nullptr, 0};
+        requested = {0, 1, nullptr, 0};
         return success;
     }
     u32 status = success;
-    if (serialiser.packing == packing_small) {
-        status = write_units(serialiser, serialiser.small_writing, serialiser.small.get());
+    if (serialiser.coder == coder_rans) {
+        status = write_units(serialiser, serialiser.rans_writer, serialiser.rans.get());
     } else {
-        status = write_units(serialiser, serialiser.fast_writing, serialiser.fast.get());
-        forget_phrases(serialiser);
+        status = write_units(serialiser, serialiser.run_value_writer, serialiser.run_value.get());
+        discard_open_pairs(serialiser);
     }
-    return failed(status) ? status : deliver_pack(serialiser.pack, wanted);
+    return failed(status) ? status : deliver_packet(serialiser.packet, requested);
 }
 
-// ---------------------------------------------------------------- reading
+// ---------------------------------------------------------------- decoding
 
-u32 open_pack(serialiser_data &serialiser) {
-    region pack = {};
-    const u32 status = get_region(serialiser.up.handle, 0, 0, 0, &pack);
+u32 open_packet(serialiser_data &serialiser) {
+    region packet = {};
+    const u32 status = get_region(serialiser.up.handle, 0, 0, 0, &packet);
     if (failed(status))
         return status;
-    if (pack.data == nullptr || pack.stride < sizeof(pack_head))
-        return serialiser_damaged;
-    const pack_head head = head_of(pack.data);
-    if (u64{head.symbols} + head.bytes != pack.stride - sizeof(pack_head))
-        return serialiser_damaged;
-    const u8 *symbols = pack.data + sizeof(pack_head);
-    const u8 *bytes = symbols + head.symbols;
-    const bool room = serialiser.packing == packing_small
-                          ? serialiser.small_reading.begin(bytes, head.bytes)
-                          : serialiser.fast_reading.open(symbols, head.symbols, head.bytes);
-    if (!room)
+    if (packet.data == nullptr || packet.stride < sizeof(packet_header))
+        return serialiser_corrupt;
+    const packet_header header = header_of(packet.data);
+    if (u64{header.symbols} + header.bytes != packet.stride - sizeof(packet_header))
+        return serialiser_corrupt;
+    const u8 *symbols = packet.data + sizeof(packet_header);
+    const u8 *bytes = symbols + header.symbols;
+    const bool allocated =
+        serialiser.coder == coder_rans
+            ? serialiser.rans_reader.begin(bytes, header.bytes)
+            : serialiser.run_value_reader.begin(symbols, header.symbols, header.bytes);
+    if (!allocated)
         return stage_no_memory;
-    serialiser.pack_open = true;
-    serialiser.places = 0;
+    serialiser.packet_open = true;
+    serialiser.decoded = 0;
     return success;
 }
 
-u32 close_pack(serialiser_data &serialiser) {
-    serialiser.pack_open = false;
-    if (serialiser.packing == packing_small)
-        return serialiser.small_reading.is_sound() ? success : serialiser_damaged;
-    forget_phrases(serialiser);
-    return serialiser.fast_reading.is_sound() ? success : serialiser_damaged;
+u32 close_packet(serialiser_data &serialiser) {
+    serialiser.packet_open = false;
+    if (serialiser.coder == coder_rans)
+        return serialiser.rans_reader.is_valid() ? success : serialiser_corrupt;
+    discard_open_pairs(serialiser);
+    return serialiser.run_value_reader.is_valid() ? success : serialiser_corrupt;
 }
 
-u32 read_unit(serialiser_data &serialiser, region &wanted) {
+u32 read_unit(serialiser_data &serialiser, region &requested) {
     const u32 width = serialiser.scan.area.width;
     const u32 lines = unit_lines(serialiser);
-    if (!try_resize(serialiser.values, u64{width} * lines + scan_block))
+    if (!try_resize(serialiser.values, u64{width} * lines + kernel_block))
         return stage_no_memory;
-    u32 status = serialiser.pack_open ? success : open_pack(serialiser);
+    u32 status = serialiser.packet_open ? success : open_packet(serialiser);
     if (failed(status))
         return status;
     const u32 kind = band_kind(serialiser.band, serialiser.subbands);
     i16 *values = serialiser.values.data();
-    if (serialiser.packing == packing_small) {
-        serialiser.small_reading.models = &serialiser.small[kind];
-        code_unit(serialiser, serialiser.small_reading, lines, values, width, unit_content::empty);
+    if (serialiser.coder == coder_rans) {
+        serialiser.rans_reader.models = &serialiser.rans[kind];
+        code_unit(serialiser, serialiser.rans_reader, lines, values, width, unit_content::all_zero);
     } else {
-        serialiser.fast_reading.models = &serialiser.fast[kind];
-        code_unit(serialiser, serialiser.fast_reading, lines, values, width, unit_content::empty);
+        serialiser.run_value_reader.models = &serialiser.run_value[kind];
+        code_unit(serialiser, serialiser.run_value_reader, lines, values, width,
+                  unit_content::all_zero);
     }
-    serialiser.places += u64{width} * lines;
-    wanted = {width, lines, reinterpret_cast<const u8 *>(values),
-              width * static_cast<u32>(sizeof(i16))};
-    status = go_on(serialiser, lines);
-    if (!failed(status) && (serialiser.places >= pack_places || at_end(serialiser)))
-        status = close_pack(serialiser);
+    serialiser.decoded += u64{width} * lines;
+    requested = {width, lines, reinterpret_cast<const u8 *>(values),
+                 width * static_cast<u32>(sizeof(i16))};
+    status = advance(serialiser, lines);
+    if (!failed(status) && (serialiser.decoded >= packet_coefficients || at_end(serialiser)))
+        status = close_packet(serialiser);
     return status;
 }
 
-// Bands come in their order and from their first line on.
-u32 read_lines(serialiser_data &serialiser, u32 band, u32 x, u32 y, region &wanted) {
-    if (!serialiser.under_way) {
+// Bands are requested in coding order, each from its first line.
+u32 read_lines(serialiser_data &serialiser, u32 band, u32 x, u32 y, region &requested) {
+    if (!serialiser.running) {
         const u32 status = begin_run(serialiser);
         if (failed(status))
             return status;
     }
     const bool in_order = !at_end(serialiser) && band == serialiser.band && x == 0 &&
-                          y == serialiser.line && wanted.width == serialiser.scan.area.width &&
-                          wanted.height >= unit_lines(serialiser);
-    return in_order ? read_unit(serialiser, wanted) : stage_out_of_order;
+                          y == serialiser.line && requested.width == serialiser.scan.area.width &&
+                          requested.height >= unit_lines(serialiser);
+    return in_order ? read_unit(serialiser, requested) : stage_out_of_order;
 }
 
 // ---------------------------------------------------------------- settings
@@ -261,21 +275,21 @@ u32 answer_settings(serialiser_data &serialiser, u32 &size, void *buffer) {
     if (failed(status))
         return status;
     u8 block[settings_size];
-    store_settings_head(block, serialiser_id, static_cast<u16>(subbands));
-    store<u32>(block + settings_head, source.width, endian::little);
-    store<u32>(block + settings_head + 4, source.height, endian::little);
+    store_settings_header(block, serialiser_id, static_cast<u16>(subbands));
+    store<u32>(block + width_offset, source.width, endian::little);
+    store<u32>(block + height_offset, source.height, endian::little);
     return query_settings(serialiser.up.handle, block, settings_size, size, buffer);
 }
 
-u32 take_settings(serialiser_data &serialiser, u32 size, const void *value) {
-    const u32 status = check_settings_head(serialiser_id, settings_size, size, value);
+u32 apply_settings(serialiser_data &serialiser, u32 size, const void *value) {
+    const u32 status = check_settings_header(serialiser_id, settings_size, size, value);
     if (failed(status))
         return status;
     const auto *block = static_cast<const u8 *>(value);
-    const u32 subbands = load<u16>(block + 6, endian::little);
-    const u32 width = load<u32>(block + settings_head, endian::little);
-    const u32 height = load<u32>(block + settings_head + 4, endian::little);
-    if (width == 0 || height == 0 || subbands == 0 || subbands > most_subbands ||
+    const u32 subbands = settings_word(block);
+    const u32 width = load<u32>(block + width_offset, endian::little);
+    const u32 height = load<u32>(block + height_offset, endian::little);
+    if (width == 0 || height == 0 || subbands == 0 || subbands > max_subbands ||
         count_subbands(width, height, (subbands - 1) / 3) != subbands)
         return serialiser_bad_shape;
     serialiser.subbands = subbands;
@@ -287,14 +301,13 @@ u32 take_settings(serialiser_data &serialiser, u32 size, const void *value) {
 // ---------------------------------------------------------------- operations
 
 u32 init(void *self, u32 size, const void *configuration, module_handle upstream) {
-    auto &serialiser = begin_data<serialiser_data>(self);
-    const u32 status = connect(serialiser.up, size, configuration, upstream);
-    return failed(status) ? status : read_mode(size, configuration, 1, serialiser.inverse);
+    auto &serialiser = construct_data<serialiser_data>(self);
+    return connect_directed(serialiser.up, serialiser.inverse, size, configuration, upstream);
 }
 
 u32 destroy(void *self) {
     disconnect(data<serialiser_data>(self).up);
-    return end_data<serialiser_data>(self);
+    return destroy_data<serialiser_data>(self);
 }
 
 u32 query(void *self, u32 id, u32 &size, void *buffer) {
@@ -314,27 +327,27 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
 
 u32 set(void *self, u32 id, u32 size, const void *value) {
     auto &serialiser = data<serialiser_data>(self);
-    serialiser.under_way = false;
-    if (id == id_packing) {
-        if (size < sizeof serialiser.packing)
+    serialiser.running = false;
+    if (id == id_entropy_coder) {
+        if (size < sizeof serialiser.coder)
             return stage_bad_configuration;
-        serialiser.packing = value_of<u32>(value);
+        serialiser.coder = value_of<u32>(value);
         return success;
     }
     if (id != id_settings || serialiser.inverse == 0)
         return set_module(serialiser.up.handle, id, size, value);
-    const u32 status = take_settings(serialiser, size, value);
-    u32 answer_size = sizeof serialiser.packing;
-    if (!failed(status) &&
-        failed(query_module(serialiser.up.handle, id_packing, &answer_size, &serialiser.packing)))
-        serialiser.packing = packing_small;
+    const u32 status = apply_settings(serialiser, size, value);
+    u32 answer_size = sizeof serialiser.coder;
+    if (!failed(status) && failed(query_module(serialiser.up.handle, id_entropy_coder, &answer_size,
+                                               &serialiser.coder)))
+        serialiser.coder = coder_rans;
     return status;
 }
 
-u32 get(void *self, u32 plane, u32 x, u32 y, region &wanted) {
+u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &serialiser = data<serialiser_data>(self);
-    return serialiser.inverse != 0 ? read_lines(serialiser, plane, x, y, wanted)
-                                   : write_pack(serialiser, wanted);
+    return serialiser.inverse != 0 ? read_lines(serialiser, plane, x, y, requested)
+                                   : write_packet(serialiser, requested);
 }
 
 u32 release(void *, const u8 *) {

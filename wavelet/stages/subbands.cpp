@@ -3,23 +3,38 @@
 #include <algorithm>
 #include <cmath>
 
-#include "wavelet/stages/kernels.h"
+#include "wavelet/stages/lifting_kernels.h"
 
 namespace viq {
 
 namespace {
 
-constexpr i32 shallow_steps[12] = {16384, 16384, 16384, 16384, 11988, 9246,
-                                   4096,  3113,  328,   295,   9,     0};
+// The base step of a band; 64 is one grey level.
+constexpr i32 low_base = 64;
+constexpr i32 detail_base = 128;
+constexpr i32 diagonal_base = 256;
+
+// From this control on, steps depend neither on the band nor on the component.
+constexpr i32 uniform_control = 96;
+constexpr i32 component_reduction[3] = {0, 85, 42};
+
+// Share of its precision that a band keeps, in 1/16384, by its position: the coarser the control
+// and the finer the level, the higher the position.
+constexpr i32 share_one = 16384;
+constexpr i32 share_table_size = 12;
+constexpr i32 position_unit = 64; // of a table entry
+constexpr i32 kept_shares[share_table_size] = {16384, 16384, 16384, 16384, 11988, 9246,
+                                               4096,  3113,  328,   295,   9,     0};
 
 i32 fine_step(i32 base, i32 control);
-i32 coarse_step(i32 base, i32 control, i32 levels_left);
+i32 coarse_step(i32 base, i32 control, i32 position);
 
 } // namespace
 
 u32 count_subbands(u32 width, u32 height, u32 decompositions) {
     u32 subbands = 1;
-    for (u32 i = 0; i < decompositions && width >= shortest_line && height >= shortest_line; ++i) {
+    for (u32 i = 0; i < decompositions && width >= min_line_length && height >= min_line_length;
+         ++i) {
         subbands += 3;
         width = (width + 1) >> 1;
         height = (height + 1) >> 1;
@@ -52,13 +67,11 @@ subband find_subband(u32 width, u32 height, u32 subbands, u32 band) {
 }
 
 u32 quantiser_step(i16 control, u32 component, u32 band, u32 subbands) {
-    constexpr i32 fine_control = 96;
-    constexpr i32 lowered[3] = {0, 85, 42};
-    i32 base = 64;
+    i32 base = low_base;
     i32 c = control;
-    if (c < fine_control && band != 0) {
-        base = band % 3 == 0 ? 256 : 128;
-        c -= lowered[std::min(component, 2u)];
+    if (c < uniform_control && band != 0) {
+        base = band % 3 == 0 ? diagonal_base : detail_base;
+        c -= component_reduction[std::min(component, 2u)];
     }
     i32 step = base;
     if (c > 0) {
@@ -69,8 +82,8 @@ u32 quantiser_step(i16 control, u32 component, u32 band, u32 subbands) {
     }
     if (step <= 0)
         return 0;
-    constexpr i32 longest = 16383;
-    const i32 reciprocal = std::min(32768 / std::min(step, longest), longest);
+    constexpr i32 limit = 16383;
+    const i32 reciprocal = std::min(32768 / std::min(step, limit), limit);
     return static_cast<u32>(32768 / reciprocal);
 }
 
@@ -82,21 +95,21 @@ i32 fine_step(i32 base, i32 control) {
     return base * 64 / divisor;
 }
 
-// Finer levels are given up first: the share that a band keeps comes from the table, between two
-// places of it in 1/64.
-i32 coarse_step(i32 base, i32 control, i32 place) {
+// Finer levels lose precision first. The share that a band keeps is interpolated between two
+// entries of the table.
+i32 coarse_step(i32 base, i32 control, i32 position) {
     const i32 below = -64 - control;
-    place += control > -64 ? below : 2 * below;
-    if (place <= 0)
+    position += control > -64 ? below : 2 * below;
+    if (position <= 0)
         return base;
-    const i32 entry = place / 64;
-    if (entry + 1 >= 12)
+    const i32 entry = position / position_unit;
+    if (entry + 1 >= share_table_size)
         return 0;
-    const i32 rise = shallow_steps[entry + 1] - shallow_steps[entry];
-    const i32 share = shallow_steps[entry] + (((place - 64 * entry) * rise + 32) >> 6);
+    const i32 rise = kept_shares[entry + 1] - kept_shares[entry];
+    const i32 share = kept_shares[entry] + (((position - position_unit * entry) * rise + 32) >> 6);
     if (share == 0)
         return 0;
-    const i32 step = base * 16384 / share;
+    const i32 step = base * share_one / share;
     return step > 32704 ? 16383 : step;
 }
 

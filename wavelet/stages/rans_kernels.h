@@ -1,0 +1,78 @@
+// Inner loop of the rANS decoder: rows of sixteen coefficients, each decoded from the state of its
+// own lane.
+#pragma once
+
+#include <cstring>
+
+#include "core/types.h"
+
+namespace viq {
+
+// A row is this many consecutive coefficients of a phase. Lane i of the coder codes coefficient i
+// of every row.
+constexpr u32 row_lanes = 16;
+
+// States are renormalised to at least rans_lower_bound by 16-bit units. The lowest
+// probability_bits bits of a state select the symbol.
+constexpr u32 rans_lower_bound = 1u << 16;
+constexpr u32 probability_bits = 10;
+constexpr u32 probability_scale = 1u << probability_bits;
+constexpr u32 probability_mask = probability_scale - 1;
+
+// A symbol is the low four bits of a value from -7 to 7; symbol 8 (as a value -8) escapes all
+// values beyond the range of the class.
+constexpr u32 rans_symbols = 16;
+constexpr u32 escape_symbol = 8;
+
+// Layout of an entry of the decoding table: the frequency of the symbol in the low 16 bits, the
+// offset within the symbol's interval (10 bits), the escape flag and the symbol.
+constexpr u32 entry_frequency_mask = 0xFFFF;
+constexpr u32 entry_offset_shift = 16;
+constexpr u32 entry_escape_flag = 1u << 27;
+constexpr u32 entry_symbol_shift = 28;
+
+// Lanes use separate sets of counters in turn, so that equal symbols in neighbouring lanes do not
+// update the same counter in immediate succession.
+constexpr u32 counter_sets = 4;
+
+// Adaptive frequencies of an alphabet.
+struct symbol_table {
+    u32 counts[rans_symbols];                   // weighted, up to the last normalisation
+    u16 new_counts[counter_sets][rans_symbols]; // since then
+    u16 starts[rans_symbols], frequencies[rans_symbols];
+    u32 entries[probability_scale]; // decoding table, indexed by the low bits of a state
+    u32 alphabet;                   // a bit for each symbol that may occur
+    u32 total;                      // of the counts
+
+    void normalise();
+    void adapt();
+};
+
+// The states of all lanes and the units that renormalise them.
+struct rans_states {
+    u32 lanes[row_lanes];
+    const u8 *next, *end;
+    bool has_escapes; // the last row contains escaped values
+};
+
+// Whether all coefficients of a row belong to class 0: their contexts are 0.
+inline bool is_class_0_row(const u8 *classes) {
+    u64 halves[2];
+    static_assert(sizeof halves == row_lanes);
+    std::memcpy(halves, classes, sizeof halves);
+    return (halves[0] | halves[1]) == 0;
+}
+
+// Decodes at least one and at most `rows` rows of values with the tables of their classes. Stops
+// after a row with escapes, before a class 0 row and at the end of the units. Returns the number of
+// rows. May read up to unit_lookahead units after those that it consumes.
+constexpr u32 unit_lookahead = 8;
+using row_reader = u32 (*)(rans_states &states, symbol_table *tables, const u8 *classes,
+                           i16 *values, u32 rows);
+
+row_reader current_row_reader();
+
+extern const row_reader plain_row_reader;
+extern const row_reader avx2_row_reader;
+
+} // namespace viq

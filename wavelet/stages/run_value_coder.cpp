@@ -1,0 +1,286 @@
+#include "wavelet/stages/run_value_coder.h"
+
+#include <bit>
+#include <span>
+
+#include "wavelet/stages/entropy_packet.h"
+
+namespace viq {
+
+namespace {
+
+constexpr u8 class_thresholds[line_phases][mask_thresholds] = {{3, 13, 49}, {4, 21, 86}};
+
+// Initial statistics are averages over photographs, in values for each 240 coefficients, so that
+// the first codebooks suit typical content.
+struct initial_statistics {
+    u32 values, excess;
+};
+constexpr u32 initial_coefficients = 240;
+constexpr initial_statistics initial[mask_classes] = {{2, 0}, {34, 12}, {112, 118}, {188, 790}};
+
+// A class adapts after this many nonzero values or coefficients.
+constexpr u32 adapt_values = 64;
+constexpr u32 adapt_coefficients = 1 << 13;
+
+} // namespace
+
+// ---------------------------------------------------------------- statistics
+
+run_value_models::run_value_models() {
+    for (u32 k = 0; k < mask_classes; ++k) {
+        classes[k] = {initial_coefficients, value_statistics(initial[k].values, initial[k].excess)};
+        classes[k].codebook = &choose_codebook(classes[k].coefficients, classes[k].statistics);
+    }
+}
+
+void run_value_models::discard_open_pairs() {
+    for (run_value_class &model : classes)
+        model.open = false;
+}
+
+// Counts are halved after each adaptation, so that recent values weigh more.
+void run_value_models::adapt() {
+    for (run_value_class &model : classes) {
+        if (value_count(model.statistics) < adapt_values && model.coefficients < adapt_coefficients)
+            continue;
+        model.codebook = &choose_codebook(model.coefficients, model.statistics);
+        model.coefficients /= 2;
+        model.statistics =
+            value_statistics((value_count(model.statistics) + 1) / 2,
+                             static_cast<u32>(magnitude_excess(model.statistics) / 2));
+    }
+}
+
+void segment_classes::classify(const component_scan &scan, u32 phase, const u8 *contexts,
+                               u32 count) {
+    words = round_up_to_block(count) / kernel_block;
+    scan.kernels->classify_to_masks(contexts, class_thresholds[phase], masks, counts, count);
+}
+
+u32 segment_classes::list_positions(const component_scan &scan, u32 k) {
+    return scan.kernels->list_positions(mask(k), words, positions);
+}
+
+// ---------------------------------------------------------------- encoder
+
+namespace {
+
+// reserve_slots has reserved one slot for each coefficient and two for each class.
+void open_pair(run_value_encoder &encoder, run_value_class &model) {
+    model.slot = encoder.used;
+    encoder.slots[encoder.used++] = {0, 0, symbol_zero_run};
+    model.run = 0;
+    model.open = true;
+    model.open_codebook = model.codebook;
+}
+
+bool reserve_slots(run_value_encoder &encoder, u32 count) {
+    encoder.out_of_memory |= !try_resize(encoder.slots, u64{encoder.used} + count);
+    return !encoder.out_of_memory;
+}
+
+// Order of the search for the symbol of a pair: the short symbols, then ascending magnitudes.
+u32 next_candidate(u32 symbol) {
+    return symbol == symbol_large_value      ? u32{symbol_first_long}
+           : symbol == symbol_first_long - 1 ? u32{symbol_large_value}
+                                             : symbol + 1;
+}
+
+// Closes the open pair with a value. The last entries cover all runs and magnitudes that occur, so
+// that the search ends.
+void write_value(run_value_encoder &encoder, run_value_class &model, i32 value) {
+    const auto magnitude = static_cast<u32>(value < 0 ? -value : value);
+    for (u32 symbol = symbol_first_short;; symbol = next_candidate(symbol)) {
+        const codebook_entry &entry = model.open_codebook->entries[symbol];
+        const u32 run = model.run - entry.run;
+        const u32 rest = magnitude - entry.magnitude;
+        if (run <= entry.run_mask && rest <= entry.magnitude_mask) {
+            const u32 sign = value < 0 ? 1 : 0;
+            encoder.slots[model.slot] = {run | (sign | rest << 1) << entry.run_bits,
+                                         entry.extra_bits, static_cast<u8>(symbol)};
+            model.statistics += entry.statistics;
+            return;
+        }
+    }
+}
+
+// Without a population count instruction, std::popcount is a call into the compiler's library.
+u32 count_bits(u32 word) {
+    word -= word >> 1 & 0x55555555;
+    word = (word & 0x33333333) + (word >> 2 & 0x33333333);
+    return ((word + (word >> 4)) & 0x0F0F0F0F) * 0x01010101 >> 24;
+}
+
+// Codes zeros that exceed the run span of a pair as zero-run symbols. At the end of a segment
+// (`keep` is 1) a span that ends exactly there remains in the open pair, because the decoder reads
+// the next symbol of a class only when the class has another coefficient.
+void split_run(run_value_encoder &encoder, run_value_class &model, u32 run, u32 keep) {
+    for (;;) {
+        const u32 span = model.open_codebook->entries[symbol_zero_run].run;
+        if (run < span + keep)
+            break;
+        run -= span;
+        open_pair(encoder, model);
+    }
+    model.run = run;
+}
+
+void write_class(run_value_encoder &encoder, run_value_class &model, const u32 *mask, u32 words,
+                 const i16 *values) {
+    if (!model.open)
+        open_pair(encoder, model);
+    u32 run = model.run;
+    for (u32 i = 0; i < words; ++i, values += kernel_block) {
+        u32 zeros = mask[i];
+        for (u32 nonzero = zeros & encoder.nonzero[i]; nonzero != 0; nonzero &= nonzero - 1) {
+            const u32 before = (nonzero & (0 - nonzero)) - 1;
+            split_run(encoder, model, run + count_bits(zeros & before), 0);
+            zeros &= ~before & ~(before + 1);
+            write_value(encoder, model, values[std::countr_zero(nonzero)]);
+            open_pair(encoder, model);
+            run = 0;
+        }
+        run += count_bits(zeros);
+    }
+    split_run(encoder, model, run, 1);
+}
+
+void write_segment(run_value_encoder &encoder, const component_scan &scan, u32 phase,
+                   const u8 *contexts, const i16 *values, u32 count) {
+    segment_classes &segment = encoder.segment;
+    segment.classify(scan, phase, contexts, count);
+    scan.kernels->find_nonzero(values, encoder.nonzero, count);
+    if (!reserve_slots(encoder, count + 2 * mask_classes))
+        return;
+    for (u32 k = 0; k < mask_classes; ++k) {
+        if (segment.counts[k] == 0)
+            continue;
+        run_value_class &model = encoder.models->classes[k];
+        model.coefficients += segment.counts[k];
+        write_class(encoder, model, segment.mask(k), segment.words, values);
+    }
+}
+
+} // namespace
+
+void run_value_encoder::begin() {
+    used = 0;
+    out_of_memory = false;
+}
+
+bool run_value_encoder::finish(u64 min_bytes, std::vector<u8> &packet) const {
+    const std::span<const symbol_slot> written(slots.data(), used);
+    u64 bits = 0;
+    for (const symbol_slot &slot : written)
+        bits += slot.bit_count;
+    const u64 size = std::max((bits + 7) / 8, min_bytes);
+    if (out_of_memory || !begin_packet(packet, {used, static_cast<u32>(size)}, used + size))
+        return false;
+    u8 *symbol = packet.data() + sizeof(packet_header);
+    u8 *byte = symbol + used;
+    std::fill_n(byte, size, u8{0});
+    u64 window = 0;
+    u32 window_bits = 0;
+    for (const symbol_slot &slot : written) {
+        *symbol++ = slot.symbol;
+        window |= u64{slot.bits} << window_bits;
+        window_bits += slot.bit_count;
+        for (; window_bits >= 8; window_bits -= 8, window >>= 8)
+            *byte++ = static_cast<u8>(window);
+    }
+    if (window_bits > 0)
+        *byte = static_cast<u8>(window);
+    return true;
+}
+
+unit_content run_value_encoder::code_unit_header(unit_content content) {
+    if (reserve_slots(*this, 1))
+        slots[used++] = {0, 0, static_cast<u8>(symbol_unit_header + static_cast<u32>(content))};
+    return content;
+}
+
+void run_value_encoder::code_phase(component_scan &scan, u32 phase, const u8 *contexts,
+                                   const i16 *values, u32 count) {
+    for (u32 i = 0; i < count; i += segment_size)
+        write_segment(*this, scan, phase, contexts + i, values + i,
+                      std::min(count - i, segment_size));
+}
+
+// ---------------------------------------------------------------- decoder
+
+namespace {
+
+constexpr u32 padding_symbols = 2;
+constexpr u32 padding_bytes = 8;
+
+// symbol_unused ends every list, so that a loop reads at most one symbol after the last.
+void clamp_position(run_value_decoder &decoder) {
+    decoder.corrupt |= decoder.at.symbol > decoder.at.symbols_end;
+    decoder.at.symbol = std::min(decoder.at.symbol, decoder.at.symbols_end);
+}
+
+void read_segment(run_value_decoder &decoder, const component_scan &scan, u32 phase,
+                  const u8 *contexts, i16 *values, u32 count) {
+    static constexpr codebook_entry no_entry = {};
+    const class_reader read = current_class_reader();
+    segment_classes &segment = decoder.segment;
+    segment.classify(scan, phase, contexts, count);
+    for (u32 k = 0; k < mask_classes; ++k) {
+        const u32 in_class = segment.counts[k];
+        if (in_class == 0)
+            continue;
+        run_value_class &model = decoder.models->classes[k];
+        model.coefficients += in_class;
+        if (!model.open) {
+            model.run = 0;
+            model.entry = &no_entry;
+            model.value = 0;
+            model.open = true;
+        }
+        if (model.run >= in_class) {
+            model.run -= in_class;
+            continue;
+        }
+        read(decoder.at, model, segment.positions, segment.list_positions(scan, k), values);
+        clamp_position(decoder);
+    }
+}
+
+} // namespace
+
+bool run_value_decoder::begin(const u8 *symbols, u32 symbol_count, u32 bytes) {
+    packet.clear();
+    if (!try_resize(packet, u64{symbol_count} + padding_symbols + bytes + padding_bytes))
+        return false;
+    u8 *own = packet.data();
+    for (u32 i = 0; i < symbol_count; ++i)
+        own[i] = symbols[i] % run_value_symbols;
+    std::fill_n(own + symbol_count, padding_symbols, symbol_unused);
+    u8 *extra = own + symbol_count + padding_symbols;
+    std::memcpy(extra, symbols + symbol_count, bytes);
+    at = {own, own + symbol_count, extra, 0, u64{bytes} * 8};
+    corrupt = false;
+    return true;
+}
+
+bool run_value_decoder::is_valid() const {
+    return !corrupt && at.symbol == at.symbols_end && at.bit <= at.end;
+}
+
+unit_content run_value_decoder::code_unit_header(unit_content) {
+    const u32 content = u32{*at.symbol++} - symbol_unit_header;
+    clamp_position(*this);
+    const bool known = content <= static_cast<u32>(unit_content::any);
+    corrupt |= !known;
+    return known ? static_cast<unit_content>(content) : unit_content::all_zero;
+}
+
+void run_value_decoder::code_phase(component_scan &scan, u32 phase, const u8 *contexts, i16 *values,
+                                   u32 count) {
+    for (u32 i = 0; i < count; i += segment_size)
+        read_segment(*this, scan, phase, contexts + i, values + i,
+                     std::min(count - i, segment_size));
+}
+
+} // namespace viq
