@@ -209,8 +209,8 @@ TEST_P(Convert, ReportsInputThatCannotBeConverted) {
         if (has(c.accepted, VIQ_Y16))
             EXPECT_REPORT(c.convert(narrow, out, 3), c.name, 0x10050000,
                           "Data width must be > 7 for Y16");
-        // If lines per strip is 0, only the metadata is copied, whatever the format is; the
-        // converters from YUV 4:2:2 check the format first.
+        // If lines per strip is 0, only the metadata is copied, for any format; but the converters
+        // from YUV 4:2:2 check the format first.
         const picture hsi(VIQ_HSI, 6, 9), odd(VIQ_YUV422, 3, 9), copy;
         set_lines(hsi, 0);
         if (c.from_yuv422) {
@@ -272,7 +272,7 @@ TEST_P(Convert, SequenceEndsAtTheHeightOrWithCommandFour) {
     set_lines(in, 2);
     EXPECT_OK(convert(other, 3)); // a new sequence
     EXPECT_STREQ(other->infilename, "not copied");
-    EXPECT_OK(convert(missing, 4)); // ends the sequence, whatever the images are
+    EXPECT_OK(convert(missing, 4)); // ends the sequence for any images
     EXPECT_OK(convert(third, 0));   // other commands only set the output up
     EXPECT_EQ(third->pixel_format, VIQ_BGR24);
     for (const u32 lines : numbers{2, 2, 1}) {

@@ -121,7 +121,7 @@ for name in small.bmp coffee.bmp y8.bmp; do
     "$magick" "$name" -compress none -orient TopLeft in.tga
     check "reading ImageMagick's $name" equal in.tga "$name"
     "$magick" "$name" ppm:- | ppmtotga -rgb -norle > in.tga 2> /dev/null
-    to_bmp "$name" -flip flipped.bmp # lines stand in file order, and these stand bottom-up
+    to_bmp "$name" -flip flipped.bmp # lines are read in file order, which is bottom-up
     check "reading netpbm's $name" equal in.tga flipped.bmp
 done
 check "writing 15 bits" "$tool" convert --format rgb15 small.bmp words.tga
@@ -131,7 +131,7 @@ check "the same to both" "$tool" compare --tolerance 7 words.tga words.bmp
 # ---- EPS files rendered by a PostScript interpreter
 
 # The picture fills its bounding box; samples at the centres of its pixels restore it.
-render() { # EPS OUT WIDTH HEIGHT: upright again
+render() { # EPS OUT WIDTH HEIGHT: renders the picture upright
     local box
     read -r -a box < <(sed -n 's/^%%BoundingBox: //p' "$1")
     local turn=()

@@ -65,7 +65,7 @@ void expect_refused_formats(const words &accepted, const operation &run, const c
     }
 }
 
-// If lines per strip is 0, only the metadata is copied, whatever the format is.
+// If lines per strip is 0, only the metadata is copied, for any format.
 void expect_bare_parameters(const operation &run) {
     const picture in(VIQ_HSI, 13, 8), out;
     set_lines(in, 0);

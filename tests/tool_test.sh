@@ -92,7 +92,7 @@ for kind in tif:TIFF tga:TGA eps:EPS; do
     expect 0 "" convert --format paletted coffee.bmp "out.${kind%:*}"
     expect 0 "dB" "$tool" compare --tolerance 130 coffee.bmp "out.${kind%:*}"
 done
-expect 0 "" convert out.eps copy.eps # paletted, and no colour is lost on the way
+expect 0 "" convert out.eps copy.eps # paletted, without loss of colours
 expect 0 "identical" "$tool" compare out.eps copy.eps
 
 # Lookup tables are generated, saved and used; a loaded table gives the same result.
