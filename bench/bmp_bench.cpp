@@ -1,36 +1,28 @@
-// A 24-bit BMP file of 20000 x 20000 pixels in strips of 64 lines against plain reading and writing
-// of the same bytes, and the most memory that the process ever held.
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
+// Writing and reading a 24-bit BMP file of 20000 x 20000 pixels in strips of 64 lines, compared
+// with fwrite and fread of the same number of bytes, and the peak memory of the process. An
+// argument replaces the side length.
 #include <filesystem>
 #include <string>
-#include <vector>
 
-#include "viq.h"
+#include "bench/bench_support.h"
 
 #if defined(__unix__)
 #include <sys/resource.h>
 #endif
 
+using namespace bench;
+
 namespace {
 
 constexpr u32 strip_lines = 64;
-constexpr int rounds = 3;
+constexpr u32 rounds = 3;
 
 struct picture_file {
     std::string path;
     u32 side;
     std::size_t strip_bytes;
-    std::size_t bytes;
+    std::size_t bytes; // of the whole file
 };
-
-void need(bool good, const char *what) {
-    if (good)
-        return;
-    std::fprintf(stderr, "%s failed\n", what);
-    std::exit(2);
-}
 
 void write_by_library(const picture_file &file) {
     const u32 image = VIQ_image_create();
@@ -39,9 +31,9 @@ void write_by_library(const picture_file &file) {
     VIQ_image_set_parameter(image, VIQ_HEIGHT, file.side);
     VIQ_image_set_parameter(image, VIQ_LINES_PER_STRIP, strip_lines);
     VIQ_image_set_outfilename(image, file.path.c_str());
-    need(!VIQ_IS_ERROR(VIQ_image_malloc_a_strip(image)), "allocation");
+    need_ok(VIQ_image_malloc_a_strip(image), "allocation");
     for (u32 line = 0; line < file.side; line += strip_lines)
-        need(!VIQ_IS_ERROR(VIQ_write_BMP_file(image, VIQ_STRIP_NEXT)), "writing");
+        need_ok(VIQ_write_BMP_file(image, VIQ_STRIP_NEXT), "writing");
     VIQ_image_destroy(image);
 }
 
@@ -49,13 +41,14 @@ void read_by_library(const picture_file &file) {
     const u32 image = VIQ_image_create();
     VIQ_image_set_infilename(image, file.path.c_str());
     VIQ_image_set_parameter(image, VIQ_LINES_PER_STRIP, 0);
-    need(!VIQ_IS_ERROR(VIQ_read_BMP_file(image, VIQ_STRIP_NEXT)), "reading the header");
+    need_ok(VIQ_read_BMP_file(image, VIQ_STRIP_NEXT), "reading the header");
     VIQ_image_set_parameter(image, VIQ_LINES_PER_STRIP, strip_lines);
     for (u32 line = 0; line < file.side; line += strip_lines)
-        need(!VIQ_IS_ERROR(VIQ_read_BMP_file(image, VIQ_STRIP_NEXT)), "reading");
+        need_ok(VIQ_read_BMP_file(image, VIQ_STRIP_NEXT), "reading");
     VIQ_image_destroy(image);
 }
 
+// Transfers the bytes of the file by fread or fwrite, a strip at a time.
 template <class Transfer>
 void plain_transfer(const picture_file &file, const char *mode, Transfer transfer) {
     std::vector<u8> strip(file.strip_bytes);
@@ -66,21 +59,10 @@ void plain_transfer(const picture_file &file, const char *mode, Transfer transfe
     need(std::fclose(stream) == 0, "closing");
 }
 
-template <class Work> double seconds(Work work) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-template <class Work, class Plain> void compare(const char *name, Work work, Plain plain) {
-    double ours = 1e9;
-    double theirs = 1e9;
-    for (int round = 0; round < rounds; ++round) {
-        ours = std::min(ours, seconds(work));
-        theirs = std::min(theirs, seconds(plain));
-    }
-    std::printf("BMP %-6s library %.3f s, plain %.3f s, ratio %.2f\n", name, ours, theirs,
-                ours / theirs);
+void compare(const char *name, const job &library, const job &plain) {
+    const std::vector<double> best = best_seconds({library, plain}, rounds);
+    std::printf("BMP %-6s library %.3f s, plain %.3f s, ratio %.2f\n", name, best[0], best[1],
+                best[0] / best[1]);
 }
 
 } // namespace

@@ -1,15 +1,6 @@
-// Conversions through the public functions, checks and allocation included, and their row kernels
-// alone: nanoseconds a pixel beside the libraries that a user would take instead, on the same data
-// in one run.
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
-#include <limits>
-#include <string>
-#include <vector>
-
+// Pixel format conversion in nanoseconds per pixel: the public functions, with their checks and
+// allocations, the row kernels alone, and other libraries on the same data in the same run.
+#include "bench/bench_support.h"
 #include "convert/pixel_formulas.h"
 #include "core/cpu.h"
 
@@ -23,20 +14,21 @@ namespace libyuv {}
 #include <opencv2/imgproc.hpp>
 #endif
 
+using bench::job;
+using bench::need_ok;
+
 namespace viq {
 namespace {
 
 struct picture {
     u32 width, height;
-    std::size_t input_bytes, output_bytes;   // a pixel
-    std::vector<u8> source, target, between; // room for four bytes a pixel each
+    std::size_t input_bytes, output_bytes;        // per pixel
+    std::vector<u8> source, target, intermediate; // of four bytes per pixel each
 };
-
-using job = std::function<void(picture &)>;
 
 struct peer {
     const char *library;
-    job convert;
+    std::function<void(picture &)> convert;
 };
 
 struct row_case {
@@ -47,13 +39,13 @@ struct row_case {
 
 std::vector<row_case> cases();
 
-// The picture as an image of the library; the converted one is made by every call.
 struct image_pair {
     u32 in = VIQ_image_create();
     u32 out = VIQ_image_create();
 };
 
-void show_picture(const image_pair &images, picture &p, u16 format) {
+// Describes the source of the picture in the input image, which uses its buffer.
+void set_input(const image_pair &images, picture &p, u16 format) {
     VIQ_image_set_flags(images.in, VIQ_FLAG_LOCKED, 1);
     VIQ_image_set_parameter(images.in, VIQ_IMAGE_TYPE, format);
     VIQ_image_set_parameter(images.in, VIQ_WIDTH, p.width);
@@ -63,15 +55,14 @@ void show_picture(const image_pair &images, picture &p, u16 format) {
 }
 
 job through_interface(const image_pair &images, u16 format) {
-    return [=](picture &) {
-        if (VIQ_IS_ERROR(VIQ_image_convert(images.in, images.out, format, 0, VIQ_STRIP_NEXT)))
-            std::abort();
+    return [=] {
+        need_ok(VIQ_image_convert(images.in, images.out, format, 0, VIQ_STRIP_NEXT), "conversion");
     };
 }
 
-// A picture without padding is one long row; the peers treat it so, too.
-job with_kernel(const row_case &c, instruction_set set) {
-    return [&c, set](picture &p) {
+// A picture without line padding is converted as one long row, as the other libraries do it.
+job with_kernel(const row_case &c, picture &p, instruction_set set) {
+    return [&c, &p, set] {
         force_set(set);
         const row_kernel kernel = find_row(c.input, c.output);
         static const std::vector<u16> hues(65536);
@@ -80,32 +71,22 @@ job with_kernel(const row_case &c, instruction_set set) {
     };
 }
 
-double seconds_of(const job &convert, picture &p) {
-    const auto begin = std::chrono::steady_clock::now();
-    convert(p);
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-// The best of many runs, all jobs in turn, so that a slow moment of the machine meets all; each a
-// few times, so that none finds the caches as another one left them.
-std::vector<double> best_nanoseconds(const std::vector<job> &jobs, picture &p) {
-    std::vector<double> best(jobs.size(), std::numeric_limits<double>::max());
+std::vector<double> best_nanoseconds(const std::vector<job> &jobs, const picture &p) {
     const u32 pixels = p.width * p.height;
-    for (u32 round = 0; round < 60'000'000 / pixels + 5; round++)
-        for (std::size_t n = 0; n < jobs.size(); n++)
-            for (u32 run = 0; run < 4; run++)
-                best[n] = std::min(best[n], seconds_of(jobs[n], p) * 1e9 / pixels);
+    std::vector<double> best = bench::best_seconds(jobs, 60'000'000 / pixels + 5, 4);
+    for (double &time : best)
+        time *= 1e9 / pixels;
     return best;
 }
 
 void measure(const row_case &c, picture &p, const image_pair &images, instruction_set best_set) {
-    const double plain = best_nanoseconds({with_kernel(c, instruction_set::plain)}, p)[0];
-    show_picture(images, p, c.input);
+    const double plain = best_nanoseconds({with_kernel(c, p, instruction_set::plain)}, p)[0];
+    set_input(images, p, c.input);
     force_set(best_set);
-    const double kernel = best_nanoseconds({with_kernel(c, best_set)}, p)[0];
+    const double kernel = best_nanoseconds({with_kernel(c, p, best_set)}, p)[0];
     std::vector<job> jobs = {through_interface(images, c.output)};
     for (const peer &other : c.peers)
-        jobs.push_back(other.convert);
+        jobs.push_back([&other, &p] { other.convert(p); });
     const std::vector<double> times = best_nanoseconds(jobs, p);
     std::printf("%4u x %-4u  %-18s plain kernel %6.3f  kernel %6.3f  library %6.3f ns/pixel",
                 p.width, p.height, c.name, plain, kernel, times[0]);
@@ -124,14 +105,14 @@ template <class Convert> peer libyuv_peer(Convert convert) {
             }};
 }
 
-// By way of four bytes a pixel.
+// In two steps, with an intermediate picture of four bytes per pixel.
 template <class First, class Second> peer libyuv_peer(First first, Second second) {
     return {"libyuv", [=](picture &p) {
                 const int w = static_cast<int>(p.width);
                 const int h = static_cast<int>(p.height);
-                first(p.source.data(), w * static_cast<int>(p.input_bytes), p.between.data(), w * 4,
-                      w, h);
-                second(p.between.data(), w * 4, p.target.data(),
+                first(p.source.data(), w * static_cast<int>(p.input_bytes), p.intermediate.data(),
+                      w * 4, w, h);
+                second(p.intermediate.data(), w * 4, p.target.data(),
                        w * static_cast<int>(p.output_bytes), w, h);
             }};
 }
@@ -187,9 +168,9 @@ std::vector<row_case> cases() {
 // clang-format on
 
 void measure_paletted(picture &p, const image_pair &images) {
-    show_picture(images, p, VIQ_RGB24);
+    set_input(images, p, VIQ_RGB24);
     VIQ_image_set_parameter(images.in, VIQ_NUM_COLOURS, 0);
-    // Six bits make 64 bins, so that each has a colour.
+    // 64 bins, fewer than the 256 colours, so that every bin gets a colour.
     VIQ_cmap_set_bits(images.in, 2, 2, 2, 6);
     VIQ_cmap_generate(images.in, 256, VIQ_STRIP_NEXT);
     const double time = best_nanoseconds({through_interface(images, VIQ_PALETTED)}, p)[0];

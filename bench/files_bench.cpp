@@ -1,77 +1,45 @@
-// TIFF, TGA and EPS files beside what a user would take instead, and conversion by lookup table
-// beside the direct way; the best of many runs, all in turn.
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
+// TIFF files compared with libtiff, TGA files compared with stdio, EPS files, and conversion by
+// lookup table compared with direct conversion.
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <vector>
+#include <utility>
 
-#include "viq.h"
+#include "bench/bench_support.h"
 
 #if defined(VIQ_HAVE_LIBTIFF)
 #include <tiffio.h>
 #endif
 
+using namespace bench;
+
 namespace {
 
+constexpr u32 rounds = 15;
 constexpr u32 width = 4000;
 constexpr u32 height = 3000;
 
-using job = std::function<void()>;
 using file_function = u32 (*)(u32, u16);
 
-void need(bool good, const char *what) {
-    if (good)
-        return;
-    std::fprintf(stderr, "%s failed\n", what);
-    std::exit(2);
-}
-
-void need_ok(u32 code, const char *what) {
-    need(!VIQ_IS_ERROR(code), what);
-}
-
-std::string place(const char *name) {
+std::string temporary_file(const char *name) {
     return (std::filesystem::temp_directory_path() / name).string();
 }
 
-std::vector<double> best_seconds(const std::vector<job> &jobs, int rounds = 15) {
-    std::vector<double> best(jobs.size(), 1e9);
-    for (int round = 0; round < rounds; ++round)
-        for (std::size_t n = 0; n < jobs.size(); ++n) {
-            const auto begin = std::chrono::steady_clock::now();
-            jobs[n]();
-            const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
-            best[n] = std::min(best[n], time.count());
-        }
-    return best;
-}
-
 void compare(const char *name, std::size_t bytes, const job &ours, const job &theirs) {
-    const std::vector<double> best = best_seconds({ours, theirs});
+    const std::vector<double> best = best_seconds({ours, theirs}, rounds);
     std::printf("%-24s library %7.0f MB/s, peer %7.0f MB/s, ratio %.2f\n", name,
                 static_cast<double>(bytes) / 1e6 / best[0],
                 static_cast<double>(bytes) / 1e6 / best[1], best[0] / best[1]);
 }
 
-u32 made_picture(u16 format, u32 columns, u32 lines) {
-    const u32 image = VIQ_image_create();
-    VIQ_image_set_parameter(image, VIQ_IMAGE_TYPE, format);
-    VIQ_image_set_parameter(image, VIQ_WIDTH, columns);
-    VIQ_image_set_parameter(image, VIQ_HEIGHT, lines);
-    VIQ_image_set_parameter(image, VIQ_LINES_PER_STRIP, lines);
-    need_ok(VIQ_image_malloc_a_strip(image), "allocation");
-    auto *data = static_cast<u8 *>(VIQ_image_get_ptr(image, VIQ_PTR_DATA));
-    const std::size_t size = std::size_t{VIQ_get_bytes_per_line(image)} * lines;
+// Slow changes with a little noise, as in photographs.
+u32 make_photograph(u16 format, u32 columns, u32 lines) {
+    const u32 image = make_image(format, columns, lines);
+    u8 *data = data_of(image);
+    const std::size_t size = bytes_of(image);
     u32 state = 1;
-    for (std::size_t i = 0; i < size; ++i) { // slow changes with a little noise, as in photographs
-        state = state * 1664525 + 1013904223;
-        data[i] = static_cast<u8>((i >> 9) + (i % 4) * 40 + (state >> 29));
-    }
+    for (std::size_t i = 0; i < size; ++i)
+        data[i] = static_cast<u8>((i >> 9) + (i % 4) * 40 + (next_random(state) >> 29));
     return image;
 }
 
@@ -82,7 +50,7 @@ job writing(u32 image, file_function write, const std::string &path) {
     };
 }
 
-// The image keeps its buffer from one run to the next.
+// Every run reads into the same image, which keeps its buffer.
 job reading(u32 image, file_function read, const std::string &path) {
     VIQ_image_set_infilename(image, path.c_str());
     return [=] {
@@ -94,7 +62,7 @@ job reading(u32 image, file_function read, const std::string &path) {
 // ---- TIFF
 
 #if defined(VIQ_HAVE_LIBTIFF)
-void put_by_libtiff(const std::string &path, u32 samples, u32 bits, std::vector<u8> &pixels) {
+void write_by_libtiff(const std::string &path, u32 samples, u32 bits, std::vector<u8> &pixels) {
     TIFF *file = TIFFOpen(path.c_str(), "wb");
     need(file != nullptr, "opening");
     TIFFSetField(file, TIFFTAG_IMAGEWIDTH, width);
@@ -116,7 +84,7 @@ void put_by_libtiff(const std::string &path, u32 samples, u32 bits, std::vector<
     TIFFClose(file);
 }
 
-void get_by_libtiff(const std::string &path, std::vector<u8> &pixels) {
+void read_by_libtiff(const std::string &path, std::vector<u8> &pixels) {
     TIFF *file = TIFFOpen(path.c_str(), "r");
     need(file != nullptr, "opening");
     u8 *to = pixels.data();
@@ -129,19 +97,19 @@ void get_by_libtiff(const std::string &path, std::vector<u8> &pixels) {
 }
 
 void compare_tiff(const char *name, u16 format, u32 samples, u32 bits) {
-    const u32 image = made_picture(format, width, height);
-    const std::string ours = place("viq_bench_ours.tif");
-    const std::string theirs = place("viq_bench_theirs.tif");
+    const u32 image = make_photograph(format, width, height);
+    const std::string ours = temporary_file("viq_bench_ours.tif");
+    const std::string theirs = temporary_file("viq_bench_theirs.tif");
     const std::size_t bytes = std::size_t{width} * height * samples * bits / 8;
     std::vector<u8> pixels(bytes);
-    std::memcpy(pixels.data(), VIQ_image_get_ptr(image, VIQ_PTR_DATA), bytes);
+    std::memcpy(pixels.data(), data_of(image), bytes);
     compare((std::string("TIFF ") + name + " write").c_str(), bytes,
             writing(image, VIQ_write_TIFF_file, ours),
-            [&] { put_by_libtiff(theirs, samples, bits, pixels); });
+            [&] { write_by_libtiff(theirs, samples, bits, pixels); });
     compare((std::string("TIFF ") + name + " read").c_str(), bytes,
-            reading(image, VIQ_read_TIFF_file, ours), [&] { get_by_libtiff(ours, pixels); });
+            reading(image, VIQ_read_TIFF_file, ours), [&] { read_by_libtiff(ours, pixels); });
     compare((std::string("TIFF ") + name + " read strips").c_str(), bytes,
-            reading(image, VIQ_read_TIFF_file, theirs), [&] { get_by_libtiff(theirs, pixels); });
+            reading(image, VIQ_read_TIFF_file, theirs), [&] { read_by_libtiff(theirs, pixels); });
     std::filesystem::remove(ours);
     std::filesystem::remove(theirs);
     VIQ_image_destroy(image);
@@ -156,9 +124,9 @@ void swap_channels(std::vector<u8> &pixels) {
 }
 
 void compare_tga() {
-    const u32 image = made_picture(VIQ_RGB24, width, height);
-    const std::string path = place("viq_bench.tga");
-    const std::string plain = place("viq_bench_plain.tga");
+    const u32 image = make_photograph(VIQ_RGB24, width, height);
+    const std::string path = temporary_file("viq_bench.tga");
+    const std::string plain = temporary_file("viq_bench_plain.tga");
     std::vector<u8> pixels(std::size_t{width} * height * 3);
     u8 header[18] = {};
     compare("TGA write", pixels.size(), writing(image, VIQ_write_TGA_file, path), [&] {
@@ -185,14 +153,14 @@ void compare_tga() {
 // ---- EPS
 
 void measure_eps() {
-    const u32 image = made_picture(VIQ_RGB24, width, height);
-    const std::string path = place("viq_bench.eps");
+    const u32 image = make_photograph(VIQ_RGB24, width, height);
+    const std::string path = temporary_file("viq_bench.eps");
     const double bytes = double{width} * height * 3;
     for (const auto &[name, work] :
          {std::pair<const char *, job>{"EPS write", writing(image, VIQ_write_EPS_file, path)},
           {"EPS read", reading(image, VIQ_read_EPS_file, path)}})
         std::printf("%-24s library %7.0f MB/s of pixels\n", name,
-                    bytes / 1e6 / best_seconds({work})[0]);
+                    bytes / 1e6 / best_seconds({work}, rounds)[0]);
     std::filesystem::remove(path);
     VIQ_image_destroy(image);
 }
@@ -200,16 +168,16 @@ void measure_eps() {
 // ---- Lookup tables
 
 void measure_tables() {
-    const u32 in = made_picture(VIQ_YUV422, 1920, 1080);
-    const u32 rgb = made_picture(VIQ_RGB24, 1920, 1080);
+    const u32 in = make_photograph(VIQ_YUV422, 1920, 1080);
+    const u32 rgb = make_photograph(VIQ_RGB24, 1920, 1080);
     const u32 out = VIQ_image_create();
     for (const u32 image : {in, rgb})
         VIQ_cmap_set_type(image, 3);
     for (const u16 type : {u16{200}, u16{205}, u16{203}, u16{204}})
-        std::printf("table %u made in          %.2f ms\n", type,
-                    1e3 * best_seconds({[=] {
-                        need_ok(VIQ_image_conv_LUT_generate(in, type), "table");
-                    }})[0]);
+        std::printf(
+            "table %u made in          %.2f ms\n", type,
+            1e3 * best_seconds({[=] { need_ok(VIQ_image_conv_LUT_generate(in, type), "table"); }},
+                               rounds)[0]);
     need_ok(VIQ_cmap_generate(rgb, 256, VIQ_STRIP_NEXT), "colours");
     struct pair {
         const char *name;

@@ -1,51 +1,28 @@
-// JPEG coding and decoding of a photograph, against libjpeg-turbo with its vector code, the same
-// pixels, the same quantisation tables, the integer transform and plain upsampling.
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
+// JPEG compression and decompression of a photograph, compared with libjpeg-turbo on the same
+// pixels, with the same quantisation tables, the integer DCT, and without smooth chroma upsampling.
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <vector>
+#include <utility>
 
+#include "bench/bench_support.h"
 #include "jpeg/tables.h"
 
 #if defined(VIQ_HAVE_LIBJPEG)
 #include <jpeglib.h>
 #endif
 
+using namespace bench;
+
 namespace {
 
 using bytes = std::vector<u8>;
 
-constexpr double seconds_a_path = 0.6;
-
-void need(bool good, const char *what) {
-    if (good)
-        return;
-    std::fprintf(stderr, "%s failed\n", what);
-    std::exit(2);
-}
+constexpr double seconds_per_row = 0.6; // of the output
 
 struct photograph {
     u32 width, height;
     bytes rgb;
 };
-
-u32 make_image(u16 format, u32 width, u32 height) {
-    const u32 image = VIQ_image_create();
-    VIQ_image_set_parameter(image, VIQ_IMAGE_TYPE, format);
-    VIQ_image_set_parameter(image, VIQ_WIDTH, width);
-    VIQ_image_set_parameter(image, VIQ_HEIGHT, height);
-    VIQ_image_set_parameter(image, VIQ_LINES_PER_STRIP, height);
-    need(!VIQ_IS_ERROR(VIQ_image_malloc_a_strip(image)), "allocation");
-    return image;
-}
-
-u8 *data_of(u32 image) {
-    return static_cast<u8 *>(VIQ_image_get_ptr(image, VIQ_PTR_DATA));
-}
 
 // The sample photograph, scaled bilinearly.
 photograph load(u32 width, u32 height) {
@@ -53,7 +30,7 @@ photograph load(u32 width, u32 height) {
         std::filesystem::path(__FILE__).parent_path().parent_path() / "samples" / "coffee.bmp";
     const u32 image = VIQ_image_create();
     VIQ_image_set_infilename(image, path.string().c_str());
-    need(!VIQ_IS_ERROR(VIQ_image_read(image, 0, VIQ_STRIP_NEXT)), "reading the photograph");
+    need_ok(VIQ_image_read(image, 0, VIQ_STRIP_NEXT), "reading the photograph");
     const u32 from_width = VIQ_get_width(image);
     const u32 from_height = VIQ_get_height(image);
     const u8 *from = data_of(image);
@@ -80,20 +57,13 @@ photograph load(u32 width, u32 height) {
     return result;
 }
 
-double time_of(const std::function<void()> &work) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-// The best time of each, in turns.
-void compare(const std::string &name, const photograph &photo, const std::function<void()> &ours,
-             const std::function<void()> &theirs) {
+// The shortest time of each job; both run in turn. There may be no job of the peer.
+void compare(const std::string &name, const photograph &photo, const job &ours, const job &theirs) {
     double best[2] = {1e9, 1e9};
-    for (double spent = 0; spent < seconds_a_path;) {
-        best[0] = std::min(best[0], time_of(ours));
+    for (double spent = 0; spent < seconds_per_row;) {
+        best[0] = std::min(best[0], seconds(ours));
         if (theirs)
-            best[1] = std::min(best[1], time_of(theirs));
+            best[1] = std::min(best[1], seconds(theirs));
         spent += best[0] + (theirs ? best[1] : 0);
     }
     const double pixels = double(photo.width) * photo.height / 1e6;
@@ -104,15 +74,15 @@ void compare(const std::string &name, const photograph &photo, const std::functi
     std::printf("\n");
 }
 
-// ---- The peer
+// ---- libjpeg-turbo
 
 #if defined(VIQ_HAVE_LIBJPEG)
 
 enum class layout { grey, c422, c420 };
 
-// What libjpeg wants of whole planes, a row of MCUs at a time.
+// A plane of samples with the row pointers that libjpeg requires.
 struct plane {
-    u32 width, height; // padded to blocks
+    u32 width, height; // padded to whole MCUs
     bytes samples;
     std::vector<JSAMPROW> rows;
 
@@ -167,7 +137,7 @@ struct peer_encoder {
             state.comp_info[0].h_samp_factor = 2;
             state.comp_info[0].v_samp_factor = kind == layout::c420 ? 2 : 1;
         }
-        // The record has its tables in zigzag order.
+        // The record holds its tables in zigzag order.
         const auto *record = static_cast<const Tjpeg *>(VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG));
         for (int i = 0; i < 2; ++i) {
             unsigned table[viq::block_size];
@@ -242,7 +212,7 @@ struct peer_decoder {
     }
 };
 
-// The planes of a picture in YUV 4:2:2.
+// The planes of a picture in the interleaved YUV 4:2:2 format.
 planes planes_of(const photograph &photo, u32 yuv) {
     planes result(photo, layout::c422);
     const u8 *data = data_of(yuv);
@@ -260,7 +230,7 @@ planes planes_of(const photograph &photo, u32 yuv) {
 
 #endif
 
-// ---- Paths
+// ---- Comparisons
 
 struct pictures {
     u32 rgb, yuv, grey;
@@ -270,8 +240,8 @@ pictures make_pictures(const photograph &photo) {
     pictures made = {make_image(VIQ_RGB24, photo.width, photo.height), VIQ_image_create(),
                      VIQ_image_create()};
     std::copy(photo.rgb.begin(), photo.rgb.end(), data_of(made.rgb));
-    need(!VIQ_IS_ERROR(VIQ_convert_to_YUV422(made.rgb, made.yuv, VIQ_STRIP_NEXT)), "conversion");
-    need(!VIQ_IS_ERROR(VIQ_convert_to_Y8(made.rgb, made.grey, VIQ_STRIP_NEXT)), "conversion");
+    need_ok(VIQ_convert_to_YUV422(made.rgb, made.yuv, VIQ_STRIP_NEXT), "conversion");
+    need_ok(VIQ_convert_to_Y8(made.rgb, made.grey, VIQ_STRIP_NEXT), "conversion");
     return made;
 }
 
@@ -279,10 +249,10 @@ void bench_compress(const photograph &photo, const pictures &from, u16 quality) 
     const u32 jpeg = VIQ_JPEG_image_create();
     VIQ_JPEG_set_Quality_factor(jpeg, quality);
     const auto ours = [jpeg](u32 image) {
-        return [=] { need(!VIQ_IS_ERROR(VIQ_JPEG_compress(image, jpeg)), "compression"); };
+        return [=] { need_ok(VIQ_JPEG_compress(image, jpeg), "compression"); };
     };
     ours(from.rgb)();
-    std::function<void()> lines, raw, grey;
+    job lines, raw, grey;
 #if defined(VIQ_HAVE_LIBJPEG)
     peer_encoder peer;
     planes split = planes_of(photo, from.yuv);
@@ -312,13 +282,13 @@ void bench_decompress(const photograph &photo, const pictures &from, layout kind
                       const std::string &name) {
     const u32 jpeg = VIQ_JPEG_image_create();
     VIQ_JPEG_set_Quality_factor(jpeg, 16);
-    need(!VIQ_IS_ERROR(VIQ_JPEG_compress(from.rgb, jpeg)), "compression");
+    need_ok(VIQ_JPEG_compress(from.rgb, jpeg), "compression");
     peer_encoder encoder;
     encoder.begin(photo, kind, false, jpeg);
     const u32 source = kind == layout::grey ? from.grey : from.rgb;
     encoder.encode_lines(data_of(source), VIQ_get_bytes_per_line(source));
     const bytes stream = encoder.result();
-    need(!VIQ_IS_ERROR(VIQ_JPEG_buffer_read(jpeg, stream.data(), u32(stream.size()))), "reading");
+    need_ok(VIQ_JPEG_buffer_read(jpeg, stream.data(), u32(stream.size())), "reading");
     const u32 out = VIQ_image_create();
     VIQ_image_set_parameter(out, VIQ_IMAGE_TYPE, format);
 
@@ -329,7 +299,7 @@ void bench_decompress(const photograph &photo, const pictures &from, layout kind
     const bool raw = format == VIQ_YUV422;
     compare(
         "decompress " + name, photo,
-        [=] { need(!VIQ_IS_ERROR(VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT)), "decoding"); },
+        [=] { need_ok(VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT), "decoding"); },
         [&] {
             decoder.begin(stream, raw);
             if (raw)

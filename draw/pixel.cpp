@@ -1,4 +1,4 @@
-// Single pixels of YUV 4:2:2 images.
+// Drawing single pixels into YUV 4:2:2 images.
 #include <iterator>
 
 #include "core/lines.h"
@@ -8,6 +8,7 @@ using namespace viq;
 
 namespace {
 
+// The chroma bytes follow the luma of the even and of the odd pixel of a pair.
 struct pixel_colour {
     u8 luma, first_chroma, second_chroma;
 };
@@ -32,6 +33,7 @@ u32 VIQ_DrawPixel(u32 hImage, u16 wColour, u32 x, u32 y) {
         return code;
     if (!has_lines(*image, image->lines_per_strip))
         return report_no_data(name);
+    // Byte offsets. Lines count from the bottom; the luma of the next pixel is painted as well.
     const u64 luma = (u64{image->height} - y - 1) * image->bytes_per_line + 2 * u64{x};
     const u64 pair = luma - x % 2 * 2;
     const u64 strip = strip_size(*image, image->lines_per_strip);

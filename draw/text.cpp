@@ -1,5 +1,4 @@
-// Text in bitmap fonts, and the choice of a built-in font.
-#include <cstring>
+// Text drawing in bitmap fonts, and access to the built-in fonts.
 #include <string_view>
 
 #include "convert/converter.h"
@@ -8,6 +7,7 @@
 #include "core/report.h"
 #include "draw/fonts.h"
 #include "process/crop.h"
+#include "process/insert.h"
 
 using namespace viq;
 
@@ -18,7 +18,7 @@ constexpr const char *name = "VIQ_draw_text";
 struct caption {
     std::string_view text;
     const tVIQ_Font &font;
-    u32 x, y; // from 1
+    u32 x, y; // top left pixel, from 1
     u16 background, colour;
 };
 
@@ -85,17 +85,17 @@ u32 check_caption(const tVIQ_Image &image, const caption &c) {
     return success;
 }
 
-// ---- The text's rectangle: cut out, brought to RGB24, drawn into, brought back and put back
+// ---- Drawing: the rectangle of the text is cropped, converted to RGB24, drawn into, converted
+// back and inserted into the image
 
 rectangle area_of(const tVIQ_Image &image, const caption &c);
-void put_back(const tVIQ_Image &cut, const tVIQ_Image &image, const rectangle &area);
 void draw_glyphs(const tVIQ_Image &canvas, u32 column, const caption &c);
 
-// A converter may be in the middle of the very picture whose strips get the text: the rectangle
-// goes by itself, outside of every sequence.
+// Converts the rectangle as a single strip, without the process-wide strip sequence of the
+// converter, because the caller may be converting the same picture strip by strip.
 u32 convert_whole(u32 hFrom, u32 hTo, u16 format) {
-    const bool pairs = find_image(hFrom)->pixel_format == VIQ_YUV422 || format == VIQ_YUV422;
-    const converter *which = pairs ? yuv422_converter(format) : packed_converter(format);
+    const bool yuv422 = find_image(hFrom)->pixel_format == VIQ_YUV422 || format == VIQ_YUV422;
+    const converter *which = yuv422 ? yuv422_converter(format) : packed_converter(format);
     return which != nullptr ? convert_one_strip(*which, hFrom, hTo)
                             : VIQ_image_convert(hFrom, hTo, format, 0, VIQ_STRIP_NEXT);
 }
@@ -124,11 +124,12 @@ u32 draw(u32 hImage, const caption &c) {
     code = convert_whole(canvas.handle, cropped.handle, image.pixel_format);
     if (is_error(code))
         return code;
-    put_back(cut, image, area);
+    const u64 left = static_cast<u64>(area.x) * bytes_per_pixel(image);
+    insert_lines_at(image, left, static_cast<u64>(area.y), cut, cut.lines_per_strip);
     return success;
 }
 
-// YUV 4:2:2 goes in whole pairs.
+// The pixels that the text covers; in YUV 4:2:2, extended to whole pixel pairs.
 rectangle area_of(const tVIQ_Image &image, const caption &c) {
     rectangle area = {i64{c.x} - 1, i64{c.y} - 1,
                       static_cast<i64>(u64{c.text.size()} * c.font.width), c.font.height};
@@ -140,20 +141,12 @@ rectangle area_of(const tVIQ_Image &image, const caption &c) {
     return area;
 }
 
-void put_back(const tVIQ_Image &cut, const tVIQ_Image &image, const rectangle &area) {
-    const std::size_t pixel = bytes_per_pixel(image);
-    const line_view from = lines_of(cut);
-    const line_view to = lines_of(image);
-    for (u64 n = 0; n < from.lines; ++n)
-        std::memcpy(to.line(static_cast<u64>(area.y) + n) +
-                        static_cast<std::size_t>(area.x) * pixel,
-                    from.line(n), from.width * pixel);
-}
-
+// Draws the text into an RGB24 image from its first line and `column` on. Pixels of a glyph take
+// the text colour; all others are halved and, with background 1, become 127.
 void draw_glyphs(const tVIQ_Image &canvas, u32 column, const caption &c) {
     const line_view lines = lines_of(canvas);
-    const named_colour ink = named_colours[c.colour];
-    const u8 veil = c.background == 1 ? 0x7F : 0;
+    const named_colour text_colour = named_colours[c.colour];
+    const u8 background = c.background == 1 ? 0x7F : 0;
     for (u32 y = 0; y < c.font.height; ++y) {
         u8 *pixel = lines.line(y) + std::size_t{3} * column;
         for (const char character : c.text) {
@@ -162,9 +155,9 @@ void draw_glyphs(const tVIQ_Image &canvas, u32 column, const caption &c) {
                             std::size_t{y} * row_bytes(c.font);
             for (u32 x = 0; x < c.font.width; ++x, pixel += 3) {
                 const bool set = is_set(row, x);
-                pixel[0] = set ? ink.red : static_cast<u8>(pixel[0] >> 1 | veil);
-                pixel[1] = set ? ink.green : static_cast<u8>(pixel[1] >> 1 | veil);
-                pixel[2] = set ? ink.blue : static_cast<u8>(pixel[2] >> 1 | veil);
+                pixel[0] = set ? text_colour.red : static_cast<u8>(pixel[0] >> 1 | background);
+                pixel[1] = set ? text_colour.green : static_cast<u8>(pixel[1] >> 1 | background);
+                pixel[2] = set ? text_colour.blue : static_cast<u8>(pixel[2] >> 1 | background);
             }
         }
     }

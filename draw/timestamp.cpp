@@ -1,4 +1,4 @@
-// The local time and date, drawn as text.
+// Drawing the local time and date as text.
 #include "draw/timestamp.h"
 
 #include <cstdio>
@@ -10,7 +10,7 @@ using namespace viq;
 
 u32 VIQ_draw_timestamp(u32 hImage, const tVIQ_Font *pFont, u32 x, u32 y, u16 wBackground,
                        u16 wColour) {
-    constexpr u16 blinking = 0x80;
+    constexpr u16 blinking = 0x80; // bit of the background mode
     const std::time_t now = std::time(nullptr);
     const std::tm *local = std::localtime(&now);
     if (local == nullptr)

@@ -6,7 +6,8 @@
 
 namespace viq {
 
-// Such as "14:05:09 07Mar03"; blinking, the colons are blanks in even seconds.
+// Time and date in the form "14:05:09 07Mar03". If `blinking` is set, blanks replace the colons in
+// even seconds.
 std::string timestamp_text(const std::tm &time, bool blinking);
 
 } // namespace viq

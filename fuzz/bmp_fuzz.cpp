@@ -1,18 +1,15 @@
-// Bitmap files of any content: detection, reading whole and by strips, conversion, writing back.
+// BMP files: format detection, reading in one strip and in several, conversion, writing.
 #include <vector>
 
 #include "core/image.h"
-#include "fuzz/input_file.h"
+#include "fuzz/fuzz_support.h"
 
 using namespace viq;
 
 namespace {
 
-void demand(bool holds) {
-    if (!holds)
-        std::abort();
-}
-
+// Reads by strips of so many lines, up to 64 lines, and converts each strip. Finishing the reader
+// succeeds after any strip.
 void read_with(u32 (*read)(u32 handle, u32 memory, u16 mode), const std::string &name, u32 lines) {
     const scoped_image strip, out;
     VIQ_image_set_infilename(strip.handle, name.c_str());
@@ -31,11 +28,11 @@ void read_with(u32 (*read)(u32 handle, u32 memory, u16 mode), const std::string 
     demand(read(strip.handle, 0, VIQ_STRIP_FINISH) == 0 || done == 0);
 }
 
-u32 read_bitmap(u32 handle, u32, u16 mode) {
+u32 read_bmp(u32 handle, u32, u16 mode) {
     return VIQ_read_BMP_file(handle, mode);
 }
 
-// What has been read is written as a file that gives the same bytes again.
+// Writes the picture to a buffer and to the file; the file, read again, gives the same buffer.
 void write_back(const std::string &name) {
     const scoped_image whole, memory;
     VIQ_image_set_infilename(whole.handle, name.c_str());
@@ -57,14 +54,13 @@ void write_back(const std::string &name) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    const std::string &file = input_file(data, size);
-    VIQ_image_find_file_format(file.c_str());
+    const input_file file(data, size);
+    VIQ_image_find_file_format(file.name.c_str());
     for (const u32 lines : {1u, 3u, 1000u}) {
-        read_with(VIQ_image_read, file, lines);
-        read_with(read_bitmap, file, lines);
+        read_with(VIQ_image_read, file.name, lines);
+        read_with(read_bmp, file.name, lines);
     }
-    write_back(file);
+    write_back(file.name);
     demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
-    std::remove(file.c_str());
     return 0;
 }

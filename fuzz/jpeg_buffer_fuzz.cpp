@@ -1,14 +1,15 @@
-// JPEG streams of any content in memory: reading, decoding whole and by strips, writing back.
+// JPEG streams in memory: reading, decompression in one strip and in several, writing.
 #include <algorithm>
 #include <vector>
 
 #include "core/image.h"
+#include "fuzz/fuzz_support.h"
 
 using namespace viq;
 
 namespace {
 
-void decode(u32 jpeg, u32 lines) {
+void decompress(u32 jpeg, u32 lines) {
     const scoped_image out;
     VIQ_image_set_parameter(out.handle, VIQ_IMAGE_TYPE, lines % 3 == 0 ? VIQ_YUV422 : VIQ_RGB24);
     VIQ_image_set_parameter(jpeg, VIQ_LINES_PER_STRIP, lines);
@@ -18,25 +19,16 @@ void decode(u32 jpeg, u32 lines) {
     VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_FINISH);
 }
 
-void start() {
-    static const bool started = [] {
-        VIQ_Init();
-        VIQ_ErrHandlerInstall(nullptr);
-        return true;
-    }();
-    (void)started;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    start();
+    start_library();
     const u32 jpeg = VIQ_JPEG_image_create();
     if (VIQ_JPEG_buffer_read(jpeg, data, static_cast<u32>(size)) == 0) {
         const u32 height = VIQ_get_height(jpeg);
-        decode(jpeg, height);
-        decode(jpeg, 8);
-        decode(jpeg, 16);
+        decompress(jpeg, height);
+        decompress(jpeg, 8);
+        decompress(jpeg, 16);
         VIQ_image_set_parameter(jpeg, VIQ_LINES_PER_STRIP, height);
         std::vector<u8> copy(size + 4000);
         u32 length = 0;
@@ -45,12 +37,13 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
         const u32 frame = VIQ_JPEG_image_create();
         VIQ_JPEG_sequence_extract_frame(jpeg, frame, VIQ_image_get_parameter(jpeg, VIQ_PARAM_18));
         VIQ_image_destroy(frame);
-        // No reader leaves an end marker inside the data, but a caller may.
+        // The readers end the data at the first end marker; data that a caller sets may contain
+        // one.
         auto *record = static_cast<Tjpeg *>(VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG));
         if (record->data != nullptr) {
             std::copy(data, data + size, record->data);
             record->data_length = static_cast<u32>(size);
-            decode(jpeg, height);
+            decompress(jpeg, height);
         }
     }
     VIQ_image_destroy(jpeg);

@@ -1,13 +1,13 @@
-// JPEG files of any content: opening, counting frames, the generic reader, decoding.
+// JPEG files: opening, counting frames, reading with the generic reader, decompression.
 #include "core/image.h"
-#include "fuzz/input_file.h"
+#include "fuzz/fuzz_support.h"
 
 using namespace viq;
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    const std::string &name = input_file(data, size);
+    const input_file file(data, size);
     const u32 jpeg = VIQ_JPEG_image_create();
-    VIQ_image_set_infilename(jpeg, name.c_str());
+    VIQ_image_set_infilename(jpeg, file.name.c_str());
     if (VIQ_JPEG_file_open(jpeg) == 0) {
         VIQ_JPEG_sequence_calc_length(jpeg);
         VIQ_JPEG_sequence_set_start_frame(jpeg, VIQ_image_get_parameter(jpeg, VIQ_PARAM_18));
@@ -20,6 +20,5 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
         VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_FINISH);
     }
     VIQ_image_destroy(jpeg);
-    std::remove(name.c_str());
     return 0;
 }

@@ -1,4 +1,4 @@
-// Runs a fuzz target over every file of the directories given, without a fuzzer.
+// Runs a fuzz target on every file of the given folders, without a fuzzer.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,9 +12,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
 namespace {
 
-int replay(const std::filesystem::path &directory) {
+int replay(const std::filesystem::path &folder) {
     int count = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+    for (const auto &entry : std::filesystem::directory_iterator(folder)) {
         if (!entry.is_regular_file())
             continue;
         std::ifstream file(entry.path(), std::ios::binary);

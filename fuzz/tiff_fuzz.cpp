@@ -1,5 +1,5 @@
-// Any bytes as a TIFF file.
-#include "fuzz/input_file.h"
+// Reading TIFF files.
+#include "fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     viq::read_input(data, size, VIQ_read_TIFF_file);

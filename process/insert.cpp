@@ -38,19 +38,21 @@ u32 VIQ_IP_image_insert(u32 hInImage, u32 hInsertImage, u32 x, u32 y) {
 
 namespace viq {
 
-// A pixel takes the host's bytes per line by its width, also where padding makes that larger.
 void insert_lines(const tVIQ_Image &host, u64 x, u64 y, const tVIQ_Image &insert, u64 lines) {
     if (host.width == 0)
         return;
     const u64 offset = x * (host.bytes_per_line / host.width);
-    const u64 bytes = u64{bytes_per_pixel(insert)} * insert.width;
-    if (offset + bytes > host.bytes_per_line)
-        return;
+    if (offset + u64{bytes_per_pixel(insert)} * insert.width <= host.bytes_per_line)
+        insert_lines_at(host, offset, y, insert, lines);
+}
+
+void insert_lines_at(const tVIQ_Image &host, u64 offset, u64 y, const tVIQ_Image &insert,
+                     u64 lines) {
     const line_view to = lines_of(host);
     const line_view from = lines_of(insert);
+    const std::size_t bytes = std::size_t{bytes_per_pixel(insert)} * insert.width;
     for (u64 n = 0; n < lines; ++n)
-        std::memmove(to.line(y + n) + static_cast<std::size_t>(offset), from.line(n),
-                     static_cast<std::size_t>(bytes));
+        std::memmove(to.line(y + n) + static_cast<std::size_t>(offset), from.line(n), bytes);
 }
 
 } // namespace viq

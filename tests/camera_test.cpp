@@ -1,4 +1,4 @@
-// Colour-filter mosaics and chroma keying.
+// Bayer mosaics and chroma keying.
 #include <array>
 #include <functional>
 
@@ -12,7 +12,7 @@ WITH_EVERY_SET(Camera);
 
 constexpr u32 red = 0, green = 1, blue = 2;
 
-// The colour that a phase holds at a place.
+// The colour at (x, y) of a mosaic with this phase.
 u32 colour_at(u16 phase, int x, int y) {
     constexpr u32 cells[4][2][2] = {{{red, green}, {green, blue}},
                                     {{green, red}, {blue, green}},
@@ -21,11 +21,11 @@ u32 colour_at(u16 phase, int x, int y) {
     return cells[phase - 1][y % 2][x % 2];
 }
 
-TEST_P(Camera, MosaicsKeepOneColour) {
+TEST_P(Camera, MosaicKeepsOneColourPerPixel) {
     for (const u32 width : {1u, 2u, 31u, 33u, 64u, 101u}) {
         const picture in(VIQ_RGB24, width, 5), mosaic, colours, grey;
         fill_with_noise(in);
-        set_lines(in, 2); // processed whole all the same
+        set_lines(in, 2); // the whole picture is processed regardless
         EXPECT_OK(VIQ_BAY_RGB24_to_RGGB32(in, mosaic, 3));
         EXPECT_EQ(in->lines_per_strip, 5u);
         EXPECT_OK(VIQ_BAY_RGGB32_map_to_RGB24(mosaic, colours, 3));
@@ -37,12 +37,12 @@ TEST_P(Camera, MosaicsKeepOneColour) {
                     ASSERT_EQ(colours->data[at], kept ? in->data[at] : 0);
                 }
         EXPECT_OK(VIQ_BAY_RGGB32_map_to_Y8(mosaic, grey, 3));
-        for (u32 n = 0; n < 5 * grey->bytes_per_line; ++n) // drifts where lines are padded
+        for (u32 n = 0; n < 5 * grey->bytes_per_line; ++n) // skewed if lines are padded
             ASSERT_EQ(grey->data[n], n < 5 * width ? mosaic->data[n] : 0);
     }
 }
 
-// ---- Demosaicing by plain rules: samples by mirrored place
+// ---- Reference demosaicing; coordinates outside the mosaic are mirrored
 
 struct mosaic_view {
     const picture &p;
@@ -82,7 +82,7 @@ std::array<int, 3> demosaiced(const mosaic_view &m, u16 scheme, u16 phase, int x
         c[other] = (s(-1, -1) + s(1, -1) + s(-1, 1) + s(1, 1)) >> 2;
     } else {
         const auto bend = [&](int a, int b) { return 2 * std::abs(s(0, 0) - ((a + b + 1) >> 1)); };
-        // How much a pair of neighbours and the samples beyond them change.
+        // The gradient along a direction: difference of the two neighbours plus curvature.
         const auto change = [&](int dx, int dy) {
             return std::min(255, std::abs(s(-dx, -dy) - s(dx, dy)) +
                                      bend(s(-2 * dx, -2 * dy), s(2 * dx, 2 * dy)));
@@ -94,7 +94,7 @@ std::array<int, 3> demosaiced(const mosaic_view &m, u16 scheme, u16 phase, int x
     return c;
 }
 
-TEST_P(Camera, DemosaicsEveryPhaseAndBorder) {
+TEST_P(Camera, DemosaicMatchesReferenceForEveryPhaseAndBorder) {
     for (const u32 width : {1u, 2u, 3u, 32u, 33u, 70u})
         for (const u32 height : {1u, 2u, 3u, 6u})
             for (u16 scheme = 1; scheme <= 3; ++scheme)
@@ -119,8 +119,8 @@ TEST_P(Camera, DemosaicsEveryPhaseAndBorder) {
                 }
 }
 
-// Each scheme comes closer to the photograph than the one before.
-TEST(Mosaic, SchemesGrowBetter) {
+// The error against the photograph decreases from scheme to scheme.
+TEST(Mosaic, HigherSchemesReduceTheError) {
     for (const char *name : {"chelsea", "coffee"}) {
         const std::string file = VIQ_SOURCE_DIR "/samples/" + std::string(name) + ".bmp";
         const picture photo, mosaic, out, rgb;
@@ -142,7 +142,7 @@ TEST(Mosaic, SchemesGrowBetter) {
     }
 }
 
-TEST(Mosaic, RefusesBeforeAnyOutput) {
+TEST(Mosaic, RejectsInvalidInputBeforeOutput) {
     const picture rgb(VIQ_RGB24, 4, 4), mosaic(VIQ_RGGB32, 4, 4), out;
     fill_with_noise(mosaic);
     const char *unsupported = "Unsupported image format";
@@ -169,7 +169,7 @@ TEST(Mosaic, RefusesBeforeAnyOutput) {
         EXPECT_EQ(out->pixel_format, 0u);
     }
     set_lines(rgb, 2);
-    EXPECT_OK(VIQ_image_malloc_a_strip(rgb)); // two lines cannot be the picture
+    EXPECT_OK(VIQ_image_malloc_a_strip(rgb)); // holds only two of the four lines
     EXPECT_REPORT(VIQ_BAY_RGB24_to_RGGB32(rgb, out, 3), "VIQ_BAY_RGB24_to_RGGB32", 0x10050000,
                   "No image data");
     EXPECT_EQ(rgb->lines_per_strip, 2u);
@@ -177,7 +177,7 @@ TEST(Mosaic, RefusesBeforeAnyOutput) {
     EXPECT_OK(VIQ_BAY_RGB24_to_RGGB32(rgb, out, 3));
     EXPECT_EQ(out->pixel_format, VIQ_RGGB32);
     EXPECT_EQ(out->data, nullptr);
-    set_lines(mosaic, 0); // only the two that keep colours pass bare parameters on
+    set_lines(mosaic, 0); // only map_to_RGB24 copies just the metadata
     EXPECT_OK(VIQ_BAY_RGGB32_map_to_RGB24(mosaic, out, 3));
     EXPECT_EQ(out->lines_per_strip, 0u);
     EXPECT_OK(VIQ_BAY_RGGB32_map_to_Y8(mosaic, out, 3));
@@ -194,7 +194,7 @@ struct key_object {
     ~key_object() { VIQ_CK_destroy(handle); }
 };
 
-TEST(ChromaKey, KeepsThreeObjects) {
+TEST(ChromaKey, ProvidesThreeIndependentObjects) {
     const key_object a, b, c;
     EXPECT_EQ(c.handle, 3u);
     EXPECT_REPORT(VIQ_CK_create(), "VIQ_CK_create", 0x10080000, "");
@@ -218,7 +218,7 @@ TEST(ChromaKey, KeepsThreeObjects) {
     EXPECT_REPORT(VIQ_CK_get_parameter(a.handle, 300), "VIQ_CK_get_parameter", 0x10040000, "");
 }
 
-TEST(ChromaKey, NamesColours) {
+TEST(ChromaKey, ReturnsYuvOfNamedColours) {
     EXPECT_EQ(VIQ_CK_get_YUV_values(15), 0x8080FFu);
     EXPECT_EQ(VIQ_CK_get_YUV_values(8), VIQ_CK_get_YUV_values_RGB(76, 76, 76));
     EXPECT_REPORT(VIQ_CK_get_YUV_values(16), "VIQ_CK_get_YUV_values", 0x10030000,
@@ -238,7 +238,7 @@ u32 hue_of(const u8 *pair) {
     return hsi->data[0] | u32{hsi->data[1]} << 8;
 }
 
-// The whole rule, one pair after another as if lines had no ends.
+// Reference chroma key: pixel pairs are processed in sequence, across line ends.
 bytes keyed(const picture &in, const picture *background, u32 colour, const u32 (&window)[4],
             u16 mode) {
     const bytes source = pixels_of(in);
@@ -268,7 +268,7 @@ bytes keyed(const picture &in, const picture *background, u32 colour, const u32 
     return result;
 }
 
-TEST_P(Camera, KeysByLumaAndHue) {
+TEST_P(Camera, ChromaKeySelectsByLumaAndHue) {
     const key_object key;
     const struct {
         u16 hue, hue_tolerance, luma, luma_tolerance;
@@ -300,7 +300,7 @@ TEST_P(Camera, KeysByLumaAndHue) {
     }
 }
 
-TEST(ChromaKey, RefusesBeforeAnythingIsWritten) {
+TEST(ChromaKey, RejectsInvalidInputBeforeOutput) {
     const key_object key;
     const char *name = "VIQ_CK_chroma_key";
     const picture in(VIQ_YUV422, 12, 4), rgb(VIQ_RGB24, 12, 4), odd(VIQ_YUV422, 5, 4), out;
@@ -335,11 +335,11 @@ TEST(ChromaKey, RefusesBeforeAnythingIsWritten) {
     EXPECT_REPORT(VIQ_CK_calibrate(in, 2, 3), calibrate, 0x10040000, "");
 }
 
-TEST(ChromaKey, CalibratesTheHueAlone) {
+TEST(ChromaKey, CalibrationSetsTheHueCentreToTheMean) {
     const key_object key;
     const picture in(VIQ_YUV422, 20, 6, 64);
     fill_with_noise(in);
-    double sum = 0; // 7 pairs a line are read, one after another, padding included
+    double sum = 0; // 7 pairs per line are read consecutively, across line ends
     for (u32 n = 0; n < 6 * 7; ++n)
         sum += hue_of(in->data + 4 * n) / 36.0;
     EXPECT_OK(VIQ_CK_calibrate(in, key.handle, 3));

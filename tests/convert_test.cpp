@@ -1,6 +1,5 @@
-// The converters with every instruction set: what they accept, where their lines stand, how their
-// sequences go, and which of them the dispatcher takes. The plain row kernels, which have their own
-// tests, say what a line becomes.
+// The converters with every instruction set: accepted formats, strips, sequences, and the selection
+// by the dispatcher. The plain row kernels, which have their own tests, are the reference.
 #include "convert/hue_table.h"
 #include "convert/rows.h"
 #include "tests/support.h"
@@ -12,7 +11,7 @@ struct tested_converter {
     const char *name;
     u32 (*convert)(u32, u32, u16);
     u16 target;
-    words accepted; // beside the target itself
+    words accepted; // in addition to the target
     bool from_yuv422 = false;
 };
 
@@ -72,7 +71,7 @@ template <class Visit> void for_every_pair(Visit visit) {
 class Convert : public every_set {};
 WITH_EVERY_SET(Convert);
 
-TEST_P(Convert, AcceptsItsFormatsAndRefusesTheOthers) {
+TEST_P(Convert, AcceptsListedFormatsAndRejectsOthers) {
     for (const tested_converter &c : converters)
         for (const known_format &row : known_formats) {
             SCOPED_TRACE(text_of(c.name, "from", row.code));
@@ -96,8 +95,8 @@ TEST_P(Convert, AcceptsItsFormatsAndRefusesTheOthers) {
 
 // ---- Lines and strips
 
-// Each strip's lines, back to back. Grey output steps over uncounted source bytes after lines of
-// odd width; what lies behind the strip counts as 0.
+// The expected lines. For grey output, a source line of odd width takes more than its stride, so
+// that the skew accumulates from line to line; bytes after the strip are read as 0.
 bytes lines_by_kernel(const picture &in, const picture &out, u32 lines) {
     row_options options;
     options.map = in->colourmap;
@@ -123,7 +122,7 @@ bytes lines_by_kernel(const picture &in, const picture &out, u32 lines) {
     return result;
 }
 
-TEST_P(Convert, StripsOfAnyHeightGiveTheLinesOfThePicture) {
+TEST_P(Convert, StripsOfAnyHeightMatchTheRowKernel) {
     for_every_pair([](const tested_converter &c, u16 format) {
         for (const u32 width : numbers{1, 2, 3, 7, 12, 33})
             for (const u32 lines : numbers{1, 2, 5, 9})
@@ -134,7 +133,7 @@ TEST_P(Convert, StripsOfAnyHeightGiveTheLinesOfThePicture) {
                     const picture whole(format, width, 5, alignment), out, gathered;
                     if (format == VIQ_Y16)
                         whole->data_width = static_cast<u16>(8 + width % 9);
-                    out->data_width = 12; // counts for Y16
+                    out->data_width = 12; // used only by Y16
                     fill_with_noise(whole);
                     convert_by_strips(whole, lines, c.convert, out, gathered);
                     const u32 whole_pairs = c.target == VIQ_YUV422 ? width % 2 : 0;
@@ -144,14 +143,14 @@ TEST_P(Convert, StripsOfAnyHeightGiveTheLinesOfThePicture) {
     });
 }
 
-// Neither the X byte nor padding is written in a caller's buffer; in a strip of the library both
-// are 0.
-TEST_P(Convert, BytesThatAreNoPixelsStayAsTheyWere) {
+// The X byte and line padding are not written in a caller's buffer; in a buffer of the library
+// they are 0.
+TEST_P(Convert, LeavesUnusedBytesOfCallersBufferUnchanged) {
     for_every_pair([](const tested_converter &c, u16 format) {
         constexpr u8 untouched = 0x5A;
         const picture in(format, 6, 3, 8), plain(VIQ_Y8, 30, 4), locked;
         fill_with_noise(in);
-        fill_with_noise(plain); // its buffer serves again
+        fill_with_noise(plain); // its buffer is reused
         bytes buffer(1000, untouched);
         VIQ_image_set_flags(locked, VIQ_FLAG_LOCKED, 1);
         VIQ_image_set_ptr(locked, VIQ_PTR_DATA, buffer.data());
@@ -174,7 +173,7 @@ TEST_P(Convert, BytesThatAreNoPixelsStayAsTheyWere) {
     });
 }
 
-TEST_P(Convert, WideGreyKeepsItsDataWidth) {
+TEST_P(Convert, Y16OutputKeepsItsDataWidth) {
     for (u16 data_width = 0; data_width <= 16; ++data_width) {
         const picture in(VIQ_Y8, 3, 1), out;
         fill_with_noise(in);
@@ -191,7 +190,7 @@ TEST_P(Convert, WideGreyKeepsItsDataWidth) {
     }
 }
 
-TEST_P(Convert, InputsThatCannotBeConverted) {
+TEST_P(Convert, ReportsInputThatCannotBeConverted) {
     for (const tested_converter &c : converters) {
         SCOPED_TRACE(c.name);
         const char *corrupt = c.convert == VIQ_convert_to_Y8 ? "Corrupt images" : "Corrupt image";
@@ -210,8 +209,8 @@ TEST_P(Convert, InputsThatCannotBeConverted) {
         if (has(c.accepted, VIQ_Y16))
             EXPECT_REPORT(c.convert(narrow, out, 3), c.name, 0x10050000,
                           "Data width must be > 7 for Y16");
-        // Any format passes its parameters on where there is no line to convert, except to those
-        // that look at it first.
+        // If lines per strip is 0, only the metadata is copied, for any format; but the converters
+        // from YUV 4:2:2 check the format first.
         const picture hsi(VIQ_HSI, 6, 9), odd(VIQ_YUV422, 3, 9), copy;
         set_lines(hsi, 0);
         if (c.from_yuv422) {
@@ -241,7 +240,7 @@ TEST_P(Convert, InputsThatCannotBeConverted) {
 
 // ---- Sequences
 
-TEST_P(Convert, SequencesGoOnUntilTheHeightOrCommandFour) {
+TEST_P(Convert, SequenceEndsAtTheHeightOrWithCommandFour) {
     const picture in(VIQ_RGB24, 4, 5), out, other, third, same(VIQ_BGR24, 4, 5);
     fill_with_noise(in);
     fill_with_noise(same);
@@ -250,7 +249,7 @@ TEST_P(Convert, SequencesGoOnUntilTheHeightOrCommandFour) {
     constexpr const char *refusal = "Sequence under way with another image";
     const auto convert = [&](u32 to, u16 command) { return VIQ_convert_to_BGR24(in, to, command); };
     EXPECT_OK(convert(out, 3));
-    // No set-up on the way: an output that does not fit is refused, untouched.
+    // Later strips do not set the output up: one that does not fit is rejected, unchanged.
     EXPECT_REPORT(convert(other, 3), name, 0x100b0000, refusal);
     EXPECT_EQ(other->pixel_format, 0);
     for (u32 tVIQ_Image::*field : {&tVIQ_Image::width, &tVIQ_Image::height}) {
@@ -258,7 +257,7 @@ TEST_P(Convert, SequencesGoOnUntilTheHeightOrCommandFour) {
         EXPECT_REPORT(convert(out, 3), name, 0x100b0000, refusal);
         --(in.operator->()->*field);
     }
-    // Copies and other converters have nothing to do with it.
+    // Copies and other converters do not affect the sequence.
     EXPECT_OK(VIQ_convert_to_BGR24(same, third, 3));
     EXPECT_OK(VIQ_convert_to_RGBX32(in, third, 3));
     EXPECT_OK(VIQ_convert_to_RGBX32(in, third, 4));
@@ -267,14 +266,14 @@ TEST_P(Convert, SequencesGoOnUntilTheHeightOrCommandFour) {
     EXPECT_OK(convert(out, 3));
     EXPECT_STREQ(out->infilename, "");
     EXPECT_OK(convert(out, 3));
-    EXPECT_EQ(in->lines_per_strip, 1u); // clipped to the rest
+    EXPECT_EQ(in->lines_per_strip, 1u); // clipped to the remaining line
     EXPECT_EQ(out->lines_per_strip, 1u);
 
     set_lines(in, 2);
-    EXPECT_OK(convert(other, 3)); // a sequence of its own
+    EXPECT_OK(convert(other, 3)); // a new sequence
     EXPECT_STREQ(other->infilename, "not copied");
-    EXPECT_OK(convert(missing, 4)); // ends it with any pair of images
-    EXPECT_OK(convert(third, 0));   // other commands only set up
+    EXPECT_OK(convert(missing, 4)); // ends the sequence for any images
+    EXPECT_OK(convert(third, 0));   // other commands only set the output up
     EXPECT_EQ(third->pixel_format, VIQ_BGR24);
     for (const u32 lines : numbers{2, 2, 1}) {
         EXPECT_OK(convert(third, 3));
@@ -284,20 +283,20 @@ TEST_P(Convert, SequencesGoOnUntilTheHeightOrCommandFour) {
 
 // ---- The dispatcher
 
-// A picture without data makes each worker report under its own name.
+// The selected worker: it reports under its own name that the picture has no data.
 std::string worker_of(u16 in_format, u16 out_format, u32 flags) {
     const picture in(in_format, 2, 1), out;
     out->flags = flags | VIQ_FLAG_2;
     reported.clear();
     EXPECT_NE(VIQ_image_convert(in, out, out_format, 0, 3), 0u);
     const std::string result = reported.empty() ? "" : reported.front().function;
-    // The flags stay, except one; a format that is not known leaves even that.
+    // All flags but VIQ_FLAG_2 are kept; for an unknown format that one as well.
     EXPECT_EQ(out->flags, result == "VIQ_image_convert" ? flags | VIQ_FLAG_2 : flags);
     VIQ_image_convert(in, out, out_format, 0, 4);
     return result;
 }
 
-TEST_P(Convert, DispatcherTakesTheRouteOfTheFormats) {
+TEST_P(Convert, DispatcherSelectsTheConverterByFormats) {
     const std::string none = "VIQ_image_convert", copy = "VIQ_image_copy_1_strip";
     for (u16 target = 0; target < 120; ++target) {
         SCOPED_TRACE(target);
@@ -343,7 +342,7 @@ TEST_P(Convert, DispatcherTakesTheRouteOfTheFormats) {
     }
 }
 
-TEST_P(Convert, RouteStaysTheSameThroughAPicture) {
+TEST_P(Convert, DispatcherKeepsTheLutFlagThroughAPicture) {
     const picture in(VIQ_YUV422, 4, 4), out;
     fill_with_noise(in);
     set_lines(in, 2);
@@ -361,7 +360,7 @@ constexpr bool is_mapped(u16 format) {
     return format == VIQ_Y8 || format == VIQ_Y16 || format == VIQ_PALETTED;
 }
 
-// The picture in the bitmap's format, top line first, where need be by way of RGB24.
+// Converts to the format of the bitmap, top line first; through RGB24 if nothing converts directly.
 void convert_for_bitmap(u32 in, u32 out, u16 from, u16 target) {
     if (target == VIQ_PALETTED && from == VIQ_RGB24) {
         EXPECT_OK(VIQ_convert_to_RGB8_dither(in, out, 3));
@@ -380,7 +379,7 @@ void convert_for_bitmap(u32 in, u32 out, u16 from, u16 target) {
     }
 }
 
-TEST_P(Convert, BitmapsStandUpsideDown) {
+TEST_P(Convert, DibOutputIsBottomUp) {
     for (const u16 format : with(to_24, {VIQ_PALETTED, VIQ_YUV422}))
         for (const u32 option : numbers{0, 8, 16, 24, 32}) {
             SCOPED_TRACE(text_of(format, "option", option));

@@ -18,7 +18,7 @@ bytes glyph_of(const tVIQ_Font &font, u32 code) {
     return bytes(glyph, glyph + font.bytes_per_glyph);
 }
 
-TEST(Font, HasItsCellsAndDistinctGlyphs) {
+TEST(Font, HasDistinctGlyphsOfItsCellSize) {
     const u32 sizes[][3] = {{7, 7, 7}, {14, 9, 28}, {19, 15, 38}};
     for (u32 type = 0; type < 3; ++type) {
         const tVIQ_Font &font = *font_of(type);
@@ -30,7 +30,7 @@ TEST(Font, HasItsCellsAndDistinctGlyphs) {
         for (u32 a = 33; a < 127; ++a)
             for (u32 b = 33; b < a; ++b)
                 EXPECT_NE(glyph_of(font, a), glyph_of(font, b)) << type << ' ' << a << ' ' << b;
-        const u32 row = (font.width + 7) / 8; // nothing beside the cell
+        const u32 row = (font.width + 7) / 8; // no bits outside the cell
         for (u32 n = row - 1; n < 128 * font.bytes_per_glyph; n += row)
             EXPECT_EQ(font.glyphs[n] & (0xFF >> ((font.width - 1) % 8 + 1)), 0);
     }
@@ -42,7 +42,7 @@ TEST(Font, HasItsCellsAndDistinctGlyphs) {
     EXPECT_REPORT(VIQ_draw_get_ptr(0, nullptr), "VIQ_draw_get_ptr", 0x10030000, "Null pointer");
 }
 
-// The picture with the text drawn by the rule.
+// The expected pixels of a picture with text.
 bytes drawn(const picture &rgb, const std::string &text, const tVIQ_Font &font, u32 left, u32 top,
             u32 background, const bytes &ink) {
     bytes result = pixels_of(rgb);
@@ -72,7 +72,7 @@ TEST(Text, IsDrawnOverADimOrFlatBackground) {
             const picture p(VIQ_RGB24, width + 5, font.height + 3, alignment);
             fill_with_noise(p);
             for (const u32 x : {1u, 6u})
-                for (const u32 y : {1u, 4u}) { // flush with every side
+                for (const u32 y : {1u, 4u}) { // touches every side
                     const bytes wanted =
                         drawn(p, text, font, x - 1, y - 1, background, {152, 0, 152});
                     EXPECT_OK(VIQ_draw_text(p, text.c_str(), &font, x, y, background, 5));
@@ -82,7 +82,7 @@ TEST(Text, IsDrawnOverADimOrFlatBackground) {
         }
 }
 
-TEST(Text, GoesThroughRgb24AndBack) {
+TEST(Text, IsDrawnThroughRgb24InAnyFormat) {
     const tVIQ_Font &font = *font_of(0);
     for (const u16 format :
          words{VIQ_Y8, VIQ_RGB16, VIQ_BGR24, VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422}) {
@@ -98,7 +98,7 @@ TEST(Text, GoesThroughRgb24AndBack) {
         EXPECT_OK(VIQ_draw_text(p, "Hi", &font, 3, 2, 1, 14));
         EXPECT_EQ(pixels_of(p), pixels_of(expected));
     }
-    // Strips get their text while both ways of the conversion are in the middle of the picture.
+    // Drawing does not disturb unfinished conversions of the same picture, in either direction.
     const picture wide(VIQ_BGRX32, 14, 14), strip;
     fill_with_noise(wide);
     set_lines(wide, 7);
@@ -106,7 +106,7 @@ TEST(Text, GoesThroughRgb24AndBack) {
     EXPECT_OK(VIQ_draw_text(wide, "A", &font, 1, 1, 0, 15));
     EXPECT_OK(VIQ_draw_text(strip, "A", &font, 1, 1, 0, 15));
     EXPECT_OK(VIQ_convert_to_RGB24(wide, strip, 3));
-    // Pairs of YUV 4:2:2 stay whole: grey stays grey at odd places and widths too.
+    // YUV 4:2:2 is converted in whole pairs: grey stays grey at odd columns and widths too.
     const picture yuv(VIQ_YUV422, 16, 7);
     EXPECT_OK(VIQ_image_malloc_a_strip(yuv));
     for (u32 n = 0; n < 16 * 7 * 2; ++n)
@@ -114,11 +114,11 @@ TEST(Text, GoesThroughRgb24AndBack) {
     EXPECT_OK(VIQ_draw_text(yuv, "O", &font, 4, 1, 0, 15));
     for (u32 n = 1; n < 16 * 7 * 2; n += 2)
         EXPECT_EQ(yuv->data[n], 128);
-    EXPECT_EQ(yuv->data[4], 100); // column 2 lies outside, column 3 under the text
+    EXPECT_EQ(yuv->data[4], 100); // column 2 is outside, column 3 under the text
     EXPECT_EQ(yuv->data[6], 50);
 }
 
-TEST(Text, IsRefusedWithTheImageAsItWas) {
+TEST(Text, LeavesTheImageUnchangedIfRejected) {
     const char *name = "VIQ_draw_text";
     const tVIQ_Font &font = *font_of(0);
     const picture p(VIQ_RGB24, 20, 10);
@@ -155,7 +155,7 @@ TEST(Text, IsRefusedWithTheImageAsItWas) {
     EXPECT_EQ(pixels_of(p), before);
     expect_reports([&] { return VIQ_draw_text(missing, "A", &font, 1, 1, 0, 0); },
                    {{name, 0x10050000, "Image is corrupt"}});
-    // No way to RGB24, none back, and none to crop.
+    // Formats that cannot be converted to RGB24, or back, or cropped.
     const struct {
         u16 format;
         const char *function;
@@ -174,7 +174,7 @@ TEST(Text, IsRefusedWithTheImageAsItWas) {
     }
 }
 
-TEST(Text, TakesFontsOf32Pixels) {
+TEST(Text, AcceptsFontsOf32Pixels) {
     bytes glyphs(128 * 4);
     for (u32 n = 0; n < 4; ++n)
         glyphs['A' * 4 + n] = static_cast<u8>(0x81 + n);
@@ -186,7 +186,7 @@ TEST(Text, TakesFontsOf32Pixels) {
     EXPECT_EQ(pixels_of(p), wanted);
 }
 
-TEST(Timestamp, IsSixteenCharacters) {
+TEST(Timestamp, HasSixteenCharacters) {
     std::tm time = {};
     time.tm_hour = 14;
     time.tm_min = 5;
@@ -213,7 +213,7 @@ TEST(Timestamp, IsSixteenCharacters) {
                   "Invalid background mode");
 }
 
-TEST(Pixel, PaintsTwoFromTheBottomUp) {
+TEST(Pixel, CoversTwoPixelsCountedFromTheBottom) {
     const char *name = "VIQ_DrawPixel";
     const picture p(VIQ_YUV422, 6, 2);
     const bytes blank(24, 9);

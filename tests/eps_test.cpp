@@ -1,4 +1,4 @@
-// EPS files: the text that is written, that it comes back, and what the reader refuses.
+// EPS files: the text that is written, round trips, and what the reader rejects.
 #include "tests/file_support.h"
 
 namespace viq {
@@ -15,7 +15,7 @@ std::string file_of(const picture &p, u32 lines = 100) {
     return std::string(file.begin(), file.end());
 }
 
-// Pixels are 0x80 + the byte's number.
+// Sets each byte of the pixels to 0x80 + its index.
 void number_pixels(const picture &p) {
     ASSERT_EQ(VIQ_image_malloc_a_strip(p), 0u);
     const std::size_t line = p->bytes_per_line - p->skip_bytes;
@@ -25,7 +25,7 @@ void number_pixels(const picture &p) {
     set_strip(p, pixels);
 }
 
-TEST(Eps, WritesTheTextOfEachFormat) {
+TEST(EpsWriter, WritesTheTextOfEachFormat) {
     const picture grey(VIQ_Y8, 2, 3);
     number_pixels(grey);
     std::strcpy(grey->spare_text, "a camera\nshowpage");
@@ -66,11 +66,11 @@ TEST(Eps, WritesTheTextOfEachFormat) {
               "  /Decode [0 1 0 1 0 1]\n  /ImageMatrix[1 0 0 -1 0 1]\t% Portrait Orientation\n"
               "  /DataSource currentfile\n  /ASCIIHexDecode filter\n>>\nimage\n"
               "80\nshowpage\n%%EOF\n");
-    indices->num_colours = 300; // of which 256 exist
+    indices->num_colours = 300; // more than the 256 that exist
     EXPECT_NE(file_of(indices).find("/DeviceRGB 255\n"), std::string::npos);
 }
 
-TEST(Eps, PlacesThePictureOnThePage) {
+TEST(EpsWriter, ScalesAndCentresThePicture) {
     struct place {
         u32 width, height;
         const char *box, *scale;
@@ -92,7 +92,7 @@ TEST(Eps, PlacesThePictureOnThePage) {
     }
 }
 
-TEST(Eps, BreaksTheLineAfter39Bytes) {
+TEST(EpsWriter, BreaksLinesAfter39Bytes) {
     for (const u32 width : {38u, 39u, 40u, 78u}) {
         const picture p(VIQ_Y8, width, 1);
         fill_with_noise(p);
@@ -105,7 +105,7 @@ TEST(Eps, BreaksTheLineAfter39Bytes) {
     }
 }
 
-TEST(Eps, PicturesComeBackInStripsOfEverySize) {
+TEST(EpsReader, RestoresPicturesByStripsOfAnyHeight) {
     for (const u16 format : {VIQ_Y1, VIQ_Y8, VIQ_PALETTED, VIQ_RGB24})
         for (const u32 width : {1u, 9u, 39u, 40u, 79u})
             for (const u32 alignment : {1u, 2u, 4u}) {
@@ -113,7 +113,7 @@ TEST(Eps, PicturesComeBackInStripsOfEverySize) {
                 const picture p(format, width, 5, alignment);
                 std::size_t line = format == VIQ_Y1 ? (width + 7) / 8 : width;
                 line *= format == VIQ_RGB24 ? 3 : 1;
-                // Bits are padded, or packed as a TIFF reader leaves them.
+                // 1-bit lines are padded, or packed as the TIFF reader stores them.
                 paint(p, width == 79 ? line : (line + alignment - 1) / alignment * alignment);
                 const bytes expected = lines_of(p, line);
                 const std::string file = file_of(p, 2);
@@ -125,7 +125,7 @@ TEST(Eps, PicturesComeBackInStripsOfEverySize) {
                     EXPECT_EQ(back->bytes_per_line % alignment, 0u);
                     if (format != VIQ_PALETTED)
                         continue;
-                    EXPECT_EQ(back->num_colours, 255); // as written: the last index
+                    EXPECT_EQ(back->num_colours, 255); // the last index, as written
                     EXPECT_EQ(back->colourmap[255].red, p->colourmap[255].red);
                     EXPECT_EQ(back->colourmap[9].blue, p->colourmap[9].blue);
                 }
@@ -138,21 +138,21 @@ TEST(Eps, PicturesComeBackInStripsOfEverySize) {
     EXPECT_EQ(pixels_read(back, text(file_of(wide)), VIQ_read_EPS_file, 1), pixels_of(wide));
 }
 
-TEST(Eps, DigitsMayBeBrokenAnywhere) {
+TEST(EpsReader, SkipsWhiteSpaceBetweenDigits) {
     const picture p(VIQ_Y8, 3, 1);
     number_pixels(p);
     std::string file = file_of(p);
     file.replace(file.find("808182"), 6, " 8\r\n0 81\t\n8\f2");
     const picture back;
     EXPECT_EQ(pixels_read(back, text(file), VIQ_read_EPS_file, 1), (bytes{0x80, 0x81, 0x82}));
-    EXPECT_EQ(back->data[3], 0); // the padding
+    EXPECT_EQ(back->data[3], 0); // padding
     file.replace(file.find("81"), 2, "8G");
     write_file(back->infilename, file);
     EXPECT_REPORT(VIQ_read_EPS_file(back, VIQ_STRIP_NEXT), "VIQ_read_EPS_file_1_strip", 0x100c0000,
                   "Expecting hexadecimal digits");
 }
 
-TEST(Eps, RefusesToRead) {
+TEST(EpsReader, RejectsInvalidFiles) {
     const picture p;
     const auto refusal = [&p](const std::string &file, const char *function, u32 code,
                               const char *message) {
@@ -176,14 +176,14 @@ TEST(Eps, RefusesToRead) {
         reader, 0x10050007, "Colourmap should not be 0 size");
 }
 
-TEST(Eps, RefusesToWrite) {
+TEST(EpsWriter, RejectsUnsupportedImages) {
     const picture words(VIQ_Y16, 900, 30);
     EXPECT_ERROR(VIQ_write_EPS_file(words, 3), 0x1007000e, "Unsupported image format");
     const picture nothing(VIQ_Y8, 0, 1);
     EXPECT_ERROR(VIQ_write_EPS_file(nothing, 3), 0x10050000, "Corrupt image");
 }
 
-TEST(Eps, CommandFourEndsWithoutTheTrailer) {
+TEST(EpsWriter, CommandFourOmitsTheTrailer) {
     const picture p(VIQ_Y8, 2, 3);
     number_pixels(p);
     VIQ_image_set_outfilename(p, scratch_file("written").c_str());

@@ -1,4 +1,4 @@
-// Video fields, single channels and false colour.
+// Video fields, extraction of channels, and pseudo-colour.
 #include "tests/support.h"
 
 namespace viq {
@@ -20,7 +20,7 @@ bytes line_of(const picture &p, u32 y) {
     return bytes(line, line + p->bytes_per_line);
 }
 
-TEST(TwoFields, AreWovenInTheirOrder) {
+TEST(TwoFields, AreInterleavedInFieldOrder) {
     for (const u16 format : words{VIQ_Y8, VIQ_RGB24, VIQ_HSI})
         for (const bool second_first : {false, true}) {
             const picture first(format, 5, 6), second(format, 5, 6), out;
@@ -35,12 +35,12 @@ TEST(TwoFields, AreWovenInTheirOrder) {
                 EXPECT_EQ(line_of(out, y),
                           line_of((y % 2 != 0) != second_first ? second : first, y / 2));
         }
-    // Strip by strip, the last one cut on both sides.
+    // By strips, of which the last is shorter in both fields.
     const picture first(VIQ_Y8, 4, 5), second(VIQ_Y8, 4, 5), strip1, strip2, out, gathered, whole;
     fill_with_noise(first);
     fill_with_noise(second);
     EXPECT_OK(VIQ_SPL_2fields_to_frame(first, second, whole, 3));
-    VIQ_image_set_flags(second, VIQ_FLAG_20, 1); // only the first field's say counts
+    VIQ_image_set_flags(second, VIQ_FLAG_20, 1); // the field order of the second field is ignored
     second->param_23 = 2;
     for (u32 done = 0; done < 5; done += 2) {
         for (const auto &[from, to] : {std::pair{&first, &strip1}, {&second, &strip2}}) {
@@ -58,7 +58,7 @@ TEST(TwoFields, AreWovenInTheirOrder) {
     EXPECT_EQ(pixels_of(gathered), pixels_of(whole));
 }
 
-TEST(TwoFields, MustBeAlike) {
+TEST(TwoFields, MustHaveTheSameGeometry) {
     const picture a(VIQ_Y8, 4, 4), out;
     fill_with_noise(a);
     for (const picture &b : {picture(VIQ_Y8, 5, 4), picture(VIQ_Y8, 4, 5), picture(VIQ_RGB8, 4, 4),
@@ -78,11 +78,11 @@ TEST(TwoFields, MustBeAlike) {
                    {{two_fields, 0x10050000, "Corrupt image - parameter 2"}});
     set_lines(b, 4);
     fill_with_noise(out);
-    EXPECT_OK(VIQ_image_set_ptr(b, VIQ_PTR_DATA, out->data)); // would go with the output's buffer
+    EXPECT_OK(VIQ_image_set_ptr(b, VIQ_PTR_DATA, out->data)); // shares the buffer of the output
     EXPECT_REPORT(VIQ_SPL_2fields_to_frame(a, b, out, 3), two_fields, 0x10030000,
                   "Input and output image are the same");
     EXPECT_OK(VIQ_SPL_2fields_to_frame(a, b, out, 4));
-    for (const picture *without_lines : {&b, &a}) { // first b alone, then both
+    for (const picture *without_lines : {&b, &a}) { // first only b, then both
         set_lines(*without_lines, 0);
         EXPECT_OK(VIQ_SPL_2fields_to_frame(a, b, out, 3));
         EXPECT_EQ(out->height, 8u);
@@ -90,7 +90,8 @@ TEST(TwoFields, MustBeAlike) {
     }
 }
 
-// What a scheme puts between lines of one component, `gap` bytes apart.
+// The byte that a scheme interpolates between lines n and n + 1. Neighbouring samples of the same
+// component are `gap` bytes apart.
 u8 between(u32 scheme, const std::vector<bytes> &lines, std::size_t n, std::size_t x, u32 gap,
            std::size_t pixel_bytes) {
     const auto at = [&](std::size_t line, std::size_t byte) {
@@ -119,7 +120,7 @@ u8 between(u32 scheme, const std::vector<bytes> &lines, std::size_t n, std::size
     return static_cast<u8>(best);
 }
 
-TEST_P(Fields, FillFrames) {
+TEST_P(Fields, SchemesInterpolateTheMissingLines) {
     for (const u16 format : words{VIQ_Y8, VIQ_YUV422, VIQ_RGB24})
         for (const u32 width : {2u, 4u, 6u, 50u, 610u})
             for (const u32 height : {1u, 2u, 5u})
@@ -161,7 +162,7 @@ TEST_P(Fields, FillFrames) {
                     }
 }
 
-TEST(Field, RefusesFormatsAndSchemes) {
+TEST(Field, RejectsUnsupportedFormatsAndSchemes) {
     const picture deep(VIQ_Y16, 4, 4), grey(VIQ_Y8, 4, 4), out;
     fill_with_noise(grey);
     EXPECT_REPORT(VIQ_SPL_field_to_frame(deep, out, 1, 3), one_field, 0x1007000e,
@@ -179,10 +180,10 @@ TEST(Field, RefusesFormatsAndSchemes) {
                       0x10050000, "No image data");
         EXPECT_EQ(part->lines_per_strip, 2u);
     }
-    EXPECT_OK(VIQ_SPL_field_to_frame(grey, out, 1, 3)); // nothing is left under way
+    EXPECT_OK(VIQ_SPL_field_to_frame(grey, out, 1, 3)); // no unfinished sequence remains
 }
 
-TEST(Interlace, WeavesTheHalves) {
+TEST(Interlace, InterleavesTheHalves) {
     const char *name = "VIQ_SPL_interlace_frame";
     const picture empty(VIQ_Y8, 4, 4), none;
     empty->param_23 = 4;
@@ -208,9 +209,9 @@ TEST(Interlace, WeavesTheHalves) {
                    {{name, 0x10050000, "Corrupt input image"}});
 }
 
-// ---- Channels and false colour
+// ---- Channels and pseudo-colour
 
-TEST_P(Fields, ExtractorsPickBytes) {
+TEST_P(Fields, ExtractorsSelectOneByte) {
     const picture out;
     for (const u32 width : {1u, 3u, 8u, 33u, 70u}) {
         const picture in(VIQ_BGRX32, width, 3);
@@ -222,7 +223,7 @@ TEST_P(Fields, ExtractorsPickBytes) {
                 u32 word = 0;
                 if (n < width * 3)
                     std::memcpy(&word, &source[4 * n], 4);
-                ASSERT_EQ(out->data[n], word >> (shift & 31) & 255); // one after another
+                ASSERT_EQ(out->data[n], word >> (shift & 31) & 255); // without padding
             }
         }
         for (const u32 byte : {1u, 2u, 3u, 4u}) {
@@ -244,7 +245,7 @@ TEST_P(Fields, ExtractorsPickBytes) {
                       "Byte number out of range");
 }
 
-TEST_P(Fields, FalseColoursFollowTheirRules) {
+TEST_P(Fields, PseudoColoursMatchTheirFormulas) {
     for (u32 width = 2; width < 80; width += 2) {
         const picture yuv(VIQ_YUV422, width, 2), out;
         fill_with_noise(yuv);
@@ -255,7 +256,7 @@ TEST_P(Fields, FalseColoursFollowTheirRules) {
             ASSERT_EQ(bytes(pixel, pixel + 3), (bytes{pair[n % 2 * 2], pair[1], pair[3]}));
         }
     }
-    // Every hue that 16 bits hold, the low byte of the product.
+    // Every 16-bit hue; the result is the low byte of the product.
     const picture hsi(VIQ_HSI, 65536, 1), rgb, grey(VIQ_Y8, 256, 1), colours;
     fill_with_noise(hsi);
     for (u32 hue = 0; hue < 65536; ++hue) {

@@ -1,4 +1,4 @@
-// What the tests of readers and writers share.
+// Shared by the tests of readers and writers.
 #pragma once
 
 #include "tests/support.h"
@@ -12,8 +12,8 @@ using file_function = u32 (*)(u32 hImage, u16 wMode);
     EXPECT_REPORTS(                                                                                \
         call, {{"VIQ_image_check", code, message}, {function, code, "VIQ_image_check failed"}})
 
-// A picture of noise with a colourmap of noise. The image check does not size the lines of 1-bit
-// pictures: they have `bit_line` bytes.
+// Fills the picture and its colourmap with noise. The image check does not set the stride of 1-bit
+// pictures; it becomes `bit_line`.
 inline void paint(const picture &p, std::size_t bit_line) {
     std::generate_n(&p->colourmap[0].red, 1024, noise);
     if (p->pixel_format != VIQ_Y1) {
@@ -25,7 +25,7 @@ inline void paint(const picture &p, std::size_t bit_line) {
     std::generate_n(p->data, bit_line * p->height, noise);
 }
 
-// So many bytes of each line of the current strip.
+// The first `line` bytes of each line of the current strip.
 inline bytes lines_of(const picture &p, std::size_t line) {
     bytes result;
     for (std::size_t n = 0; n < p->lines_per_strip; ++n) {
@@ -35,7 +35,7 @@ inline bytes lines_of(const picture &p, std::size_t line) {
     return result;
 }
 
-// The file that a held picture becomes, written in strips of so many lines.
+// Writes a picture that is held in one strip by strips of `lines` lines, and returns the file.
 inline bytes written(const picture &p, file_function write, u32 lines) {
     const std::string name = scratch_file("written");
     name_files(p, name);
@@ -61,7 +61,8 @@ inline u32 read_header(const picture &p, const bytes &content, file_function rea
     return read(p, VIQ_STRIP_NEXT);
 }
 
-// Header, then all lines in strips of so many; `line` is what of each line counts, 0 its pixels.
+// Reads the header, then all lines by strips of `lines` lines. Returns `line` bytes of each line,
+// or its pixels if `line` is 0.
 inline bytes pixels_read(const picture &p, const bytes &content, file_function read, u32 lines,
                          std::size_t line = 0) {
     EXPECT_OK(read_header(p, content, read));
@@ -77,7 +78,7 @@ inline bytes pixels_read(const picture &p, const bytes &content, file_function r
     return result;
 }
 
-// No beginning of a file passes for the whole, and after each failure the whole one can be read.
+// Every truncation of the file is rejected, and the whole file can be read afterwards.
 inline void expect_every_cut_refused(const bytes &whole, file_function read, std::size_t needed) {
     const picture p(0, 0, 0, 1);
     for (std::size_t size = 0; size < needed; ++size) {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Pictures travel to and from other programs. Arguments: the tool, the source folder.
+# Exchanges pictures with other programs. Arguments: the tool, the source folder.
 set -uo pipefail
 
 tool=$(realpath "$1")
@@ -44,12 +44,12 @@ quiet() { # tiffinfo without a warning
     [ -z "$said" ] || { echo "$said"; return 1; }
 }
 
-# Small pictures of odd width as well as whole photographs.
+# Small pictures of odd width, and photographs.
 to_bmp chelsea.bmp -crop 39x17+100+50 +repage small.bmp
 "$magick" small.bmp -colorspace Gray -depth 8 grey.pgm
 pgmtopbm -threshold grey.pgm > bits.pbm
 
-# ---- TIFF that the library writes, in each of its six formats
+# ---- TIFF files written by the library, in each of its six formats
 
 check "rgb24" "$tool" convert chelsea.bmp rgb24.tif
 check "y8" "$tool" convert --format y8 chelsea.bmp y8.tif
@@ -68,7 +68,7 @@ check "pixels of rgb24" same rgb24.tif chelsea.bmp
 check "pixels of y8" same y8.tif y8.bmp
 check "pixels of paletted" same paletted.tif paletted.bmp
 check "pixels of y1" same y1.tif bits.pbm
-# Grey of 8 bits becomes the upper byte of 16.
+# 8-bit grey becomes the upper byte of 16-bit grey.
 "$magick" y16.tif -depth 16 gray:- | od -An -v -tu2 -w2 --endian=little | awk '{ print $1 / 256 }' > y16.txt
 "$magick" camera.bmp -depth 8 gray:- | od -An -v -tu1 -w1 | awk '{ print $1 + 0 }' > camera.txt
 check "pixels of y16" cmp y16.txt camera.txt
@@ -77,7 +77,7 @@ check "pixels of y16" cmp y16.txt camera.txt
 "$magick" paletted.bmp -depth 8 rgb:- | od -An -v -tu1 -w3 | awk '{ print $1 + 0, $2 + 0, $3 + 0, 0 }' > rgb.txt
 check "pixels of cmyk32" cmp cmyk.txt rgb.txt
 
-# ---- TIFF that others write
+# ---- TIFF files written by other programs
 
 for order in -B -L; do
     for rows in 1 4 1000; do
@@ -111,7 +111,7 @@ pamtotiff -none -indexbits=8 <(pnmquant 64 small.ppm 2> /dev/null) > in.tif 2> /
 to_bmp in.tif expected.bmp
 check "netpbm palette" equal in.tif expected.bmp
 
-# ---- TGA both ways, odd widths included
+# ---- TGA files in both directions, odd widths included
 
 for name in small.bmp coffee.bmp y8.bmp; do
     check "writing TGA" "$tool" convert "$name" out.tga
@@ -121,17 +121,17 @@ for name in small.bmp coffee.bmp y8.bmp; do
     "$magick" "$name" -compress none -orient TopLeft in.tga
     check "reading ImageMagick's $name" equal in.tga "$name"
     "$magick" "$name" ppm:- | ppmtotga -rgb -norle > in.tga 2> /dev/null
-    to_bmp "$name" -flip flipped.bmp # lines stand in file order, and these stand bottom-up
+    to_bmp "$name" -flip flipped.bmp # lines are read in file order, which is bottom-up
     check "reading netpbm's $name" equal in.tga flipped.bmp
 done
 check "writing 15 bits" "$tool" convert --format rgb15 small.bmp words.tga
 check "ImageMagick reads 15 bits" to_bmp words.tga words.bmp
 check "the same to both" "$tool" compare --tolerance 7 words.tga words.bmp
 
-# ---- EPS as an interpreter of PostScript renders it
+# ---- EPS files rendered by a PostScript interpreter
 
-# The picture fills its box; samples taken in the middle of each pixel's share give it back.
-render() { # EPS OUT WIDTH HEIGHT: upright again
+# The picture fills its bounding box; samples at the centres of its pixels restore it.
+render() { # EPS OUT WIDTH HEIGHT: renders the picture upright
     local box
     read -r -a box < <(sed -n 's/^%%BoundingBox: //p' "$1")
     local turn=()

@@ -1,4 +1,4 @@
-// Bitmap files, raw data, detection, generic reading and writing, and what happens to bad files.
+// BMP files, raw data, format detection, generic reading and writing, and invalid files.
 #include <functional>
 
 #include "tests/support.h"
@@ -11,7 +11,7 @@ void put(bytes &file, u64 value, std::size_t count) {
         file.push_back(static_cast<u8>(value >> 8 * n));
 }
 
-// The file of a picture that is held whole.
+// The BMP file of a picture that is held in one strip.
 bytes bitmap_of(const picture &p) {
     const u32 pixel = p->pixel_format == VIQ_RGB24 ? 3 : 1;
     const u32 offset = pixel == 1 ? 1078 : 54;
@@ -55,7 +55,7 @@ void write_by_strips(const picture &whole, u32 lines, file_function write) {
     });
 }
 
-TEST(Bitmaps, AreWrittenAndReadByStripsOfAnyHeight) {
+TEST(BmpFiles, RoundTripByStripsOfAnyHeight) {
     const std::string name = scratch_file("round.bmp");
     for (const u16 format : words{VIQ_RGB24, VIQ_Y8, VIQ_PALETTED})
         for (u32 width = 1; width <= 9; ++width)
@@ -82,16 +82,16 @@ TEST(Bitmaps, AreWrittenAndReadByStripsOfAnyHeight) {
                         EXPECT_OK(VIQ_write_to_memory(strip, gathered, 3));
                     }
                     if (format == VIQ_Y8)
-                        gathered->pixel_format = VIQ_Y8; // read as an image with a grey ramp
+                        gathered->pixel_format = VIQ_Y8; // read as paletted, with a grey ramp
                     ASSERT_EQ(bitmap_of(gathered), expected);
                 }
 }
 
-TEST(Bitmaps, CommandFourWritesTheStripAndClosesTheFile) {
+TEST(BmpFiles, CommandFourWritesTheStripAndClosesTheFile) {
     const picture p(VIQ_Y8, 10, 3);
     name_files(p, scratch_file("partial.bmp"));
     paint(p);
-    std::fill_n(p->data + 20, 10, u8{0}); // the line that never comes
+    std::fill_n(p->data + 20, 10, u8{0}); // the line that is never written
     const bytes expected = bitmap_of(p);
     set_lines(p, 2);
     EXPECT_OK(VIQ_write_BMP_file(p, 4));
@@ -102,12 +102,12 @@ TEST(Bitmaps, CommandFourWritesTheStripAndClosesTheFile) {
     EXPECT_EQ(buffer, expected);
     EXPECT_ERROR(VIQ_image_write_BMP_buffer(p, buffer.data(), &size, 3), 0x100b0000,
                  "Only a complete image can be written");
-    EXPECT_OK(VIQ_image_write_BMP_buffer(p, buffer.data(), &size, 4)); // starts anew
+    EXPECT_OK(VIQ_image_write_BMP_buffer(p, buffer.data(), &size, 4)); // starts again
     EXPECT_EQ(buffer, expected);
     EXPECT_ERROR(VIQ_image_write_BMP_buffer(p, nullptr, &size, 3), 0x10030000, "Null pointer");
 }
 
-// ---- Files that are no good
+// ---- Invalid files
 
 bytes small_bitmap(u16 format) {
     const picture p(format, 3, 2);
@@ -115,7 +115,7 @@ bytes small_bitmap(u16 format) {
     return bitmap_of(p);
 }
 
-// After whatever happened before, the next file is read from its start.
+// A failed read has no effect on the next one, which starts with the header.
 void expect_next_read_works() {
     static const bytes good = small_bitmap(VIQ_PALETTED);
     const picture p;
@@ -125,7 +125,7 @@ void expect_next_read_works() {
     EXPECT_EQ(bitmap_of(p), good);
 }
 
-TEST(BadFiles, EveryTruncationIsAnError) {
+TEST(InvalidBmpFiles, EveryTruncationIsAnError) {
     for (const u16 format : words{VIQ_RGB24, VIQ_PALETTED}) {
         const bytes good = small_bitmap(format);
         for (std::size_t size = 0; size < good.size(); size += format == VIQ_RGB24 ? 1 : 7) {
@@ -141,7 +141,7 @@ TEST(BadFiles, EveryTruncationIsAnError) {
     }
 }
 
-TEST(BadFiles, EveryChangeOfTheHeaderIsAnErrorOrAPicture) {
+TEST(InvalidBmpFiles, EveryHeaderChangeFailsOrGivesAPicture) {
     const bytes good = small_bitmap(VIQ_RGB24);
     for (std::size_t at = 0; at < 54; ++at)
         for (const u32 change : numbers{0x01, 0x02, 0x08, 0x10, 0x80, 0xFF}) {
@@ -151,7 +151,7 @@ TEST(BadFiles, EveryChangeOfTheHeaderIsAnErrorOrAPicture) {
             name_files(p, scratch_file("changed.bmp"));
             write_file(p->infilename, file);
             const u32 code = VIQ_read_BMP_file(p, 3);
-            // Size, depth and compression are looked at, and nothing else.
+            // Only size, depth and compression are validated.
             const bool used = (at >= 18 && at < 26) || (at >= 28 && at < 32);
             const bool fits = p->width - 1 < 3 && p->height - 1 < 2;
             EXPECT_EQ(code == 0, !used || (at < 26 && fits)) << at << ": " << change;
@@ -160,7 +160,7 @@ TEST(BadFiles, EveryChangeOfTheHeaderIsAnErrorOrAPicture) {
         }
 }
 
-TEST(BadFiles, HeadersAreRefusedForAReason) {
+TEST(InvalidBmpFiles, HeadersAreRejectedWithTheirReason) {
     const struct {
         std::size_t at;
         bytes value;
@@ -186,7 +186,7 @@ TEST(BadFiles, HeadersAreRefusedForAReason) {
         EXPECT_ERROR(VIQ_read_BMP_file(p, 3), c.code, c.message);
         expect_next_read_works();
     }
-    const picture p; // a compressed file may end within what would be 256 palette entries
+    const picture p; // a compressed file that ends within its 256 palette entries
     name_files(p, scratch_file("short.bmp"));
     bytes file = small_bitmap(VIQ_PALETTED);
     file[30] = 1;
@@ -195,7 +195,7 @@ TEST(BadFiles, HeadersAreRefusedForAReason) {
     EXPECT_ERROR(VIQ_read_BMP_file(p, 3), 0x10070000, "Compressed images not supported");
 }
 
-TEST(BadFiles, ImagesThatChangeOnTheWayEndTheTransfer) {
+TEST(FileTransfers, EndIfTheImageChangesBetweenStrips) {
     const std::pair<const char *, file_function> functions[] = {
         {"VIQ_write_BMP_file", VIQ_write_BMP_file},
         {"VIQ_write_raw_data", VIQ_write_raw_data_file},
@@ -210,7 +210,7 @@ TEST(BadFiles, ImagesThatChangeOnTheWayEndTheTransfer) {
         p->width = 2;
         EXPECT_REPORT(call(p, 3), function, 0x10050000, "Image changed during transfer");
         p->width = 3;
-        if (call != VIQ_read_BMP_file) // starts from the top
+        if (call != VIQ_read_BMP_file) // begins a new file
             EXPECT_OK(call(p, 3));
         EXPECT_OK(call(p, 4));
         expect_next_read_works();
@@ -225,7 +225,7 @@ TEST(BadFiles, ImagesThatChangeOnTheWayEndTheTransfer) {
     }
 }
 
-// ---- Writing that fails
+// ---- Failed writes
 
 constexpr struct {
     const char *name, *worker;
@@ -236,7 +236,7 @@ constexpr struct {
                {"VIQ_write_EPS_file", "VIQ_write_EPS_file_1_strip", VIQ_write_EPS_file},
                {"VIQ_write_raw_data", "VIQ_write_raw_data_1_strip", VIQ_write_raw_data_file}};
 
-TEST(Writers, RefuseWhatTheyCannotWrite) {
+TEST(FileWriters, RejectUnsupportedImages) {
     for (const auto &[name, worker, write] : writers) {
         const picture p(VIQ_RGB24, 3, 2), bad;
         name_files(p, scratch_file("no/such/folder"));
@@ -266,11 +266,11 @@ TEST(Writers, RefuseWhatTheyCannotWrite) {
     }
 }
 
-TEST(Writers, ReportAFullDisk) {
+TEST(FileWriters, ReportAFullDisk) {
     if (!std::filesystem::exists("/dev/full"))
         GTEST_SKIP();
     for (const auto &[name, worker, write] : writers)
-        for (const u32 height : numbers{2, 2000}) { // within the stream's buffer, and beyond it
+        for (const u32 height : numbers{2, 2000}) { // smaller and larger than the stream's buffer
             const picture p(VIQ_RGB24, 300, height);
             paint(p);
             set_lines(p, height / 2);
@@ -285,7 +285,7 @@ TEST(Writers, ReportAFullDisk) {
         }
 }
 
-TEST(RawData, HoldsTheBytesOfTheLines) {
+TEST(RawDataWriter, WritesTheBytesOfTheLines) {
     for (const known_format &row : known_formats) {
         SCOPED_TRACE(row.code);
         const picture p(row.code, 3, 5, 4);
@@ -301,7 +301,7 @@ TEST(RawData, HoldsTheBytesOfTheLines) {
         for (u32 first = 0; first < 5; first += 2) {
             const u32 lines = std::min(2u, 5 - first);
             const u8 *strip = p->data + first * p->bytes_per_line;
-            if (has({VIQ_Y16, VIQ_RGB15, VIQ_RGB16}, row.code)) // back to back in each strip
+            if (has({VIQ_Y16, VIQ_RGB15, VIQ_RGB16}, row.code)) // consecutive in each strip
                 for (u32 n = 0; n < 3 * lines; ++n) {
                     u16 value = 0;
                     std::memcpy(&value, strip + 2 * n, 2);
@@ -318,9 +318,9 @@ TEST(RawData, HoldsTheBytesOfTheLines) {
     }
 }
 
-// ---- Any format
+// ---- Generic reading and writing
 
-TEST(AnyFormat, IsFoundByItsContent) {
+TEST(FormatDetection, RecognisesFilesByContent) {
     using namespace std::string_literals;
     const std::pair<std::string, u32> cases[] = {
         {""s, 0},
@@ -333,7 +333,7 @@ TEST(AnyFormat, IsFoundByItsContent) {
         {"DWT"s, 12},
         {"%!PS"s, 9},
         {"%!P."s, 0},
-        // Order, 42, place of the directory; there: count, tag, type.
+        // Byte order, 42, offset of the directory; in it: count, tag, type.
         {"II*\0\b\0\0\0cctt\1\0"s, 3},
         {"MM\0*\0\0\0\bcctt\0\13"s, 3},
         {"I.*\0\b\0\0\0cctt\5\0"s, 3},
@@ -342,7 +342,7 @@ TEST(AnyFormat, IsFoundByItsContent) {
         {"MM*\0\0\0\0\bcctt\0\1"s, 0},
         {"JJ*\0\b\0\0\0cctt\1\0"s, 0},
         {"II*\0\b\0\0\xFF"s + "cctt\1\0"s, 0},
-        // Map, type; at 16 the depth. A first byte of another format is no obstacle.
+        // Colour map type, image type; depth at 16. The first byte may be another format's.
         {".\0\2.............\30"s, 5},
         {"M\1\13.............\1"s, 5},
         {".\2\2.............\30"s, 0},
@@ -360,7 +360,7 @@ TEST(AnyFormat, IsFoundByItsContent) {
     EXPECT_ERROR(VIQ_image_find_file_format(nullptr), 0x10030000, "Null pointer");
 }
 
-TEST(AnyFormat, IsReadWholeOrByStrips) {
+TEST(GenericReader, ReadsInOneStripOrInSeveral) {
     const picture whole(VIQ_RGB24, 5, 7);
     name_files(whole, scratch_file("generic.bmp"));
     paint(whole);
@@ -392,7 +392,7 @@ TEST(AnyFormat, IsReadWholeOrByStrips) {
         }
         EXPECT_EQ(gathered, pixels_of(fresh));
 
-        // Left on the way with command 4 or an unknown one, the next reading starts at the top.
+        // After command 4 or an unknown command, the next read starts with the first line.
         for (const u16 end : words{4, 5, 0}) {
             set_lines(strip, 3);
             EXPECT_OK(VIQ_image_read(strip, memory, 3));
@@ -403,7 +403,7 @@ TEST(AnyFormat, IsReadWholeOrByStrips) {
     }
 }
 
-TEST(AnyFormat, FailuresEndTheReading) {
+TEST(GenericReader, FailuresEndTheSequence) {
     const bytes good = small_bitmap(VIQ_RGB24);
     const picture p, empty;
     name_files(p, scratch_file("none"));
@@ -413,7 +413,7 @@ TEST(AnyFormat, FailuresEndTheReading) {
     EXPECT_NO_FORMAT(VIQ_image_read(p, empty, 3), "VIQ_read_from_memory", "Corrupt input image");
     EXPECT_REPORT(VIQ_image_read(p, p, 3), "VIQ_read_from_memory", 0x10030000,
                   "Input and output image are the same");
-    EXPECT_EQ(p->height, 32767u); // new again
+    EXPECT_EQ(p->height, 32767u); // the default
     name_files(p, scratch_file("bad"));
     const failure unknown = {"VIQ_image_read", 0x10070000, "Unsupported/unrecognized image format"};
     const std::pair<bytes, failure> cases[] = {
@@ -431,11 +431,11 @@ TEST(AnyFormat, FailuresEndTheReading) {
     EXPECT_OK(VIQ_image_read(p, 0, 3));
     set_lines(p, 1);
     EXPECT_OK(VIQ_image_read(p, 0, 3));
-    EXPECT_OK(VIQ_image_read(missing, 0, 4)); // the image may be gone
+    EXPECT_OK(VIQ_image_read(missing, 0, 4)); // the image may already be destroyed
     expect_next_read_works();
 }
 
-TEST(AnyFormat, HeightMayEqualThatOfANewImage) {
+TEST(GenericReader, ReadsPicturesOfTheDefaultHeight) {
     const picture tall(VIQ_Y8, 1, 32767), strip;
     for (const picture *p : {&tall, &strip})
         name_files(*p, scratch_file("tall.bmp"));
@@ -449,7 +449,7 @@ TEST(AnyFormat, HeightMayEqualThatOfANewImage) {
     EXPECT_EQ(strip->data[16382 * strip->bytes_per_line], tall->data[32766 * tall->bytes_per_line]);
 }
 
-TEST(AnyFormat, IsWrittenByItsCode) {
+TEST(GenericWriter, SelectsTheWriterByFormatCode) {
     const picture p(VIQ_RGB24, 3, 2), memory;
     name_files(p, scratch_file("coded"));
     paint(p);

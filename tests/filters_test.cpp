@@ -1,4 +1,4 @@
-// Filters, shading, motion and averages.
+// Filters, shading correction, motion detection and averages.
 #include <array>
 #include <cmath>
 
@@ -47,13 +47,13 @@ const kernel kernels[] = {{0, 0, 0, 0, 1, 0, 0, 0, 0},
                           {INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN, 0, 0, 0, 1},
                           {0, 0, 0, 0, 0, 0, 0, 0, 0}};
 
-TEST_P(Filters, FollowTheFormula) {
+TEST_P(Filters, MatchTheFormula) {
     for (const u16 format : words{VIQ_Y8, VIQ_RGB24})
         for (const u32 width : {1u, 2u, 3u, 4u, 33u, 34u, 35u, 66u, 101u})
             for (const u32 height : {1u, 2u, 5u}) {
                 const picture in(format, width, height), out;
                 fill_with_noise(in);
-                std::fill_n(in->data, in->bytes_per_line, u8{255}); // sums at their largest
+                std::fill_n(in->data, in->bytes_per_line, u8{255}); // white, for the largest sums
                 for (const kernel &k : kernels) {
                     SCOPED_TRACE(text_of(format, width, height, &k - kernels));
                     EXPECT_OK(VIQ_IP_filter_3x3(in, out, k.data(), 3));
@@ -62,8 +62,8 @@ TEST_P(Filters, FollowTheFormula) {
             }
 }
 
-// Every divisor of the small kernels, over sums from below 0 to far above white.
-TEST_P(Filters, DivideExactly) {
+// Every divisor of small kernels, with sums from below 0 to far above 255.
+TEST_P(Filters, DivideExactlyByEveryKernelSum) {
     const picture in(VIQ_Y8, 600, 3), out;
     fill_with_noise(in);
     for (i32 divisor = 1; divisor <= 128; ++divisor) {
@@ -80,10 +80,10 @@ TEST_P(Filters, DivideExactly) {
     }
 }
 
-TEST(Filter, CarriesTheLineAboveFromStripToStrip) {
+TEST(Filter, KeepsTheLineAboveBetweenStrips) {
     const picture in(VIQ_RGB24, 11, 10), out, gathered, top, bottom;
     fill_with_noise(in);
-    const kernel above = {0, 1, 0, 0, 1, 0, 0, 0, 0}; // needs no line below
+    const kernel above = {0, 1, 0, 0, 1, 0, 0, 0, 0}; // does not use the line below
     EXPECT_OK(VIQ_IP_filter_3x3(in, out, above.data(), 3));
     const bytes whole = pixels_of(out);
     EXPECT_EQ(whole, filtered(in, above));
@@ -95,7 +95,7 @@ TEST(Filter, CarriesTheLineAboveFromStripToStrip) {
             part, all);
         EXPECT_EQ(pixels_of(all), whole);
     }
-    // The last line of a strip is its own neighbour below.
+    // At the end of a strip, the last line is used as the line below it.
     const kernel below = {0, 0, 0, 0, 0, 0, 0, 1, 0};
     set_lines(in, 4);
     EXPECT_OK(VIQ_IP_filter_3x3(in, out, below.data(), 3));
@@ -128,7 +128,7 @@ words words_of(const picture &p) {
     return values;
 }
 
-TEST(Shading, MakesReferences) {
+TEST(Shading, GeneratesOffsetAndGainReferences) {
     const picture black(VIQ_Y16, 7, 1), white(VIQ_Y16, 7, 1), offset, gain;
     set_words(black, {0, 0, 0, 100, 5, 9, 65534});
     set_words(white, {65535, 4096, 4095, 100, 4, 10, 65535});
@@ -138,7 +138,7 @@ TEST(Shading, MakesReferences) {
     EXPECT_EQ(words_of(gain), (words{4096, 65535, 15, 65535, 65535, limited, limited}));
 }
 
-TEST_P(Filters, ShadingCorrectsPairs) {
+TEST_P(Filters, ShadingCorrectsPixelPairs) {
     for (const u32 width : {1u, 2u, 15u, 16u, 17u, 34u, 67u}) {
         const picture in(VIQ_Y16, width, 3), offset(VIQ_Y16, width, 3), gain(VIQ_Y16, width, 3),
             out;
@@ -155,7 +155,7 @@ TEST_P(Filters, ShadingCorrectsPairs) {
     }
 }
 
-TEST(Shading, NamesTheImageThatFails) {
+TEST(Shading, ReportsWhichImageIsInvalid) {
     const char *make = "VIQ_IP_ShadingCorrection_Generate";
     const char *apply = "VIQ_IP_ShadingCorrection";
     const picture good(VIQ_Y16, 4, 4), also(VIQ_Y16, 4, 4), out, other, grey(VIQ_Y8, 4, 4),
@@ -181,7 +181,7 @@ TEST(Shading, NamesTheImageThatFails) {
                    corrupt(make, "hGainRefImage"));
     expect_reports([&] { return VIQ_IP_ShadingCorrection_Generate(good, also, missing, out); },
                    corrupt(make, "hOffsetRefImage"));
-    EXPECT_EQ(out->pixel_format, 0u); // no target is touched before all are there
+    EXPECT_EQ(out->pixel_format, 0u); // no output changes before all images are checked
     EXPECT_REPORT(VIQ_IP_ShadingCorrection_Generate(good, also, out, out), make, 0x10030000,
                   "Input and output image are the same");
     EXPECT_REPORT(VIQ_IP_ShadingCorrection(grey, out, good, also), apply, 0x10070000,
@@ -194,9 +194,9 @@ TEST(Shading, NamesTheImageThatFails) {
                   "Input and output image are the same");
 }
 
-// ---- Motion: one stored value for the whole process
+// ---- Motion detection, whose stored value is process-wide
 
-TEST_P(Filters, MotionComparesWithTheLastMovingFrame) {
+TEST_P(Filters, MotionIsComparedWithTheLastMovingFrame) {
     static i64 stored = 0;
     for (const u16 format : words{VIQ_Y8, VIQ_YUV422})
         for (const u32 width : {1u, 17u, 60u, 700u})
@@ -224,7 +224,7 @@ TEST_P(Filters, MotionComparesWithTheLastMovingFrame) {
             }
 }
 
-TEST(Motion, RefusesFramesThatDiffer) {
+TEST(Motion, RejectsFramesOfDifferentGeometry) {
     const char *name = "VIQ_IP_motion_detect";
     const picture a(VIQ_Y8, 4, 4), wide(VIQ_Y8, 5, 4), yuv(VIQ_YUV422, 4, 4), rgb(VIQ_RGB24, 4, 4);
     for (const picture *p : {&a, &wide, &yuv, &rgb})
@@ -245,7 +245,7 @@ TEST(Motion, RefusesFramesThatDiffer) {
 
 // ---- Averages
 
-TEST_P(Filters, AveragesDivideEachStrip) {
+TEST_P(Filters, HsiAveragesAreDividedAfterEachStrip) {
     for (const u32 width : {1u, 9u, 40u}) {
         const picture hsi(VIQ_HSI, width, 6), grey(VIQ_Y8, width, 6);
         fill_with_noise(hsi);

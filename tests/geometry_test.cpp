@@ -1,5 +1,5 @@
-// Crop, insert, subsample, replicate, scale, rotate, mirror and region against plain readings of
-// their rules, whole and in strips of every height.
+// Crop, insert, subsample, replicate, scale, rotate, mirror and region extraction compared with
+// reference implementations, in one strip and in strips of any height.
 #include <functional>
 
 #include "tests/support.h"
@@ -25,7 +25,7 @@ u8 *pixel_at(const picture &p, u32 x, u32 y) {
     return p->data + std::size_t{y} * p->bytes_per_line + std::size_t{x} * size_of(p->pixel_format);
 }
 
-// The bytes of pixel x, whose chroma in YUV 4:2:2 is that of its pair.
+// The bytes of pixel x; in YUV 4:2:2, its luma and the chroma of its pair.
 bytes colour_at(const picture &p, u32 x, u32 y) {
     const u8 *at = pixel_at(p, x, y);
     if (p->pixel_format != VIQ_YUV422)
@@ -34,7 +34,7 @@ bytes colour_at(const picture &p, u32 x, u32 y) {
     return {*at, pair[1], pair[3]};
 }
 
-// Every pixel of `out` is the pixel of `in` at the place that `source` says.
+// Every pixel of `out` equals the pixel of `in` at the position that `source` returns.
 template <class Source>
 void expect_pixels(const picture &in, const picture &out, u32 width, u32 height, Source source) {
     ASSERT_EQ(out->pixel_format, in->pixel_format);
@@ -65,7 +65,7 @@ void expect_refused_formats(const words &accepted, const operation &run, const c
     }
 }
 
-// Without lines only the parameters pass, whatever the format.
+// If lines per strip is 0, only the metadata is copied, for any format.
 void expect_bare_parameters(const operation &run) {
     const picture in(VIQ_HSI, 13, 8), out;
     set_lines(in, 0);
@@ -75,7 +75,7 @@ void expect_bare_parameters(const operation &run) {
     EXPECT_EQ(out->data, nullptr);
 }
 
-// Strips of any height give the picture that one strip gives.
+// Strips of any height give the same picture as one strip.
 void expect_strips_alike(const picture &in, const operation &run, const words &heights) {
     const picture whole;
     EXPECT_OK(run(in, whole, 3));
@@ -96,7 +96,7 @@ operation crop_to(i16 x, i16 y, i16 w, i16 h) {
     return [=](u32 in, u32 out, u16 mode) { return VIQ_IP_crop(in, out, x, y, w, h, mode); };
 }
 
-TEST(Crop, CopiesARectangleClippedAtTwoSides) {
+TEST(Crop, CopiesARectangleClippedToTheImage) {
     for (const u16 format : crop_formats) {
         SCOPED_TRACE(format);
         const picture in(format, 14, 9, 4);
@@ -113,14 +113,14 @@ TEST(Crop, CopiesARectangleClippedAtTwoSides) {
     }
 }
 
-TEST(Crop, TakesPairsApart) {
+TEST(Crop, SplitsYuv422PairsAtOddColumns) {
     const picture in(VIQ_YUV422, 4, 1), out;
     set_strip(in, {1, 2, 3, 4, 5, 6, 7, 8});
     EXPECT_OK(VIQ_IP_crop(in, out, 1, 0, 3, 1, 3));
     EXPECT_EQ(pixels_of(out), (bytes{3, 4, 5, 6, 7, 8}));
 }
 
-TEST(Crop, RefusesRectanglesOutside) {
+TEST(Crop, RejectsRectanglesOutsideTheImage) {
     const picture in(VIQ_Y8, 8, 6), out;
     fill_with_noise(in);
     const i16 cases[][4] = {{-1, 0, 2, 2}, {0, -1, 2, 2}, {8, 0, 1, 1},
@@ -133,7 +133,7 @@ TEST(Crop, RefusesRectanglesOutside) {
     expect_bare_parameters(crop_to(0, 0, 2, 2));
 }
 
-TEST(Insert, CopiesAtAPlaceCountedFromOne) {
+TEST(Insert, CountsPositionsFromOne) {
     for (const u16 format : crop_formats) {
         const picture host(format, 12, 7, 4), small(format, 4, 3), before;
         host->num_colours = small->num_colours = 3;
@@ -150,7 +150,7 @@ TEST(Insert, CopiesAtAPlaceCountedFromOne) {
     }
 }
 
-TEST(Insert, CopiesWholePixelsOfEveryShape) {
+TEST(Insert, CopiesWholePixelsOfEverySize) {
     for (const u16 format : words{VIQ_RGGB32, VIQ_Y64, VIQ_JPEG_WORK101, VIQ_WORK104, VIQ_HSI}) {
         const picture host(format, 4, 2), small(format, 3, 2);
         fill_with_noise(host);
@@ -165,7 +165,7 @@ TEST(Insert, CopiesWholePixelsOfEveryShape) {
     }
 }
 
-TEST(Insert, RefusesWhatDoesNotFit) {
+TEST(Insert, RejectsImagesThatDoNotFit) {
     const picture host(VIQ_Y8, 10, 8), same(VIQ_Y8, 10, 8), other(VIQ_Y16, 2, 2);
     for (const picture *p : {&host, &same, &other})
         fill_with_noise(*p);
@@ -197,7 +197,7 @@ TEST(Insert, RefusesWhatDoesNotFit) {
                    {{name, 0x10050000, "hInsertImage is corrupt"}});
 }
 
-TEST(WholeFactors, KeepOrRepeatPixels) {
+TEST(IntegerFactors, SelectOrReplicatePixels) {
     for (const u16 format : whole_factor_formats)
         for (const u16 factor : words{1, 2, 3, 4}) {
             SCOPED_TRACE(text_of(format, factor));
@@ -226,13 +226,13 @@ TEST(WholeFactors, KeepOrRepeatPixels) {
     fill_with_noise(odd);
     EXPECT_OK(VIQ_IP_subsample(odd, out, 3, 3));
     EXPECT_EQ(pixels_of(out).size(), 9u);
-    set_lines(odd, 8); // two lines of the strip's own, whatever follows
+    set_lines(odd, 8); // 8 / 3 lines, without regard to later strips
     EXPECT_OK(VIQ_IP_subsample(odd, out, 3, 3));
     EXPECT_EQ(out->lines_per_strip, 2u);
     EXPECT_OK(VIQ_IP_subsample(odd, out, 3, 4));
 }
 
-TEST(WholeFactors, RefuseZeroAndOddPairs) {
+TEST(IntegerFactors, RejectZeroAndOddYuv422Widths) {
     const picture in(VIQ_YUV422, 6, 4), out;
     fill_with_noise(in);
     const char *even = "YUV422 image must be an even width";
@@ -285,7 +285,7 @@ operation scale_to(u32 width, u32 height) {
     return [=](u32 in, u32 out, u16 mode) { return VIQ_IP_scale(in, out, width, height, mode); };
 }
 
-TEST_P(Geometry, ScalesByTheFormula) {
+TEST_P(Geometry, ScaleMatchesTheFormula) {
     const u32 sizes[][2] = {{1, 1},  {2, 1},   {40, 60}, {1, 9},    {79, 23},  {26, 9},
                             {80, 1}, {53, 31}, {6, 3},   {160, 46}, {121, 80}, {81, 23}};
     for (const u16 format : words{VIQ_Y8, VIQ_RGB24})
@@ -302,7 +302,7 @@ TEST_P(Geometry, ScalesByTheFormula) {
             }
 }
 
-TEST_P(Geometry, ScalesStripsLikeTheWhole) {
+TEST_P(Geometry, ScaleByStripsMatchesTheWholePicture) {
     const picture in(VIQ_RGB24, 37, 41);
     fill_with_noise(in);
     expect_strips_alike(in, scale_to(50, 97), {1, 2, 3, 7, 40, 41});
@@ -311,7 +311,7 @@ TEST_P(Geometry, ScalesStripsLikeTheWhole) {
     expect_strips_alike(in, scale_to(9, 1), {1, 4, 41});
 }
 
-TEST(Scale, ReportsUnderAnotherName) {
+TEST(Scale, ReportsUnderTheNameOfThreshold) {
     const char *name = "VIQ_IP_threshold_grayscale";
     const picture in(VIQ_Y8, 8, 16), out, other(VIQ_Y16, 4, 4);
     EXPECT_REPORT(VIQ_IP_scale(other, out, 3, 3, 3), name, 0x10070000, "Supports RGB24 & Y8 only");
@@ -324,12 +324,12 @@ TEST(Scale, ReportsUnderAnotherName) {
     expect_bare_parameters(scale_to(3, 3));
 }
 
-TEST(Scale, AsksForTallerStripsWhereNoLineCanBeMade) {
+TEST(Scale, RejectsStripsTooShortForALine) {
     const picture in(VIQ_Y8, 8, 16), expected, out, gathered;
     fill_with_noise(in);
     EXPECT_OK(VIQ_IP_scale(in, expected, 8, 4, 3));
     u8 *all = in->data;
-    set_lines(in, 1); // line 0 alone makes the first line
+    set_lines(in, 1); // line 0 suffices for the first output line
     EXPECT_OK(VIQ_IP_scale(in, out, 8, 4, 3));
     EXPECT_OK(VIQ_write_to_memory(out, gathered, 3));
     const picture rest(VIQ_Y8, 8, 16);
@@ -346,8 +346,8 @@ TEST(Scale, AsksForTallerStripsWhereNoLineCanBeMade) {
 
 // ---- Mirroring and rotation
 
-// Pairs keep their chroma where they go whole.
-TEST_P(Geometry, MirrorsEveryFormatAndWidth) {
+// YUV 4:2:2 is mirrored in whole pairs, which keep their chroma.
+TEST_P(Geometry, MirrorReversesEveryFormatAndWidth) {
     for (const u16 format : turned_formats)
         for (u32 width = 2; width < 140; width += format == VIQ_YUV422 ? 2 : 1) {
             SCOPED_TRACE(text_of(format, width));
@@ -359,7 +359,7 @@ TEST_P(Geometry, MirrorsEveryFormatAndWidth) {
         }
 }
 
-TEST_P(Geometry, RotatesEveryFormat) {
+TEST_P(Geometry, RotateMovesThePixelsOfEveryFormat) {
     for (const u16 format : turned_formats)
         for (const u32 width : {2u, 16u, 34u, 70u})
             for (const u32 height : {2u, 16u, 18u, 50u}) {
@@ -367,7 +367,7 @@ TEST_P(Geometry, RotatesEveryFormat) {
                 const picture in(format, width, height, 4), out;
                 in->num_colours = 2;
                 fill_with_noise(in);
-                if (format == VIQ_YUV422) // equal chroma survives the mean of two pairs
+                if (format == VIQ_YUV422) // uniform chroma equals the mean of two pairs
                     for (u32 n = 1; n < in->bytes_per_line * height; n += 2)
                         in->data[n] = n % 4 == 1 ? 77 : 99;
                 EXPECT_OK(VIQ_IP_rotate_image(in, out, 0));
@@ -387,7 +387,7 @@ TEST_P(Geometry, RotatesEveryFormat) {
             }
 }
 
-TEST(Rotate, MixesChromaOfTheCoveredPixels) {
+TEST(Rotate, AveragesTheChromaOfTheCoveredPixels) {
     const picture in(VIQ_YUV422, 2, 2), out;
     set_strip(in, {1, 10, 2, 20, 3, 13, 4, 40});
     EXPECT_OK(VIQ_IP_rotate_image(in, out, 90));
@@ -396,7 +396,7 @@ TEST(Rotate, MixesChromaOfTheCoveredPixels) {
     EXPECT_EQ(pixels_of(out), (bytes{2, 10, 1, 20, 4, 13, 3, 40}));
 }
 
-TEST(Rotate, RefusesOtherAnglesAndOddPairs) {
+TEST(Rotate, RejectsOtherAnglesAndOddYuv422Widths) {
     const picture in(VIQ_YUV422, 4, 3), out;
     fill_with_noise(in);
     const char *name = "VIQ_IP_rotate_image";
@@ -418,7 +418,7 @@ TEST(Rotate, RefusesOtherAnglesAndOddPairs) {
     expect_bare_parameters(VIQ_IP_mirror_image);
 }
 
-TEST(Mirror, TurnsARectangleRound) {
+TEST(Mirror, ReversesOnlyTheRectangle) {
     const operation run = [](u32 in, u32 out, u16 mode) {
         return VIQ_IP_mirror(in, out, 2, 3, 5, 4, mode);
     };
@@ -437,7 +437,7 @@ TEST(Mirror, TurnsARectangleRound) {
 
 // ---- Regions
 
-TEST(Region, PacksADisc) {
+TEST(Region, PacksThePixelsOfADisc) {
     const picture in(VIQ_YUV422, 20, 16), out;
     fill_with_noise(in);
     bytes expected;
@@ -458,7 +458,7 @@ TEST(Region, PacksADisc) {
     const operation run = [](u32 i, u32 o, u16 mode) {
         return VIQ_IP_extract_region(i, o, 9, -3, 30, 20, mode);
     };
-    EXPECT_OK(run(in, out, 3)); // partly outside on two sides
+    EXPECT_OK(run(in, out, 3)); // partly outside the image on two sides
     EXPECT_EQ(out->lines_per_strip, 40u);
     expect_refused_formats({VIQ_YUV422}, run, "VIQ_IP_extract_region", false);
     expect_bare_parameters(run);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# JPEG files to and from the programs that others use. Arguments: the tool, the source folder.
+# Exchanges JPEG files with other programs. Arguments: the tool, the source folder.
 set -uo pipefail
 
 tool=$(realpath "$1")
@@ -26,7 +26,7 @@ expect() { # STATUS COMMAND...
     fi
 }
 
-# psnr A B LEAST: by a program that shares nothing with the tool.
+# psnr A B LEAST: checks the PSNR with a program that shares no code with the tool.
 psnr() {
     local value
     value=$(compare -metric PSNR "$1" "$2" null: 2>&1)
@@ -34,7 +34,7 @@ psnr() {
         { echo "PSNR $value"; return 1; }
 }
 
-# What the tool writes opens everywhere, with the loss that its quality stands for.
+# Other programs read the files of the tool, with the loss of their quality factor.
 for picture in camera coffee; do
     for quality in 1:15 16:25 32:27 400:32; do
         expect 0 "$tool" convert --quality "${quality%:*}" "$samples/$picture.bmp" ours.jpg
@@ -53,8 +53,8 @@ for size in 1x1 7x7 17x9 24x8 65x33; do
     done
 done
 
-# same_samples TOLERANCE: every sample of theirs.jpg ahead of colour conversion, where the
-# program for it has been built; its picture in any case.
+# same_samples TOLERANCE: compares every sample of theirs.jpg before colour conversion, if the
+# program for it has been built, and the picture in any case.
 same_samples() {
     [ -z "${VIQ_JPEG_PLANES:-}" ] || expect 0 "$VIQ_JPEG_PLANES" theirs.jpg 2
     djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
@@ -62,7 +62,7 @@ same_samples() {
     expect 0 "$tool" compare --tolerance "$1" theirs.bmp ours.bmp
 }
 
-# What others write opens here. Tables made for the flat picture have codes of 1 bit.
+# The tool reads files of other programs. Tables optimised for the flat picture have 1-bit codes.
 for size in flat 1x1 8x8 9x15 40x31 131x77 1000x700; do
     case $size in
     flat) convert -size 131x77 xc:'rgb(200,90,30)' ppm:in.ppm ;;
@@ -77,12 +77,12 @@ for size in flat 1x1 8x8 9x15 40x31 131x77 1000x700; do
     done
 done
 
-# The tool codes with the standard tables also after it has decoded with those of the last file.
+# The tool compresses with the standard tables even after it has read a file with other tables.
 expect 0 "$tool" convert --quality 64 theirs.jpg again.jpg
 expect 0 djpeg -dct int -bmp -outfile again.bmp again.jpg
 expect 0 psnr ours.bmp again.bmp 35
 
-# What is not handled is refused, never shown wrongly.
+# Unsupported files are rejected.
 refused() { # TEXT CJPEG-ARGUMENTS...
     local text=$1
     shift

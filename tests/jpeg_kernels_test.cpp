@@ -1,5 +1,5 @@
-// The block kernels against the transform's definition, and every instruction set against the plain
-// one.
+// The block kernels of every instruction set compared with the definition of the DCT and with the
+// plain kernels.
 #include <cmath>
 #include <numbers>
 
@@ -25,7 +25,7 @@ quantiser quantiser_of(u32 first, u32 step) {
     return make_quantiser(steps, reciprocals);
 }
 
-// 8 lines of 16 pixels of YUV 4:2:2: noise, extremes, gradients, a single bright sample.
+// 8 lines of 16 pixels of YUV 4:2:2: noise, extremes, gradients, flat, or one basis function.
 using pixel_rows = std::array<u8, 8 * 32>;
 
 pixel_rows make_pixels(u32 kind) {
@@ -45,7 +45,7 @@ pixel_rows make_pixels(u32 kind) {
             rows[i] = static_cast<u8>(kind * 3);
             break;
         default:
-            // The sign pattern of one coefficient, which it takes to its extreme.
+            // The signs of one basis function, which maximise its coefficient.
             rows[i] =
                 std::cos((2 * (i % 32 / 2 % 8) + 1) * (kind / 5 % 8) * std::numbers::pi / 16) *
                             std::cos((2 * (i / 32) + 1) * (kind / 40 % 8) * std::numbers::pi / 16) >
@@ -65,7 +65,7 @@ double basis(u32 frequency, u32 place) {
 class JpegKernels : public every_set {};
 WITH_EVERY_SET(JpegKernels);
 
-TEST_P(JpegKernels, ForwardIsThePlainOneAndTheCosineTransform) {
+TEST_P(JpegKernels, ForwardMatchesThePlainKernelAndTheDct) {
     const block_kernels &kernels = current_blocks();
     for (u32 kind = 0; kind < 400; ++kind) {
         SCOPED_TRACE(kind);
@@ -96,7 +96,7 @@ TEST_P(JpegKernels, ForwardIsThePlainOneAndTheCosineTransform) {
     }
 }
 
-TEST_P(JpegKernels, InverseIsThePlainOneAndTheCosineTransform) {
+TEST_P(JpegKernels, InverseMatchesThePlainKernelAndTheDct) {
     const block_kernels &kernels = current_blocks();
     u32 handled = 0;
     for (u32 round = 0; round < 600; ++round) {
@@ -122,13 +122,13 @@ TEST_P(JpegKernels, InverseIsThePlainOneAndTheCosineTransform) {
             sum += pair.coefficients[1][n] * table.step[n / 8][n % 8] * basis(n % 8, place % 8) *
                    basis(n / 8, place / 8);
         if (limit > 40)
-            continue; // sums of 32 bits may have wrapped around
+            continue; // 32-bit sums may have overflowed
         EXPECT_NEAR(got.rows[place / 8][8 + place % 8], std::clamp(sum, 0.0, 255.0), 2.1);
     }
     EXPECT_GE(handled, 250u);
 }
 
-TEST_P(JpegKernels, InterleavePutsTwoPixelsInFourBytes) {
+TEST_P(JpegKernels, InterleaveStoresTwoPixelsInFourBytes) {
     sample_pair y, uv;
     for (sample_pair *samples : {&y, &uv})
         for (u8(&row)[pair_width] : samples->rows)
@@ -152,7 +152,7 @@ TEST(JpegQuantise, TruncatesTheReciprocalProduct) {
     EXPECT_EQ(quantise(3, 3, 21845), 0) << "a reciprocal rounded down loses the step itself";
 }
 
-TEST(JpegInverse, BlocksOfDcAloneAreFlat) {
+TEST(JpegInverse, BlocksWithOnlyDcAreFlat) {
     const quantiser table = quantiser_of(16, 1);
     for (int dc = -3000; dc <= 3000; dc += 7) {
         const i16 block[block_size] = {static_cast<i16>(dc)};

@@ -4,7 +4,7 @@
 namespace viq {
 namespace {
 
-TEST(JpegRecord, IsMadeWithDefaultsAndKnowsItsParameters) {
+TEST(JpegRecord, HasDefaultsAndReturnsItsParameters) {
     const jpeg_picture jpeg;
     const Tjpeg &record = jpeg.record();
     EXPECT_EQ(record.quality_factor, 32);
@@ -26,7 +26,7 @@ TEST(JpegRecord, IsMadeWithDefaultsAndKnowsItsParameters) {
     EXPECT_EQ(std::string(record.comment, 32), id);
 }
 
-TEST(JpegRecord, FactorsHaveTheirRanges) {
+TEST(JpegRecord, RejectsFactorsOutOfRange) {
     const jpeg_picture jpeg;
     for (const u16 factor : words{1, 400})
         EXPECT_OK(VIQ_JPEG_set_Quality_factor(jpeg, factor));
@@ -43,7 +43,7 @@ TEST(JpegRecord, FactorsHaveTheirRanges) {
     }
 }
 
-TEST(JpegRecord, QuantisationTablesScale) {
+TEST(JpegRecord, ScalesQuantisationTablesByQuality) {
     const jpeg_picture jpeg;
     const Tjpeg &record = jpeg.record();
     const u8 luminance[] = {16, 11, 12, 14, 12, 10, 16, 14};
@@ -68,7 +68,7 @@ TEST(JpegRecord, QuantisationTablesScale) {
     EXPECT_EQ(record.q_table_id[0] * 100 + record.q_table_id[1] * 10 + record.q_table_id[2], 11);
 }
 
-TEST(JpegRecord, HuffmanTablesAreChecked) {
+TEST(JpegRecord, RejectsCorruptHuffmanTables) {
     const jpeg_picture jpeg;
     EXPECT_OK(VIQ_image_set_parameter(jpeg, VIQ_IMAGE_TYPE, VIQ_YUV422));
     EXPECT_OK(VIQ_JPEG_set_default_H_tables(jpeg));
@@ -81,14 +81,14 @@ TEST(JpegRecord, HuffmanTablesAreChecked) {
                   "Corrupt Huffman table");
 }
 
-TEST(JpegRecord, DataIsSizedAndOwned) {
+TEST(JpegRecord, AllocatesDataUnlessItIsTheCallers) {
     const jpeg_picture jpeg;
     EXPECT_OK(VIQ_image_set_parameter(jpeg, VIQ_IMAGE_TYPE, VIQ_Y8));
     VIQ_image_set_parameter(jpeg, VIQ_WIDTH, 100);
     EXPECT_OK(VIQ_JPEG_malloc_data(jpeg));
-    std::fill_n(jpeg.record().data, 100 * 8 + 10000, u8{1}); // what a sanitizer would object to
+    std::fill_n(jpeg.record().data, 100 * 8 + 10000, u8{1}); // sanitizers detect a smaller buffer
     jpeg.record().data_length = 7;
-    // A lock that comes from elsewhere does not make a small buffer large.
+    // A lock flag that is set afterwards does not keep the library's buffer from growing.
     EXPECT_OK(VIQ_image_set_flags(jpeg, VIQ_FLAG_LOCKED, 1));
     EXPECT_OK(VIQ_JPEG_malloc_N_bytes_data(jpeg, 100000));
     std::fill_n(jpeg.record().data, 100000, u8{2});
@@ -110,7 +110,7 @@ TEST(JpegRecord, DataIsSizedAndOwned) {
     EXPECT_GT(VIQ_image_get_parameter(jpeg, VIQ_JPEG_PARAM), 100u);
 }
 
-TEST(JpegRecord, CopiesAndMovesCarryTheData) {
+TEST(JpegRecord, CopyAndMoveTransferTheData) {
     const picture scene(VIQ_Y8, 40, 30);
     draw_scene(scene);
     const jpeg_picture from, to, moved;

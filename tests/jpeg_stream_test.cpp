@@ -1,4 +1,4 @@
-// JPEG streams: what is written, what is read, what is refused; sequences of frames.
+// JPEG streams: what is written, read and rejected; sequences of frames.
 #include "jpeg_support.h"
 
 namespace viq {
@@ -13,7 +13,7 @@ bytes text(const char *characters) {
     return bytes(characters, characters + std::strlen(characters));
 }
 
-// The place of a marker's 0xFF among the segments.
+// The offset of the 0xFF of the first segment with this marker.
 std::size_t find_marker(const bytes &stream, u8 marker) {
     std::size_t at = 2;
     while (at + 3 < stream.size() && stream[at + 1] != marker)
@@ -25,7 +25,7 @@ bytes part_of(const bytes &stream, std::size_t from, std::size_t size) {
     return {stream.data() + from, stream.data() + from + size};
 }
 
-TEST(JpegStream, HasTheSegmentsOfAGreyPicture) {
+TEST(JpegStream, ContainsTheSegmentsOfAGreyPicture) {
     const bytes stream = scene_stream(VIQ_Y8, 19, 10);
     const bytes head = bytes{0xFF, 0xD8, 0xFF, 0xE0, 0, 16} + text("JFIF") +
                        bytes{0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFE, 0, 41} + bytes(32, ' ') +
@@ -40,7 +40,7 @@ TEST(JpegStream, HasTheSegmentsOfAGreyPicture) {
     EXPECT_EQ(bytes(stream.end() - 2, stream.end()), (bytes{0xFF, 0xD9}));
 }
 
-TEST(JpegStream, HasTheComponentsOfAColourPicture) {
+TEST(JpegStream, ContainsTheComponentsOfAColourPicture) {
     const bytes stream = scene_stream(VIQ_RGB24, 19, 10);
     const bytes frame = {3, 1, 0x21, 0, 2, 0x11, 1, 3, 0x11, 1};
     const std::size_t sof = find_marker(stream, 0xC0) + 9;
@@ -50,7 +50,7 @@ TEST(JpegStream, HasTheComponentsOfAColourPicture) {
     EXPECT_EQ(part_of(stream, sos, scan.size()), scan);
 }
 
-TEST(JpegStream, FilesAndBuffersCarryTheSame) {
+TEST(JpegStream, FilesAndBuffersHoldTheSameData) {
     const std::string name = scratch_file("stream.jpg");
     const picture scene(VIQ_RGB24, 50, 40);
     draw_scene(scene);
@@ -82,7 +82,7 @@ TEST(JpegStream, FilesAndBuffersCarryTheSame) {
     EXPECT_EQ(VIQ_JPEG_get_parameter(from_buffer, VIQ_JPEG_DATA_START),
               find_marker(buffer, 0xDA) + 14);
 
-    // The generic reader delivers the same; opening alone leaves the data in the file.
+    // The generic reader gives the same data; opening a file does not read its data.
     const jpeg_picture generic;
     name_files(generic, name);
     EXPECT_OK(VIQ_image_read(generic, 0, VIQ_STRIP_NEXT));
@@ -99,10 +99,10 @@ TEST(JpegStream, FilesAndBuffersCarryTheSame) {
     EXPECT_EQ(VIQ_JPEG_get_file_ptr(generic), nullptr);
 }
 
-TEST(JpegStream, TablesInSegmentsOfTheirOwnAddUp) {
+TEST(JpegStream, MergesTablesOfSeparateSegments) {
     const bytes stream = scene_stream(VIQ_RGB24, 32, 16);
     const std::size_t dqt = find_marker(stream, 0xDB);
-    // The second table gets a segment of its own, and fill bytes stand ahead of it.
+    // The second table is moved to its own segment, preceded by fill bytes.
     bytes split(stream.begin(), stream.begin() + std::ptrdiff_t(dqt + 69));
     split[dqt + 3] = 67;
     split = split + bytes{0xFF, 0xFF, 0xFF, 0xDB, 0, 67} +
@@ -114,13 +114,13 @@ TEST(JpegStream, TablesInSegmentsOfTheirOwnAddUp) {
 
 struct refusal {
     u8 marker;         // of the segment that is changed
-    std::size_t place; // behind its 0xFF
+    std::size_t place; // offset from its 0xFF
     u8 value;
     u32 code;
     const char *message;
 };
 
-TEST(JpegStream, RefusesWhatItDoesNotKnow) {
+TEST(JpegStream, RejectsUnsupportedAndCorruptSegments) {
     const bytes stream = scene_stream(VIQ_RGB24, 32, 16);
     constexpr u32 corrupt = VIQ_ERR_CORRUPT;
     constexpr u32 unsupported = VIQ_ERR_UNSUPPORTED;
@@ -167,7 +167,7 @@ TEST(JpegStream, RefusesWhatItDoesNotKnow) {
     }
 }
 
-TEST(JpegStream, StartsLikeAStream) {
+TEST(JpegStream, RejectsDataThatIsNotAStream) {
     const jpeg_picture jpeg;
     constexpr const char *name = "VIQ_JPEG_buffer_read";
     EXPECT_REPORT(VIQ_JPEG_buffer_read(jpeg, nullptr, 9), name, VIQ_ERR_OPEN,
@@ -186,7 +186,7 @@ TEST(JpegStream, StartsLikeAStream) {
                   "Failed to open JPEG file");
 }
 
-TEST(JpegStream, FourFourFourIsReadButNotDecoded) {
+TEST(JpegStream, ReadsButDoesNotDecode444) {
     bytes stream = scene_stream(VIQ_RGB24, 32, 16);
     stream[find_marker(stream, 0xC0) + 11] = 0x11;
     const jpeg_picture jpeg;
@@ -197,8 +197,8 @@ TEST(JpegStream, FourFourFourIsReadButNotDecoded) {
                   VIQ_ERR_UNSUPPORTED | VIQ_RGB24, "Unsupported image format");
 }
 
-// Cut at every byte, and every byte of the header changed: an error or a finished decode.
-TEST(JpegStream, DamageIsSurvived) {
+// Truncated at every byte, or with any byte of the header changed, a stream fails or decodes.
+TEST(JpegStream, SurvivesTruncationAndHeaderChanges) {
     const bytes stream = scene_stream(VIQ_RGB24, 33, 20, 64);
     const jpeg_picture jpeg;
     const picture out;
@@ -220,7 +220,7 @@ TEST(JpegStream, DamageIsSurvived) {
     restore_codes(jpeg);
 }
 
-TEST(JpegStream, FullDisksAreReported) {
+TEST(JpegStream, ReportsAFullDisk) {
     if (!std::filesystem::exists("/dev/full"))
         GTEST_SKIP();
     const picture scene(VIQ_Y8, 300, 300);
@@ -237,7 +237,7 @@ TEST(JpegStream, FullDisksAreReported) {
 
 // ---- Sequences
 
-TEST(JpegSequence, FramesGoInAndComeOut) {
+TEST(JpegSequence, ExtractsTheFramesItWasBuiltFrom) {
     constexpr u32 count = 3;
     const std::string name = scratch_file("sequence.jpg");
     const jpeg_picture sequence;
@@ -283,7 +283,7 @@ TEST(JpegSequence, FramesGoInAndComeOut) {
                   "VIQ_JPEG_sequence_set_start_frame", VIQ_ERR_CORRUPT,
                   "Frame separator not found");
 
-    // The same in the file.
+    // The same with the file.
     EXPECT_REPORT(VIQ_JPEG_sequence_calc_length(read), "VIQ_JPEG_sequence_calc_length",
                   VIQ_ERR_HANDLE, "JPEG file not opened");
     EXPECT_OK(VIQ_JPEG_file_open(read));
@@ -297,7 +297,7 @@ TEST(JpegSequence, FramesGoInAndComeOut) {
     EXPECT_OK(VIQ_JPEG_file_close(read));
 }
 
-TEST(JpegSequence, WritersTakeSeparators) {
+TEST(JpegSequence, WritersInsertSeparators) {
     const picture scene(VIQ_Y8, 16, 16);
     draw_scene(scene);
     const jpeg_picture jpeg, read;
@@ -312,7 +312,7 @@ TEST(JpegSequence, WritersTakeSeparators) {
     EXPECT_EQ(read->param_18, 2u);
     EXPECT_EQ(read.data(), (jpeg.data() + bytes{0xFF, 0xD0} + jpeg.data()));
 
-    // What is under way ends whatever has become of the image.
+    // Command 4 ends an unfinished write even if the image does not exist.
     const std::string name = scratch_file("ended.jpg");
     name_files(jpeg, name);
     EXPECT_OK(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT));
@@ -325,7 +325,7 @@ TEST(JpegSequence, WritersTakeSeparators) {
               bytes(buffer.begin() + 63, buffer.begin() + length));
 }
 
-TEST(JpegSequence, FilesOfTheCallerStayOpen) {
+TEST(JpegSequence, KeepsFilesOfTheCallerOpen) {
     const jpeg_picture jpeg;
     std::FILE *file = std::tmpfile();
     EXPECT_OK(VIQ_JPEG_set_file_ptr(jpeg, file));
@@ -334,7 +334,7 @@ TEST(JpegSequence, FilesOfTheCallerStayOpen) {
     EXPECT_EQ(std::fclose(file), 0);
 }
 
-TEST(JpegSequence, ImagesAreBuiltOfStrips) {
+TEST(JpegSequence, BuildsImagesFromStrips) {
     const picture scene(VIQ_Y8, 16, 8);
     draw_scene(scene);
     const jpeg_picture strip, out;

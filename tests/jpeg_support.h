@@ -1,4 +1,4 @@
-// What the JPEG tests share.
+// Shared by the JPEG tests.
 #pragma once
 
 #include <cmath>
@@ -9,7 +9,7 @@ namespace viq {
 
 constexpr u32 state_error = VIQ_ERR_STATE;
 
-// A JPEG image for the length of a scope.
+// A scoped JPEG image.
 struct jpeg_picture {
     u32 handle = VIQ_JPEG_image_create();
 
@@ -26,7 +26,7 @@ struct jpeg_picture {
     bytes data() const { return bytes(record().data, record().data + record().data_length); }
 };
 
-// Waves with edges and some noise; what cameras see, roughly.
+// Waves with edges and some noise, similar to a photograph.
 inline void draw_scene(const picture &p, int grain = 6) {
     ASSERT_EQ(VIQ_image_malloc_a_strip(p), 0u);
     const u32 size = (p->bytes_per_line - p->skip_bytes) / p->width;
@@ -51,14 +51,14 @@ inline u32 read_stream(const jpeg_picture &jpeg, const bytes &stream) {
     return VIQ_JPEG_buffer_read(jpeg, stream.data(), static_cast<u32>(stream.size()));
 }
 
-// After a decode with other codes.
+// Restores the standard codes after decompression has changed the tables.
 inline void restore_codes(const jpeg_picture &jpeg) {
     EXPECT_OK(VIQ_image_set_parameter(jpeg, VIQ_IMAGE_TYPE, VIQ_YUV422));
     EXPECT_OK(VIQ_JPEG_set_default_H_tables(jpeg));
     EXPECT_OK(VIQ_JPEG_generate_H_codetable_LUTs(jpeg));
 }
 
-// A stream of a small scene.
+// The stream of a compressed scene.
 inline bytes scene_stream(u16 format, u32 width, u32 height, u16 quality = 16) {
     const picture scene(format, width, height);
     draw_scene(scene);

@@ -1,4 +1,4 @@
-// Conversion lookup tables: what stands in them, conversion by them, their files.
+// Conversion lookup tables: their contents, conversion with them, their files.
 #include <functional>
 #include <map>
 
@@ -57,7 +57,7 @@ int word_at(const bytes &table, std::size_t index) {
     return word;
 }
 
-TEST_F(Lut, TablesHoldTheConversionsOfTheirIndices) {
+TEST_F(Lut, GeneratedTablesMatchDirectConversion) {
     const bytes by_rgb16 = generated(200);
     ASSERT_EQ(by_rgb16.size(), 65536u);
     for (int w = 0; w < 65536; w += 7)
@@ -76,7 +76,7 @@ TEST_F(Lut, TablesHoldTheConversionsOfTheirIndices) {
     ASSERT_EQ(rgb16.size(), 1048576u);
     ASSERT_EQ(rgb15.size(), 1048576u);
     ASSERT_EQ(coarse.size(), 32768u);
-    for (int y = 0; y < 256; y += 6) // every index is met by some colour inside its bucket
+    for (int y = 0; y < 256; y += 6) // colours inside the buckets of their indices
         for (int u = 3; u < 256; u += 4)
             for (int v = 3; v < 256; v += 4) {
                 const colour c = from_yuv(y, u & ~3, v & ~3);
@@ -93,7 +93,7 @@ TEST_F(Lut, TablesHoldTheConversionsOfTheirIndices) {
     EXPECT_LT(*std::max_element(few.begin(), few.end()), 16);
 }
 
-TEST_F(Lut, ConvertersAnswerWithTheirTablesEntries) {
+TEST_F(Lut, ConvertersReturnTableEntries) {
     const bytes rgb16 = generated(203);
     const bytes rgb15 = generated(204);
     const bytes coarse = generated(205);
@@ -115,7 +115,7 @@ TEST_F(Lut, ConvertersAnswerWithTheirTablesEntries) {
             const int word = word_at(format == VIQ_RGB15 ? rgb15 : rgb16, index);
             const std::map<char, int> parts = {{'i', coarse[y >> 3 << 10 | u >> 3 << 5 | v >> 3]},
                                                {'l', word},
-                                               {'h', word >> 8}, // of a word
+                                               {'h', word >> 8}, // the high byte
                                                {'R', word >> 8},
                                                {'G', word >> 3},
                                                {'B', word << 3},
@@ -137,7 +137,7 @@ TEST_F(Lut, ConvertersAnswerWithTheirTablesEntries) {
     EXPECT_ERROR(VIQ_YUV422_to_paletted_LUT(image, in, 3), 0x10070000, "Not 16 bit YUV 4:2:2");
 }
 
-TEST_F(Lut, PalettedOutputComesFromTheTablesOrTheFirstStripMakesThem) {
+TEST_F(Lut, FirstStripGeneratesMissingTables) {
     for (const u16 format : {VIQ_RGB16, VIQ_Y8, VIQ_Y16}) {
         const picture in(format, 5, 3);
         VIQ_cmap_copy(image, in);
@@ -154,7 +154,7 @@ TEST_F(Lut, PalettedOutputComesFromTheTablesOrTheFirstStripMakesThem) {
             int blue = red;
             if (format != VIQ_Y8) {
                 const int word = word_at(source, i);
-                red = format == VIQ_RGB16 ? word >> 8 : std::min(word, 4095) >> 4; // last entry
+                red = format == VIQ_RGB16 ? word >> 8 : std::min(word, 4095) >> 4; // clamped
                 green = format == VIQ_RGB16 ? word >> 3 : red;
                 blue = format == VIQ_RGB16 ? word << 3 : red;
             }
@@ -167,7 +167,7 @@ TEST_F(Lut, PalettedOutputComesFromTheTablesOrTheFirstStripMakesThem) {
                  "Unsupported image format");
 }
 
-TEST_F(Lut, FilesBringTablesBack) {
+TEST_F(Lut, TablesRoundTripThroughFiles) {
     for (u16 type = first_type; type <= last_type; ++type) {
         bytes table = generated(type);
         VIQ_image_conv_LUT_destroy(type);
@@ -175,7 +175,7 @@ TEST_F(Lut, FilesBringTablesBack) {
         write_file(file, table);
         EXPECT_OK(VIQ_image_conv_LUT_load(image, type, file.c_str()));
         EXPECT_EQ(saved(type), table);
-        // A failure leaves the table as it was.
+        // A failed load does not change the table.
         for (const std::ptrdiff_t change : {-1, 1}) {
             bytes wrong = table;
             wrong[0] ^= 1;
@@ -194,7 +194,7 @@ TEST_F(Lut, FilesBringTablesBack) {
                          "Failed to close file");
         EXPECT_OK(VIQ_image_conv_LUT_destroy(type));
         EXPECT_OK(VIQ_image_conv_LUT_destroy(type));
-        // Or none, where there was none; and nothing is saved of it.
+        // If no table exists, a failed load creates none, and no file is saved.
         write_file(file, bytes(3));
         EXPECT_ERROR(VIQ_image_conv_LUT_load(image, type, file.c_str()), 0x100b0000,
                      "Incorrect number of bytes read - correct LUT selected?");
@@ -205,7 +205,7 @@ TEST_F(Lut, FilesBringTablesBack) {
     }
 }
 
-TEST_F(Lut, GreyWordsKeepTheirDataWidth) {
+TEST_F(Lut, RejectsTablesOfAnotherDataWidth) {
     generated(202);
     const picture out;
     const picture other(VIQ_Y16, 2, 1);
@@ -227,7 +227,7 @@ TEST_F(Lut, GreyWordsKeepTheirDataWidth) {
                   "data width should <= 16 (and > 8)");
 }
 
-TEST_F(Lut, RefusesUnknownTypesAndHandles) {
+TEST_F(Lut, RejectsUnknownTypesAndHandles) {
     constexpr const char *unavailable = "LUT function not available for this image pixel format";
     for (const u16 type : {u16{199}, u16{206}}) {
         EXPECT_ERROR(VIQ_image_conv_LUT_generate(image, type), 0x10070000, unavailable);

@@ -1,4 +1,4 @@
-// Colourmaps: setting and asking, generating from a picture, mapping both ways; hues.
+// Colourmaps: setting and querying, generation, conversion to and from paletted; hues.
 #include <cmath>
 #include <functional>
 
@@ -13,7 +13,7 @@ u32 triple(u32 red, u32 green, u32 blue) {
     return red << 16 | green << 8 | blue;
 }
 
-TEST(Colourmap, TypesFillTheMap) {
+TEST(Colourmap, TypeFillsTheMap) {
     const u32 named[] = {0,        0x000098, 0x009800, 0x009898, 0x980000, 0x980098,
                          0x989800, 0x989898, 0x4C4C4C, 0x0000FF, 0x00FF00, 0x00FFFF,
                          0xFF0000, 0xFF00FF, 0xFFFF00, 0xFFFFFF};
@@ -46,7 +46,7 @@ TEST(Colourmap, TypesFillTheMap) {
     EXPECT_ERROR(VIQ_cmap_set_colour(p, 0, 16), 0x10070000, "Unrecognised colour");
 }
 
-TEST(Colourmap, IndexMayEqualTheCount) {
+TEST(Colourmap, AcceptsAnIndexEqualToTheCount) {
     const picture p;
     VIQ_cmap_set_type(p, 2);
     for (const u16 count : words{0, 5, 255, 256, 300}) {
@@ -63,7 +63,7 @@ TEST(Colourmap, IndexMayEqualTheCount) {
     EXPECT_EQ(VIQ_cmap_get_RGB_colour(p, 254), triple(254, 254, 254));
 }
 
-TEST(Colourmap, KnowsColourFromGrey) {
+TEST(Colourmap, DistinguishesColourFromGrey) {
     for (u16 format = 1; format <= 108; ++format) {
         const picture p;
         p->pixel_format = format;
@@ -74,7 +74,7 @@ TEST(Colourmap, KnowsColourFromGrey) {
     const picture p(VIQ_PALETTED, 1, 1);
     VIQ_cmap_set_type(p, 2);
     p->num_colours = 7;
-    VIQ_cmap_set_RGB_colour(p, 7, 1, 2, 3); // not in use
+    VIQ_cmap_set_RGB_colour(p, 7, 1, 2, 3); // an unused entry
     EXPECT_EQ(VIQ_cmap_is_grayscale(p), 1u);
     EXPECT_EQ(VIQ_image_is_colour(p), 0u);
     p->num_colours = 8;
@@ -97,7 +97,7 @@ u8 closest(const picture &p, const u8 *rgb) {
     return static_cast<u8>(std::min_element(map, map + p->num_colours, nearer) - map);
 }
 
-TEST(Colourmap, FindsTheLowestOfTheNearest) {
+TEST(Colourmap, FindsTheLowestIndexOfTheNearestColours) {
     const picture p;
     EXPECT_EQ(VIQ_cmap_find_closest_colour(p, 1, 2, 3), 0);
     VIQ_cmap_set_type(p, 3);
@@ -110,11 +110,11 @@ TEST(Colourmap, FindsTheLowestOfTheNearest) {
     EXPECT_EQ(VIQ_cmap_find_closest_colour(p, 12, 10, 10), 4);
 }
 
-TEST(Colourmap, RecordLivesWithItsImage) {
+TEST(Colourmap, RecordBelongsToItsImage) {
     const picture p, q;
     EXPECT_ERROR(VIQ_cmap_get_occurrences(p, 0), 0x10040000, "No cmap info structure");
     EXPECT_OK(VIQ_cmap_set_bits(p, 4, 4, 4, 8));
-    tVIQ_CmapInfo *fresh = VIQ_cmap_create_info(); // the same bits
+    tVIQ_CmapInfo *fresh = VIQ_cmap_create_info(); // has the same bits
     EXPECT_EQ(std::memcmp(fresh, p->cmap_info, sizeof *fresh), 0);
     EXPECT_EQ(fresh->colours_to_generate, 256);
     EXPECT_EQ(fresh->bin_count + fresh->distinct_colours + fresh->coverage, 0u);
@@ -133,12 +133,12 @@ TEST(Colourmap, RecordLivesWithItsImage) {
     EXPECT_EQ(q->cmap_info, nullptr);
 }
 
-// ---- Generating
+// ---- Generation
 
 class Palettes : public every_set {};
 WITH_EVERY_SET(Palettes);
 
-// Grey or colour with few of its high bits set, so that some bins are frequent.
+// Noise with few high bits set, so that some bins are frequent.
 void paint(const picture &p) {
     fill_with_noise(p);
     for (u32 n = 0; n < p->bytes_per_line * p->lines_per_strip; ++n)
@@ -151,7 +151,7 @@ template <class Visit> void for_every_pixel(const picture &p, Visit visit) {
             visit(x, y, p->data + y * p->bytes_per_line + x * (p->bits_per_pixel / 8));
 }
 
-// The bin of a pixel by the record's bits.
+// The bin of a pixel, with the bits per colour of the colourmap record.
 u32 bin_of(const picture &p, const u8 *pixel) {
     const tVIQ_CmapInfo &info = *p->cmap_info;
     const auto high_bits = [](u32 value, u32 bits) { return value >> (8 - bits); };
@@ -181,7 +181,7 @@ u32 centre_of_bin(const picture &p, u32 bin) {
                   centre(bin, i.blue_bits, i.green_bits), centre(bin, 0, i.blue_bits));
 }
 
-// The strip's record and colourmap end up in the picture.
+// Copies record and colourmap of the last strip to the picture.
 void generate_by_strips(const picture &whole, u16 colours, u32 lines) {
     const picture counted;
     by_strips(whole, lines, [&](const picture &strip) {
@@ -254,7 +254,7 @@ TEST_P(Palettes, HoldTheMostFrequentColours) {
             }
 }
 
-TEST_P(Palettes, GenerationRefusesWhatItCannotCount) {
+TEST_P(Palettes, GenerationRejectsUnsupportedInput) {
     constexpr const char *name = "VIQ_cmap_generate";
     const picture p(VIQ_RGB24, 3, 2), bgr(VIQ_BGR24, 3, 2), narrow(VIQ_Y16, 3, 2), bad;
     narrow->data_width = 7;
@@ -279,9 +279,9 @@ TEST_P(Palettes, GenerationRefusesWhatItCannotCount) {
     EXPECT_OK(VIQ_cmap_generate(p, 9, 3));
 }
 
-// ---- Mapping
+// ---- Conversion to and from paletted
 
-TEST_P(Palettes, PixelsTakeTheirBinsEntryOrTheNearest) {
+TEST_P(Palettes, PixelsMapToTheirBinsEntryOrTheNearest) {
     for (const u16 format : words{VIQ_RGB24, VIQ_Y8})
         for (const u32 width : numbers{1, 8, 33})
             for (const u32 lines : numbers{40, 3}) {
@@ -314,12 +314,12 @@ TEST_P(Palettes, PixelsTakeTheirBinsEntryOrTheNearest) {
     EXPECT_EQ(pixels_of(out), pixels_of(paletted));
 }
 
-TEST_P(Palettes, DitheringGivesTheCube) {
+TEST_P(Palettes, DitheringUsesThe332Colourmap) {
     const picture in(VIQ_RGB24, 4, 3, 8), out, grey(VIQ_Y8, 4, 3), none(VIQ_RGB24, 4, 3);
     set_strip(in, bytes(36, 255));
     std::fill_n(in->data + in->bytes_per_line, 12, u8{0x7F});
     EXPECT_OK(VIQ_convert_to_RGB8_dither(in, out, 3));
-    // The carries of 0x7F are 15, 15 and 32; a line and each third pixel start without.
+    // The carries of 0x7F are 15, 15 and 32; they are reset at a line and at every third pixel.
     const bytes expected = {255, 255, 255, 255, 0x6D, 0x92, 0x92, 0x6D, 255, 255, 255, 255};
     EXPECT_EQ(pixels_of(out), expected);
     set_lines(none, 0);
@@ -333,7 +333,7 @@ TEST_P(Palettes, DitheringGivesTheCube) {
     EXPECT_ERROR(VIQ_convert_to_RGB8_dither(grey, out, 3), 0x10070000, "Unsupported image format");
 }
 
-TEST_P(Palettes, PalettedPicturesBecomeColourOrGrey) {
+TEST_P(Palettes, PalettedPicturesConvertToColourOrGrey) {
     for (const bool grey : {false, true}) {
         const picture whole(VIQ_PALETTED, 5, 7, 4), out, gathered;
         fill_with_noise(whole);
@@ -367,14 +367,14 @@ TEST(Hues, AreTheAnglesOfTheChroma) {
     EXPECT_EQ(VIQ_CK_get_YUV_values_RGB(255, 0, 0), 0xFF544Cu);
     EXPECT_EQ(VIQ_CK_get_YUV_values_RGB(0, 0, 255), 0x6BFF1Du);
 
-    for (int round = 0; round < 2; ++round) { // made on first use; made again after its end
+    for (int round = 0; round < 2; ++round) { // created on first use, and again after destruction
         const u16 *hue = nullptr;
         ASSERT_EQ(need_hue_table(hue), 0u);
         const u32 known[][3] = {{128, 128, 180}, {122, 134, 180}, {255, 128, 240}, {135, 128, 240},
                                 {128, 255, 330}, {0, 128, 60},    {128, 0, 150},   {228, 129, 241}};
         for (const auto &[u, v, degrees] : known)
             EXPECT_EQ(hue[u << 8 | v], degrees) << u << ", " << v;
-        // Half a turn of the chroma is half a turn of the hue, but for the rounding.
+        // Negated chroma gives the opposite hue, except for rounding.
         for (u32 n = 0x101; n < 65536; n += 7) {
             const int u = static_cast<int>(n >> 8) - 128, v = static_cast<int>(n & 255) - 128;
             ASSERT_LT(hue[n], 360);

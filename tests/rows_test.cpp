@@ -1,4 +1,4 @@
-// Every row kernel of every instruction set against a plain reading of the formulas.
+// Every row kernel of every instruction set compared with a reference of the formulas.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -17,7 +17,7 @@ namespace viq {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr int yuv_step = 15; // divides 255
+constexpr int yuv_step = 15; // divides 255, so that 255 is tested
 #else
 constexpr int yuv_step = 1;
 #endif
@@ -70,7 +70,7 @@ u8 byte_of(int value) {
 int clamped(int value) {
     return std::clamp(value, 0, 255);
 }
-// Rounded down, also below 0.
+// value / 1024, rounded down, also below 0.
 int fraction10(int value) {
     return (value + 1024 * 1024) / 1024 - 1024;
 }
@@ -220,8 +220,8 @@ struct lookups {
     }
 };
 
-// The row ends where its buffer ends, and begins at an odd address now and then; everything around
-// the target must stay.
+// The source ends at the end of its buffer, and may start at an odd address. The bytes before and
+// after the target must not change.
 void check_row(const row_case &c, const bytes &pixels_in, u32 pixels, const row_options &options) {
     const std::size_t margin = 1 + pixels % 4;
     bytes source(margin + pixels * size_of(c.input));
@@ -241,7 +241,7 @@ void check_row(const row_case &c, const bytes &pixels_in, u32 pixels, const row_
                static_cast<std::ptrdiff_t>(margin);
 }
 
-TEST(Rows, HaveTheirPairsOfFormats) {
+TEST(Rows, ExistForTheSupportedFormatPairs) {
     with_every_set([] {
         EXPECT_EQ(every_row().size(), 104u);
         EXPECT_EQ(find_row(VIQ_RGB24, VIQ_RGB24), nullptr);
@@ -252,7 +252,7 @@ TEST(Rows, HaveTheirPairsOfFormats) {
     });
 }
 
-TEST(Rows, EqualTheFormulasAtEveryWidth) {
+TEST(Rows, MatchTheFormulasAtEveryWidth) {
     lookups tables;
     with_every_set([&] {
         for (const row_case &c : every_row()) {
@@ -270,7 +270,7 @@ TEST(Rows, EqualTheFormulasAtEveryWidth) {
     });
 }
 
-TEST(Rows, EqualTheFormulasForEveryWord) {
+TEST(Rows, MatchTheFormulasForEvery16BitPixel) {
     bytes words(131072);
     for (int n = 0; n < 65536; n++)
         put_word(&words[static_cast<std::size_t>(n) * 2], n);
@@ -286,8 +286,8 @@ TEST(Rows, EqualTheFormulasForEveryWord) {
     });
 }
 
-// A row of 256 pixels for each two of three components.
-TEST(Rows, EqualTheFormulasForEveryColour) {
+// One row for every value of two components; the third one takes every value within the row.
+TEST(Rows, MatchTheFormulasForEveryColour) {
     const row_case cases[] = {{VIQ_YUV422, VIQ_RGB24},
                               {VIQ_YUV422, VIQ_HSI},
                               {VIQ_RGB24, VIQ_YUV422},
@@ -311,7 +311,7 @@ TEST(Rows, EqualTheFormulasForEveryColour) {
     });
 }
 
-TEST(Rows, OfEqualPixelSizesWorkInPlace) {
+TEST(Rows, WorkInPlaceIfPixelSizesAreEqual) {
     lookups tables;
     with_every_set([&] {
         for (const row_case &c : every_row()) {
@@ -327,7 +327,7 @@ TEST(Rows, OfEqualPixelSizesWorkInPlace) {
     });
 }
 
-TEST(Rows, BinsKeepTheirBits) {
+TEST(Rows, BinsHoldTheHighBits) {
     with_every_set([] {
         const bytes source = random_bytes(420);
         for (u32 pixels = 1; pixels <= 130; pixels++) {
@@ -352,7 +352,7 @@ TEST(Rows, BinsKeepTheirBits) {
     });
 }
 
-TEST(Rows, DitheringCarriesPartsOfThePixel) {
+TEST(Rows, DitheringCarriesTheErrorToTheNextPixel) {
     const bytes source = random_bytes(3000);
     bytes indices(1000);
     dither_row(source.data(), indices.data(), 1000);

@@ -8,7 +8,7 @@
 namespace viq {
 namespace {
 
-TEST(Check, DerivesLinesAndFindsWrongDepths) {
+TEST(ImageCheck, DerivesLineSizesAndRejectsWrongDepths) {
     for (const known_format &row : known_formats) {
         SCOPED_TRACE(row.code);
         const picture p(row.code, 10, 4, 4);
@@ -23,7 +23,7 @@ TEST(Check, DerivesLinesAndFindsWrongDepths) {
     }
 }
 
-TEST(Check, RefusesWhatNoImageCanBe) {
+TEST(ImageCheck, RejectsInvalidParameters) {
     const u16 none = 0;
     const struct {
         u16 format;
@@ -37,7 +37,7 @@ TEST(Check, RefusesWhatNoImageCanBe) {
         {VIQ_Y8, [](tVIQ_Image &i) { i.width = 0xFFFFFFFF; }, 0x12, "Line too long"},
         {VIQ_JPEG_WORK101, [](tVIQ_Image &i) { i.width = 1u << 29; }, 0x12, "Line too long"},
         {VIQ_WORK104, [](tVIQ_Image &i) { i.width = 1u << 30; }, 0x12, "Line too long"},
-        // The colours are looked at before the depth.
+        // The number of colours is checked before the depth.
         {VIQ_PALETTED, [](tVIQ_Image &i) { i.num_colours = i.bits_per_pixel = 0; }, 0x07,
          "Colourmap should not be 0 size"},
         {VIQ_Y16, [](tVIQ_Image &i) { i.data_width = i.bits_per_pixel = 0; }, 0x0a,
@@ -62,7 +62,7 @@ TEST(Check, RefusesWhatNoImageCanBe) {
     EXPECT_EQ(grey->data_width, 8);
 }
 
-TEST(Strips, PaddingFillsLinesToTheirAlignment) {
+TEST(Strips, PaddingAlignsTheLines) {
     for (u32 width = 0; width < 20; ++width)
         for (const u16 bits : words{1, 8, 15, 16, 24, 32, 64})
             for (u32 alignment = 1; alignment < 20; ++alignment) {
@@ -75,7 +75,7 @@ TEST(Strips, PaddingFillsLinesToTheirAlignment) {
     EXPECT_EQ(VIQ_image_calc_skip_bytes(0xFFFFFFFF, 64, 0xFFFFFFFE), 0xFFFFFFF6u);
 }
 
-TEST(Strips, CountUpToTheHeight) {
+TEST(Strips, TotalCoversTheHeight) {
     const u32 cases[][3] = {{20, 8, 3}, {24, 8, 3}, {25, 8, 4},    {0, 8, 0},
                             {20, 0, 0}, {1, 99, 1}, {65537, 1, 1}, {0xFFFFFFFF, 0xFFFFFFFF, 1}};
     for (const auto &[height, lines, strips] : cases) {
@@ -85,7 +85,7 @@ TEST(Strips, CountUpToTheHeight) {
     }
 }
 
-TEST(Strips, BuffersThatCannotBeAreReported) {
+TEST(Strips, BuffersThatAreTooLargeAreReported) {
     const picture p(VIQ_Y8, 0x80000004, 0x80000001, 1);
     set_lines(p, 0xFFFFFFFF);
     EXPECT_ERROR(VIQ_image_malloc_a_strip(p), 0x1006FFFC, "");
@@ -96,7 +96,7 @@ TEST(Strips, BuffersThatCannotBeAreReported) {
                    {{"VIQ_image_malloc_a_strip", 0x10050000, "Corrupt image"}});
 }
 
-TEST(Strips, BuffersThatFitAreKept) {
+TEST(Strips, BuffersThatFitAreReused) {
     const picture p(VIQ_RGB24, 11, 9);
     fill_with_noise(p);
     const u8 *data = p->data;
@@ -110,8 +110,8 @@ TEST(Strips, BuffersThatFitAreKept) {
     EXPECT_EQ(std::count(p->data, p->data + 34 * 9, 0), 34 * 9);
 }
 
-// Everything but the data, parameter 16 and the JPEG record.
-TEST(Copies, TakeTheParametersAlong) {
+// All but the data, parameter 16 and the JPEG record.
+TEST(Copies, IncludeTheParameters) {
     const picture in(VIQ_PALETTED, 33, 20, 4), out;
     for (u16 id = VIQ_PARAM_16; id <= VIQ_PARAM_25; ++id)
         VIQ_image_set_parameter(in, id, id);
@@ -150,7 +150,7 @@ TEST(Copies, TakeTheParametersAlong) {
     }
 }
 
-TEST(Copies, TakeTheStripAlong) {
+TEST(Copies, IncludeTheStrip) {
     for (const known_format &row : known_formats)
         for (const u32 alignment : numbers{1, 2, 3, 4, 8}) {
             const picture in(row.code, 11, 5, alignment), out;
@@ -172,7 +172,7 @@ TEST(Copies, TakeTheStripAlong) {
 
 // ---- Memory images
 
-TEST(MemoryImages, AreTakenApartAndGatheredByStripsOfAnyHeight) {
+TEST(MemoryImages, RoundTripByStripsOfAnyHeight) {
     for (const u32 height : numbers{1, 2, 7, 20})
         for (const u32 lines : numbers{1, 2, 3, 8, 19, 20, 30}) {
             SCOPED_TRACE(text_of(height, "by", lines));
@@ -180,7 +180,7 @@ TEST(MemoryImages, AreTakenApartAndGatheredByStripsOfAnyHeight) {
             fill_with_noise(whole);
             by_strips(whole, lines, [&](const picture &strip) {
                 EXPECT_OK(VIQ_write_to_memory(strip, gathered, 3));
-                set_lines(strip, lines); // too many for the last strip, which cuts it again
+                set_lines(strip, lines); // too many for the last strip, which is clipped
             });
             EXPECT_EQ(pixels_of(gathered), pixels_of(whole));
             EXPECT_EQ(gathered->lines_per_strip, height);
@@ -191,14 +191,14 @@ TEST(MemoryImages, EndAfterTheLastLineOrWithCommandFour) {
     const picture strip(VIQ_Y8, 4, 5), memory, out;
     set_lines(strip, 2);
     fill_with_noise(strip);
-    for (u16 mode = 0; mode < 3; ++mode) { // nothing happens
+    for (u16 mode = 0; mode < 3; ++mode) { // other commands have no effect
         EXPECT_OK(VIQ_write_to_memory(strip, memory, mode));
         EXPECT_OK(VIQ_read_from_memory(strip, out, mode));
     }
     EXPECT_EQ(memory->pixel_format + out->pixel_format, 0);
     EXPECT_OK(VIQ_write_to_memory(strip, memory, 3));
     EXPECT_OK(VIQ_write_to_memory(strip, memory, 4));
-    for (const u32 lines : numbers{2, 2, 1}) { // the last strip is cut
+    for (const u32 lines : numbers{2, 2, 1}) { // the last strip is clipped
         EXPECT_OK(VIQ_write_to_memory(strip, memory, 3));
         EXPECT_EQ(strip->lines_per_strip, lines);
     }
@@ -210,7 +210,7 @@ TEST(MemoryImages, EndAfterTheLastLineOrWithCommandFour) {
     EXPECT_OK(VIQ_read_from_memory(memory, out, 4));
 }
 
-TEST(MemoryImages, RefuseAnImageThatChangesOnTheWay) {
+TEST(MemoryImages, RejectAnImageThatChangesBetweenStrips) {
     const std::pair<u16, u32> changes[] = {
         {VIQ_WIDTH, 5}, {VIQ_HEIGHT, 60}, {VIQ_IMAGE_TYPE, VIQ_RGB8}, {VIQ_LINE_ALIGNMENT, 8}};
     for (const auto &[id, value] : changes)
@@ -231,7 +231,7 @@ TEST(MemoryImages, RefuseAnImageThatChangesOnTheWay) {
             }
 }
 
-TEST(MemoryImages, ReportWhatIsMissing) {
+TEST(MemoryImages, ReportMissingImagesAndData) {
     const picture strip(VIQ_Y8, 4, 6), memory(VIQ_Y8, 4, 6), bad;
     for (auto transfer : {VIQ_write_to_memory, VIQ_read_from_memory}) {
         const char *name =
@@ -252,7 +252,7 @@ TEST(MemoryImages, ReportWhatIsMissing) {
 
 // ---- Test pattern
 
-TEST(TestPattern, FillsLinesBackToBack) {
+TEST(TestPattern, FillsLinesWithoutPadding) {
     for (const known_format &row : known_formats) {
         SCOPED_TRACE(row.code);
         const picture p(row.code, 301, 5, 8);
@@ -271,7 +271,7 @@ TEST(TestPattern, FillsLinesBackToBack) {
         EXPECT_OK(VIQ_test_pattern(p, 3));
         EXPECT_OK(VIQ_test_pattern(p, 3));
         EXPECT_EQ(p->lines_per_strip, 1u);
-        EXPECT_OK(VIQ_test_pattern(p, 3)); // the next picture
+        EXPECT_OK(VIQ_test_pattern(p, 3)); // starts the next picture
         EXPECT_OK(VIQ_test_pattern(p, 4));
     }
     const picture wide(VIQ_Y8, 70001, 1), none(VIQ_Y8, 1, 1), bad;
@@ -313,13 +313,13 @@ TEST(ByteOrder, FilesAndMemoryHoldTheSameBytes) {
     EXPECT_EQ(VIQ_fget_ui32i(f), VIQ_mget_ui32i(&expected[5]));
     EXPECT_EQ(VIQ_fget_ui32m(f), VIQ_mget_ui32m(&expected[9]));
     EXPECT_EQ(VIQ_mget_ui32m(&expected[9]), 0xA1B2C3D4u);
-    EXPECT_EQ(VIQ_fget_ui32m(f), 0xFFFFFFFFu); // nothing left
+    EXPECT_EQ(VIQ_fget_ui32m(f), 0xFFFFFFFFu); // end of the file
     std::fseek(f, -1, SEEK_END);
     EXPECT_EQ(VIQ_fget_ui16i(f), 0xFFD4);
     std::fclose(f);
 }
 
-TEST(Numbers, StepThroughALineOfText) {
+TEST(NumberParser, StepsThroughALineOfText) {
     const char *text = "  640 480\t-1 70000x 5000000000abc";
     const u16 expected[] = {640, 480, 0xFFFF, 70000 - 65536, 0xF200, 0};
     const char *rest[] = {" 480", "\t-1", " 70000x", " 5000000000abc", "", ""};
@@ -332,7 +332,7 @@ TEST(Numbers, StepThroughALineOfText) {
     EXPECT_EQ(*text, '\0');
 }
 
-TEST(CommandLines, AreTakenApartOrRefusedWhole) {
+TEST(CommandLineParser, SplitsOrRejectsTheWholeLine) {
     tVIQ_Command command = {};
     const auto parse = [&](std::vector<std::string> arguments) {
         std::vector<char *> argv;

@@ -1,8 +1,8 @@
-// What the tests share: recorded reports, pictures that clean up after themselves, a scratch
-// folder.
+// Shared by the tests: recorded error reports, scoped images, a scratch folder.
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -35,7 +35,7 @@ template <class... Parts> std::string text_of(const Parts &...parts) {
     return out.str();
 }
 
-constexpr u32 missing = 60000; // a handle of no image
+constexpr u32 missing = 60000; // not the handle of an image
 
 // ---- Reports
 
@@ -60,7 +60,7 @@ inline u32 record_failure(u32 module, const char *function, u32 code, const char
     return 0;
 }
 
-// A call fails with the last report's code after exactly these reports; without any it returns 0.
+// A call has made exactly these reports and returned the code of the last one, or 0 without any.
 inline void expect_outcome(u32 code, const failures &expected) {
     EXPECT_EQ(reported, expected);
     EXPECT_EQ(code, expected.empty() ? 0 : expected.back().code);
@@ -87,7 +87,7 @@ inline std::string function_in(const char *call) {
 #define EXPECT_REPORT(call, function, code, message)                                               \
     EXPECT_REPORTS(call, {{function, code, message}})
 #define EXPECT_ERROR(call, code, message) EXPECT_REPORT(call, function_in(#call), code, message)
-// The image check fails for the want of a format; its caller reports that again.
+// The image check rejects an image without a format; its caller reports that again.
 #define EXPECT_NO_FORMAT(call, function, message)                                                  \
     EXPECT_REPORTS(call, {{"VIQ_image_check", 0x10050010, "Unrecognised image"},                   \
                           {function, 0x10050010, message}})
@@ -99,12 +99,12 @@ inline u8 noise() {
     return static_cast<u8>(generator() >> 11);
 }
 
-// An image for the length of a scope; stands for its handle.
+// A scoped image, which converts to its handle.
 struct picture {
     u32 handle = VIQ_image_create();
 
     picture() = default;
-    // The whole picture in one strip, unless told otherwise; without data.
+    // The whole picture is one strip, without data.
     picture(u16 format, u32 width, u32 height, u32 alignment = 2) {
         VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
         VIQ_image_set_parameter(handle, VIQ_WIDTH, width);
@@ -127,7 +127,7 @@ inline void fill_with_noise(const picture &p) {
     std::generate_n(p->data, std::size_t{p->lines_per_strip} * p->bytes_per_line, noise);
 }
 
-// The current strip without the padding of its lines.
+// The pixels of the current strip, without line padding.
 inline bytes pixels_of(const picture &p) {
     bytes result;
     for (std::size_t n = 0; n < p->lines_per_strip; ++n) {
@@ -135,6 +135,17 @@ inline bytes pixels_of(const picture &p) {
         result.insert(result.end(), line, line + (p->bytes_per_line - p->skip_bytes));
     }
     return result;
+}
+
+// In decibels; equal pictures of 8-bit samples give a large, finite value.
+inline double psnr(const picture &a, const picture &b) {
+    const bytes left = pixels_of(a);
+    const bytes right = pixels_of(b);
+    EXPECT_EQ(left.size(), right.size());
+    double sum = 0.01;
+    for (std::size_t i = 0; i < std::min(left.size(), right.size()); ++i)
+        sum += (left[i] - right[i]) * (left[i] - right[i]);
+    return 10 * std::log10(255.0 * 255 * static_cast<double>(left.size()) / sum);
 }
 
 inline void set_strip(const picture &p, const bytes &pixels) {
@@ -149,7 +160,7 @@ inline u32 set_lines(u32 handle, u32 lines) {
     return VIQ_image_set_parameter(handle, VIQ_LINES_PER_STRIP, lines);
 }
 
-// Hands a picture that is held whole to the step as strips of so many lines.
+// Calls the step with every strip of a picture that is held in one strip.
 template <class Step> void by_strips(const picture &whole, u32 lines, Step step) {
     const picture strip;
     set_lines(whole, lines);
@@ -161,7 +172,7 @@ template <class Step> void by_strips(const picture &whole, u32 lines, Step step)
     set_lines(whole, whole->height);
 }
 
-// The same through a converter, whose strips are gathered again.
+// Converts a picture strip by strip and collects the results in one picture.
 template <class Converter>
 void convert_by_strips(const picture &whole, u32 lines, Converter convert, const picture &out,
                        const picture &gathered) {
@@ -171,7 +182,7 @@ void convert_by_strips(const picture &whole, u32 lines, Converter convert, const
     });
 }
 
-// ---- The pixel formats and what they set and demand
+// ---- The pixel formats with the values that they set and require
 
 constexpr u16 same = 77; // unchanged
 struct known_format {
@@ -219,7 +230,7 @@ inline std::string scratch_file(const char *name) {
     return (scratch_folder / name).string();
 }
 
-// The file that readers and writers of the image take.
+// Sets the names of the files that the image is read from and written to.
 inline void name_files(u32 handle, const std::string &name) {
     ASSERT_EQ(VIQ_image_set_infilename(handle, name.c_str()), 0u);
     ASSERT_EQ(VIQ_image_set_outfilename(handle, name.c_str()), 0u);
@@ -235,9 +246,9 @@ template <class Bytes> void write_file(const std::string &name, const Bytes &con
     std::copy(content.begin(), content.end(), std::ostreambuf_iterator<char>(file));
 }
 
-// ---- Surroundings of all tests
+// ---- Test environment and fixtures
 
-// Runs a test with each instruction set that the machine has.
+// Runs a test with each instruction set that the machine supports.
 class every_set : public testing::TestWithParam<instruction_set> {
 protected:
     void SetUp() override {
@@ -254,17 +265,18 @@ protected:
         Sets, suite, testing::Values(instruction_set::plain, instruction_set::avx2),               \
         [](const auto &set) { return set.param == instruction_set::plain ? "plain" : "avx2"; })
 
-struct surroundings : testing::Environment {
+struct test_environment : testing::Environment {
     void SetUp() override {
         std::filesystem::create_directory(scratch_folder);
         VIQ_Init();
         VIQ_ErrHandlerInstall(record_failure);
     }
     void TearDown() override {
-        EXPECT_EQ(VIQ_image_destroy(VIQ_ANY_IMAGE), 0u) << "a test has left an image behind";
+        EXPECT_EQ(VIQ_image_destroy(VIQ_ANY_IMAGE), 0u) << "a test has not destroyed an image";
         std::filesystem::remove_all(scratch_folder);
     }
 };
-inline testing::Environment *const registered = testing::AddGlobalTestEnvironment(new surroundings);
+inline testing::Environment *const registered =
+    testing::AddGlobalTestEnvironment(new test_environment);
 
 } // namespace viq

@@ -22,7 +22,7 @@ struct lut {
 
 constexpr u16 masks[] = {8, 4, 2, 1};
 
-TEST(LookupTable, IsMadeAsTheIdentityInFifteenSlots) {
+TEST(LookupTable, IsCreatedAsIdentityInOneOfFifteenSlots) {
     const char *name = "VIQ_LUT_create";
     EXPECT_REPORT(VIQ_LUT_create(16, 3), name, 0x10030003, "element size must be 1 or 2 bytes");
     EXPECT_REPORT(VIQ_LUT_create(257, 1), name, 0x10030001, "too many LUT elements");
@@ -39,14 +39,14 @@ TEST(LookupTable, IsMadeAsTheIdentityInFifteenSlots) {
     EXPECT_EQ(VIQ_LUT_get_ptr(4, 8), nullptr);
     EXPECT_OK(VIQ_LUT_destroy(4));
     EXPECT_EQ(VIQ_LUT_create(256, 1), 4u);
-    EXPECT_OK(VIQ_image_destroy(VIQ_ALL_IMAGES)); // takes the tables along
+    EXPECT_OK(VIQ_image_destroy(VIQ_ALL_IMAGES)); // destroys the tables as well
     for (u32 handle = 0; handle < 20; ++handle)
         EXPECT_EQ(VIQ_LUT_get_ptr(handle, 8), nullptr);
     EXPECT_REPORT(VIQ_LUT_generate(1, 100, 100, 100, 100, 100, 100), "VIQ_LUT_generate", 0x10040000,
                   "");
 }
 
-TEST(LookupTable, IsGeneratedByTheFormula) {
+TEST(LookupTable, MatchesTheFormulaWhenGenerated) {
     const i16 settings[][6] = {{100, 100, 100, 100, 100, 100}, {120, 100, 100, 100, 100, 100},
                                {100, 150, 100, 50, 100, 200},  {100, 100, 10, 100, 100, 100},
                                {90, 110, 220, 0, 130, 70},     {-5, 300, 500, -1, 999, 100},
@@ -71,7 +71,7 @@ TEST(LookupTable, IsGeneratedByTheFormula) {
                                      : std::clamp(v * gain, 0.0, size == 1 ? 255.0 : n - 1.0);
                         const u32 found =
                             size == 1 ? table.bytes(masks[t])[i] : table.words(masks[t])[i];
-                        // Where the formula meets an integer, rounding decides.
+                        // If the formula gives an integer, rounding may give the one below.
                         ASSERT_TRUE(found == static_cast<u32>(wanted) ||
                                     std::abs(found - wanted) < 1e-9 ||
                                     std::abs(found + 1 - wanted) < 1e-9)
@@ -90,7 +90,7 @@ u32 word_at(const bytes &b, std::size_t n) {
     return b[n] | u32{b[n + 1]} << 8;
 }
 
-TEST_P(Tables, MapEveryFormat) {
+TEST_P(Tables, MapPixelsOfEveryFormat) {
     const lut table(256, 1);
     randomise(table);
     const u8 *const t[] = {table.bytes(8), table.bytes(4), table.bytes(2), table.bytes(1)};
@@ -139,7 +139,7 @@ TEST_P(Tables, MapEveryFormat) {
         }
 }
 
-TEST(LookupTable, TakesYuvThroughRgbWithGains) {
+TEST(LookupTable, MapsYuv422ThroughRgbIfGainsDiffer) {
     const lut table(256, 1);
     EXPECT_OK(VIQ_LUT_generate(table.handle, 100, 100, 100, 120, 100, 80));
     const picture in(VIQ_YUV422, 1030, 3), out, colours, mapped, expected;
@@ -151,7 +151,7 @@ TEST(LookupTable, TakesYuvThroughRgbWithGains) {
     EXPECT_EQ(pixels_of(out), pixels_of(expected));
 }
 
-TEST(LookupTable, PassesLargerValuesAndOtherFormatsOn) {
+TEST(LookupTable, KeepsLargerValuesAndRejectsOtherFormats) {
     const lut short_table(16, 1), wide(100, 2);
     std::fill_n(short_table.bytes(8), 16, u8{9});
     std::fill_n(wide.words(8), 100, u16{7});
@@ -179,7 +179,7 @@ TEST(LookupTable, PassesLargerValuesAndOtherFormatsOn) {
 
 // ---- Histograms
 
-TEST(Histogram, CountsStripsOfHsi) {
+TEST(Histogram, CountsHsiPixelsStripByStrip) {
     const auto h = std::make_unique<tVIQ_Histogram>();
     const picture in(VIQ_HSI, 7, 9);
     fill_with_noise(in);
@@ -210,7 +210,7 @@ TEST(Histogram, CountsStripsOfHsi) {
     EXPECT_EQ(copy.totals[2], wanted.totals[2]);
 }
 
-TEST(Histogram, SmoothsAndMatches) {
+TEST(Histogram, IsFilteredAndMatched) {
     tVIQ_Histogram a = {}, flat = {};
     a.intensity[100] = 4;
     a.intensity[0] = a.saturation[255] = a.hue[359] = 40;
@@ -235,7 +235,7 @@ TEST(Histogram, SmoothsAndMatches) {
         EXPECT_EQ(result, 0u);
     }
     tVIQ_Histogram b = a;
-    b.intensity[0] += 100; // of an unevenness of 9 * 252 + 3 * ... in all
+    b.intensity[0] += 100; // compared with the deviation of all bins from the mean
     i64 spread = 0;
     for (const u32 bin : a.intensity)
         spread += std::abs(i64{bin} - 10);
@@ -244,7 +244,7 @@ TEST(Histogram, SmoothsAndMatches) {
     EXPECT_EQ(result, 100 - 10000 / spread);
 }
 
-TEST(Histogram, RefusesWhatIsMissing) {
+TEST(Histogram, RejectsMissingAndUnsupportedInput) {
     tVIQ_Histogram h = {};
     u32 result = 0;
     const char *null = "Histogram structure is NULL";
@@ -270,7 +270,7 @@ TEST(Histogram, RefusesWhatIsMissing) {
 
 // ---- Thresholds
 
-TEST_P(Tables, ThresholdsMakeBlackAndWhite) {
+TEST_P(Tables, ThresholdGivesBlackAndWhite) {
     const picture in(VIQ_Y8, 259, 1), out;
     fill_with_noise(in);
     for (u32 x = 0; x < 256; ++x)

@@ -1,4 +1,4 @@
-// TGA files: the bytes that are written, what comes back, and what is refused.
+// TGA files: the bytes that are written, round trips, and what is rejected.
 #include "tests/file_support.h"
 
 namespace viq {
@@ -32,8 +32,8 @@ bytes with_pixels(bytes file, const bytes &pixels) {
     return file;
 }
 
-TEST(Tga, WritesLinesFromTheTop) {
-    const picture grey(VIQ_Y8, 3, 2); // lines with their padding
+TEST(TgaWriter, WritesLinesFromTheTop) {
+    const picture grey(VIQ_Y8, 3, 2); // written with line padding
     set_strip(grey, {1, 2, 3, 4, 5, 6});
     EXPECT_EQ(written(grey, VIQ_write_TGA_file, 1),
               with_pixels(header(0, 3, 3, 2, 8), {1, 2, 3, 0, 4, 5, 6, 0}));
@@ -41,7 +41,7 @@ TEST(Tga, WritesLinesFromTheTop) {
     set_strip(packed, {1, 2, 3, 4, 5, 6});
     EXPECT_EQ(written(packed, VIQ_write_TGA_file, 2),
               with_pixels(header(0, 3, 3, 2, 8), {1, 2, 3, 4, 5, 6}));
-    const picture colour(VIQ_RGB24, 1, 2); // blue first, without padding
+    const picture colour(VIQ_RGB24, 1, 2); // written as BGR, without padding
     set_strip(colour, {1, 2, 3, 4, 5, 6});
     EXPECT_EQ(written(colour, VIQ_write_TGA_file, 1),
               with_pixels(header(0, 2, 1, 2, 24), {3, 2, 1, 6, 5, 4}));
@@ -51,7 +51,7 @@ TEST(Tga, WritesLinesFromTheTop) {
               with_pixels(header(0, 2, 1, 2, 16), {1, 2, 3, 4}));
 }
 
-TEST(Tga, PicturesComeBackInStripsOfEverySize) {
+TEST(TgaReader, RestoresPicturesByStripsOfAnyHeight) {
     for (const u16 format : {VIQ_Y8, VIQ_RGB24})
         for (const u32 width : {1u, 2u, 5u, 256u, 301u})
             for (const u32 alignment : {1u, 2u, 4u}) {
@@ -69,7 +69,7 @@ TEST(Tga, PicturesComeBackInStripsOfEverySize) {
             }
 }
 
-TEST(Tga, WordsBecomeColours) {
+TEST(TgaReader, Converts16BitPixelsToRgb24) {
     const bytes words = {0x00, 0x7C, 0xE0, 0x03, 0x1F, 0x80, 0xFF, 0xFF, 0, 0};
     const bytes colours = {0xF8, 0, 0, 7, 0xF8, 0, 0, 7, 0xF8, 0xFF, 0xFF, 0xF8, 0, 0, 0};
     for (const u8 bits : {u8{15}, u8{16}}) {
@@ -79,7 +79,7 @@ TEST(Tga, WordsBecomeColours) {
         EXPECT_EQ(p->pixel_format, VIQ_RGB24);
         EXPECT_EQ(p->bytes_per_line, 16u);
 
-        const picture locked; // a caller's buffer is filled and stays the caller's
+        const picture locked; // a caller's buffer receives the pixels
         bytes buffer(16, 0xEE);
         VIQ_image_set_ptr(locked, VIQ_PTR_DATA, buffer.data());
         VIQ_image_set_flags(locked, VIQ_FLAG_LOCKED, 1);
@@ -89,14 +89,14 @@ TEST(Tga, WordsBecomeColours) {
     }
 }
 
-TEST(Tga, IdentificationCountsAsPixels) {
+TEST(TgaReader, ReadsTheIdentificationAsPixels) {
     bytes file = with_pixels(header(0, 3, 2, 1, 8), {7, 8, 9, 10});
     file[0] = 2;
     const picture p;
     EXPECT_EQ(pixels_read(p, file, VIQ_read_TGA_file, 1), (bytes{7, 8}));
 }
 
-TEST(Tga, Refuses) {
+TEST(TgaReader, RejectsUnsupportedHeaders) {
     const picture p;
     const auto refusal = [&](u8 map_type, u8 type, u16 width, u8 bits, u32 code,
                              const char *message) {
@@ -110,7 +110,9 @@ TEST(Tga, Refuses) {
     refusal(0, 2, 65535, 24, 0x10050000, "Corrupt image");
     const bytes deep = with_pixels(header(0, 2, 1, 1, 32), {1, 2, 3, 4});
     EXPECT_CHECKED(read_header(p, deep, VIQ_read_TGA_file), reader, 0x10050003, "Depth not 24");
+}
 
+TEST(TgaWriter, RejectsUnsupportedImages) {
     const picture other(VIQ_Y16, 1, 1);
     EXPECT_ERROR(VIQ_write_TGA_file(other, 3), 0x1007000e, "Unsupported image format");
     const picture wide(VIQ_Y8, 65536, 1);

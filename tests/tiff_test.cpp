@@ -1,4 +1,4 @@
-// TIFF files: the bytes that are written, what is read in both byte orders, and what is refused.
+// TIFF files: the bytes that are written, reading in both byte orders, and what is rejected.
 #include <cstdio>
 
 #include "tests/file_support.h"
@@ -13,18 +13,18 @@ std::size_t line_of(u16 format, u32 width) {
     return (width * bits[format] + 7) / 8;
 }
 
-// ---- A TIFF file put together for a test
+// ---- TIFF files built for a test
 
 struct field {
     u16 tag, type;
     u32 count;
-    words values; // put behind the directory when they do not fit into the entry
+    words values; // stored after the directory if too large for the entry
 };
 
 struct tiff_builder {
     u8 order = 'M';
     std::vector<field> fields;
-    bytes pixels; // behind the directory and the values
+    bytes pixels; // after the directory and the values
     bytes file;
 
     void put(u32 value, int size) {
@@ -38,7 +38,7 @@ struct tiff_builder {
     u32 size_of(const field &f) const {
         return static_cast<u32>(f.values.size()) * (f.type == 3 ? 2 : 4);
     }
-    // Strip offsets count from the first pixel.
+    // Strip offsets are relative to the first pixel.
     bytes build() {
         u32 extra = static_cast<u32>(14 + 12 * fields.size());
         u32 start = extra;
@@ -86,7 +86,7 @@ tiff_builder small_picture(u8 order, u16 bits, u16 photometric, u16 line) {
                    {258, 3, 1, {bits}},
                    {259, 3, 1, {1}},
                    {262, 3, 1, {photometric}},
-                   {273, 4, 2, {static_cast<u16>(line + 1), 0}}, // the second strip comes first
+                   {273, 4, 2, {static_cast<u16>(line + 1), 0}}, // the second strip is stored first
                    {277, 3, 1, {1}},
                    {278, 4, 1, {2}}};
     made.pixels.resize(line * 3u + 1);
@@ -94,7 +94,7 @@ tiff_builder small_picture(u8 order, u16 bits, u16 photometric, u16 line) {
     return made;
 }
 
-// The lines in their order.
+// The lines from the top.
 bytes lines_of(const tiff_builder &made, u16 line) {
     bytes lines(made.pixels.begin() + line + 1, made.pixels.end());
     lines.insert(lines.end(), made.pixels.begin(), made.pixels.begin() + line);
@@ -108,7 +108,7 @@ void swap_words(bytes &pixels) {
 
 // ---- Writing
 
-TEST(Tiff, WritesTheBytesOfASmallGreyPicture) {
+TEST(TiffWriter, WritesTheBytesOfASmallGreyPicture) {
     const picture p(VIQ_Y8, 2, 2);
     set_strip(p, {1, 2, 3, 4});
     const words directory = {
@@ -126,7 +126,7 @@ TEST(Tiff, WritesTheBytesOfASmallGreyPicture) {
     EXPECT_EQ(written(p, VIQ_write_TIFF_file, 1), expected);
 }
 
-TEST(Tiff, EveryFormatComesBackInStripsOfEverySize) {
+TEST(TiffReader, RestoresEveryFormatByStripsOfAnyHeight) {
     for (const u16 format : {VIQ_Y1, VIQ_Y8, VIQ_Y16, VIQ_RGB24, VIQ_PALETTED})
         for (const u32 width : {1u, 2u, 7u, 8u, 9u, 33u})
             for (const u32 alignment : {1u, 2u, 4u}) {
@@ -151,7 +151,7 @@ TEST(Tiff, EveryFormatComesBackInStripsOfEverySize) {
             }
 }
 
-TEST(Tiff, WritesFourComponents) {
+TEST(TiffWriter, WritesFourComponents) {
     const picture p(VIQ_CMYK32, 3, 2);
     fill_with_noise(p);
     const bytes file = written(p, VIQ_write_TIFF_file, 1);
@@ -163,7 +163,7 @@ TEST(Tiff, WritesFourComponents) {
                   "unsupported image");
 }
 
-TEST(Tiff, RefusesToWrite) {
+TEST(TiffWriter, RejectsUnsupportedImages) {
     const auto refusal = [&](u16 format, u32 width, u16 colours, u32 code, const char *message) {
         const picture p(format, width, 1);
         p->num_colours = colours;
@@ -178,7 +178,7 @@ TEST(Tiff, RefusesToWrite) {
 
 // ---- Reading
 
-TEST(Tiff, ReadsBothByteOrdersAndManyStrips) {
+TEST(TiffReader, ReadsBothByteOrdersAndSeveralStrips) {
     for (const u8 order : {u8{'M'}, u8{'I'}}) {
         const auto read = [](tiff_builder made, u16 format, u32 lines) {
             const picture p;
@@ -208,7 +208,7 @@ TEST(Tiff, ReadsBothByteOrdersAndManyStrips) {
     }
 }
 
-TEST(Tiff, UnpacksIndicesOfFourBits) {
+TEST(TiffReader, UnpacksIndicesOfFourBits) {
     tiff_builder made = small_picture('M', 4, 3, 2);
     field map = {320, 3, 48, {}};
     for (u16 i = 0; i < 48; ++i)
@@ -225,7 +225,7 @@ TEST(Tiff, UnpacksIndicesOfFourBits) {
     EXPECT_EQ(VIQ_cmap_get_RGB_colour(p, 5), 0x051525u);
 }
 
-TEST(Tiff, RefusesToRead) {
+TEST(TiffReader, RejectsUnsupportedAndCorruptFiles) {
     struct refusal {
         field changed; // replaces the field of its tag
         u32 code;
@@ -266,7 +266,7 @@ TEST(Tiff, RefusesToRead) {
         made[r.changed.tag] = r.changed;
         EXPECT_REPORT(read_header(p, made.build(), VIQ_read_TIFF_file), reader, r.code, r.message);
     }
-    for (const u32 count : {many, 771u, 768u}) { // longer than the file, too long, cut
+    for (const u32 count : {many, 771u, 768u}) { // longer than the file, too long, truncated
         tiff_builder made = small_picture('I', 8, 3, 3);
         made.fields.push_back({320, 3, count, words(8)});
         const bool too_many = count > 768;
@@ -284,7 +284,7 @@ TEST(Tiff, RefusesToRead) {
     EXPECT_ERROR(VIQ_read_TIFF_file(p, 3), 0x10090000, "Failed to open file");
 }
 
-TEST(Tiff, HelpersReadInTheOrderGiven) {
+TEST(TiffHelpers, ReadInTheGivenByteOrder) {
     write_file(scratch_file("input"), bytes{1, 2, 3, 4});
     std::FILE *file = std::fopen(scratch_file("input").c_str(), "rb");
     const auto at_start = [file](auto read) {

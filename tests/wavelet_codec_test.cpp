@@ -35,16 +35,6 @@ void paint(const picture &p) {
         }
 }
 
-double psnr(const picture &a, const picture &b) {
-    const bytes left = pixels_of(a);
-    const bytes right = pixels_of(b);
-    EXPECT_EQ(left.size(), right.size());
-    double sum = 0.01;
-    for (std::size_t i = 0; i < std::min(left.size(), right.size()); ++i)
-        sum += (left[i] - right[i]) * (left[i] - right[i]);
-    return 10 * std::log10(255.0 * 255 * static_cast<double>(left.size()) / sum);
-}
-
 bytes stream_of(u32 wavelet) {
     bytes result(VIQ_image_get_parameter(wavelet, VIQ_PARAM_16) + 2000);
     u32 count = 0;

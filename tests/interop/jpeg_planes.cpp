@@ -1,5 +1,5 @@
-// Compares the samples that a JPEG file decodes to here with those of libjpeg, plane by plane and
-// ahead of any colour conversion. Arguments: the file, the largest difference allowed.
+// Compares the samples of a JPEG file decoded by the library with those of libjpeg, plane by plane
+// and before colour conversion. Arguments: the file, the largest difference allowed.
 #include <array>
 #include <cstdio>
 #include <cstdlib>
