@@ -6,9 +6,9 @@
 
 #include <stdio.h>
 
-static u32 draw_picture(const char *name) {
-    u32 status;
-    u32 picture = VIQ_image_create();
+static uint32_t draw_picture(const char *name) {
+    uint32_t status;
+    uint32_t picture = VIQ_image_create();
     if (VIQ_IS_ERROR(picture))
         return picture;
     VIQ_image_set_parameter(picture, VIQ_IMAGE_TYPE, VIQ_RGB24);
@@ -26,10 +26,10 @@ static u32 draw_picture(const char *name) {
     return status;
 }
 
-static u32 turn_grey(const char *in, const char *out) {
-    u32 status;
-    u32 colour = VIQ_image_create();
-    u32 grey = VIQ_image_create();
+static uint32_t turn_grey(const char *in, const char *out) {
+    uint32_t status;
+    uint32_t colour = VIQ_image_create();
+    uint32_t grey = VIQ_image_create();
     VIQ_image_set_infilename(colour, in);
     status = VIQ_image_read(colour, 0, VIQ_STRIP_NEXT);
     if (!VIQ_IS_ERROR(status))

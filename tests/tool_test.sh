@@ -203,7 +203,7 @@ fi
 
 # The demo writes every result that its page shows.
 expect 0 "wrote page/index.html" "$tool" demo --out page
-expect 0 "Every route" cat page/index.html
+expect 0 "All conversions" cat page/index.html
 expect 0 "" bash -c 'grep -o "src=\"[^\"]*\"" page/index.html | cut -d\" -f2 | (cd page && xargs ls)'
 expect_error "coffee.bmp/page: " "$tool" demo --out coffee.bmp/page
 
