@@ -46,8 +46,8 @@ struct route {
 // A route without steps.
 route route_from(const picture_header &start);
 
-// Appends the shortest sequence of steps to the format. If there is none, throws a failure that
-// names the file.
+// Appends the shortest sequence of steps to the format. If no sequence exists, throws a failure
+// that names the file.
 void extend(route &way, uint16_t format, const std::string &file, const palette_rule &palette = {});
 
 // Appends the shortest sequence of steps to any of the formats; among equal ones, to the format

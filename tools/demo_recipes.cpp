@@ -63,7 +63,7 @@ const recipe recipes[] = {
     to_cube(recipe_kind::dither, "dithered", "3-3-2 dithered",
             "the same cube with error diffusion"),
     to_cube(recipe_kind::cube_search, "search", "3-3-2 cube by search",
-            "the nearest colour, searched once for each colour"),
+            "the nearest colours, found by search"),
     to_cube(recipe_kind::cube_table, "table", "3-3-2 cube by table",
             "16-bit colours, by a lookup table"),
     to_dib(0, "dib", "DIB", "depth chosen by the library; lines reversed for display"),

@@ -34,6 +34,34 @@ constexpr verb verbs[] = {
      tool::declare_sequence},
 };
 
+// Breaks long lines between words.
+std::string wrapped(const std::string &text, std::size_t width) {
+    std::string result = text;
+    std::size_t line = 0; // its first character
+    std::size_t blank = 0;
+    for (std::size_t n = 0; n < result.size(); ++n) {
+        if (result[n] == ' ')
+            blank = n;
+        if (result[n] == '\n')
+            line = n + 1;
+        if (n - line >= width && blank > line) {
+            result[blank] = '\n';
+            line = blank + 1;
+        }
+    }
+    return result;
+}
+
+void wrap_help(CLI::App &app) {
+    constexpr std::size_t description_width = 68; // after a column of 30 for the names
+    constexpr std::size_t footer_width = 98;
+    app.footer(wrapped(app.get_footer(), footer_width));
+    for (CLI::Option *option : app.get_options())
+        option->description(wrapped(option->get_description(), description_width));
+    for (CLI::App *command : app.get_subcommands([](CLI::App *) { return true; }))
+        wrap_help(*command);
+}
+
 int report_error(const std::string &text) {
     std::fprintf(stderr, "viq: %s\n", text.c_str());
     return tool::exit_error;
@@ -44,14 +72,16 @@ int report_error(const std::string &text) {
 int main(int argc, char **argv) {
     try {
         CLI::App app("viq: reads, converts, processes and compares pictures", "viq");
-        app.footer("viq VERB --help describes the arguments of a verb.\n"
-                   "Exit status: 0 success, 1 compared pictures differ, 2 error.");
         app.require_subcommand(1);
         tool::action chosen;
         for (const verb &row : verbs) {
             CLI::App *command = app.add_subcommand(row.name, row.purpose);
             command->callback([&chosen, run = row.declare(*command)] { chosen = run; });
         }
+        // Set last, because new subcommands inherit the footer.
+        app.footer("viq SUBCOMMAND --help describes the arguments.\n"
+                   "Exit status: 0 success, 1 compared pictures differ, 2 error.");
+        wrap_help(app);
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError &error) {

@@ -28,7 +28,7 @@ action declare_compare(CLI::App &app) {
                "grey.\nExit status: 0 if the pictures are equal within the tolerance, 1 if they "
                "differ or have different sizes, 2 after an error.");
     app.add_option("--tolerance", options->tolerance,
-                   "Largest difference of a sample (0 to 255) that still counts as equal")
+                   "Largest difference of 8-bit samples that still counts as equal")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(0, 255));

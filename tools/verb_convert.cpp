@@ -21,12 +21,11 @@ void declare_processing(CLI::App &app, processing_options &processing);
 action declare_convert(CLI::App &app) {
     const auto options = std::make_shared<convert_options>();
     app.add_option("--format", options->format,
-                   "Convert to this pixel format first; what the output file cannot hold is then "
-                   "converted again")
+                   "Convert the picture to this pixel format, and then, if the output file cannot "
+                   "hold it, to one that it can hold")
         ->type_name("NAME")
         ->check(CLI::IsMember(target_format_names()));
-    app.add_option("--strip", options->lines_per_strip,
-                   "Lines per strip, from 1; more lines take more memory")
+    app.add_option("--strip", options->lines_per_strip, "Lines that are held in memory at a time")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
@@ -74,7 +73,7 @@ void declare_coding(CLI::App &app, coding_options &coding) {
         ->capture_default_str()
         ->check(CLI::Range(0, int{highest_wavelet_quality}));
     app.add_option("--subbands", coding.wavelet.decompositions,
-                   "Wavelet decompositions of .dwt files, 1 to 32")
+                   "Levels of the wavelet transform of .dwt files; small pictures use fewer")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, int{most_decompositions}));
@@ -91,13 +90,14 @@ struct processing_option {
 // In the order in which the steps are applied.
 constexpr processing_option processing_list[] = {
     {"--crop", "X,Y,W,H",
-     "Keep a rectangle of W x H pixels; X,Y is its upper left pixel, counted from 0",
+     "Keep a rectangle of W x H pixels; X,Y is its upper left pixel, counted from 0; parts outside "
+     "the picture are cut off",
      &processing_options::crop, nullptr},
     {"--scale", "WxH", "Scale to W x H pixels by bilinear interpolation",
      &processing_options::scale, nullptr},
-    {"--subsample", "N", "Keep every Nth pixel of every Nth line", &processing_options::subsample,
-     nullptr},
-    {"--replicate", "N", "Repeat every pixel and every line N times",
+    {"--subsample", "N", "Keep every Nth pixel of every Nth line; N is at least 1",
+     &processing_options::subsample, nullptr},
+    {"--replicate", "N", "Repeat every pixel and every line N times; N is at least 1",
      &processing_options::replicate, nullptr},
     {"--rotate", "ANGLE", "Rotate clockwise by 0, 90, 180 or 270 degrees",
      &processing_options::rotate, nullptr},
@@ -110,7 +110,8 @@ constexpr processing_option processing_list[] = {
      "400, gains r, g and b 0 to 200",
      &processing_options::lut, nullptr},
     {"--threshold", "LO,HI",
-     "Convert to grey; values below LO become 0, values of HI and above 255 (0 to 255)",
+     "Convert to grey; values below LO become 0, values from HI on 255, and others are kept; LO "
+     "and HI are 0 to 255",
      &processing_options::threshold, nullptr},
     {"--mosaic", "", "Convert to a Bayer mosaic, one colour sample for each pixel", nullptr,
      &processing_options::mosaic},
@@ -127,7 +128,8 @@ constexpr processing_option processing_list[] = {
      nullptr, &processing_options::pseudo},
     {"--key", "COLOUR[,BACKGROUND]",
      "Chroma keying: replace the key screen by a named colour, 0 to 15, or by the picture file "
-     "BACKGROUND of the same size",
+     "BACKGROUND of the same size. Without --calibrate or --screen, its hue is 340 +- 20 degrees "
+     "and its luma 120 +- 64",
      &processing_options::key, nullptr},
     {"--calibrate", "", "With --key: measure the hue of the key screen in the picture itself",
      nullptr, &processing_options::calibrate},

@@ -88,14 +88,17 @@ std::string table_type_help() {
 
 void declare_table_options(CLI::App &app, lut_options &options) {
     app.add_option("TYPE", options.type, table_type_help())
+        ->type_name("N")
         ->required()
-        ->check(CLI::Range(VIQ_CONV_LUT_RGB16_TO_PALETTED, VIQ_CONV_LUT_YUV422_TO_PALETTED));
+        ->check(
+            CLI::Range(int{VIQ_CONV_LUT_RGB16_TO_PALETTED}, int{VIQ_CONV_LUT_YUV422_TO_PALETTED}));
     app.add_option("--palette", options.palette,
-                   "Palette of tables to paletted: cube (256 colours of 3-3-2 bits), ramp (256 "
+                   "Palette of a table that produces paletted pictures: cube (256 colours of 3-3-2 "
+                   "bits), ramp (256 "
                    "greys), named (16 colours), or a paletted picture file")
         ->type_name("NAME|FILE")
         ->capture_default_str();
-    app.add_option("--data-width", options.data_width, "Significant bits of y16 pixels, 9 to 16")
+    app.add_option("--data-width", options.data_width, "Significant bits of y16 pixels")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(9, 16));

@@ -22,10 +22,12 @@ int motion(const motion_options &options);
 
 action declare_motion(CLI::App &app) {
     const auto options = std::make_shared<motion_options>();
-    app.add_option("A", options->before, picture_help)->required();
+    app.add_option("A", options->before, "Picture file of the earlier frame")->required();
     app.add_option("B", options->after, "Picture file of the next frame, of the same size")
         ->required();
-    app.footer("Both frames are converted to grey. 0 % means no motion.");
+    app.footer("Both frames are converted to grey and correlated with the first; the result is the "
+               "change of the "
+               "correlation, 0 % for equal frames.");
     return [options] { return motion(*options); };
 }
 
