@@ -5,6 +5,10 @@
 
 #include "tools/image_handle.h"
 
+namespace CLI {
+class App;
+}
+
 namespace tool {
 
 // The arguments of the command line as they are; empty or false: the step is not requested.
@@ -20,6 +24,13 @@ struct processing_options {
     std::string text = {};
     bool timestamp = false;
 };
+
+inline bool calibrates(const processing_options &options) {
+    return options.calibrate || !options.screen.empty();
+}
+
+// Declares the arguments of the command line.
+void declare_processing(CLI::App &app, processing_options &options);
 
 // Throws a failure if an option is given without the one that it belongs to.
 bool requires_processing(const processing_options &options);
