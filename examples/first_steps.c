@@ -1,14 +1,15 @@
-/* Turns a picture grey: first_steps IN.bmp OUT.bmp
+/* Converts a picture to grey: first_steps IN.bmp OUT.bmp
  *
- * Without names it makes a picture of its own first. The library says on standard error what went
- * wrong, so that the program only looks at the results. */
+ * Without arguments it first writes a test picture, picture.bmp, and then grey.bmp. The library
+ * prints error messages on standard error, so the program checks the results only. */
 #include "viq.h"
 
+#include <stdint.h>
 #include <stdio.h>
 
-static u32 draw_picture(const char *name) {
-    u32 status;
-    u32 picture = VIQ_image_create();
+static uint32_t write_test_picture(const char *name) {
+    uint32_t status;
+    uint32_t picture = VIQ_image_create();
     if (VIQ_IS_ERROR(picture))
         return picture;
     VIQ_image_set_parameter(picture, VIQ_IMAGE_TYPE, VIQ_RGB24);
@@ -26,10 +27,10 @@ static u32 draw_picture(const char *name) {
     return status;
 }
 
-static u32 turn_grey(const char *in, const char *out) {
-    u32 status;
-    u32 colour = VIQ_image_create();
-    u32 grey = VIQ_image_create();
+static uint32_t convert_to_grey(const char *in, const char *out) {
+    uint32_t status;
+    uint32_t colour = VIQ_image_create();
+    uint32_t grey = VIQ_image_create();
     VIQ_image_set_infilename(colour, in);
     status = VIQ_image_read(colour, 0, VIQ_STRIP_NEXT);
     if (!VIQ_IS_ERROR(status))
@@ -48,7 +49,7 @@ static u32 turn_grey(const char *in, const char *out) {
 int main(int argc, char **argv) {
     const char *in = argc == 3 ? argv[1] : "picture.bmp";
     const char *out = argc == 3 ? argv[2] : "grey.bmp";
-    if (argc != 3 && VIQ_IS_ERROR(draw_picture(in)))
+    if (argc != 3 && VIQ_IS_ERROR(write_test_picture(in)))
         return 1;
-    return VIQ_IS_ERROR(turn_grey(in, out)) ? 1 : 0;
+    return VIQ_IS_ERROR(convert_to_grey(in, out)) ? 1 : 0;
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs the command-line tool. Arguments: the tool, the source folder.
+# Tests the command-line tool. Arguments: the tool, the source folder.
 set -uo pipefail
 
 tool=$(realpath "$1")
@@ -21,7 +21,7 @@ expect() {
     checks=$((checks + 1))
     if [ "$got" -ne "$status" ] || [[ $output != *"$text"* ]]; then
         failures=$((failures + 1))
-        printf 'FAILED: %s\n  wanted status %s and "%s"\n  got status %s and:\n%s\n' \
+        printf 'FAILED: %s\n  expected status %s and "%s"\n  got status %s and:\n%s\n' \
             "$*" "$status" "$text" "$got" "$output"
     fi
 }
@@ -38,14 +38,14 @@ expect_error() {
 
 convert() { "$tool" convert "$@"; }
 
-# File headers.
+# Headers.
 expect 0 "coffee.bmp: BMP, 600 x 400, rgb24, 24 bits per pixel, 720054 bytes" "$tool" info coffee.bmp
 expect 0 "paletted (256 colours, grey)" "$tool" info camera.bmp
 expect 0 '"width": 451' "$tool" info --json coffee.bmp chelsea.bmp
 expect 0 "" bash -c '"$0" info --json *.bmp | python3 -m json.tool' "$tool"
 expect 2 "600 x 400" "$tool" info missing.bmp coffee.bmp
 
-# A picture that keeps its format does not change, for strips of any height.
+# A picture that keeps its format is unchanged; the lines per strip do not matter.
 for lines in 1 7 64 400 100000; do
     expect 0 "" convert --strip "$lines" chelsea.bmp same.bmp
     expect 0 "identical" "$tool" compare chelsea.bmp same.bmp
@@ -53,7 +53,7 @@ for lines in 1 7 64 400 100000; do
     expect 0 "" cmp paletted1.bmp "paletted$lines.bmp"
 done
 
-# Wavelet files of both types.
+# Wavelet files of both entropy coders.
 for coding in "" --small; do
     expect 0 "" convert $coding --wavelet-quality 300 --subbands 5 coffee.bmp wave.dwt
     expect 0 "wave.dwt: wavelet, 600 x 400, yuv422" "$tool" info wave.dwt
@@ -68,7 +68,7 @@ expect 0 "fast coding, components " "$tool" info wave.dwt
 expect 0 "" bash -c 'head -c 200 wave.dwt > cut.dwt'
 expect 2 "cut.dwt" convert cut.dwt out.bmp
 
-# Every pixel format can be written to a BMP file; the expected text limits the loss.
+# Every pixel format can be converted to a BMP file; the tolerance bounds the loss.
 for format in bgr24 rgbx32 bgrx32 xbgr32 xrgb32; do
     expect 0 "" convert --format "$format" coffee.bmp out.bmp
     expect 0 "identical" "$tool" compare coffee.bmp out.bmp
@@ -82,7 +82,7 @@ done
 expect 0 "identical" "$tool" compare camera.bmp camera.bmp
 expect 1 "sizes differ: 600 x 400 and 451 x 300" "$tool" compare coffee.bmp chelsea.bmp
 
-# The other file formats keep pictures as well, also by strips and with odd widths.
+# The other lossless file kinds keep pictures unchanged, in strips and for odd widths.
 for kind in tif:TIFF tga:TGA eps:EPS; do
     for name in chelsea camera; do
         expect 0 "" convert --strip 7 "$name.bmp" "out.${kind%:*}"
@@ -92,10 +92,10 @@ for kind in tif:TIFF tga:TGA eps:EPS; do
     expect 0 "" convert --format paletted coffee.bmp "out.${kind%:*}"
     expect 0 "dB" "$tool" compare --tolerance 130 coffee.bmp "out.${kind%:*}"
 done
-expect 0 "" convert out.eps copy.eps # paletted, without loss of colours
+expect 0 "" convert out.eps copy.eps # paletted; all colours are kept
 expect 0 "identical" "$tool" compare out.eps copy.eps
 
-# Lookup tables are generated, saved and used; a loaded table gives the same result.
+# Lookup tables are generated, saved and applied; a loaded table gives the same result as a new one.
 for type in 200 201 202 203 204 205; do
     expect 0 "table $type generated" "$tool" lut generate "$type" --save "table$type"
     expect 0 "table $type generated" "$tool" lut apply "$type" coffee.bmp fresh.bmp
@@ -113,7 +113,7 @@ expect_error "TYPE" "$tool" lut generate 199
 expect_error "nowhere/table: Failed to create file" "$tool" lut generate 201 --save nowhere/table
 rm -f table* fresh.bmp palette.tif copy.eps
 
-# Processing: operations in the given order, on colour and on grey pictures.
+# Processing steps and their order, on colour and grey pictures.
 expect 0 "" convert --crop 10,20,300,200 --scale 150x100 --rotate 90 coffee.bmp out.bmp
 expect 0 "100 x 150" "$tool" info out.bmp
 expect 0 "" convert --mirror coffee.bmp out.bmp
@@ -153,19 +153,19 @@ expect 0 "intensity" cat out.svg
 expect 0 "0 %" "$tool" motion camera.bmp camera.bmp
 rm -f again.bmp back.bmp out.*
 
-# Raw data has no header.
+# Raw data files contain the pixels only.
 expect 0 "" convert --format yuv422 coffee.bmp out.raw
 expect 0 "480000" stat -c %s out.raw
 expect 0 "" convert --format xrgb32 coffee.bmp out.RAW
 expect 0 "960000" stat -c %s out.RAW
 
-# The output file may be the input file.
+# The output file can be the input file.
 expect 0 "" convert --format rgb15 coffee.bmp coffee2.bmp
 cp coffee.bmp coffee3.bmp
 expect 0 "" convert --format rgb15 coffee3.bmp coffee3.bmp
 expect 0 "" cmp coffee2.bmp coffee3.bmp
 
-# Errors: one line with the file and the reason; an existing output file is kept.
+# Errors: one line with the file and the reason; existing files are unchanged.
 rm -f same.bmp out.* paletted*
 head -c 100000 coffee.bmp > short.bmp
 printf 'BM junk, not a picture' > junk.bmp
@@ -190,7 +190,7 @@ if [ -e /dev/full ]; then
     expect_error "full.bmp: " convert coffee.bmp full.bmp
 fi
 
-# A picture several times larger than the memory limit is converted, if memory can be limited.
+# Skipped where memory cannot be limited: a picture several times larger than the limit is converted.
 if { (ulimit -v 60000 && "$tool" --help > /dev/null); } 2> /dev/null; then
     { printf 'BM\0\0\0\0\0\0\0\0\66\0\0\0\50\0\0\0\20\47\0\0\350\3\0\0\1\0\30\0'
       head -c 24 /dev/zero; } > large.bmp
@@ -201,9 +201,9 @@ if { (ulimit -v 60000 && "$tool" --help > /dev/null); } 2> /dev/null; then
     rm -f large.bmp larger.bmp
 fi
 
-# The demo writes every file that its page shows.
+# The demo writes every picture that its page refers to.
 expect 0 "wrote page/index.html" "$tool" demo --out page
-expect 0 "Every route" cat page/index.html
+expect 0 "All conversions" cat page/index.html
 expect 0 "" bash -c 'grep -o "src=\"[^\"]*\"" page/index.html | cut -d\" -f2 | (cd page && xargs ls)'
 expect_error "coffee.bmp/page: " "$tool" demo --out coffee.bmp/page
 

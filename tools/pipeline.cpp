@@ -1,265 +1,199 @@
 #include "tools/pipeline.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <filesystem>
 
-#include "tools/jpeg.h"
-#include "tools/progress.h"
+#include "tools/jpeg_file.h"
+#include "tools/progress_bar.h"
+#include "tools/replace_file.h"
 
 namespace tool {
-
-namespace fs = std::filesystem;
 
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-void open_source(u32 handle, const std::string &file, bool packed = false);
-void use_whole_colourmap(u32 strip);
-strip_sink palette_sink(const palette_rule &rule, const std::string &file, image &palette);
-void pump(const pipeline &line, std::size_t steps, const std::vector<image> &palettes,
-          const strip_sink &sink);
-void start_palette(u32 strip, const palette_rule &rule);
-fs::path place_of(const std::string &path);
-bool is_special(const fs::path &path);
-fs::path unused_name_beside(const fs::path &path);
+// The images of one pass over a picture: the source, and one after each step.
+struct stage_images {
+    uint32_t source = 0;
+    std::vector<image> outputs;
+
+    uint32_t input_of(std::size_t step) const {
+        return step == 0 ? source : outputs[step - 1].handle;
+    }
+};
+
+void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,
+              const strip_sink &sink);
+void run_steps(const pipeline &line, const stage_images &stages, const std::vector<image> &palettes,
+               bool is_first);
+void abandon_pass(const pipeline &line, const stage_images &stages, const strip_sink &sink);
+strip_sink palette_sink(const palette_rule &rule, const std::string &name, image &palette);
+void start_palette(uint32_t strip, const palette_rule &rule);
+strip_sink file_sink(const file_kind &kind, const std::string &temporary, const std::string &path,
+                     bool &is_writing);
 
 } // namespace
 
-picture picture_of(u32 handle) {
-    const u16 format = format_of(handle);
-    return {VIQ_get_width(handle),
-            VIQ_get_height(handle),
-            format,
-            VIQ_get_depth(handle),
-            static_cast<u16>(
-                format == VIQ_PALETTED ? VIQ_image_get_parameter(handle, VIQ_NUM_COLOURS) : 0),
-            VIQ_image_is_colour(handle) == 1,
-            VIQ_get_bytes_per_line(handle)};
-}
-
-picture read_header(const std::string &file) {
-    if (is_jpeg(file))
-        return jpeg_header(file);
-    if (is_wavelet(file))
-        return picture_of(read_wavelet(file).handle);
-    image header;
-    open_source(header.handle, file);
-    check(VIQ_image_read(header.handle, 0, VIQ_STRIP_FINISH), file);
-    return picture_of(header.handle);
-}
-
-void run(const pipeline &given, const strip_sink &sink) {
-    pipeline line = given;
-    image decoded;
-    if (line.held == 0 && is_wavelet(line.file)) {
-        decoded = read_wavelet(line.file);
-        line.held = decoded.handle;
-    }
+void run(const pipeline &line, const strip_sink &sink) {
     std::vector<image> palettes(line.steps.size());
     for (std::size_t i = 0; i < line.steps.size(); ++i)
         if (const auto &rule = line.steps[i].palette)
-            pump(line, i, palettes, palette_sink(*rule, line.file, palettes[i]));
-    pump(line, line.steps.size(), palettes, sink);
+            run_pass(line, i, palettes, palette_sink(*rule, line.source.name, palettes[i]));
+    run_pass(line, line.steps.size(), palettes, sink);
 }
 
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
-                 const coding_options &how) {
-    const bool jpeg = kind.code == VIQ_FILE_JPEG;
-    const bool wavelet = kind.code == VIQ_FILE_WAVELET;
-    // The coders take whole pictures.
-    if ((jpeg || wavelet) && (line.held == 0 || !line.steps.empty())) {
-        const image whole = run_to_memory(line);
-        run_to_file({line.file, whole.handle, {}, line.lines}, kind, path, how);
+                 const coding_options &coding) {
+    if (kind.code != VIQ_FILE_JPEG && kind.code != VIQ_FILE_WAVELET) {
+        replace_file(path, [&](const std::string &temporary) {
+            bool is_writing = false;
+            run(line, file_sink(kind, temporary, path, is_writing));
+        });
         return;
     }
-    put_in_place(path, [&](const std::string &draft) {
-        bool open = false;
-        const auto write = [&](u32 strip, bool last) {
-            if (jpeg)
-                return write_jpeg(strip, how.quality, draft, path);
-            if (wavelet)
-                return write_wavelet(strip, how.wavelet, draft, path);
-            check(VIQ_image_set_outfilename(strip, draft.c_str()), path);
-            if (kind.code == VIQ_FILE_TIFF)
-                use_whole_colourmap(strip);
-            open = true;
-            check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
-            open = !last;
-        };
-        const auto abandon = [&](u32 strip) {
-            if (open)
-                VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
-        };
-        pipeline whole = line;
-        whole.packed = line.packed || kind.packed;
-        run(whole, {write, abandon});
-    });
-}
-
-void put_in_place(const std::string &path,
-                  const std::function<void(const std::string &draft)> &write) {
-    const fs::path place = place_of(path);
-    const bool direct = is_special(place);
-    const fs::path draft = direct ? place : unused_name_beside(place);
-    std::error_code trouble;
-    try {
-        write(draft.string());
-        if (!direct)
-            fs::rename(draft, place, trouble);
-        if (trouble)
-            throw failure{path + ": " + trouble.message()};
-    } catch (...) {
-        if (!direct)
-            fs::remove(draft, trouble);
-        throw;
+    // These encoders take whole pictures.
+    image converted = image(0);
+    uint32_t picture = line.source.handle;
+    if (line.source.kind != nullptr || !line.steps.empty()) {
+        converted = run_to_memory(line);
+        picture = converted.handle;
     }
+    replace_file(path, [&](const std::string &temporary) {
+        if (kind.code == VIQ_FILE_JPEG)
+            write_jpeg(picture, coding.quality, temporary, path);
+        else
+            write_wavelet(picture, coding.wavelet, temporary, path);
+    });
 }
 
 image run_to_memory(const pipeline &line) {
     image whole;
-    const auto gather = [&](u32 strip, bool) {
-        check(VIQ_write_to_memory(strip, whole.handle, VIQ_STRIP_NEXT), line.file);
+    const auto append = [&](uint32_t strip, bool) {
+        check(VIQ_write_to_memory(strip, whole.handle, VIQ_STRIP_NEXT), line.source.name);
     };
-    const auto abandon = [&](u32 strip) {
+    const auto abandon = [&](uint32_t strip) {
         VIQ_write_to_memory(strip, whole.handle, VIQ_STRIP_FINISH);
     };
-    run(line, {gather, abandon});
+    run(line, {append, abandon});
     return whole;
 }
 
-image as_rgb24(const std::string &file) {
-    route r = route_from(read_header(file));
-    extend(r, VIQ_RGB24, file);
-    return run_to_memory({file, 0, r.steps});
+image read_whole(const std::string &file) {
+    picture_source source = open_picture(file);
+    return run_to_memory({source});
 }
 
-route route_from(const picture &start) {
-    route from{};
-    from.format = start.format;
-    from.colour = start.colour;
-    return from;
+image read_as_rgb24(const std::string &file) {
+    picture_source source = open_picture(file);
+    route way = route_from(source.header);
+    extend(way, VIQ_RGB24, file);
+    return run_to_memory({source, way.steps});
+}
+
+image converted_to_any(image picture, std::initializer_list<uint16_t> formats,
+                       const std::string &name) {
+    picture_source source = picture_in_memory(picture.handle, name);
+    route way = route_from(source.header);
+    way.is_whole = true;
+    extend_to_any(way, {formats.begin(), formats.size()}, name);
+    if (way.steps.empty())
+        return picture;
+    return run_to_memory({source, way.steps});
 }
 
 namespace {
 
-// The header alone arrives when both the height and the lines of a strip are 0.
-void open_source(u32 handle, const std::string &file, bool packed) {
-    check(VIQ_image_set_infilename(handle, file.c_str()), file);
-    const u32 kind = VIQ_image_find_file_format(file.c_str());
-    if (packed || is_packed(static_cast<u16>(kind)))
-        VIQ_image_set_parameter(handle, VIQ_LINE_ALIGNMENT, 1);
-    VIQ_image_set_parameter(handle, VIQ_HEIGHT, 0);
-    VIQ_image_set_parameter(handle, VIQ_LINES_PER_STRIP, 0);
-    check(VIQ_image_read(handle, 0, VIQ_STRIP_NEXT), file);
-    // Such files give the index of the last colour as their number.
-    if (kind == VIQ_FILE_EPS && format_of(handle) == VIQ_PALETTED)
-        VIQ_image_set_parameter(handle, VIQ_NUM_COLOURS,
-                                VIQ_image_get_parameter(handle, VIQ_NUM_COLOURS) + 1);
+// Runs the first `step_count` steps over the whole picture.
+void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,
+              const strip_sink &sink) {
+    picture_source &source = line.source;
+    start_reading(source, line.lines_per_strip);
+    const stage_images stages = {source.handle, std::vector<image>(step_count)};
+    const uint32_t height = VIQ_get_height(source.handle);
+    progress_bar progress(height);
+    std::signal(SIGINT, [](int) { interrupted = 1; });
+    std::signal(SIGTERM, [](int) { interrupted = 1; });
+    try {
+        for (uint32_t lines_done = 0; lines_done < height;) {
+            if (interrupted)
+                throw failure{source.name + ": interrupted"};
+            read_strip(source);
+            const uint32_t lines = VIQ_get_lines_this_strip(source.handle);
+            run_steps(line, stages, palettes, lines_done == 0);
+            lines_done += lines;
+            sink.take(stages.input_of(step_count), lines_done >= height);
+            progress.show(lines_done);
+        }
+    } catch (...) {
+        abandon_pass(line, stages, sink);
+        throw;
+    }
 }
 
-// TIFF files hold a full colourmap.
-void use_whole_colourmap(u32 strip) {
-    if (format_of(strip) == VIQ_PALETTED)
-        VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
+void run_steps(const pipeline &line, const stage_images &stages, const std::vector<image> &palettes,
+               bool is_first) {
+    for (std::size_t i = 0; i < stages.outputs.size(); ++i) {
+        const step &current = line.steps[i];
+        const uint32_t in = stages.input_of(i);
+        if (is_first && current.palette)
+            check(VIQ_cmap_copy(palettes[i].handle, in), line.source.name);
+        check(current.run(in, stages.outputs[i].handle, VIQ_STRIP_NEXT), line.source.name);
+    }
 }
 
-strip_sink palette_sink(const palette_rule &rule, const std::string &file, image &palette) {
-    auto count = [&rule, &file, &palette, fresh = true](u32 strip, bool last) mutable {
-        if (fresh)
+// Readers, converters and writers keep state between strips; after a failure each one must return
+// to idle.
+void abandon_pass(const pipeline &line, const stage_images &stages, const strip_sink &sink) {
+    close_picture(line.source);
+    const std::size_t step_count = stages.outputs.size();
+    for (std::size_t i = 0; i < step_count; ++i)
+        line.steps[i].run(stages.input_of(i), stages.outputs[i].handle, VIQ_STRIP_FINISH);
+    if (sink.abandon)
+        sink.abandon(stages.input_of(step_count));
+    discard_error_message();
+}
+
+strip_sink palette_sink(const palette_rule &rule, const std::string &name, image &palette) {
+    auto count = [&rule, &name, &palette, is_first = true](uint32_t strip, bool is_last) mutable {
+        if (is_first)
             start_palette(strip, rule);
-        fresh = false;
-        check(VIQ_cmap_generate(strip, rule.colours, VIQ_STRIP_NEXT), file);
-        if (last)
-            check(VIQ_cmap_copy(strip, palette.handle), file);
+        is_first = false;
+        check(VIQ_cmap_generate(strip, rule.colours, VIQ_STRIP_NEXT), name);
+        if (is_last)
+            check(VIQ_cmap_copy(strip, palette.handle), name);
     };
-    const auto abandon = [&rule](u32 strip) {
+    const auto abandon = [&rule](uint32_t strip) {
         VIQ_cmap_generate(strip, rule.colours, VIQ_STRIP_FINISH);
     };
     return {std::move(count), abandon};
 }
 
-// Generation adds to the colours that an image has, so those of the file go first.
-void start_palette(u32 strip, const palette_rule &rule) {
+// Generation keeps the colours that the image already has, so the colours of the file are removed
+// first.
+void start_palette(uint32_t strip, const palette_rule &rule) {
     VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 0);
-    if (rule.base != 0)
+    if (rule.base != VIQ_CMAP_BLACK)
         VIQ_cmap_set_type(strip, rule.base);
-    VIQ_cmap_set_bits(strip, rule.red, rule.green, rule.blue, rule.grey);
+    VIQ_cmap_set_bits(strip, rule.red_bits, rule.green_bits, rule.blue_bits, rule.grey_bits);
 }
 
-void pump(const pipeline &line, std::size_t steps, const std::vector<image> &palettes,
-          const strip_sink &sink) {
-    std::vector<image> stages(steps + 1);
-    // A JPEG picture is decoded as a whole.
-    const bool held = line.held != 0 || is_jpeg(line.file);
-    if (held && line.held == 0)
-        stages[0] = decode_jpeg(line.file);
-    const u32 source = line.held != 0 ? line.held : stages[0].handle;
-    if (!held)
-        open_source(source, line.file, line.packed);
-    const u32 height = VIQ_get_height(source);
-    if (!held)
-        VIQ_image_set_parameter(source, VIQ_LINES_PER_STRIP, std::min(line.lines, height));
-    progress bar(height);
-    const auto input_of = [&](std::size_t i) { return i == 0 ? source : stages[i].handle; };
-    std::signal(SIGINT, [](int) { interrupted = 1; });
-    std::signal(SIGTERM, [](int) { interrupted = 1; });
-    try {
-        for (u32 done = 0; done < height;) {
-            if (interrupted)
-                throw failure{line.file + ": interrupted"};
-            if (!held)
-                check(VIQ_image_read(source, 0, VIQ_STRIP_NEXT), line.file);
-            const u32 lines = VIQ_get_lines_this_strip(source);
-            if (lines == 0)
-                throw failure{line.file + ": the picture ends early"};
-            for (std::size_t i = 0; i < steps; ++i) {
-                if (done == 0 && line.steps[i].palette)
-                    check(VIQ_cmap_copy(palettes[i].handle, input_of(i)), line.file);
-                check(line.steps[i].run(input_of(i), stages[i + 1].handle, VIQ_STRIP_NEXT),
-                      line.file);
-            }
-            done += lines;
-            sink.take(input_of(steps), done >= height);
-            bar.show(done);
-        }
-    } catch (...) {
-        // Readers, converters and writers keep their place between calls: all return to idle.
-        if (!held)
-            VIQ_image_read(source, 0, VIQ_STRIP_FINISH);
-        for (std::size_t i = 0; i < steps; ++i)
-            line.steps[i].run(input_of(i), stages[i + 1].handle, VIQ_STRIP_FINISH);
-        if (sink.abandon)
-            sink.abandon(input_of(steps));
-        forget_report();
-        throw;
-    }
-}
-
-// A symbolic link is written through, not replaced.
-fs::path place_of(const std::string &path) {
-    std::error_code none;
-    const fs::path place(path);
-    return fs::is_symlink(place, none) && fs::exists(place, none) ? fs::canonical(place) : place;
-}
-
-// Devices and pipes cannot be replaced by a finished file.
-bool is_special(const fs::path &path) {
-    std::error_code none;
-    const fs::file_status status = fs::status(path, none);
-    return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
-}
-
-fs::path unused_name_beside(const fs::path &path) {
-    std::error_code none;
-    auto number = std::chrono::steady_clock::now().time_since_epoch().count() % 100000;
-    fs::path name;
-    do
-        name = fs::path(path).replace_filename(".v" + std::to_string(number++));
-    while (fs::exists(name, none));
-    return name;
+strip_sink file_sink(const file_kind &kind, const std::string &temporary, const std::string &path,
+                     bool &is_writing) {
+    const auto write = [&](uint32_t strip, bool is_last) {
+        check(VIQ_image_set_outfilename(strip, temporary.c_str()), path);
+        // TIFF files hold a colourmap of 256 entries.
+        if (kind.code == VIQ_FILE_TIFF && format_of(strip) == VIQ_PALETTED)
+            VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
+        is_writing = true;
+        check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
+        is_writing = !is_last;
+    };
+    const auto abandon = [&](uint32_t strip) {
+        if (is_writing)
+            VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
+    };
+    return {write, abandon};
 }
 
 } // namespace

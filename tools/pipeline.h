@@ -1,70 +1,57 @@
-// A picture on its way: from a file or an image, strip by strip through steps, into a sink.
+// A pipeline takes a picture from a source, strip by strip, through conversion steps into a sink.
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
-#include "tools/formats.h"
-#include "tools/image.h"
-#include "tools/routes.h"
-#include "tools/wavelet.h"
+#include "tools/conversion_route.h"
+#include "tools/file_kinds.h"
+#include "tools/image_handle.h"
+#include "tools/picture_source.h"
+#include "tools/wavelet_file.h"
 
 namespace tool {
 
-// What a file's header says.
-struct picture {
-    u32 width, height;
-    u16 format;
-    u16 bits;
-    u16 colours; // of the colourmap, 0 without one
-    bool colour;
-    u32 bytes_per_line;
-};
-
-picture picture_of(u32 handle);
-
-// Reads no more than the header.
-picture read_header(const std::string &file);
+constexpr uint32_t default_strip_lines = 64;
+constexpr uint16_t default_jpeg_quality = 32;
 
 struct pipeline {
-    std::string file; // also the name in error texts
-    u32 held = 0;     // an image with the whole picture, read instead of the file
-    std::vector<step> steps;
-    u32 lines = 64;      // of a strip
-    bool packed = false; // lines without padding
+    picture_source &source;
+    std::vector<step> steps = {};
+    uint32_t lines_per_strip = default_strip_lines;
 };
 
 struct strip_sink {
-    std::function<void(u32 strip, bool last)> take;
-    std::function<void(u32 strip)> abandon; // after a failure anywhere; may be empty
+    std::function<void(uint32_t strip, bool is_last)> take;
+    std::function<void(uint32_t strip)> abandon = {}; // after a failure; may be empty
 };
 
-// Runs the whole picture through; palettes of the steps are built in passes of their own first.
+// Each step that needs a palette adds a pass over the whole picture, in which its palette is built.
 void run(const pipeline &line, const strip_sink &sink);
 
-constexpr u16 usual_quality = 32;
-
-// How the kinds of file that lose something are written.
+// Settings of the lossy file kinds.
 struct coding_options {
-    u16 quality = usual_quality; // factor of JPEG files
+    uint16_t quality = default_jpeg_quality; // quality factor of JPEG files
     wavelet_options wavelet = {};
 };
 
-// Ends with a file; nothing is left under its name, or changed, when anything fails.
+// Writes the picture to a file. After a failure an existing file is unchanged.
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
-                 const coding_options &how = {});
+                 const coding_options &coding = {});
 
-// Lets a file be written under another name and then put in its place; nothing is left of it when
-// anything fails.
-void put_in_place(const std::string &path,
-                  const std::function<void(const std::string &draft)> &write);
-
-// Ends with the whole picture in an image.
+// The whole picture in one image.
 image run_to_memory(const pipeline &line);
-image as_rgb24(const std::string &file);
 
-// A route that starts where the picture is.
-route route_from(const picture &start);
+// Reads a file into one image.
+image read_whole(const std::string &file);
+image read_as_rgb24(const std::string &file);
+
+// The picture in one of the formats; if it is converted, to the first one that a conversion
+// reaches with the fewest steps. `name` is for error messages.
+image converted_to_any(image picture, std::initializer_list<uint16_t> formats,
+                       const std::string &name);
 
 } // namespace tool

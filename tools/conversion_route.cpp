@@ -1,0 +1,183 @@
+#include "tools/conversion_route.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+#include "tools/image_handle.h"
+#include "tools/pixel_format_table.h"
+#include "tools/unpack_to_rgb24.h"
+
+namespace tool {
+
+namespace {
+
+constexpr unsigned most_steps = 5;
+
+bool is_grey(const route &way);
+bool find_chain(const route &way, std::vector<uint16_t> &chain, uint16_t goal, unsigned steps);
+void append(route &way, std::span<const uint16_t> chain, const palette_rule &palette);
+bool connected(uint16_t from, uint16_t to, bool colour);
+bool try_conversion(uint16_t from, uint16_t to, bool colour);
+uint32_t converter_between(uint16_t from, uint16_t to);
+uint32_t convert_strip(uint16_t from, uint16_t to, uint32_t in, uint32_t out, uint16_t command,
+                       uint16_t grey_data_width = 16);
+
+} // namespace
+
+route route_from(const picture_header &start) {
+    route way{};
+    way.format = start.format;
+    way.colour = start.colour;
+    return way;
+}
+
+void extend(route &way, uint16_t format, const std::string &file, const palette_rule &palette) {
+    if (format == way.format)
+        return;
+    for (unsigned count = 1; count <= most_steps; ++count) {
+        std::vector<uint16_t> chain{way.format};
+        if (find_chain(way, chain, format, count)) {
+            append(way, chain, palette);
+            return;
+        }
+    }
+    throw failure{file + ": no conversion from " + format_name(way.format) + " to " +
+                  format_name(format)};
+}
+
+void extend_to_any(route &way, std::span<const uint16_t> formats, const std::string &file) {
+    if (std::find(formats.begin(), formats.end(), way.format) != formats.end())
+        return;
+    std::vector<uint16_t> goals(formats.begin(), formats.end());
+    if (is_grey(way))
+        std::stable_partition(goals.begin(), goals.end(), [](uint16_t f) { return f == VIQ_Y8; });
+    for (unsigned count = 1; count <= most_steps; ++count)
+        for (uint16_t goal : goals) {
+            std::vector<uint16_t> chain{way.format};
+            if (find_chain(way, chain, goal, count)) {
+                append(way, chain, {});
+                return;
+            }
+        }
+    throw failure{file + ": the output file cannot hold " + format_name(way.format)};
+}
+
+void extend_dithered(route &way, const std::string &file) {
+    extend(way, VIQ_RGB24, file);
+    way.steps.push_back({VIQ_PALETTED, VIQ_convert_to_RGB8_dither, {}});
+    way.format = VIQ_PALETTED;
+    way.colour = true;
+}
+
+bool library_converts(uint16_t from, uint16_t to, bool colour) {
+    static std::map<std::tuple<uint16_t, uint16_t, bool>, bool> known;
+    const auto [row, is_new] = known.try_emplace({from, to, colour}, false);
+    if (is_new)
+        row->second = try_conversion(from, to, colour);
+    return row->second;
+}
+
+namespace {
+
+bool is_grey(const route &way) {
+    return is_grey_format(way.format) || (way.format == VIQ_PALETTED && !way.colour);
+}
+
+// Depth-first search for a chain of exactly `steps` steps that ends at the goal. Formats that
+// preserve more of the picture are tried first.
+bool find_chain(const route &way, std::vector<uint16_t> &chain, uint16_t goal, unsigned steps) {
+    const uint16_t from = chain.back();
+    const auto usable = [&](uint16_t to) {
+        return std::find(chain.begin(), chain.end(), to) == chain.end() &&
+               (way.is_whole || !way.used_converters.contains(converter_between(from, to))) &&
+               connected(from, to, way.colour);
+    };
+    if (steps == 1) {
+        if (usable(goal))
+            chain.push_back(goal);
+        return chain.back() == goal;
+    }
+    for (const pixel_format &next : pixel_formats()) {
+        if (next.code == goal || !usable(next.code))
+            continue;
+        chain.push_back(next.code);
+        if (find_chain(way, chain, goal, steps - 1))
+            return true;
+        chain.pop_back();
+    }
+    return false;
+}
+
+void append(route &way, std::span<const uint16_t> chain, const palette_rule &palette) {
+    for (std::size_t i = 1; i < chain.size(); ++i) {
+        const uint16_t from = chain[i - 1];
+        const uint16_t to = chain[i];
+        step next{to, {}, {}};
+        if (library_converts(from, to, way.colour))
+            next.run = [from, to, width = way.grey_data_width](uint32_t in, uint32_t out,
+                                                               uint16_t command) {
+                return convert_strip(from, to, in, out, command, width);
+            };
+        else
+            next.run = [from](uint32_t in, uint32_t out, uint16_t command) {
+                return unpack_strip(from, in, out, command);
+            };
+        if (to == VIQ_PALETTED) {
+            next.palette = palette;
+            way.colour =
+                from != VIQ_Y8 || palette.base == VIQ_CMAP_NAMED || palette.base == VIQ_CMAP_CUBE;
+        }
+        way.used_converters.insert(converter_between(from, to));
+        way.steps.push_back(std::move(next));
+    }
+    way.format = chain.back();
+}
+
+bool connected(uint16_t from, uint16_t to, bool colour) {
+    return library_converts(from, to, colour) || (to == VIQ_RGB24 && can_unpack(from));
+}
+
+bool try_conversion(uint16_t from, uint16_t to, bool colour) {
+    constexpr uint32_t width = 2; // one pair of YUV 4:2:2
+    constexpr uint16_t colours = 2;
+    image in;
+    image out;
+    if (from == VIQ_PALETTED)
+        VIQ_cmap_set_type(in.handle, colour ? VIQ_CMAP_CUBE : VIQ_CMAP_GREY);
+    uint32_t code = set_shape(in.handle, from, width, 1, 1);
+    if (!VIQ_IS_ERROR(code) && to == VIQ_PALETTED)
+        code = VIQ_cmap_generate(in.handle, colours, VIQ_STRIP_NEXT);
+    if (!VIQ_IS_ERROR(code)) {
+        code = convert_strip(from, to, in.handle, out.handle, VIQ_STRIP_NEXT);
+        if (VIQ_IS_ERROR(code))
+            convert_strip(from, to, in.handle, out.handle, VIQ_STRIP_FINISH);
+    }
+    discard_error_message();
+    return !VIQ_IS_ERROR(code) && format_of(out.handle) == to;
+}
+
+// Identifies the converter of the library that keeps the state of a conversion. There is one for
+// each output format, a second one for each if the input is YUV 4:2:2, and one from paletted
+// pictures to RGB24 and Y8.
+uint32_t converter_between(uint16_t from, uint16_t to) {
+    constexpr uint32_t yuv_input = 0x10000; // above all format codes
+    if (from == VIQ_PALETTED && (to == VIQ_RGB24 || to == VIQ_Y8))
+        return VIQ_RGB24_OR_Y8;
+    return from == VIQ_YUV422 ? yuv_input + to : to;
+}
+
+uint32_t convert_strip(uint16_t from, uint16_t to, uint32_t in, uint32_t out, uint16_t command,
+                       uint16_t grey_data_width) {
+    if (to == VIQ_CMYK32)
+        return VIQ_convert_to_CMYK32(in, out, command);
+    if (converter_between(from, to) == VIQ_RGB24_OR_Y8)
+        return VIQ_image_convert(in, out, VIQ_RGB24_OR_Y8, 0, command);
+    if (to == VIQ_Y16)
+        VIQ_image_set_parameter(out, VIQ_DATA_WIDTH, grey_data_width);
+    return VIQ_image_convert(in, out, to, 0, command);
+}
+
+} // namespace
+
+} // namespace tool

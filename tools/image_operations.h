@@ -1,0 +1,36 @@
+// The steps of image processing in viq convert. Each takes a whole picture and returns the result.
+#pragma once
+
+#include <string>
+
+#include "tools/image_handle.h"
+
+namespace tool {
+
+struct processing_options;
+
+// What an operation receives beside the picture.
+struct operation_input {
+    const std::string &argument; // empty for a flag
+    const processing_options &options;
+    const std::string &name; // of the file, for error messages
+};
+
+image crop(image picture, const operation_input &in);
+image scale(image picture, const operation_input &in);
+image subsample(image picture, const operation_input &in);
+image replicate(image picture, const operation_input &in);
+image rotate(image picture, const operation_input &in);
+image mirror(image picture, const operation_input &in);
+image filter(image picture, const operation_input &in);
+image look_up(image picture, const operation_input &in);
+image threshold(image picture, const operation_input &in);
+image mosaic(image picture, const operation_input &in);
+image demosaic(image picture, const operation_input &in);
+image field_to_frame(image picture, const operation_input &in);
+image pseudo_colour(image picture, const operation_input &in);
+image key(image picture, const operation_input &in);
+image text(image picture, const operation_input &in);
+image timestamp(image picture, const operation_input &in);
+
+} // namespace tool

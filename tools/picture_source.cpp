@@ -1,0 +1,145 @@
+#include "tools/picture_source.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/jpeg_file.h"
+#include "tools/pixel_format_table.h"
+#include "tools/wavelet_file.h"
+
+namespace tool {
+
+namespace {
+
+picture_header decoded_header(const image &jpeg);
+void open_strips(picture_source &source);
+
+} // namespace
+
+picture_header header_of(uint32_t handle) {
+    const uint16_t format = format_of(handle);
+    const uint32_t colours =
+        format == VIQ_PALETTED ? VIQ_image_get_parameter(handle, VIQ_NUM_COLOURS) : 0;
+    return {VIQ_get_width(handle),
+            VIQ_get_height(handle),
+            format,
+            VIQ_get_depth(handle),
+            static_cast<uint16_t>(colours),
+            VIQ_image_is_colour(handle) == 1,
+            VIQ_get_bytes_per_line(handle)};
+}
+
+picture_source::~picture_source() {
+    if (owned.handle != 0) // 0 after a move
+        close_picture(*this);
+}
+
+picture_source open_picture(const std::string &file, bool unpadded) {
+    picture_source source;
+    source.name = file;
+    // Before the detection, so that a name that is too long is reported as such.
+    check(VIQ_image_set_infilename(image().handle, file.c_str()), file);
+    source.kind = &kind_of_content(file);
+    source.unpadded = unpadded || source.kind->unpadded;
+    if (source.kind->code == VIQ_FILE_JPEG) {
+        source.coded = read_jpeg(file);
+        source.header = decoded_header(source.coded);
+    } else if (source.kind->code == VIQ_FILE_WAVELET) {
+        decoded_wavelet decoded = read_wavelet(file);
+        source.owned = std::move(decoded.picture);
+        source.small_wavelet = decoded.small;
+        source.handle = source.owned.handle;
+        source.is_whole = true;
+        source.header = header_of(source.handle);
+    } else {
+        open_strips(source);
+        source.header = header_of(source.handle);
+    }
+    return source;
+}
+
+picture_source picture_in_memory(uint32_t handle, const std::string &name) {
+    picture_source source;
+    source.name = name;
+    source.header = header_of(handle);
+    source.handle = handle;
+    source.is_whole = true;
+    return source;
+}
+
+void start_reading(picture_source &source, uint32_t lines_per_strip) {
+    if (source.is_whole)
+        return;
+    if (source.kind->code == VIQ_FILE_JPEG) {
+        source.owned = decode_jpeg(source.coded, source.name);
+        source.coded = image(0);
+        source.handle = source.owned.handle;
+        source.is_whole = true;
+        return;
+    }
+    if (!source.is_open)
+        open_strips(source);
+    VIQ_image_set_parameter(source.handle, VIQ_LINES_PER_STRIP,
+                            std::min(lines_per_strip, source.header.height));
+}
+
+void read_strip(picture_source &source) {
+    if (!source.is_whole)
+        check(source.kind->read_strip(source.handle, VIQ_STRIP_NEXT), source.name);
+    const uint32_t lines = VIQ_get_lines_this_strip(source.handle);
+    if (lines == 0)
+        throw failure{source.name + ": the picture data ends early"};
+    // The library closes the file after the last strip.
+    source.lines_read += lines;
+    if (source.lines_read >= source.header.height)
+        source.is_open = false;
+}
+
+void close_picture(picture_source &source) {
+    if (!source.is_open)
+        return;
+    source.kind->read_strip(source.handle, VIQ_STRIP_FINISH);
+    discard_error_message();
+    source.is_open = false;
+}
+
+picture_header read_header(const std::string &file) {
+    return open_picture(file).header;
+}
+
+namespace {
+
+picture_header decoded_header(const image &jpeg) {
+    picture_header header = header_of(jpeg.handle);
+    header.format = decoded_format(jpeg);
+    header.colour = !is_grey_format(header.format);
+    header.palette_colours = 0;
+    const uint32_t bytes = bytes_per_pixel(header.format);
+    header.bits_per_pixel = static_cast<uint16_t>(8 * bytes);
+    const uint32_t line = header.width * bytes;
+    header.bytes_per_line = line + line % 2; // lines of an image begin at even addresses
+    return header;
+}
+
+// A reader that is called with a height and lines per strip of 0 reads the header and keeps the
+// file open for the strips.
+void open_strips(picture_source &source) {
+    source.owned = image();
+    source.handle = source.owned.handle;
+    source.lines_read = 0;
+    check(VIQ_image_set_infilename(source.handle, source.name.c_str()), source.name);
+    if (source.unpadded)
+        VIQ_image_set_parameter(source.handle, VIQ_LINE_ALIGNMENT, 1);
+    VIQ_image_set_parameter(source.handle, VIQ_HEIGHT, 0);
+    VIQ_image_set_parameter(source.handle, VIQ_LINES_PER_STRIP, 0);
+    check(source.kind->read_strip(source.handle, VIQ_STRIP_NEXT), source.name);
+    source.is_open = true;
+    // EPS files store the index of the last colour instead of the number of colours.
+    if (source.kind->code == VIQ_FILE_EPS && format_of(source.handle) == VIQ_PALETTED)
+        VIQ_image_set_parameter(source.handle, VIQ_NUM_COLOURS,
+                                VIQ_image_get_parameter(source.handle, VIQ_NUM_COLOURS) + 1);
+}
+
+} // namespace
+
+} // namespace tool

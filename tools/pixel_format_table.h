@@ -1,0 +1,40 @@
+// Every fact about pixel formats that the tool needs: names, sizes, which formats are grey and
+// which ones can be the target of a conversion. No other file of the tool repeats these facts.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "viq.h"
+
+namespace tool {
+
+struct pixel_format {
+    uint16_t code;
+    const char *name;        // lower case, as in the arguments of the tool
+    uint8_t bytes_per_pixel; // 0: not a whole number
+    bool is_grey;            // for every image; a paletted image can be grey or in colour
+    bool is_target;          // some conversion of the library produces it
+};
+
+// Ordered by how much of a picture a format preserves; the search for a conversion route tries
+// earlier formats first.
+std::span<const pixel_format> pixel_formats();
+
+std::string format_name(uint16_t code); // "format N" for an unknown code
+
+// The format's code. The name must be that of a target format.
+uint16_t format_from_name(const std::string &name);
+
+std::vector<std::string> target_format_names();
+
+bool is_grey_format(uint16_t code);
+
+// The format must be in the table.
+uint32_t bytes_per_pixel(uint16_t code);
+
+constexpr uint32_t rgb24_bytes = 3; // red, green, blue
+
+} // namespace tool

@@ -1,0 +1,146 @@
+// viq info: what the headers of picture files contain.
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "tools/jpeg_file.h"
+#include "tools/picture_source.h"
+#include "tools/pixel_format_table.h"
+#include "tools/verbs.h"
+#include "tools/wavelet_file.h"
+
+namespace tool {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+struct info_options {
+    std::vector<std::string> files;
+    bool json = false;
+};
+
+int info(const info_options &options);
+json describe(const std::string &file);
+void add_jpeg_facts(json &row, const picture_source &source);
+void add_wavelet_facts(json &row, const picture_source &source);
+void print_text(const json &row);
+void print_jpeg(const json &row);
+void print_wavelet(const json &row);
+
+} // namespace
+
+action declare_info(CLI::App &app) {
+    const auto options = std::make_shared<info_options>();
+    app.add_flag("--json", options->json,
+                 "Print one JSON array with an object for each file, instead of text");
+    app.add_option("FILE", options->files, picture_help)->required();
+    app.footer("Files that cannot be read are reported on standard error; the others are still "
+               "printed, and the exit status is 2.");
+    return [options] { return info(*options); };
+}
+
+namespace {
+
+int info(const info_options &options) {
+    int status = exit_done;
+    json rows = json::array();
+    for (const std::string &file : options.files)
+        try {
+            rows.push_back(describe(file));
+            if (!options.json)
+                print_text(rows.back());
+        } catch (const failure &stop) {
+            std::fprintf(stderr, "viq: %s\n", stop.text.c_str());
+            status = exit_error;
+        }
+    if (options.json)
+        std::printf("%s\n", rows.dump(2, ' ', false, json::error_handler_t::replace).c_str());
+    return status;
+}
+
+json describe(const std::string &file) {
+    const picture_source source = open_picture(file);
+    const picture_header &header = source.header;
+    json row = {{"file", file},
+                {"type", source.kind->name},
+                {"width", header.width},
+                {"height", header.height},
+                {"pixel_format", format_name(header.format)},
+                {"bits_per_pixel", header.bits_per_pixel},
+                {"bytes_per_line", header.bytes_per_line},
+                {"colour", header.colour}};
+    if (header.palette_colours != 0)
+        row["palette_colours"] = header.palette_colours;
+    if (source.kind->code == VIQ_FILE_JPEG)
+        add_jpeg_facts(row, source);
+    if (source.kind->code == VIQ_FILE_WAVELET)
+        add_wavelet_facts(row, source);
+    std::error_code ignored;
+    row["file_bytes"] = std::filesystem::file_size(file, ignored);
+    return row;
+}
+
+void add_jpeg_facts(json &row, const picture_source &source) {
+    const jpeg_facts facts = facts_of(source.coded);
+    row["components"] = facts.sampling.size();
+    row["sampling"] = facts.sampling;
+    row["quantisation_tables"] = facts.quantisation_tables;
+    row["huffman_tables"] = facts.huffman_tables;
+    row["frames"] = facts.frames;
+    row["quality_factor"] = std::round(facts.quality * 10) / 10;
+}
+
+void add_wavelet_facts(json &row, const picture_source &source) {
+    const wavelet_sizes sizes = read_wavelet_sizes(source.name);
+    row["coding"] = source.small_wavelet ? "small" : "fast";
+    row["component_bytes"] = sizes.component_bytes;
+    row["settings_bytes"] = sizes.settings_bytes;
+}
+
+void print_text(const json &row) {
+    std::string palette;
+    if (row.contains("palette_colours"))
+        palette = " (" + std::to_string(row["palette_colours"].get<int>()) + " colours, " +
+                  (row["colour"].get<bool>() ? "colour" : "grey") + ")";
+    std::printf("%s: %s, %u x %u, %s%s, %u bits per pixel, %llu bytes\n",
+                row["file"].get<std::string>().c_str(), row["type"].get<std::string>().c_str(),
+                row["width"].get<unsigned>(), row["height"].get<unsigned>(),
+                row["pixel_format"].get<std::string>().c_str(), palette.c_str(),
+                row["bits_per_pixel"].get<unsigned>(), row["file_bytes"].get<unsigned long long>());
+    if (row.contains("frames"))
+        print_jpeg(row);
+    if (row.contains("coding"))
+        print_wavelet(row);
+}
+
+void print_jpeg(const json &row) {
+    std::string sampling;
+    for (const auto &factors : row["sampling"])
+        sampling += (sampling.empty() ? "" : " ") + factors.get<std::string>();
+    std::printf(
+        "  sampling of components %s, %u quantisation tables, %u Huffman tables, %u frames, "
+        "quality factor about %g\n",
+        sampling.c_str(), row["quantisation_tables"].get<unsigned>(),
+        row["huffman_tables"].get<unsigned>(), row["frames"].get<unsigned>(),
+        row["quality_factor"].get<double>());
+}
+
+void print_wavelet(const json &row) {
+    std::string bytes;
+    for (const auto &component : row["component_bytes"])
+        bytes += (bytes.empty() ? "" : " + ") + std::to_string(component.get<uint32_t>());
+    std::printf("  %s coding, components %s bytes, settings %u bytes\n",
+                row["coding"].get<std::string>().c_str(), bytes.c_str(),
+                row["settings_bytes"].get<unsigned>());
+}
+
+} // namespace
+
+} // namespace tool

@@ -1,0 +1,148 @@
+// viq sequence: several JPEG frames of one size in one file.
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/jpeg_file.h"
+#include "tools/verbs.h"
+
+namespace tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct sequence_options {
+    std::string file, folder;
+    std::vector<std::string> frames;
+};
+
+int build(const sequence_options &options);
+int split(const sequence_options &options);
+int describe(const sequence_options &options);
+void require_same_header(const image &first, const image &next, const std::string &file);
+image extract_frame(const image &sequence, uint32_t number, const std::string &file);
+void remove_separator(const image &frame);
+
+} // namespace
+
+action declare_sequence(CLI::App &app) {
+    const auto options = std::make_shared<sequence_options>();
+    const auto chosen = std::make_shared<action>();
+    const auto add_verb = [&](const char *name, const char *purpose,
+                              int (*run)(const sequence_options &)) {
+        CLI::App *command = app.add_subcommand(name, purpose);
+        command->callback([=] { *chosen = [=] { return run(*options); }; });
+        return command;
+    };
+    app.require_subcommand(1);
+    CLI::App *building = add_verb("build", "Join JPEG files into one file", build);
+    building->add_option("OUT", options->file, "Sequence file to write")->required();
+    building
+        ->add_option("FRAME", options->frames,
+                     "JPEG files or sequences, in order; all must have the size, components, "
+                     "quantisation tables and Huffman tables of the first")
+        ->required();
+    CLI::App *splitting = add_verb("split", "Write every frame to a JPEG file of its own", split);
+    splitting->add_option("IN", options->file, "Sequence file")->required();
+    splitting
+        ->add_option("DIR", options->folder,
+                     "Folder for frame0001.jpg, frame0002.jpg, ...; created if it does not exist")
+        ->required();
+    CLI::App *describing =
+        add_verb("info", "Print the size and number of frames, and the bytes of each", describe);
+    describing->add_option("IN", options->file, "Sequence file")->required();
+    return [chosen] { return (*chosen)(); };
+}
+
+namespace {
+
+int build(const sequence_options &options) {
+    const image sequence = read_jpeg(options.frames.front());
+    uint32_t count = frame_count(sequence);
+    for (std::size_t i = 1; i < options.frames.size(); ++i) {
+        const std::string &file = options.frames[i];
+        const image frame = read_jpeg(file);
+        require_same_header(sequence, frame, file);
+        check(VIQ_JPEG_sequence_build(frame.handle, sequence.handle), file);
+        count += frame_count(frame);
+    }
+    set_frame_count(sequence, count);
+    write_coded_jpeg(sequence, options.file);
+    std::printf("wrote %s: %u frames\n", options.file.c_str(), static_cast<unsigned>(count));
+    return exit_done;
+}
+
+int split(const sequence_options &options) {
+    const image sequence = read_jpeg(options.file);
+    std::error_code error;
+    fs::create_directories(options.folder, error);
+    if (error)
+        throw failure{options.folder + ": " + error.message()};
+    for (uint32_t n = 1; n <= frame_count(sequence); ++n) {
+        const image frame = extract_frame(sequence, n, options.file);
+        char name[32];
+        std::snprintf(name, sizeof name, "frame%04u.jpg", static_cast<unsigned>(n));
+        const std::string path = (fs::path(options.folder) / name).string();
+        write_coded_jpeg(frame, path);
+        std::printf("wrote %s\n", path.c_str());
+    }
+    return exit_done;
+}
+
+int describe(const sequence_options &options) {
+    const image sequence = read_jpeg(options.file);
+    const uint32_t frames = frame_count(sequence);
+    std::printf("%s: %u x %u, %u frames\n", options.file.c_str(),
+                static_cast<unsigned>(VIQ_get_width(sequence.handle)),
+                static_cast<unsigned>(VIQ_get_height(sequence.handle)),
+                static_cast<unsigned>(frames));
+    for (uint32_t n = 1; n <= frames; ++n) {
+        const image frame = extract_frame(sequence, n, options.file);
+        std::printf("frame %u: %u bytes\n", static_cast<unsigned>(n),
+                    static_cast<unsigned>(record_of(frame).data_length));
+    }
+    return exit_done;
+}
+
+// The frames of a sequence share one header.
+void require_same_header(const image &first, const image &next, const std::string &file) {
+    const Tjpeg &a = record_of(first);
+    const Tjpeg &b = record_of(next);
+    const bool same_size = VIQ_get_width(first.handle) == VIQ_get_width(next.handle) &&
+                           VIQ_get_height(first.handle) == VIQ_get_height(next.handle) &&
+                           format_of(first.handle) == format_of(next.handle);
+    if (!same_size)
+        throw failure{file + ": size or components differ from the first frame"};
+    if (std::memcmp(a.q_tables, b.q_tables, sizeof a.q_tables) != 0 ||
+        std::memcmp(a.h_bits, b.h_bits, sizeof a.h_bits) != 0 ||
+        std::memcmp(a.h_vals, b.h_vals, sizeof a.h_vals) != 0)
+        throw failure{file + ": tables differ from the first frame"};
+}
+
+image extract_frame(const image &sequence, uint32_t number, const std::string &file) {
+    image frame = make_jpeg();
+    check(VIQ_JPEG_sequence_extract_frame(sequence.handle, frame.handle, number), file);
+    remove_separator(frame);
+    return frame;
+}
+
+// The library extracts a frame together with the marker that follows it.
+void remove_separator(const image &frame) {
+    constexpr uint32_t marker_size = 2;
+    constexpr uint8_t marker_start = 0xFF; // followed by 0: a byte of data
+    const Tjpeg &record = record_of(frame);
+    const uint32_t length = record.data_length;
+    if (length >= marker_size && record.data[length - 2] == marker_start &&
+        record.data[length - 1] != 0)
+        VIQ_image_set_parameter(frame.handle, VIQ_JPEG_PARAM, length - marker_size);
+}
+
+} // namespace
+
+} // namespace tool
