@@ -4,6 +4,19 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/viq)
 
+# Building the tool alone leaves out the shared library: name the missing file and the command.
+set(installed_targets viq viq_static)
+if(VIQ_TOOL)
+    list(APPEND installed_targets viq_tool)
+endif()
+foreach(target IN LISTS installed_targets)
+    install(CODE "
+        if(NOT EXISTS \"$<TARGET_FILE:${target}>\")
+            message(FATAL_ERROR \"$<TARGET_FILE:${target}> has not been built. Before installing, run: \"
+                                \"cmake --build ${PROJECT_BINARY_DIR}\")
+        endif()")
+endforeach()
+
 install(TARGETS viq viq_static EXPORT viqTargets)
 install(FILES include/viq.h TYPE INCLUDE)
 install(EXPORT viqTargets NAMESPACE viq:: DESTINATION ${package_dir})

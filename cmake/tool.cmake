@@ -12,7 +12,12 @@ target_link_libraries(viq_tool PRIVATE viq_static viq_warnings)
 # Header-only packages of the host serve every target. Their directory may hold the host's own
 # system headers as well, so that a cross compiler sees them through links instead.
 foreach(package CLI nlohmann)
-    find_path(VIQ_${package}_HEADERS ${package} NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    find_path(VIQ_${package}_HEADERS ${package} NO_CMAKE_FIND_ROOT_PATH)
+    if(NOT VIQ_${package}_HEADERS)
+        message(FATAL_ERROR "The tool needs the headers of CLI11 and nlohmann-json: on Debian, run "
+                            "scripts/setup.sh; README.md names the packages of other systems. "
+                            "To build without the tool, add -D VIQ_TOOL=OFF.")
+    endif()
     if(CMAKE_CROSSCOMPILING)
         set(headers ${PROJECT_BINARY_DIR}/host_headers)
         file(MAKE_DIRECTORY ${headers})

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# JPEG files to and from the programs that others use. Arguments: the tool, the source folder.
+# Exchanges JPEG files with libjpeg's programs and ImageMagick; exits with status 77 if one of them is
+# missing. Arguments: the tool, the source folder.
 set -uo pipefail
 
 tool=$(realpath "$1")
 samples=$(realpath "$2")/samples
 for program in djpeg cjpeg convert compare; do
-    command -v "$program" > /dev/null || { echo "skipped: no $program"; exit 0; }
+    command -v "$program" > /dev/null || { echo "skipped: $program is missing"; exit 77; }
 done
+[ -n "${VIQ_JPEG_PLANES:-}" ] ||
+    echo "skipped: samples before colour conversion: the library was built without libjpeg's headers"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
@@ -53,8 +56,8 @@ for size in 1x1 7x7 17x9 24x8 65x33; do
     done
 done
 
-# same_samples TOLERANCE: every sample of theirs.jpg ahead of colour conversion, where the
-# program for it has been built; its picture in any case.
+# same_samples TOLERANCE: compares what theirs.jpg decodes to, here and with djpeg: the pixels and, if
+# the program for it has been built, the samples before colour conversion.
 same_samples() {
     [ -z "${VIQ_JPEG_PLANES:-}" ] || expect 0 "$VIQ_JPEG_PLANES" theirs.jpg 2
     djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
