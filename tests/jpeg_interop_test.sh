@@ -29,7 +29,7 @@ expect() { # STATUS COMMAND...
     fi
 }
 
-# psnr A B LEAST: by a program that shares nothing with the tool.
+# psnr A B LEAST: as ImageMagick computes it, independently of the tool.
 psnr() {
     local value
     value=$(compare -metric PSNR "$1" "$2" null: 2>&1)
@@ -37,7 +37,7 @@ psnr() {
         { echo "PSNR $value"; return 1; }
 }
 
-# What the tool writes opens everywhere, with the loss that its quality stands for.
+# Other programs read what the tool writes, with the loss that corresponds to its quality factor.
 for picture in camera coffee; do
     for quality in 1:15 16:25 32:27 400:32; do
         expect 0 "$tool" convert --quality "${quality%:*}" "$samples/$picture.bmp" ours.jpg
@@ -65,7 +65,7 @@ same_samples() {
     expect 0 "$tool" compare --tolerance "$1" theirs.bmp ours.bmp
 }
 
-# What others write opens here. Tables made for the flat picture have codes of 1 bit.
+# The tool reads what other programs write. Huffman tables optimised for the flat picture have 1-bit codes.
 for size in flat 1x1 8x8 9x15 40x31 131x77 1000x700; do
     case $size in
     flat) convert -size 131x77 xc:'rgb(200,90,30)' ppm:in.ppm ;;
@@ -80,24 +80,24 @@ for size in flat 1x1 8x8 9x15 40x31 131x77 1000x700; do
     done
 done
 
-# The tool codes with the standard tables also after it has decoded with those of the last file.
+# The tool codes with the standard tables, also after decoding a file with other tables.
 expect 0 "$tool" convert --quality 64 theirs.jpg again.jpg
 expect 0 djpeg -dct int -bmp -outfile again.bmp again.jpg
 expect 0 psnr ours.bmp again.bmp 35
 
-# What is not handled is refused, never shown wrongly.
-refused() { # TEXT CJPEG-ARGUMENTS...
+# Unsupported files are rejected with an error.
+rejected() { # TEXT CJPEG-ARGUMENTS...
     local text=$1
     shift
     expect 0 cjpeg "$@" -outfile odd.jpg in.ppm
     expect 2 "$tool" convert odd.jpg odd.bmp
     expect 0 grep -q "$text" <("$tool" convert odd.jpg odd.bmp 2>&1)
 }
-refused "Unrecognised marker detected" -progressive -sample 2x2
-refused "Unrecognised marker detected" -arithmetic -sample 2x2
-refused "Define Restart Interval not supported" -restart 1 -sample 2x2
-refused "Unsupported image format" -sample 1x1
-refused "Unknown colour image format" -sample 4x1
+rejected "Unrecognised marker detected" -progressive -sample 2x2
+rejected "Unrecognised marker detected" -arithmetic -sample 2x2
+rejected "Define Restart Interval not supported" -restart 1 -sample 2x2
+rejected "Unsupported image format" -sample 1x1
+rejected "Unknown colour image format" -sample 4x1
 convert in.ppm -colorspace CMYK cmyk.jpg
 expect 2 "$tool" convert cmyk.jpg odd.bmp
 
