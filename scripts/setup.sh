@@ -25,14 +25,14 @@ for argument in "$@"; do
     case "$argument" in
     --tests)
         packages+=(libgtest-dev pkg-config python3 imagemagick netpbm ghostscript
-            libtiff-tools libjpeg-turbo-progs libjpeg62-turbo-dev)
+            libtiff-tools libjpeg-turbo-progs libjpeg-dev)
         ;;
     --clang) packages+=(clang clang-format) ;;
     --windows) packages+=(g++-mingw-w64-i686-posix googletest) ;;
     --tidy) packages+=(clang clang-tidy) ;;
-    --fuzz) packages+=(clang libclang-rt-14-dev) ;;
+    --fuzz) packages+=(clang libclang-rt-dev) ;;
     --bench)
-        packages+=(libbenchmark-dev pkg-config libjpeg62-turbo-dev libyuv-dev libopencv-core-dev
+        packages+=(libbenchmark-dev pkg-config libjpeg-dev libyuv-dev libopencv-core-dev
             libopencv-imgproc-dev libturbojpeg0-dev libtiff-dev libopenjp2-7-dev)
         ;;
     --help)
