@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs, on Debian 12 and its relatives, the packages that building the library and the tool
-# needs, and those of the groups named by options. Does nothing if all of them are installed.
+# Installs the packages that are needed to build the library and the tool on Debian 12, and those of
+# the groups that options name. Does nothing if all of them are installed or if there is no apt-get.
 #
 # Packages and download / disk space on top of a minimal Debian 12 (debootstrap --variant=minbase):
 #   (no option)                    68 packages    91 MB /  357 MB
