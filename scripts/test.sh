@@ -4,7 +4,7 @@
 # release build and its tests. The last lines name what failed or was skipped; the very last one
 # counts.
 set -uo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/.." || exit
 
 quick=0
 case "$*" in
