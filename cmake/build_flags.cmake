@@ -1,5 +1,5 @@
 # Compiler settings: the language, the optimiser, warnings, sanitizers and instruction sets.
-# Everything that sees internal headers links viq_internal.
+# Every target that includes internal headers links viq_internal.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -18,7 +18,7 @@ elseif(processor MATCHES "^(x86_64|amd64)$")
     set(VIQ_X86_64 ON)
 endif()
 
-# Sanitizers instrument the library and everything that links it alike.
+# The library and all targets that link it are built with the same sanitizers.
 if(VIQ_SANITIZE)
     add_compile_options(-fsanitize=${VIQ_SANITIZE} -fno-sanitize-recover=undefined
                         -fno-omit-frame-pointer)
@@ -35,18 +35,18 @@ target_compile_options(
     INTERFACE -Wall -Wextra -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
               $<$<COMPILE_LANGUAGE:C>:-pedantic> $<$<BOOL:${VIQ_WERROR}>:-Werror>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    # GCC 12 warns of overlapping copies inside its own string concatenation.
+    # GCC 12 falsely warns of overlapping copies in the concatenation of std::string.
     target_compile_options(viq_warnings INTERFACE -Wno-restrict)
 endif()
 
 add_library(viq_internal INTERFACE)
 target_link_libraries(viq_internal INTERFACE viq_warnings)
 target_include_directories(viq_internal INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-# Results are equal on every machine only without fused multiplications.
+# Fused multiply-add instructions would make results depend on the machine.
 target_compile_options(viq_internal INTERFACE -ffp-contract=off)
 if(VIQ_X86_32)
-    # The x87 unit rounds differently from all other machines; callers of a 32-bit library need
-    # not keep the stack aligned for vector registers.
+    # x87 arithmetic rounds differently from SSE2. Callers of a 32-bit library may pass a stack that
+    # is not aligned for vector registers.
     target_compile_options(viq_internal INTERFACE -msse2 -mfpmath=sse -mstackrealign)
 endif()
 
@@ -60,7 +60,7 @@ if(VIQ_COMPILER_HAS_AVX2 AND NOT (WIN32 AND VIQ_X86_64))
     target_compile_definitions(viq_internal INTERFACE VIQ_HAVE_AVX2=1)
 endif()
 
-# Sources named *_avx2.cpp are compiled for that set, or left out where it does not exist.
+# Sources named *_avx2.cpp are compiled for AVX2, or removed from the list if AVX2 is not built.
 function(viq_select_kernels list_name)
     set(sources ${${list_name}})
     if(VIQ_BUILDS_AVX2)

@@ -1,4 +1,4 @@
-# 32-bit Windows with mingw-w64; programs and libraries carry their run-time library inside.
+# 32-bit Windows with mingw-w64; the run-time libraries are linked statically.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR i686)
 

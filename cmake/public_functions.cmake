@@ -1,4 +1,4 @@
-# The public functions are those that the header marks with VIQ_API, one declaration a line.
+# The public functions are those that the header marks with VIQ_API, one declaration per line.
 
 function(viq_read_public_functions header result)
     file(STRINGS ${header} lines REGEX "^ *VIQ_API [^(]*[A-Za-z0-9_]+\\(")
@@ -11,8 +11,8 @@ function(viq_read_public_functions header result)
     set(${result} ${names} PARENT_SCOPE)
 endfunction()
 
-# Hidden visibility alone leaves instantiations of the C++ library in the export list; the linker
-# drops them. A Windows library takes its export list from the header.
+# Instantiations of templates of the C++ library are exported in spite of hidden visibility; the
+# linker script removes them. The export list of a Windows library is read from the header.
 function(viq_export_public_functions target header)
     if(WIN32)
         set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})

@@ -1,39 +1,77 @@
 #!/usr/bin/env bash
-# Everything that must hold before a change is shared: formatting, the tests in the release build
-# and under the sanitizers, and the build for 32-bit Windows.
+# Everything that must hold before a change is shared: the tests in the release build and under the
+# sanitizers, the builds with clang and for 32-bit Windows, formatting. With --quick only the
+# release build and its tests. The last lines name what failed or was skipped; the very last one
+# counts.
 set -uo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/.." || exit
+
+quick=0
+case "$*" in
+'') ;;
+--quick) quick=1 ;;
+*)
+    echo "usage: $0 [--quick]" >&2
+    exit 2
+    ;;
+esac
 
 passed=0
-failed=0
+failed=()
+skipped=()
+in_part=()
 
 check() { # NAME COMMAND...
-    local name=$1
+    local name=$1 start=$SECONDS status
     shift
     echo "== $name"
-    if "$@"; then
+    "$@"
+    status=$?
+    echo "== $name took $((SECONDS - start)) s"
+    if [ "$status" -eq 0 ]; then
         passed=$((passed + 1))
     else
-        failed=$((failed + 1))
-        echo "FAILED: $name"
+        failed+=("$name")
     fi
+    return "$status"
 }
 
-build() { # PRESET
-    cmake --preset "$1" >build/"$1".log 2>&1 || { cat build/"$1".log; return 1; }
+build() { # PRESET [OPTION...]
+    cmake --preset "$@" >build/"$1".log 2>&1 || { cat build/"$1".log; return 1; }
     cmake --build --preset "$1"
 }
 
 run_tests() { # PRESET
-    local log=build/$1-tests.log summary
+    local log=build/$1-tests.log start=$SECONDS failures=${#failed[@]} status name result part
+    echo "== $1 tests"
     ctest --preset "$1" | tee "$log"
-    summary=$(grep -E '^[0-9]+% tests passed' "$log") || { failed=$((failed + 1)); return; }
-    # "97% tests passed, 1 tests failed out of 34"
-    local wrong all
-    wrong=$(awk '{ print $4 }' <<<"$summary")
-    all=$(awk '{ print $NF }' <<<"$summary")
-    passed=$((passed + all - wrong))
-    failed=$((failed + wrong))
+    status=$?
+    echo "== $1 tests took $((SECONDS - start)) s"
+
+    # " 5/80 Test #17: Palette ...........   Passed    0.12 sec", or "***Failed", "***Skipped"
+    while read -r name result; do
+        case "$result" in
+        Passed) passed=$((passed + 1)) ;;
+        Skipped) skipped+=("$1 $name: $(reasons "$1" "$name")") ;;
+        *) failed+=("$1 $name ($result)") ;;
+        esac
+        if [ "$result" = Passed ]; then
+            while read -r part; do
+                [ -z "$part" ] || in_part+=("$1 $name: $part")
+            done < <(reasons "$1" "$name")
+        fi
+    done < <(sed -nE 's|^ *[0-9]+/[0-9]+ Test +#[0-9]+: ([^ ]+) [ .*]*([A-Z][A-Za-z ]*[A-Za-z]).*|\1 \2|p' "$log")
+    [ "$status" -eq 0 ] || [ ${#failed[@]} -gt "$failures" ] || failed+=("$1 tests: ctest, status $status")
+}
+
+# What a test has printed about the cases that it skipped: "skipped: REASON" in a script,
+# "[  SKIPPED ] 3 tests." in a program of GoogleTest.
+reasons() { # PRESET TEST
+    awk -v test="$2" '
+        /^[0-9]+\/[0-9]+ Test: / { ours = $3 == test }
+        ours && sub(/^skipped: /, "") { print }
+        ours && /^\[  SKIPPED \] [0-9]+ tests?\.$/ { print $4, "cases" }
+    ' "build/$1/Testing/Temporary/LastTest.log"
 }
 
 formatting() {
@@ -41,18 +79,37 @@ formatting() {
         xargs clang-format --dry-run -Werror
 }
 
-bash scripts/setup.sh || exit 1
-mkdir -p build
+build_and_test() { # PRESET
+    if check "$1 build" build "$1"; then
+        run_tests "$1"
+    else
+        skipped+=("$1 tests: the build failed")
+    fi
+}
 
-check "formatting" formatting
-for preset in release asan; do
-    check "$preset build" build $preset
-    run_tests $preset
-done
-check "windows build" build windows
-if command -v wine >/dev/null; then
-    run_tests windows
+mkdir -p build
+if [ "$quick" = 1 ]; then
+    bash scripts/setup.sh --tests || exit 1
+    build_and_test release
+else
+    bash scripts/setup.sh --tests --clang --windows || exit 1
+    check "formatting" formatting
+    build_and_test release
+    build_and_test asan
+    check "clang build" build clang -D VIQ_TESTS=OFF
+    if ! command -v wine >/dev/null; then
+        check "windows build" build windows
+        skipped+=("windows tests: wine is not installed")
+    else
+        build_and_test windows
+    fi
 fi
 
-echo "$passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+echo
+[ ${#failed[@]} -eq 0 ] || printf 'failed: %s\n' "${failed[@]}"
+[ ${#skipped[@]} -eq 0 ] || printf 'skipped: %s\n' "${skipped[@]}"
+[ ${#in_part[@]} -eq 0 ] || printf 'skipped in part: %s\n' "${in_part[@]}"
+summary="$passed passed, ${#failed[@]} failed"
+[ ${#skipped[@]} -eq 0 ] || summary+=", ${#skipped[@]} skipped"
+echo "$summary"
+[ ${#failed[@]} -eq 0 ]

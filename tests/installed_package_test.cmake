@@ -1,4 +1,11 @@
-# A program outside the tree finds the installed library, through CMake and through pkg-config.
+# A program outside the source tree finds the installed library, through CMake and through
+# pkg-config. It is built with the generator and the compilers of the library.
+
+find_program(PKG_CONFIG NAMES pkg-config pkgconf)
+if(NOT PKG_CONFIG)
+    message("skipped: pkg-config is missing")
+    return()
+endif()
 
 set(prefix ${BUILD}/installed)
 set(consumer ${BUILD}/consumer)
@@ -9,7 +16,9 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
-run(${CMAKE_COMMAND} -S ${SOURCE}/examples -B ${consumer} -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} -S ${SOURCE}/examples -B ${consumer} -G ${GENERATOR}
+    -DCMAKE_MAKE_PROGRAM=${MAKE_PROGRAM} -DCMAKE_C_COMPILER=${C_COMPILER}
+    -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${consumer})
 foreach(program first_steps first_steps_static)
     execute_process(COMMAND ./${program} WORKING_DIRECTORY ${consumer} OUTPUT_QUIET
@@ -19,7 +28,7 @@ endforeach()
 file(GLOB_RECURSE pc ${prefix}/viq.pc)
 cmake_path(GET pc PARENT_PATH pc_directory)
 set(ENV{PKG_CONFIG_PATH} ${pc_directory})
-execute_process(COMMAND pkg-config --cflags --libs viq OUTPUT_VARIABLE flags
+execute_process(COMMAND ${PKG_CONFIG} --cflags --libs viq OUTPUT_VARIABLE flags
                 OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(cc -std=c99 ${SOURCE}/examples/first_steps.c -o ${consumer}/by_pkg_config ${flags})
+run(${C_COMPILER} -std=c99 ${SOURCE}/examples/first_steps.c -o ${consumer}/by_pkg_config ${flags})

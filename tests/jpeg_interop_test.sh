@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# Exchanges JPEG files with other programs. Arguments: the tool, the source folder.
+# Exchanges JPEG files with libjpeg's programs and ImageMagick; exits with status 77 if one of them is
+# missing. Arguments: the tool, the source folder.
 set -uo pipefail
 
 tool=$(realpath "$1")
 samples=$(realpath "$2")/samples
 for program in djpeg cjpeg convert compare; do
-    command -v "$program" > /dev/null || { echo "skipped: no $program"; exit 0; }
+    command -v "$program" > /dev/null || { echo "skipped: $program is missing"; exit 77; }
 done
+[ -n "${VIQ_JPEG_PLANES:-}" ] ||
+    echo "skipped: samples before colour conversion: the library was built without libjpeg's headers"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
@@ -26,7 +29,7 @@ expect() { # STATUS COMMAND...
     fi
 }
 
-# psnr A B LEAST: checks the PSNR with a program that shares no code with the tool.
+# psnr A B LEAST: as ImageMagick computes it, independently of the tool.
 psnr() {
     local value
     value=$(compare -metric PSNR "$1" "$2" null: 2>&1)
@@ -34,7 +37,7 @@ psnr() {
         { echo "PSNR $value"; return 1; }
 }
 
-# Other programs read the files of the tool, with the loss of their quality factor.
+# Other programs read what the tool writes, with the loss that corresponds to its quality factor.
 for picture in camera coffee; do
     for quality in 1:15 16:25 32:27 400:32; do
         expect 0 "$tool" convert --quality "${quality%:*}" "$samples/$picture.bmp" ours.jpg
@@ -53,8 +56,8 @@ for size in 1x1 7x7 17x9 24x8 65x33; do
     done
 done
 
-# same_samples TOLERANCE: compares every sample of theirs.jpg before colour conversion, if the
-# program for it has been built, and the picture in any case.
+# same_samples TOLERANCE: compares what theirs.jpg decodes to, here and with djpeg: the pixels and, if
+# the program for it has been built, the samples before colour conversion.
 same_samples() {
     [ -z "${VIQ_JPEG_PLANES:-}" ] || expect 0 "$VIQ_JPEG_PLANES" theirs.jpg 2
     djpeg -dct int -nosmooth -bmp -outfile theirs.bmp theirs.jpg
@@ -62,7 +65,7 @@ same_samples() {
     expect 0 "$tool" compare --tolerance "$1" theirs.bmp ours.bmp
 }
 
-# The tool reads files of other programs. Tables optimised for the flat picture have 1-bit codes.
+# The tool reads what other programs write. Huffman tables optimised for the flat picture have 1-bit codes.
 for size in flat 1x1 8x8 9x15 40x31 131x77 1000x700; do
     case $size in
     flat) convert -size 131x77 xc:'rgb(200,90,30)' ppm:in.ppm ;;
@@ -77,24 +80,24 @@ for size in flat 1x1 8x8 9x15 40x31 131x77 1000x700; do
     done
 done
 
-# The tool compresses with the standard tables even after it has read a file with other tables.
+# The tool codes with the standard tables, also after decoding a file with other tables.
 expect 0 "$tool" convert --quality 64 theirs.jpg again.jpg
 expect 0 djpeg -dct int -bmp -outfile again.bmp again.jpg
 expect 0 psnr ours.bmp again.bmp 35
 
-# Unsupported files are rejected.
-refused() { # TEXT CJPEG-ARGUMENTS...
+# Unsupported files are rejected with an error.
+rejected() { # TEXT CJPEG-ARGUMENTS...
     local text=$1
     shift
     expect 0 cjpeg "$@" -outfile odd.jpg in.ppm
     expect 2 "$tool" convert odd.jpg odd.bmp
     expect 0 grep -q "$text" <("$tool" convert odd.jpg odd.bmp 2>&1)
 }
-refused "Unrecognised marker detected" -progressive -sample 2x2
-refused "Unrecognised marker detected" -arithmetic -sample 2x2
-refused "Define Restart Interval not supported" -restart 1 -sample 2x2
-refused "Unsupported image format" -sample 1x1
-refused "Unknown colour image format" -sample 4x1
+rejected "Unrecognised marker detected" -progressive -sample 2x2
+rejected "Unrecognised marker detected" -arithmetic -sample 2x2
+rejected "Define Restart Interval not supported" -restart 1 -sample 2x2
+rejected "Unsupported image format" -sample 1x1
+rejected "Unknown colour image format" -sample 4x1
 convert in.ppm -colorspace CMYK cmyk.jpg
 expect 2 "$tool" convert cmyk.jpg odd.bmp
 

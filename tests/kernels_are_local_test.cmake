@@ -1,5 +1,5 @@
-# Code for AVX2 shares no symbol with the baseline: of two equal inline functions the linker keeps
-# one, and the wrong one stops an older machine.
+# Objects compiled for AVX2 define no weak symbols: of equal inline functions the linker keeps one,
+# and if it keeps the AVX2 copy, machines without AVX2 stop at an illegal instruction.
 
 list(FILTER OBJECTS INCLUDE REGEX "_avx2\\.cpp")
 foreach(object IN LISTS OBJECTS)
