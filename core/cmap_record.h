@@ -7,10 +7,10 @@ namespace viq {
 
 constexpr u32 colourmap_size = 256;
 
-// Entries in use: the colour count, which a caller may have set beyond the map.
+// Number of entries in use. The colour count of the image may exceed the map.
 u32 colour_count(const tVIQ_Image &image);
 
-// Entry of an index up to 256; the last one lies beside the map, so that it never leaves it.
+// The entry with an index of up to 256. Entry 256 is stored outside the map.
 tVIQ_Colour &colour_entry(tVIQ_Image &image, u32 index);
 
 void destroy_cmap_info(tVIQ_Image &image);

@@ -23,7 +23,7 @@ struct image_table {
     bool initialised = false;
     tVIQ_Image *slots[handle_slots] = {};
     u32 first_candidate = 1; // no slot below it is free
-    // A caller has stored image or colourmap pointers of its own, so that two images may share one.
+    // A caller has set image or colourmap pointers, so two images may share one.
     bool pointers_shared = false;
     std::unordered_map<const tVIQ_Image *, image_companion> companions;
     std::unordered_map<const tVIQ_Colour *, bool> colourmaps; // those that the library allocated
@@ -153,7 +153,8 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
     note_shared_pointers();
     if (!enter_image(handle, image))
         return false;
-    // A caller's object may be gone as soon as no slot holds it; the library's own may come back.
+    // The caller may free its object once no handle refers to it. An object of the library may be
+    // set again and is kept.
     if (old != nullptr && !companion(*old).made_here && !in_a_slot(old)) {
         if (owns_data(*old))
             free_strip(*old);
@@ -334,13 +335,13 @@ void destroy_slot(u32 handle) {
     destroy_object(image);
 }
 
-// Objects whose slot a caller has overwritten are out of every handle's reach.
+// Destroys the objects that no handle refers to any more because a caller has replaced them.
 void destroy_orphans() {
     while (!table.companions.empty())
         destroy_object(const_cast<tVIQ_Image *>(table.companions.begin()->first));
 }
 
-// A colourmap goes with the last image that holds it; maps that a caller made are not ours to free.
+// Frees a colourmap of the library once no image uses it. Maps that a caller has set are kept.
 void release_colourmap(tVIQ_Colour *map) {
     const auto ours = table.colourmaps.find(map);
     if (ours == table.colourmaps.end())
@@ -353,7 +354,7 @@ void release_colourmap(tVIQ_Colour *map) {
     std::free(map);
 }
 
-// Guards against two images that share one buffer without a lock.
+// True if another image uses the same buffer, which must then not be freed.
 bool held_elsewhere(const tVIQ_Image &image) {
     for (const auto &[other, own] : table.companions)
         if (other != &image &&
@@ -362,7 +363,7 @@ bool held_elsewhere(const tVIQ_Image &image) {
     return false;
 }
 
-// A record goes with its image, even when the image's data no longer points to it.
+// The record is freed with its image even if a caller has replaced the data pointer.
 void destroy_wavelet(image_companion &own) {
     if (own.wavelet != nullptr)
         hooks.wavelet_destroy_record(own.wavelet);

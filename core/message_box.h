@@ -1,4 +1,4 @@
-// Presents one text to the user and waits until it has been taken.
+// Shows a text to the user and returns after the user has closed it.
 #pragma once
 
 #include "core/types.h"

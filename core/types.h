@@ -1,4 +1,4 @@
-// Integer names that the public header does not need, and small helpers every layer uses.
+// Integer names and small helpers that every layer uses.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ constexpr bool is_error(u32 code) {
 
 constexpr u32 success = 0;
 
-// Grows or shrinks a vector; false when memory runs out. No exception leaves the library.
+// Resizes a vector. False if memory runs out: no exception leaves the library.
 template <class T> [[nodiscard]] bool try_resize(std::vector<T> &items, u64 count) noexcept {
     if (count > SIZE_MAX / sizeof(T))
         return false;
