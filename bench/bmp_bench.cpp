@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "viq.h"
+#include "bench/types.h"
 
 #if defined(__unix__)
 #include <sys/resource.h>

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "viq.h"
+#include "bench/types.h"
 
 #if defined(VIQ_HAVE_LIBTIFF)
 #include <tiffio.h>

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/types.h"
 #include "jpeg/tables.h"
 
 #if defined(VIQ_HAVE_LIBJPEG)

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "viq.h"
+#include "bench/types.h"
 
 #if defined(VIQ_HAVE_OPENCV)
 #include <opencv2/core.hpp>

@@ -1,4 +1,4 @@
-# Installed: the header, both libraries, the tool with its samples, and what finds them again.
+# Installed: the headers, both libraries, the tool with its samples, and what finds them again.
 
 include(CMakePackageConfigHelpers)
 
@@ -6,6 +6,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/viq)
 
 install(TARGETS viq viq_static EXPORT viqTargets)
 install(FILES include/viq.h TYPE INCLUDE)
+install(DIRECTORY include/viq TYPE INCLUDE FILES_MATCHING PATTERN "*.h")
 install(EXPORT viqTargets NAMESPACE viq:: DESTINATION ${package_dir})
 if(VIQ_TOOL)
     install(TARGETS viq_tool)

@@ -53,3 +53,5 @@ inline void read_input(const u8 *data, std::size_t size, u32 (*read)(u32, u16)) 
 }
 
 } // namespace viq
+
+using namespace viq;
