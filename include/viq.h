@@ -11,24 +11,22 @@
  *
  * @section viq_headers Headers
  *
- * | Header     | Functions                                                                        |
- * |------------|----------------------------------------------------------------------------------|
- * | types      | no functions: constants, error codes, records                                    |
- * | image      | VIQ_Init, VIQ_image_... (except those below), VIQ_get_..., VIQ_copy_outfilename, |
- * |            | VIQ_Err..., VIQ_malloc_N_lines, VIQ_write_to_memory, VIQ_read_from_memory,       |
- * |            | VIQ_sscanf, VIQ_Util_..., VIQ_test_pattern..., VIQ_Debug..., VIQ_print_...       |
- * | convert    | VIQ_image_convert, VIQ_convert_to_..., VIQ_YUV422_to_..., VIQ_paletted_to_...    |
- * | colourmap  | VIQ_cmap_...                                                                     |
- * | lut        | VIQ_LUT_..., VIQ_image_conv_LUT_..., and all names that end in _LUT (except      |
- * |            | those of VIQ_CK_...)                                                             |
- * | files      | VIQ_image_read, VIQ_image_write, VIQ_image_find_file_format,                     |
- * |            | VIQ_image_write_BMP_buffer, VIQ_read_..._file, VIQ_write_..._file, TIFF_read_... |
- * |            | VIQ_fget_..., VIQ_fput_..., VIQ_mget_..., VIQ_mput_...                           |
- * | jpeg       | VIQ_JPEG_..., VIQ_pad_to_MCU_1_strip                                             |
- * | wavelet    | VIQ_WVLT_...                                                                     |
- * | process    | VIQ_IP_..., VIQ_SPL_...                                                          |
- * | camera     | VIQ_BAY_..., VIQ_CK_...                                                          |
- * | draw       | VIQ_draw_..., VIQ_DrawPixel                                                      |
+ * - viq/types.h: constants, error codes and records
+ * - viq/image.h: VIQ_Init, VIQ_image_... except those below, VIQ_get_..., VIQ_copy_outfilename,
+ *   VIQ_Err..., VIQ_malloc_N_lines, VIQ_write_to_memory, VIQ_read_from_memory, VIQ_sscanf,
+ *   VIQ_Util_..., VIQ_test_pattern..., VIQ_Debug..., VIQ_print_...
+ * - viq/convert.h: VIQ_image_convert, VIQ_convert_to_..., VIQ_YUV422_to_..., VIQ_paletted_to_...,
+ *   except names that end in _LUT
+ * - viq/colourmap.h: VIQ_cmap_...
+ * - viq/lut.h: VIQ_LUT_..., VIQ_image_conv_LUT_..., and names that end in _LUT, except VIQ_CK_...
+ * - viq/files.h: VIQ_image_read, VIQ_image_write, VIQ_image_find_file_format,
+ *   VIQ_image_write_BMP_buffer, VIQ_read_..._file, VIQ_write_..._file, TIFF_read_...,
+ *   VIQ_fget_..., VIQ_fput_..., VIQ_mget_..., VIQ_mput_...
+ * - viq/jpeg.h: VIQ_JPEG_..., VIQ_pad_to_MCU_1_strip
+ * - viq/wavelet.h: VIQ_WVLT_...
+ * - viq/process.h: VIQ_IP_..., VIQ_SPL_...
+ * - viq/camera.h: VIQ_BAY_..., VIQ_CK_...
+ * - viq/draw.h: VIQ_draw_..., VIQ_DrawPixel
  *
  * Handles and results are uint32_t. Prefixes of arguments name their type: h is a handle, dw 32
  * bits, w 16 bits, b 8 bits, p a pointer, psz a zero-terminated text.
@@ -91,15 +89,18 @@
  * @section viq_reporting Errors
  *
  * A function that fails reports the failure once through VIQ_ErrProcess, under its own name or, for
- * the processing of a strip, under its name followed by "_1_strip", and returns the error code.
+ * the processing of a strip, mostly under its name followed by "_1_strip", and returns the error
+ * code. A function that passes on the failure of another one may report it again with its own
+ * message.
  * @ref viq_errors contains the table of codes and the errors that all functions have in common.
  *
  * @section viq_error_handlers Error handlers
  *
- * The installed handler receives every report before the function that failed returns. Its result
- * does not change the error code. The library may be in the middle of an operation at this point:
- * a handler must not call functions of the library, except VIQ_ErrHandlerDefault and
- * VIQ_ErrProcess with code 0.
+ * The installed handler is called in the function that fails, before it returns. The result of the
+ * handler does not change the error code. VIQ_Init installs VIQ_ErrHandlerDefault and thus replaces
+ * the handler of the caller. Calls of the library from a handler are not checked: the failing
+ * function is in the middle of its operation, and changing or destroying an image that it uses has
+ * undefined results.
  *
  * @section viq_threads Threads
  *

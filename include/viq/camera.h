@@ -52,13 +52,11 @@ VIQ_API uint32_t VIQ_BAY_RGGB32_map_to_Y8(uint32_t hInImage, uint32_t hOutImage,
  * 3 each missing colour is the mean of its two neighbours. At the borders, lines and columns are
  * mirrored about the first and the last one.
  *
- * | Scheme | Missing colours                                                                      |
- * |--------|--------------------------------------------------------------------------------------|
- * | 1      | the neighbour to the right, below, or diagonally below right                         |
- * | 2      | bilinear: at red and blue samples the sum of the four neighbours >> 2; on the top    |
- * |        | line, except the corners, green is the mean of left and right                        |
- * | 3      | adaptive: at red and blue samples green is the mean of the pair across or the pair   |
- * |        | down, the opposite colour the mean of one diagonal pair                              |
+ * - Scheme 1: a missing colour is the sample to the right, below, or diagonally below right.
+ * - Scheme 2: bilinear. At red and blue samples a missing colour is the sum of its four neighbours
+ *   >> 2; on the top line, except the corners, green is the mean of left and right.
+ * - Scheme 3: adaptive. At red and blue samples green is the mean of the pair across or of the pair
+ *   down, and the opposite colour is the mean of one diagonal pair.
  *
  * Scheme 3 uses the pair with the smaller gradient |a - b| + |2 c - the samples beyond a and b|,
  * where c is the sample itself; of equal gradients the pair across, or the falling diagonal.

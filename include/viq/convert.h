@@ -51,19 +51,16 @@ extern "C" {
  */
 
 /**
- * Converts the current strip to another pixel format with the converter for the pair of formats:
- *
- * | wOutFormat            | Converter                                                        |
- * |-----------------------|------------------------------------------------------------------|
- * | VIQ_Y8                | VIQ_convert_to_Y8; from VIQ_YUV422: VIQ_YUV422_to_Y8             |
- * | VIQ_PALETTED          | VIQ_convert_to_paletted, by table VIQ_convert_to_paletted_LUT;   |
- * |                       | from VIQ_YUV422 always VIQ_YUV422_to_paletted_LUT                |
- * | VIQ_RGB8, VIQ_Y16     | VIQ_convert_to_...; not from VIQ_YUV422                          |
- * | packed colour         | VIQ_convert_to_...; from VIQ_YUV422: VIQ_YUV422_to_..., by table |
- * |                       | VIQ_YUV422_to_..._LUT                                            |
- * | VIQ_YUV422            | VIQ_convert_to_YUV422                                            |
- * | VIQ_HSI               | VIQ_YUV422_to_HSI; only from VIQ_YUV422                          |
- * | VIQ_RGB24_OR_Y8       | VIQ_paletted_to_RGB24_or_Y8                                      |
+ * Converts the current strip to another pixel format. The output format selects the converter:
+ * - VIQ_Y8: VIQ_convert_to_Y8; from VIQ_YUV422 VIQ_YUV422_to_Y8
+ * - VIQ_PALETTED: VIQ_convert_to_paletted, by table VIQ_convert_to_paletted_LUT; from VIQ_YUV422
+ *   always VIQ_YUV422_to_paletted_LUT
+ * - VIQ_RGB8, VIQ_Y16: VIQ_convert_to_RGB8, VIQ_convert_to_Y16; not from VIQ_YUV422
+ * - packed colour: VIQ_convert_to_...; from VIQ_YUV422 VIQ_YUV422_to_..., by table
+ *   VIQ_YUV422_to_..._LUT
+ * - VIQ_YUV422: VIQ_convert_to_YUV422
+ * - VIQ_HSI: VIQ_YUV422_to_HSI; only from VIQ_YUV422
+ * - VIQ_RGB24_OR_Y8: VIQ_paletted_to_RGB24_or_Y8
  *
  * Packed colour is VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32
  * and VIQ_XRGB32. For VIQ_CMYK32 call VIQ_convert_to_CMYK32.

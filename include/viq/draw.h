@@ -66,6 +66,8 @@ VIQ_API uint32_t VIQ_draw_text(uint32_t hImage, const char *pszText, const tVIQ_
  * @param y            top line of the text, 1 for the first line
  * @param wBackground  as in VIQ_draw_text; with 0x80 added, the colons are blanks in even seconds
  * @param wColour      as in VIQ_draw_text
+ * @par Errors
+ * - VIQ_ERR_SYSTEM "No local time": reported as "VIQ_draw_timestamp"
  */
 VIQ_API uint32_t VIQ_draw_timestamp(uint32_t hImage, const tVIQ_Font *pFont, uint32_t x, uint32_t y,
                                     uint16_t wBackground, uint16_t wColour);

@@ -61,24 +61,19 @@ VIQ_API uint32_t VIQ_image_find_file_format(const char *pszFileName);
  * VIQ_HEIGHT_UNKNOWN, as in a new image, the whole picture is read as one strip. Otherwise the
  * reader fills the lines per strip of the image; if they are 0, it only reads the header.
  *
- * What the image receives, and what it must be:
+ * The image receives pixels from most formats:
+ * - memory image: the format of the memory image
+ * - TIFF: VIQ_Y1, VIQ_Y8, VIQ_Y16, VIQ_PALETTED or VIQ_RGB24
+ * - TGA: VIQ_Y8 or VIQ_RGB24
+ * - EPS: VIQ_Y1, VIQ_Y8, VIQ_PALETTED or VIQ_RGB24
+ * - BMP: VIQ_PALETTED or VIQ_RGB24
  *
- * | File    | Image                                    | Result                                   |
- * |---------|------------------------------------------|------------------------------------------|
- * | memory  | any                                      | pixels in the format of the memory image |
- * | TIFF    | any                                      | VIQ_Y1, VIQ_Y8, VIQ_Y16, VIQ_PALETTED or |
- * |         |                                          | VIQ_RGB24                                |
- * | TGA     | any                                      | VIQ_Y8 or VIQ_RGB24                      |
- * | EPS     | any                                      | VIQ_Y1, VIQ_Y8, VIQ_PALETTED, VIQ_RGB24  |
- * | BMP     | any                                      | VIQ_PALETTED or VIQ_RGB24                |
- * | JPEG    | from VIQ_JPEG_image_create               | coded data                               |
- * | wavelet | from VIQ_WVLT_image_create, of the type  | coded data                               |
- * |         | with which the stream was written        |                                          |
- *
- * A JPEG file needs an image with a JPEG record, and reading it delivers no pixels: the image holds
- * the coded data of the whole file, as after VIQ_JPEG_file_read, and VIQ_JPEG_decompress converts
- * it to pixels. With 0 lines per strip only the header is read. In the same way a wavelet file
- * needs a wavelet image and is decompressed with VIQ_WVLT_decompress.
+ * A JPEG file requires an image from VIQ_JPEG_image_create, and reading it delivers no pixels. The
+ * image receives the coded data of the whole file, whatever the lines per strip, as by
+ * VIQ_JPEG_file_read; VIQ_JPEG_decompress converts it to pixels. If the lines per strip are 0, only
+ * the header is read. In the same way a wavelet file requires an image from VIQ_WVLT_image_create,
+ * of the coding type with which the file was written. The image receives the stream, as by
+ * VIQ_WVLT_file_read; VIQ_WVLT_decompress converts it to pixels.
  *
  * @param hImage   the image
  * @param hMemory  0 to read the file, otherwise the memory image to read
@@ -97,24 +92,20 @@ VIQ_API uint32_t VIQ_image_find_file_format(const char *pszFileName);
 VIQ_API uint32_t VIQ_image_read(uint32_t hImage, uint32_t hMemory, uint16_t wMode);
 
 /**
- * Writes the current strip to the file named by the output file name, or to a memory image. The
- * writer of the file format must accept the pixel format:
- *
- * | wFormat                | Accepted                                                            |
- * |------------------------|---------------------------------------------------------------------|
- * | VIQ_FILE_MEMORY        | every format                                                        |
- * | VIQ_FILE_TIFF          | VIQ_Y1, VIQ_Y8, VIQ_Y16, VIQ_RGB24, VIQ_CMYK32, VIQ_PALETTED with   |
- * |                        | 256 colours                                                         |
- * | VIQ_FILE_TGA, 6, 7     | VIQ_Y8, VIQ_RGB15, VIQ_RGB24                                        |
- * | VIQ_FILE_JPEG          | a JPEG image that holds coded data, see VIQ_JPEG_compress           |
- * | VIQ_FILE_EPS           | VIQ_Y1, VIQ_Y8, VIQ_PALETTED, VIQ_RGB24                             |
- * | VIQ_FILE_BMP           | VIQ_Y8, VIQ_PALETTED, VIQ_RGB24                                     |
- * | VIQ_FILE_RAW           | VIQ_Y8, VIQ_PALETTED, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24,    |
- * |                        | VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32,          |
- * |                        | VIQ_YUV422, VIQ_Y16, VIQ_HSI, VIQ_JPEG_WORK100                      |
- * | VIQ_FILE_WAVELET       | a wavelet image that holds a stream, see VIQ_WVLT_compress          |
- *
- * Other images are converted first, with VIQ_image_convert or compressed.
+ * Writes the current strip to the file named by the output file name, or to a memory image. Each
+ * file format accepts certain pixel formats; convert other images first:
+ * - VIQ_FILE_MEMORY: every format
+ * - VIQ_FILE_TIFF: VIQ_Y1, VIQ_Y8, VIQ_Y16, VIQ_RGB24, VIQ_CMYK32, VIQ_PALETTED with 256 colours
+ * - VIQ_FILE_TGA, also 6 and 7: VIQ_Y8, VIQ_RGB15, VIQ_RGB24
+ * - VIQ_FILE_EPS: VIQ_Y1, VIQ_Y8, VIQ_PALETTED, VIQ_RGB24
+ * - VIQ_FILE_BMP: VIQ_Y8, VIQ_PALETTED, VIQ_RGB24
+ * - VIQ_FILE_RAW: VIQ_Y8, VIQ_Y16, VIQ_PALETTED, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24,
+ *   VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32, VIQ_YUV422, VIQ_HSI,
+ *   VIQ_JPEG_WORK100
+ * - VIQ_FILE_JPEG: a JPEG image that holds coded data. VIQ_JPEG_compress makes it from VIQ_Y8,
+ *   VIQ_YUV422, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32 or VIQ_XBGR32.
+ * - VIQ_FILE_WAVELET: a wavelet image that holds a stream. VIQ_WVLT_compress makes it from VIQ_Y8
+ *   or VIQ_YUV422.
  *
  * @param hImage   the image
  * @param hMemory  the memory image for VIQ_FILE_MEMORY; otherwise ignored

@@ -260,10 +260,10 @@ VIQ_API uint32_t VIQ_pad_to_MCU_1_strip(uint32_t hInImage, uint32_t hPaddedImage
  *
  * The picture has the size of its coded blocks: width rounded up to a multiple of 16 (grey: 8),
  * height to a multiple of 8; crop it if required. While a decode is in progress the JPEG image has
- * this size too, and its own size again afterwards. Entropy-coded data after the end of the data is
- * read as 1 bits. A marker FF D9 inside the data is reported as "refill_buffer", VIQ_ERR_STATE
- * "Unexpected EOI - processing byte 1" or VIQ_ERR_STATE|1 "Unexpected EOI - processing byte 2", and
- * read as data. An error in the first strip ends the decode.
+ * this size too, and its own size again afterwards. The data is padded with 1 bits. A marker FF D9
+ * inside the data is read as data and reported under the name "refill_buffer", with VIQ_ERR_STATE
+ * "Unexpected EOI - processing byte 1" or VIQ_ERR_STATE|1 "Unexpected EOI - processing byte 2". An
+ * error in the first strip ends the decode.
  *
  * @param hJpegImage  the JPEG image; 0 lines per strip do nothing
  * @param hOutImage   receives the strip

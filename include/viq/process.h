@@ -20,10 +20,11 @@ extern "C" {
  * the input and, unless stated otherwise, its pixel format. If the lines per strip of the input are
  * 0, only the parameters are copied.
  *
- * A function without a stated result returns 0 or an error code. Errors while a strip is processed
- * are reported under the function name followed by "_1_strip". Common to the functions that work
- * strip by strip is VIQ_ERR_STATE "Sequence under way with another image": the output of an
- * unfinished sequence does not have the format or the size that this input gives.
+ * A function without a stated result returns 0 or an error code. The VIQ_IP functions report errors
+ * in the processing of a strip under their name followed by "_1_strip", the VIQ_SPL functions under
+ * their name alone. Common to the functions that work strip by strip is VIQ_ERR_STATE "Sequence
+ * under way with another image": the output of an unfinished sequence does not have the format or
+ * the size that this input gives.
  * @{
  */
 
@@ -396,6 +397,8 @@ VIQ_API uint32_t VIQ_SPL_2fields_to_frame(uint32_t hInImage, uint32_t hSecondFie
  * - Scheme 4: cubic, (-1, 9, 9, -1) / 16, clamped.
  *
  * In schemes 2 to 4 the last line is doubled, or the first line if the second field is first.
+ * Errors in the processing of the field are reported under the function name followed by
+ * "_1_strip_A" to "_1_strip_D" for schemes 1 to 4.
  *
  * @param hInImage       the field
  * @param hOutImage      the frame

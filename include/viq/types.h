@@ -185,7 +185,7 @@ enum {
 #define VIQ_FLAG_DITHER 0x80u  /**< dithering requested; VIQ_image_convert does not support it */
 #define VIQ_FLAG_100 0x100u    /**< a wavelet image: the data pointer names a wavelet record */
 
-/** File formats. The table at VIQ_image_write lists the pixel formats of each. */
+/** File formats. VIQ_image_write lists the pixel formats that each accepts. */
 enum {
     VIQ_FILE_MEMORY = 1,  /**< a memory image, identified by its handle */
     VIQ_FILE_TIFF = 3,    /**< TIFF */
