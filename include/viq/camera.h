@@ -84,8 +84,7 @@ VIQ_API uint32_t VIQ_BAY_RGGB32_to_RGB16(uint32_t hInImage, uint32_t hOutImage, 
  * @defgroup viq_chroma_key Chroma keying
  *
  * A chroma-key object is a window of hue and luma. VIQ_CK_chroma_key replaces the pixels of a
- * VIQ_YUV422 image that lie inside it. A function without a stated result returns 0 or an error
- * code.
+ * VIQ_YUV422 image inside it. A function without a stated result returns 0 or an error code.
  * @{
  */
 
@@ -173,7 +172,7 @@ VIQ_API uint32_t VIQ_CK_generate_UV_to_hue_LUT(void);
 VIQ_API uint32_t VIQ_CK_destroy_UV_to_hue_LUT(void);
 
 /**
- * Replaces the pixel pairs of a VIQ_YUV422 image that lie inside the window: luma of the first
+ * Replaces the pixel pairs of a VIQ_YUV422 image inside the window: luma of the first
  * pixel between luma centre - tolerance and luma centre + tolerance, hue of the pair between hue
  * centre - tolerance and hue centre + tolerance. Both bounds are excluded. Luma bounds are clamped
  * to 0..255, hue bounds to 0..359; the window does not wrap at 360 degrees. The UV-to-hue table is

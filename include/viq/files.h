@@ -69,11 +69,11 @@ VIQ_API uint32_t VIQ_image_find_file_format(const char *pszFileName);
  * - BMP: VIQ_PALETTED or VIQ_RGB24
  *
  * A JPEG file requires an image from VIQ_JPEG_image_create, and reading it delivers no pixels. The
- * image receives the coded data of the whole file, whatever the lines per strip, as by
- * VIQ_JPEG_file_read; VIQ_JPEG_decompress converts it to pixels. If the lines per strip are 0, only
- * the header is read. In the same way a wavelet file requires an image from VIQ_WVLT_image_create,
- * of the coding type with which the file was written. The image receives the stream, as by
- * VIQ_WVLT_file_read; VIQ_WVLT_decompress converts it to pixels.
+ * image receives the coded data of the whole file in one call, as by VIQ_JPEG_file_read;
+ * VIQ_JPEG_decompress converts it to pixels. If the lines per strip are 0, only the header is read.
+ * In the same way a wavelet file requires an image from VIQ_WVLT_image_create, of the coding type
+ * with which the file was written. The image receives the stream, as by VIQ_WVLT_file_read;
+ * VIQ_WVLT_decompress converts it to pixels.
  *
  * @param hImage   the image
  * @param hMemory  0 to read the file, otherwise the memory image to read

@@ -310,9 +310,9 @@ VIQ_API uint32_t VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage, uint32_
 /**
  * Writes a JPEG image to its output file. The first call creates the file and writes the JFIF
  * header. VIQ_STRIP_NEXT appends the coded data and counts the lines per strip; when they reach the
- * height, the end marker is written and the file is closed. VIQ_STRIP_FINISH does that at once,
- * whatever the state of the image, and nothing if no file is open. VIQ_JPEG_SEPARATOR writes the
- * separator between two frames.
+ * height, the end marker is written and the file is closed. VIQ_STRIP_FINISH writes the end marker
+ * and closes the file at once, also without a valid image; it does nothing if no file is open.
+ * VIQ_JPEG_SEPARATOR writes the separator between two frames.
  *
  * @param hJpegImage  the JPEG image
  * @param wMode       VIQ_STRIP_NEXT, VIQ_STRIP_FINISH or VIQ_JPEG_SEPARATOR
@@ -393,7 +393,7 @@ VIQ_API uint32_t VIQ_JPEG_file_close(uint32_t hJpegImage);
 VIQ_API uint32_t VIQ_JPEG_buffer_read(uint32_t hJpegImage, const uint8_t *pBuffer,
                                       uint32_t dwLength);
 
-/** Returns the file of the record; NULL without a report if there is none. */
+/** Returns the file of the record, or NULL without a report. */
 VIQ_API FILE *VIQ_JPEG_get_file_ptr(uint32_t hJpegImage);
 
 /**

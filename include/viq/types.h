@@ -30,7 +30,7 @@
 /** Version of the interface. The parameter VIQ_LIBRARY_VERSION returns that of the library. */
 #define VIQ_VERSION 0x00042006u
 
-/** Handle value that stands for every object, in the functions that say so. */
+/** Handle value for all objects, in the functions that document it. */
 #define VIQ_ALL_IMAGES 0x10001u
 /** Handle value with which VIQ_image_destroy reports whether any image exists. */
 #define VIQ_ANY_IMAGE 0x10002u
