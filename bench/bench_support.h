@@ -10,9 +10,11 @@
 #include <limits>
 #include <vector>
 
-#include "viq.h"
+#include "core/types.h"
 
 namespace bench {
+
+using namespace viq;
 
 // ---- Failures
 

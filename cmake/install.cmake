@@ -1,4 +1,4 @@
-# Installs the header, both libraries, their CMake and pkg-config packages, and the tool with its samples.
+# Installs the headers, both libraries, their CMake and pkg-config packages, and the tool with its samples.
 
 include(CMakePackageConfigHelpers)
 
@@ -19,6 +19,7 @@ endforeach()
 
 install(TARGETS viq viq_static EXPORT viqTargets)
 install(FILES include/viq.h TYPE INCLUDE)
+install(DIRECTORY include/viq TYPE INCLUDE FILES_MATCHING PATTERN "*.h")
 install(EXPORT viqTargets NAMESPACE viq:: DESTINATION ${package_dir})
 if(VIQ_TOOL)
     install(TARGETS viq_tool)

@@ -5,7 +5,7 @@
 // same row where both formats have pixels of the same size.
 #pragma once
 
-#include "viq.h"
+#include "core/types.h"
 
 namespace viq {
 

@@ -1,4 +1,4 @@
-// Integer names and small helpers that every layer uses.
+// Short integer names and helpers for every layer. The public headers use the <stdint.h> names.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,12 @@
 
 namespace viq {
 
+using u8 = std::uint8_t;
+using u16 = std::uint16_t;
+using u32 = std::uint32_t;
 using u64 = std::uint64_t;
+using i16 = std::int16_t;
+using i32 = std::int32_t;
 using i64 = std::int64_t;
 
 constexpr bool is_error(u32 code) {
@@ -19,7 +24,7 @@ constexpr bool is_error(u32 code) {
 
 constexpr u32 success = 0;
 
-// Resizes a vector. False if memory runs out: no exception leaves the library.
+// Resizes a vector; false if the allocation fails. No exception crosses the public interface.
 template <class T> [[nodiscard]] bool try_resize(std::vector<T> &items, u64 count) noexcept {
     if (count > SIZE_MAX / sizeof(T))
         return false;

@@ -2,6 +2,8 @@
 // selects the type of the table and the data width of the image; the rest is the file.
 #include "fuzz/fuzz_support.h"
 
+using namespace viq;
+
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     if (size == 0)
         return 0;

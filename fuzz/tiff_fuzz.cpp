@@ -1,6 +1,8 @@
 // Reading TIFF files.
 #include "fuzz/fuzz_support.h"
 
+using namespace viq;
+
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     viq::read_input(data, size, VIQ_read_TIFF_file);
     return 0;

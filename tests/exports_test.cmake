@@ -1,7 +1,7 @@
-# The shared library exports exactly the functions that the header declares.
+# The shared library exports exactly the functions that the headers declare.
 
 include(${CMAKE_CURRENT_LIST_DIR}/../cmake/public_functions.cmake)
-viq_read_public_functions(${CMAKE_CURRENT_LIST_DIR}/../include/viq.h declared)
+viq_read_public_functions(${CMAKE_CURRENT_LIST_DIR}/../include declared)
 
 if(OBJDUMP)
     # A Windows library: the rows of its name table, "[   0] VIQ_Init".

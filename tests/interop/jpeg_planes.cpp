@@ -13,8 +13,8 @@ namespace {
 
 struct plane {
     std::size_t line;
-    std::vector<u8> samples;
-    u8 at(u32 x, u32 y) const { return samples[y * line + x]; }
+    std::vector<uint8_t> samples;
+    uint8_t at(uint32_t x, uint32_t y) const { return samples[y * line + x]; }
 };
 
 using planes = std::array<plane, 3>;
@@ -39,9 +39,9 @@ planes decode_there(const char *path) {
     info.do_fancy_upsampling = FALSE;
     jpeg_start_decompress(&info);
     planes result;
-    const u32 step = static_cast<u32>(info.max_v_samp_factor) * DCTSIZE;
+    const uint32_t step = static_cast<uint32_t>(info.max_v_samp_factor) * DCTSIZE;
     for (int c = 0; c < info.num_components; ++c) {
-        plane &p = result[static_cast<u32>(c)];
+        plane &p = result[static_cast<uint32_t>(c)];
         p.line = (info.comp_info[c].width_in_blocks + 4) * DCTSIZE;
         p.samples.resize(p.line * (info.output_height + 2 * step));
     }
@@ -49,9 +49,9 @@ planes decode_there(const char *path) {
         JSAMPROW rows[3][4 * DCTSIZE];
         JSAMPARRAY of_planes[3] = {rows[0], rows[1], rows[2]};
         for (int c = 0; c < info.num_components; ++c) {
-            plane &p = result[static_cast<u32>(c)];
-            const u32 lines = static_cast<u32>(info.comp_info[c].v_samp_factor) * DCTSIZE;
-            for (u32 y = 0; y < lines; ++y)
+            plane &p = result[static_cast<uint32_t>(c)];
+            const uint32_t lines = static_cast<uint32_t>(info.comp_info[c].v_samp_factor) * DCTSIZE;
+            for (uint32_t y = 0; y < lines; ++y)
                 rows[c][y] = &p.samples[(info.output_scanline / step * lines + y) * p.line];
         }
         jpeg_read_raw_data(&info, of_planes, step);
@@ -70,31 +70,31 @@ int main(int count, char **arguments) {
     const char *path = arguments[1];
     const planes theirs = decode_there(path);
 
-    const u32 jpeg = VIQ_JPEG_image_create();
-    const u32 picture = VIQ_image_create();
+    const uint32_t jpeg = VIQ_JPEG_image_create();
+    const uint32_t picture = VIQ_image_create();
     VIQ_image_set_infilename(jpeg, path);
     VIQ_image_set_parameter(picture, VIQ_IMAGE_TYPE, VIQ_YUV422);
     if (VIQ_JPEG_file_read(jpeg) != 0)
         stop("cannot be read", path);
-    const u32 width = VIQ_get_width(jpeg);
-    const u32 height = VIQ_get_height(jpeg);
+    const uint32_t width = VIQ_get_width(jpeg);
+    const uint32_t height = VIQ_get_height(jpeg);
     if (VIQ_JPEG_decompress(jpeg, picture, VIQ_STRIP_NEXT) != 0)
         stop("cannot be decoded", path);
     const auto *ours = static_cast<const tVIQ_Image *>(VIQ_image_get_ptr(picture, VIQ_PTR_IMAGE));
     const bool colour = ours->pixel_format == VIQ_YUV422;
     const auto *record = static_cast<const Tjpeg *>(VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG));
-    const u32 lines_of_chroma = colour ? record->v_factor[0] : 1;
+    const uint32_t lines_of_chroma = colour ? record->v_factor[0] : 1;
 
     int worst[3] = {};
-    const auto compare = [&](u32 component, u8 sample, u32 x, u32 y) {
+    const auto compare = [&](uint32_t component, uint8_t sample, uint32_t x, uint32_t y) {
         const int difference = std::abs(sample - theirs[component].at(x, y));
         worst[component] = std::max(worst[component], difference);
     };
-    for (u32 y = 0; y < height; ++y) {
-        const u8 *line = ours->data + std::size_t{y} * ours->bytes_per_line;
-        for (u32 x = 0; x < width; ++x) {
+    for (uint32_t y = 0; y < height; ++y) {
+        const uint8_t *line = ours->data + std::size_t{y} * ours->bytes_per_line;
+        for (uint32_t x = 0; x < width; ++x) {
             compare(0, line[colour ? 2 * x : x], x, y);
-            for (u32 c = 1; colour && c < 3; ++c)
+            for (uint32_t c = 1; colour && c < 3; ++c)
                 compare(c, line[x / 2 * 4 + 2 * c - 1], x / 2, y / lines_of_chroma);
         }
     }
