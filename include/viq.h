@@ -53,7 +53,9 @@
  * The line count belongs to the operation, not to the image: each operation can have one sequence
  * in progress. An unfinished sequence resumes without reinitialisation when the operation is called
  * again. If format, width or height of the output then do not fit the input, VIQ_ERR_STATE
- * "Sequence under way with another image" is reported before a pixel is changed.
+ * "Sequence under way with another image" is reported before a pixel is changed. Operations that
+ * keep lines or sums from strip to strip (scaling, the 3 x 3 filter, averages, the calibration of
+ * chroma keys) report the same if the other arguments differ from those of the first strip.
  *
  * Converting a file to grey, 64 lines at a time:
  *
@@ -83,8 +85,11 @@
  * The library allocates strip buffers, filled with 0, and frees or resizes only those. A caller can
  * set a buffer with VIQ_image_set_ptr. With VIQ_FLAG_LOCKED it stays the caller's, even if the flag
  * is cleared later, and its size is not checked. Without the flag the library owns it from then on
- * and frees it with free(); VIQ_malloc_N_lines allocates such memory. Pointers that the library
- * returns stay the library's unless the function says otherwise.
+ * and frees it with free(); VIQ_malloc_N_lines allocates such memory. The same rules apply to the
+ * data of a JPEG record. A lock takes effect only where the caller sets the flag and the buffer:
+ * operations copy the flag to their output with the other parameters, but a copied flag locks
+ * nothing. An output whose own buffer is not locked gets a buffer of the library. Pointers that the
+ * library returns stay the library's unless the function says otherwise.
  *
  * @section viq_reporting Errors
  *
@@ -98,9 +103,15 @@
  *
  * The installed handler is called in the function that fails, before it returns. The result of the
  * handler does not change the error code. VIQ_Init installs VIQ_ErrHandlerDefault and thus replaces
- * the handler of the caller. Calls of the library from a handler are not checked: the failing
- * function is in the middle of its operation, and changing or destroying an image that it uses has
- * undefined results.
+ * the handler of the caller.
+ *
+ * A handler may call the library, but not disturb the function that has failed, which still needs
+ * its images when the handler returns. Until then an image that was created before the failure can
+ * be read but not changed or destroyed, and operations with a strip command, the destruction of
+ * tables and chroma keys, and VIQ_image_destroy with VIQ_ALL_IMAGES are refused. A refused call
+ * returns VIQ_ERR_STATE. Images that the handler creates can be set up and destroyed. Errors of
+ * calls that a handler makes are returned, but not reported. A handler must return; leaving it with
+ * longjmp() is not supported.
  *
  * @section viq_threads Threads
  *
