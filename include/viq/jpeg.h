@@ -34,6 +34,7 @@ extern "C" {
  *
  * Buffers. The library allocates the coded data of the record and enlarges it as required. A caller
  * can set a buffer with VIQ_PTR_JPEG_DATA and VIQ_FLAG_LOCKED: it stays in use and is never freed.
+ * Without the flag the library owns the buffer from then on and frees it with free().
  * It must have the size that VIQ_JPEG_malloc_data would allocate or, for VIQ_JPEG_buffer_read, that
  * of the stream. If a locked buffer is larger, pass its size to VIQ_JPEG_malloc_N_bytes_data before
  * data is appended. VIQ_JPEG_PARAM is the number of bytes in use.
