@@ -19,18 +19,24 @@ namespace {
 
 constexpr u32 colourmap_bytes = colourmap_size * sizeof(tVIQ_Colour);
 
+// A colourmap that the library has allocated.
+struct library_colourmap {
+    bool set_by_caller = false; // with VIQ_image_set_ptr, so several images may use it
+};
+
 struct image_table {
-    bool initialised = false;
+    bool errors_ready = false; // the error record has been set up
+    bool started = false;      // so have the tables of the subsystems
     tVIQ_Image *slots[handle_slots] = {};
     u32 first_candidate = 1; // no slot below it is free
-    // A caller has set image or colourmap pointers, so two images may share one.
-    bool pointers_shared = false;
+    u32 slots_used = 1;      // no slot from here on has ever held an image
     std::unordered_map<const tVIQ_Image *, image_companion> companions;
-    std::unordered_map<const tVIQ_Colour *, bool> colourmaps; // those that the library allocated
+    std::unordered_map<const tVIQ_Colour *, library_colourmap> colourmaps;
 };
 
 image_table table;
 
+u32 start_up();
 u32 free_slot();
 void set_defaults(tVIQ_Image &image);
 void destroy_slot(u32 handle);
@@ -44,16 +50,14 @@ bool in_a_slot(const tVIQ_Image *image);
 } // namespace
 
 u32 VIQ_Init(void) {
-    const u32 code = reset_error_record();
-    if (is_error(code))
-        return code;
-    table.initialised = true;
-    return hooks.jpeg_start_up();
+    table.errors_ready = false;
+    table.started = false;
+    return start_up();
 }
 
 u32 VIQ_image_create(void) {
-    if (!table.initialised) {
-        const u32 code = VIQ_Init();
+    if (!table.started) {
+        const u32 code = start_up();
         if (is_error(code))
             return code;
     }
@@ -83,7 +87,7 @@ tVIQ_Colour *VIQ_image_create_cmap(void) {
     if (map == nullptr)
         return nullptr;
     try {
-        table.colourmaps.emplace(map, true);
+        table.colourmaps.emplace(map, library_colourmap());
     } catch (...) {
         std::free(map);
         return nullptr;
@@ -97,7 +101,7 @@ u32 VIQ_image_destroy(u32 hImage) {
     if (hImage == VIQ_ALL_IMAGES) {
         if (running_handlers() != 0)
             return report(name, VIQ_ERR_STATE, "Images in use by the call that reports");
-        for (u32 handle = 1; handle < handle_slots; ++handle)
+        for (u32 handle = 1; handle < table.slots_used; ++handle)
             destroy_slot(handle);
         destroy_orphans();
         hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
@@ -106,8 +110,8 @@ u32 VIQ_image_destroy(u32 hImage) {
         return success;
     }
     if (hImage == VIQ_ANY_IMAGE && !called_by_handler()) {
-        for (const tVIQ_Image *image : table.slots)
-            if (image != nullptr)
+        for (u32 handle = 1; handle < table.slots_used; ++handle)
+            if (table.slots[handle] != nullptr)
                 return VIQ_ERR_INTERNAL;
         free_scratch();
         return success;
@@ -150,9 +154,10 @@ u32 report_unchangeable(const char *function, u32 handle) {
 
 bool replace_image(u32 handle, tVIQ_Image *image) {
     tVIQ_Image *old = find_image(handle);
-    note_shared_pointers();
     if (!enter_image(handle, image))
         return false;
+    if (image != nullptr)
+        companion(*image).set_by_caller = true;
     // The caller may free its object once no handle refers to it. An object of the library may be
     // set again and is kept.
     if (old != nullptr && !companion(*old).made_here && !in_a_slot(old)) {
@@ -164,8 +169,18 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
     return true;
 }
 
-void note_shared_pointers() {
-    table.pointers_shared = true;
+void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map) {
+    // Both the present and the new map may be in use by another image from now on.
+    for (const tVIQ_Colour *used : {image.colourmap, map}) {
+        const auto ours = table.colourmaps.find(used);
+        if (ours != table.colourmaps.end())
+            ours->second.set_by_caller = true;
+    }
+    image.colourmap = map;
+}
+
+u32 handles_in_use() {
+    return table.slots_used;
 }
 
 bool owns_data(const tVIQ_Image &image) {
@@ -276,14 +291,31 @@ bool enter_image(u32 handle, tVIQ_Image *image) {
         note_lock(*image);
     }
     table.slots[handle] = image;
+    table.slots_used = std::max(table.slots_used, handle + 1);
     if (image == nullptr && handle < table.first_candidate)
         table.first_candidate = handle;
     return true;
 }
 
 bool in_a_slot(const tVIQ_Image *image) {
-    return std::find(std::begin(table.slots), std::end(table.slots), image) !=
-           std::end(table.slots);
+    const auto end = std::begin(table.slots) + table.slots_used;
+    return std::find(std::begin(table.slots), end, image) != end;
+}
+
+// A failure leaves the tables for the next call to make; the handler that the caller has installed
+// in the meantime stays.
+u32 start_up() {
+    u32 code = success;
+    if (!table.errors_ready) {
+        code = reset_error_record();
+        table.errors_ready = !is_error(code);
+    }
+    if (is_error(code))
+        return code;
+    table.started = true; // making the tables takes an image
+    code = hooks.jpeg_start_up();
+    table.started = !is_error(code);
+    return code;
 }
 
 u32 free_slot() {
@@ -328,8 +360,8 @@ void destroy_slot(u32 handle) {
     VIQ_image_free_data(handle);
     hooks.jpeg_destroy_record(handle);
     enter_image(handle, nullptr);
-    if (table.pointers_shared)
-        for (u32 other = 1; other < handle_slots; ++other)
+    if (companion(*image).set_by_caller)
+        for (u32 other = 1; other < table.slots_used; ++other)
             if (table.slots[other] == image)
                 enter_image(other, nullptr);
     destroy_object(image);
@@ -346,7 +378,7 @@ void release_colourmap(tVIQ_Colour *map) {
     const auto ours = table.colourmaps.find(map);
     if (ours == table.colourmaps.end())
         return;
-    if (table.pointers_shared)
+    if (ours->second.set_by_caller)
         for (const auto &[image, own] : table.companions)
             if (image->colourmap == map || own.colourmap == map)
                 return;

@@ -22,6 +22,7 @@ struct image_companion {
     u16 buffer_format = 0; // pixel format and stride that the buffer was last used with
     u32 buffer_line = 0;
     buffer_lock lock;
+    bool set_by_caller = false; // with VIQ_image_set_ptr, so several handles may refer to it
     bool made_here = false;     // the library allocated the image object itself
     unsigned handler_depth = 0; // error handlers that were running when the object was entered
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
@@ -43,8 +44,11 @@ bool is_frozen(const tVIQ_Image &image);
 // Null if there is no such image or it is frozen.
 tVIQ_Image *find_image_to_change(u32 handle);
 
+// One more than the highest handle that has been issued.
+u32 handles_in_use();
+
 template <class Visit> void for_every_image(Visit visit) {
-    for (u32 handle = 1; handle < handle_slots; ++handle)
+    for (u32 handle = 1; handle < handles_in_use(); ++handle)
         if (tVIQ_Image *image = find_image(handle))
             visit(*image);
 }
@@ -54,8 +58,8 @@ image_companion &companion(const tVIQ_Image &image);
 // Makes a handle refer to a caller's object (null: to none). False if memory runs out.
 bool replace_image(u32 handle, tVIQ_Image *image);
 
-// From this call on, two images may share a colourmap or an object.
-void note_shared_pointers();
+// Sets the colourmap (null: none) for a caller.
+void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map);
 
 u32 report_bad_handle(const char *function);
 

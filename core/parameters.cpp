@@ -168,8 +168,7 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
         note_lock(*image);
         return success;
     case VIQ_PTR_CMAP:
-        note_shared_pointers();
-        image->colourmap = static_cast<tVIQ_Colour *>(pValue);
+        set_colourmap(*image, static_cast<tVIQ_Colour *>(pValue));
         return success;
     case VIQ_PTR_JPEG_DATA:
     case VIQ_PTR_JPEG_DATA2:
