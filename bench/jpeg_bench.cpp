@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "jpeg/tables.h"
+#include "jpeg/jpeg_tables.h"
 
 #if defined(VIQ_HAVE_LIBJPEG)
 #include <jpeglib.h>

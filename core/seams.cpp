@@ -1,6 +1,6 @@
 #include "core/seams.h"
 
-#include "jpeg/record.h"
+#include "jpeg/jpeg_record.h"
 #include "wavelet/codec/record.h"
 
 namespace viq {
