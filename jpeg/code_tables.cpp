@@ -151,9 +151,6 @@ void build_codes(const huffman_set &tables) {
                 length != 0 ? bits << (32 - length) : 0, length};
         }
     }
-    for (i32 v = -largest_coefficient; v <= largest_coefficient; ++v)
-        state.codes.ac_category[static_cast<u32>(v + largest_coefficient)] =
-            static_cast<u8>(category_of(v));
 }
 
 // Sets every entry whose index starts with the code.

@@ -31,14 +31,11 @@ struct coded_value {
 };
 
 constexpr i32 largest_difference = 2047;
-constexpr i32 largest_coefficient = 1023;
 
 struct code_tables {
     code_table slots[huffman_slots];
     // Code and extra bits of each DC difference; index: difference + largest_difference.
     std::array<coded_value, 2 * largest_difference + 1> dc_values[2];
-    // Category of each AC value; index: value + largest_coefficient.
-    std::array<u8, 2 * largest_coefficient + 1> ac_category;
 };
 
 const code_tables &current_codes();

@@ -20,6 +20,7 @@ constexpr const char *name = "VIQ_JPEG_decompress";
 // Data that is too short for its picture is rejected before memory is allocated.
 constexpr u32 most_blocks_per_byte = 32;
 constexpr u32 data_allowance = 64; // bytes that the data of a small picture may lack
+constexpr u32 block_width = pair_width / 2;
 constexpr u32 largest_mcu_height = 16;
 constexpr u32 mcus_at_once = 16; // all stages of so many MCUs fit the first-level cache
 
@@ -104,8 +105,8 @@ scan_layout layout_of(const tVIQ_Image &jpeg) {
     layout.mcus = static_cast<u32>(rounded_up(jpeg.width, layout.mcu_width) / layout.mcu_width);
     layout.mcu_rows =
         static_cast<u32>(rounded_up(jpeg.height, layout.mcu_height) / layout.mcu_height);
-    layout.pairs = layout.colour ? layout.mcu_height / 8 + 1 : 1;
-    const u32 blocks = static_cast<u32>(rounded_up(jpeg.width, 8) / 8);
+    layout.pairs = layout.colour ? layout.mcu_height / block_lines + 1 : 1;
+    const u32 blocks = static_cast<u32>(rounded_up(jpeg.width, block_width) / block_width);
     layout.blocks_in_last = layout.colour || blocks % 2 == 0 ? 2 : 1;
     return layout;
 }
@@ -146,9 +147,9 @@ u32 start(u32 hJpegImage) {
     for (u32 i = 0; i < 2; ++i)
         decode.tables[i] = make_quantiser(jpeg.jpeg->q_tables[i], nullptr);
     jpeg.width = static_cast<u32>(rounded_up(jpeg.width, mcu_width(jpeg.pixel_format)));
-    jpeg.height = static_cast<u32>(rounded_up(jpeg.height, 8));
+    jpeg.height = static_cast<u32>(rounded_up(jpeg.height, block_lines));
     jpeg.lines_per_strip =
-        static_cast<u32>(std::min<u64>(rounded_up(jpeg.lines_per_strip, 8), jpeg.height));
+        static_cast<u32>(std::min<u64>(rounded_up(jpeg.lines_per_strip, block_lines), jpeg.height));
     code = check_image(name, hJpegImage);
     decode.geometry = geometry_of(jpeg);
     return code;
@@ -188,7 +189,7 @@ void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
                       pair_width);
 }
 
-// Transforms adjacent MCUs to YUV 4:2:2; `lines` is the number of lines in the picture.
+// Transforms adjacent MCUs to YUV 4:2:2; `lines` is the number of their lines in the output.
 void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
     const scan_layout &layout = decode.layout;
     const u32 y_pairs = layout.pairs - 1;
@@ -322,8 +323,9 @@ u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     const scan_layout &layout = decode.layout;
     const u32 remaining = jpeg.height - decode.lines_done;
-    const bool last = rounded_up(jpeg.lines_per_strip, 8) >= remaining;
-    jpeg.lines_per_strip = last ? remaining : static_cast<u32>(rounded_up(jpeg.lines_per_strip, 8));
+    const bool last = rounded_up(jpeg.lines_per_strip, block_lines) >= remaining;
+    jpeg.lines_per_strip =
+        last ? remaining : static_cast<u32>(rounded_up(jpeg.lines_per_strip, block_lines));
     const bool whole = last && decode.lines_done == 0;
 
     u32 code = success;

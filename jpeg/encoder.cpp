@@ -151,7 +151,7 @@ u32 set_up_jpeg(u32 hInImage, u32 hJpegImage) {
         code = VIQ_JPEG_make_Q_tables(hJpegImage);
     if (!is_error(code))
         code = VIQ_JPEG_set_default_H_tables(hJpegImage);
-    // Pixels of YUV 4:2:2 share their chrominance and cannot be repeated one by one.
+    // Two pixels of YUV 4:2:2 share U and V, so that the last pixel alone cannot be repeated.
     if (!is_error(code) && in.pixel_format == VIQ_YUV422 && needs_padding(in))
         code = report(pad_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type");
     if (!is_error(code))
@@ -184,6 +184,7 @@ struct band {
     std::size_t line;
 };
 
+// False if memory runs out.
 bool prepare(band_source &source, const tVIQ_Image &in) {
     source.in = &in;
     source.size = padded_size(in);
@@ -230,6 +231,7 @@ struct quantisers {
     quantiser luminance, chrominance;
 };
 
+// Codes a band of a colour picture; false if memory runs out.
 bool code_colour_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
     block_pair y;
@@ -243,7 +245,8 @@ bool code_colour_band(scan_writer &writer, const quantisers &tables, const band 
     return true;
 }
 
-// If the number of blocks is odd, the last one is transformed with a block that is not written.
+// Codes a band of a grey picture; false if memory runs out. If the number of blocks is odd, the
+// last one is transformed together with a block that is not written.
 bool code_grey_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
     block_pair pair;
@@ -276,14 +279,14 @@ u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
     const quantisers tables = {make_quantiser(record.q_tables[0], record.q_recip[0]),
                                make_quantiser(record.q_tables[1], record.q_recip[1])};
     band_source source;
-    bool room = prepare(source, in);
+    bool has_memory = prepare(source, in);
     scan_writer writer;
     begin_scan(writer, jpeg);
     const auto code_band = jpeg.pixel_format == VIQ_Y8 ? code_grey_band : code_colour_band;
-    for (u32 y = 0; room && y < source.size.height; y += block_lines)
-        room = code_band(writer, tables, lines_of(source, y), source.size.width);
-    room = room && end_scan(writer);
-    return room ? success : report_no_memory(worker_name, data_room(jpeg));
+    for (u32 y = 0; has_memory && y < source.size.height; y += block_lines)
+        has_memory = code_band(writer, tables, lines_of(source, y), source.size.width);
+    has_memory = has_memory && end_scan(writer);
+    return has_memory ? success : report_no_memory(worker_name, data_room(jpeg));
 }
 
 } // namespace

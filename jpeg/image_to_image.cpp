@@ -12,6 +12,8 @@ namespace {
 enum : u16 { in_memory = 1, in_file = 2 };
 enum : u16 { to_memory = 1, to_file = 2 };
 
+constexpr u32 strip_lines = 8; // of a file that is decoded
+
 void unlock(u32 handle) {
     VIQ_image_set_flags(handle, VIQ_FLAG_LOCKED, 0);
 }
@@ -114,7 +116,7 @@ u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMod
         code = VIQ_JPEG_file_read(hJpegImage);
         if (is_error(code))
             return code;
-        find_image(hJpegImage)->lines_per_strip = 8;
+        find_image(hJpegImage)->lines_per_strip = strip_lines;
     }
     const u16 format = find_image(hOutImage)->pixel_format == VIQ_YUV422 ? VIQ_YUV422 : VIQ_RGB24;
     const scoped_image temporary;

@@ -23,6 +23,9 @@ u32 shrink(const char *function, u32 hJpegImage);
 
 } // namespace
 
+// The data of the frames is joined without changes. It must therefore be one scan that was split at
+// arbitrary bytes. Strips that were compressed separately do not form a scan: each one starts with
+// DC predictors of 0 and ends with padding bits.
 u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
     constexpr const char *name = "VIQ_JPEG_build_image";
     if (find_image(hJpegFrame) == nullptr)

@@ -79,7 +79,7 @@ u32 VIQ_JPEG_make_Q_tables(u32 hImage) {
     for (u32 table = 0; table < 2; ++table) {
         for (u32 k = 0; k < block_size; ++k) {
             const double scaled = standard_steps[table][natural_of[k]] * scale + 0.5;
-            // The largest quality factors would scale entries to 0.
+            // Large quality factors scale small entries to 0, which cannot be a divisor.
             const u32 q = std::clamp(static_cast<u32>(scaled), 1u, 255u);
             record->q_tables[table][k] = static_cast<u8>(q);
             record->q_recip[table][k] = (q / 2 + 65536) / q;

@@ -314,7 +314,8 @@ u32 begin_reading(scan_reader &reader, const u8 *data, u64 length) {
     reader.plain_bits.reset();
     refill(reader);
     refill(reader);
-    return reader.count == 23
+    constexpr i32 filled = 23; // three bytes
+    return reader.count == filled
                ? success
                : report(worker_name, VIQ_ERR_STATE, "Buffer failed to fill at start");
 }

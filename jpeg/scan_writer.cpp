@@ -1,7 +1,6 @@
 #include "jpeg/scan_writer.h"
 
 #include <bit>
-#include <cstring>
 
 #include "jpeg/jpeg_markers.h"
 
@@ -9,8 +8,8 @@ namespace viq {
 
 namespace {
 
-// Largest sizes in bytes if every byte needs a stuffed byte.
-constexpr u32 largest_code = 16;
+// Largest number of bytes that are written, if every byte requires a stuffed byte.
+constexpr u32 largest_code = 16; // bits
 constexpr u32 dc_bits = largest_code + largest_category;
 constexpr u32 ac_bits_per_value = largest_code + largest_size;
 constexpr u32 largest_block = 2 * (dc_bits + (block_size - 1) * ac_bits_per_value) / 8 + 2;
@@ -121,6 +120,21 @@ inline void write_block(bit_sink &sink, const component_codes &codes, const i16 
         put(sink, codes.ac[end_of_block] >> 16, codes.ac[end_of_block] & 0xFFFF);
 }
 
+// Writes blocks with the codes of luminance (0) or chrominance (1). Both blocks of luminance have
+// one predictor, U and V have one each.
+template <u32 component> bool write_pair(scan_writer &writer, const block_pair &pair, u32 count) {
+    if (!make_room(writer, 2 * largest_block + largest_rest))
+        return false;
+    bit_sink sink = {writer.at, writer.bits, writer.free_bits};
+    for (u32 i = 0; i < count; ++i)
+        write_block(sink, writer.components[component], pair.coefficients[i], pair.masks[i],
+                    writer.predictors[component == 0 ? 0 : 1 + i]);
+    writer.at = sink.at;
+    writer.bits = sink.bits;
+    writer.free_bits = sink.free_bits;
+    return true;
+}
+
 } // namespace
 
 void begin_scan(scan_writer &writer, tVIQ_Image &image) {
@@ -144,29 +158,11 @@ void begin_scan(scan_writer &writer, tVIQ_Image &image) {
 }
 
 bool write_grey_blocks(scan_writer &writer, const block_pair &pair, u32 count) {
-    if (!make_room(writer, 2 * largest_block + largest_rest))
-        return false;
-    bit_sink sink = {writer.at, writer.bits, writer.free_bits};
-    for (u32 i = 0; i < count; ++i)
-        write_block(sink, writer.components[0], pair.coefficients[i], pair.masks[i],
-                    writer.predictors[0]);
-    writer.at = sink.at;
-    writer.bits = sink.bits;
-    writer.free_bits = sink.free_bits;
-    return true;
+    return write_pair<0>(writer, pair, count);
 }
 
 bool write_colour_blocks(scan_writer &writer, const block_pair &y, const block_pair &uv) {
-    if (!write_grey_blocks(writer, y, 2) || !make_room(writer, 2 * largest_block + largest_rest))
-        return false;
-    bit_sink sink = {writer.at, writer.bits, writer.free_bits};
-    for (u32 i = 0; i < 2; ++i)
-        write_block(sink, writer.components[1], uv.coefficients[i], uv.masks[i],
-                    writer.predictors[1 + i]);
-    writer.at = sink.at;
-    writer.bits = sink.bits;
-    writer.free_bits = sink.free_bits;
-    return true;
+    return write_pair<0>(writer, y, 2) && write_pair<1>(writer, uv, 2);
 }
 
 bool end_scan(scan_writer &writer) {
