@@ -112,7 +112,7 @@ verdict check(const char *function, const tVIQ_Image &image) {
     return proceed;
 }
 
-// The file gets its full size at once, so that strips that are never written read as 0.
+// The file is extended to its full size first, so that strips that are never written read as 0.
 u32 create(const strip_call &call) {
     const tVIQ_Image &image = *call.in;
     u32 code = create_file(file_name, file_state, image.outfilename);
