@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "bench/bench_support.h"
-#include "jpeg/tables.h"
+#include "jpeg/jpeg_tables.h"
 
 #if defined(VIQ_HAVE_LIBJPEG)
 #include <jpeglib.h>

@@ -4,8 +4,8 @@
 #include "convert/closest_colour.h"
 #include "convert/pixel_formulas.h"
 #include "core/cmap_record.h"
+#include "core/file_io.h"
 #include "core/image.h"
-#include "core/open_file.h"
 #include "core/report.h"
 
 using namespace viq;

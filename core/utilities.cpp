@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/image.h"
 #include "core/report.h"
 
 using namespace viq;
@@ -92,19 +91,6 @@ u32 VIQ_print_image(u32) {
     return success;
 }
 
-u32 VIQ_print_jpeg_image(void) {
-    return success;
-}
-
 u32 VIQ_print_cmap(u32) {
-    return success;
-}
-
-u32 VIQ_print_Huffman_tables(u32 hImage) {
-    const tVIQ_Image *image = find_image(hImage);
-    if (image == nullptr)
-        return report_bad_handle("VIQ_print_Huffman_tables");
-    if (image->jpeg == nullptr)
-        return report("VIQ_print_Huffman_tables", VIQ_ERR_HANDLE | 1, "Not a JPEG type image");
     return success;
 }

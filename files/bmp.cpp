@@ -11,8 +11,8 @@ bmp_layout bmp_layout_of(u32 width, u32 bits_per_pixel) {
 }
 
 u64 bmp_file_size(const bmp_layout &layout, u32 height) {
-    constexpr u64 longest_line = UINT32_MAX; // no height of such lines leaves 64 bits
-    return layout.line <= longest_line ? layout.offset + height * layout.line : UINT64_MAX;
+    // Any height times a line of 32 bits fits 64 bits.
+    return layout.line_size <= UINT32_MAX ? layout.offset + height * layout.line_size : UINT64_MAX;
 }
 
 bmp_row bmp_row_of(const tVIQ_Image &image) {
@@ -21,7 +21,7 @@ bmp_row bmp_row_of(const tVIQ_Image &image) {
             static_cast<std::size_t>(image.width) * (colour ? 3 : 1)};
 }
 
-void move_bmp_row(const bmp_row &row, const u8 *from, u8 *to) {
+void copy_bmp_row(const bmp_row &row, const u8 *from, u8 *to) {
     if (row.swap != nullptr)
         row.swap(from, to, row.pixels, {});
     else

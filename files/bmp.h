@@ -1,4 +1,4 @@
-// The layout of a BMP file, shared by the reader and both writers.
+// The layout of BMP files, shared by the reader and both writers.
 #pragma once
 
 #include "convert/rows.h"
@@ -9,19 +9,36 @@ namespace viq {
 constexpr u32 bmp_header_size = 54;
 constexpr u32 bmp_palette_size = 1024;
 
-// Lines are padded to 4 bytes.
+// Offsets of header fields.
+namespace bmp {
+
+constexpr u32 file_size_at = 2;
+constexpr u32 data_offset_at = 10;
+constexpr u32 information_size_at = 14;
+constexpr u32 width_at = 18;
+constexpr u32 height_at = 22;
+constexpr u32 planes_at = 26;
+constexpr u32 bits_at = 28; // per pixel
+constexpr u32 compression_at = 30;
+constexpr u32 data_size_at = 34;
+
+constexpr u32 information_size = 40;
+
+} // namespace bmp
+
 struct bmp_layout {
-    u64 line;   // bytes of a file line
-    u64 pixels; // bytes of the pixels in a line
-    u32 offset; // of the pixel data
+    u64 line_size; // bytes of a file line, padded to a multiple of 4
+    u64 pixels;    // bytes of the pixels in a line
+    u32 offset;    // of the pixel data
 };
 
 bmp_layout bmp_layout_of(u32 width, u32 bits_per_pixel);
 
-// All ones for a file beyond every size.
+// UINT64_MAX if the size does not fit 64 bits.
 u64 bmp_file_size(const bmp_layout &layout, u32 height);
 
-// Red and blue change places on the way from and to the file; indices and grey pass as they are.
+// How a line is copied from and to the file: red and blue are swapped, bytes of indices and grey
+// are copied unchanged.
 struct bmp_row {
     row_kernel swap; // null: copy
     u32 pixels;
@@ -30,6 +47,6 @@ struct bmp_row {
 
 bmp_row bmp_row_of(const tVIQ_Image &image);
 
-void move_bmp_row(const bmp_row &row, const u8 *from, u8 *to);
+void copy_bmp_row(const bmp_row &row, const u8 *from, u8 *to);
 
 } // namespace viq

@@ -7,7 +7,7 @@
 #include "core/report.h"
 #include "core/scratch.h"
 #include "files/bmp.h"
-#include "files/stream.h"
+#include "files/strip_file.h"
 
 using namespace viq;
 
@@ -16,7 +16,7 @@ namespace {
 constexpr const char *name = "VIQ_read_BMP_file";
 constexpr const char *strip_name = "VIQ_read_BMP_file_1_strip";
 
-read_state state;
+file_sequence state;
 
 u32 read_header(const read_call &call);
 u32 read_lines(const read_call &call);
@@ -37,20 +37,17 @@ u32 VIQ_read_BMP_file(u32 hImage, u16 wMode) {
 
 namespace {
 
-constexpr u64 width_offset = 18;
-constexpr u64 compression_offset = 30;
-
 u32 set_depth(const read_call &call, u16 bits_per_pixel);
 u32 check_compression(std::FILE *file);
 u32 read_palette(const read_call &call);
 
-// The fields for the file's size, the data's offset, the palette's size and the header's size are
-// not looked at: the pixels lie behind the header, or behind a palette of 256 entries.
+// The header fields for the sizes of file, header and palette and for the offset of the data are
+// ignored: the pixels follow the header, or a palette of 256 entries.
 u32 read_header(const read_call &call) {
     std::FILE *file = call.file;
     tVIQ_Image &image = call.image;
-    if (!seek_to(file, width_offset))
-        return report(name, seek_failed, "fseek failed");
+    if (!seek_to(file, bmp::width_at))
+        return report_seek(name);
     image.width = read<u32>(file, endian::little);
     image.height = read<u32>(file, endian::little);
     read<u16>(file, endian::little); // planes
@@ -83,8 +80,8 @@ u32 set_depth(const read_call &call, u16 bits_per_pixel) {
 u32 read_palette(const read_call &call) {
     u8 palette[bmp_palette_size] = {};
     if (!seek_to(call.file, bmp_header_size))
-        return report(name, seek_failed, "fseek failed");
-    // A file that ends here is refused when its compression is known.
+        return report_seek(name);
+    // A file that ends here is rejected after the compression has been checked.
     std::ignore = std::fread(palette, 1, sizeof palette, call.file);
     if (call.image.colourmap == nullptr)
         return report_no_colourmap(name);
@@ -100,8 +97,8 @@ u32 read_palette(const read_call &call) {
 }
 
 u32 check_compression(std::FILE *file) {
-    if (!seek_to(file, compression_offset))
-        return report(name, seek_failed, "fseek failed");
+    if (!seek_to(file, bmp::compression_at))
+        return report_seek(name);
     switch (read<u16>(file, endian::little)) {
     case 0:
         return success;
@@ -113,27 +110,27 @@ u32 check_compression(std::FILE *file) {
     }
 }
 
-// The strip's lowest line comes first in the file.
+// The lowest line of the strip is the first one in the file.
 u32 read_lines(const read_call &call) {
     const tVIQ_Image &image = call.image;
     const bmp_layout layout = bmp_layout_of(image.width, image.bits_per_pixel);
     const u64 below = u64{image.height} - call.lines_done - image.lines_per_strip;
-    if (!seek_to(call.file, layout.offset + below * layout.line))
-        return report(strip_name, seek_failed, "fseek failed");
+    if (!seek_to(call.file, layout.offset + below * layout.line_size))
+        return report_seek(strip_name);
 
-    const u32 block_lines = std::min(lines_in_block(layout.line), image.lines_per_strip);
-    const u64 block_size = block_lines * layout.line;
+    const u32 block_lines = std::min(lines_in_block(layout.line_size), image.lines_per_strip);
+    const u64 block_size = block_lines * layout.line_size;
     u8 *block = scratch_bytes(scratch::file_lines, block_size);
     if (block == nullptr)
         return report_no_memory(strip_name, block_size);
     const bmp_row row = bmp_row_of(image);
     for (u32 left = image.lines_per_strip; left > 0;) {
         const u32 lines = std::min(block_lines, left);
-        const auto wanted = static_cast<std::size_t>(lines * layout.line);
+        const auto wanted = static_cast<std::size_t>(lines * layout.line_size);
         if (std::fread(block, 1, wanted, call.file) != wanted)
             return report_corrupt(strip_name);
         for (u32 n = 0; n < lines; ++n)
-            move_bmp_row(row, block + n * static_cast<std::size_t>(layout.line),
+            copy_bmp_row(row, block + n * static_cast<std::size_t>(layout.line_size),
                          image.data + --left * static_cast<std::size_t>(image.bytes_per_line));
     }
     return success;

@@ -7,7 +7,7 @@
 #include "core/report.h"
 #include "core/scratch.h"
 #include "files/bmp.h"
-#include "files/stream.h"
+#include "files/strip_file.h"
 
 using namespace viq;
 
@@ -18,7 +18,7 @@ constexpr const char *file_strip_name = "VIQ_write_BMP_file_1_strip";
 constexpr const char *buffer_name = "VIQ_image_write_BMP_buffer";
 constexpr const char *buffer_strip_name = "VIQ_image_write_BMP_buffer_1_strip";
 
-write_state file_state;
+file_sequence file_state;
 strip_sequence buffer_sequence;
 
 struct buffer_target {
@@ -26,18 +26,18 @@ struct buffer_target {
     u32 *size;
 };
 
-verdict refuse_for_file(const strip_call &call);
+verdict check_for_file(const strip_call &call);
 u32 create(const strip_call &call);
 u32 write_strip(const strip_call &call);
 u32 close(const strip_call &call);
-verdict refuse_for_buffer(const strip_call &call, const buffer_target &);
+verdict check_for_buffer(const strip_call &call, const buffer_target &);
 u32 start_buffer(const strip_call &call, const buffer_target &target);
 u32 store_strip(const strip_call &call, const buffer_target &target);
 
 constexpr strip_transfer<> to_file = {
     .name = file_name,
     .sequence = &file_state.sequence,
-    .check_image = refuse_for_file,
+    .check_image = check_for_file,
     .begin = create,
     .process = write_strip,
     .finish = close,
@@ -48,7 +48,7 @@ constexpr strip_transfer<> to_file = {
 constexpr strip_transfer<buffer_target> to_buffer = {
     .name = buffer_name,
     .sequence = &buffer_sequence,
-    .check_image = refuse_for_buffer,
+    .check_image = check_for_buffer,
     .begin = start_buffer,
     .process = store_strip,
     .every_command_sends = true,
@@ -61,7 +61,7 @@ u32 VIQ_write_BMP_file(u32 hImage, u16 wMode) {
 }
 
 u32 VIQ_image_write_BMP_buffer(u32 hImage, u8 *pBuffer, u32 *pdwSize, u16 wMode) {
-    // Where the pixels start is known to the call that writes the header alone.
+    // Only the call that writes the header has the address of the first pixel.
     if (buffer_sequence.under_way) {
         buffer_sequence = {};
         return wMode == VIQ_STRIP_FINISH
@@ -76,31 +76,32 @@ u32 VIQ_image_write_BMP_buffer(u32 hImage, u8 *pBuffer, u32 *pdwSize, u16 wMode)
 
 namespace {
 
-constexpr std::size_t longest_head = bmp_header_size + bmp_palette_size;
+constexpr std::size_t largest_header = bmp_header_size + bmp_palette_size;
 
 bmp_layout layout_of(const tVIQ_Image &image) {
     return bmp_layout_of(image.width, image.bits_per_pixel);
 }
 
-// Where the current strip's lowest line goes.
+// File offset of the lowest line of the current strip.
 u64 strip_offset(const tVIQ_Image &image, const bmp_layout &layout, u32 lines_done) {
-    return layout.offset + (u64{image.height} - lines_done - image.lines_per_strip) * layout.line;
+    return layout.offset +
+           (u64{image.height} - lines_done - image.lines_per_strip) * layout.line_size;
 }
 
-verdict refuse(const char *function, const tVIQ_Image &image);
-u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]);
-void move_line(const tVIQ_Image &image, const bmp_row &row, const bmp_layout &layout, u32 line,
+verdict check(const char *function, const tVIQ_Image &image);
+u32 make_header(u32 handle, const tVIQ_Image &image, u8 (&header)[largest_header]);
+void copy_line(const tVIQ_Image &image, const bmp_row &row, const bmp_layout &layout, u32 line,
                u8 *to);
 
-verdict refuse_for_file(const strip_call &call) {
-    return refuse(file_name, *call.in);
+verdict check_for_file(const strip_call &call) {
+    return check(file_name, *call.in);
 }
 
-verdict refuse_for_buffer(const strip_call &call, const buffer_target &) {
-    return refuse(buffer_name, *call.in);
+verdict check_for_buffer(const strip_call &call, const buffer_target &) {
+    return check(buffer_name, *call.in);
 }
 
-verdict refuse(const char *function, const tVIQ_Image &image) {
+verdict check(const char *function, const tVIQ_Image &image) {
     const u16 format = image.pixel_format;
     if (format != VIQ_RGB24 && format != VIQ_Y8 && format != VIQ_PALETTED)
         return stop_with(report_format(function, format));
@@ -111,21 +112,21 @@ verdict refuse(const char *function, const tVIQ_Image &image) {
     return proceed;
 }
 
-// The file has its full size from the start, so that strips that never come read as 0.
+// The file is extended to its full size first, so that strips that are never written read as 0.
 u32 create(const strip_call &call) {
     const tVIQ_Image &image = *call.in;
-    u32 code = create_file(file_name, file_state, image.outfilename, writer_buffer_size);
+    u32 code = create_file(file_name, file_state, image.outfilename);
     if (is_error(code))
         return code;
-    u8 head[longest_head];
-    code = make_head(call.in_handle, image, head);
+    u8 header[largest_header];
+    code = make_header(call.in_handle, image, header);
     if (is_error(code)) {
         file_state.file.reset();
         return code;
     }
     const bmp_layout layout = layout_of(image);
     std::FILE *file = file_state.file.get();
-    std::fwrite(head, 1, layout.offset, file);
+    std::fwrite(header, 1, layout.offset, file);
     const u64 size = bmp_file_size(layout, image.height);
     if (size > layout.offset && seek_to(file, size - 1))
         std::fputc(0, file);
@@ -139,25 +140,25 @@ u32 write_strip(const strip_call &call) {
     if (!has_lines(image, image.lines_per_strip))
         return report_no_data(file_strip_name);
     const bmp_layout layout = layout_of(image);
-    const u32 block_lines = std::min(lines_in_block(layout.line), image.lines_per_strip);
-    const u64 block_size = block_lines * layout.line;
+    const u32 block_lines = std::min(lines_in_block(layout.line_size), image.lines_per_strip);
+    const u64 block_size = block_lines * layout.line_size;
     u8 *block = scratch_bytes(scratch::file_lines, block_size);
     if (block == nullptr)
         return report_no_memory(file_strip_name, block_size, "Attempting to malloc:");
     std::FILE *file = file_state.file.get();
     if (!seek_to(file, strip_offset(image, layout, file_state.sequence.lines_done))) {
-        const u32 code =
-            check_written(file_strip_name, file_state); // of what the stream still held
-        return is_error(code) ? code : report(file_strip_name, seek_failed, "fseek failed");
+        // The seek has written the buffer of the stream, which may be what failed.
+        const u32 code = check_written(file_strip_name, file_state);
+        return is_error(code) ? code : report_seek(file_strip_name);
     }
 
     const bmp_row row = bmp_row_of(image);
     for (u32 left = image.lines_per_strip; left > 0;) {
         const u32 lines = std::min(block_lines, left);
         for (u32 n = 0; n < lines; ++n)
-            move_line(image, row, layout, --left,
-                      block + n * static_cast<std::size_t>(layout.line));
-        std::fwrite(block, 1, static_cast<std::size_t>(lines * layout.line), file);
+            copy_line(image, row, layout, --left,
+                      block + n * static_cast<std::size_t>(layout.line_size));
+        std::fwrite(block, 1, static_cast<std::size_t>(lines * layout.line_size), file);
     }
     return check_written(file_strip_name, file_state);
 }
@@ -168,15 +169,15 @@ u32 close(const strip_call &) {
 
 u32 start_buffer(const strip_call &call, const buffer_target &target) {
     const tVIQ_Image &image = *call.in;
-    u8 head[longest_head];
-    const u32 code = make_head(call.in_handle, image, head);
+    u8 header[largest_header];
+    const u32 code = make_header(call.in_handle, image, header);
     if (is_error(code))
         return code;
     const bmp_layout layout = layout_of(image);
     const u64 size = bmp_file_size(layout, image.height);
-    std::memcpy(target.bytes, head, layout.offset);
-    // What the strip below covers is not cleared first.
-    const u64 covered = u64{std::min(image.lines_per_strip, image.height)} * layout.line;
+    std::memcpy(target.bytes, header, layout.offset);
+    // Clears the lines that the first strip does not write.
+    const u64 covered = u64{std::min(image.lines_per_strip, image.height)} * layout.line_size;
     std::memset(target.bytes + layout.offset, 0,
                 static_cast<std::size_t>(size - layout.offset - covered));
     *target.size = static_cast<u32>(size);
@@ -194,25 +195,25 @@ u32 store_strip(const strip_call &call, const buffer_target &target) {
     const bmp_layout layout = layout_of(image);
     const bmp_row row = bmp_row_of(image);
     u8 *to = target.bytes + static_cast<std::size_t>(strip_offset(image, layout, 0));
-    for (u32 left = image.lines_per_strip; left > 0; to += layout.line)
-        move_line(image, row, layout, --left, to);
+    for (u32 left = image.lines_per_strip; left > 0; to += layout.line_size)
+        copy_line(image, row, layout, --left, to);
     return success;
 }
 
-// Header and palette; a grey image gets the grey ramp as its colourmap first.
-u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
+// Header and palette; the colourmap of a grey image is set to the grey ramp first.
+u32 make_header(u32 handle, const tVIQ_Image &image, u8 (&header)[largest_header]) {
     const bmp_layout layout = layout_of(image);
-    const auto pixel_bytes = static_cast<u32>(image.height * layout.line);
-    std::memset(head, 0, sizeof head);
-    std::memcpy(head, "BM", 2);
-    store<u32>(head + 2, layout.offset + pixel_bytes, endian::little);
-    store<u32>(head + 10, layout.offset, endian::little);
-    store<u32>(head + 14, 40, endian::little);
-    store<u32>(head + 18, image.width, endian::little);
-    store<u32>(head + 22, image.height, endian::little);
-    store<u16>(head + 26, 1, endian::little);
-    store<u16>(head + 28, image.bits_per_pixel, endian::little);
-    store<u32>(head + 34, pixel_bytes, endian::little);
+    const auto pixel_bytes = static_cast<u32>(image.height * layout.line_size);
+    std::memset(header, 0, sizeof header);
+    std::memcpy(header, "BM", 2);
+    store<u32>(header + bmp::file_size_at, layout.offset + pixel_bytes, endian::little);
+    store<u32>(header + bmp::data_offset_at, layout.offset, endian::little);
+    store<u32>(header + bmp::information_size_at, bmp::information_size, endian::little);
+    store<u32>(header + bmp::width_at, image.width, endian::little);
+    store<u32>(header + bmp::height_at, image.height, endian::little);
+    store<u16>(header + bmp::planes_at, 1, endian::little);
+    store<u16>(header + bmp::bits_at, image.bits_per_pixel, endian::little);
+    store<u32>(header + bmp::data_size_at, pixel_bytes, endian::little);
     if (image.pixel_format == VIQ_RGB24)
         return success;
     if (image.pixel_format == VIQ_Y8) {
@@ -221,7 +222,7 @@ u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
             return code;
     }
     for (u32 i = 0; i < colourmap_size; ++i) {
-        u8 *entry = head + bmp_header_size + std::size_t{4} * i;
+        u8 *entry = header + bmp_header_size + std::size_t{4} * i;
         entry[0] = image.colourmap[i].blue;
         entry[1] = image.colourmap[i].green;
         entry[2] = image.colourmap[i].red;
@@ -229,12 +230,12 @@ u32 make_head(u32 handle, const tVIQ_Image &image, u8 (&head)[longest_head]) {
     return success;
 }
 
-// One line of the strip as a file line, its padding 0.
-void move_line(const tVIQ_Image &image, const bmp_row &row, const bmp_layout &layout, u32 line,
+// Copies an image line to a file line and clears its padding.
+void copy_line(const tVIQ_Image &image, const bmp_row &row, const bmp_layout &layout, u32 line,
                u8 *to) {
-    move_bmp_row(row, image.data + line * static_cast<std::size_t>(image.bytes_per_line), to);
+    copy_bmp_row(row, image.data + line * static_cast<std::size_t>(image.bytes_per_line), to);
     std::memset(to + static_cast<std::size_t>(layout.pixels), 0,
-                static_cast<std::size_t>(layout.line - layout.pixels));
+                static_cast<std::size_t>(layout.line_size - layout.pixels));
 }
 
 } // namespace

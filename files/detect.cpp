@@ -1,8 +1,10 @@
-// Which format a file has, by its content.
+#include "files/detect.h"
+
 #include <cstring>
 
+#include "core/byte_order.h"
 #include "core/report.h"
-#include "files/stream.h"
+#include "files/tiff.h"
 
 using namespace viq;
 
@@ -10,7 +12,8 @@ namespace {
 
 constexpr const char *name = "VIQ_image_find_file_format";
 
-// The bytes that all tests but TIFF's look at; what the file does not have is all ones.
+// The first bytes of the file, which all tests except the one for TIFF examine; bytes after the end
+// of a shorter file are 0xFF.
 constexpr std::size_t head_size = 17;
 using file_head = u8[head_size];
 
@@ -25,16 +28,25 @@ u32 format_of(std::FILE *file, const file_head &head);
 u32 VIQ_image_find_file_format(const char *pszFileName) {
     if (pszFileName == nullptr)
         return report_null(name);
-    unique_stream file(std::fopen(pszFileName, "rb"));
-    file_head head;
-    std::memset(head, 0xFF, sizeof head);
-    // A directory opens on some systems; reading from it fails everywhere.
-    if (file == nullptr ||
-        (std::fread(head, 1, sizeof head, file.get()) == 0 && std::ferror(file.get()) != 0))
-        return report(name, VIQ_ERR_OPEN, "Failed to open file");
-    const u32 format = format_of(file.get(), head);
+    unique_stream file;
+    const u32 format = open_and_detect(pszFileName, file);
+    if (is_error(format))
+        return format;
     return std::fclose(file.release()) == 0 ? format
                                             : report(name, VIQ_ERR_CLOSE, "Failed to close file");
+}
+
+u32 viq::open_and_detect(const char *path, unique_stream &file) {
+    file.reset(std::fopen(path, "rb"));
+    file_head head;
+    std::memset(head, 0xFF, sizeof head);
+    // Some systems open a directory; reading from it fails on all of them.
+    if (file == nullptr ||
+        (std::fread(head, 1, sizeof head, file.get()) == 0 && std::ferror(file.get()) != 0)) {
+        file.reset();
+        return report(name, VIQ_ERR_OPEN, "Failed to open file");
+    }
+    return format_of(file.get(), head);
 }
 
 namespace {
@@ -55,10 +67,8 @@ u32 format_of(std::FILE *file, const file_head &head) {
     return 0;
 }
 
-// The first directory's first entry must have a field type that exists.
+// The first entry of the first directory must have a valid field type.
 bool is_tiff(std::FILE *file) {
-    constexpr u16 magic = 42;
-    constexpr u16 last_field_type = 11;
     if (!seek_to(file, 0))
         return false;
     const int first = std::fgetc(file);
@@ -66,14 +76,14 @@ bool is_tiff(std::FILE *file) {
     if (first != 'M' && first != 'I')
         return false;
     const endian order = first == 'M' ? endian::big : endian::little;
-    if (read<u16>(file, order) != magic)
+    if (read<u16>(file, order) != tiff::magic)
         return false;
     if (!seek_to(file, read<u32>(file, order)))
         return false;
     read<u16>(file, order); // entry count
     read<u16>(file, order); // tag
     const u16 type = read<u16>(file, order);
-    return type >= 1 && type <= last_field_type;
+    return type >= 1 && type <= tiff::last_type;
 }
 
 bool is_tga(const file_head &head) {

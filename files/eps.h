@@ -1,13 +1,13 @@
-// What an EPS file of this library looks like, shared by its writer and its reader.
+// The layout of EPS files, shared by the writer and the reader.
 #pragma once
 
-#include "files/stream.h"
+#include "files/strip_file.h"
 
 namespace viq {
 
 namespace eps {
 
-constexpr u32 bytes_per_text_line = 39; // the text breaks behind so many bytes of an image line
+constexpr u32 bytes_per_text_line = 39; // of pixels, two digits each
 
 // Bytes of the pixels in a line.
 inline u64 line_bytes(const tVIQ_Image &image) {

@@ -1,4 +1,4 @@
-// EPS reader: the files that this library writes.
+// EPS reader for the files that the EPS writer produces.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -17,7 +17,7 @@ constexpr const char *name = "VIQ_read_EPS_file";
 constexpr const char *strip_name = "VIQ_read_EPS_file_1_strip";
 constexpr const char *word_name = "fread_word_ascii";
 
-read_state state;
+file_sequence state;
 text_source text;
 
 u32 read_header(const read_call &call);
@@ -67,19 +67,19 @@ u32 read_header(const read_call &call) {
     return fits_file(image, file_size(call.file)) ? success : report_corrupt(name);
 }
 
-// Each byte takes two digits.
+// Each byte of pixels has two digits in the file.
 bool fits_file(const tVIQ_Image &image, u64 file_size) {
     const u64 line = 2 * eps::line_bytes(image);
     return line == 0 || image.height <= file_size / line;
 }
 
-// The decimal number that a text starts with; what is no size of a picture is the greatest one.
+// The decimal number at the start of a text; numbers that exceed 32 bits become UINT32_MAX.
 u32 number_at(const char *digits) {
     return static_cast<u32>(
         std::min<unsigned long long>(std::strtoull(digits, nullptr, 10), UINT32_MAX));
 }
 
-// Name and value pairs up to the operator that is followed by the pixels.
+// Level 2: name and value pairs up to the image operator, which the pixels follow.
 u32 read_dictionary(const read_call &call) {
     tVIQ_Image &image = call.image;
     u32 code = set_format(call, VIQ_PALETTED);
@@ -116,7 +116,7 @@ u32 read_palette(const read_call &call, u32 last_colour) {
         return report_corrupt(name);
     if (call.image.colourmap == nullptr)
         return report_no_colourmap(name);
-    if (!pass_over(text, '<'))
+    if (!skip_expected(text, '<'))
         return report_no_hex(name);
     call.image.num_colours = static_cast<u16>(last_colour);
     for (u32 i = 0; i <= last_colour; ++i) {
@@ -131,7 +131,8 @@ u32 read_palette(const read_call &call, u32 last_colour) {
     return success;
 }
 
-// The size stands on the fifth line behind the comments, the kind of image on the fourth after it.
+// Level 1: the fifth line after the comments has the size, the fourth line after that one the kind
+// of image.
 u32 read_numbers(const read_call &call) {
     tVIQ_Image &image = call.image;
     char line[longest_text + 1] = "";

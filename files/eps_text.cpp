@@ -96,7 +96,7 @@ text_result read_word(text_source &text, text_word &word) {
     return text_result::found;
 }
 
-bool pass_over(text_source &text, char expected) {
+bool skip_expected(text_source &text, char expected) {
     skip_blanks(text);
     return take(text) == expected;
 }
@@ -104,7 +104,7 @@ bool pass_over(text_source &text, char expected) {
 bool read_hex(text_source &text, u8 *bytes, std::size_t count) {
     std::size_t n = 0;
     while (n < count) {
-        // Pairs without anything between them, as far as the block has them.
+        // Fast path: pairs without white space, up to the end of the block.
         const std::size_t pairs = (text.end - text.at) / 2;
         const std::size_t last = count - n < pairs ? count : n + pairs;
         const u8 *pair = text.block + text.at;
@@ -146,7 +146,7 @@ void skip_line(text_source &text) {
     }
 }
 
-// Its value, or less than 0.
+// The value of the next digit, or -1.
 int take_digit(text_source &text) {
     skip_blanks(text);
     const int c = take(text);

@@ -1,4 +1,4 @@
-// The text of a PostScript file as the EPS reader takes it: by lines, by words, as hexadecimal.
+// Text input of the EPS reader: lines, words and hexadecimal data.
 #pragma once
 
 #include <cstdio>
@@ -7,7 +7,7 @@
 
 namespace viq {
 
-// What has been read ahead of a stream.
+// A stream and the block that has been read from it; `at` to `end` is not consumed yet.
 struct text_source {
     std::FILE *stream = nullptr;
     std::size_t at = 0;
@@ -20,13 +20,13 @@ void start_text(text_source &text, std::FILE *stream);
 
 constexpr int end_of_text = -1;
 
-// The next character, which stays.
+// The next character, which is not consumed.
 int peek_text(text_source &text);
 
-// Longer lines and words are cut; what is cut off is passed over.
+// Longer lines and words are truncated; the rest is skipped.
 constexpr std::size_t longest_text = 255;
 
-// A line in capitals, without its end. False at the end of the text.
+// Reads a line, converted to capitals, without its line end. False at the end of the text.
 bool read_text_line(text_source &text, char (&line)[longest_text + 1]);
 
 struct text_word {
@@ -36,14 +36,14 @@ struct text_word {
 
 enum class text_result { found, end, broken };
 
-// The next word, its end left in the text: white space and the delimiters ()<>[]{}/% separate
-// words, comments are passed over. Broken is a word that the end of the text cuts.
+// Reads the next word; the character after it is not consumed. White space and the delimiters
+// ()<>[]{}/% separate words; comments are skipped. `broken`: the text ends within a word.
 text_result read_word(text_source &text, text_word &word);
 
-// Skips white space, then the given character; false when another one stands there.
-bool pass_over(text_source &text, char expected);
+// Skips white space and the expected character; false if another character follows.
+bool skip_expected(text_source &text, char expected);
 
-// Bytes out of pairs of digits, with white space anywhere; false at anything else.
+// Reads bytes as pairs of digits, with white space anywhere; false at any other character.
 bool read_hex(text_source &text, u8 *bytes, std::size_t count);
 
 } // namespace viq

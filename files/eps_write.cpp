@@ -1,4 +1,4 @@
-// EPS writer: one page with the picture on it, centred, pixels in hexadecimal.
+// EPS writer: one page with the centred picture, pixels in hexadecimal.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -12,22 +12,27 @@ using namespace viq;
 
 namespace {
 
-write_state state;
+file_sequence state;
 
-verdict refuse(const strip_call &call);
-void put_head(std::FILE *file, const tVIQ_Image &image);
-u32 put_strip(std::FILE *file, const tVIQ_Image &image);
-void put_tail(std::FILE *file);
+verdict check(const tVIQ_Image &image);
+void write_header(std::FILE *file, const tVIQ_Image &image);
+u32 write_strip(std::FILE *file, const tVIQ_Image &image);
+void write_trailer(std::FILE *file);
 
-constexpr strip_writer writer = {"VIQ_write_EPS_file",
-                                 "VIQ_write_EPS_file_1_strip",
-                                 &state,
-                                 refuse,
-                                 put_head,
-                                 put_strip,
-                                 padded_bit_line,
-                                 put_tail,
-                                 "w"};
+constexpr u16 formats[] = {VIQ_Y1, VIQ_Y8, VIQ_PALETTED, VIQ_RGB24};
+
+constexpr strip_writer writer = {
+    .name = "VIQ_write_EPS_file",
+    .strip_name = "VIQ_write_EPS_file_1_strip",
+    .state = &state,
+    .formats = formats,
+    .write_strip = write_strip,
+    .write_header = write_header,
+    .write_trailer = write_trailer,
+    .check = check,
+    .line = padded_bit_line,
+    .mode = "w",
+};
 
 } // namespace
 
@@ -37,65 +42,63 @@ u32 VIQ_write_EPS_file(u32 hImage, u16 wMode) {
 
 namespace {
 
-// Where the picture stands on the page, in points.
+// Position of the picture on the page, in points.
 struct placement {
     i32 left, bottom, right, top;
-    i32 scale_x, scale_y; // as printed
+    i32 scale_x, scale_y; // operands of the scale operator
     bool landscape;
 };
 
 placement place(u32 width, u32 height);
-void put_comments(std::FILE *file, const tVIQ_Image &image, const placement &page);
-void put_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page);
-void put_direct(std::FILE *file, const tVIQ_Image &image, const placement &page);
-void put_palette(std::FILE *file, const tVIQ_Image &image);
-void put_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page,
-                const char *separator);
-void fill_text(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *text);
+void write_comments(std::FILE *file, const tVIQ_Image &image, const placement &page);
+void write_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page);
+void write_direct(std::FILE *file, const tVIQ_Image &image, const placement &page);
+void write_palette(std::FILE *file, const tVIQ_Image &image);
+void write_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page,
+                  const char *separator);
+void pack_hex(const tVIQ_Image &image, u32 first, u32 lines, u64 line_size, u8 *text);
 
-verdict refuse(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    const u16 format = image.pixel_format;
-    if (format != VIQ_Y1 && format != VIQ_Y8 && format != VIQ_PALETTED && format != VIQ_RGB24)
-        return stop_with(report_format(writer.name, format));
-    if (format == VIQ_PALETTED && image.colourmap == nullptr)
+verdict check(const tVIQ_Image &image) {
+    if (image.pixel_format == VIQ_PALETTED && image.colourmap == nullptr)
         return stop_with(report_no_colourmap(writer.name));
     if (image.width == 0 || image.height == 0)
         return stop_with(report_corrupt(writer.name));
     return proceed;
 }
 
-void put_head(std::FILE *file, const tVIQ_Image &image) {
+void write_header(std::FILE *file, const tVIQ_Image &image) {
     const placement page = place(image.width, image.height);
-    put_comments(file, image, page);
+    write_comments(file, image, page);
     if (image.pixel_format == VIQ_PALETTED)
-        put_indexed(file, image, page);
+        write_indexed(file, image, page);
     else
-        put_direct(file, image, page);
+        write_direct(file, image, page);
 }
 
-u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
+u32 write_strip(std::FILE *file, const tVIQ_Image &image) {
     const u64 bytes = eps::line_bytes(image);
     const u64 text = 2 * bytes + bytes / eps::bytes_per_text_line + 1;
-    return put_blocks(writer.strip_name, file, image, text, fill_text);
+    return write_packed_lines(writer.strip_name, file, image, text, pack_hex);
 }
 
-void put_tail(std::FILE *file) {
+void write_trailer(std::FILE *file) {
     std::fputs("showpage\n%%EOF\n", file);
 }
 
-// The longer side fits 720 points or the shorter one 522, whichever is reached first; quotients of
-// 16 bits of fraction tell which. Where they are equal, huge pictures stand out by a few points.
+// Scales the picture so that its longer side has 720 points or its shorter side 522, whichever is
+// the smaller picture; quotients with 16 fraction bits decide. If the quotients are equal, very
+// large pictures exceed the area by a few points.
 placement place(u32 width, u32 height) {
     constexpr i32 long_room = 720;
     constexpr i32 short_room = 522;
+    constexpr i64 one = 65536;
     constexpr i32 left_margin = 18;
     constexpr i32 bottom_margin = 10;
     const i64 shorter = std::min(width, height);
     const i64 longer = std::max(width, height);
     i32 x = short_room;
     i32 y = long_room;
-    if (short_room * i64{65536} / shorter >= long_room * i64{65536} / longer)
+    if (short_room * one / shorter >= long_room * one / longer)
         x = static_cast<i32>(shorter * long_room / longer);
     else
         y = static_cast<i32>(longer * short_room / shorter);
@@ -109,11 +112,11 @@ placement place(u32 width, u32 height) {
             .landscape = landscape};
 }
 
-// RGB files announce CMYK although their data are RGB.
-void put_comments(std::FILE *file, const tVIQ_Image &image, const placement &page) {
+// The comments of RGB files declare CMYK, although their data is RGB.
+void write_comments(std::FILE *file, const tVIQ_Image &image, const placement &page) {
     std::fprintf(file, "%%!PS-Adobe-3.0 EPSF-3.0\n%%%%BoundingBox: %d %d %d %d\n", page.left,
                  page.bottom, page.right, page.top);
-    // The comment ends with its line.
+    // A line end in the text would end the comment.
     char creator[sizeof image.spare_text + 1] = {};
     std::memcpy(creator, image.spare_text, sizeof image.spare_text);
     creator[std::strcspn(creator, "\r\n")] = '\0';
@@ -126,37 +129,41 @@ void put_comments(std::FILE *file, const tVIQ_Image &image, const placement &pag
                  page.bottom);
 }
 
-void put_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page) {
+void write_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page) {
     std::fprintf(file, "%d %d scale\n[/Indexed /DeviceRGB %u\n <", page.scale_x, page.scale_y,
                  colour_count(image) - 1);
-    put_palette(file, image);
+    write_palette(file, image);
     std::fprintf(file,
                  ">\n] setcolorspace\n<<\n  /ImageType 1\n  /Width %u\n  /Height %u\n"
                  "  /BitsPerComponent %u\n  /Decode [0 1 0 1 0 1]\n",
                  image.width, image.height, u32{image.bits_per_pixel});
-    put_matrix(file, image, page, "  /ImageMatrix");
+    write_matrix(file, image, page, "  /ImageMatrix");
     std::fputs("  /DataSource currentfile\n  /ASCIIHexDecode filter\n>>\nimage\n", file);
 }
 
-void put_palette(std::FILE *file, const tVIQ_Image &image) {
+void write_palette(std::FILE *file, const tVIQ_Image &image) {
+    constexpr u32 colours_per_line = 11;
     const u32 colours = colour_count(image);
     for (u32 i = 0; i < colours; ++i) {
         const tVIQ_Colour &entry = image.colourmap[i];
-        const char *separator = i % 11 == 10 ? "\n  " : i + 1 < colours ? " " : "";
+        const char *separator = i % colours_per_line == colours_per_line - 1 ? "\n  "
+                                : i + 1 < colours                            ? " "
+                                                                             : "";
         std::fprintf(file, "%02x%02x%02x%s", u32{entry.red}, u32{entry.green}, u32{entry.blue},
                      separator);
     }
 }
 
-void put_direct(std::FILE *file, const tVIQ_Image &image, const placement &page) {
+void write_direct(std::FILE *file, const tVIQ_Image &image, const placement &page) {
     std::fprintf(file, "/picstr %u string def\n%d %d scale\n%u %u %s\n", image.width, page.scale_x,
                  page.scale_y, image.width, image.height, image.pixel_format == VIQ_Y1 ? "1" : "8");
-    put_matrix(file, image, page, "");
+    write_matrix(file, image, page, "");
     std::fputs("{currentfile\n picstr readhexstring pop}\n", file);
     std::fputs(image.pixel_format == VIQ_RGB24 ? "false 3\ncolorimage\n" : "image\n", file);
 }
 
-void put_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page, const char *key) {
+void write_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page,
+                  const char *key) {
     if (page.landscape)
         std::fprintf(file, "%s[0 %u %u 0 0 0]\t%% Landscape Orientation\n", key, image.width,
                      image.height);
@@ -177,10 +184,10 @@ constexpr digit_pairs make_pairs() {
 
 constexpr digit_pairs hex_digits = make_pairs();
 
-void fill_text(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *text) {
+void pack_hex(const tVIQ_Image &image, u32 first, u32 lines, u64 line_size, u8 *text) {
     const u64 bytes = eps::line_bytes(image);
     const u8 *source = image.data + first * static_cast<std::size_t>(image.bytes_per_line);
-    for (u32 n = 0; n < lines; ++n, source += image.bytes_per_line, text += line) {
+    for (u32 n = 0; n < lines; ++n, source += image.bytes_per_line, text += line_size) {
         u8 *to = text;
         const u8 *from = source;
         for (u64 left = bytes; left > 0;) {

@@ -1,10 +1,14 @@
-// Generic reading and writing: the format's reader or writer, strip by strip.
+// Generic reading and writing: calls the reader or writer of the file format for each strip.
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "core/image.h"
 #include "core/memory_image.h"
 #include "core/report.h"
+#include "files/detect.h"
+#include "files/tga.h"
+#include "files/tiff.h"
 
 using namespace viq;
 
@@ -14,21 +18,24 @@ constexpr const char *read_name = "VIQ_image_read";
 constexpr const char *write_name = "VIQ_image_write";
 
 using file_function = u32 (*)(u32 hImage, u16 wMode);
+using opened_file_function = u32 (*)(u32 hImage, u16 mode, unique_stream opened);
 
 u32 read_wavelet_file(u32 hImage, u16 mode);
+u32 read_jpeg(u32 hImage, u16 mode);
 
 // Null: the format is not read or not written.
 struct file_format {
     u32 code;
     file_function read;
     file_function write;
+    // Null: the reader opens the file itself, because it sets the buffer of the stream before it
+    // reads, or because the file belongs to the image's JPEG or wavelet record.
+    opened_file_function read_opened = nullptr;
 };
 
-u32 read_jpeg(u32 hImage, u16 mode);
-
 constexpr file_format file_formats[] = {
-    {VIQ_FILE_TIFF, VIQ_read_TIFF_file, VIQ_write_TIFF_file},
-    {VIQ_FILE_TGA, VIQ_read_TGA_file, VIQ_write_TGA_file},
+    {VIQ_FILE_TIFF, VIQ_read_TIFF_file, VIQ_write_TIFF_file, read_opened_tiff},
+    {VIQ_FILE_TGA, VIQ_read_TGA_file, VIQ_write_TGA_file, read_opened_tga},
     {VIQ_FILE_TGA + 1, nullptr, VIQ_write_TGA_file},
     {VIQ_FILE_TGA + 2, nullptr, VIQ_write_TGA_file},
     {VIQ_FILE_EPS, VIQ_read_EPS_file, VIQ_write_EPS_file},
@@ -42,6 +49,7 @@ struct generic_read {
     bool under_way = false;
     u32 code = 0;
     u32 lines_done = 0;
+    unique_stream file; // opened for detection, until the reader takes it over
 };
 
 generic_read reading;
@@ -76,7 +84,7 @@ u32 VIQ_image_read(u32 hImage, u32 hMemory, u16 wMode) {
         return end_reading(from, report_bad_handle(read_name));
     if (!reading.under_way) {
         u32 code = start_reading(*image, hMemory);
-        // A wavelet file has no header to read ahead: it comes whole, and as a stream.
+        // Wavelet files are read completely by one call, which needs no size.
         if (!is_error(code) && image->height == VIQ_HEIGHT_UNKNOWN &&
             reading.code != VIQ_FILE_WAVELET)
             code = read_whole_header(from, *image);
@@ -106,26 +114,29 @@ file_format find_file_format(u32 code) {
     const auto *found =
         std::find_if(std::begin(file_formats), std::end(file_formats),
                      [code](const file_format &format) { return format.code == code; });
-    return found != std::end(file_formats) ? *found : file_format{code, nullptr, nullptr};
+    return found != std::end(file_formats) ? *found : file_format{code, nullptr, nullptr, nullptr};
 }
 
-// Nothing stays open after a wavelet file, so that there is nothing to finish either.
+// A wavelet file is closed after each call; there is no sequence to finish.
 u32 read_wavelet_file(u32 hImage, u16 mode) {
     return mode == VIQ_STRIP_NEXT ? VIQ_WVLT_file_read(hImage) : report_unrecognised(read_name);
 }
 
 u32 start_reading(const tVIQ_Image &image, u32 hMemory) {
     u32 code = VIQ_FILE_MEMORY;
+    unique_stream file;
     if (hMemory == 0)
-        code = VIQ_image_find_file_format(image.infilename);
+        code = open_and_detect(image.infilename, file);
     if (is_error(code))
         return report(read_name, code, "Failed to recognise file format");
-    reading = {true, code, 0};
+    if (find_file_format(code).read_opened == nullptr)
+        file.reset();
+    reading = {true, code, 0, std::move(file)};
     return success;
 }
 
-// A new image does not know its size yet: the header alone is read first, and then the whole
-// picture comes as one strip. After a failure the image is new again.
+// The size of a new image is unknown: the header is read first, then the whole picture is read as
+// one strip. After a failure the image has its initial size again.
 u32 read_whole_header(const source &from, tVIQ_Image &image) {
     const u32 lines = image.lines_per_strip;
     image.lines_per_strip = 0;
@@ -138,9 +149,9 @@ u32 read_whole_header(const source &from, tVIQ_Image &image) {
     } else {
         const u32 format = reading.code;
         code = read_strip(from, image);
-        // A header that says the lines of a strip ends the reading as their strip would.
+        // A header that sets the lines per strip has ended the sequence like the last strip.
         if (!is_error(code))
-            reading = {true, format, 0};
+            reading = {true, format, 0, nullptr};
     }
     if (is_error(code)) {
         image.height = VIQ_HEIGHT_UNKNOWN;
@@ -164,8 +175,10 @@ u32 read_strip(const source &from, const tVIQ_Image &image) {
 u32 call_reader(const source &from, u16 mode) {
     if (reading.code == VIQ_FILE_MEMORY)
         return VIQ_read_from_memory(from.hMemory, from.hImage, mode);
-    const file_function read = find_file_format(reading.code).read;
-    return read != nullptr ? read(from.hImage, mode) : report_unrecognised(read_name);
+    const file_format format = find_file_format(reading.code);
+    if (format.read_opened != nullptr)
+        return format.read_opened(from.hImage, mode, std::move(reading.file));
+    return format.read != nullptr ? format.read(from.hImage, mode) : report_unrecognised(read_name);
 }
 
 u32 finish_reading(const source &from) {
@@ -174,7 +187,8 @@ u32 finish_reading(const source &from) {
     return code;
 }
 
-// A JPEG file is read whole, unless only its header is asked for; it is closed after every call.
+// Reads the coded data of the whole JPEG file, or only the header if the strip has no lines. The
+// file is closed after each call.
 u32 read_jpeg(u32 hImage, u16 mode) {
     if (mode == VIQ_STRIP_FINISH)
         return success;
@@ -184,7 +198,7 @@ u32 read_jpeg(u32 hImage, u16 mode) {
     return is_error(code) ? code : VIQ_JPEG_file_close(hImage);
 }
 
-// Whatever the reader still holds open goes with the failed read.
+// After a failure: finishes the reader's own sequence and closes its file.
 u32 end_reading(const source &from, u32 code) {
     const file_function read = find_file_format(reading.code).read;
     if (reading.code == VIQ_FILE_MEMORY)

@@ -1,20 +1,29 @@
-// Raw pixel data: lines without a header.
+// Writer of raw pixel data: the lines of the image without a header.
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "files/stream.h"
+#include "files/strip_file.h"
 
 using namespace viq;
 
 namespace {
 
-write_state state;
+file_sequence state;
 
-verdict refuse(const strip_call &call);
-u32 put_strip(std::FILE *file, const tVIQ_Image &image);
+u32 write_strip(std::FILE *file, const tVIQ_Image &image);
+
+constexpr u16 formats[] = {VIQ_Y8,     VIQ_Y16,    VIQ_PALETTED,     VIQ_RGB8,   VIQ_RGB15,
+                           VIQ_RGB16,  VIQ_RGB24,  VIQ_BGR24,        VIQ_RGBX32, VIQ_BGRX32,
+                           VIQ_XBGR32, VIQ_XRGB32, VIQ_JPEG_WORK100, VIQ_HSI,    VIQ_YUV422};
 
 constexpr strip_writer writer = {
-    "VIQ_write_raw_data", "VIQ_write_raw_data_1_strip", &state, refuse, nullptr, put_strip};
+    .name = "VIQ_write_raw_data",
+    .strip_name = "VIQ_write_raw_data_1_strip",
+    .state = &state,
+    .formats = formats,
+    .write_strip = write_strip,
+    .plain_format_code = true,
+};
 
 } // namespace
 
@@ -24,31 +33,9 @@ u32 VIQ_write_raw_data_file(u32 hImage, u16 wMode) {
 
 namespace {
 
-verdict refuse(const strip_call &call) {
-    switch (call.in->pixel_format) {
-    case VIQ_Y8:
-    case VIQ_Y16:
-    case VIQ_PALETTED:
-    case VIQ_RGB8:
-    case VIQ_RGB15:
-    case VIQ_RGB16:
-    case VIQ_RGB24:
-    case VIQ_BGR24:
-    case VIQ_RGBX32:
-    case VIQ_BGRX32:
-    case VIQ_XBGR32:
-    case VIQ_XRGB32:
-    case VIQ_JPEG_WORK100:
-    case VIQ_HSI:
-    case VIQ_YUV422:
-        return proceed;
-    default:
-        return stop_with(report(writer.name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
-    }
-}
-
-// Words stand back to back, whatever padding the lines have; bytes are written with the padding.
-u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
+// 16-bit pixels are written as consecutive words of the buffer: line padding is not skipped. Lines
+// of other formats are written with their padding.
+u32 write_strip(std::FILE *file, const tVIQ_Image &image) {
     switch (image.pixel_format) {
     case VIQ_RGB15:
     case VIQ_RGB16:
@@ -56,7 +43,7 @@ u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
         write_words(file, image.data, u64{image.width} * image.lines_per_strip, endian::little);
         break;
     default:
-        put_lines(file, image, image.bytes_per_line);
+        write_image_lines(file, image, image.bytes_per_line);
         break;
     }
     return success;

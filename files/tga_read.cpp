@@ -1,10 +1,11 @@
 // TGA reader: grey, and true colour of 15, 16 or 24 bits, not compressed, lines in file order.
 #include <algorithm>
+#include <utility>
 
 #include "convert/rows.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "files/stream.h"
+#include "files/strip_file.h"
 #include "files/tga.h"
 
 using namespace viq;
@@ -14,7 +15,7 @@ namespace {
 constexpr const char *name = "VIQ_read_TGA_file";
 constexpr const char *strip_name = "VIQ_read_TGA_file_1_strip";
 
-read_state state;
+file_sequence state;
 u32 file_bits; // per pixel, of the open file
 
 u32 read_header(const read_call &call);
@@ -29,13 +30,17 @@ u32 VIQ_read_TGA_file(u32 hImage, u16 wMode) {
     return run_reader(reader, hImage, wMode);
 }
 
+u32 viq::read_opened_tga(u32 hImage, u16 mode, unique_stream opened) {
+    return run_reader(reader, hImage, mode, std::move(opened));
+}
+
 namespace {
 
 bool read_bgr(const read_call &call);
 void unpack_words(const tVIQ_Image &image, u8 *packed, u8 *line);
 
-// The identification's length, the origin and the descriptor are not looked at: pixels lie right
-// behind the header, their first line is the top line.
+// The length of the identification, the origin and the descriptor are ignored: the pixels follow
+// the header directly, the top line first.
 u32 read_header(const read_call &call) {
     tVIQ_Image &image = call.image;
     u8 header[tga::header_size];
@@ -59,28 +64,28 @@ u32 read_header(const read_call &call) {
     return tga::header_size + pixels <= file_size(call.file) ? success : report_corrupt(name);
 }
 
-// Grey lines have in the file what they have in the image, padding included.
+// Grey lines are stored with the padding of the image's lines.
 u32 read_lines(const read_call &call) {
     const tVIQ_Image &image = call.image;
     const u32 lines = image.lines_per_strip;
     if (image.pixel_format == VIQ_RGB24 && file_bits != 24)
-        return get_unpacked_lines(strip_name, call.file, image, 0, lines, u64{image.width} * 2,
-                                  unpack_words);
+        return read_packed_lines(strip_name, call.file, image, 0, lines, u64{image.width} * 2,
+                                 unpack_words);
     const bool complete = image.pixel_format == VIQ_RGB24
                               ? read_bgr(call)
-                              : get_lines(call.file, image, 0, lines, image.bytes_per_line);
+                              : read_image_lines(call.file, image, 0, lines, image.bytes_per_line);
     return complete ? success : report_corrupt(strip_name);
 }
 
-// Red and blue change places where the pixels have come to lie, while the cache still holds them.
+// Swaps red and blue in place, block by block, while the pixels are in the cache.
 bool read_bgr(const read_call &call) {
     const tVIQ_Image &image = call.image;
-    const u64 line = u64{image.width} * 3;
+    const u64 line_size = u64{image.width} * 3;
     const row_kernel swap = find_row(VIQ_BGR24, VIQ_RGB24);
-    const u32 block = lines_in_block(line);
+    const u32 block = lines_in_block(line_size);
     for (u32 first = 0; first < image.lines_per_strip; first += block) {
         const u32 lines = std::min(block, image.lines_per_strip - first);
-        if (!get_lines(call.file, image, first, lines, line))
+        if (!read_image_lines(call.file, image, first, lines, line_size))
             return false;
         for_each_run(image, first, lines, [swap](u8 *pixels, u64 count) {
             swap(pixels, pixels, static_cast<u32>(count), {});
@@ -89,7 +94,7 @@ bool read_bgr(const read_call &call) {
     return true;
 }
 
-// Five bits each of red, green and blue, blue in the low ones.
+// Pixels of 5 bits each of red, green and blue, blue in the lowest bits.
 void unpack_words(const tVIQ_Image &image, u8 *packed, u8 *line) {
     words_to_host(packed, image.width, endian::little);
     find_row(VIQ_RGB15, VIQ_RGB24)(packed, line, image.width, {});

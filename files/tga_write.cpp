@@ -1,22 +1,29 @@
 // TGA writer: not compressed, top line first.
 #include "convert/rows.h"
 #include "core/image.h"
-#include "core/report.h"
-#include "files/stream.h"
+#include "files/strip_file.h"
 #include "files/tga.h"
 
 using namespace viq;
 
 namespace {
 
-write_state state;
+file_sequence state;
 
-verdict refuse(const strip_call &call);
-void put_head(std::FILE *file, const tVIQ_Image &image);
-u32 put_strip(std::FILE *file, const tVIQ_Image &image);
+void write_header(std::FILE *file, const tVIQ_Image &image);
+u32 write_strip(std::FILE *file, const tVIQ_Image &image);
+
+constexpr u16 formats[] = {VIQ_Y8, VIQ_RGB15, VIQ_RGB24};
 
 constexpr strip_writer writer = {
-    "VIQ_write_TGA_file", "VIQ_write_TGA_file_1_strip", &state, refuse, put_head, put_strip};
+    .name = "VIQ_write_TGA_file",
+    .strip_name = "VIQ_write_TGA_file_1_strip",
+    .state = &state,
+    .formats = formats,
+    .write_strip = write_strip,
+    .write_header = write_header,
+    .too_large = "Image too large for a TGA file",
+};
 
 } // namespace
 
@@ -26,17 +33,9 @@ u32 VIQ_write_TGA_file(u32 hImage, u16 wMode) {
 
 namespace {
 
-void fill_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *block);
+void pack_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line_size, u8 *block);
 
-verdict refuse(const strip_call &call) {
-    const tVIQ_Image &image = *call.in;
-    const u16 format = image.pixel_format;
-    if (format != VIQ_Y8 && format != VIQ_RGB15 && format != VIQ_RGB24)
-        return stop_with(report_format(writer.name, format));
-    return refuse_size(writer.name, image, "Image too large for a TGA file");
-}
-
-void put_head(std::FILE *file, const tVIQ_Image &image) {
+void write_header(std::FILE *file, const tVIQ_Image &image) {
     u8 header[tga::header_size] = {};
     const bool is_grey = image.pixel_format == VIQ_Y8;
     header[tga::image_type_at] = is_grey ? tga::grey : tga::true_colour;
@@ -47,19 +46,19 @@ void put_head(std::FILE *file, const tVIQ_Image &image) {
     std::fwrite(header, 1, sizeof header, file);
 }
 
-// Grey and 15-bit lines go with their padding; colour goes as blue, green, red without it.
-u32 put_strip(std::FILE *file, const tVIQ_Image &image) {
+// Grey and 15-bit lines are written with their padding, RGB lines as BGR without it.
+u32 write_strip(std::FILE *file, const tVIQ_Image &image) {
     if (image.pixel_format == VIQ_RGB24)
-        return put_blocks(writer.strip_name, file, image, u64{image.width} * 3, fill_bgr);
-    put_lines(file, image, image.bytes_per_line);
+        return write_packed_lines(writer.strip_name, file, image, u64{image.width} * 3, pack_bgr);
+    write_image_lines(file, image, image.bytes_per_line);
     return success;
 }
 
-void fill_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line, u8 *block) {
+void pack_bgr(const tVIQ_Image &image, u32 first, u32 lines, u64 line_size, u8 *block) {
     const row_kernel swap = find_row(VIQ_RGB24, VIQ_BGR24);
     for_each_run(image, first, lines, [&](const u8 *pixels, u64 count) {
         swap(pixels, block, static_cast<u32>(count), {});
-        block += line;
+        block += line_size;
     });
 }
 

@@ -1,10 +1,12 @@
-// The parts of a TIFF file that the reader and the writer share.
+// TIFF files: tags and values, and the reader for a file that is already open.
 #pragma once
 
-#include "core/byte_order.h"
-#include "core/types.h"
+#include "core/file_io.h"
 
 namespace viq {
+
+// VIQ_read_TIFF_file for a file that has been opened already; see run_reader.
+u32 read_opened_tiff(u32 hImage, u16 mode, unique_stream opened);
 
 namespace tiff {
 
@@ -26,13 +28,13 @@ enum tag : u16 {
     colour_map = 320,
 };
 
-enum field_type : u16 { type_short = 3, type_long = 4, type_rational = 5 };
+enum field_type : u16 { type_short = 3, type_long = 4, type_rational = 5, last_type = 11 };
 
 enum photometric_value : u16 { grey_white_is_0 = 0, grey = 1, rgb = 2, palette = 3, separated = 5 };
 
 constexpr u16 magic = 42;
-constexpr u32 head_size = 8;
-constexpr u32 entry_size = 12;
+constexpr u32 header_size = 8;
+constexpr u32 entry_size = 12; // of a directory
 
 } // namespace tiff
 

@@ -1,10 +1,11 @@
 // TIFF reader: grey, palette and RGB, not compressed, both byte orders.
 #include <algorithm>
+#include <utility>
 
 #include "core/cmap_record.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "files/stream.h"
+#include "files/strip_file.h"
 #include "files/tiff.h"
 
 using namespace viq;
@@ -14,15 +15,15 @@ namespace {
 constexpr const char *name = "VIQ_read_TIFF_file";
 constexpr const char *strip_name = "VIQ_read_TIFF_file_1_strip";
 
-read_state state;
+file_sequence state;
 
-// Where the lines of the open file stand.
+// Location of the lines in the open file.
 struct line_source {
     std::vector<u32> strips; // offsets of the TIFF strips
     u32 rows_per_strip = 1;
-    u64 line = 0;
-    bool nibbles = false; // two 4-bit indices a byte
-    u64 position = 0;     // of the stream, all ones while unknown
+    u64 line_size = 0;    // bytes of a file line
+    bool nibbles = false; // two 4-bit indices per byte
+    u64 position = 0;     // of the stream, position_unknown before the first read
 };
 
 line_source source;
@@ -46,6 +47,10 @@ u32 VIQ_read_TIFF_file(u32 hImage, u16 wMode) {
     return run_reader(reader, hImage, wMode);
 }
 
+u32 viq::read_opened_tiff(u32 hImage, u16 mode, unique_stream opened) {
+    return run_reader(reader, hImage, mode, std::move(opened));
+}
+
 u16 TIFF_read_ui16(FILE *f, u16 wOrder) {
     return read<u16>(f, order_of(wOrder));
 }
@@ -65,11 +70,11 @@ constexpr u64 position_unknown = UINT64_MAX;
 struct entry {
     u16 tag, type;
     u32 count;
-    u32 value;  // by type
-    u64 offset; // where the values stand: in the entry itself, or where it points
+    u32 value;  // of type `type`
+    u64 offset; // of the values in the file: in the entry itself, or where the entry points
 };
 
-// What the directory says about the picture.
+// The fields of the directory that describe the picture.
 struct directory {
     u16 order = 0;
     u64 file_size = 0;
@@ -99,7 +104,7 @@ u32 size_of(u16 type) {
     return type == tiff::type_short ? 2 : 4;
 }
 
-bool lies_inside(const directory &page, u64 offset, u64 size) {
+bool is_inside(const directory &page, u64 offset, u64 size) {
     return offset <= page.file_size && size <= page.file_size - offset;
 }
 
@@ -117,20 +122,20 @@ u32 read_header(const read_call &call) {
 
 u32 read_directory(std::FILE *file, directory &page) {
     const int first = std::fgetc(file);
-    std::fgetc(file); // the second byte of the order says nothing more
+    std::fgetc(file); // the second byte of the order is not compared
     if (first != 'M' && first != 'I')
         return report(name, VIQ_ERR_UNEXPECTED, "Expecting 'MM' or 'II'");
     page.order = static_cast<u16>(first);
     if (TIFF_read_ui16(file, page.order) != tiff::magic)
         return report(name, VIQ_ERR_UNEXPECTED, "Expecting 42");
     u64 at = TIFF_read_ui32(file, page.order);
-    if (!lies_inside(page, at, 2) || !seek_to(file, at))
+    if (!is_inside(page, at, 2) || !seek_to(file, at))
         return report_corrupt(name);
     const u16 entries = TIFF_read_ui16(file, page.order);
     if (entries == 0)
         return report_unsupported();
     at += 2;
-    if (!lies_inside(page, at, u64{entries} * tiff::entry_size))
+    if (!is_inside(page, at, u64{entries} * tiff::entry_size))
         return report_corrupt(name);
     for (u32 n = 0; n < entries; ++n, at += tiff::entry_size) {
         if (!seek_to(file, at))
@@ -142,7 +147,7 @@ u32 read_directory(std::FILE *file, directory &page) {
         const u32 word = TIFF_read_ui32(file, page.order);
         const bool inside = u64{field.count} * size_of(field.type) <= sizeof word;
         field.offset = inside ? at + tiff::entry_size - sizeof word : word;
-        // A short value comes first in its field, whatever the order.
+        // A short value occupies the first two bytes of its field in both byte orders.
         field.value = field.type != tiff::type_short        ? word
                       : order_of(page.order) == endian::big ? word >> 16
                                                             : word & 0xFFFF;
@@ -236,7 +241,7 @@ u32 set_format(const read_call &call, u16 format) {
 
 u32 decide_format(const read_call &call, const directory &page) {
     constexpr u32 map_components = 3;
-    source.line = u64{page.width} * page.bits / 8;
+    source.line_size = u64{page.width} * page.bits / 8;
     source.nibbles = false;
     if (page.photometric == tiff::rgb && page.samples == 3 && page.bits == 24)
         return set_format(call, VIQ_RGB24);
@@ -246,7 +251,7 @@ u32 decide_format(const read_call &call, const directory &page) {
         if ((page.bits != 8 && page.bits != 4) || page.map.count < map_components)
             return report_unsupported();
         source.nibbles = page.bits == 4;
-        source.line = source.nibbles ? (u64{page.width} + 1) / 2 : page.width;
+        source.line_size = source.nibbles ? (u64{page.width} + 1) / 2 : page.width;
         return read_colour_map(call, page);
     }
     if (page.photometric > tiff::grey)
@@ -254,18 +259,18 @@ u32 decide_format(const read_call &call, const directory &page) {
     if (page.bits == 8)
         return set_format(call, VIQ_Y8);
     if (page.bits == 1) {
-        source.line = bit_line_bytes(page.width);
+        source.line_size = bit_line_bytes(page.width);
         return set_format(call, VIQ_Y1);
     }
     if (page.bits < 9 || page.bits > 16)
         return report_unsupported();
-    source.line = u64{page.width} * 2; // a sample has two bytes, whatever its bits
+    source.line_size = u64{page.width} * 2; // samples of 9 to 16 bits have two bytes each
     const u32 code = set_format(call, VIQ_Y16);
     call.image.data_width = static_cast<u16>(page.bits);
     return code;
 }
 
-// The low byte of each value, taken as big-endian in files of both orders.
+// Keeps the low byte of each value; values are read as big-endian in files of both byte orders.
 u32 read_colour_map(const read_call &call, const directory &page) {
     const u32 entries = page.map.count / 3;
     if (entries > colourmap_size)
@@ -286,14 +291,14 @@ u32 read_colour_map(const read_call &call, const directory &page) {
     return set_format(call, VIQ_PALETTED);
 }
 
-// Every TIFF strip that the height calls for must lie in the file with all its lines.
+// Checks that the file contains all lines of every TIFF strip that the height requires.
 u32 find_lines(std::FILE *file, const directory &page) {
     if (page.rows_per_strip == 0)
         return report(name, VIQ_ERR_CORRUPT, "0 rows per strip");
     const u32 rows = std::min(page.rows_per_strip, std::max(page.height, 1u));
     const u32 strips = static_cast<u32>((u64{page.height} + rows - 1) / rows);
     const u64 list_size = u64{strips} * size_of(page.strips.type);
-    if (page.strips.count < strips || !lies_inside(page, page.strips.offset, list_size))
+    if (page.strips.count < strips || !is_inside(page, page.strips.offset, list_size))
         return report_corrupt(name);
     if (!try_resize(source.strips, strips))
         return report_no_memory(name, u64{strips} * sizeof(u32));
@@ -303,7 +308,7 @@ u32 find_lines(std::FILE *file, const directory &page) {
     for (u32 &offset : source.strips) {
         offset = TIFF_read_data(file, page.order, page.strips.type);
         const u32 lines = std::min(rows, lines_left);
-        if (source.line > page.file_size || !lies_inside(page, offset, lines * source.line))
+        if (source.line_size > page.file_size || !is_inside(page, offset, lines * source.line_size))
             return report_corrupt(name);
         lines_left -= lines;
     }
@@ -318,30 +323,31 @@ u32 read_lines(const read_call &call) {
         const u32 line = call.lines_done + first;
         const u32 row = line % rows;
         lines = std::min(rows - row, call.image.lines_per_strip - first);
-        const u64 offset = source.strips[line / rows] + row * source.line;
-        // TIFF strips mostly follow each other, and a needless seek costs the stream's buffer.
+        const u64 offset = source.strips[line / rows] + row * source.line_size;
+        // Most files store TIFF strips one after the other; a seek would discard the stream's
+        // buffer.
         const bool found = offset == source.position || seek_to(call.file, offset);
         const u32 code = found ? read_run(call, first, lines) : report_corrupt(strip_name);
         if (is_error(code))
             return code;
-        source.position = offset + lines * source.line;
+        source.position = offset + lines * source.line_size;
     }
     return success;
 }
 
-// Lines that stand one after the other in the file. Samples of 16 bits are taken as big-endian in
-// files of both orders.
+// Lines that follow each other in the file. Samples of 16 bits are read as big-endian in files of
+// both byte orders.
 u32 read_run(const read_call &call, u32 first, u32 lines) {
     const tVIQ_Image &image = call.image;
     if (source.nibbles)
-        return get_unpacked_lines(strip_name, call.file, image, first, lines, source.line,
-                                  unpack_nibbles);
-    // Words are swapped while the cache still holds them.
+        return read_packed_lines(strip_name, call.file, image, first, lines, source.line_size,
+                                 unpack_nibbles);
+    // Words are swapped block by block, while they are in the cache.
     const bool words = image.pixel_format == VIQ_Y16;
-    const u32 block = words ? lines_in_block(source.line) : lines;
+    const u32 block = words ? lines_in_block(source.line_size) : lines;
     for (u32 count = 0; lines > 0; first += count, lines -= count) {
         count = std::min(block, lines);
-        if (!get_lines(call.file, image, first, count, source.line))
+        if (!read_image_lines(call.file, image, first, count, source.line_size))
             return report_corrupt(strip_name);
         if (words)
             for_each_run(image, first, count,
@@ -350,7 +356,7 @@ u32 read_run(const read_call &call, u32 first, u32 lines) {
     return success;
 }
 
-// The high nibble is the first pixel.
+// The high nibble is the left pixel.
 void unpack_nibbles(const tVIQ_Image &image, u8 *packed, u8 *line) {
     for (u32 x = 0; x < image.width; ++x)
         line[x] = x % 2 == 0 ? packed[x / 2] >> 4 : packed[x / 2] & 15;

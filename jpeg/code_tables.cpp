@@ -1,21 +1,18 @@
-// The process-wide tables of Huffman coding and decoding.
+#include "jpeg/code_tables.h"
+
 #include <bit>
 #include <cstring>
 
 #include "core/report.h"
-#include "jpeg/record.h"
-#include "jpeg/tables.h"
+#include "jpeg/jpeg_record.h"
 
 using namespace viq;
 
 namespace {
 
-constexpr u32 end_of_block = 0x00;
-constexpr u32 zero_run = 0xF0;
-constexpr u32 largest_category = 11; // of DC differences
 constexpr u32 ac_entries = 1u << ac_bits;
 
-// Huffman tables as a record holds them.
+// The Huffman tables of a record.
 struct huffman_set {
     u8 bits[huffman_slots][16];
     u8 vals[huffman_slots][256];
@@ -24,7 +21,7 @@ struct huffman_set {
 
 struct table_state {
     code_tables codes = {};
-    huffman_set codes_source = {}; // what the code tables were built from
+    huffman_set codes_source = {}; // the tables that `codes` was built from
     bool codes_built = false;
     decode_tables decoding = {};
     huffman_set decoding_source = {};
@@ -44,9 +41,9 @@ bool build_decoding();
 
 u32 VIQ_JPEG_generate_H_codetable_LUTs(u32 hImage) {
     constexpr const char *name = "VIQ_JPEG_generate_H_codetable_LUTs";
-    const Tjpeg *record = need_record(name, hImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hImage, record); is_error(code))
+        return code;
     const huffman_set tables = huffman_set_of(*record, is_colour(hImage));
     const u32 code = check_tables(name, tables);
     if (is_error(code))
@@ -61,8 +58,8 @@ u32 VIQ_JPEG_generate_H_codetable_LUTs(u32 hImage) {
 
 u32 VIQ_JPEG_generate_Huffman_decode_tables(u32 hImage) {
     constexpr const char *name = "VIQ_JPEG_generate_Huffman_decode_tables";
-    if (need_record(name, hImage) == nullptr)
-        return VIQ_ERR_HANDLE;
+    if (const u32 code = check_record(name, hImage); is_error(code))
+        return code;
     if (state.decoding_built && state.decoding_source == state.codes_source)
         return success;
     state.decoding_built = false;
@@ -94,24 +91,6 @@ const decode_tables &current_decode_tables() {
     return state.decoding;
 }
 
-u32 symbol_count(const u8 (&bits)[16]) {
-    u32 count = 0;
-    for (const u8 number : bits)
-        count += number;
-    return count;
-}
-
-bool is_sound_table(const u8 (&bits)[16]) {
-    u32 room = 1;
-    for (const u8 number : bits) {
-        room *= 2;
-        if (number > room)
-            return false;
-        room -= number;
-    }
-    return symbol_count(bits) <= 256;
-}
-
 } // namespace viq
 
 namespace {
@@ -120,7 +99,7 @@ bool is_colour(u32 hImage) {
     return VIQ_image_is_colour(hImage) == 1;
 }
 
-// A grey image leaves the tables of chrominance as they are.
+// The chrominance tables of a grey image are ignored; those in use are kept.
 huffman_set huffman_set_of(const Tjpeg &record, bool colour) {
     huffman_set tables = state.codes_source;
     for (u32 slot = 0; slot < huffman_slots; slot += colour ? 1 : 2) {
@@ -132,14 +111,14 @@ huffman_set huffman_set_of(const Tjpeg &record, bool colour) {
 
 u32 check_tables(const char *function, const huffman_set &tables) {
     for (const auto &bits : tables.bits)
-        if (!is_sound_table(bits))
+        if (!is_valid_table(bits))
             return report(function, VIQ_ERR_CORRUPT, "Corrupt Huffman table");
     return success;
 }
 
 bool is_ac_symbol(u32 symbol) {
     const u32 size = symbol & 15;
-    return (size >= 1 && size <= 10) || symbol == end_of_block || symbol == zero_run;
+    return (size >= 1 && size <= largest_size) || symbol == end_of_block || symbol == zero_run;
 }
 
 u32 category_of(i32 value) {
@@ -172,12 +151,9 @@ void build_codes(const huffman_set &tables) {
                 length != 0 ? bits << (32 - length) : 0, length};
         }
     }
-    for (i32 v = -largest_coefficient; v <= largest_coefficient; ++v)
-        state.codes.ac_category[static_cast<u32>(v + largest_coefficient)] =
-            static_cast<u8>(category_of(v));
 }
 
-// Every entry of the table whose top bits are the code.
+// Sets every entry whose index starts with the code.
 template <class Entries, class Entry>
 void fill_prefix(Entries &entries, u32 index_bits, u32 code, u32 length, const Entry &entry) {
     if (length == 0 || length > index_bits)
@@ -204,7 +180,7 @@ void build_ac(const code_table &codes, std::vector<ac_entry> &entries) {
     }
 }
 
-// Codes whose value follows within the same few bits.
+// Combines codes with their values, as far as both fit the index.
 template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast &fast) {
     for (u32 i = 0; i < fast.size(); ++i) {
         const ac_entry &entry = entries[i << (ac_bits - fast_bits)];

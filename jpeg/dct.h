@@ -1,14 +1,15 @@
-// The parts of the 8-point transforms that multiply: 13-bit constants, 32-bit sums that wrap.
+// The odd and even parts of the 8-point transforms that contain multiplications: constants of 13
+// fraction bits, 32-bit sums that wrap.
 //
-// Both parts are linear, so that their matrices, taken from unit vectors, give vector units the
-// same results with other groupings.
+// Both parts are linear. Vector kernels derive their matrices by applying the parts to unit
+// vectors, and get the same results although they group the products differently.
 #pragma once
 
 #include "convert/pixel_formulas.h"
 
 namespace viq {
 
-constexpr i32 first_pass_shift = 11; // of products
+constexpr i32 first_pass_shift = 11; // of the products
 constexpr i32 second_pass_shift = 18;
 constexpr i32 fraction_bits = 13;
 

@@ -1,14 +1,14 @@
-// Block kernels for AVX2: two blocks at a time, one in each half of the registers.
+// Block kernels for AVX2: one block of the pair in each half of the registers.
 #include <immintrin.h>
 
+#include "jpeg/block_kernels.h"
 #include "jpeg/dct.h"
-#include "jpeg/kernels.h"
 
 namespace viq {
 
 namespace {
 
-using words = __m256i; // sixteen words; or eight sums
+using words = __m256i; // sixteen 16-bit words or eight 32-bit sums
 struct block_rows {
     words row[8];
 };
@@ -22,7 +22,7 @@ VIQ_FORMULA words load(const void *from) {
     return _mm256_load_si256(static_cast<const __m256i *>(from));
 }
 
-// 8 x 8 words in each half.
+// Transposes the 8 x 8 words in each half.
 VIQ_FORMULA block_rows transpose(const block_rows &in) {
     words a[8];
     words b[8];
@@ -44,7 +44,7 @@ VIQ_FORMULA block_rows transpose(const block_rows &in) {
     return out;
 }
 
-// ---- The parts that multiply, as sums of products of word pairs
+// ---- Odd and even parts, as sums of products of word pairs
 
 struct word_pairs {
     words low, high;
@@ -88,7 +88,7 @@ template <u32 result> VIQ_FORMULA word_pairs even_result(const word_pairs &ab) {
 
 // ---- Forward
 
-// Along the columns of the rows given. No sum of samples leaves 16 bits.
+// Transforms the columns. Sums of samples fit 16 bits.
 template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
     words sum[4];
     words difference[4];
@@ -117,7 +117,7 @@ template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
     return out;
 }
 
-// A coefficient below the step always gives 0: its product with the reciprocal is below 65536.
+// A coefficient below the step needs no test: its product with the reciprocal is below 65536.
 VIQ_FORMULA words quantise_row(words row, const quantiser &table, std::size_t y) {
     const words size = _mm256_abs_epi16(row);
     const words quotient = _mm256_add_epi16(_mm256_mulhi_epu16(size, load(table.reciprocal[y])),
@@ -132,7 +132,7 @@ VIQ_FORMULA void forward_rows(const block_rows &samples, const quantiser &table,
     for (std::size_t y = 0; y < 8; y += 2) {
         const words upper = quantise_row(rows.row[y], table, y);
         const words lower = quantise_row(rows.row[y + 1], table, y + 1);
-        // The upper row of both blocks, and the lower one, are next to each other in each block.
+        // Rows y and y + 1 of each block are adjacent in memory.
         _mm256_store_si256(reinterpret_cast<__m256i *>(pair.coefficients[0] + 8 * y),
                            _mm256_permute2x128_si256(upper, lower, 0x20));
         _mm256_store_si256(reinterpret_cast<__m256i *>(pair.coefficients[1] + 8 * y),
@@ -180,8 +180,9 @@ void forward_colour(const u8 *pixels, std::size_t line, const quantiser &luminan
 
 // ---- Inverse
 
-// A column whose coefficients add up to no more than this stays within words between the passes:
-// four times the sum, times the largest weight of a coefficient, 1.3871.
+// Limit of the sum of the absolute coefficients of a column. Up to it, the results of the first
+// pass fit 16 bits: they are at most 4 times the sum times the largest weight of a
+// coefficient, 1.3871.
 constexpr i16 largest_column = 5900;
 
 template <i32 shift> VIQ_FORMULA block_rows inverse_pass(const block_rows &in) {

@@ -1,15 +1,15 @@
-// Block kernels for every machine.
+// Block kernels without vector instructions.
 #include <algorithm>
 
 #include "core/cpu.h"
+#include "jpeg/block_kernels.h"
 #include "jpeg/dct.h"
-#include "jpeg/kernels.h"
 
 namespace viq {
 
 namespace {
 
-// The sums of the samples that the even and the odd coefficients are made of.
+// Sums and differences of samples, from which the even and the odd coefficients are computed.
 struct butterfly {
     i32 even[4];
     i32 odd[4]; // in the order of odd_part
@@ -54,7 +54,7 @@ void forward_column(i32 *column) {
     store_products(parts, column, 8, second_pass_shift);
 }
 
-// From samples less 128 to quantised coefficients.
+// Transforms samples minus 128 and quantises the coefficients.
 void forward_block(i32 (&block)[block_size], const quantiser &table, i16 *coefficients, u64 &mask) {
     for (std::size_t i = 0; i < 8; ++i)
         forward_row(block + 8 * i);
@@ -70,7 +70,7 @@ void forward_block(i32 (&block)[block_size], const quantiser &table, i16 *coeffi
     }
 }
 
-// Samples that stand `step` bytes apart.
+// `step` is the distance between samples of a line in bytes.
 void forward_samples(const u8 *samples, std::size_t step, std::size_t line, const quantiser &table,
                      i16 *coefficients, u64 &mask) {
     i32 block[block_size];

@@ -1,4 +1,4 @@
-// Coded data into pictures, strip by strip.
+// JPEG decoder, strip by strip.
 #include "jpeg/decoder.h"
 
 #include <algorithm>
@@ -8,8 +8,8 @@
 #include "core/geometry.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
-#include "jpeg/encoder.h"
-#include "jpeg/record.h"
+#include "jpeg/jpeg_record.h"
+#include "jpeg/picture_size.h"
 #include "jpeg/scan_reader.h"
 
 using namespace viq;
@@ -17,10 +17,12 @@ using namespace viq;
 namespace {
 
 constexpr const char *name = "VIQ_JPEG_decompress";
-constexpr u32 most_blocks_a_byte = 32;
-constexpr u32 data_allowance = 64; // bytes that may be missing from a small picture's data
-constexpr u32 widest_mcu_row = 16;
-constexpr u32 mcus_at_once = 16; // what the first-level cache holds in all stages
+// Data that is too short for its picture is rejected before memory is allocated.
+constexpr u32 most_blocks_per_byte = 32;
+constexpr u32 data_allowance = 64; // bytes that the data of a small picture may lack
+constexpr u32 block_width = pair_width / 2;
+constexpr u32 largest_mcu_height = 16;
+constexpr u32 mcus_at_once = 16; // all stages of so many MCUs fit the first-level cache
 
 struct original_size {
     u32 width, height, lines_per_strip;
@@ -30,13 +32,13 @@ struct decode_state {
     bool under_way = false;
     u32 handle = 0;
     const tVIQ_Image *image = nullptr;
-    strip_geometry geometry = {}; // of the image while it is decoded
+    strip_geometry geometry = {}; // of the JPEG image during the decode
     original_size original = {};
     u32 lines_done = 0;
     scan_layout layout = {};
     quantiser tables[2] = {};
     scan_reader reader = {};
-    // Everything that has been decoded ahead of its strip, or part of a row of MCUs.
+    // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip.
     std::vector<decoded_pair> pairs;
 };
 
@@ -103,8 +105,8 @@ scan_layout layout_of(const tVIQ_Image &jpeg) {
     layout.mcus = static_cast<u32>(rounded_up(jpeg.width, layout.mcu_width) / layout.mcu_width);
     layout.mcu_rows =
         static_cast<u32>(rounded_up(jpeg.height, layout.mcu_height) / layout.mcu_height);
-    layout.pairs = layout.colour ? layout.mcu_height / 8 + 1 : 1;
-    const u32 blocks = static_cast<u32>(rounded_up(jpeg.width, 8) / 8);
+    layout.pairs = layout.colour ? layout.mcu_height / block_lines + 1 : 1;
+    const u32 blocks = static_cast<u32>(rounded_up(jpeg.width, block_width) / block_width);
     layout.blocks_in_last = layout.colour || blocks % 2 == 0 ? 2 : 1;
     return layout;
 }
@@ -119,13 +121,13 @@ u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
     if (!has_data(jpeg))
         return report_no_data(name);
     const u64 blocks = u64{layout.mcus} * layout.mcu_rows * layout.pairs * 2;
-    const u64 possible = (u64{jpeg.jpeg->data_length} + data_allowance) * most_blocks_a_byte;
+    const u64 possible = (u64{jpeg.jpeg->data_length} + data_allowance) * most_blocks_per_byte;
     if (blocks > possible)
         return report(name, VIQ_ERR_CORRUPT, "Image too large for its data");
     return success;
 }
 
-// From here on the JPEG image has the size of its blocks.
+// During the decode, the size of the JPEG image is rounded up to whole blocks.
 u32 start(u32 hJpegImage) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     const scan_layout layout = layout_of(jpeg);
@@ -145,9 +147,9 @@ u32 start(u32 hJpegImage) {
     for (u32 i = 0; i < 2; ++i)
         decode.tables[i] = make_quantiser(jpeg.jpeg->q_tables[i], nullptr);
     jpeg.width = static_cast<u32>(rounded_up(jpeg.width, mcu_width(jpeg.pixel_format)));
-    jpeg.height = static_cast<u32>(rounded_up(jpeg.height, 8));
+    jpeg.height = static_cast<u32>(rounded_up(jpeg.height, block_lines));
     jpeg.lines_per_strip =
-        static_cast<u32>(std::min<u64>(rounded_up(jpeg.lines_per_strip, 8), jpeg.height));
+        static_cast<u32>(std::min<u64>(rounded_up(jpeg.lines_per_strip, block_lines), jpeg.height));
     code = check_image(name, hJpegImage);
     decode.geometry = geometry_of(jpeg);
     return code;
@@ -166,7 +168,7 @@ void finish() {
     decode.reader = {};
 }
 
-// ---- Blocks into pixels
+// ---- Blocks to pixels
 
 void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
     const quantiser &steps = decode.tables[table];
@@ -187,7 +189,7 @@ void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
                       pair_width);
 }
 
-// MCUs next to each other into YUV 4:2:2, as many of their lines as there are.
+// Transforms adjacent MCUs to YUV 4:2:2; `lines` is the number of their lines in the output.
 void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
     const scan_layout &layout = decode.layout;
     const u32 y_pairs = layout.pairs - 1;
@@ -216,7 +218,7 @@ void place_grey(const decoded_pair *pairs, u32 first, u32 count, u8 *pixels, std
     }
 }
 
-// Lines of the output that MCUs of a row go to.
+// Output lines of a row of MCUs.
 struct target_lines {
     u32 first, count;
 };
@@ -230,7 +232,7 @@ void place_mcus(const decoded_pair *pairs, u32 first, u32 count, tVIQ_Image &out
     } else if (out.pixel_format == VIQ_YUV422) {
         place_colour(pairs, count, target + 2 * x, out.bytes_per_line, lines.count);
     } else {
-        alignas(32) u8 band[widest_mcu_row][mcus_at_once * 2 * pair_width];
+        alignas(32) u8 band[largest_mcu_height][mcus_at_once * 2 * pair_width];
         place_colour(pairs, count, band[0], sizeof band[0], lines.count);
         const row_kernel convert = find_row(VIQ_YUV422, VIQ_RGB24);
         for (u32 y = 0; y < lines.count; ++y, target += out.bytes_per_line)
@@ -249,7 +251,7 @@ template <class Visit> u32 for_parts_of_row(Visit visit) {
 
 u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
     tVIQ_Image &out = *find_image(hOutImage);
-    const bool wants_yuv = out.pixel_format == VIQ_YUV422;
+    const bool keep_yuv = out.pixel_format == VIQ_YUV422;
     u32 code = success;
     if (decode.lines_done == 0)
         code = VIQ_image_copy_parameters_raw(hJpegImage, hOutImage);
@@ -261,7 +263,7 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
     out.flags &= ~VIQ_FLAG_2;
     VIQ_image_set_parameter(hOutImage, VIQ_IMAGE_TYPE,
                             !decode.layout.colour ? VIQ_Y8
-                            : wants_yuv           ? VIQ_YUV422
+                            : keep_yuv            ? VIQ_YUV422
                                                   : VIQ_RGB24);
     code = check_image(name, hOutImage);
     return is_error(code) ? code : renew_strip(hOutImage);
@@ -279,7 +281,7 @@ decoded_pair *pairs_at(u32 row, u32 mcu) {
     return decode.pairs.data() + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
 }
 
-// The picture in one strip: MCUs become pixels as soon as they are decoded.
+// Decodes a picture that is one strip; MCUs are transformed directly after decoding.
 u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
     const scan_layout &layout = decode.layout;
     tVIQ_Image &out = *find_image(hOutImage);
@@ -321,8 +323,9 @@ u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     const scan_layout &layout = decode.layout;
     const u32 remaining = jpeg.height - decode.lines_done;
-    const bool last = rounded_up(jpeg.lines_per_strip, 8) >= remaining;
-    jpeg.lines_per_strip = last ? remaining : static_cast<u32>(rounded_up(jpeg.lines_per_strip, 8));
+    const bool last = rounded_up(jpeg.lines_per_strip, block_lines) >= remaining;
+    jpeg.lines_per_strip =
+        last ? remaining : static_cast<u32>(rounded_up(jpeg.lines_per_strip, block_lines));
     const bool whole = last && decode.lines_done == 0;
 
     u32 code = success;

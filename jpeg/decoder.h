@@ -1,4 +1,4 @@
-// The decode in progress.
+// State of the decode in progress.
 #pragma once
 
 namespace viq {

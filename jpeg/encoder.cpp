@@ -1,6 +1,6 @@
-// Pictures into coded data: padding, conversion to YUV 4:2:2, transform and coding in bands of 8
+// JPEG encoder: padding, conversion to YUV 4:2:2, transform and coding of a picture in bands of 8
 // lines.
-#include "jpeg/encoder.h"
+#include "jpeg/picture_size.h"
 
 #include <algorithm>
 #include <cstring>
@@ -48,8 +48,9 @@ u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
     code = check_input(name, in);
     if (is_error(code))
         return code;
-    if (need_record(name, hJpegImage) == nullptr)
-        return VIQ_ERR_HANDLE;
+    code = check_record(name, hJpegImage);
+    if (is_error(code))
+        return code;
     if (hInImage == hJpegImage)
         return report_same_image(name);
     if (in.width > largest_side || in.height > largest_side)
@@ -139,7 +140,7 @@ void pad_line(u8 *line, u32 width, u32 padded, u32 size) {
         std::memcpy(line + std::size_t{x} * size, last, size);
 }
 
-// The JPEG image as it is while it is coded: the size is the padded one.
+// Sets up the JPEG image for coding, with the padded size.
 u32 set_up_jpeg(u32 hInImage, u32 hJpegImage) {
     const tVIQ_Image &in = *find_image(hInImage);
     tVIQ_Image &jpeg = *find_image(hJpegImage);
@@ -150,7 +151,7 @@ u32 set_up_jpeg(u32 hInImage, u32 hJpegImage) {
         code = VIQ_JPEG_make_Q_tables(hJpegImage);
     if (!is_error(code))
         code = VIQ_JPEG_set_default_H_tables(hJpegImage);
-    // Pairs of pixels cannot be taken apart.
+    // Two pixels of YUV 4:2:2 share U and V, so that the last pixel alone cannot be repeated.
     if (!is_error(code) && in.pixel_format == VIQ_YUV422 && needs_padding(in))
         code = report(pad_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type");
     if (!is_error(code))
@@ -167,12 +168,12 @@ u32 set_up_jpeg(u32 hInImage, u32 hJpegImage) {
     return check_image(name, hJpegImage);
 }
 
-// Where the lines of a band come from: the picture itself, or a buffer for lines that are padded or
-// converted first.
+// The source of the lines of a band: the picture itself, or a buffer of lines that are padded or
+// converted.
 struct band_source {
     const tVIQ_Image *in;
     picture_size size;
-    row_kernel convert; // null: the lines are coded as they are
+    row_kernel convert; // null: the lines are not converted
     row_options options;
     std::vector<u8> lines;
     std::vector<u8> padded_line;
@@ -183,6 +184,7 @@ struct band {
     std::size_t line;
 };
 
+// False if memory runs out.
 bool prepare(band_source &source, const tVIQ_Image &in) {
     source.in = &in;
     source.size = padded_size(in);
@@ -224,11 +226,12 @@ band lines_of(band_source &source, u32 first) {
     return {source.lines.data(), line};
 }
 
-// The tables that a picture is quantised with.
+// Quantisation tables of a picture.
 struct quantisers {
     quantiser luminance, chrominance;
 };
 
+// Codes a band of a colour picture; false if memory runs out.
 bool code_colour_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
     block_pair y;
@@ -242,7 +245,8 @@ bool code_colour_band(scan_writer &writer, const quantisers &tables, const band 
     return true;
 }
 
-// An odd block at the end of the band is coded beside one that is thrown away.
+// Codes a band of a grey picture; false if memory runs out. If the number of blocks is odd, the
+// last one is transformed together with a block that is not written.
 bool code_grey_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
     block_pair pair;
@@ -265,7 +269,7 @@ u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     if (jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422)
         return report(worker_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type/pixel format");
-    // A decode may have left the codes of its stream, where a picture needs not have all symbols.
+    // The codes may be those of the last decoded stream, which need not contain every symbol.
     if (!codes_are_complete(jpeg.pixel_format != VIQ_Y8))
         return report(worker_name, VIQ_ERR_STATE, "Huffman codes lack symbols");
     const u32 code = VIQ_JPEG_malloc_data(hJpegImage);
@@ -275,14 +279,14 @@ u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
     const quantisers tables = {make_quantiser(record.q_tables[0], record.q_recip[0]),
                                make_quantiser(record.q_tables[1], record.q_recip[1])};
     band_source source;
-    bool room = prepare(source, in);
+    bool has_memory = prepare(source, in);
     scan_writer writer;
     begin_scan(writer, jpeg);
     const auto code_band = jpeg.pixel_format == VIQ_Y8 ? code_grey_band : code_colour_band;
-    for (u32 y = 0; room && y < source.size.height; y += block_lines)
-        room = code_band(writer, tables, lines_of(source, y), source.size.width);
-    room = room && end_scan(writer);
-    return room ? success : report_no_memory(worker_name, data_room(jpeg));
+    for (u32 y = 0; has_memory && y < source.size.height; y += block_lines)
+        has_memory = code_band(writer, tables, lines_of(source, y), source.size.width);
+    has_memory = has_memory && end_scan(writer);
+    return has_memory ? success : report_no_memory(worker_name, data_room(jpeg));
 }
 
 } // namespace

@@ -1,9 +1,9 @@
-// Whole pictures through the coder, from memory or files to memory or files.
+// Coding and decoding between memory images and files.
 #include "core/image.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 #include "jpeg/decoder.h"
-#include "jpeg/record.h"
+#include "jpeg/jpeg_record.h"
 
 using namespace viq;
 
@@ -11,6 +11,8 @@ namespace {
 
 enum : u16 { in_memory = 1, in_file = 2 };
 enum : u16 { to_memory = 1, to_file = 2 };
+
+constexpr u32 strip_lines = 8; // of a file that is decoded
 
 void unlock(u32 handle) {
     VIQ_image_set_flags(handle, VIQ_FLAG_LOCKED, 0);
@@ -21,7 +23,7 @@ u32 read_strip(u32 hInImage, u32 hTemporary, u16 wInMode, u16 wMode) {
                                 : VIQ_image_read(hInImage, 0, wMode);
 }
 
-u32 pass_on(u32 hIn, u32 hJpeg, u32 hOutImage, u16 wOutMode) {
+u32 compress_strip(u32 hIn, u32 hJpeg, u32 hOutImage, u16 wOutMode) {
     if (wOutMode == to_memory) {
         const u32 code = VIQ_JPEG_compress(hIn, hJpeg);
         return is_error(code) ? code : VIQ_JPEG_build_image(hJpeg, hOutImage, VIQ_STRIP_NEXT);
@@ -35,16 +37,17 @@ u32 pass_on(u32 hIn, u32 hJpeg, u32 hOutImage, u16 wOutMode) {
 
 u32 compress_strips(u32 hInImage, u32 hTemporary, u32 hJpeg, u32 hOutImage, u16 wInMode,
                     u16 wOutMode) {
-    // The number of strips is known when the first one has been read.
+    // The number of strips is valid after the first strip has been read.
     for (u32 strip = 0; strip < VIQ_image_calc_total_strips(hInImage); ++strip) {
         if (wInMode != in_memory && wInMode != in_file)
             continue;
         u32 code = read_strip(hInImage, hTemporary, wInMode, VIQ_STRIP_NEXT);
         if (is_error(code))
             return code;
-        code = pass_on(wInMode == in_memory ? hTemporary : hInImage, hJpeg, hOutImage, wOutMode);
+        code = compress_strip(wInMode == in_memory ? hTemporary : hInImage, hJpeg, hOutImage,
+                              wOutMode);
         if (is_error(code)) {
-            // A reader that has read its last strip has ended by itself.
+            // After the last strip, the reader has ended its sequence.
             if (strip + 1 < VIQ_image_calc_total_strips(hInImage))
                 read_strip(hInImage, hTemporary, wInMode, VIQ_STRIP_FINISH);
             return code;
@@ -67,7 +70,7 @@ u32 decompress_strips(u32 hJpegImage, u32 hOutImage, u32 hTemporary, u16 wOutMod
         if (is_error(code))
             break;
         code = write_strip(hStrip, hOutImage, wOutMode, VIQ_STRIP_NEXT);
-        // A file that cannot be written is closed already.
+        // After a failed write, the file is closed already.
         writing = !is_error(code) || wOutMode == to_memory;
     } while (!is_error(code) && decode_under_way());
     if (is_error(code) && decode_under_way())
@@ -83,8 +86,8 @@ u32 VIQ_JPEG_compress_image_to_image(u32 hInImage, u32 hOutImage, u16 wInMode, u
     constexpr const char *name = "VIQ_JPEG_compress_image_to_image";
     if (find_image(hInImage) == nullptr)
         return report_bad_handle(name);
-    if (need_record(name, hOutImage) == nullptr)
-        return VIQ_ERR_HANDLE;
+    if (const u32 code = check_record(name, hOutImage); is_error(code))
+        return code;
     const scoped_image temporary;
     if (is_error(temporary.handle))
         return temporary.handle;
@@ -101,9 +104,9 @@ u32 VIQ_JPEG_compress_image_to_image(u32 hInImage, u32 hOutImage, u16 wInMode, u
 
 u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMode, u16 wOutMode) {
     constexpr const char *name = "VIQ_JPEG_decompress_image_to_image";
-    const Tjpeg *record = need_record(name, hJpegImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hJpegImage, record); is_error(code))
+        return code;
     if (find_image(hOutImage) == nullptr)
         return report_bad_handle(name);
     if (hJpegImage == hOutImage)
@@ -113,7 +116,7 @@ u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMod
         code = VIQ_JPEG_file_read(hJpegImage);
         if (is_error(code))
             return code;
-        find_image(hJpegImage)->lines_per_strip = 8;
+        find_image(hJpegImage)->lines_per_strip = strip_lines;
     }
     const u16 format = find_image(hOutImage)->pixel_format == VIQ_YUV422 ? VIQ_YUV422 : VIQ_RGB24;
     const scoped_image temporary;

@@ -4,14 +4,15 @@
 #include <cstring>
 
 #include "core/report.h"
-#include "jpeg/markers.h"
+#include "jpeg/code_tables.h"
+#include "jpeg/jpeg_markers.h"
 
 namespace viq {
 
 namespace {
 
 constexpr const char *worker_name = "VIQ_Huffman_decode_1_strip";
-constexpr u32 padding = 16; // bytes of ones behind the data
+constexpr u32 padding = 16; // bytes of 1 bits after the data
 
 enum class block_end { good, corrupt_dc, bad_dc_category, corrupt_ac, overrun };
 
@@ -46,29 +47,29 @@ u32 report_block(block_end end, u32 block) {
     }
 }
 
-// The value of bits that stand for a category.
+// The value that the extra bits of a category represent.
 inline i32 value_of(u32 bits, u32 category) {
     const i32 top = 1 << category;
     const auto value = static_cast<i32>(bits);
     return value < top / 2 ? value - top + 1 : value;
 }
 
-// ---- Bits without markers
+// ---- Bits of data without markers
 
-// The first byte on top. Spelt out, because only so do compilers take it for one load.
+// Big-endian load. Written without a loop, because compilers recognise only this form as one load.
 inline u64 load_eight(const u8 *at) {
     return u64{at[0]} << 56 | u64{at[1]} << 48 | u64{at[2]} << 40 | u64{at[3]} << 32 |
            u64{at[4]} << 24 | u64{at[5]} << 16 | u64{at[6]} << 8 | u64{at[7]};
 }
 
-// Refilled to 56 bits or more ahead of each code and its value, which take at most 27.
+// The window is refilled to at least 56 bits before each code and its value, which have at most 27.
 struct plain_reader {
     static constexpr bool looks_ahead = true;
     const u8 *bytes;
-    std::size_t next; // where the bits behind the window stand
-    std::size_t last; // the last place where eight bytes stand
-    u64 window;       // the bits, the first one on top
-    u32 held;         // how many of them count
+    std::size_t next; // offset of the first byte that is not in the window
+    std::size_t last; // last offset at which eight bytes can be loaded
+    u64 window;       // the first bit in the most significant position
+    u32 held;         // number of valid bits
 
     explicit plain_reader(const scan_reader &from)
         : bytes(from.plain_bits.get()), next(from.plain_next), last(from.plain_size - 8),
@@ -101,9 +102,9 @@ struct plain_reader {
     }
 };
 
-// ---- Bits with markers among them
+// ---- Bits of data with markers
 
-// Appends a byte; false: it stands ahead of FF D9.
+// Appends a byte; false if it is the first byte of FF D9.
 bool append_byte(scan_reader &reader) {
     const bool inside = reader.next < reader.length;
     const u8 byte = inside ? reader.data[reader.next++] : 0xFF;
@@ -133,7 +134,8 @@ struct marker_reader {
     void store(scan_reader &) const {}
     void prepare() {}
 
-    // 9 bits: refilled once more below 16; 11 and 16 bits: twice more below 19 and 24.
+    // If bits are missing, one byte is appended, then up to one more for 9 bits, or two more for 11
+    // and 16 bits, until `enough` bits are valid.
     template <u32 bits> u32 peek() {
         constexpr i32 enough = bits == 9 ? 16 : bits == 11 ? 19 : 24;
         if (from.count < static_cast<i32>(bits)) {
@@ -152,7 +154,7 @@ struct marker_reader {
     i32 value(u32 category) {
         if (category == 0)
             return 0;
-        // A refill that meets a marker adds one byte.
+        // A refill that meets a marker appends only one byte.
         while (from.count + 1 < static_cast<i32>(category))
             refill(from);
         from.count -= static_cast<i32>(category);
@@ -170,8 +172,7 @@ template <u32 dc_bits> constexpr const auto &dc_entries(const decode_tables &tab
         return tables.dc_chrominance;
 }
 
-// Reads the DC difference with so many bits at once, and the coefficients after it, into a block of
-// zeros.
+// Reads a block whose DC table is indexed by `dc_bits` bits. The coefficients must be 0 before.
 template <u32 dc_bits, class Bits>
 [[gnu::always_inline]] inline block_end read_block(Bits &bits, const decode_tables &tables,
                                                    i32 &predictor, i16 *coefficients, u64 &mask,
@@ -182,7 +183,7 @@ template <u32 dc_bits, class Bits>
     if (first.category == invalid_category)
         return block_end::corrupt_dc;
     bits.consume(first.length);
-    if (first.category > 11)
+    if (first.category > largest_category)
         return block_end::bad_dc_category;
     predictor = static_cast<i32>(static_cast<u32>(predictor) +
                                  static_cast<u32>(bits.value(first.category)));
@@ -268,7 +269,7 @@ u32 read_with(scan_reader &reader, const scan_layout &layout, u32 first, u32 cou
     return success;
 }
 
-// Removes the stuffed bytes; false: FF D9 stands in the data.
+// Removes the stuffed bytes; false if the data contains FF D9.
 bool copy_plain(u8 *to, const u8 *data, u64 length, std::size_t &copied) {
     const u8 *at = data;
     const u8 *const end = data + length;
@@ -313,7 +314,8 @@ u32 begin_reading(scan_reader &reader, const u8 *data, u64 length) {
     reader.plain_bits.reset();
     refill(reader);
     refill(reader);
-    return reader.count == 23
+    constexpr i32 filled = 23; // three bytes
+    return reader.count == filled
                ? success
                : report(worker_name, VIQ_ERR_STATE, "Buffer failed to fill at start");
 }

@@ -3,46 +3,46 @@
 
 #include <memory>
 
-#include "jpeg/kernels.h"
+#include "jpeg/block_kernels.h"
 
 namespace viq {
 
-// How the blocks of an MCU follow each other, two by two.
+// Order of the blocks in an MCU, as pairs.
 struct scan_layout {
     u32 mcu_width, mcu_height;
     u32 mcus; // in a row of MCUs
     u32 mcu_rows;
-    u32 pairs;          // in an MCU: pairs of Y, and one of U and V; grey: one
-    u32 blocks_in_last; // grey: blocks of the last pair in a row
+    u32 pairs;          // in an MCU: one or two pairs of Y, then one of U and V; grey: one
+    u32 blocks_in_last; // blocks in the last pair of a row
     bool colour;
 };
 
 struct decoded_pair {
-    block_pair blocks; // the masks are 0 where a block has nothing but DC
+    block_pair blocks; // a mask is 0 if all AC coefficients of the block are 0
     i32 dc[2];
 };
 
 struct scan_reader {
-    const u8 *data; // as it is stored
+    const u8 *data; // with stuffed bytes
     u64 length;
-    // Without the stuffed bytes and with ones behind; null: a marker stands inside the data, and
-    // what the refills meet is reported.
+    // Copy of the data without stuffed bytes, padded with 1 bits. Null if the data contains FF D9:
+    // then it is read byte by byte, because each refill that meets the marker is reported.
     std::unique_ptr<u8[]> plain_bits;
     std::size_t plain_size;
     std::size_t plain_next;
-    u64 window; // refilled bits, the first one on top
-    u32 held;
-    // The same for data with markers: the lowest `count` + 1 bits.
+    u64 window; // next bits of plain_bits, the first one in the most significant position
+    u32 held;   // number of valid bits in the window
+    // State of byte by byte reading: the lowest `count` + 1 bits of `refilled` are valid.
     u32 refilled;
     i32 count;
     u64 next;
-    i32 predictors[3]; // the last DC of Y, U and V
+    i32 predictors[3]; // previous DC values of Y, U and V
 };
 
-// Starts at the first byte of the data; reports what fails.
+// Starts at the first byte of the data; returns a reported error.
 u32 begin_reading(scan_reader &reader, const u8 *data, u64 length);
 
-// MCUs of a row, of which the first one has a place of its own in the row.
+// Decodes `count` MCUs, of which the first one has index `first` in its row.
 u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 count,
               decoded_pair *pairs);
 

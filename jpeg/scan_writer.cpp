@@ -1,23 +1,23 @@
 #include "jpeg/scan_writer.h"
 
 #include <bit>
-#include <cstring>
 
-#include "core/byte_order.h"
+#include "jpeg/jpeg_markers.h"
 
 namespace viq {
 
 namespace {
 
-// A block takes at most 27 bits of DC and 63 times 26 bits of AC, each byte perhaps stuffed; what
-// is held back adds 16 bytes, the end of the scan 2.
-constexpr u32 largest_block = 2 * (27 + 63 * 26) / 8 + 2;
-constexpr u32 largest_rest = 18;
+// Largest number of bytes that are written, if every byte requires a stuffed byte.
+constexpr u32 largest_code = 16; // bits
+constexpr u32 dc_bits = largest_code + largest_category;
+constexpr u32 ac_bits_per_value = largest_code + largest_size;
+constexpr u32 largest_block = 2 * (dc_bits + (block_size - 1) * ac_bits_per_value) / 8 + 2;
+constexpr u32 pending_bytes = 2 * sizeof(u64);
+constexpr u32 end_marker_bytes = 2;
+constexpr u32 largest_rest = pending_bytes + end_marker_bytes;
 
-constexpr u32 end_of_block = 0x00;
-constexpr u32 zero_run = 0xF0;
-
-// The zigzag positions of the natural places in each row that a byte of a mask names.
+// Zigzag mask of the coefficients that a byte of a natural mask represents, by row of the block.
 struct zigzag_masks {
     u64 of[8][256];
 };
@@ -54,18 +54,21 @@ inline u8 *store_stuffed(u8 *at, u64 bits, u32 bytes) {
     return at;
 }
 
-// Eight bytes, the top one first.
+// Stores eight bytes, the most significant first.
 inline u8 *store_word(u8 *at, u64 bits) {
-    // A byte of ones carries into its neighbour or its own top bit.
-    constexpr u64 tops = 0x8080808080808080u;
-    if ((bits & ~(bits + 0x0101010101010101u) & tops) != 0)
+    // Adding 1 to each byte clears the top bit of a byte 0xFF; carries start only at such bytes.
+    constexpr u64 top_bits = 0x8080808080808080u;
+    constexpr u64 one_per_byte = 0x0101010101010101u;
+    if ((bits & ~(bits + one_per_byte) & top_bits) != 0)
         return store_stuffed(at, bits, 8);
     for (u32 i = 0; i < 8; ++i)
         at[i] = static_cast<u8>(bits >> (56 - 8 * i));
     return at + 8;
 }
 
-// What changes with every code, kept in registers.
+constexpr i32 word_bits = 64;
+
+// The part of the writer that changes with every code, kept in registers.
 struct bit_sink {
     u8 *at;
     u64 bits;
@@ -80,7 +83,7 @@ inline void put(bit_sink &sink, u32 code, u32 length) {
     }
     const auto over = static_cast<u32>(-sink.free_bits);
     sink.at = store_word(sink.at, sink.bits << (length - over) | code >> over);
-    sink.free_bits += 64;
+    sink.free_bits += word_bits;
     sink.bits = code;
 }
 
@@ -117,6 +120,21 @@ inline void write_block(bit_sink &sink, const component_codes &codes, const i16 
         put(sink, codes.ac[end_of_block] >> 16, codes.ac[end_of_block] & 0xFFFF);
 }
 
+// Writes blocks with the codes of luminance (0) or chrominance (1). Both blocks of luminance have
+// one predictor, U and V have one each.
+template <u32 component> bool write_pair(scan_writer &writer, const block_pair &pair, u32 count) {
+    if (!make_room(writer, 2 * largest_block + largest_rest))
+        return false;
+    bit_sink sink = {writer.at, writer.bits, writer.free_bits};
+    for (u32 i = 0; i < count; ++i)
+        write_block(sink, writer.components[component], pair.coefficients[i], pair.masks[i],
+                    writer.predictors[component == 0 ? 0 : 1 + i]);
+    writer.at = sink.at;
+    writer.bits = sink.bits;
+    writer.free_bits = sink.free_bits;
+    return true;
+}
+
 } // namespace
 
 void begin_scan(scan_writer &writer, tVIQ_Image &image) {
@@ -127,7 +145,7 @@ void begin_scan(scan_writer &writer, tVIQ_Image &image) {
     writer.at = record.data;
     writer.end = record.data + data_room(image);
     writer.bits = 0;
-    writer.free_bits = 64;
+    writer.free_bits = word_bits;
     const code_tables &codes = current_codes();
     for (u32 i = 0; i < 2; ++i) {
         const code_table &ac = codes.slots[ac_luminance + i];
@@ -140,39 +158,21 @@ void begin_scan(scan_writer &writer, tVIQ_Image &image) {
 }
 
 bool write_grey_blocks(scan_writer &writer, const block_pair &pair, u32 count) {
-    if (!make_room(writer, 2 * largest_block + largest_rest))
-        return false;
-    bit_sink sink = {writer.at, writer.bits, writer.free_bits};
-    for (u32 i = 0; i < count; ++i)
-        write_block(sink, writer.components[0], pair.coefficients[i], pair.masks[i],
-                    writer.predictors[0]);
-    writer.at = sink.at;
-    writer.bits = sink.bits;
-    writer.free_bits = sink.free_bits;
-    return true;
+    return write_pair<0>(writer, pair, count);
 }
 
 bool write_colour_blocks(scan_writer &writer, const block_pair &y, const block_pair &uv) {
-    if (!write_grey_blocks(writer, y, 2) || !make_room(writer, 2 * largest_block + largest_rest))
-        return false;
-    bit_sink sink = {writer.at, writer.bits, writer.free_bits};
-    for (u32 i = 0; i < 2; ++i)
-        write_block(sink, writer.components[1], uv.coefficients[i], uv.masks[i],
-                    writer.predictors[1 + i]);
-    writer.at = sink.at;
-    writer.bits = sink.bits;
-    writer.free_bits = sink.free_bits;
-    return true;
+    return write_pair<0>(writer, y, 2) && write_pair<1>(writer, uv, 2);
 }
 
 bool end_scan(scan_writer &writer) {
     if (!make_room(writer, largest_rest))
         return false;
-    const auto held = static_cast<u32>(64 - writer.free_bits);
+    const auto held = static_cast<u32>(word_bits - writer.free_bits);
     if (held != 0)
         writer.at = store_stuffed(writer.at, writer.bits << writer.free_bits, (held + 7) / 8);
     writer.at[0] = 0xFF;
-    writer.at[1] = 0xD9;
+    writer.at[1] = marker_eoi;
     Tjpeg &record = *writer.image->jpeg;
     record.data_length = static_cast<u32>(writer.at - record.data);
     return true;

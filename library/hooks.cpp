@@ -1,7 +1,7 @@
 // Connects the image core with the subsystems above it.
 #include "core/subsystem_hooks.h"
 
-#include "jpeg/record.h"
+#include "jpeg/jpeg_record.h"
 #include "wavelet/codec/wavelet_record.h"
 
 namespace viq {

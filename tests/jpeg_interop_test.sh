@@ -56,6 +56,12 @@ for size in 1x1 7x7 17x9 24x8 65x33; do
     done
 done
 
+# A TIFF file that is read in strips becomes one stream.
+expect 0 "$tool" convert "$samples/coffee.bmp" coffee.tif
+expect 0 "$tool" convert --strip 7 --quality 64 coffee.tif ours.jpg
+expect 0 djpeg -dct int -bmp -outfile theirs.bmp ours.jpg
+expect 0 psnr "$samples/coffee.bmp" theirs.bmp 27
+
 # same_samples TOLERANCE: compares what theirs.jpg decodes to, here and with djpeg: the pixels and, if
 # the program for it has been built, the samples before colour conversion.
 same_samples() {

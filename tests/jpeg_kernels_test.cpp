@@ -3,7 +3,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "jpeg/kernels.h"
+#include "jpeg/block_kernels.h"
 #include "jpeg_support.h"
 
 namespace viq {

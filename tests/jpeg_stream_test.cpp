@@ -350,5 +350,62 @@ TEST(JpegSequence, BuildsImagesFromStrips) {
                   "Output image does not exist");
 }
 
+// Reads and converts a TIFF file strip by strip; the memory image collects the picture to compress.
+TEST(JpegStream, HoldsATiffFileReadInStrips) {
+    const std::string tiff = scratch_file("scene.tif");
+    const picture scene(VIQ_RGB24, 50, 37);
+    draw_scene(scene);
+    ASSERT_EQ(VIQ_image_set_outfilename(scene, tiff.c_str()), 0u);
+    EXPECT_OK(VIQ_image_write(scene, 0, VIQ_FILE_TIFF, VIQ_STRIP_NEXT));
+    const jpeg_picture direct;
+    EXPECT_OK(VIQ_JPEG_compress(scene, direct));
+
+    const picture strip, whole;
+    ASSERT_EQ(VIQ_image_set_infilename(strip, tiff.c_str()), 0u);
+    VIQ_image_set_parameter(strip, VIQ_HEIGHT, 0);
+    VIQ_image_set_parameter(strip, VIQ_LINES_PER_STRIP, 0);
+    EXPECT_OK(VIQ_image_read(strip, 0, VIQ_STRIP_NEXT));
+    VIQ_image_set_parameter(strip, VIQ_LINES_PER_STRIP, 10);
+    for (u32 lines = 0; lines < strip->height; lines += strip->lines_per_strip) {
+        EXPECT_OK(VIQ_image_read(strip, 0, VIQ_STRIP_NEXT));
+        EXPECT_OK(VIQ_image_write(strip, whole, VIQ_FILE_MEMORY, VIQ_STRIP_NEXT));
+    }
+    const jpeg_picture jpeg;
+    EXPECT_OK(VIQ_JPEG_compress(whole, jpeg));
+    EXPECT_EQ(stream_of(jpeg), stream_of(direct));
+
+    const jpeg_picture read;
+    ASSERT_EQ(read_stream(read, stream_of(jpeg)), 0u);
+    const picture decoded;
+    EXPECT_OK(VIQ_JPEG_decompress(read, decoded, VIQ_STRIP_NEXT));
+    for (u32 y = 0; y < scene->height; ++y)
+        for (u32 x = 0; x < 3 * scene->width; ++x)
+            ASSERT_NEAR(decoded->data[y * decoded->bytes_per_line + x],
+                        scene->data[y * scene->bytes_per_line + x], 60);
+}
+
+u32 handler_jpeg;
+numbers handler_codes;
+
+u32 changing_handler(u32, const char *, u32, const char *) {
+    const bytes stream = {0xFF, 0xD8};
+    handler_codes = {VIQ_JPEG_set_Quality_factor(handler_jpeg, 16),
+                     VIQ_JPEG_make_Q_tables(handler_jpeg),
+                     VIQ_JPEG_free_data(handler_jpeg),
+                     VIQ_JPEG_buffer_read(handler_jpeg, stream.data(), 2),
+                     VIQ_JPEG_file_read(handler_jpeg),
+                     VIQ_JPEG_file_write(handler_jpeg, VIQ_STRIP_NEXT)};
+    return 0;
+}
+
+TEST(JpegStream, CannotBeReadIntoAnImageInUse) {
+    const jpeg_picture jpeg;
+    handler_jpeg = jpeg;
+    VIQ_ErrHandlerInstall(changing_handler);
+    VIQ_JPEG_get_parameter(missing, VIQ_JPEG_COMPONENTS);
+    VIQ_ErrHandlerInstall(record_failure);
+    EXPECT_EQ(handler_codes, numbers(6, state_error));
+}
+
 } // namespace
 } // namespace viq

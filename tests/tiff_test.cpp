@@ -300,5 +300,35 @@ TEST(TiffHelpers, ReadInTheGivenByteOrder) {
     std::fclose(file);
 }
 
+// The file that is opened to detect its format is passed to the reader, or closed.
+TEST(Tiff, IsClosedAfterEveryKindOfGenericRead) {
+    const std::filesystem::path open_files = "/proc/self/fd";
+    if (!std::filesystem::exists(open_files))
+        GTEST_SKIP();
+    const auto count = [&] {
+        const std::filesystem::directory_iterator files(open_files);
+        return std::distance(begin(files), end(files));
+    };
+    const picture scene(VIQ_Y8, 8, 8), strip;
+    fill_with_noise(scene);
+    name_files(scene, scratch_file("open.tif"));
+    name_files(strip, scratch_file("open.tif"));
+    EXPECT_OK(VIQ_write_TIFF_file(scene, VIQ_STRIP_NEXT));
+    const auto before = count();
+    EXPECT_OK(VIQ_image_read(strip, 0, VIQ_STRIP_NEXT));
+    EXPECT_EQ(count(), before);
+    EXPECT_OK(VIQ_image_read(strip, 0, VIQ_STRIP_FINISH));
+    EXPECT_EQ(VIQ_image_read(strip, 0, 0), u32{VIQ_ERR_STATE});
+    EXPECT_EQ(count(), before);
+
+    set_lines(strip, 2);
+    EXPECT_OK(VIQ_read_TIFF_file(strip, VIQ_STRIP_NEXT));
+    EXPECT_OK(VIQ_image_read(strip, 0, VIQ_STRIP_NEXT)); // continues the sequence of the reader
+    EXPECT_EQ(strip->data[0], scene->data[2 * scene->bytes_per_line]);
+    EXPECT_EQ(count(), before + 1);
+    EXPECT_OK(VIQ_image_read(strip, 0, VIQ_STRIP_FINISH));
+    EXPECT_EQ(count(), before);
+}
+
 } // namespace
 } // namespace viq

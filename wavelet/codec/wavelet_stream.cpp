@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "core/byte_order.h"
+#include "core/file_io.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "files/stream.h"
 #include "wavelet/codec/wavelet_record.h"
 
 using namespace viq;

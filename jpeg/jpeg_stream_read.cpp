@@ -1,18 +1,19 @@
-// JPEG streams out of files and memory, by one parser.
+// Parser of JPEG streams in files and in memory.
 #include <algorithm>
 #include <cstring>
 
+#include "core/byte_order.h"
+#include "core/file_io.h"
 #include "core/report.h"
-#include "files/stream.h"
-#include "jpeg/markers.h"
-#include "jpeg/record.h"
-#include "jpeg/tables.h"
+#include "jpeg/jpeg_markers.h"
+#include "jpeg/jpeg_record.h"
+#include "jpeg/jpeg_tables.h"
 
 using namespace viq;
 
 namespace {
 
-// Where the bytes come from.
+// A file or a buffer in memory.
 struct byte_source {
     std::FILE *file; // null: memory
     const u8 *bytes;
@@ -22,13 +23,13 @@ struct byte_source {
 
 struct parse;
 
-// What the three readers do differently.
+// The differences between the three readers.
 struct reader_rules {
     const char *name;
-    u32 unrecognised; // class of the error
-    const char *cut_short;
+    u32 unrecognised;      // error class of an unknown marker
+    const char *cut_short; // message for a stream that ends within a segment
     bool keeps_comment;
-    u32 (*take_scan)(parse &state); // at the first byte of coded data
+    u32 (*take_scan)(parse &state); // called at the first byte of coded data
     bool stops_at_scan;
 };
 
@@ -40,15 +41,15 @@ struct parse {
     byte_source source;
     bool has_frame = false;
     bool has_scan = false;
-    u32 q_tables_seen = 0; // bit for each
+    u32 q_tables_seen = 0; // one bit for each table
     u32 h_tables_seen = 0;
 };
 
-// What is left to read of a segment.
+// The part of a segment that has not been parsed.
 struct segment {
     const u8 *at;
     std::size_t left;
-    u16 length; // with its own two bytes
+    u16 length; // including its own two bytes
     std::vector<u8> bytes;
 };
 
@@ -57,6 +58,10 @@ u32 read_opened_file(const reader_rules &rules, u32 hJpegImage);
 u32 leave_in_file(parse &state);
 u32 read_from_file(parse &state);
 u32 read_from_memory(parse &state);
+
+constexpr u32 huffman_head = 17; // bytes of the table id and the counts of each code length
+constexpr u32 most_q_tables = 4;
+constexpr u32 scan_end = block_size - 1; // last coefficient of a baseline scan
 
 constexpr reader_rules open_rules = {.name = "VIQ_JPEG_file_open",
                                      .unrecognised = VIQ_ERR_CORRUPT,
@@ -94,9 +99,9 @@ u32 VIQ_JPEG_file_read(u32 hJpegImage) {
 
 u32 VIQ_JPEG_file_close(u32 hJpegImage) {
     constexpr const char *name = "VIQ_JPEG_file_close";
-    Tjpeg *record = need_record(name, hJpegImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hJpegImage, record); is_error(code))
+        return code;
     unique_stream file(record->file);
     take_file(*record, nullptr);
     return close_file(name, file);
@@ -104,9 +109,9 @@ u32 VIQ_JPEG_file_close(u32 hJpegImage) {
 
 u32 VIQ_JPEG_buffer_read(u32 hJpegImage, const u8 *pBuffer, u32 dwLength) {
     const char *name = buffer_rules.name;
-    Tjpeg *record = need_record(name, hJpegImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hJpegImage, record); is_error(code))
+        return code;
     if (pBuffer == nullptr || dwLength == 0)
         return report(name, VIQ_ERR_OPEN, "Not JPEG stream/data");
     drop_file(*record);
@@ -126,6 +131,8 @@ u32 read_opened_file(const reader_rules &rules, u32 hJpegImage) {
         return report_bad_handle(rules.name);
     if (image->jpeg == nullptr)
         return report(rules.name, VIQ_ERR_OPEN, "The VIQ image handle refers to a non-JPEG image");
+    if (is_frozen(*image))
+        return report_unchangeable(rules.name, hJpegImage);
     Tjpeg &record = *image->jpeg;
     drop_file(record);
     take_file(record, std::fopen(image->infilename, "rb"));
@@ -139,7 +146,7 @@ u32 read_opened_file(const reader_rules &rules, u32 hJpegImage) {
     return code;
 }
 
-// ---- Sources
+// ---- Reading bytes
 
 bool at_end(const byte_source &source) {
     return source.position >= source.length;
@@ -189,7 +196,7 @@ u32 read_segment(parse &state, segment &part) {
     return success;
 }
 
-// Null when the segment ends before.
+// Null if the segment is shorter.
 const u8 *take(segment &part, std::size_t count) {
     if (part.left < count)
         return nullptr;
@@ -199,7 +206,7 @@ const u8 *take(segment &part, std::size_t count) {
     return taken;
 }
 
-// The colour format of three components; 0: none that is known.
+// The pixel format of three components; 0 if the sampling factors are not supported.
 u16 colour_format(const Tjpeg &record) {
     const auto sampled = [&record](u32 component, u32 h, u32 v) {
         return record.h_factor[component] == h && record.v_factor[component] == v;
@@ -253,16 +260,16 @@ u32 parse_frame(parse &state, segment &part) {
     return VIQ_image_set_parameter(state.handle, VIQ_IMAGE_TYPE, format);
 }
 
-// Several segments of a stream add up to what one would have said.
+// Tables may be spread over several segments; the record describes them as one segment.
 void add_table_id(parse &state, u8 id, u32 consumed) {
     Tjpeg &record = state.record;
     const u32 slot = slot_of_table_id(id);
-    u16 *place = record.h_table_ids;
-    while (*place != no_table && slot_of_table_id(*place) != slot)
-        ++place;
-    if (*place == no_table)
-        place[1] = no_table;
-    *place = id;
+    u16 *entry = record.h_table_ids;
+    while (*entry != no_table && slot_of_table_id(*entry) != slot)
+        ++entry;
+    if (*entry == no_table)
+        entry[1] = no_table;
+    *entry = id;
     state.h_tables_seen |= 1u << slot;
     record.dht_length = static_cast<u16>(record.dht_length + consumed);
 }
@@ -274,13 +281,13 @@ u32 parse_huffman(parse &state, segment &part) {
         record.dht_length = 0;
     }
     while (part.left != 0) {
-        const u8 *head = take(part, 17);
+        const u8 *head = take(part, huffman_head);
         if (head == nullptr)
             return fail_corrupt(state, state.rules.cut_short);
         const u32 slot = slot_of_table_id(head[0]);
         u8 bits[16];
         std::memcpy(bits, head + 1, sizeof bits);
-        if (!is_sound_table(bits))
+        if (!is_valid_table(bits))
             return fail_corrupt(state, "Corrupt Huffman table");
         const u32 symbols = symbol_count(bits);
         const u8 *values = take(part, symbols);
@@ -289,7 +296,7 @@ u32 parse_huffman(parse &state, segment &part) {
         std::memcpy(record.h_bits[slot], bits, sizeof bits);
         std::memset(record.h_vals[slot], 0, sizeof record.h_vals[slot]);
         std::copy(values, values + symbols, record.h_vals[slot]);
-        add_table_id(state, head[0], 17 + symbols);
+        add_table_id(state, head[0], huffman_head + symbols);
     }
     return success;
 }
@@ -301,7 +308,7 @@ u32 parse_quantisation(parse &state, segment &part) {
         if (*table >> 4 != 0)
             return fail(state, VIQ_ERR_UNSUPPORTED, "16 bit integer precision not supported");
         const u32 number = *table;
-        if (number > 3)
+        if (number >= most_q_tables)
             return fail_corrupt(state, "Quantisation table number above 3");
         const u8 *steps = take(part, block_size);
         if (steps == nullptr)
@@ -313,7 +320,7 @@ u32 parse_quantisation(parse &state, segment &part) {
     for (u32 seen = state.q_tables_seen; seen != 0; seen >>= 1)
         ++count;
     record.q_table_count = count;
-    record.dqt_length = static_cast<u16>(2 + 65 * count);
+    record.dqt_length = static_cast<u16>(2 + (1 + block_size) * count);
     return success;
 }
 
@@ -334,7 +341,7 @@ u32 parse_scan(parse &state, segment &part) {
     record.scan_ss = selection[0];
     record.scan_se = selection[1];
     record.scan_ahal = selection[2];
-    if (record.scan_ss != 0 || record.scan_se != block_size - 1 || record.scan_ahal != 0)
+    if (record.scan_ss != 0 || record.scan_se != scan_end || record.scan_ahal != 0)
         return fail_corrupt(state);
     state.has_scan = true;
     record.data_start = static_cast<u32>(state.source.position);
@@ -394,7 +401,7 @@ u32 parse_start(parse &state) {
     u8 byte = 0;
     if (!read_bytes(state.source, &byte, 1) || byte != 0xFF)
         return fail_corrupt(state, "Expecting PREFIX marker");
-    // One byte in memory is too short to be looked at any further.
+    // A buffer of one byte is accepted without further checks.
     if (state.source.file == nullptr && at_end(state.source))
         return success;
     if (!read_bytes(state.source, &byte, 1) || byte != marker_soi)
@@ -402,7 +409,8 @@ u32 parse_start(parse &state) {
     return success;
 }
 
-// No marker can follow; in memory a last single byte does not count.
+// No further marker can follow. In memory, a single last byte and any buffer below 4 bytes are
+// ignored.
 bool is_over(const byte_source &source) {
     return at_end(source) || (source.file == nullptr && source.position + 1 >= source.length) ||
            (source.file == nullptr && source.length < 4);
@@ -410,7 +418,7 @@ bool is_over(const byte_source &source) {
 
 u32 parse_stream(parse &state) {
     u32 code = parse_start(state);
-    // The data of an older picture does not fit what is read now.
+    // The data of the previous picture does not match the new header.
     if (!is_error(code))
         drop_data(state.image);
     while (!is_error(code) && !is_over(state.source)) {
@@ -418,7 +426,7 @@ u32 parse_stream(parse &state) {
         read_bytes(state.source, &byte, 1);
         if (byte != 0xFF)
             return fail(state, VIQ_ERR_CORRUPT | byte, "Expecting 0xFF marker code");
-        // Any number of 0xFF may stand ahead of a marker.
+        // Any number of 0xFF fill bytes may precede a marker code.
         while (byte == 0xFF && read_bytes(state.source, &byte, 1)) {
         }
         if (byte == 0xFF || byte == marker_eoi)
@@ -439,7 +447,8 @@ u32 leave_in_file(parse &state) {
     return success;
 }
 
-// Where the data ends: at the 0xFF ahead of another marker, or with the bytes.
+// Length of the coded data: it ends before the 0xFF of the next marker, or with the bytes. Counts
+// the frame separators.
 std::size_t end_of_data(const u8 *bytes, std::size_t length, u32 &frames) {
     const u8 *at = bytes;
     const u8 *const end = bytes + length;
@@ -456,7 +465,7 @@ std::size_t end_of_data(const u8 *bytes, std::size_t length, u32 &frames) {
     return length;
 }
 
-void note_scan(parse &state, std::size_t length, u32 frames, u64 start) {
+void set_scan(parse &state, std::size_t length, u32 frames, u64 start) {
     state.record.data_length = static_cast<u32>(length);
     state.record.data_ptr = state.record.data;
     state.image.param_18 = frames;
@@ -476,7 +485,7 @@ u32 read_from_file(parse &state) {
         std::fread(state.record.data, 1, static_cast<std::size_t>(left), source.file);
     u32 frames = 1;
     const std::size_t length = end_of_data(state.record.data, read, frames);
-    note_scan(state, length, frames, start);
+    set_scan(state, length, frames, start);
     return skip_bytes(source, 0) ? success : fail_corrupt(state, state.rules.cut_short);
 }
 
@@ -492,7 +501,7 @@ u32 read_from_memory(parse &state) {
         return code;
     if (length != 0)
         std::memcpy(state.record.data, bytes, length);
-    note_scan(state, length, frames, start);
+    set_scan(state, length, frames, start);
     return success;
 }
 

@@ -1,17 +1,16 @@
-// Quantisation tables, standard Huffman tables.
-#include "jpeg/tables.h"
+#include "jpeg/jpeg_tables.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "core/report.h"
-#include "jpeg/record.h"
+#include "jpeg/jpeg_record.h"
 
 using namespace viq;
 
 namespace {
 
-// Row by row, for luminance and chrominance.
+// The standard quantisation tables of luminance and chrominance, in natural order.
 constexpr u8 standard_steps[2][block_size] = {
     {16, 11, 10, 16, 24,  40,  51,  61,  12, 12, 14, 19, 26,  58,  60,  55,
      14, 13, 16, 24, 40,  57,  69,  56,  14, 17, 22, 29, 51,  87,  80,  62,
@@ -71,23 +70,23 @@ u32 VIQ_JPEG_set_Quantization_factor(u32 hImage, u16 wFactor) {
 
 u32 VIQ_JPEG_make_Q_tables(u32 hImage) {
     constexpr const char *name = "VIQ_JPEG_make_Q_tables";
-    Tjpeg *record = need_record(name, hImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hImage, record); is_error(code))
+        return code;
     if (record->quality_factor == 0)
         return report(name, VIQ_ERR_PARAMETER, "Q factor of range");
     const double scale = 16.0 / record->quality_factor;
     for (u32 table = 0; table < 2; ++table) {
         for (u32 k = 0; k < block_size; ++k) {
             const double scaled = standard_steps[table][natural_of[k]] * scale + 0.5;
-            // The finest factors would scale an entry to 0, which nothing can be divided by.
+            // Large quality factors scale small entries to 0, which cannot be a divisor.
             const u32 q = std::clamp(static_cast<u32>(scaled), 1u, 255u);
             record->q_tables[table][k] = static_cast<u8>(q);
             record->q_recip[table][k] = (q / 2 + 65536) / q;
         }
     }
     record->q_table_count = 2;
-    record->dqt_length = 132;
+    record->dqt_length = 2 + 2 * (1 + block_size);
     record->q_table_id[0] = 0;
     record->q_table_id[1] = 1;
     record->q_table_id[2] = 1;
@@ -95,9 +94,10 @@ u32 VIQ_JPEG_make_Q_tables(u32 hImage) {
 }
 
 u32 VIQ_JPEG_set_default_H_tables(u32 hImage) {
-    Tjpeg *record = need_record("VIQ_JPEG_set_default_H_tables", hImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record("VIQ_JPEG_set_default_H_tables", hImage, record);
+        is_error(code))
+        return code;
     std::memcpy(record->h_bits, standard_bits, sizeof standard_bits);
     std::memset(record->h_vals, 0, sizeof record->h_vals);
     for (u32 i = 0; i < 2; ++i) {
@@ -111,13 +111,35 @@ u32 VIQ_JPEG_set_default_H_tables(u32 hImage) {
     return success;
 }
 
+namespace viq {
+
+u32 symbol_count(const u8 (&bits)[16]) {
+    u32 count = 0;
+    for (const u8 number : bits)
+        count += number;
+    return count;
+}
+
+bool is_valid_table(const u8 (&bits)[16]) {
+    u32 free_codes = 1;
+    for (const u8 number : bits) {
+        free_codes *= 2;
+        if (number > free_codes)
+            return false;
+        free_codes -= number;
+    }
+    return symbol_count(bits) <= 256;
+}
+
+} // namespace viq
+
 namespace {
 
-// 0: out of range.
+// A factor of 0 is out of range.
 u32 set_factor(const char *function, u32 hImage, u32 factor) {
-    Tjpeg *record = need_record(function, hImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(function, hImage, record); is_error(code))
+        return code;
     if (factor == 0)
         return report(function, VIQ_ERR_PARAMETER, "Q factor of range");
     record->quality_factor = static_cast<u16>(factor);

@@ -1,4 +1,4 @@
-// Marker codes of JPEG streams; each stands behind a byte 0xFF.
+// Marker codes of JPEG streams; a marker is the byte 0xFF followed by its code.
 #pragma once
 
 #include "core/types.h"
@@ -16,7 +16,7 @@ constexpr u8 marker_dri = 0xDD;
 constexpr u8 marker_app0 = 0xE0;
 constexpr u8 marker_com = 0xFE;
 
-// A code behind 0xFF after which coded data goes on with another frame.
+// After this marker code, the coded data continues with the next frame.
 constexpr bool separates_frames(u8 code) {
     return (code & 0xD8) == marker_rst0;
 }

@@ -1,12 +1,12 @@
-// Frames gathered from strips, and sequences of frames.
+// Joining the data of strips, and sequences of frames.
 #include <cstring>
 
+#include "core/file_io.h"
 #include "core/geometry.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
-#include "files/stream.h"
-#include "jpeg/markers.h"
-#include "jpeg/record.h"
+#include "jpeg/jpeg_markers.h"
+#include "jpeg/jpeg_record.h"
 
 using namespace viq;
 
@@ -18,11 +18,14 @@ strip_sequence building;
 
 bool append(tVIQ_Image &image, const u8 *bytes, u32 count);
 u32 find_frame(const char *function, u32 hJpegImage, u32 frame);
-const u8 *after_separator(const u8 *at, const u8 *end);
-u32 cut(const char *function, u32 hJpegImage);
+const u8 *find_after_separator(const u8 *at, const u8 *end);
+u32 shrink(const char *function, u32 hJpegImage);
 
 } // namespace
 
+// The data of the frames is joined without changes. It must therefore be one scan that was split at
+// arbitrary bytes. Strips that were compressed separately do not form a scan: each one starts with
+// DC predictors of 0 and ends with padding bits.
 u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
     constexpr const char *name = "VIQ_JPEG_build_image";
     if (find_image(hJpegFrame) == nullptr)
@@ -36,8 +39,11 @@ u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
     tVIQ_Image &out = *find_image(hJpegOut);
     if (frame.lines_per_strip == 0)
         return success;
-    if (need_record(name, hJpegFrame) == nullptr || need_record(name, hJpegOut) == nullptr)
-        return VIQ_ERR_HANDLE;
+    code = check_record(name, hJpegFrame);
+    if (!is_error(code))
+        code = check_record(name, hJpegOut);
+    if (is_error(code))
+        return code;
     if (frame.jpeg == out.jpeg)
         return report_same_image(name);
     if (!building.under_way) {
@@ -75,12 +81,12 @@ u32 VIQ_JPEG_sequence_build(u32 hJpegFrame, u32 hJpegSequence) {
     constexpr const char *name = "VIQ_JPEG_sequence_build";
     if (find_image(hJpegSequence) == nullptr)
         return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
-    if (need_record(name, hJpegSequence) == nullptr)
-        return VIQ_ERR_HANDLE;
+    if (const u32 code = check_record(name, hJpegSequence); is_error(code))
+        return code;
     if (hJpegFrame == 0)
-        return cut(name, hJpegSequence);
-    if (need_record(name, hJpegFrame) == nullptr)
-        return VIQ_ERR_HANDLE;
+        return shrink(name, hJpegSequence);
+    if (const u32 code = check_record(name, hJpegFrame); is_error(code))
+        return code;
     const tVIQ_Image &frame = *find_image(hJpegFrame);
     tVIQ_Image &sequence = *find_image(hJpegSequence);
     if (frame.jpeg == sequence.jpeg)
@@ -100,9 +106,9 @@ u32 VIQ_JPEG_sequence_build(u32 hJpegFrame, u32 hJpegSequence) {
 
 u32 VIQ_JPEG_sequence_calc_length(u32 hJpegImage) {
     constexpr const char *name = "VIQ_JPEG_sequence_calc_length";
-    const Tjpeg *record = need_record(name, hJpegImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hJpegImage, record); is_error(code))
+        return code;
     if (record->file == nullptr)
         return report(name, VIQ_ERR_HANDLE, "JPEG file not opened");
     const u64 here = position_of(record->file);
@@ -124,8 +130,8 @@ u32 VIQ_JPEG_sequence_calc_length(u32 hJpegImage) {
 
 u32 VIQ_JPEG_sequence_set_start_frame(u32 hJpegImage, u32 dwFrame) {
     constexpr const char *name = "VIQ_JPEG_sequence_set_start_frame";
-    if (need_record(name, hJpegImage) == nullptr)
-        return VIQ_ERR_HANDLE;
+    if (const u32 code = check_record(name, hJpegImage); is_error(code))
+        return code;
     if (dwFrame > find_image(hJpegImage)->param_18)
         return report(name, VIQ_ERR_PARAMETER, "starting frame > number of frames");
     return find_frame(name, hJpegImage, dwFrame);
@@ -133,8 +139,11 @@ u32 VIQ_JPEG_sequence_set_start_frame(u32 hJpegImage, u32 dwFrame) {
 
 u32 VIQ_JPEG_sequence_extract_frame(u32 hJpegSequence, u32 hJpegFrame, u32 dwFrame) {
     constexpr const char *name = "VIQ_sequence_JPEG_extract_frame";
-    if (need_record(name, hJpegSequence) == nullptr || need_record(name, hJpegFrame) == nullptr)
-        return VIQ_ERR_HANDLE;
+    u32 code = check_record(name, hJpegSequence);
+    if (!is_error(code))
+        code = check_record(name, hJpegFrame);
+    if (is_error(code))
+        return code;
     tVIQ_Image &sequence = *find_image(hJpegSequence);
     tVIQ_Image &frame = *find_image(hJpegFrame);
     if (sequence.jpeg == frame.jpeg)
@@ -144,14 +153,14 @@ u32 VIQ_JPEG_sequence_extract_frame(u32 hJpegSequence, u32 hJpegFrame, u32 dwFra
         return report(name, VIQ_ERR_PARAMETER, "frame number > number of frames");
     if (!has_data(sequence))
         return report_no_data(name);
-    u32 code = find_frame(name, hJpegSequence, dwFrame);
+    code = find_frame(name, hJpegSequence, dwFrame);
     if (is_error(code))
         return code;
     const u8 *start = sequence.jpeg->data_ptr;
     const u8 *end = sequence.jpeg->data + sequence.jpeg->data_length;
-    // The separator behind a frame stays with it.
+    // The extracted frame includes the separator after it.
     if (dwFrame < frames)
-        end = after_separator(start, end);
+        end = find_after_separator(start, end);
     if (end == nullptr)
         return report(name, VIQ_ERR_CORRUPT, "Frame separator not found");
     const auto length = static_cast<u32>(end - start);
@@ -182,15 +191,15 @@ bool append(tVIQ_Image &image, const u8 *bytes, u32 count) {
     return true;
 }
 
-u32 cut(const char *function, u32 hJpegImage) {
+u32 shrink(const char *function, u32 hJpegImage) {
     tVIQ_Image &image = *find_image(hJpegImage);
     if (image.jpeg->data != nullptr && !has_data(image))
         return report(function, VIQ_ERR_CORRUPT, "Corrupt image");
-    return cut_data(image) ? success : report_no_memory(function, image.jpeg->data_length);
+    return shrink_data(image) ? success : report_no_memory(function, image.jpeg->data_length);
 }
 
-// Null where none follows.
-const u8 *after_separator(const u8 *at, const u8 *end) {
+// The address after the next separator, or null.
+const u8 *find_after_separator(const u8 *at, const u8 *end) {
     for (; end - at >= 2; ++at)
         if (at[0] == 0xFF && at[1] == marker_rst0)
             return at + separator_size;
@@ -207,7 +216,7 @@ bool skip_to_separator(std::FILE *file) {
     return false;
 }
 
-// Without data in memory the open file is moved.
+// Positions data_ptr and the open file at the start of a frame.
 u32 find_frame(const char *function, u32 hJpegImage, u32 frame) {
     tVIQ_Image &image = *find_image(hJpegImage);
     Tjpeg &record = *image.jpeg;
@@ -225,7 +234,8 @@ u32 find_frame(const char *function, u32 hJpegImage, u32 frame) {
         if (record.file != nullptr && !skip_to_separator(record.file))
             return report(function, VIQ_ERR_CORRUPT, "Frame separator not found");
         if (record.data != nullptr) {
-            const u8 *next = after_separator(record.data_ptr, record.data + record.data_length);
+            const u8 *next =
+                find_after_separator(record.data_ptr, record.data + record.data_length);
             if (next == nullptr)
                 return report(function, VIQ_ERR_CORRUPT, "Frame separator not found");
             record.data_ptr = record.data + (next - record.data);

@@ -1,8 +1,8 @@
-// Block kernels: transforms and quantisation of 8 x 8 blocks, two by two. All instruction sets give
+// Block kernels: transforms and quantisation of pairs of 8 x 8 blocks. All instruction sets give
 // the same results.
 #pragma once
 
-#include "jpeg/tables.h"
+#include "jpeg/jpeg_tables.h"
 
 namespace viq {
 
@@ -10,24 +10,22 @@ namespace viq {
 constexpr u32 pair_width = 16;
 constexpr u32 block_lines = 8;
 
-// A quantisation table in natural order, each row twice side by side as the pairs of blocks have
-// it.
+// A quantisation table in natural order. Each row is repeated, to match a row of a pair of blocks.
 struct quantiser {
     alignas(32) u16 step[block_lines][pair_width];
-    alignas(32) u16 reciprocal[block_lines][pair_width]; // of 65536 the low 16 bits
-    alignas(32) u16 whole[block_lines][pair_width];      // all ones where the reciprocal is 65536
+    alignas(32) u16 reciprocal[block_lines][pair_width]; // low 16 bits of round(65536 / step)
+    alignas(32) u16 whole[block_lines][pair_width];      // 0xFFFF where the reciprocal is 65536
 };
 
 quantiser make_quantiser(const u8 (&steps)[block_size], const u32 *reciprocals);
 
-// Quantised blocks, one behind the other, in natural order; bit n of a mask: coefficient n is not
-// 0.
+// Two quantised blocks, each in natural order. Bit n of a mask is set if coefficient n is not 0.
 struct block_pair {
     alignas(32) i16 coefficients[2][block_size];
     u64 masks[2];
 };
 
-// What a pair of blocks decodes to.
+// The decoded samples of a pair of blocks, side by side.
 struct sample_pair {
     alignas(32) u8 rows[block_lines][pair_width];
 };
@@ -38,9 +36,9 @@ struct block_kernels {
     // 16 x 8 pixels of YUV 4:2:2: the two blocks of Y, and those of U and V.
     void (*forward_colour)(const u8 *pixels, std::size_t line, const quantiser &luminance,
                            const quantiser &chrominance, block_pair &y, block_pair &uv);
-    // False: a coefficient is too large for this kernel, and nothing is done.
+    // False if a coefficient is too large for this kernel; `samples` is then unchanged.
     bool (*inverse)(const block_pair &, const quantiser &, sample_pair &);
-    // 16 x 8 pixels of YUV 4:2:2 out of samples; each row of U and V serves 1 << repeat lines.
+    // Builds 16 x 8 pixels of YUV 4:2:2; each row of U and V is used for 1 << repeat lines.
     void (*interleave)(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels,
                        std::size_t line);
 };
@@ -48,17 +46,17 @@ struct block_kernels {
 extern const block_kernels plain_blocks;
 extern const block_kernels avx2_blocks;
 
-// Of the current instruction set.
+// The kernels of the current instruction set.
 const block_kernels &current_blocks();
 
 // The inverse transform of one block; its DC may have any value.
 void inverse_block(const i16 *coefficients, i32 dc, const quantiser &table, u8 *samples,
                    std::size_t line);
 
-// Every sample of a block that has no coefficient but DC.
+// The sample value of a block whose AC coefficients are 0.
 u8 flat_sample(i32 dc, const quantiser &table);
 
-// One quantised coefficient.
+// Quantises one coefficient.
 constexpr i32 quantise(i32 coefficient, u32 step, u32 reciprocal) {
     const auto size = static_cast<u32>(coefficient < 0 ? -coefficient : coefficient);
     if (size < step)

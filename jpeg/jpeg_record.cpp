@@ -1,5 +1,5 @@
-// JPEG images: making and destroying the record, its fields, its buffer.
-#include "jpeg/record.h"
+// JPEG images: creation, fields, data buffer and destruction of the record.
+#include "jpeg/jpeg_record.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,26 +7,29 @@
 #include <memory>
 #include <unordered_map>
 
+#include "core/file_io.h"
 #include "core/geometry.h"
 #include "core/report.h"
-#include "files/stream.h"
+#include "jpeg/jpeg_tables.h"
 
 using namespace viq;
 
 namespace {
 
+// Size of the data buffer: the lines of the strip and some spare bytes. Smaller sizes than the
+// limit are replaced.
 constexpr u64 spare_room = 10000;
-constexpr u64 least_room = 4096;
-constexpr u64 room_of_small = 4200;
+constexpr u64 small_room_limit = 4096;
+constexpr u64 small_room = 4200;
 
-// What the library remembers of a record beside its fields.
+// Private state of a record.
 struct record_companion {
-    std::unique_ptr<u8[]> buffer; // the data that the library allocated
+    std::unique_ptr<u8[]> buffer; // data buffer that the library has allocated
     u64 size = 0;
-    u64 callers_room = 0; // what a caller's buffer has to hold
+    u64 callers_room = 0; // bytes requested of a caller's locked buffer
     buffer_lock lock;
     std::FILE *file = nullptr; // opened by the library
-    bool made_here = false;
+    bool made_here = false;    // the library has allocated the record
 };
 
 std::unordered_map<const Tjpeg *, record_companion> companions;
@@ -55,7 +58,7 @@ u32 VIQ_JPEG_image_create(void) {
     own->made_here = true;
     record->quality_factor = 32;
     std::memset(record->comment, ' ', sizeof record->comment);
-    record->h_table_ids[0] = 255;
+    record->h_table_ids[0] = no_table;
     find_image(handle)->jpeg = record;
     return handle;
 }
@@ -65,9 +68,9 @@ u32 VIQ_JPEG_set_image(u32 hInImage, u32 hJpegImage) {
     const tVIQ_Image *in = find_image(hInImage);
     if (in == nullptr)
         return report_bad_handle(name);
-    Tjpeg *record = need_record(name, hJpegImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hJpegImage, record); is_error(code))
+        return code;
     tVIQ_Image &image = *find_image(hJpegImage);
     image.width = in->width;
     image.height = in->height;
@@ -126,9 +129,9 @@ u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo) {
 
 u32 VIQ_JPEG_malloc_data(u32 hImage) {
     constexpr const char *name = "VIQ_JPEG_malloc_data";
-    const Tjpeg *record = need_record(name, hImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hImage, record); is_error(code))
+        return code;
     const u32 code = check_image(name, hImage);
     if (is_error(code))
         return code;
@@ -138,20 +141,20 @@ u32 VIQ_JPEG_malloc_data(u32 hImage) {
         const u64 length = file_size(record->file);
         size = length + length % 2;
     }
-    return allocate(name, image, size < least_room ? room_of_small : size);
+    return allocate(name, image, size < small_room_limit ? small_room : size);
 }
 
 u32 VIQ_JPEG_malloc_N_bytes_data(u32 hImage, u32 dwBytes) {
     constexpr const char *name = "VIQ_JPEG_malloc_N_bytes_data";
-    if (need_record(name, hImage) == nullptr)
-        return VIQ_ERR_HANDLE;
+    if (const u32 code = check_record(name, hImage); is_error(code))
+        return code;
     return allocate(name, *find_image(hImage), dwBytes);
 }
 
 u32 VIQ_JPEG_free_data(u32 hImage) {
-    Tjpeg *record = need_record("VIQ_JPEG_free_data", hImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record("VIQ_JPEG_free_data", hImage, record); is_error(code))
+        return code;
     if ((find_image(hImage)->flags & VIQ_FLAG_LOCKED) != 0)
         return success;
     drop_data(*find_image(hImage));
@@ -180,9 +183,9 @@ FILE *VIQ_JPEG_get_file_ptr(u32 hJpegImage) {
 }
 
 u32 VIQ_JPEG_set_file_ptr(u32 hJpegImage, FILE *f) {
-    Tjpeg *record = need_record("VIQ_JPEG_set_file_ptr", hJpegImage);
-    if (record == nullptr)
-        return VIQ_ERR_HANDLE;
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record("VIQ_JPEG_set_file_ptr", hJpegImage, record); is_error(code))
+        return code;
     record->file = f;
     return success;
 }
@@ -194,13 +197,17 @@ Tjpeg *find_record(u32 handle) {
     return image != nullptr ? image->jpeg : nullptr;
 }
 
-Tjpeg *need_record(const char *function, u32 handle) {
+u32 need_record(const char *function, u32 handle, Tjpeg *&record) {
     const tVIQ_Image *image = find_image_to_change(handle);
-    if (image == nullptr || image->jpeg == nullptr) {
-        report_no_record(function, handle);
-        return nullptr;
-    }
-    return image->jpeg;
+    if (image == nullptr || image->jpeg == nullptr)
+        return report_no_record(function, handle);
+    record = image->jpeg;
+    return success;
+}
+
+u32 check_record(const char *function, u32 handle) {
+    Tjpeg *record = nullptr;
+    return need_record(function, handle, record);
 }
 
 u32 report_no_record(const char *function, u32 handle) {
@@ -239,7 +246,7 @@ u64 data_room(const tVIQ_Image &image) {
         return 0;
     if (owns(record))
         return own->size;
-    // The size of a buffer that was never locked is unknown.
+    // The size of a caller's buffer is known only if it is locked.
     return record.data == own->lock.locked ? std::max(own->callers_room, usual_room(image)) : 0;
 }
 
@@ -250,7 +257,7 @@ bool grow_data(tVIQ_Image &image, u64 bytes) {
            reallocate(*image.jpeg, std::min<u64>(bytes + bytes / 2, UINT32_MAX));
 }
 
-bool cut_data(tVIQ_Image &image) {
+bool shrink_data(tVIQ_Image &image) {
     return !owns(*image.jpeg) || reallocate(*image.jpeg, image.jpeg->data_length);
 }
 
@@ -376,10 +383,10 @@ bool owns(const Tjpeg &record) {
 
 u64 usual_room(const tVIQ_Image &image) {
     const u64 size = strip_size(image, image.lines_per_strip) + spare_room;
-    return size < least_room ? room_of_small : size;
+    return size < small_room_limit ? small_room : size;
 }
 
-// The library's own buffer is sized whatever the lock says, which may come from another image.
+// The lock flag does not protect the library's own buffer: it may be a copy from another image.
 u32 allocate(const char *function, tVIQ_Image &image, u64 size) {
     Tjpeg &record = *image.jpeg;
     record_companion *own = companion_of(record);
@@ -399,7 +406,7 @@ u32 allocate(const char *function, tVIQ_Image &image, u64 size) {
     return success;
 }
 
-// Keeps the bytes that are there and the place of data_ptr among them.
+// Keeps the content and the offset of data_ptr in it.
 bool reallocate(Tjpeg &record, u64 size) {
     record_companion *own = companion_of(record);
     if (own == nullptr || size > SIZE_MAX)
@@ -414,17 +421,17 @@ bool reallocate(Tjpeg &record, u64 size) {
         std::memcpy(fresh.get(), record.data, static_cast<std::size_t>(kept));
     const bool inside = record.data != nullptr && record.data_ptr >= record.data &&
                         record.data_ptr <= record.data + kept;
-    const auto place = inside ? record.data_ptr - record.data : 0;
+    const auto offset = inside ? record.data_ptr - record.data : 0;
     release_data(record);
     own->buffer = std::move(fresh);
     own->size = size;
     record.data = own->buffer.get();
-    record.data_ptr = record.data + place;
+    record.data_ptr = record.data + offset;
     return true;
 }
 
-// Frees the library's own buffer, and a caller's that was never locked, which has passed to the
-// library unless another record uses it as well.
+// Frees the library's own buffer. A caller's buffer that was not locked belongs to the library and
+// is freed too, unless another record uses it.
 void release_data(Tjpeg &record) {
     record_companion *own = companion_of(record);
     const bool passed = own != nullptr && record.data != nullptr && !owns(record) &&
@@ -446,7 +453,7 @@ void release_data(Tjpeg &record) {
     record.data_ptr = nullptr;
 }
 
-// A record or file that a caller has made stays the caller's.
+// Records that a caller has allocated are not freed, files that a caller has set are not closed.
 void forget(Tjpeg &record) {
     drop_file(record);
     const auto own = companions.find(&record);

@@ -15,7 +15,7 @@ inline u32 report_too_large(const char *function) {
     return report(function, VIQ_ERR_UNSUPPORTED, "Image too large for JPEG");
 }
 
-// Pixels of an MCU.
+// Width of an MCU in pixels.
 constexpr u32 mcu_width(u16 format) {
     return format == VIQ_Y8 ? 8 : 16;
 }

@@ -1,0 +1,44 @@
+// File streams: positions beyond 2 GiB, files that close themselves, and the rule that a failed
+// write is reported at the latest when the file is closed.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+
+#include "core/strip_driver.h"
+
+namespace viq {
+
+struct stream_closer {
+    void operator()(std::FILE *stream) const { std::fclose(stream); }
+};
+using unique_stream = std::unique_ptr<std::FILE, stream_closer>;
+
+// Closes the file and reports a failure of any write to it. NULL is a success.
+u32 close_file(const char *function, unique_stream &file);
+
+bool seek_to(std::FILE *stream, u64 position);
+
+// 0 if the position is unknown.
+u64 position_of(std::FILE *stream);
+
+// Size of the file in bytes, 0 if it is unknown; the position of the stream does not change.
+u64 file_size(std::FILE *stream);
+
+// An open file and the strip sequence that reads or writes it.
+struct file_sequence {
+    strip_sequence sequence;
+    unique_stream file;
+};
+
+// Ends the sequence and closes the file without a report.
+void drop(file_sequence &state);
+
+// Creates a file with the buffer of a writer, 16384 bytes.
+u32 create_file(const char *function, file_sequence &state, const char *path,
+                const char *mode = "wb");
+
+// Called after each strip: reports a failed write, ends the sequence and closes the file.
+u32 check_written(const char *function, file_sequence &state);
+
+} // namespace viq

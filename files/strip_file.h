@@ -1,0 +1,126 @@
+// Readers and writers of file formats, strip by strip: the sequence of opening, reading or writing
+// and closing is implemented once, driven by a record for each format.
+#pragma once
+
+#include <span>
+
+#include "core/byte_order.h"
+#include "core/file_io.h"
+#include "core/report.h"
+
+namespace viq {
+
+inline u32 report_corrupt(const char *function) {
+    return report(function, VIQ_ERR_CORRUPT, "Corrupt image");
+}
+
+u32 report_format(const char *function, u16 format);
+
+// ---- Lines
+
+// Lines of 1-bit images, whose length VIQ_image_check does not set: ceiling(width / 8) bytes,
+// without padding or padded to the line alignment. If the previous length is one of the two, it is
+// kept. Other formats have the length that the check sets.
+u32 packed_bit_line(const tVIQ_Image &image, u32 previous);
+u32 padded_bit_line(const tVIQ_Image &image, u32 previous);
+
+constexpr u64 bit_line_bytes(u32 width) {
+    return (u64{width} + 7) / 8;
+}
+
+// Transfers the first `line_size` bytes of image lines; the bytes after them are not changed. False
+// if the stream ends or fails.
+bool write_image_lines(std::FILE *stream, const tVIQ_Image &image, u64 line_size);
+bool read_image_lines(std::FILE *stream, const tVIQ_Image &image, u32 first, u32 lines,
+                      u64 line_size);
+
+// Visits the pixels of lines: in one run if the lines have no padding, else line by line.
+template <class Visit>
+void for_each_run(const tVIQ_Image &image, u32 first, u32 lines, Visit visit) {
+    u8 *run = image.data + first * static_cast<std::size_t>(image.bytes_per_line);
+    if (image.skip_bytes == 0)
+        visit(run, u64{image.width} * lines);
+    else
+        for (u32 n = 0; n < lines; ++n, run += image.bytes_per_line)
+            visit(run, u64{image.width});
+}
+
+// Reads lines that the file stores in another form: `unpack` converts one file line of `line_size`
+// bytes to an image line, and may change the file line.
+using line_unpacker = void (*)(const tVIQ_Image &image, u8 *packed, u8 *line);
+u32 read_packed_lines(const char *function, std::FILE *stream, const tVIQ_Image &image, u32 first,
+                      u32 lines, u64 line_size, line_unpacker unpack);
+
+// Writes the current strip in another form: `pack` converts image lines, from line `first` on, to
+// as many file lines of `line_size` bytes.
+using block_packer = void (*)(const tVIQ_Image &image, u32 first, u32 lines, u64 line_size,
+                              u8 *block);
+u32 write_packed_lines(const char *function, std::FILE *stream, const tVIQ_Image &image,
+                       u64 line_size, block_packer pack);
+
+// Lines that are processed at a time, so that a block of them stays in the cache; at least 1.
+u32 lines_in_block(u64 line_size);
+
+// Writes 16-bit words of the host in the given byte order.
+void write_words(std::FILE *stream, const u8 *words, u64 count, endian order);
+
+// Converts words that were read in the given byte order to the order of the host.
+void words_to_host(u8 *words, u64 count, endian order);
+
+// ---- Writers
+
+// The file is created and its header written on the first strip; it is closed after the last one.
+// A step without a function does nothing.
+struct strip_writer {
+    const char *name;
+    const char *strip_name; // reports failures of a strip
+    file_sequence *state;
+    std::span<const u16> formats;
+    // Failures are reported at the end of a strip and on closing, so that the functions below
+    // need not check their writes.
+    u32 (*write_strip)(std::FILE *file, const tVIQ_Image &image); // the strip has data
+    void (*write_header)(std::FILE *file, const tVIQ_Image &image) = nullptr;
+    void (*write_trailer)(std::FILE *file) = nullptr;
+    // If set, an image without pixels is corrupt and a side above 65535 is refused with this text.
+    const char *too_large = nullptr;
+    verdict (*check)(const tVIQ_Image &image) = nullptr; // further conditions
+    bool plain_format_code = false; // an unaccepted format is reported without its number
+    line_rule line = nullptr;       // line length of the written strip; null: the check's
+    const char *mode = "wb";
+};
+
+u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode);
+
+// ---- Readers
+
+struct read_call {
+    std::FILE *file;
+    tVIQ_Image &image;
+    u32 handle;
+    u32 lines_done;
+};
+
+// A failed seek leaves the file open.
+constexpr u32 seek_failed = VIQ_ERR_INTERNAL;
+
+inline u32 report_seek(const char *function) {
+    return report(function, seek_failed, "fseek failed");
+}
+
+// What a format needs between two strips is kept by its source.
+struct strip_reader {
+    const char *name;
+    file_sequence *state;
+    // Called with the file at its start; sets the image's parameters.
+    u32 (*read_header)(const read_call &call);
+    // Called with a buffer for the lines of the strip.
+    u32 (*read_lines)(const read_call &call);
+    bool unbuffered = false;  // the reader reads large blocks
+    line_rule line = nullptr; // line length of the read strip; null: the check's
+};
+
+// If the caller has opened the file already, the reader continues with that stream, provided that
+// it is not `unbuffered`; else it opens the image's input file.
+u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode, unique_stream opened = nullptr);
+
+} // namespace viq

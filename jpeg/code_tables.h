@@ -1,0 +1,85 @@
+// The process-wide code tables that the encoder and the decoder share, and the decoding tables that
+// are built from them.
+#pragma once
+
+#include <array>
+
+#include "jpeg/jpeg_tables.h"
+
+namespace viq {
+
+// ---- Symbols
+
+constexpr u32 end_of_block = 0x00; // the remaining coefficients are 0
+constexpr u32 zero_run = 0xF0;     // 16 coefficients are 0
+
+constexpr u32 largest_category = 11; // of DC differences
+constexpr u32 largest_size = 10;     // of AC values, in bits
+
+// ---- Encoding
+
+// Code and length of each symbol; length 0: the table does not contain the symbol.
+struct code_table {
+    std::array<u16, 256> code;
+    std::array<u8, 256> length;
+};
+
+// Code and extra bits of a value, left-aligned in a 32-bit word.
+struct coded_value {
+    u32 bits;
+    u32 length;
+};
+
+constexpr i32 largest_difference = 2047;
+
+struct code_tables {
+    code_table slots[huffman_slots];
+    // Code and extra bits of each DC difference; index: difference + largest_difference.
+    std::array<coded_value, 2 * largest_difference + 1> dc_values[2];
+};
+
+const code_tables &current_codes();
+
+// The tables contain every symbol that grey or colour pictures can require.
+bool codes_are_complete(bool colour);
+
+// ---- Decoding
+
+// Tables with one entry for each value of the next bits.
+constexpr u32 dc_luminance_bits = 9;
+constexpr u32 dc_chrominance_bits = 11;
+constexpr u32 ac_bits = 16;
+constexpr u32 fast_bits = 11;
+constexpr u8 invalid_category = 255;
+
+struct dc_entry {
+    u8 category;
+    u8 length;
+};
+
+struct ac_entry {
+    u8 run;  // zeros before the value
+    u8 size; // bits of the value, or invalid_category
+    u8 length;
+    u8 reserved;
+};
+
+// Code and value in one entry, if both fit `fast_bits`; else the length is 0. A run of 16 zeros is
+// stored as a run of 15 and the value 0.
+constexpr u8 fast_end_of_block = 128; // value of `run`
+struct ac_fast_entry {
+    i16 value;
+    u8 run; // zeros before the value
+    u8 length;
+};
+
+struct decode_tables {
+    std::array<dc_entry, 1u << dc_luminance_bits> dc_luminance;
+    std::array<dc_entry, 1u << dc_chrominance_bits> dc_chrominance;
+    std::vector<ac_entry> ac[2]; // allocated on first use
+    std::array<ac_fast_entry, 1u << fast_bits> ac_fast[2];
+};
+
+const decode_tables &current_decode_tables();
+
+} // namespace viq

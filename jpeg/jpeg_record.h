@@ -1,0 +1,58 @@
+// The JPEG record that an image carries, and who owns its buffer of coded data.
+#pragma once
+
+#include <cstdio>
+
+#include "core/image.h"
+
+namespace viq {
+
+// Null for handles without an image and for images without a record.
+Tjpeg *find_record(u32 handle);
+
+// The record of an image that may be changed, or the reported error: no image, an image without a
+// record, or one that is in use by the call whose error handler is running (VIQ_ERR_STATE).
+u32 need_record(const char *function, u32 handle, Tjpeg *&record);
+u32 check_record(const char *function, u32 handle);
+
+// Reports why there is no record, or why it cannot be changed.
+u32 report_no_record(const char *function, u32 handle);
+
+// Sets a file that the library has opened; it is closed with the record.
+void take_file(Tjpeg &record, std::FILE *file);
+
+// Clears the file of the record, and closes it unless a caller has set it.
+void drop_file(Tjpeg &record);
+
+// There is data, and the buffer holds `data_length` bytes as far as its size is known.
+bool has_data(const tVIQ_Image &image);
+
+// Bytes that may be written to the data buffer.
+u64 data_room(const tVIQ_Image &image);
+
+// Enlarges the buffer to at least so many bytes and keeps its content; false if memory runs out or
+// the buffer is a locked one of a caller.
+bool grow_data(tVIQ_Image &image, u64 bytes);
+
+// Shrinks the library's own buffer to `data_length` bytes; false if memory runs out.
+bool shrink_data(tVIQ_Image &image);
+
+// Frees the data regardless of the lock flag. A locked buffer of a caller is kept, with length 0.
+void drop_data(tVIQ_Image &image);
+
+// The data is a buffer of a caller whose lock is in force; it must not be freed or replaced.
+bool holds_locked_data(tVIQ_Image &image);
+
+// The hooks of the image core into the JPEG subsystem.
+u32 jpeg_start_up();
+void jpeg_move_data(tVIQ_Image &from, tVIQ_Image &to);
+u32 jpeg_data_length(const tVIQ_Image &image);
+void jpeg_set_data_length(tVIQ_Image &image, u32 length);
+void *jpeg_data_pointer(const tVIQ_Image &image, u16 pointer_type);
+void jpeg_set_data_pointer(tVIQ_Image &image, u16 pointer_type, void *value);
+u8 *jpeg_identification(tVIQ_Image &image);
+void jpeg_note_lock(tVIQ_Image &image);
+void jpeg_lock_by_caller(tVIQ_Image &image);
+void jpeg_exempt_from_lock(tVIQ_Image &image);
+
+} // namespace viq
