@@ -2,6 +2,8 @@
 #include "core/report.h"
 #include "jpeg/jpeg_record.h"
 
+using namespace viq;
+
 u32 VIQ_print_jpeg_image(void) {
     return viq::success;
 }
