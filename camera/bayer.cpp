@@ -1,7 +1,7 @@
 // Colour-filter mosaics: making them, showing them as they are.
 #include <algorithm>
 
-#include "camera/rows.h"
+#include "camera/camera_rows.h"
 #include "convert/converter.h"
 #include "core/lines.h"
 #include "core/report.h"

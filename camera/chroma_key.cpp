@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "camera/camera_rows.h"
 #include "camera/key_objects.h"
-#include "camera/rows.h"
 #include "convert/converter.h"
 #include "convert/hue_table.h"
 #include "core/lines.h"

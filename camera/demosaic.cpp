@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "camera/rows.h"
+#include "camera/camera_rows.h"
 #include "convert/converter.h"
 #include "core/lines.h"
 #include "core/report.h"

@@ -4,7 +4,7 @@
 #include "core/lines.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 

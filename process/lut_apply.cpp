@@ -7,8 +7,8 @@
 #include "convert/rows.h"
 #include "core/lines.h"
 #include "core/report.h"
-#include "process/lut.h"
-#include "process/rows.h"
+#include "process/lookup_tables.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 

@@ -7,7 +7,7 @@
 #include "core/report.h"
 #include "process/crop.h"
 #include "process/insert.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 

@@ -5,7 +5,7 @@
 #include "convert/converter.h"
 #include "core/lines.h"
 #include "core/report.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 

@@ -1,7 +1,7 @@
 // Thresholding of grey images.
 #include "convert/converter.h"
 #include "core/lines.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 

@@ -126,11 +126,9 @@ const scan_kernels plain_scan_kernels = {
     find_values,  cap,          join_magnitudes, split,    join};
 
 const scan_kernels &current_scan_kernels() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_scan_kernels;
-#endif
-    return plain_scan_kernels;
+    constexpr kernel_sets<scan_kernels> sets = {&plain_scan_kernels,
+                                                VIQ_AVX2_TABLE(avx2_scan_kernels)};
+    return current_kernels(sets);
 }
 
 } // namespace viq

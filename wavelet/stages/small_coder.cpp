@@ -328,11 +328,8 @@ u32 read_rows(lane_row &row, symbol_table *tables, const u8 *classes, i16 *value
 const row_reader plain_row_reader = read_rows;
 
 row_reader current_row_reader() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_row_reader;
-#endif
-    return plain_row_reader;
+    constexpr kernel_sets<row_reader> sets = {&plain_row_reader, VIQ_AVX2_TABLE(avx2_row_reader)};
+    return current_kernels(sets);
 }
 
 bool small_reader::resize(u32 width) {

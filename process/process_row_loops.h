@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "convert/pixel_formulas.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 #define VIQ_LOOP [[maybe_unused]] static
 

@@ -1,5 +1,5 @@
 // Making, generating and destroying lookup tables.
-#include "process/lut.h"
+#include "process/lookup_tables.h"
 
 #include <algorithm>
 #include <cmath>

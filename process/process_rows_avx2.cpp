@@ -1,6 +1,6 @@
 // Row kernels in AVX2 registers, where they beat the compiler's own vectors.
 #include "convert/planes_avx2.h"
-#include "process/row_loops.h"
+#include "process/process_row_loops.h"
 
 namespace viq {
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "camera/rows.h"
+#include "camera/camera_rows.h"
 #include "convert/pixel_formulas.h"
 
 namespace viq {

@@ -1,17 +1,14 @@
 // The plain row kernels, and the choice between the instruction sets.
 #include "core/cpu.h"
-#include "process/row_loops.h"
+#include "process/process_row_loops.h"
 
 namespace viq {
 
 constexpr process_kernels plain_process = loop_kernels();
 
 const process_kernels &process_rows() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_process;
-#endif
-    return plain_process;
+    constexpr kernel_sets<process_kernels> sets = {&plain_process, VIQ_AVX2_TABLE(avx2_process)};
+    return current_kernels(sets);
 }
 
 } // namespace viq

@@ -1,5 +1,5 @@
 // Row kernels in AVX2 registers: 32 pixels of a mosaic, or 8 pairs of YUV 4:2:2 at a time.
-#include "camera/row_loops.h"
+#include "camera/camera_row_loops.h"
 #include "convert/planes_avx2.h"
 
 namespace viq {
