@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char *name = "VIQ_IP_image_insert";
 
-u32 check_place(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y);
+u32 check_position(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y);
 
 } // namespace
 
@@ -25,7 +25,7 @@ u32 VIQ_IP_image_insert(u32 hInImage, u32 hInsertImage, u32 x, u32 y) {
     const tVIQ_Image &insert = *find_image(hInsertImage);
     if (host.pixel_format != insert.pixel_format)
         return report(name, VIQ_ERR_UNSUPPORTED, "Pixel Formats are different");
-    code = check_place(host, insert, x, y);
+    code = check_position(host, insert, x, y);
     if (is_error(code))
         return code;
     if (host.lines_per_strip < host.height || insert.lines_per_strip < insert.height)
@@ -38,7 +38,7 @@ u32 VIQ_IP_image_insert(u32 hInImage, u32 hInsertImage, u32 x, u32 y) {
 
 namespace viq {
 
-// A pixel takes the host's bytes per line by its width, also where padding makes that larger.
+// The size of a host pixel is the host's bytes per line divided by its width, including padding.
 void insert_lines(const tVIQ_Image &host, u64 x, u64 y, const tVIQ_Image &insert, u64 lines) {
     if (host.width == 0)
         return;
@@ -57,7 +57,7 @@ void insert_lines(const tVIQ_Image &host, u64 x, u64 y, const tVIQ_Image &insert
 
 namespace {
 
-u32 check_place(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y) {
+u32 check_position(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y) {
     if (x == 0)
         return report(name, VIQ_ERR_UNSUPPORTED, "Trying to insert image too far left");
     if (x > i64{host.width} - insert.width + 1)

@@ -1,4 +1,4 @@
-// The plain row kernels, and the choice between the instruction sets.
+// The plain row kernels of the image processing, and the selection of the instruction set.
 #include "core/cpu.h"
 #include "process/process_row_loops.h"
 

@@ -1,5 +1,7 @@
-// Row kernels in AVX2 registers, where they beat the compiler's own vectors.
+// AVX2 row kernels of the image processing, where they are faster than the vectorised loops. The
+// loops process what remains after the last whole block.
 #include "convert/planes_avx2.h"
+#include "core/simd.h"
 #include "process/process_row_loops.h"
 
 namespace viq {
@@ -19,22 +21,23 @@ template <u32 size> void reverse_blocks(const u8 *source, u8 *target, u32 pixels
     u8 *to = target + std::size_t{pixels} * size;
     for (; pixels >= at_once; pixels -= at_once, source += 32) {
         to -= 32;
-        store32(to, reversed_lanes<size>(load32(source)));
+        store_256(to, reversed_lanes<size>(load_256(source)));
     }
     reverse_loop<size>(source, target, pixels);
 }
 
-// Ten pixels are 30 bytes, and the two bytes in front of them belong to what is written next.
-void reverse_threes(const u8 *source, u8 *target, u32 pixels) {
+// Five pixels, 15 bytes, at a time. The store of 16 bytes clears the byte before them, which the
+// next store or the loop overwrites; the condition leaves a pixel over so that this byte exists and
+// the load stays within the source.
+void reverse_24_bit(const u8 *source, u8 *target, u32 pixels) {
     static constexpr lane_bytes order = lane_of([](u32 place) {
         return place == 0 ? no_byte : 12 - (place - 1) / 3 * 3 + (place - 1) % 3;
     });
-    const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i *>(order.at));
+    const __m128i shuffle = load_128(order.at);
     u8 *to = target + std::size_t{pixels} * 3;
     for (; pixels >= 6; pixels -= 5, source += 15) {
         to -= 15;
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(to - 1),
-                         _mm_shuffle_epi8(load16(source), shuffle));
+        store_128(to - 1, _mm_shuffle_epi8(load_128(source), shuffle));
     }
     reverse_loop<3>(source, target, pixels);
 }
@@ -45,74 +48,75 @@ void reverse_pair_blocks(const u8 *source, u8 *target, u32 pairs) {
     u8 *to = target + std::size_t{pairs} * 4;
     for (; pairs >= 8; pairs -= 8, source += 32) {
         to -= 32;
-        store32(to, _mm256_shuffle_epi8(reversed_lanes<4>(load32(source)), both_lanes(swap)));
+        store_256(to, _mm256_shuffle_epi8(reversed_lanes<4>(load_256(source)), both_lanes(swap)));
     }
     reverse_pairs_loop(source, target, pairs);
 }
 
-// ---- Transposing: each stage interleaves registers, units twice as wide as the one before
+// ---- Transposing
 
-VIQ_FORMULA void store16(u8 *bytes, __m128i v) {
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(bytes), v);
+// Interleaves register n with register n + count / 2, in units of `bits`. As many rounds as the
+// binary logarithm of count transpose the square of count units that `count` registers hold.
+template <u32 bits, u32 count>
+VIQ_FORMULA void interleave_halves(const __m128i (&from)[count], __m128i (&to)[count]) {
+    for (u32 n = 0; n < count / 2; ++n) {
+        const __m128i a = from[n];
+        const __m128i b = from[n + count / 2];
+        if constexpr (bits == 8) {
+            to[2 * n] = _mm_unpacklo_epi8(a, b);
+            to[2 * n + 1] = _mm_unpackhi_epi8(a, b);
+        } else if constexpr (bits == 16) {
+            to[2 * n] = _mm_unpacklo_epi16(a, b);
+            to[2 * n + 1] = _mm_unpackhi_epi16(a, b);
+        } else {
+            to[2 * n] = _mm_unpacklo_epi32(a, b);
+            to[2 * n + 1] = _mm_unpackhi_epi32(a, b);
+        }
+    }
 }
 
-void transpose_bytes(matrix source, target_matrix target) {
+template <u32 count> VIQ_FORMULA void load_rows(matrix source, __m128i (&rows)[count]) {
+    for (u32 n = 0; n < count; ++n)
+        rows[n] = load_128(row_of(source, n));
+}
+
+template <u32 count>
+VIQ_FORMULA void store_rows(target_matrix target, const __m128i (&rows)[count]) {
+    for (u32 n = 0; n < count; ++n)
+        store_128(row_of(target, n), rows[n]);
+}
+
+void transpose_8_bit(matrix source, target_matrix target) {
     __m128i a[16];
     __m128i b[16];
-    for (u32 n = 0; n < 16; ++n)
-        a[n] = load16(row_of(source, n));
-    for (u32 n = 0; n < 8; ++n) {
-        b[2 * n] = _mm_unpacklo_epi8(a[n], a[n + 8]);
-        b[2 * n + 1] = _mm_unpackhi_epi8(a[n], a[n + 8]);
-    }
-    for (u32 n = 0; n < 8; ++n) {
-        a[2 * n] = _mm_unpacklo_epi8(b[n], b[n + 8]);
-        a[2 * n + 1] = _mm_unpackhi_epi8(b[n], b[n + 8]);
-    }
-    for (u32 n = 0; n < 8; ++n) {
-        b[2 * n] = _mm_unpacklo_epi8(a[n], a[n + 8]);
-        b[2 * n + 1] = _mm_unpackhi_epi8(a[n], a[n + 8]);
-    }
-    for (u32 n = 0; n < 8; ++n) {
-        store16(row_of(target, 2 * n), _mm_unpacklo_epi8(b[n], b[n + 8]));
-        store16(row_of(target, 2 * n + 1), _mm_unpackhi_epi8(b[n], b[n + 8]));
-    }
+    load_rows(source, a);
+    interleave_halves<8>(a, b);
+    interleave_halves<8>(b, a);
+    interleave_halves<8>(a, b);
+    interleave_halves<8>(b, a);
+    store_rows(target, a);
 }
 
-VIQ_FORMULA void transpose_8_words(matrix source, target_matrix target) {
+VIQ_FORMULA void transpose_16_bit_square(matrix source, target_matrix target) {
     __m128i a[8];
     __m128i b[8];
-    for (u32 n = 0; n < 8; ++n)
-        a[n] = load16(row_of(source, n));
-    for (u32 n = 0; n < 4; ++n) {
-        b[2 * n] = _mm_unpacklo_epi16(a[n], a[n + 4]);
-        b[2 * n + 1] = _mm_unpackhi_epi16(a[n], a[n + 4]);
-    }
-    for (u32 n = 0; n < 4; ++n) {
-        a[2 * n] = _mm_unpacklo_epi16(b[n], b[n + 4]);
-        a[2 * n + 1] = _mm_unpackhi_epi16(b[n], b[n + 4]);
-    }
-    for (u32 n = 0; n < 4; ++n) {
-        store16(row_of(target, 2 * n), _mm_unpacklo_epi16(a[n], a[n + 4]));
-        store16(row_of(target, 2 * n + 1), _mm_unpackhi_epi16(a[n], a[n + 4]));
-    }
+    load_rows(source, a);
+    interleave_halves<16>(a, b);
+    interleave_halves<16>(b, a);
+    interleave_halves<16>(a, b);
+    store_rows(target, b);
 }
 
-VIQ_FORMULA void transpose_4_doubles(matrix source, target_matrix target) {
+VIQ_FORMULA void transpose_32_bit_square(matrix source, target_matrix target) {
     __m128i a[4];
-    for (u32 n = 0; n < 4; ++n)
-        a[n] = load16(row_of(source, n));
-    const __m128i low02 = _mm_unpacklo_epi32(a[0], a[2]);
-    const __m128i high02 = _mm_unpackhi_epi32(a[0], a[2]);
-    const __m128i low13 = _mm_unpacklo_epi32(a[1], a[3]);
-    const __m128i high13 = _mm_unpackhi_epi32(a[1], a[3]);
-    store16(row_of(target, 0), _mm_unpacklo_epi32(low02, low13));
-    store16(row_of(target, 1), _mm_unpackhi_epi32(low02, low13));
-    store16(row_of(target, 2), _mm_unpacklo_epi32(high02, high13));
-    store16(row_of(target, 3), _mm_unpackhi_epi32(high02, high13));
+    __m128i b[4];
+    load_rows(source, a);
+    interleave_halves<32>(a, b);
+    interleave_halves<32>(b, a);
+    store_rows(target, a);
 }
 
-// A tile of smaller squares.
+// A tile consists of squares of `side` pixels.
 template <u32 size, u32 side, class Square>
 VIQ_FORMULA void transpose_squares(matrix source, target_matrix target, Square square) {
     for (u32 x = 0; x < tile; x += side)
@@ -121,52 +125,50 @@ VIQ_FORMULA void transpose_squares(matrix source, target_matrix target, Square s
                    target_matrix{row_of(target, x) + y * size, target.stride});
 }
 
-void transpose_words(matrix source, target_matrix target) {
+void transpose_16_bit(matrix source, target_matrix target) {
     transpose_squares<2, 8>(source, target,
-                            [](matrix s, target_matrix t) { transpose_8_words(s, t); });
+                            [](matrix s, target_matrix t) { transpose_16_bit_square(s, t); });
 }
 
-void transpose_doubles(matrix source, target_matrix target) {
+void transpose_32_bit(matrix source, target_matrix target) {
     transpose_squares<4, 4>(source, target,
-                            [](matrix s, target_matrix t) { transpose_4_doubles(s, t); });
+                            [](matrix s, target_matrix t) { transpose_32_bit_square(s, t); });
 }
 
-// Four pixels of four rows are 12 bytes a row. A last byte more would leave the line.
-VIQ_FORMULA __m128i load12(const u8 *bytes) {
+// Four pixels of three bytes. A load or store of 16 bytes could exceed the line.
+VIQ_FORMULA __m128i load_96(const u8 *bytes) {
     i32 high = 0;
     std::memcpy(&high, bytes + 8, 4);
-    return _mm_insert_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(bytes)), high, 2);
+    return _mm_insert_epi32(load_64(bytes), high, 2);
 }
 
-VIQ_FORMULA void transpose_4_threes(matrix source, target_matrix target) {
-    static constexpr lane_bytes spread =
+VIQ_FORMULA void store_96(u8 *bytes, __m128i value) {
+    store_64(bytes, value);
+    const i32 high = _mm_extract_epi32(value, 2);
+    std::memcpy(bytes + 8, &high, 4);
+}
+
+// Pixels are expanded to four bytes, transposed and compacted again.
+VIQ_FORMULA void transpose_24_bit_square(matrix source, target_matrix target) {
+    static constexpr lane_bytes expand =
         lane_of([](u32 place) { return place % 4 == 3 ? no_byte : place / 4 * 3 + place % 4; });
-    static constexpr lane_bytes close =
+    static constexpr lane_bytes compact =
         lane_of([](u32 place) { return place < 12 ? place / 3 * 4 + place % 3 : no_byte; });
-    const __m128i spread_order = _mm_load_si128(reinterpret_cast<const __m128i *>(spread.at));
-    const __m128i close_order = _mm_load_si128(reinterpret_cast<const __m128i *>(close.at));
+    const __m128i expand_order = load_128(expand.at);
+    const __m128i compact_order = load_128(compact.at);
     __m128i a[4];
+    __m128i b[4];
     for (u32 n = 0; n < 4; ++n)
-        a[n] = _mm_shuffle_epi8(load12(row_of(source, n)), spread_order);
-    const __m128i low02 = _mm_unpacklo_epi32(a[0], a[2]);
-    const __m128i high02 = _mm_unpackhi_epi32(a[0], a[2]);
-    const __m128i low13 = _mm_unpacklo_epi32(a[1], a[3]);
-    const __m128i high13 = _mm_unpackhi_epi32(a[1], a[3]);
-    const __m128i rows[4] = {_mm_unpacklo_epi32(low02, low13), _mm_unpackhi_epi32(low02, low13),
-                             _mm_unpacklo_epi32(high02, high13),
-                             _mm_unpackhi_epi32(high02, high13)};
-    for (u32 n = 0; n < 4; ++n) {
-        const __m128i row = _mm_shuffle_epi8(rows[n], close_order);
-        u8 *to = row_of(target, n);
-        _mm_storel_epi64(reinterpret_cast<__m128i *>(to), row);
-        const i32 rest = _mm_extract_epi32(row, 2);
-        std::memcpy(to + 8, &rest, 4);
-    }
+        a[n] = _mm_shuffle_epi8(load_96(row_of(source, n)), expand_order);
+    interleave_halves<32>(a, b);
+    interleave_halves<32>(b, a);
+    for (u32 n = 0; n < 4; ++n)
+        store_96(row_of(target, n), _mm_shuffle_epi8(a[n], compact_order));
 }
 
-void transpose_threes(matrix source, target_matrix target) {
+void transpose_24_bit(matrix source, target_matrix target) {
     transpose_squares<3, 4>(source, target,
-                            [](matrix s, target_matrix t) { transpose_4_threes(s, t); });
+                            [](matrix s, target_matrix t) { transpose_24_bit_square(s, t); });
 }
 
 template <u32 size, void (*whole_tile)(matrix, target_matrix)>
@@ -177,26 +179,25 @@ void transpose_blocks(matrix source, target_matrix target, u32 rows, u32 columns
 
 // ---- Scaling
 
-VIQ_FORMULA bytes32 load_groups(const u8 *source, const resample_group *pair, u32 gap) {
-    return load_lanes(source + pair[0].base + gap, source + pair[1].base + gap);
+VIQ_FORMULA bytes32 load_groups(const u8 *source, const resample_group *pair, u32 offset) {
+    return load_lanes(source + pair[0].source_base + offset, source + pair[1].source_base + offset);
 }
 
 VIQ_FORMULA void store_groups(u8 *target, const resample_group *pair, bytes32 words) {
     const bytes32 packed = pack_words(words, words);
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(target + pair[0].first),
-                     _mm256_castsi256_si128(packed));
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(target + pair[1].first),
-                     _mm256_extracti128_si256(packed, 1));
+    store_64(target + pair[0].first, _mm256_castsi256_si128(packed));
+    store_64(target + pair[1].first, _mm256_extracti128_si256(packed, 1));
 }
 
-template <bool whole_steps>
+template <bool blended>
 VIQ_FORMULA void resample_pairs(const u8 *source, u8 *target, const resample_plan &plan) {
     const resample_group *group = plan.groups.data();
     for (std::size_t pairs = plan.groups.size() / 2; pairs != 0; --pairs, group += 2) {
-        const bytes32 places = load_lanes(group[0].place, group[1].place);
-        bytes32 words = _mm256_shuffle_epi8(load_groups(source, group, 0), places);
-        if constexpr (!whole_steps) {
-            const bytes32 next = _mm256_shuffle_epi8(load_groups(source, group, plan.gap), places);
+        const bytes32 shuffle = load_lanes(group[0].shuffle, group[1].shuffle);
+        bytes32 words = _mm256_shuffle_epi8(load_groups(source, group, 0), shuffle);
+        if constexpr (blended) {
+            const bytes32 next =
+                _mm256_shuffle_epi8(load_groups(source, group, plan.pixel_stride), shuffle);
             const bytes32 of_next = load_lanes(reinterpret_cast<const u8 *>(group[0].fraction),
                                                reinterpret_cast<const u8 *>(group[1].fraction));
             const bytes32 of_this = _mm256_sub_epi16(splat16(256), of_next);
@@ -207,40 +208,41 @@ VIQ_FORMULA void resample_pairs(const u8 *source, u8 *target, const resample_pla
     }
 }
 
-// Every second byte.
-u32 halve_blocks(const u8 *source, u8 *target, const resample_plan &plan) {
+// Every second byte. Returns the number of target samples.
+u32 halve_8_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     u32 done = 0;
     for (; done + 32 <= plan.samples && 2 * done + 64 <= plan.source_bytes; done += 32) {
-        const bytes32 packed = pack_words(low_bytes(load32(source + 2 * done)),
-                                          low_bytes(load32(source + 2 * done + 32)));
-        store32(target + done, _mm256_permute4x64_epi64(packed, 0xD8));
+        const bytes32 packed = pack_words(low_bytes(load_256(source + 2 * done)),
+                                          low_bytes(load_256(source + 2 * done + 32)));
+        store_256(target + done, _mm256_permute4x64_epi64(packed, 0xD8));
     }
     return done;
 }
 
-// Every second pixel of three bytes: three of them stand in sixteen bytes.
-u32 halve_threes(const u8 *source, u8 *target, const resample_plan &plan) {
+// Every second pixel of three bytes: 16 bytes contain three of them.
+u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     static constexpr lane_bytes order =
         lane_of([](u32 place) { return place < 9 ? place / 3 * 6 + place % 3 : no_byte; });
-    const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i *>(order.at));
+    const __m128i shuffle = load_128(order.at);
     u32 done = 0;
     for (; done + 9 <= plan.samples && 2 * done + 16 <= plan.source_bytes; done += 9)
-        store16(target + done, _mm_shuffle_epi8(load16(source + 2 * done), shuffle));
+        store_128(target + done, _mm_shuffle_epi8(load_128(source + 2 * done), shuffle));
     return done;
 }
 
 void resample_groups(const u8 *source, u8 *target, const resample_plan &plan) {
-    u32 done = plan.grouped;
+    u32 done = plan.grouped_samples;
+    const u32 stride = plan.pixel_stride;
     const bool halves =
-        plan.whole_steps && plan.samples > plan.gap && plan.at[plan.gap] == 2 * plan.gap;
-    if (halves && plan.gap == 1)
-        done = halve_blocks(source, target, plan);
-    else if (halves && plan.gap == 3)
-        done = halve_threes(source, target, plan);
-    else if (plan.whole_steps)
-        resample_pairs<true>(source, target, plan);
-    else
+        plan.unblended && plan.samples > stride && plan.source_offset[stride] == 2 * stride;
+    if (halves && stride == 1)
+        done = halve_8_bit(source, target, plan);
+    else if (halves && stride == 3)
+        done = halve_24_bit(source, target, plan);
+    else if (plan.unblended)
         resample_pairs<false>(source, target, plan);
+    else
+        resample_pairs<true>(source, target, plan);
     resample_from(source, target, plan, done);
 }
 
@@ -251,18 +253,18 @@ void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction)
     const bytes32 of_b = splat16(static_cast<i32>(fraction));
     u32 x = 0;
     for (; x + 32 <= bytes; x += 32) {
-        const words2 from_a = interleave(zero, load32(a + x));
-        const words2 from_b = interleave(zero, load32(b + x));
+        const words2 from_a = interleave(zero, load_256(a + x));
+        const words2 from_b = interleave(zero, load_256(b + x));
         const bytes32 low = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.low, of_a),
                                              _mm256_mulhi_epu16(from_b.low, of_b));
         const bytes32 high = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.high, of_a),
                                               _mm256_mulhi_epu16(from_b.high, of_b));
-        store32(target + x, pack_words(low, high));
+        store_256(target + x, pack_words(low, high));
     }
     blend_loop(a + x, b + x, target + x, bytes - x, fraction);
 }
 
-// ---- Tables: sixteen shuffles, each of which answers for one high half of the byte
+// ---- Tables: one shuffle for each value of the upper four bits of the byte
 
 void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
     bytes32 parts[16];
@@ -270,20 +272,20 @@ void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
         parts[n] = load_lanes(table + 16 * n, table + 16 * n);
     u32 x = 0;
     for (; x + 32 <= bytes; x += 32) {
-        const bytes32 v = load32(source + x);
+        const bytes32 v = load_256(source + x);
         bytes32 found = _mm256_setzero_si256();
         for (u32 n = 0; n < 16; ++n) {
-            // Bytes of another half end up with their top bit set, where the shuffle gives 0.
-            const bytes32 place =
+            // Bytes with other upper bits get their top bit set, for which the shuffle gives 0.
+            const bytes32 index =
                 _mm256_adds_epu8(_mm256_xor_si256(v, splat8(16 * n)), splat8(0x70));
-            found = _mm256_or_si256(found, _mm256_shuffle_epi8(parts[n], place));
+            found = _mm256_or_si256(found, _mm256_shuffle_epi8(parts[n], index));
         }
-        store32(target + x, found);
+        store_256(target + x, found);
     }
     look_up_loop(source + x, target + x, bytes - x, table);
 }
 
-// ---- Filters: bytes of two lines of taps, multiplied and added in pairs
+// ---- Filters: the nine coefficients and a zero are applied in five pairs
 
 struct tap_pairs {
     bytes32 weights[5];
@@ -297,13 +299,15 @@ tap_pairs pair_up(const i32 (&k)[9]) {
     return pairs;
 }
 
+// A divisor as a multiplication and a shift.
 struct quotient_rule {
     bytes32 largest, factor;
     __m128i shift;
-    bool none;
+    bool is_one;
 };
 
-// A quotient as the high half of a product, exact up to 32,767.
+// The quotient is the upper half of a product, which is exact for dividends up to 32,767. Larger
+// dividends than 256 * divisor - 1 are clamped to it, because their quotients are clamped to 255.
 quotient_rule divide_by(i32 divisor) {
     i32 bits = 0;
     while (2 << bits <= divisor)
@@ -316,31 +320,38 @@ quotient_rule divide_by(i32 divisor) {
 
 VIQ_FORMULA bytes32 divided(bytes32 sum, const quotient_rule &rule) {
     const bytes32 positive = _mm256_max_epi16(sum, _mm256_setzero_si256());
-    if (rule.none)
+    if (rule.is_one)
         return positive;
     const bytes32 bounded = _mm256_min_epi16(positive, rule.largest);
     return _mm256_srl_epi16(_mm256_mulhi_epu16(bounded, rule.factor), rule.shift);
 }
 
-void filter_blocks(filter_lines lines, u8 *target, u32 bytes, u32 gap, const small_kernel &kernel) {
+void filter_blocks(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
+                   const small_kernel &kernel) {
     const tap_pairs taps = pair_up(kernel.coefficients);
     const quotient_rule rule = divide_by(kernel.divisor);
-    u32 x = gap;
-    for (; x + 32 + gap <= bytes; x += 32) {
-        const u8 *from[10] = {lines.above + x - gap,   lines.above + x,   lines.above + x + gap,
-                              lines.current + x - gap, lines.current + x, lines.current + x + gap,
-                              lines.below + x - gap,   lines.below + x,   lines.below + x + gap,
+    u32 x = pixel_stride;
+    for (; x + 32 + pixel_stride <= bytes; x += 32) {
+        const u8 *from[10] = {lines.above + x - pixel_stride,
+                              lines.above + x,
+                              lines.above + x + pixel_stride,
+                              lines.current + x - pixel_stride,
+                              lines.current + x,
+                              lines.current + x + pixel_stride,
+                              lines.below + x - pixel_stride,
+                              lines.below + x,
+                              lines.below + x + pixel_stride,
                               lines.below + x};
         bytes32 low = _mm256_setzero_si256();
         bytes32 high = low;
         for (u32 n = 0; n < 5; ++n) {
-            const words2 both = interleave(load32(from[2 * n]), load32(from[2 * n + 1]));
+            const words2 both = interleave(load_256(from[2 * n]), load_256(from[2 * n + 1]));
             low = _mm256_add_epi16(low, _mm256_maddubs_epi16(both.low, taps.weights[n]));
             high = _mm256_add_epi16(high, _mm256_maddubs_epi16(both.high, taps.weights[n]));
         }
-        store32(target + x, pack_words(divided(low, rule), divided(high, rule)));
+        store_256(target + x, pack_words(divided(low, rule), divided(high, rule)));
     }
-    filter_bytes(lines, target, bytes, gap, kernel, i32{0}, x);
+    filter_bytes(lines, target, bytes, pixel_stride, kernel, i32{0}, x);
 }
 
 // ---- Measurements
@@ -348,20 +359,22 @@ void filter_blocks(filter_lines lines, u8 *target, u32 bytes, u32 gap, const sma
 void shade_blocks(const u8 *source, const u8 *offsets, const u8 *gains, u8 *target, u32 pixels) {
     u32 x = 0;
     for (; x + 16 <= pixels; x += 16) {
-        const bytes32 above = _mm256_subs_epu16(load32(source + 2 * x), load32(offsets + 2 * x));
-        const bytes32 gain = load32(gains + 2 * x);
+        const bytes32 above =
+            _mm256_subs_epu16(load_256(source + 2 * x), load_256(offsets + 2 * x));
+        const bytes32 gain = load_256(gains + 2 * x);
         const bytes32 high = _mm256_mulhi_epu16(above, gain);
         const bytes32 product = _mm256_or_si256(
             _mm256_slli_epi16(high, 4), _mm256_srli_epi16(_mm256_mullo_epi16(above, gain), 12));
         const bytes32 fits = _mm256_cmpeq_epi16(_mm256_min_epu16(high, splat16(4095)), high);
-        store32(target + 2 * x, _mm256_or_si256(product, _mm256_xor_si256(fits, splat16(0xFFFF))));
+        store_256(target + 2 * x,
+                  _mm256_or_si256(product, _mm256_xor_si256(fits, splat16(0xFFFF))));
     }
     shade_loop(source + 2 * x, offsets + 2 * x, gains + 2 * x, target + 2 * x, pixels - x);
 }
 
 VIQ_FORMULA u64 sum64(bytes32 v) {
     alignas(32) u64 parts[4];
-    _mm256_store_si256(reinterpret_cast<bytes32 *>(parts), v);
+    store_256(parts, v);
     return parts[0] + parts[1] + parts[2] + parts[3];
 }
 
@@ -371,28 +384,29 @@ VIQ_FORMULA bytes32 sum_of_bytes(bytes32 v) {
 
 byte_range range_blocks(const u8 *source, u32 bytes) {
     bytes32 sum = _mm256_setzero_si256();
-    bytes32 least = splat8(255);
-    bytes32 most = sum;
+    bytes32 minimum = splat8(255);
+    bytes32 maximum = sum;
     u32 x = 0;
     for (; x + 32 <= bytes; x += 32) {
-        const bytes32 v = load32(source + x);
+        const bytes32 v = load_256(source + x);
         sum = _mm256_add_epi64(sum, sum_of_bytes(v));
-        least = _mm256_min_epu8(least, v);
-        most = _mm256_max_epu8(most, v);
+        minimum = _mm256_min_epu8(minimum, v);
+        maximum = _mm256_max_epu8(maximum, v);
     }
     alignas(32) u8 extremes[2][32];
-    _mm256_store_si256(reinterpret_cast<bytes32 *>(extremes[0]), least);
-    _mm256_store_si256(reinterpret_cast<bytes32 *>(extremes[1]), most);
+    store_256(extremes[0], minimum);
+    store_256(extremes[1], maximum);
     byte_range range = range_loop(source + x, bytes - x);
     range.sum += sum64(sum);
     for (u32 n = 0; n < 32; ++n) {
-        range.least = extremes[0][n] < range.least ? extremes[0][n] : range.least;
-        range.most = extremes[1][n] > range.most ? extremes[1][n] : range.most;
+        range.minimum = extremes[0][n] < range.minimum ? extremes[0][n] : range.minimum;
+        range.maximum = extremes[1][n] > range.maximum ? extremes[1][n] : range.maximum;
     }
     return range;
 }
 
-// Each byte of a pixel adds up in a word of its own, for as many blocks as words can hold.
+// Each byte of a pixel is added to a 16-bit sum of its own, for as many blocks as the sums can
+// hold.
 void sum_hsi_blocks(const u8 *source, u32 pixels, u64 (&sums)[3]) {
     constexpr u32 block = 8;
     constexpr u32 most_pixels = 257 * block;
@@ -402,13 +416,13 @@ void sum_hsi_blocks(const u8 *source, u32 pixels, u64 (&sums)[3]) {
         bytes32 low = _mm256_setzero_si256();
         bytes32 high = _mm256_setzero_si256();
         for (; x < end; x += block) {
-            const bytes32 v = load32(source + std::size_t{4} * x);
+            const bytes32 v = load_256(source + std::size_t{4} * x);
             low = _mm256_add_epi16(low, _mm256_and_si256(v, _mm256_set1_epi16(0xFF)));
             high = _mm256_add_epi16(high, _mm256_srli_epi16(v, 8));
         }
         alignas(32) u16 words[2][2 * block];
-        _mm256_store_si256(reinterpret_cast<bytes32 *>(words[0]), low);
-        _mm256_store_si256(reinterpret_cast<bytes32 *>(words[1]), high);
+        store_256(words[0], low);
+        store_256(words[1], high);
         for (u32 n = 0; n < 2 * block; n += 2) {
             sums[0] += words[0][n] + (u64{words[1][n]} << 8);
             sums[1] += words[0][n + 1];
@@ -418,30 +432,30 @@ void sum_hsi_blocks(const u8 *source, u32 pixels, u64 (&sums)[3]) {
     sum_hsi_loop(source + std::size_t{4} * whole, pixels - whole, sums);
 }
 
-// Sixteen samples without their lowest bits and 128, as words.
+// (v & 0xFC) - 128 of sixteen samples, as 16-bit units.
 VIQ_FORMULA bytes32 centred_words(__m128i samples) {
     const __m128i kept = _mm_and_si128(samples, _mm_set1_epi8(static_cast<char>(0xFC)));
     return _mm256_cvtepi8_epi16(_mm_xor_si128(kept, _mm_set1_epi8(static_cast<char>(0x80))));
 }
 
-// Luma of YUV 4:2:2, the low bytes of words.
+// The same of the luma of YUV 4:2:2, the lower bytes of 16-bit units.
 VIQ_FORMULA bytes32 centred_luma(const u8 *source) {
-    return _mm256_sub_epi16(_mm256_and_si256(load32(source), splat16(0xFC)), splat16(128));
+    return _mm256_sub_epi16(_mm256_and_si256(load_256(source), splat16(0xFC)), splat16(128));
 }
 
-// Each sum of two products has 17 bits; 32768 of them fit 32.
+// A sum of two products is at most 32,768 in magnitude; 32,768 of them fit 32 bits.
 template <u32 step> VIQ_FORMULA i64 correlate_part(const u8 *a, const u8 *b, u32 samples) {
     bytes32 sum = _mm256_setzero_si256();
     for (u32 n = 0; n < samples; n += 16) {
         const u8 *at_a = a + std::size_t{n} * step;
         const u8 *at_b = b + std::size_t{n} * step;
         sum = _mm256_add_epi32(
-            sum, step == 1
-                     ? _mm256_madd_epi16(centred_words(load16(at_a)), centred_words(load16(at_b)))
-                     : _mm256_madd_epi16(centred_luma(at_a), centred_luma(at_b)));
+            sum, step == 1 ? _mm256_madd_epi16(centred_words(load_128(at_a)),
+                                               centred_words(load_128(at_b)))
+                           : _mm256_madd_epi16(centred_luma(at_a), centred_luma(at_b)));
     }
     alignas(32) i32 parts[8];
-    _mm256_store_si256(reinterpret_cast<bytes32 *>(parts), sum);
+    store_256(parts, sum);
     i64 total = 0;
     for (const i32 part : parts)
         total += part;
@@ -451,7 +465,7 @@ template <u32 step> VIQ_FORMULA i64 correlate_part(const u8 *a, const u8 *b, u32
 template <u32 step> VIQ_FORMULA i64 correlate_blocks(const u8 *a, const u8 *b, u32 samples) {
     constexpr u32 part = 16 * 32768;
     i64 total = 0;
-    // Words of two bytes need the byte behind the last sample.
+    // With a step of 2 the byte after each sample is read, which may not exist after the last one.
     while (samples > 16) {
         const u32 count = (samples - 1 < part ? samples - 1 : part) / 16 * 16;
         total += correlate_part<step>(a, b, count);
@@ -468,38 +482,37 @@ i64 correlate_samples(const u8 *a, const u8 *b, u32 samples, u32 step) {
                        : correlate_loop(a, b, samples, step);
 }
 
-// ---- False colour
+// ---- Pseudo-colour
 
-// Two pairs at a time; the four bytes behind them belong to what is written next.
+// Two pairs, 12 bytes, at a time; the next store or the loop overwrites the four bytes after them.
 void pseudo_yuv_blocks(const u8 *source, u8 *target, u32 pairs) {
     static constexpr lane_bytes order = lane_of([](u32 place) {
         constexpr u8 pair[6] = {0, 1, 3, 2, 1, 3};
         return place < 12 ? place / 6 * 4 + pair[place % 6] : no_byte;
     });
-    const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i *>(order.at));
+    const __m128i shuffle = load_128(order.at);
     for (; pairs >= 4; pairs -= 2, source += 8, target += 12)
-        store16(target, _mm_shuffle_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(source)),
-                                         shuffle));
+        store_128(target, _mm_shuffle_epi8(load_64(source), shuffle));
     pseudo_yuv_from(source, target, pairs);
 }
 
-// The estimate is the quotient or one less, which the remainder tells.
+// hue * 253 / 360: the estimate is the quotient or one less, as the remainder shows.
 VIQ_FORMULA bytes32 hue_bytes(bytes32 hues) {
     const bytes32 estimate = _mm256_mulhi_epu16(hues, splat16(46057));
-    const bytes32 rest = _mm256_sub_epi16(_mm256_mullo_epi16(hues, splat16(253)),
-                                          _mm256_mullo_epi16(estimate, splat16(360)));
-    const bytes32 one_less = _mm256_cmpgt_epi16(rest, splat16(359));
+    const bytes32 remainder = _mm256_sub_epi16(_mm256_mullo_epi16(hues, splat16(253)),
+                                               _mm256_mullo_epi16(estimate, splat16(360)));
+    const bytes32 one_less = _mm256_cmpgt_epi16(remainder, splat16(359));
     return low_bytes(_mm256_sub_epi16(estimate, one_less));
 }
 
-// Eight pixels at a time; the bytes behind them belong to what is written next.
+// Eight pixels, 24 bytes, at a time; the next store or the loop overwrites the bytes after them.
 void pseudo_hsi_blocks(const u8 *source, u8 *target, u32 pixels) {
     static constexpr lane_bytes order = lane_of([](u32 place) {
         constexpr u8 pixel[3] = {0, 2, 3};
         return place < 12 ? place / 3 * 4 + pixel[place % 3] : no_byte;
     });
     for (; pixels >= 10; pixels -= 8, source += 32, target += 24) {
-        const bytes32 hsi = load32(source);
+        const bytes32 hsi = load_256(source);
         const bytes32 rgb = _mm256_blend_epi16(hue_bytes(hsi), hsi, 0xAA);
         store_lanes(target, target + 12, _mm256_shuffle_epi8(rgb, both_lanes(order)));
     }
@@ -510,13 +523,13 @@ constexpr process_kernels make_kernels() {
     process_kernels kernels = loop_kernels();
     kernels.reverse[1] = reverse_blocks<1>;
     kernels.reverse[2] = reverse_blocks<2>;
-    kernels.reverse[3] = reverse_threes;
+    kernels.reverse[3] = reverse_24_bit;
     kernels.reverse[4] = reverse_blocks<4>;
     kernels.reverse_pairs = reverse_pair_blocks;
-    kernels.transpose[1] = transpose_blocks<1, transpose_bytes>;
-    kernels.transpose[2] = transpose_blocks<2, transpose_words>;
-    kernels.transpose[3] = transpose_blocks<3, transpose_threes>;
-    kernels.transpose[4] = transpose_blocks<4, transpose_doubles>;
+    kernels.transpose[1] = transpose_blocks<1, transpose_8_bit>;
+    kernels.transpose[2] = transpose_blocks<2, transpose_16_bit>;
+    kernels.transpose[3] = transpose_blocks<3, transpose_24_bit>;
+    kernels.transpose[4] = transpose_blocks<4, transpose_32_bit>;
     kernels.resample = resample_groups;
     kernels.blend = blend_blocks;
     kernels.look_up = look_up_blocks;
