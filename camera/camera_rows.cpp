@@ -1,4 +1,4 @@
-// The plain row kernels, and the choice between the instruction sets.
+// The plain row kernels of mosaics and chroma keying, and the selection of the instruction set.
 #include "camera/camera_row_loops.h"
 #include "core/cpu.h"
 

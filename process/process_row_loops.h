@@ -229,6 +229,8 @@ VIQ_LOOP void mean_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 byt
         target[x] = static_cast<u8>((a[x] + b[x]) >> 1);
 }
 
+// Cubic interpolation at the midpoint between a and b, as by a Catmull-Rom spline: the weights are
+// -1/16, 9/16, 9/16 and -1/16.
 VIQ_LOOP void cubic_loop(const u8 *before, const u8 *a, const u8 *b, const u8 *after,
                          u8 *__restrict target, u32 bytes) {
     for (u32 x = 0; x < bytes; ++x) {
@@ -238,10 +240,10 @@ VIQ_LOOP void cubic_loop(const u8 *before, const u8 *a, const u8 *b, const u8 *a
     }
 }
 
-// The mean of the two samples along the direction in which they differ least. A slope is the
-// offset in pixels of the sample on the upper line; the sample on the lower line is offset by the
-// opposite. Of equal differences the steepest direction is used, and of equally steep ones the
-// positive slope.
+// Edge-based line averaging: the mean of the two samples along the direction in which they differ
+// least. A slope is the offset in pixels of the sample on the upper line; the sample on the lower
+// line is offset by the opposite. Of equal differences the steepest direction is used, and of
+// equally steep ones the positive slope.
 VIQ_LOOP void directed_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 first, u32 last,
                             u32 pixel_stride) {
     for (u32 x = first; x < last; ++x) {

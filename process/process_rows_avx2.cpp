@@ -86,7 +86,7 @@ VIQ_FORMULA void store_rows(target_matrix target, const __m128i (&rows)[count]) 
         store_128(row_of(target, n), rows[n]);
 }
 
-void transpose_8_bit(matrix source, target_matrix target) {
+void transpose_8_bit_tile(matrix source, target_matrix target) {
     __m128i a[16];
     __m128i b[16];
     load_rows(source, a);
@@ -117,22 +117,12 @@ VIQ_FORMULA void transpose_32_bit_square(matrix source, target_matrix target) {
 }
 
 // A tile consists of squares of `side` pixels.
-template <u32 size, u32 side, class Square>
-VIQ_FORMULA void transpose_squares(matrix source, target_matrix target, Square square) {
+template <u32 size, u32 side, void (*transpose_one)(matrix, target_matrix)>
+void transpose_squares(matrix source, target_matrix target) {
     for (u32 x = 0; x < tile; x += side)
         for (u32 y = 0; y < tile; y += side)
-            square(matrix{row_of(source, y) + x * size, source.stride},
-                   target_matrix{row_of(target, x) + y * size, target.stride});
-}
-
-void transpose_16_bit(matrix source, target_matrix target) {
-    transpose_squares<2, 8>(source, target,
-                            [](matrix s, target_matrix t) { transpose_16_bit_square(s, t); });
-}
-
-void transpose_32_bit(matrix source, target_matrix target) {
-    transpose_squares<4, 4>(source, target,
-                            [](matrix s, target_matrix t) { transpose_32_bit_square(s, t); });
+            transpose_one(matrix{row_of(source, y) + x * size, source.stride},
+                          target_matrix{row_of(target, x) + y * size, target.stride});
 }
 
 // Four pixels of three bytes. A load or store of 16 bytes could exceed the line.
@@ -164,11 +154,6 @@ VIQ_FORMULA void transpose_24_bit_square(matrix source, target_matrix target) {
     interleave_halves<32>(b, a);
     for (u32 n = 0; n < 4; ++n)
         store_96(row_of(target, n), _mm_shuffle_epi8(a[n], compact_order));
-}
-
-void transpose_24_bit(matrix source, target_matrix target) {
-    transpose_squares<3, 4>(source, target,
-                            [](matrix s, target_matrix t) { transpose_24_bit_square(s, t); });
 }
 
 template <u32 size, void (*whole_tile)(matrix, target_matrix)>
@@ -526,10 +511,10 @@ constexpr process_kernels make_kernels() {
     kernels.reverse[3] = reverse_24_bit;
     kernels.reverse[4] = reverse_blocks<4>;
     kernels.reverse_pairs = reverse_pair_blocks;
-    kernels.transpose[1] = transpose_blocks<1, transpose_8_bit>;
-    kernels.transpose[2] = transpose_blocks<2, transpose_16_bit>;
-    kernels.transpose[3] = transpose_blocks<3, transpose_24_bit>;
-    kernels.transpose[4] = transpose_blocks<4, transpose_32_bit>;
+    kernels.transpose[1] = transpose_blocks<1, transpose_8_bit_tile>;
+    kernels.transpose[2] = transpose_blocks<2, transpose_squares<2, 8, transpose_16_bit_square>>;
+    kernels.transpose[3] = transpose_blocks<3, transpose_squares<3, 4, transpose_24_bit_square>>;
+    kernels.transpose[4] = transpose_blocks<4, transpose_squares<4, 4, transpose_32_bit_square>>;
     kernels.resample = resample_groups;
     kernels.blend = blend_blocks;
     kernels.look_up = look_up_blocks;
