@@ -97,7 +97,7 @@ void transpose_8_bit_tile(matrix source, target_matrix target) {
     store_rows(target, a);
 }
 
-VIQ_FORMULA void transpose_16_bit_square(matrix source, target_matrix target) {
+void transpose_16_bit_square(matrix source, target_matrix target) {
     __m128i a[8];
     __m128i b[8];
     load_rows(source, a);
@@ -116,10 +116,12 @@ VIQ_FORMULA void transpose_32_bit_square(matrix source, target_matrix target) {
     store_rows(target, a);
 }
 
-// A tile consists of squares of `side` pixels.
+// A tile consists of squares of `side` pixels. Unrolling would need more registers for row
+// addresses than there are.
 template <u32 size, u32 side, void (*transpose_one)(matrix, target_matrix)>
 void transpose_squares(matrix source, target_matrix target) {
     for (u32 x = 0; x < tile; x += side)
+#pragma GCC unroll 1
         for (u32 y = 0; y < tile; y += side)
             transpose_one(matrix{row_of(source, y) + x * size, source.stride},
                           target_matrix{row_of(target, x) + y * size, target.stride});

@@ -11,7 +11,7 @@ using namespace viq;
 
 namespace {
 
-constexpr u32 fraction_bits = 13;
+constexpr u32 fraction_bits = 13; // of source positions; blending uses the upper 8
 
 struct scaled_size {
     u32 width, height;
@@ -26,8 +26,8 @@ struct scaled_lines {
 
 struct scaling {
     scaled_size size;
-    u64 vertical_step;
-    u64 next_line; // of the output
+    u64 vertical_step; // source lines per output line, with fraction_bits
+    u64 next_line;     // of the output
     resample_plan plan;
     scaled_lines lines;
 };
