@@ -64,7 +64,7 @@ verdict check_mosaic(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGGB32));
 }
 
-// In this function 0 lines per strip mean the whole picture.
+// The whole picture is processed, also if lines per strip is 0.
 void use_whole_picture(const strip_call &call) {
     call.in->lines_per_strip = call.in->height;
 }

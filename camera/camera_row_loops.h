@@ -57,6 +57,8 @@ VIQ_FORMULA u32 gradient(u32 a, u32 b, u32 centre, u32 beyond_a, u32 beyond_b) {
     return sum > 255 ? 255 : sum;
 }
 
+// Adaptive: green is the mean along the horizontal or vertical, the other colour the mean along the
+// diagonal, whichever direction has the smaller gradient.
 template <demosaic_scheme scheme>
 VIQ_FORMULA site demosaic_site(const mosaic_lines &lines, std::ptrdiff_t x, bool green) {
     const u8 *above = lines.at[1] + x;
@@ -72,13 +74,14 @@ VIQ_FORMULA site demosaic_site(const mosaic_lines &lines, std::ptrdiff_t x, bool
     if (green)
         return {across, here[0], down};
     if constexpr (scheme == demosaic_scheme::adaptive) {
-        const bool go_down = gradient(above[0], below[0], here[0], lines.at[0][x], lines.at[4][x]) <
-                             gradient(here[-1], here[1], here[0], here[-2], here[2]);
+        const bool vertical =
+            gradient(above[0], below[0], here[0], lines.at[0][x], lines.at[4][x]) <
+            gradient(here[-1], here[1], here[0], here[-2], here[2]);
         const u8 *two_above = lines.at[0] + x;
         const u8 *two_below = lines.at[4] + x;
         const bool rising = gradient(above[1], below[-1], here[0], two_above[2], two_below[-2]) <
                             gradient(above[-1], below[1], here[0], two_above[-2], two_below[2]);
-        return {here[0], go_down ? down : across,
+        return {here[0], vertical ? down : across,
                 rising ? mean2(above[1], below[-1]) : mean2(above[-1], below[1])};
     }
     const u8 corners = mean4(above[-1], above[1], below[-1], below[1]);

@@ -12,6 +12,8 @@ struct mosaic_line {
     bool green_first; // green is at even columns, else at odd ones
 };
 
+// The pixel colour is that of the mosaic's first pixel: 1 red, 2 green in a line with red, 3 green
+// in a line with blue, 4 blue.
 inline mosaic_line line_of_mosaic(u16 pixel_colour, u64 number) {
     const bool even = number % 2 == 0;
     const bool red_on_even_lines = pixel_colour <= 2;
@@ -26,6 +28,7 @@ struct mosaic_lines {
     const u8 *at[5];
 };
 
+// bilinear_top is bilinear, but green is interpolated from the left and right neighbours only.
 enum class demosaic_scheme : unsigned { replicate, bilinear, bilinear_top, adaptive };
 constexpr u32 demosaic_schemes = 4;
 

@@ -102,7 +102,7 @@ VIQ_FORMULA sites demosaic_sites(const mosaic_lines &lines, u32 x, bytes32 green
     bytes32 cross = across;
     bytes32 corners;
     if constexpr (scheme == demosaic_scheme::adaptive) {
-        const bytes32 go_down = less(
+        const bytes32 vertical = less(
             gradient(north, south, centre, load_256(lines.at[0] + x), load_256(lines.at[4] + x)),
             gradient(left, right, centre, load_256(here - 2), load_256(here + 2)));
         const u8 *two_above = lines.at[0] + x;
@@ -111,7 +111,7 @@ VIQ_FORMULA sites demosaic_sites(const mosaic_lines &lines, u32 x, bytes32 green
                                              load_256(two_above + 2), load_256(two_below - 2)),
                                     gradient(north_west, south_east, centre,
                                              load_256(two_above - 2), load_256(two_below + 2)));
-        cross = _mm256_blendv_epi8(across, down, go_down);
+        cross = _mm256_blendv_epi8(across, down, vertical);
         corners = mean2(_mm256_blendv_epi8(north_west, north_east, rising),
                         _mm256_blendv_epi8(south_east, south_west, rising));
     } else {

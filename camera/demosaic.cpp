@@ -67,7 +67,7 @@ verdict check_demosaic_arguments(const strip_call &call, const demosaic_argument
     return proceed;
 }
 
-// In these functions 0 lines per strip mean the whole picture.
+// The whole picture is processed, also if lines per strip is 0.
 void use_whole_picture(const strip_call &call) {
     call.in->lines_per_strip = call.in->height;
 }

@@ -1,4 +1,4 @@
-// Lookup tables behind handles.
+// Lookup tables and their handles.
 #pragma once
 
 #include "core/types.h"

@@ -12,7 +12,7 @@ namespace {
 
 template <u32 size> bytes32 reversed_lanes(bytes32 v) {
     static constexpr lane_bytes order =
-        lane_of([](u32 place) { return 16 - size - place / size * size + place % size; });
+        lane_of([](u32 byte) { return 16 - size - byte / size * size + byte % size; });
     return _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, both_lanes(order)), 0x4E);
 }
 
@@ -30,9 +30,8 @@ template <u32 size> void reverse_blocks(const u8 *source, u8 *target, u32 pixels
 // next store or the loop overwrites; the condition leaves a pixel over so that this byte exists and
 // the load stays within the source.
 void reverse_24_bit(const u8 *source, u8 *target, u32 pixels) {
-    static constexpr lane_bytes order = lane_of([](u32 place) {
-        return place == 0 ? no_byte : 12 - (place - 1) / 3 * 3 + (place - 1) % 3;
-    });
+    static constexpr lane_bytes order = lane_of(
+        [](u32 byte) { return byte == 0 ? no_byte : 12 - (byte - 1) / 3 * 3 + (byte - 1) % 3; });
     const __m128i shuffle = load_128(order.at);
     u8 *to = target + std::size_t{pixels} * 3;
     for (; pixels >= 6; pixels -= 5, source += 15) {
@@ -44,7 +43,7 @@ void reverse_24_bit(const u8 *source, u8 *target, u32 pixels) {
 
 void reverse_pair_blocks(const u8 *source, u8 *target, u32 pairs) {
     static constexpr lane_bytes swap =
-        lane_of([](u32 place) { return place % 2 == 0 ? place ^ 2 : place; });
+        lane_of([](u32 byte) { return byte % 2 == 0 ? byte ^ 2 : byte; });
     u8 *to = target + std::size_t{pairs} * 4;
     for (; pairs >= 8; pairs -= 8, source += 32) {
         to -= 32;
@@ -143,9 +142,9 @@ VIQ_FORMULA void store_96(u8 *bytes, __m128i value) {
 // Pixels are expanded to four bytes, transposed and compacted again.
 VIQ_FORMULA void transpose_24_bit_square(matrix source, target_matrix target) {
     static constexpr lane_bytes expand =
-        lane_of([](u32 place) { return place % 4 == 3 ? no_byte : place / 4 * 3 + place % 4; });
+        lane_of([](u32 byte) { return byte % 4 == 3 ? no_byte : byte / 4 * 3 + byte % 4; });
     static constexpr lane_bytes compact =
-        lane_of([](u32 place) { return place < 12 ? place / 3 * 4 + place % 3 : no_byte; });
+        lane_of([](u32 byte) { return byte < 12 ? byte / 3 * 4 + byte % 3 : no_byte; });
     const __m128i expand_order = load_128(expand.at);
     const __m128i compact_order = load_128(compact.at);
     __m128i a[4];
@@ -209,7 +208,7 @@ u32 halve_8_bit(const u8 *source, u8 *target, const resample_plan &plan) {
 // Every second pixel of three bytes: 16 bytes contain three of them.
 u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     static constexpr lane_bytes order =
-        lane_of([](u32 place) { return place < 9 ? place / 3 * 6 + place % 3 : no_byte; });
+        lane_of([](u32 byte) { return byte < 9 ? byte / 3 * 6 + byte % 3 : no_byte; });
     const __m128i shuffle = load_128(order.at);
     u32 done = 0;
     for (; done + 9 <= plan.samples && 2 * done + 16 <= plan.source_bytes; done += 9)
@@ -473,9 +472,9 @@ i64 correlate_samples(const u8 *a, const u8 *b, u32 samples, u32 step) {
 
 // Two pairs, 12 bytes, at a time; the next store or the loop overwrites the four bytes after them.
 void pseudo_yuv_blocks(const u8 *source, u8 *target, u32 pairs) {
-    static constexpr lane_bytes order = lane_of([](u32 place) {
+    static constexpr lane_bytes order = lane_of([](u32 byte) {
         constexpr u8 pair[6] = {0, 1, 3, 2, 1, 3};
-        return place < 12 ? place / 6 * 4 + pair[place % 6] : no_byte;
+        return byte < 12 ? byte / 6 * 4 + pair[byte % 6] : no_byte;
     });
     const __m128i shuffle = load_128(order.at);
     for (; pairs >= 4; pairs -= 2, source += 8, target += 12)
@@ -494,9 +493,9 @@ VIQ_FORMULA bytes32 hue_bytes(bytes32 hues) {
 
 // Eight pixels, 24 bytes, at a time; the next store or the loop overwrites the bytes after them.
 void pseudo_hsi_blocks(const u8 *source, u8 *target, u32 pixels) {
-    static constexpr lane_bytes order = lane_of([](u32 place) {
+    static constexpr lane_bytes order = lane_of([](u32 byte) {
         constexpr u8 pixel[3] = {0, 2, 3};
-        return place < 12 ? place / 3 * 4 + pixel[place % 3] : no_byte;
+        return byte < 12 ? byte / 3 * 4 + pixel[byte % 3] : no_byte;
     });
     for (; pixels >= 10; pixels -= 8, source += 32, target += 24) {
         const bytes32 hsi = load_256(source);
