@@ -1,18 +1,19 @@
-// Colour-filter mosaics: making them, showing them as they are.
+// Colour-filter mosaics: creation from RGB24, and conversion to images that show the samples
+// without interpolation.
 #include <algorithm>
 
-#include "camera/rows.h"
+#include "camera/camera_rows.h"
 #include "convert/converter.h"
-#include "core/lines.h"
+#include "core/process_lines.h"
 #include "core/report.h"
 
 using namespace viq;
 
 namespace {
 
-verdict refuse_mosaic_source(const strip_call &call);
-verdict refuse_map_source(const strip_call &call);
-void take_whole_picture(const strip_call &call);
+verdict check_rgb24(const strip_call &call);
+verdict check_mosaic(const strip_call &call);
+void use_whole_picture(const strip_call &call);
 u32 make_mosaic(const strip_call &call);
 u32 show_colours(const strip_call &call);
 u32 show_grey(const strip_call &call);
@@ -21,20 +22,20 @@ strip_sequence sequences[3];
 
 constexpr strip_operation<> mosaic_operation = {.name = "VIQ_BAY_RGB24_to_RGGB32",
                                                 .sequence = &sequences[0],
-                                                .check_before_header = refuse_mosaic_source,
+                                                .check_before_header = check_rgb24,
                                                 .shape = in_format<VIQ_RGGB32>,
                                                 .process = make_mosaic,
                                                 .whole_picture = true};
 constexpr strip_operation<> colour_operation = {.name = "VIQ_BAY_RGGB32_map_to_RGB24",
                                                 .sequence = &sequences[1],
-                                                .check_before_header = refuse_map_source,
+                                                .check_before_header = check_mosaic,
                                                 .shape = in_format<VIQ_RGB24>,
                                                 .process = show_colours,
                                                 .whole_picture = true};
 constexpr strip_operation<> grey_operation = {.name = "VIQ_BAY_RGGB32_map_to_Y8",
                                               .sequence = &sequences[2],
-                                              .check_before_header = refuse_map_source,
-                                              .prepare_input = take_whole_picture,
+                                              .check_before_header = check_mosaic,
+                                              .prepare_input = use_whole_picture,
                                               .shape = in_format<VIQ_Y8>,
                                               .process = show_grey,
                                               .whole_picture = true};
@@ -55,41 +56,39 @@ u32 VIQ_BAY_RGGB32_map_to_Y8(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
 
 namespace {
 
-verdict refuse_mosaic_source(const strip_call &call) {
+verdict check_rgb24(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGB24), {.message = "Input must be VIQ_RGB24 only"});
 }
 
-verdict refuse_map_source(const strip_call &call) {
+verdict check_mosaic(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGGB32));
 }
 
-// A strip of 0 lines stands for the whole picture here.
-void take_whole_picture(const strip_call &call) {
+// The whole picture is processed, also if lines per strip is 0.
+void use_whole_picture(const strip_call &call) {
     call.in->lines_per_strip = call.in->height;
 }
 
-constexpr u16 made_colour = 1; // the phase of mosaics made and shown
+constexpr u16 first_pixel_red = 1; // pixel colour of the mosaics that are created and shown
 
-u32 for_lines(const strip_call &call, void (*row)(const u8 *, u8 *, u32, mosaic_line)) {
-    const u32 code = begin_strip(call);
-    if (is_error(code))
-        return code;
-    const line_view in = lines_of(*call.in);
-    const line_view out = lines_of(*call.out);
-    for (u64 n = 0; n < in.lines; ++n)
-        row(in.line(n), out.line(n), in.width, line_of_mosaic(made_colour, n));
-    return success;
+using mosaic_row = void (*)(const u8 *, u8 *, u32, mosaic_line);
+
+u32 process_mosaic_lines(const strip_call &call, mosaic_row row) {
+    return process_lines(call, [&](const u8 *from, u8 *to, u64 n) {
+        row(from, to, call.in->width, line_of_mosaic(first_pixel_red, n));
+    });
 }
 
 u32 make_mosaic(const strip_call &call) {
-    return for_lines(call, camera_rows().mosaic);
+    return process_mosaic_lines(call, camera_rows().mosaic);
 }
 
 u32 show_colours(const strip_call &call) {
-    return for_lines(call, camera_rows().show);
+    return process_mosaic_lines(call, camera_rows().show);
 }
 
-// No padding is skipped on either side.
+// Samples are copied consecutively, ignoring line padding on both sides; the rest of the output
+// strip is set to 0.
 u32 show_grey(const strip_call &call) {
     const u32 code = begin_strip(call);
     if (is_error(code))

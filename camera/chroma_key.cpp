@@ -1,9 +1,9 @@
-// Chroma keying against a background or a key colour, and its calibration.
+// Chroma keying with a background image or a key colour, and its calibration.
 #include <algorithm>
 #include <cstring>
 
+#include "camera/camera_rows.h"
 #include "camera/key_objects.h"
-#include "camera/rows.h"
 #include "convert/converter.h"
 #include "convert/hue_table.h"
 #include "core/lines.h"
@@ -13,64 +13,65 @@ using namespace viq;
 
 namespace {
 
-struct keying {
+struct key_arguments {
     u32 object;
     u32 background; // 0: none
     u16 colour, mode;
 };
 
-struct calibration {
+struct calibration_arguments {
     u32 object;
-    bool operator==(const calibration &) const = default;
+    bool operator==(const calibration_arguments &) const = default;
 };
 
-verdict refuse_other_formats(const strip_call &call);
-verdict accept_keying(const strip_call &call, const keying &wanted);
-u32 key_strip(const strip_call &call, const keying &wanted);
-verdict refuse_calibration(const strip_call &call, const calibration &wanted);
-u32 clear_sum(const strip_call &call, const calibration &wanted);
+verdict check_key_input(const strip_call &call);
+verdict check_key_arguments(const strip_call &call, const key_arguments &arguments);
+u32 key_strip(const strip_call &call, const key_arguments &arguments);
+verdict check_calibration_arguments(const strip_call &call, const calibration_arguments &arguments);
+u32 clear_sum(const strip_call &call, const calibration_arguments &arguments);
 u32 add_hues(const strip_call &call);
-u32 store_hue(const strip_call &call, const calibration &wanted);
+u32 store_hue(const strip_call &call, const calibration_arguments &arguments);
 
 strip_sequence key_sequence;
 strip_sequence calibration_sequence;
 double hue_sum = 0;
-calibration calibrating;
+calibration_arguments first_calibration;
 
-constexpr strip_operation<keying> key_operation = {.name = "VIQ_CK_chroma_key",
-                                                   .worker_name = "VIQ_CK_chroma_key_1_strip",
-                                                   .sequence = &key_sequence,
-                                                   .check_before_header = refuse_other_formats,
-                                                   .check_pixels = accept_keying,
-                                                   .shape = same_shape,
-                                                   .process = key_strip};
+constexpr strip_operation<key_arguments> key_operation = {.name = "VIQ_CK_chroma_key",
+                                                          .worker_name =
+                                                              "VIQ_CK_chroma_key_1_strip",
+                                                          .sequence = &key_sequence,
+                                                          .check_before_header = check_key_input,
+                                                          .check_pixels = check_key_arguments,
+                                                          .shape = same_shape,
+                                                          .process = key_strip};
 
-constexpr strip_transfer<calibration> calibration_transfer = {
+constexpr strip_transfer<calibration_arguments> calibration_transfer = {
     .name = "VIQ_CK_calibrate",
     .sequence = &calibration_sequence,
-    .check_image = refuse_calibration,
+    .check_image = check_calibration_arguments,
     .begin = clear_sum,
     .process = add_hues,
     .finish = store_hue,
-    .first_arguments = &calibrating,
+    .first_arguments = &first_calibration,
 };
 
 } // namespace
 
 u32 VIQ_CK_chroma_key(u32 hInImage, u32 hOutImage, u32 hBackgroundImage, u16 wKeyColour, u32 hCK,
                       u16 wMode, u16 wStripCommand) {
-    const keying wanted = {hCK, hBackgroundImage, wKeyColour, wMode};
-    return run_conversion(key_operation, hInImage, hOutImage, wStripCommand, wanted);
+    const key_arguments arguments = {hCK, hBackgroundImage, wKeyColour, wMode};
+    return run_conversion(key_operation, hInImage, hOutImage, wStripCommand, arguments);
 }
 
 u32 VIQ_CK_calibrate(u32 hInImage, u32 hCK, u16 wStripCommand) {
-    const calibration wanted = {hCK};
-    return run_transfer(calibration_transfer, hInImage, wStripCommand, wanted);
+    const calibration_arguments arguments = {hCK};
+    return run_transfer(calibration_transfer, hInImage, wStripCommand, arguments);
 }
 
 namespace {
 
-verdict refuse_unkeyable(const char *name, const tVIQ_Image &image) {
+verdict check_format(const char *name, const tVIQ_Image &image) {
     if (image.pixel_format != VIQ_YUV422)
         return stop_with(
             report(name, VIQ_ERR_UNSUPPORTED | image.pixel_format, "Not YUV 4:2:2 image format"));
@@ -79,24 +80,24 @@ verdict refuse_unkeyable(const char *name, const tVIQ_Image &image) {
     return proceed;
 }
 
-verdict refuse_other_formats(const strip_call &call) {
-    return refuse_unkeyable(call.name, *call.in);
+verdict check_key_input(const strip_call &call) {
+    return check_format(call.name, *call.in);
 }
 
-verdict accept_keying(const strip_call &call, const keying &wanted) {
+verdict check_key_arguments(const strip_call &call, const key_arguments &arguments) {
     const char *name = call.name;
-    if (find_key_object(wanted.object) == nullptr)
+    if (find_key_object(arguments.object) == nullptr)
         return stop_with(report_bad_handle(name));
-    const u32 colour = VIQ_CK_get_YUV_values(wanted.colour);
+    const u32 colour = VIQ_CK_get_YUV_values(arguments.colour);
     if (colour == VIQ_ERR_PARAMETER)
         return stop_with(colour);
-    if (wanted.background == 0)
+    if (arguments.background == 0)
         return proceed;
-    const u32 code = check_image(name, wanted.background);
+    const u32 code = check_image(name, arguments.background);
     if (is_error(code))
         return stop_with(code);
-    const tVIQ_Image &background = *find_image(wanted.background);
-    if (wanted.background == call.out_handle || background.pixel_format != VIQ_YUV422 ||
+    const tVIQ_Image &background = *find_image(arguments.background);
+    if (arguments.background == call.out_handle || background.pixel_format != VIQ_YUV422 ||
         background.width != call.in->width || background.height != call.in->height)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Background image does not match"));
     return proceed;
@@ -104,7 +105,7 @@ verdict accept_keying(const strip_call &call, const keying &wanted) {
 
 // ---- Keying
 
-// What keyed pairs become: the background's lines, or one pair for all.
+// The pixels that replace keyed pairs: the background's lines, or one pair for all.
 struct replacement {
     line_view lines;
     u8 colour[4];
@@ -114,14 +115,14 @@ struct replacement {
     const u8 *pair(u64 n, u32 x) const { return line(n) + std::size_t{x} * step(); }
 };
 
-u32 make_replacement(const strip_call &call, const keying &wanted, replacement &with);
+u32 make_replacement(const strip_call &call, const key_arguments &arguments, replacement &with);
 key_window window_of(const key_object &object, const u16 *hues);
 void soften(const line_view &in, const line_view &out, const replacement &with, u64 line,
             const u8 *keyed);
 
-u32 key_strip(const strip_call &call, const keying &wanted) {
+u32 key_strip(const strip_call &call, const key_arguments &arguments) {
     replacement with = {};
-    u32 code = make_replacement(call, wanted, with);
+    u32 code = make_replacement(call, arguments, with);
     if (is_error(code))
         return code;
     const u16 *hues = nullptr;
@@ -132,36 +133,36 @@ u32 key_strip(const strip_call &call, const keying &wanted) {
         return code;
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
-    if (wanted.mode > 1) {
-        if (owns_data(*call.out)) // an earlier strip's pixels do not show through
+    if (arguments.mode > 1) {
+        if (owns_data(*call.out)) // a reused buffer contains an earlier strip
             std::memset(out.data, 0, std::size_t{out.stride} * out.lines);
         return success;
     }
     const u32 pairs = in.width / 2;
-    std::vector<u8> decisions; // of a line, with one more at both ends
+    std::vector<u8> decisions; // of the pairs of a line, with one more at both ends
     if (!try_resize(decisions, u64{pairs} + 2))
         return report_no_memory(call.worker_name, u64{pairs} + 2);
     u8 *keyed = decisions.data() + 1;
-    const key_window window = window_of(*find_key_object(wanted.object), hues);
+    const key_window window = window_of(*find_key_object(arguments.object), hues);
     for (u64 n = 0; n < in.lines && pairs != 0; ++n) {
-        keyed[-1] = keyed[pairs - 1]; // the pair before a line is the last of the line above
+        keyed[-1] = keyed[pairs - 1]; // the last pair of the line above precedes the line
         camera_rows().key(in.line(n), with.line(n), with.step(), out.line(n), keyed, pairs, window);
-        if (wanted.mode == 1 && n != 0)
+        if (arguments.mode == 1 && n != 0)
             soften(in, out, with, n, keyed);
     }
     return success;
 }
 
-u32 make_replacement(const strip_call &call, const keying &wanted, replacement &with) {
-    if (wanted.background == 0) {
-        const u32 colour = VIQ_CK_get_YUV_values(wanted.colour);
+u32 make_replacement(const strip_call &call, const key_arguments &arguments, replacement &with) {
+    if (arguments.background == 0) {
+        const u32 colour = VIQ_CK_get_YUV_values(arguments.colour);
         const u8 luma = static_cast<u8>(colour);
         with.colour[0] = with.colour[2] = luma;
         with.colour[1] = static_cast<u8>(colour >> 8);
         with.colour[3] = static_cast<u8>(colour >> 16);
         return success;
     }
-    const tVIQ_Image &background = *find_image(wanted.background);
+    const tVIQ_Image &background = *find_image(arguments.background);
     if (background.lines_per_strip < call.in->lines_per_strip)
         return report(call.name, VIQ_ERR_UNSUPPORTED, "Background image does not match");
     if (!has_lines(background, call.in->lines_per_strip))
@@ -178,7 +179,7 @@ key_window window_of(const key_object &object, const u16 *hues) {
             bound(hue - object.hue_tolerance, 359), bound(hue + object.hue_tolerance, 359), hues};
 }
 
-// A keyed pair at the start of a line softens the last one of the line above.
+// A keyed pair at the start of a line also softens the last pair of the line above.
 void soften(const line_view &in, const line_view &out, const replacement &with, u64 line,
             const u8 *keyed) {
     const camera_kernels &rows = camera_rows();
@@ -196,25 +197,26 @@ void soften(const line_view &in, const line_view &out, const replacement &with, 
 
 constexpr u32 skipped_columns = 8;
 
-verdict refuse_calibration(const strip_call &call, const calibration &wanted) {
+verdict check_calibration_arguments(const strip_call &call,
+                                    const calibration_arguments &arguments) {
     constexpr const char *name = calibration_transfer.name;
-    const verdict decision = refuse_unkeyable(name, *call.in);
+    const verdict decision = check_format(name, *call.in);
     if (!decision.go_on)
         return decision;
     if (call.in->width < skipped_columns + 2 || call.in->height == 0)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Image too small to calibrate"));
-    if (find_key_object(wanted.object) == nullptr)
+    if (find_key_object(arguments.object) == nullptr)
         return stop_with(report_bad_handle(name));
     return proceed;
 }
 
-u32 clear_sum(const strip_call &, const calibration &) {
+u32 clear_sum(const strip_call &, const calibration_arguments &) {
     hue_sum = 0;
     const u16 *hues = nullptr;
     return need_hue_table(hues);
 }
 
-// The pairs read are counted line by line, but follow one another from the start of the strip.
+// As many pairs as counted line by line are read consecutively from the start of the strip.
 u32 add_hues(const strip_call &call) {
     const tVIQ_Image &in = *call.in;
     if (!has_lines(in, in.lines_per_strip))
@@ -231,9 +233,9 @@ u32 add_hues(const strip_call &call) {
     return success;
 }
 
-// The luma's centre does not come from the picture.
-u32 store_hue(const strip_call &, const calibration &wanted) {
-    key_object *object = find_key_object(wanted.object);
+// The luma centre is a constant, not measured.
+u32 store_hue(const strip_call &, const calibration_arguments &arguments) {
+    key_object *object = find_key_object(arguments.object);
     *object = {static_cast<u16>(hue_sum + 0.5), 20, 20, 64};
     return success;
 }

@@ -1,8 +1,8 @@
-// Demosaicing: line by line over a window of five lines with mirrored borders.
+// Demosaicing, line by line on a window of five lines with mirrored borders.
 #include <algorithm>
 #include <cstring>
 
-#include "camera/rows.h"
+#include "camera/camera_rows.h"
 #include "convert/converter.h"
 #include "core/lines.h"
 #include "core/report.h"
@@ -11,66 +11,68 @@ using namespace viq;
 
 namespace {
 
-struct decoding {
+struct demosaic_arguments {
     u16 scheme, pixel_colour;
 };
 
-verdict refuse_decoding(const strip_call &call, const decoding &wanted);
-void take_whole_picture(const strip_call &call);
-u32 demosaic(const strip_call &call, const decoding &wanted);
+verdict check_demosaic_arguments(const strip_call &call, const demosaic_arguments &arguments);
+void use_whole_picture(const strip_call &call);
+u32 demosaic(const strip_call &call, const demosaic_arguments &arguments);
 
 strip_sequence sequences[2];
 
-constexpr strip_operation<decoding> bgrx32_operation = {.name = "VIQ_BAY_RGGB32_to_BGRX32",
-                                                        .sequence = &sequences[0],
-                                                        .check_before_header = refuse_decoding,
-                                                        .prepare_input = take_whole_picture,
-                                                        .shape = in_format<VIQ_BGRX32>,
-                                                        .process = demosaic,
-                                                        .whole_picture = true};
-constexpr strip_operation<decoding> rgb16_operation = {.name = "VIQ_BAY_RGGB32_to_RGB16",
-                                                       .sequence = &sequences[1],
-                                                       .check_before_header = refuse_decoding,
-                                                       .prepare_input = take_whole_picture,
-                                                       .shape = in_format<VIQ_RGB16>,
-                                                       .process = demosaic,
-                                                       .whole_picture = true};
+constexpr strip_operation<demosaic_arguments>
+make_operation(const char *name, strip_sequence &sequence,
+               strip_step<output_shape, demosaic_arguments> shape) {
+    return {.name = name,
+            .sequence = &sequence,
+            .check_before_header = check_demosaic_arguments,
+            .prepare_input = use_whole_picture,
+            .shape = shape,
+            .process = demosaic,
+            .whole_picture = true};
+}
+
+constexpr strip_operation<demosaic_arguments> bgrx32_operation =
+    make_operation("VIQ_BAY_RGGB32_to_BGRX32", sequences[0], in_format<VIQ_BGRX32>);
+constexpr strip_operation<demosaic_arguments> rgb16_operation =
+    make_operation("VIQ_BAY_RGGB32_to_RGB16", sequences[1], in_format<VIQ_RGB16>);
 
 } // namespace
 
 u32 VIQ_BAY_RGGB32_to_BGRX32(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wPixelColour,
                              u16 wStripCommand) {
-    const decoding wanted = {wScheme, wPixelColour};
-    return run_conversion(bgrx32_operation, hInImage, hOutImage, wStripCommand, wanted);
+    const demosaic_arguments arguments = {wScheme, wPixelColour};
+    return run_conversion(bgrx32_operation, hInImage, hOutImage, wStripCommand, arguments);
 }
 
 u32 VIQ_BAY_RGGB32_to_RGB16(u32 hInImage, u32 hOutImage, u16 wScheme, u16 wPixelColour,
                             u16 wStripCommand) {
-    const decoding wanted = {wScheme, wPixelColour};
-    return run_conversion(rgb16_operation, hInImage, hOutImage, wStripCommand, wanted);
+    const demosaic_arguments arguments = {wScheme, wPixelColour};
+    return run_conversion(rgb16_operation, hInImage, hOutImage, wStripCommand, arguments);
 }
 
 namespace {
 
-verdict refuse_decoding(const strip_call &call, const decoding &wanted) {
+verdict check_demosaic_arguments(const strip_call &call, const demosaic_arguments &arguments) {
     const char *name = call.name;
     const verdict decision =
         accept_formats(call, formats(VIQ_RGGB32), {.message = "Input must be VIQ_RGGB32 only"});
     if (!decision.go_on)
         return decision;
-    if (wanted.scheme < 1 || wanted.scheme > 3)
+    if (arguments.scheme < 1 || arguments.scheme > 3)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Invalid Bayer Decoding Scheme"));
-    if (wanted.pixel_colour < 1 || wanted.pixel_colour > 4)
+    if (arguments.pixel_colour < 1 || arguments.pixel_colour > 4)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Invalid Bayer Pixel Colour"));
     return proceed;
 }
 
-// A strip of 0 lines stands for the whole picture here.
-void take_whole_picture(const strip_call &call) {
+// The whole picture is processed, also if lines per strip is 0.
+void use_whole_picture(const strip_call &call) {
     call.in->lines_per_strip = call.in->height;
 }
 
-// Mirrored about the first and the last one; the only one of its kind stands for all.
+// The index n, mirrored about the first and the last of `count` elements.
 i64 mirrored(i64 n, i64 count) {
     if (n < 0)
         n = -n;
@@ -79,7 +81,7 @@ i64 mirrored(i64 n, i64 count) {
     return std::clamp(n, i64{0}, count - 1);
 }
 
-// Five lines with margins, reused in turn.
+// Five lines with margins; a new line replaces the oldest one.
 struct line_window {
     std::vector<u8> bytes;
     std::size_t stride;
@@ -95,15 +97,15 @@ u8 *window_line(line_window &window, i64 number) {
     return window.bytes.data() + slot * window.stride + mosaic_margin;
 }
 
-// Line `number` may lie outside the picture by two lines.
+// Copies line `number`, which may be up to two lines outside the picture, with mirrored margins.
 void fill_line(line_window &window, const line_view &in, i64 number) {
     const i64 width = in.width;
     const u8 *from = in.line(static_cast<u64>(mirrored(number, in.lines)));
     u8 *to = window_line(window, number);
     std::memcpy(to, from, in.width);
-    for (i64 aside = 1; aside <= mosaic_margin; ++aside) {
-        to[-aside] = from[mirrored(-aside, width)];
-        to[width - 1 + aside] = from[mirrored(width - 1 + aside, width)];
+    for (i64 n = 1; n <= mosaic_margin; ++n) {
+        to[-n] = from[mirrored(-n, width)];
+        to[width - 1 + n] = from[mirrored(width - 1 + n, width)];
     }
 }
 
@@ -113,7 +115,8 @@ demosaic_scheme kernel_scheme(u16 scheme) {
                          : demosaic_scheme::adaptive;
 }
 
-// Two corners keep the mirrored mean of their four neighbours.
+// The first line of the bilinear scheme: its first and last pixel use the mean of four mirrored
+// neighbours, as on all other lines.
 void demosaic_top(const demosaic_row *rows, const mosaic_lines &lines, u8 *target, u32 width,
                   u32 pixel, mosaic_line kind) {
     const demosaic_row plain = rows[static_cast<u32>(demosaic_scheme::bilinear)];
@@ -127,7 +130,7 @@ void demosaic_top(const demosaic_row *rows, const mosaic_lines &lines, u8 *targe
     plain(at_last, target + std::size_t{last} * pixel, 1, from_last);
 }
 
-u32 demosaic(const strip_call &call, const decoding &wanted) {
+u32 demosaic(const strip_call &call, const demosaic_arguments &arguments) {
     const u32 code = begin_strip(call);
     if (is_error(code) || call.in->width == 0 || call.in->height == 0)
         return code;
@@ -145,12 +148,12 @@ u32 demosaic(const strip_call &call, const decoding &wanted) {
         mosaic_lines lines;
         for (i64 k = 0; k < 5; ++k)
             lines.at[k] = window_line(window, n + k - 2);
-        const mosaic_line kind = line_of_mosaic(wanted.pixel_colour, static_cast<u64>(n));
+        const mosaic_line kind = line_of_mosaic(arguments.pixel_colour, static_cast<u64>(n));
         u8 *target = out.line(static_cast<u64>(n));
-        if (n == 0 && wanted.scheme == 2)
+        if (n == 0 && arguments.scheme == 2)
             demosaic_top(rows, lines, target, in.width, bytes_per_pixel(*call.out), kind);
         else
-            rows[static_cast<u32>(kernel_scheme(wanted.scheme))](lines, target, in.width, kind);
+            rows[static_cast<u32>(kernel_scheme(arguments.scheme))](lines, target, in.width, kind);
     }
     return success;
 }

@@ -16,8 +16,8 @@ constexpr u32 key_slots = 3;
 
 std::optional<key_object> slots[key_slots];
 
-// The object's value behind an identifier, or null after a report.
-u16 *find_value(const char *function, u32 handle, u16 parameter, u32 &code);
+// The object's field with this identifier, or null with the error reported and stored in `code`.
+u16 *find_field(const char *function, u32 handle, u16 parameter, u32 &code);
 
 } // namespace
 
@@ -41,14 +41,14 @@ u32 VIQ_CK_destroy(u32 hCK) {
 
 u32 VIQ_CK_set_parameter(u32 hCK, u16 wParameter, u16 wValue) {
     u32 code = success;
-    if (u16 *value = find_value("VIQ_CK_set_parameter", hCK, wParameter, code))
+    if (u16 *value = find_field("VIQ_CK_set_parameter", hCK, wParameter, code))
         *value = wValue;
     return code;
 }
 
 u32 VIQ_CK_get_parameter(u32 hCK, u16 wParameter) {
     u32 code = success;
-    const u16 *value = find_value("VIQ_CK_get_parameter", hCK, wParameter, code);
+    const u16 *value = find_field("VIQ_CK_get_parameter", hCK, wParameter, code);
     return value != nullptr ? *value : code;
 }
 
@@ -79,7 +79,7 @@ key_object *find_key_object(u32 handle) {
 
 namespace {
 
-u16 *find_value(const char *function, u32 handle, u16 parameter, u32 &code) {
+u16 *find_field(const char *function, u32 handle, u16 parameter, u32 &code) {
     key_object *object = find_key_object(handle);
     if (object == nullptr) {
         code = report_bad_handle(function);

@@ -1,4 +1,4 @@
-// Chroma-key objects behind handles.
+// Chroma-key objects and their handles.
 #pragma once
 
 #include "core/types.h"

@@ -44,11 +44,8 @@ void dither_row(const u8 *rgb24, u8 *indices, u32 pixels) {
 namespace {
 
 const row_table &current_rows() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_rows;
-#endif
-    return plain_rows;
+    constexpr kernel_sets<row_table> sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows)};
+    return current_kernels(sets);
 }
 
 } // namespace

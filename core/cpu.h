@@ -1,7 +1,10 @@
-// Which instruction set the row and block kernels use.
+// Selection of the instruction set that the row and block kernels use.
 //
-// Each kernel family holds one table per set and asks for the current one; tests force every set
-// that the machine has, one after the other.
+// A kernel family defines one table of functions for each instruction set that it supports and
+// lists them in a `kernel_sets` record. Adding an instruction set means: an enumerator, its
+// detection in core/cpu.cpp, its VIQ_..._TABLE macro, its field in `kernel_sets` with a line in
+// `current_kernels`, and the tables of the families that gain from it. Tests force every set that
+// the machine supports in turn.
 #pragma once
 
 namespace viq {
@@ -14,7 +17,29 @@ instruction_set current_set();
 
 bool set_available(instruction_set set);
 
-// For tests: an available set stays in force until the next call.
+// For tests: an available set remains in force until the next call.
 void force_set(instruction_set set);
+
+// The address of a table, or null in builds without the instruction set, where the table is not
+// defined.
+#if defined(VIQ_HAVE_AVX2)
+#define VIQ_AVX2_TABLE(table) (&(table))
+#else
+#define VIQ_AVX2_TABLE(table) nullptr
+#endif
+
+// The tables of one kernel family. The plain one is required; a null table means that the family
+// has no kernels for this set.
+template <class Table> struct kernel_sets {
+    const Table *plain;
+    const Table *avx2 = nullptr;
+};
+
+// The family's table for the current instruction set, or the next simpler one that it has.
+template <class Table> inline const Table &current_kernels(const kernel_sets<Table> &sets) {
+    if (sets.avx2 != nullptr && current_set() == instruction_set::avx2)
+        return *sets.avx2;
+    return *sets.plain;
+}
 
 } // namespace viq

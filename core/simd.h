@@ -6,7 +6,7 @@
 
 #include <immintrin.h>
 
-#define VIQ_SIMD [[gnu::always_inline]] inline
+#define VIQ_SIMD [[gnu::always_inline]] static inline
 
 namespace viq {
 
@@ -21,6 +21,10 @@ VIQ_SIMD __m128i load_128(const void *from) {
 
 VIQ_SIMD __m128i load_64(const void *from) {
     return _mm_loadl_epi64(static_cast<const __m128i *>(from));
+}
+
+VIQ_SIMD void store_64(void *to, __m128i value) {
+    _mm_storel_epi64(static_cast<__m128i *>(to), value);
 }
 
 VIQ_SIMD void store_256(void *to, __m256i value) {

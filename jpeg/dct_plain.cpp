@@ -136,11 +136,8 @@ void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std:
 const block_kernels plain_blocks = {forward_grey, forward_colour, inverse_pair, interleave};
 
 const block_kernels &current_blocks() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_blocks;
-#endif
-    return plain_blocks;
+    constexpr kernel_sets<block_kernels> sets = {&plain_blocks, VIQ_AVX2_TABLE(avx2_blocks)};
+    return current_kernels(sets);
 }
 
 quantiser make_quantiser(const u8 (&steps)[block_size], const u32 *reciprocals) {

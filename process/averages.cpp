@@ -4,33 +4,32 @@
 #include "core/lines.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
 namespace {
 
-// What a call fills.
-struct averaging {
+struct averages_result {
     tVIQ_Average *average;
-    bool operator==(const averaging &) const = default;
+    bool operator==(const averages_result &) const = default;
 };
 
-verdict refuse_averages(const strip_call &call, const averaging &given);
-u32 clear_averages(const strip_call &call, const averaging &given);
-u32 average_strip(const strip_call &call, const averaging &given);
+verdict check_averages_arguments(const strip_call &call, const averages_result &result);
+u32 clear_result(const strip_call &call, const averages_result &result);
+u32 average_strip(const strip_call &call, const averages_result &result);
 
 strip_sequence sequence;
-byte_range grey_so_far;
-averaging started;
+byte_range grey_range; // of the sequence's strips
+averages_result first_result;
 
-constexpr strip_transfer<averaging> averages_transfer = {
+constexpr strip_transfer<averages_result> averages_transfer = {
     .name = "VIQ_IP_generate_averages",
     .sequence = &sequence,
-    .check_image = refuse_averages,
-    .begin = clear_averages,
+    .check_image = check_averages_arguments,
+    .begin = clear_result,
     .process = average_strip,
-    .first_arguments = &started,
+    .first_arguments = &first_result,
 };
 
 } // namespace
@@ -44,35 +43,35 @@ namespace {
 void average_hsi(const line_view &in, u32 (&averages)[3]);
 void average_grey(const line_view &in, u32 (&averages)[3]);
 
-verdict refuse_averages(const strip_call &call, const averaging &given) {
+verdict check_averages_arguments(const strip_call &call, const averages_result &result) {
     constexpr const char *name = averages_transfer.name;
-    if (given.average == nullptr)
+    if (result.average == nullptr)
         return stop_with(report(name, VIQ_ERR_PARAMETER, "tVIQ_Average structure pointer is NULL"));
     if (call.in->pixel_format != VIQ_HSI && call.in->pixel_format != VIQ_Y8)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
     return proceed;
 }
 
-u32 clear_averages(const strip_call &, const averaging &given) {
-    *given.average = {};
-    grey_so_far = {0, 255, 0};
+u32 clear_result(const strip_call &, const averages_result &result) {
+    *result.average = {};
+    grey_range = {0, 255, 0};
     return success;
 }
 
-u32 average_strip(const strip_call &call, const averaging &given) {
+u32 average_strip(const strip_call &call, const averages_result &result) {
     const tVIQ_Image &in = *call.in;
     if (!has_lines(in, in.lines_per_strip))
         return report_no_data("VIQ_IP_generate_averages_1_strip");
     if (in.width == 0 || in.lines_per_strip == 0)
         return success;
     if (in.pixel_format == VIQ_HSI)
-        average_hsi(lines_of(in), given.average->average);
+        average_hsi(lines_of(in), result.average->average);
     else
-        average_grey(lines_of(in), given.average->average);
+        average_grey(lines_of(in), result.average->average);
     return success;
 }
 
-// The values of the strips before are divided again with each strip.
+// Each strip adds to the averages of the previous strips and divides again.
 void average_hsi(const line_view &in, u32 (&averages)[3]) {
     u64 sums[3] = {averages[0], averages[1], averages[2]};
     for (u64 n = 0; n < in.lines; ++n)
@@ -84,13 +83,13 @@ void average_hsi(const line_view &in, u32 (&averages)[3]) {
 void average_grey(const line_view &in, u32 (&averages)[3]) {
     for (u64 n = 0; n < in.lines; ++n) {
         const byte_range range = process_rows().range_of(in.line(n), in.width);
-        grey_so_far = {grey_so_far.sum + range.sum, std::min(grey_so_far.least, range.least),
-                       std::max(grey_so_far.most, range.most)};
+        grey_range = {grey_range.sum + range.sum, std::min(grey_range.minimum, range.minimum),
+                      std::max(grey_range.maximum, range.maximum)};
     }
     averages[0] =
-        static_cast<u32>(grey_so_far.sum / (u64{in.width} * (sequence.lines_done + u64{in.lines})));
-    averages[1] = grey_so_far.least;
-    averages[2] = grey_so_far.most;
+        static_cast<u32>(grey_range.sum / (u64{in.width} * (sequence.lines_done + u64{in.lines})));
+    averages[1] = grey_range.minimum;
+    averages[2] = grey_range.maximum;
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// Cropping: the columns and lines of a rectangle.
+// Cropping to a rectangle.
 #include "process/crop.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ using namespace viq;
 
 namespace {
 
-verdict accept_crop(const strip_call &call, const rectangle &area);
+verdict check_crop_arguments(const strip_call &call, const rectangle &area);
 output_shape crop_shape(const strip_call &call, const rectangle &area);
 u32 crop_lines(const strip_call &call, const rectangle &area);
 
@@ -20,7 +20,7 @@ constexpr strip_operation<rectangle> make_crop(strip_sequence &sequence) {
     return {.name = "VIQ_IP_crop",
             .worker_name = "VIQ_IP_crop_1_strip",
             .sequence = &sequence,
-            .check_pixels = accept_crop,
+            .check_pixels = check_crop_arguments,
             .shape = crop_shape,
             .process = crop_lines,
             .bare_parameters = true};
@@ -41,11 +41,10 @@ u32 crop(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle 
     return run_conversion(make_crop(sequence), hInImage, hOutImage, command, area);
 }
 
-line_span lines_within(line_span strip, i64 wanted_first, i64 wanted_count) {
+line_span lines_within(line_span strip, i64 first, i64 count) {
     const i64 start = static_cast<i64>(strip.first);
-    const i64 from = std::max(start, wanted_first);
-    const i64 to = std::min(start + static_cast<i64>(strip.count),
-                            wanted_first + std::max(wanted_count, i64{0}));
+    const i64 from = std::max(start, first);
+    const i64 to = std::min(start + static_cast<i64>(strip.count), first + std::max(count, i64{0}));
     return to > from ? line_span{static_cast<u64>(from - start), static_cast<u64>(to - from)}
                      : line_span{0, 0};
 }
@@ -54,7 +53,7 @@ line_span lines_within(line_span strip, i64 wanted_first, i64 wanted_count) {
 
 namespace {
 
-verdict accept_crop(const strip_call &call, const rectangle &area) {
+verdict check_crop_arguments(const strip_call &call, const rectangle &area) {
     const verdict decision =
         accept_formats(call,
                        formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24,

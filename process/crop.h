@@ -1,4 +1,4 @@
-// Cropping with a sequence of one's own, for operations that cut a rectangle on their way.
+// Cropping with the caller's strip sequence, for operations that use a rectangle of their input.
 #pragma once
 
 #include "core/strip_driver.h"
@@ -13,8 +13,9 @@ struct line_span {
     u64 first, count;
 };
 
-// Lines of `wanted` among the `count` lines from `first` on; the result counts from `first`.
-line_span lines_within(line_span strip, i64 wanted_first, i64 wanted_count);
+// The part of a strip within the `count` picture lines from `first` on. The strip is given by its
+// picture lines, the result counts from the strip's first line.
+line_span lines_within(line_span strip, i64 first, i64 count);
 
 u32 crop(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area, u16 command);
 

@@ -1,21 +1,21 @@
-// Frames from video fields.
+// Frames from interlaced video fields.
 #include <algorithm>
 #include <cstring>
 
 #include "convert/converter.h"
 #include "core/lines.h"
 #include "core/report.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
 namespace {
 
-verdict refuse_fields(const strip_call &call, const u32 &second);
-verdict accept_fields(const strip_call &call, const u32 &second);
-verdict accept_field(const strip_call &call, const u16 &scheme);
-verdict accept_stacked(const strip_call &call);
-output_shape doubled(const strip_call &call);
+verdict check_second_field(const strip_call &call, const u32 &second);
+verdict check_fields_match(const strip_call &call, const u32 &second);
+verdict check_field_arguments(const strip_call &call, const u16 &scheme);
+verdict check_stacked_fields(const strip_call &call);
+output_shape double_height(const strip_call &call);
 u32 clear_field_order(const strip_call &call);
 u32 weave_fields(const strip_call &call, const u32 &second_handle);
 u32 fill_frame(const strip_call &call, const u16 &scheme);
@@ -28,9 +28,9 @@ strip_sequence interlace_sequence;
 constexpr strip_operation<u32> two_fields_operation = {.name = "VIQ_SPL_2fields_to_frame",
                                                        .worker_name = "VIQ_SPL_2fields_to_frame",
                                                        .sequence = &two_fields_sequence,
-                                                       .check_before_header = refuse_fields,
-                                                       .check_pixels = accept_fields,
-                                                       .shape = doubled,
+                                                       .check_before_header = check_second_field,
+                                                       .check_pixels = check_fields_match,
+                                                       .shape = double_height,
                                                        .process = weave_fields,
                                                        .corrupt = "Corrupt image - parameter 1",
                                                        .corrupt_output = "Corrupt image"};
@@ -38,8 +38,8 @@ constexpr strip_operation<u32> two_fields_operation = {.name = "VIQ_SPL_2fields_
 constexpr strip_operation<u16> field_operation = {.name = "VIQ_SPL_field_to_frame",
                                                   .worker_name = "VIQ_SPL_field_to_frame_1_strip_A",
                                                   .sequence = &field_sequence,
-                                                  .check_pixels = accept_field,
-                                                  .shape = doubled,
+                                                  .check_pixels = check_field_arguments,
+                                                  .shape = double_height,
                                                   .complete_output = clear_field_order,
                                                   .process = fill_frame,
                                                   .whole_picture = true};
@@ -47,7 +47,7 @@ constexpr strip_operation<u16> field_operation = {.name = "VIQ_SPL_field_to_fram
 constexpr strip_operation<> interlace_operation = {.name = "VIQ_SPL_interlace_frame",
                                                    .worker_name = "VIQ_SPL_interlace_frame",
                                                    .sequence = &interlace_sequence,
-                                                   .check_pixels = accept_stacked,
+                                                   .check_pixels = check_stacked_fields,
                                                    .shape = same_shape,
                                                    .process = interlace,
                                                    .corrupt = "Corrupt input image",
@@ -77,13 +77,13 @@ u32 VIQ_SPL_interlace_frame(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
 
 namespace {
 
-constexpr u16 second_field_first = 2; // in parameter 23, with VIQ_FLAG_20
+constexpr u16 second_field_first = 2; // value of parameter 23, valid if VIQ_FLAG_20 is set
 
 bool second_comes_first(const tVIQ_Image &field) {
     return (field.flags & VIQ_FLAG_20) != 0 && field.param_23 == second_field_first;
 }
 
-output_shape doubled(const strip_call &call) {
+output_shape double_height(const strip_call &call) {
     output_shape shape = same_shape(call);
     shape.height = static_cast<u32>(std::min(u64{shape.height} * 2, u64{UINT32_MAX}));
     return shape;
@@ -95,41 +95,41 @@ void copy_line(const line_view &from, u64 source, const line_view &to, u64 targe
 
 // ---- Two fields
 
-u32 report_different(const strip_call &call) {
+u32 report_field_mismatch(const strip_call &call) {
     return report(call.name, VIQ_ERR_UNSUPPORTED, "Fields are different");
 }
 
-// The frame's parameters, without lines.
-u32 pass_parameters(const strip_call &call) {
+// If a field has 0 lines per strip, the frame gets only the metadata.
+u32 copy_metadata(const strip_call &call) {
     const u32 code = VIQ_image_copy_parameters(call.in_handle, call.out_handle);
     if (is_error(code))
         return code;
-    call.out->height = doubled(call).height;
+    call.out->height = double_height(call).height;
     call.out->lines_per_strip = 0;
     return success;
 }
 
-verdict refuse_fields(const strip_call &call, const u32 &second) {
+verdict check_second_field(const strip_call &call, const u32 &second) {
     const char *name = call.name;
     const u32 code = check_image(name, second, "Corrupt image - parameter 2");
     if (is_error(code))
         return stop_with(code);
     if (find_image(second) == call.out)
         return stop_with(report_same_image(name));
-    return find_image(second)->lines_per_strip != 0 ? proceed : stop_with(pass_parameters(call));
+    return find_image(second)->lines_per_strip != 0 ? proceed : stop_with(copy_metadata(call));
 }
 
-verdict accept_fields(const strip_call &call, const u32 &second) {
+verdict check_fields_match(const strip_call &call, const u32 &second) {
     return geometry_of(*call.in) == geometry_of(*find_image(second))
                ? proceed
-               : stop_with(report_different(call));
+               : stop_with(report_field_mismatch(call));
 }
 
 u32 weave_fields(const strip_call &call, const u32 &second_handle) {
     tVIQ_Image &second = *find_image(second_handle);
     const u32 lines = call.in->lines_per_strip;
     if (second.lines_per_strip < lines)
-        return report_different(call);
+        return report_field_mismatch(call);
     second.lines_per_strip = lines;
     if (!has_lines(second, lines))
         return report_no_data(call.worker_name);
@@ -151,7 +151,7 @@ u32 weave_fields(const strip_call &call, const u32 &second_handle) {
 
 // ---- One field
 
-verdict accept_field(const strip_call &call, const u16 &scheme) {
+verdict check_field_arguments(const strip_call &call, const u16 &scheme) {
     const verdict decision =
         accept_formats(call, formats(VIQ_Y8, VIQ_YUV422, VIQ_RGB24),
                        {.message = "Supports Y8, YUV422 and RGB24 only", .or_format = true});
@@ -166,30 +166,31 @@ u32 clear_field_order(const strip_call &call) {
     return success;
 }
 
-// Follows edges in grey and colours; YUV 4:2:2 does so in its luma and takes the mean of its
-// chroma.
+// Interpolates along edges. In YUV 4:2:2 only the luma follows edges, the chroma is the mean of
+// both lines.
 void directed_line(const tVIQ_Image &field, const u8 *a, const u8 *b, u8 *target) {
     const process_kernels &rows = process_rows();
-    const u32 gap = bytes_per_pixel(field);
+    const u32 pixel_stride = bytes_per_pixel(field);
     const u32 bytes = field.bytes_per_line;
     rows.mean(a, b, target, bytes);
-    const u32 pixels = field.width * gap;
-    if (pixels <= 4 * gap)
+    const u32 pixels = field.width * pixel_stride;
+    if (pixels <= 4 * pixel_stride)
         return;
     if (field.pixel_format != VIQ_YUV422)
-        return rows.directed(a, b, target, 2 * gap, pixels - 2 * gap, gap);
-    constexpr u32 part = 1024; // bytes of luma and unused chroma
+        return rows.directed(a, b, target, 2 * pixel_stride, pixels - 2 * pixel_stride,
+                             pixel_stride);
+    constexpr u32 part = 1024; // bytes; every second one is unused chroma
     u8 directed[part];
-    for (u32 x = 2 * gap; x < pixels - 2 * gap; x += part) {
-        const u32 count = std::min(part, pixels - 2 * gap - x);
-        rows.directed(a + x, b + x, directed, 0, count, gap);
+    for (u32 x = 2 * pixel_stride; x < pixels - 2 * pixel_stride; x += part) {
+        const u32 count = std::min(part, pixels - 2 * pixel_stride - x);
+        rows.directed(a + x, b + x, directed, 0, count, pixel_stride);
         for (u32 n = 0; n < count; n += 2)
             target[x + n] = directed[n];
     }
 }
 
-// The line between line n and the one below it.
-void line_between(const strip_call &call, u32 scheme, u64 n, u8 *target) {
+// Interpolates the line between line n and the next one.
+void interpolate_line(const strip_call &call, u32 scheme, u64 n, u8 *target) {
     const line_view in = lines_of(*call.in);
     const u64 last = in.lines - 1;
     const u8 *a = in.line(n);
@@ -223,7 +224,7 @@ u32 fill_frame(const strip_call &call, const u16 &scheme) {
         copy_line(in, 0, out, to++);
     for (u64 n = 0; n + 1 < lines; ++n, to += 2) {
         copy_line(in, n, out, to);
-        line_between(call, scheme, n, out.line(to + 1));
+        interpolate_line(call, scheme, n, out.line(to + 1));
     }
     for (; to < out.lines; ++to)
         copy_line(in, lines - 1, out, to);
@@ -232,7 +233,7 @@ u32 fill_frame(const strip_call &call, const u16 &scheme) {
 
 // ---- Two fields in one image
 
-verdict accept_stacked(const strip_call &call) {
+verdict check_stacked_fields(const strip_call &call) {
     const char *name = call.name;
     if (call.in->param_23 != 4 && call.in->param_23 != 5)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Field order ID not set up"));
@@ -241,7 +242,7 @@ verdict accept_stacked(const strip_call &call) {
     return proceed;
 }
 
-// A last odd line belongs to neither half and stays where it is.
+// If the number of lines is odd, the last one belongs to neither field and keeps its position.
 u32 interlace(const strip_call &call) {
     const u32 code = begin_strip(call);
     if (is_error(code))

@@ -7,7 +7,7 @@
 #include "convert/converter.h"
 #include "core/lines.h"
 #include "core/report.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
@@ -19,28 +19,28 @@ struct filter_kernel {
     bool operator==(const filter_kernel &) const = default;
 };
 
-verdict accept_filter(const strip_call &call);
-u32 filter_strip(const strip_call &call, const filter_kernel &given);
+verdict check_format(const strip_call &call);
+u32 filter_strip(const strip_call &call, const filter_kernel &filter);
 
 strip_sequence sequence;
 
-// What the next strip needs of this one.
-struct kept_state {
+// What the next strip needs from this one.
+struct strip_state {
     filter_kernel kernel;
-    std::vector<u8> line; // the last one
+    std::vector<u8> last_line;
 };
 
-kept_state kept;
+strip_state previous_strip;
 
-constexpr strip_operation<filter_kernel> filter_operation = {.name = "VIQ_IP_filter_3x3",
-                                                             .worker_name =
-                                                                 "VIQ_IP_filter_3x3_1_strip",
-                                                             .sequence = &sequence,
-                                                             .check_pixels = accept_filter,
-                                                             .shape = same_shape,
-                                                             .process = filter_strip,
-                                                             .bare_parameters = true,
-                                                             .first_arguments = &kept.kernel};
+constexpr strip_operation<filter_kernel> filter_operation = {
+    .name = "VIQ_IP_filter_3x3",
+    .worker_name = "VIQ_IP_filter_3x3_1_strip",
+    .sequence = &sequence,
+    .check_pixels = check_format,
+    .shape = same_shape,
+    .process = filter_strip,
+    .bare_parameters = true,
+    .first_arguments = &previous_strip.kernel};
 
 } // namespace
 
@@ -61,23 +61,24 @@ struct kernel_pair {
     bool is_small;
 };
 
-kernel_pair read_kernel(const filter_kernel &given);
+kernel_pair read_kernel(const filter_kernel &filter);
 
-verdict accept_filter(const strip_call &call) {
+verdict check_format(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGB24, VIQ_Y8),
                           {.message = "Supports RGB24 & Y8 only"});
 }
 
-void filter_line(const kernel_pair &kernel, filter_lines lines, u8 *target, u32 bytes, u32 gap) {
-    std::memcpy(target, lines.current, gap);
-    std::memcpy(target + bytes - gap, lines.current + bytes - gap, gap);
+void filter_line(const kernel_pair &kernel, filter_lines lines, u8 *target, u32 bytes,
+                 u32 pixel_stride) {
+    std::memcpy(target, lines.current, pixel_stride);
+    std::memcpy(target + bytes - pixel_stride, lines.current + bytes - pixel_stride, pixel_stride);
     if (kernel.is_small)
-        process_rows().filter_small(lines, target, bytes, gap, kernel.small);
+        process_rows().filter_small(lines, target, bytes, pixel_stride, kernel.small);
     else
-        process_rows().filter_wide(lines, target, bytes, gap, kernel.wide);
+        process_rows().filter_wide(lines, target, bytes, pixel_stride, kernel.wide);
 }
 
-u32 filter_strip(const strip_call &call, const filter_kernel &given) {
+u32 filter_strip(const strip_call &call, const filter_kernel &filter) {
     const char *worker = call.worker_name;
     const u64 done = sequence.lines_done;
     const u32 code = begin_strip(call);
@@ -85,40 +86,41 @@ u32 filter_strip(const strip_call &call, const filter_kernel &given) {
         return code;
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
-    const u32 gap = bytes_per_pixel(*call.in);
-    const u32 bytes = in.width * gap;
-    const kernel_pair kernel = read_kernel(given);
+    const u32 pixel_stride = bytes_per_pixel(*call.in);
+    const u32 bytes = in.width * pixel_stride;
+    const kernel_pair kernel = read_kernel(filter);
     for (u64 n = 0; n < in.lines; ++n) {
         const u8 *line = in.line(n);
         if (done + n == 0 || done + n + 1 == call.in->height) {
             std::memcpy(out.line(n), line, bytes);
             continue;
         }
-        const u8 *above = n > 0 ? in.line(n - 1) : kept.line.data();
+        const u8 *above = n > 0 ? in.line(n - 1) : previous_strip.last_line.data();
         const u8 *below = n + 1 < in.lines ? in.line(n + 1) : line;
-        filter_line(kernel, {above, line, below}, out.line(n), bytes, gap);
+        filter_line(kernel, {above, line, below}, out.line(n), bytes, pixel_stride);
     }
-    if (!try_resize(kept.line, bytes))
+    if (!try_resize(previous_strip.last_line, bytes))
         return report_no_memory(worker, bytes);
-    std::memcpy(kept.line.data(), in.line(in.lines - 1), bytes);
+    std::memcpy(previous_strip.last_line.data(), in.line(in.lines - 1), bytes);
     return success;
 }
 
-// The quotient stays the same when the kernel and its sum change their signs together.
-kernel_pair read_kernel(const filter_kernel &given) {
+// The divisor is the sum of the coefficients, or 1 if that is 0. A negative sum changes the signs
+// of divisor and coefficients, which leaves the quotient unchanged.
+kernel_pair read_kernel(const filter_kernel &filter) {
     kernel_pair kernel = {};
     i64 sum = 0;
     i64 magnitudes = 0;
     i64 largest = 0;
     for (u32 n = 0; n < 9; ++n) {
-        sum += given.values[n];
-        magnitudes += std::abs(i64{given.values[n]});
-        largest = std::max(largest, std::abs(i64{given.values[n]}));
+        sum += filter.values[n];
+        magnitudes += std::abs(i64{filter.values[n]});
+        largest = std::max(largest, std::abs(i64{filter.values[n]}));
     }
     const i64 sign = sum < 0 ? -1 : 1;
     kernel.wide.divisor = sum == 0 ? 1 : sign * sum;
     for (u32 n = 0; n < 9; ++n)
-        kernel.wide.coefficients[n] = sign * given.values[n];
+        kernel.wide.coefficients[n] = sign * filter.values[n];
     kernel.is_small = largest <= 64 && magnitudes <= 128;
     if (kernel.is_small) {
         kernel.small.divisor = static_cast<i32>(kernel.wide.divisor);

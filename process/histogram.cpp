@@ -1,4 +1,4 @@
-// Histograms of HSI images: counting, smoothing, matching.
+// Histograms of HSI images: histogram_result, smoothing, matching.
 #include <cstdlib>
 
 #include "convert/pixel_formulas.h"
@@ -14,24 +14,25 @@ constexpr u32 hues = 360;
 
 strip_sequence sequence;
 
-// What a call of VIQ_IP_histogram_generate fills.
-struct counting {
+// The argument of VIQ_IP_histogram_generate.
+struct histogram_result {
     tVIQ_Histogram *histogram;
 };
 
-verdict refuse_generate(const strip_call &call, const counting &given);
-u32 clear_first(const strip_call &call, const counting &given);
-u32 count_strip(const strip_call &call, const counting &given);
+verdict check_generate_arguments(const strip_call &call, const histogram_result &result);
+u32 clear_result(const strip_call &call, const histogram_result &result);
+u32 count_strip(const strip_call &call, const histogram_result &result);
 
-constexpr strip_transfer<counting> generate_transfer = {
+constexpr strip_transfer<histogram_result> generate_transfer = {
     .name = "VIQ_IP_histogram_generate",
     .sequence = &sequence,
-    .check_image = refuse_generate,
-    .begin = clear_first,
+    .check_image = check_generate_arguments,
+    .begin = clear_result,
     .process = count_strip,
 };
 
-u32 refuse_null(const char *function, const char *message = "Histogram structure is NULL") {
+u32 report_null_histogram(const char *function,
+                          const char *message = "Histogram structure is NULL") {
     return report(function, VIQ_ERR_PARAMETER, message);
 }
 
@@ -42,14 +43,14 @@ u32 match_plane(const u32 *a, const u32 *b, u32 bins, i64 level, u32 &result);
 
 u32 VIQ_IP_histogram_clear(tVIQ_Histogram *pHistogram) {
     if (pHistogram == nullptr)
-        return refuse_null("VIQ_IP_histogram_clear");
+        return report_null_histogram("VIQ_IP_histogram_clear");
     *pHistogram = {};
     return success;
 }
 
 u32 VIQ_IP_histogram_copy(const tVIQ_Histogram *pFrom, tVIQ_Histogram *pTo) {
     if (pFrom == nullptr || pTo == nullptr)
-        return refuse_null("VIQ_IP_histogram_copy");
+        return report_null_histogram("VIQ_IP_histogram_copy");
     *pTo = *pFrom;
     return success;
 }
@@ -62,7 +63,7 @@ u32 VIQ_IP_histogram_filter(tVIQ_Histogram *pHistogram, u16 wOrder) {
     constexpr const char *name = "VIQ_IP_histogram_filter";
     constexpr u16 lowest_order = 900;
     if (pHistogram == nullptr)
-        return refuse_null(name, "Histogram structure(s) is NULL");
+        return report_null_histogram(name, "Histogram structure(s) is NULL");
     if (wOrder != lowest_order)
         return report(name, VIQ_ERR_UNSUPPORTED, "Only 0th order currently supported");
     smooth(pHistogram->hue);
@@ -75,7 +76,7 @@ u32 VIQ_IP_histogram_match(const tVIQ_Histogram *pA, const tVIQ_Histogram *pB, u
                            u32 *pdwResult) {
     constexpr const char *name = "VIQ_IP_histogram_match";
     if (pA == nullptr || pB == nullptr)
-        return refuse_null(name);
+        return report_null_histogram(name);
     if (pdwResult == nullptr)
         return report_null(name);
     switch (wPlane) {
@@ -92,21 +93,21 @@ u32 VIQ_IP_histogram_match(const tVIQ_Histogram *pA, const tVIQ_Histogram *pB, u
 
 namespace {
 
-verdict refuse_generate(const strip_call &call, const counting &given) {
+verdict check_generate_arguments(const strip_call &call, const histogram_result &result) {
     constexpr const char *name = generate_transfer.name;
-    if (given.histogram == nullptr)
-        return stop_with(refuse_null(name));
+    if (result.histogram == nullptr)
+        return stop_with(report_null_histogram(name));
     if (call.in->pixel_format != VIQ_HSI)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
     return proceed;
 }
 
-u32 clear_first(const strip_call &, const counting &given) {
-    return VIQ_IP_histogram_clear(given.histogram);
+u32 clear_result(const strip_call &, const histogram_result &result) {
+    return VIQ_IP_histogram_clear(result.histogram);
 }
 
-// Two counters a bin: runs of equal pixels do not wait for one another. Pixels with a hue above 359
-// go to the bins behind the last ones, which count for nothing.
+// Two counters per bin, so that consecutive equal pixels do not depend on each other. Pixels with a
+// hue above 359 are counted in the extra last bins, which are not added to the histogram.
 struct counters {
     u32 hue[2][hues + 1];
     u32 saturation[2][256 + 1], intensity[2][256 + 1];
@@ -129,7 +130,7 @@ template <u32 bins> u32 add_counts(u32 (&plane)[bins], const u32 *first, const u
     return total;
 }
 
-u32 count_strip(const strip_call &call, const counting &given) {
+u32 count_strip(const strip_call &call, const histogram_result &result) {
     if (!has_lines(*call.in, call.in->lines_per_strip))
         return report_no_data("VIQ_IP_histogram_generate_1_strip");
     counters counts = {};
@@ -144,20 +145,20 @@ u32 count_strip(const strip_call &call, const counting &given) {
         if (x < in.width)
             count_pixel(counts, 0, line);
     }
-    tVIQ_Histogram &h = *given.histogram;
+    tVIQ_Histogram &h = *result.histogram;
     h.totals[0] = add_counts(h.hue, counts.hue[0], counts.hue[1]);
     h.totals[1] = add_counts(h.saturation, counts.saturation[0], counts.saturation[1]);
     h.totals[2] = add_counts(h.intensity, counts.intensity[0], counts.intensity[1]);
     return success;
 }
 
-// 1, 2, 1 over 4; the first and the last bin stay.
+// Weights 1/4, 1/2, 1/4; the first and the last bin are unchanged.
 template <u32 bins> void smooth(u32 (&plane)[bins]) {
-    u64 before = plane[0];
+    u64 previous = plane[0];
     for (u32 n = 1; n + 1 < bins; ++n) {
         const u64 current = plane[n];
-        plane[n] = static_cast<u32>((before + 2 * current + plane[n + 1]) >> 2);
-        before = current;
+        plane[n] = static_cast<u32>((previous + 2 * current + plane[n + 1]) >> 2);
+        previous = current;
     }
 }
 

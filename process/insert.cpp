@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char *name = "VIQ_IP_image_insert";
 
-u32 check_place(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y);
+u32 check_position(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y);
 
 } // namespace
 
@@ -25,7 +25,7 @@ u32 VIQ_IP_image_insert(u32 hInImage, u32 hInsertImage, u32 x, u32 y) {
     const tVIQ_Image &insert = *find_image(hInsertImage);
     if (host.pixel_format != insert.pixel_format)
         return report(name, VIQ_ERR_UNSUPPORTED, "Pixel Formats are different");
-    code = check_place(host, insert, x, y);
+    code = check_position(host, insert, x, y);
     if (is_error(code))
         return code;
     if (host.lines_per_strip < host.height || insert.lines_per_strip < insert.height)
@@ -59,7 +59,7 @@ void insert_lines_at(const tVIQ_Image &host, u64 offset, u64 y, const tVIQ_Image
 
 namespace {
 
-u32 check_place(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y) {
+u32 check_position(const tVIQ_Image &host, const tVIQ_Image &insert, i64 x, i64 y) {
     if (x == 0)
         return report(name, VIQ_ERR_UNSUPPORTED, "Trying to insert image too far left");
     if (x > i64{host.width} - insert.width + 1)

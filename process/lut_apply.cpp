@@ -1,20 +1,20 @@
-// Pixels through lookup tables.
+// Applying lookup tables to images.
 #include <algorithm>
 #include <cstring>
 
 #include "convert/converter.h"
 #include "convert/pixel_formulas.h"
 #include "convert/rows.h"
-#include "core/lines.h"
+#include "core/process_lines.h"
 #include "core/report.h"
-#include "process/lut.h"
-#include "process/rows.h"
+#include "process/lookup_tables.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
 namespace {
 
-verdict accept_lut(const strip_call &call, const lookup_table &lut);
+verdict check_lut_input(const strip_call &call, const lookup_table &lut);
 u32 apply_lines(const strip_call &call, const lookup_table &lut);
 
 strip_sequence sequence;
@@ -22,7 +22,7 @@ strip_sequence sequence;
 constexpr strip_operation<lookup_table> lut_operation = {.name = "VIQ_LUT_apply",
                                                          .worker_name = "VIQ_LUT_apply_1_strip",
                                                          .sequence = &sequence,
-                                                         .check_pixels = accept_lut,
+                                                         .check_pixels = check_lut_input,
                                                          .shape = same_shape,
                                                          .process = apply_lines,
                                                          .bare_parameters = true};
@@ -41,13 +41,13 @@ u32 VIQ_LUT_apply(u32 hInImage, u32 hOutImage, u32 hLut, u16 wMode) {
 
 namespace {
 
-// The tables by pixel value, whole: values that a table is too short for stay as they are.
+// Tables of 256 entries. Values beyond the end of a shorter table map to themselves.
 struct byte_tables {
     u8 grey[256], red[256], green[256], blue[256];
-    bool colours_alike;
+    bool same_for_colours; // red, green and blue have equal tables
 };
 
-verdict accept_lut(const strip_call &call, const lookup_table &lut) {
+verdict check_lut_input(const strip_call &call, const lookup_table &lut) {
     const format_set accepted = lut.element_size == 1 ? formats(VIQ_YUV422, VIQ_Y8, VIQ_RGB24,
                                                                 VIQ_RGB16, VIQ_RGB15, VIQ_RGB8)
                                                       : formats(VIQ_Y16);
@@ -55,9 +55,9 @@ verdict accept_lut(const strip_call &call, const lookup_table &lut) {
     return decision.go_on ? accept_even(call, call.in->width) : decision;
 }
 
-void complete_table(const std::vector<u8> &given, u8 (&table)[256]) {
+void complete_table(const std::vector<u8> &entries, u8 (&table)[256]) {
     for (u32 i = 0; i < 256; ++i)
-        table[i] = i < given.size() ? given[i] : static_cast<u8>(i);
+        table[i] = i < entries.size() ? entries[i] : static_cast<u8>(i);
 }
 
 void complete_tables(const lookup_table &lut, byte_tables &tables) {
@@ -65,12 +65,12 @@ void complete_tables(const lookup_table &lut, byte_tables &tables) {
     complete_table(lut.bytes[1], tables.red);
     complete_table(lut.bytes[2], tables.green);
     complete_table(lut.bytes[3], tables.blue);
-    tables.colours_alike = std::memcmp(tables.red, tables.green, 256) == 0 &&
-                           std::memcmp(tables.red, tables.blue, 256) == 0;
+    tables.same_for_colours = std::memcmp(tables.red, tables.green, 256) == 0 &&
+                              std::memcmp(tables.red, tables.blue, 256) == 0;
 }
 
 void map_rgb24(const byte_tables &tables, const u8 *from, u8 *to, u32 pixels) {
-    if (tables.colours_alike)
+    if (tables.same_for_colours)
         return process_rows().look_up(from, to, 3 * pixels, tables.red);
     for (; pixels != 0; --pixels, from += 3, to += 3) {
         const u8 red = tables.red[from[0]];
@@ -82,7 +82,7 @@ void map_rgb24(const byte_tables &tables, const u8 *from, u8 *to, u32 pixels) {
     }
 }
 
-// Where the fields of a packed format stand in its word, and how wide they are.
+// Positions and widths of the components in the word of a packed format.
 struct packed_fields {
     u32 bytes;
     u32 shift[3], bits[3]; // red, green, blue
@@ -99,7 +99,8 @@ packed_fields fields_of(u16 format) {
     }
 }
 
-// A field moves to the top of a byte, through the table, and the result's top back into the field.
+// A component is shifted to the upper bits of a byte and mapped; the upper bits of the result are
+// stored.
 void map_packed(const byte_tables &tables, const packed_fields &fields, const u8 *from, u8 *to,
                 u32 pixels) {
     u16 mapped[3][64] = {};
@@ -120,7 +121,7 @@ void map_packed(const byte_tables &tables, const packed_fields &fields, const u8
     }
 }
 
-// Through RGB and back, a part of a line at a time.
+// Converts to RGB, maps the colours and converts back, a part of a line at a time.
 void map_yuv(const byte_tables &tables, const u8 *from, u8 *to, u32 pixels) {
     constexpr u32 part = 1024;
     u8 colours[3 * part];
@@ -173,16 +174,10 @@ void map_line(const tVIQ_Image &in, const lookup_table &lut, const byte_tables &
 }
 
 u32 apply_lines(const strip_call &call, const lookup_table &lut) {
-    const u32 code = begin_strip(call);
-    if (is_error(code))
-        return code;
     byte_tables tables;
     complete_tables(lut, tables);
-    const line_view in = lines_of(*call.in);
-    const line_view out = lines_of(*call.out);
-    for (u64 n = 0; n < in.lines; ++n)
-        map_line(*call.in, lut, tables, in.line(n), out.line(n));
-    return success;
+    return process_lines(
+        call, [&](const u8 *from, u8 *to, u64) { map_line(*call.in, lut, tables, from, to); });
 }
 
 } // namespace

@@ -1,11 +1,12 @@
-// Motion between two frames: how far their correlation has moved from the last one with motion.
+// Motion detection: the change of the correlation of two frames since the last detected motion, in
+// percent.
 #include <algorithm>
 #include <cstdlib>
 
 #include "convert/converter.h"
 #include "core/lines.h"
 #include "core/report.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
@@ -13,11 +14,11 @@ namespace {
 
 constexpr const char *name = "VIQ_IP_motion_detect";
 
-i64 last_correlation = 0; // of the frame at which motion was seen last; 0: none yet
+i64 last_correlation = 0; // of the frame with the last detected motion; 0: none yet
 
 u32 check_frames(const tVIQ_Image &image, const tVIQ_Image &reference, u32 step, u32 &result);
 i64 correlation_of(const tVIQ_Image &image, const tVIQ_Image &reference, u32 step);
-u32 measure(i64 correlation, u32 threshold);
+u32 change_in_percent(i64 correlation, u32 threshold);
 
 } // namespace
 
@@ -35,7 +36,7 @@ u32 VIQ_IP_motion_detect(u32 hImage, u32 hRefImage, u32 dwThreshold, u32 dwStep,
         return report_null(name);
     code = check_frames(image, reference, dwStep, *pdwResult);
     if (!is_error(code))
-        *pdwResult = measure(correlation_of(image, reference, dwStep), dwThreshold);
+        *pdwResult = change_in_percent(correlation_of(image, reference, dwStep), dwThreshold);
     return code;
 }
 
@@ -63,7 +64,7 @@ i64 correlation_of(const tVIQ_Image &image, const tVIQ_Image &reference, u32 ste
     const line_view b = lines_of(reference);
     const u64 bytes = u64{step} * bytes_per_pixel(image);
     const u64 samples = (u64{a.width} + step - 1) / step;
-    const bool single = bytes > UINT32_MAX; // the first column alone
+    const bool single = bytes > UINT32_MAX; // only the first column is sampled
     i64 sum = 0;
     for (u64 y = 0; y < a.lines; y += step)
         sum += process_rows().correlate(a.line(y), b.line(y),
@@ -74,7 +75,7 @@ i64 correlation_of(const tVIQ_Image &image, const tVIQ_Image &reference, u32 ste
     return sum >= large ? sum >> 7 : sum;
 }
 
-u32 measure(i64 correlation, u32 threshold) {
+u32 change_in_percent(i64 correlation, u32 threshold) {
     const i64 change = std::abs(100 - last_correlation * 100 / correlation);
     const u32 result = static_cast<u32>(std::min(change, i64{UINT32_MAX}));
     const bool first = last_correlation == 0;

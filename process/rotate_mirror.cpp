@@ -1,20 +1,20 @@
-// Mirroring of lines and rectangles, rotation by right angles.
+// Mirroring of images and rectangles, rotation by multiples of 90 degrees.
 #include <algorithm>
 #include <cstring>
 
 #include "convert/converter.h"
-#include "core/lines.h"
+#include "core/process_lines.h"
 #include "core/report.h"
 #include "process/crop.h"
 #include "process/insert.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
 namespace {
 
-verdict accept_mirror(const strip_call &call);
-verdict accept_rotate(const strip_call &call, const u16 &angle);
+verdict check_mirror_input(const strip_call &call);
+verdict check_rotate_arguments(const strip_call &call, const u16 &angle);
 output_shape rotated(const strip_call &call, const u16 &angle);
 u32 mirror_lines(const strip_call &call);
 u32 rotate_picture(const strip_call &call, const u16 &angle);
@@ -30,7 +30,7 @@ constexpr strip_operation<> make_mirror(strip_sequence &sequence) {
     return {.name = "VIQ_IP_mirror_image",
             .worker_name = "VIQ_IP_mirror_image_1_strip",
             .sequence = &sequence,
-            .check_pixels = accept_mirror,
+            .check_pixels = check_mirror_input,
             .shape = same_shape,
             .process = mirror_lines,
             .bare_parameters = true};
@@ -39,7 +39,7 @@ constexpr strip_operation<> make_mirror(strip_sequence &sequence) {
 constexpr strip_operation<u16> rotate_operation = {.name = "VIQ_IP_rotate_image",
                                                    .worker_name = "VIQ_IP_rotate_image_1_strip",
                                                    .sequence = &rotate_sequence,
-                                                   .check_pixels = accept_rotate,
+                                                   .check_pixels = check_rotate_arguments,
                                                    .shape = rotated,
                                                    .process = rotate_picture,
                                                    .bare_parameters = true,
@@ -68,12 +68,12 @@ u32 VIQ_IP_rotate_image(u32 hInImage, u32 hOutImage, u16 wAngle) {
 
 namespace {
 
-constexpr format_set turned_formats =
+constexpr format_set supported_formats =
     formats(VIQ_Y8, VIQ_Y16, VIQ_PALETTED, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24,
             VIQ_YUV422, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32, VIQ_CMYK32);
 
-verdict accept_mirror(const strip_call &call) {
-    const verdict decision = accept_formats(call, turned_formats);
+verdict check_mirror_input(const strip_call &call) {
+    const verdict decision = accept_formats(call, supported_formats);
     return decision.go_on ? accept_even(call, call.in->width) : decision;
 }
 
@@ -85,17 +85,11 @@ void reverse_line(const tVIQ_Image &image, const u8 *from, u8 *to) {
 }
 
 u32 mirror_lines(const strip_call &call) {
-    const u32 code = begin_strip(call);
-    if (is_error(code))
-        return code;
-    const line_view in = lines_of(*call.in);
-    const line_view out = lines_of(*call.out);
-    for (u64 n = 0; n < in.lines; ++n)
-        reverse_line(*call.in, in.line(n), out.line(n));
-    return success;
+    return process_lines(call,
+                         [&](const u8 *from, u8 *to, u64) { reverse_line(*call.in, from, to); });
 }
 
-// ---- A rectangle: cut out, mirrored and put back, strip by strip
+// ---- A rectangle: cropped, mirrored and inserted again, strip by strip
 
 u32 mirror_cropped(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
                    u16 mode) {
@@ -105,7 +99,8 @@ u32 mirror_cropped(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const 
         return report(name, cropped.handle, "VIQ_image_create(hCropImage) failed");
     const u64 done = sequence.lines_done;
     if (sequence.under_way) {
-        // The crop goes on with the output that its first strip has set up.
+        // An unfinished crop continues with the output of its first strip, which is set up again
+        // here.
         const u32 code = VIQ_image_copy_parameters(hInImage, cropped.handle);
         if (is_error(code))
             return code;
@@ -144,9 +139,9 @@ bool exchanges_sides(u32 angle) {
     return angle == 90 || angle == 270;
 }
 
-verdict accept_rotate(const strip_call &call, const u16 &angle) {
+verdict check_rotate_arguments(const strip_call &call, const u16 &angle) {
     const char *name = call.name;
-    verdict decision = accept_formats(call, turned_formats);
+    verdict decision = accept_formats(call, supported_formats);
     if (!decision.go_on)
         return decision;
     if (angle > 270 || angle % 90 != 0)
@@ -167,10 +162,10 @@ output_shape rotated(const strip_call &call, const u16 &angle) {
     return shape;
 }
 
-// Column x of the output is row x of the source, the matrices being turned the right way before.
-// Each output pair covers two source rows and takes the mean of their chroma.
+// Transposes YUV 4:2:2. Each pair of the target covers two source rows and gets the mean of their
+// chroma.
 void transpose_pairs(matrix from, target_matrix to, u32 rows, u32 columns) {
-    constexpr u32 part = 64; // source columns whose output lines stay near
+    constexpr u32 part = 64; // source columns whose target lines fit the cache
     for (u32 left = 0; left < columns; left += part)
         for (u32 y = 0; y + 1 < rows; y += 2) {
             const u8 *first = from.data + static_cast<std::ptrdiff_t>(y) * from.stride;
@@ -186,9 +181,9 @@ void transpose_pairs(matrix from, target_matrix to, u32 rows, u32 columns) {
         }
 }
 
-// A clockwise quarter turn is the transposition of the source seen from its last line up; the other
-// one fills the output from its last line up.
-void turn_quarter(const strip_call &call, u32 angle) {
+// Rotating by 90 degrees clockwise transposes the source read from its last line upwards; rotating
+// by 270 degrees writes the transposed lines from the last one upwards.
+void rotate_quarter(const strip_call &call, u32 angle) {
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     matrix from = {in.data, static_cast<std::ptrdiff_t>(in.stride)};
@@ -209,7 +204,7 @@ u32 rotate_picture(const strip_call &call, const u16 &angle) {
     if (is_error(code) || call.in->width == 0 || call.in->height == 0)
         return code;
     if (exchanges_sides(angle)) {
-        turn_quarter(call, angle);
+        rotate_quarter(call, angle);
         return success;
     }
     const line_view in = lines_of(*call.in);

@@ -7,7 +7,7 @@
 #include "core/lines.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
@@ -29,7 +29,7 @@ using named_images = std::span<const named_image>;
 
 u32 check_matching(const char *function, named_images images);
 u32 check_target(const char *function, const named_image &target, named_images sources);
-u32 set_up(const char *function, u32 hFrom, const named_image &to);
+u32 prepare_target(const char *function, u32 hFrom, const named_image &to);
 void make_references(const tVIQ_Image &black, const tVIQ_Image &white, const tVIQ_Image &offset,
                      const tVIQ_Image &gain);
 void correct(const tVIQ_Image &in, const tVIQ_Image &out, const tVIQ_Image &offset,
@@ -52,9 +52,9 @@ u32 VIQ_IP_ShadingCorrection_Generate(u32 hBlackRefImage, u32 hWhiteRefImage, u3
     if (!is_error(code))
         code = check_target(name, offset, {&gain, 1});
     if (!is_error(code))
-        code = set_up(name, hWhiteRefImage, gain);
+        code = prepare_target(name, hWhiteRefImage, gain);
     if (!is_error(code))
-        code = set_up(name, hBlackRefImage, offset);
+        code = prepare_target(name, hBlackRefImage, offset);
     if (!is_error(code))
         make_references(*find_image(hBlackRefImage), *find_image(hWhiteRefImage),
                         *find_image(hOffsetRefImage), *find_image(hGainRefImage));
@@ -70,7 +70,7 @@ u32 VIQ_IP_ShadingCorrection(u32 hInImage, u32 hOutImage, u32 hOffsetRefImage, u
     if (!is_error(code))
         code = check_target(name, out, sources);
     if (!is_error(code))
-        code = set_up(name, hInImage, out);
+        code = prepare_target(name, hInImage, out);
     if (!is_error(code))
         correct(*find_image(hInImage), *find_image(hOutImage), *find_image(hOffsetRefImage),
                 *find_image(hGainRefImage));
@@ -79,7 +79,7 @@ u32 VIQ_IP_ShadingCorrection(u32 hInImage, u32 hOutImage, u32 hOffsetRefImage, u
 
 namespace {
 
-// All images are 16 bits of grey, as large as the first one, and hold their lines.
+// All images must be Y16, have the size of the first one, and hold the lines of their strips.
 u32 check_matching(const char *function, named_images images) {
     for (const named_image &image : images) {
         const u32 code = check_image(function, image.handle, image.corrupt);
@@ -99,7 +99,7 @@ u32 check_matching(const char *function, named_images images) {
     return success;
 }
 
-// A target is there, and no source goes with it when it gets a buffer of its own.
+// The target must exist and share no buffer with a source, because it gets a new buffer.
 u32 check_target(const char *function, const named_image &target, named_images sources) {
     const tVIQ_Image *image = find_image(target.handle);
     if (image == nullptr)
@@ -112,14 +112,14 @@ u32 check_target(const char *function, const named_image &target, named_images s
     return success;
 }
 
-u32 set_up(const char *function, u32 hFrom, const named_image &to) {
+u32 prepare_target(const char *function, u32 hFrom, const named_image &to) {
     u32 code = VIQ_image_copy_parameters(hFrom, to.handle);
     if (!is_error(code))
         code = check_image(function, to.handle, to.corrupt);
     return is_error(code) ? code : renew_strip(to.handle);
 }
 
-// 4.12 fixed point. Where the whole part is limited to 15, the fraction is not.
+// 4.12 fixed point. The integer part is limited to 15; the fraction is kept regardless.
 u16 gain_of(u32 black, u32 white) {
     if (white <= black)
         return 65535;
@@ -141,7 +141,7 @@ void make_references(const tVIQ_Image &black, const tVIQ_Image &white, const tVI
     }
 }
 
-// Pixels go in pairs: the last one of an odd line is left out.
+// Pixels are processed in pairs: if the width is odd, the last one of a line is not corrected.
 void correct(const tVIQ_Image &in, const tVIQ_Image &out, const tVIQ_Image &offset,
              const tVIQ_Image &gain) {
     const line_view source = lines_of(in);

@@ -1,4 +1,4 @@
-// Subsampling and pixel replication by whole factors.
+// Subsampling and pixel replication by integer factors.
 #include <cstring>
 
 #include "convert/converter.h"
@@ -9,8 +9,8 @@ using namespace viq;
 
 namespace {
 
-verdict accept_subsample(const strip_call &call, const u32 &factor);
-verdict accept_replicate(const strip_call &call, const u32 &factor);
+verdict check_subsample_arguments(const strip_call &call, const u32 &factor);
+verdict check_replicate_arguments(const strip_call &call, const u32 &factor);
 output_shape smaller(const strip_call &call, const u32 &factor);
 output_shape larger(const strip_call &call, const u32 &factor);
 u32 subsample_lines(const strip_call &call, const u32 &factor);
@@ -19,21 +19,27 @@ u32 replicate_lines(const strip_call &call, const u32 &factor);
 strip_sequence subsample_sequence;
 strip_sequence replicate_sequence;
 
-constexpr strip_operation<u32> subsample_operation = {.name = "VIQ_IP_subsample",
-                                                      .worker_name = "VIQ_IP_subsample_1_strip",
-                                                      .sequence = &subsample_sequence,
-                                                      .check_pixels = accept_subsample,
-                                                      .shape = smaller,
-                                                      .process = subsample_lines,
-                                                      .bare_parameters = true};
+constexpr strip_operation<u32> make_operation(const char *name, const char *worker_name,
+                                              strip_sequence &sequence,
+                                              strip_step<verdict, u32> check_pixels,
+                                              strip_step<output_shape, u32> shape,
+                                              strip_step<u32, u32> process) {
+    return {.name = name,
+            .worker_name = worker_name,
+            .sequence = &sequence,
+            .check_pixels = check_pixels,
+            .shape = shape,
+            .process = process,
+            .bare_parameters = true};
+}
 
-constexpr strip_operation<u32> replicate_operation = {.name = "VIQ_IP_pixel_rep",
-                                                      .worker_name = "VIQ_IP_pixel_rep_1_strip",
-                                                      .sequence = &replicate_sequence,
-                                                      .check_pixels = accept_replicate,
-                                                      .shape = larger,
-                                                      .process = replicate_lines,
-                                                      .bare_parameters = true};
+constexpr strip_operation<u32> subsample_operation =
+    make_operation("VIQ_IP_subsample", "VIQ_IP_subsample_1_strip", subsample_sequence,
+                   check_subsample_arguments, smaller, subsample_lines);
+
+constexpr strip_operation<u32> replicate_operation =
+    make_operation("VIQ_IP_pixel_rep", "VIQ_IP_pixel_rep_1_strip", replicate_sequence,
+                   check_replicate_arguments, larger, replicate_lines);
 
 } // namespace
 
@@ -47,22 +53,24 @@ u32 VIQ_IP_pixel_rep(u32 hInImage, u32 hOutImage, u16 wFactor, u16 wMode) {
 
 namespace {
 
-verdict accept_factor(const strip_call &call, u32 factor, const char *no_factor) {
+verdict check_format_and_factor(const strip_call &call, u32 factor,
+                                const char *zero_factor_message) {
     const verdict decision = accept_formats(
         call, formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_YUV422),
         {.or_format = true});
     if (!decision.go_on || factor != 0)
         return decision;
-    return stop_with(report(call.name, VIQ_ERR_UNSUPPORTED, no_factor));
+    return stop_with(report(call.name, VIQ_ERR_UNSUPPORTED, zero_factor_message));
 }
 
-verdict accept_subsample(const strip_call &call, const u32 &factor) {
-    const verdict decision = accept_factor(call, factor, "Unsupported sub-sampling factor");
+verdict check_subsample_arguments(const strip_call &call, const u32 &factor) {
+    const verdict decision =
+        check_format_and_factor(call, factor, "Unsupported sub-sampling factor");
     return decision.go_on ? accept_even(call, smaller(call, factor).width) : decision;
 }
 
-verdict accept_replicate(const strip_call &call, const u32 &factor) {
-    verdict decision = accept_factor(call, factor, "Unsupported replication factor");
+verdict check_replicate_arguments(const strip_call &call, const u32 &factor) {
+    verdict decision = check_format_and_factor(call, factor, "Unsupported replication factor");
     if (decision.go_on)
         decision = accept_even(call, call.in->width);
     if (!decision.go_on)
@@ -87,15 +95,15 @@ output_shape larger(const strip_call &call, const u32 &factor) {
     return shape;
 }
 
-// One line with target pixel x taken from source pixel source_of(x). Pairs of YUV 4:2:2 take the
-// chroma of their first pixel.
+// Copies source pixel source_of(x) to target pixel x for a whole line. In YUV 4:2:2 a pair gets the
+// chroma of its first pixel.
 template <u32 size, class Source>
-void pick_pixels(const u8 *from, u8 *to, u32 pixels, Source source_of) {
+void copy_pixels(const u8 *from, u8 *to, u32 pixels, Source source_of) {
     for (u32 x = 0; x < pixels; ++x, to += size)
         std::memcpy(to, from + std::size_t{source_of(x)} * size, size);
 }
 
-template <class Source> void pick_pairs(const u8 *from, u8 *to, u32 pixels, Source source_of) {
+template <class Source> void copy_pairs(const u8 *from, u8 *to, u32 pixels, Source source_of) {
     for (u32 x = 0; x + 1 < pixels; x += 2, to += 4) {
         const std::size_t first = source_of(x);
         const u8 *pair = from + first / 2 * 4;
@@ -107,16 +115,16 @@ template <class Source> void pick_pairs(const u8 *from, u8 *to, u32 pixels, Sour
 }
 
 template <class Source>
-void pick(const tVIQ_Image &image, const u8 *from, u8 *to, u32 pixels, Source source_of) {
+void copy_line(const tVIQ_Image &image, const u8 *from, u8 *to, u32 pixels, Source source_of) {
     if (image.pixel_format == VIQ_YUV422)
-        return pick_pairs(from, to, pixels, source_of);
+        return copy_pairs(from, to, pixels, source_of);
     switch (bytes_per_pixel(image)) {
     case 1:
-        return pick_pixels<1>(from, to, pixels, source_of);
+        return copy_pixels<1>(from, to, pixels, source_of);
     case 2:
-        return pick_pixels<2>(from, to, pixels, source_of);
+        return copy_pixels<2>(from, to, pixels, source_of);
     default:
-        return pick_pixels<3>(from, to, pixels, source_of);
+        return copy_pixels<3>(from, to, pixels, source_of);
     }
 }
 
@@ -128,8 +136,8 @@ u32 subsample_lines(const strip_call &call, const u32 &factor) {
     const line_view in = lines_of(*call.in);
     const line_view out = lines_of(*call.out);
     for (u64 n = 0; n < out.lines; ++n)
-        pick(*call.in, in.line(n * factor), out.line(n), out.width,
-             [factor](u32 x) { return x * factor; });
+        copy_line(*call.in, in.line(n * factor), out.line(n), out.width,
+                  [factor](u32 x) { return x * factor; });
     return success;
 }
 
@@ -142,10 +150,10 @@ u32 replicate_lines(const strip_call &call, const u32 &factor) {
     const line_view out = lines_of(*call.out);
     for (u64 n = 0; n < in.lines; ++n) {
         const u8 *first = out.line(n * factor);
-        pick(*call.in, in.line(n), out.line(n * factor), out.width,
-             [factor](u32 x) { return x / factor; });
-        for (u64 again = 1; again < factor; ++again)
-            std::memcpy(out.line(n * factor + again), first,
+        copy_line(*call.in, in.line(n), out.line(n * factor), out.width,
+                  [factor](u32 x) { return x / factor; });
+        for (u64 copy = 1; copy < factor; ++copy)
+            std::memcpy(out.line(n * factor + copy), first,
                         std::size_t{out.width} * bytes_per_pixel(*call.out));
     }
     return success;

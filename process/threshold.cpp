@@ -1,7 +1,7 @@
 // Thresholding of grey images.
 #include "convert/converter.h"
-#include "core/lines.h"
-#include "process/rows.h"
+#include "core/process_lines.h"
+#include "process/process_rows.h"
 
 using namespace viq;
 
@@ -11,8 +11,8 @@ struct limits {
     u32 upper, lower;
 };
 
-verdict accept_grey(const strip_call &call);
-u32 threshold_lines(const strip_call &call, const limits &given);
+verdict check_format(const strip_call &call);
+u32 threshold_lines(const strip_call &call, const limits &limit);
 
 strip_sequence sequence;
 
@@ -20,32 +20,27 @@ constexpr strip_operation<limits> threshold_operation = {.name = "VIQ_IP_thresho
                                                          .worker_name =
                                                              "VIQ_IP_threshold_grayscale_1_strip",
                                                          .sequence = &sequence,
-                                                         .check_pixels = accept_grey,
+                                                         .check_pixels = check_format,
                                                          .shape = in_format<VIQ_Y8>,
                                                          .process = threshold_lines};
 
 } // namespace
 
 u32 VIQ_IP_threshold_grayscale(u32 hInImage, u32 hOutImage, u16 wUpper, u16 wLower, u16 wMode) {
-    const limits given = {wUpper, wLower};
-    return run_conversion(threshold_operation, hInImage, hOutImage, wMode, given);
+    const limits limit = {wUpper, wLower};
+    return run_conversion(threshold_operation, hInImage, hOutImage, wMode, limit);
 }
 
 namespace {
 
-verdict accept_grey(const strip_call &call) {
+verdict check_format(const strip_call &call) {
     return accept_formats(call, formats(VIQ_Y8));
 }
 
-u32 threshold_lines(const strip_call &call, const limits &given) {
-    const u32 code = begin_strip(call);
-    if (is_error(code))
-        return code;
-    const line_view in = lines_of(*call.in);
-    const line_view out = lines_of(*call.out);
-    for (u64 n = 0; n < in.lines; ++n)
-        process_rows().threshold(in.line(n), out.line(n), in.width, given.upper, given.lower);
-    return success;
+u32 threshold_lines(const strip_call &call, const limits &limit) {
+    return process_lines(call, [&](const u8 *from, u8 *to, u64) {
+        process_rows().threshold(from, to, call.in->width, limit.upper, limit.lower);
+    });
 }
 
 } // namespace

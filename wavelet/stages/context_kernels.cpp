@@ -131,11 +131,9 @@ const context_kernels plain_context_kernels = {
 };
 
 const context_kernels &current_context_kernels() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_context_kernels;
-#endif
-    return plain_context_kernels;
+    constexpr kernel_sets<context_kernels> sets = {&plain_context_kernels,
+                                                   VIQ_AVX2_TABLE(avx2_context_kernels)};
+    return current_kernels(sets);
 }
 
 } // namespace viq

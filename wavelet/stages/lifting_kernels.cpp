@@ -93,11 +93,9 @@ const wavelet_kernels plain_wavelet_kernels = {
 };
 
 const wavelet_kernels &current_wavelet_kernels() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_wavelet_kernels;
-#endif
-    return plain_wavelet_kernels;
+    constexpr kernel_sets<wavelet_kernels> sets = {&plain_wavelet_kernels,
+                                                   VIQ_AVX2_TABLE(avx2_wavelet_kernels)};
+    return current_kernels(sets);
 }
 
 } // namespace viq

@@ -8,11 +8,9 @@ namespace viq {
 const class_reader plain_class_reader = read_class;
 
 class_reader current_class_reader() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_class_reader;
-#endif
-    return plain_class_reader;
+    constexpr kernel_sets<class_reader> sets = {&plain_class_reader,
+                                                VIQ_AVX2_TABLE(avx2_class_reader)};
+    return current_kernels(sets);
 }
 
 } // namespace viq

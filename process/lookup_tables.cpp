@@ -1,5 +1,5 @@
-// Making, generating and destroying lookup tables.
-#include "process/lut.h"
+// Creation, generation and destruction of lookup tables.
+#include "process/lookup_tables.h"
 
 #include <algorithm>
 #include <cmath>
@@ -132,8 +132,8 @@ bool is_neutral(const lut_settings &s) {
            std::all_of(std::begin(s.gain), std::end(s.gain), [](i16 gain) { return gain == 100; });
 }
 
-// n (i / n) ^ (100 / gamma); logarithms would not give a gamma of 100 back exactly.
-double with_gamma(double i, double n, i16 gamma) {
+// n (i / n) ^ (100 / gamma). For a gamma of 100 the logarithms would not give i exactly.
+double gamma_corrected(double i, double n, i16 gamma) {
     const double k = 100.0 / gamma;
     return gamma == 100 ? i : std::exp(k * std::log(i) - (k - 1) * std::log(n));
 }
@@ -151,7 +151,8 @@ void fill_tables(std::vector<Element> (&tables)[lut_tables], const lut_settings 
     for (std::vector<Element> &table : tables)
         table[0] = 0;
     for (std::size_t i = 1; i < n; ++i) {
-        const double g = with_gamma(static_cast<double>(i), static_cast<double>(n), settings.gamma);
+        const double g =
+            gamma_corrected(static_cast<double>(i), static_cast<double>(n), settings.gamma);
         const double v =
             middle + (g - middle) * settings.contrast * 0.01 + settings.brightness * 0.5 - 50.0;
         for (u32 t = 0; t < lut_tables; ++t) {

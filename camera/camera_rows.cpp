@@ -1,5 +1,5 @@
-// The plain row kernels, and the choice between the instruction sets.
-#include "camera/row_loops.h"
+// The plain row kernels of mosaics and chroma keying, and the selection of the instruction set.
+#include "camera/camera_row_loops.h"
 #include "core/cpu.h"
 
 namespace viq {
@@ -22,11 +22,8 @@ constexpr camera_kernels make_kernels() {
 constexpr camera_kernels plain_camera = make_kernels();
 
 const camera_kernels &camera_rows() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_camera;
-#endif
-    return plain_camera;
+    constexpr kernel_sets<camera_kernels> sets = {&plain_camera, VIQ_AVX2_TABLE(avx2_camera)};
+    return current_kernels(sets);
 }
 
 } // namespace viq

@@ -1,11 +1,12 @@
-// The row kernels as plain loops. Every instruction set compiles its own copy, so that all have
-// internal linkage; a set replaces those that the compiler does not vectorise well by itself.
+// The row kernels of the image processing as plain loops. All have internal linkage, because every
+// instruction set compiles its own copy; a set replaces the loops that the compiler does not
+// vectorise well.
 #pragma once
 
 #include <cstring>
 
 #include "convert/pixel_formulas.h"
-#include "process/rows.h"
+#include "process/process_rows.h"
 
 #define VIQ_LOOP [[maybe_unused]] static
 
@@ -39,7 +40,7 @@ VIQ_FORMULA u8 *row_of(target_matrix m, u32 row) {
     return m.data + static_cast<std::ptrdiff_t>(row) * m.stride;
 }
 
-constexpr u32 tile = 16; // pixels a side, so that a tile's lines stay in the nearest cache
+constexpr u32 tile = 16; // width and height in pixels; the lines of a tile fit the L1 cache
 
 template <u32 size>
 VIQ_FORMULA void transpose_part(matrix source, target_matrix target, u32 top, u32 bottom, u32 left,
@@ -52,7 +53,7 @@ VIQ_FORMULA void transpose_part(matrix source, target_matrix target, u32 top, u3
     }
 }
 
-// Whole tiles through a function of the instruction set, the rest pixel by pixel.
+// Transposes whole tiles with a function of the instruction set, the remainder pixel by pixel.
 template <u32 size, class Tile>
 VIQ_FORMULA void transpose_tiles(matrix source, target_matrix target, u32 rows, u32 columns,
                                  Tile whole_tile) {
@@ -78,17 +79,17 @@ VIQ_LOOP void transpose_loop(matrix source, target_matrix target, u32 rows, u32 
     transpose_tiles<size>(source, target, rows, columns, transpose_tile_loop<size>);
 }
 
-// The two terms are cut each by itself.
+// Each of the two terms is truncated on its own.
 VIQ_FORMULA u8 blend_samples(u32 a, u32 b, u32 fraction) {
     return static_cast<u8>(((256 - fraction) * a >> 8) + (fraction * b >> 8));
 }
 
 VIQ_FORMULA void resample_from(const u8 *source, u8 *target, const resample_plan &plan, u32 first) {
-    const u32 last = plan.source_bytes - plan.gap;
+    const u32 last_pixel = plan.source_bytes - plan.pixel_stride;
     for (u32 n = first; n < plan.samples; ++n) {
-        const u32 at = plan.at[n];
-        const u32 next = at < last ? at + plan.gap : at;
-        target[n] = blend_samples(source[at], source[next], plan.fraction[n]);
+        const u32 offset = plan.source_offset[n];
+        const u32 next = offset < last_pixel ? offset + plan.pixel_stride : offset;
+        target[n] = blend_samples(source[offset], source[next], plan.fraction[n]);
     }
 }
 
@@ -113,44 +114,44 @@ VIQ_LOOP void look_up_loop(const u8 *source, u8 *__restrict target, u32 bytes, c
 
 VIQ_LOOP void threshold_loop(const u8 *source, u8 *__restrict target, u32 bytes, u32 upper,
                              u32 lower) {
-    // No byte reaches an upper limit above 255, and every byte is below such a lower one.
-    const bool whites = upper <= 255;
+    // If a limit is above 255, no byte reaches it.
+    const bool has_white = upper <= 255;
     const bool all_black = lower > 255;
     const u8 white_from = static_cast<u8>(upper);
     const u8 black_below = static_cast<u8>(lower);
     for (u32 x = 0; x < bytes; ++x) {
         const u8 v = source[x];
         const u8 dark = all_black || v < black_below ? u8{0} : v;
-        target[x] = whites && v >= white_from ? u8{255} : dark;
+        target[x] = has_white && v >= white_from ? u8{255} : dark;
     }
 }
 
 // ---- Filters
 
 template <class Kernel, class Sum>
-VIQ_FORMULA void filter_bytes(filter_lines lines, u8 *target, u32 bytes, u32 gap,
-                              const Kernel &given, Sum first_sum, u32 first) {
-    const Kernel kernel = given;
-    for (u32 x = first; x + gap < bytes; ++x) {
+VIQ_FORMULA void filter_bytes(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
+                              const Kernel &coefficients, Sum zero, u32 first) {
+    const Kernel kernel = coefficients; // a copy cannot alias the target
+    for (u32 x = first; x + pixel_stride < bytes; ++x) {
         const u8 *const line[3] = {lines.above + x, lines.current + x, lines.below + x};
-        Sum sum = first_sum;
+        Sum sum = zero;
         for (u32 n = 0; n < 3; ++n)
-            sum += kernel.coefficients[3 * n] * *(line[n] - gap) +
+            sum += kernel.coefficients[3 * n] * *(line[n] - pixel_stride) +
                    kernel.coefficients[3 * n + 1] * *line[n] +
-                   kernel.coefficients[3 * n + 2] * line[n][gap];
+                   kernel.coefficients[3 * n + 2] * line[n][pixel_stride];
         const Sum value = sum / kernel.divisor;
         target[x] = static_cast<u8>(value < 0 ? 0 : value > 255 ? 255 : value);
     }
 }
 
-VIQ_LOOP void filter_small_loop(filter_lines lines, u8 *target, u32 bytes, u32 gap,
+VIQ_LOOP void filter_small_loop(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
                                 const small_kernel &kernel) {
-    filter_bytes(lines, target, bytes, gap, kernel, i32{0}, gap);
+    filter_bytes(lines, target, bytes, pixel_stride, kernel, i32{0}, pixel_stride);
 }
 
-VIQ_LOOP void filter_wide_loop(filter_lines lines, u8 *target, u32 bytes, u32 gap,
+VIQ_LOOP void filter_wide_loop(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
                                const wide_kernel &kernel) {
-    filter_bytes(lines, target, bytes, gap, kernel, i64{0}, gap);
+    filter_bytes(lines, target, bytes, pixel_stride, kernel, i64{0}, pixel_stride);
 }
 
 // ---- Measurements
@@ -171,7 +172,7 @@ VIQ_FORMULA i32 centred(u8 sample) {
     return (sample & 0xFC) - 128;
 }
 
-// Parts of a row whose sum fits 32 bits.
+// A row is summed in parts, each of which fits 32 bits.
 VIQ_LOOP i64 correlate_loop(const u8 *a, const u8 *b, u32 samples, u32 step) {
     constexpr u32 part = 65536;
     i64 total = 0;
@@ -198,14 +199,14 @@ VIQ_LOOP byte_range range_loop(const u8 *source, u32 bytes) {
     byte_range range = {0, 255, 0};
     for (u32 x = 0; x < bytes; ++x) {
         range.sum += source[x];
-        range.least = source[x] < range.least ? source[x] : range.least;
-        range.most = source[x] > range.most ? source[x] : range.most;
+        range.minimum = source[x] < range.minimum ? source[x] : range.minimum;
+        range.maximum = source[x] > range.maximum ? source[x] : range.maximum;
     }
     return range;
 }
 
 VIQ_LOOP void sum_hsi_loop(const u8 *source, u32 pixels, u64 (&sums)[3]) {
-    constexpr u32 part = 32768; // so many hues fit 32 bits
+    constexpr u32 part = 32768; // the sum of as many 16-bit hues fits 32 bits
     while (pixels != 0) {
         const u32 count = pixels < part ? pixels : part;
         u32 part_sums[3] = {};
@@ -228,6 +229,8 @@ VIQ_LOOP void mean_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 byt
         target[x] = static_cast<u8>((a[x] + b[x]) >> 1);
 }
 
+// Cubic interpolation at the midpoint between a and b, as by a Catmull-Rom spline: the weights are
+// -1/16, 9/16, 9/16 and -1/16.
 VIQ_LOOP void cubic_loop(const u8 *before, const u8 *a, const u8 *b, const u8 *after,
                          u8 *__restrict target, u32 bytes) {
     for (u32 x = 0; x < bytes; ++x) {
@@ -237,25 +240,29 @@ VIQ_LOOP void cubic_loop(const u8 *before, const u8 *a, const u8 *b, const u8 *a
     }
 }
 
-// The direction with the smallest difference; of equal ones the steepest, and the one that leans
-// right going up.
+// Edge-based line averaging: the mean of the two samples along the direction in which they differ
+// least. A slope is the offset in pixels of the sample on the upper line; the sample on the lower
+// line is offset by the opposite. Of equal differences the steepest direction is used, and of
+// equally steep ones the positive slope.
 VIQ_LOOP void directed_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 first, u32 last,
-                            u32 gap) {
+                            u32 pixel_stride) {
     for (u32 x = first; x < last; ++x) {
-        u8 least = 255;
+        u8 smallest = 255;
         u8 value = 0;
-        for (const i32 lean : {0, 1, -1, 2, -2}) {
-            const std::ptrdiff_t aside = lean * static_cast<std::ptrdiff_t>(gap);
-            const u8 up = a[static_cast<std::ptrdiff_t>(x) + aside];
-            const u8 down = b[static_cast<std::ptrdiff_t>(x) - aside];
+        for (const i32 slope : {0, 1, -1, 2, -2}) {
+            const std::ptrdiff_t offset = slope * static_cast<std::ptrdiff_t>(pixel_stride);
+            const u8 up = a[static_cast<std::ptrdiff_t>(x) + offset];
+            const u8 down = b[static_cast<std::ptrdiff_t>(x) - offset];
             const u8 difference = static_cast<u8>(up > down ? up - down : down - up);
-            const bool better = difference < least || lean == 0;
-            least = better ? difference : least;
+            const bool better = difference < smallest || slope == 0;
+            smallest = better ? difference : smallest;
             value = better ? static_cast<u8>((up + down) >> 1) : value;
         }
         target[x] = value;
     }
 }
+
+// ---- Pseudo-colour
 
 VIQ_LOOP void shift_words_loop(const u8 *source, u8 *__restrict target, u32 pixels, u32 shift) {
     for (std::size_t x = 0; x < pixels; ++x) {
@@ -265,10 +272,11 @@ VIQ_LOOP void shift_words_loop(const u8 *source, u8 *__restrict target, u32 pixe
     }
 }
 
+// Two pixels: Y U V to red, green and blue; both share the chroma.
 VIQ_FORMULA void pseudo_yuv_from(const u8 *source, u8 *target, u32 pairs) {
     for (; pairs != 0; --pairs, source += 4, target += 6) {
-        const u8 colours[6] = {source[0], source[1], source[3], source[2], source[1], source[3]};
-        std::memcpy(target, colours, 6);
+        const u8 rgb_pair[6] = {source[0], source[1], source[3], source[2], source[1], source[3]};
+        std::memcpy(target, rgb_pair, 6);
     }
 }
 
@@ -276,7 +284,8 @@ VIQ_LOOP void pseudo_yuv_loop(const u8 *source, u8 *target, u32 pairs) {
     pseudo_yuv_from(source, target, pairs);
 }
 
-// 253 of 360 degrees, which is exact in integers.
+// Hue, saturation and intensity to red, green and blue; 360 degrees of hue are scaled to 253, which
+// integers give exactly.
 VIQ_FORMULA void pseudo_hsi_from(const u8 *source, u8 *target, u32 pixels) {
     for (; pixels != 0; --pixels, source += 4, target += 3) {
         target[0] = static_cast<u8>(load_word(source) * 253u / 360u);
@@ -289,6 +298,7 @@ VIQ_LOOP void pseudo_hsi_loop(const u8 *source, u8 *target, u32 pixels) {
     pseudo_hsi_from(source, target, pixels);
 }
 
+// RGB16: red rises with the grey value, green rises up to the middle and falls again, blue falls.
 VIQ_LOOP void pseudo_grey_loop(const u8 *source, u8 *__restrict target, u32 pixels) {
     for (std::size_t x = 0; x < pixels; ++x) {
         const u16 v = source[x];

@@ -1,9 +1,10 @@
-// The row kernels as plain loops; every instruction set compiles its own copy.
+// The row kernels of mosaics and chroma keying as plain loops. Every instruction set compiles its
+// own copy.
 #pragma once
 
 #include <cstring>
 
-#include "camera/rows.h"
+#include "camera/camera_rows.h"
 #include "convert/pixel_formulas.h"
 
 namespace viq {
@@ -28,9 +29,10 @@ VIQ_FORMULA u32 colour_at(u32 x, mosaic_line line) {
     }
 }
 
-// ---- Demosaicing: a site's own sample and its two missing colours. `own` is the line's red or
-// blue, `other` the one that the lines above and below hold.
+// ---- Demosaicing
 
+// The colours of one pixel: `own` is red or blue, whichever the line contains, `other` the one that
+// the lines above and below contain.
 struct site {
     u8 own, green, other;
 };
@@ -41,18 +43,22 @@ VIQ_FORMULA u8 mean2(u32 a, u32 b) {
 VIQ_FORMULA u8 mean4(u32 a, u32 b, u32 c, u32 d) {
     return static_cast<u8>((a + b + c + d) >> 2);
 }
-VIQ_FORMULA u32 apart(u32 a, u32 b) {
+VIQ_FORMULA u32 absolute_difference(u32 a, u32 b) {
     return a > b ? a - b : b - a;
 }
 
-// Bytes saturate, as the vector kernels' do.
+// The gradient along a direction: the difference of the two neighbours a and b, plus twice the
+// deviation of the centre from the mean of the samples beyond them. Sums saturate at 255, as in the
+// vector kernels.
 VIQ_FORMULA u32 gradient(u32 a, u32 b, u32 centre, u32 beyond_a, u32 beyond_b) {
     const u32 beyond = (beyond_a + beyond_b + 1) >> 1;
-    const u32 bend = apart(centre, beyond);
-    const u32 sum = apart(a, b) + (bend > 127 ? 255 : 2 * bend);
+    const u32 deviation = absolute_difference(centre, beyond);
+    const u32 sum = absolute_difference(a, b) + (deviation > 127 ? 255 : 2 * deviation);
     return sum > 255 ? 255 : sum;
 }
 
+// Adaptive: green is the mean along the horizontal or vertical, the other colour the mean along the
+// diagonal, whichever direction has the smaller gradient.
 template <demosaic_scheme scheme>
 VIQ_FORMULA site demosaic_site(const mosaic_lines &lines, std::ptrdiff_t x, bool green) {
     const u8 *above = lines.at[1] + x;
@@ -68,13 +74,14 @@ VIQ_FORMULA site demosaic_site(const mosaic_lines &lines, std::ptrdiff_t x, bool
     if (green)
         return {across, here[0], down};
     if constexpr (scheme == demosaic_scheme::adaptive) {
-        const bool go_down = gradient(above[0], below[0], here[0], lines.at[0][x], lines.at[4][x]) <
-                             gradient(here[-1], here[1], here[0], here[-2], here[2]);
+        const bool vertical =
+            gradient(above[0], below[0], here[0], lines.at[0][x], lines.at[4][x]) <
+            gradient(here[-1], here[1], here[0], here[-2], here[2]);
         const u8 *two_above = lines.at[0] + x;
         const u8 *two_below = lines.at[4] + x;
         const bool rising = gradient(above[1], below[-1], here[0], two_above[2], two_below[-2]) <
                             gradient(above[-1], below[1], here[0], two_above[-2], two_below[2]);
-        return {here[0], go_down ? down : across,
+        return {here[0], vertical ? down : across,
                 rising ? mean2(above[1], below[-1]) : mean2(above[-1], below[1])};
     }
     const u8 corners = mean4(above[-1], above[1], below[-1], below[1]);
@@ -111,8 +118,8 @@ VIQ_FORMULA bool is_keyed(const u8 *pair, const key_window &window) {
 }
 
 VIQ_FORMULA void key_from(const u8 *source, const u8 *replacement, u32 step, u8 *target, u8 *keyed,
-                          u32 pairs, const key_window &given) {
-    const key_window window = given;
+                          u32 pairs, const key_window &bounds) {
+    const key_window window = bounds; // a copy cannot alias the target
     for (u32 n = 0; n < pairs; ++n, source += 4, replacement += step, target += 4) {
         const bool inside = is_keyed(source, window);
         u32 kept = 0;
@@ -130,7 +137,7 @@ VIQ_FORMULA void key_from(const u8 *source, const u8 *replacement, u32 step, u8 
     key_from(source, replacement, step, target, keyed, pairs, window);
 }
 
-// Four bytes at a time: what both have, and half of what they do not share.
+// The means of four bytes at a time: the common bits plus half of the different ones.
 VIQ_FORMULA u32 means2(u32 a, u32 b) {
     return (a & b) + ((a ^ b) >> 1 & 0x7F7F7F7F);
 }

@@ -1,0 +1,128 @@
+// Row kernels of the image processing: plain pointers and counts, one table for each instruction
+// set. All sets produce the same bytes. A kernel accesses only the bytes of its rows, requires no
+// alignment, and its source and target must not overlap.
+#pragma once
+
+#include <cstddef>
+
+#include "core/types.h"
+
+namespace viq {
+
+// Up to 8 consecutive target samples whose source samples lie within 16 bytes, for the vector
+// kernels.
+struct resample_group {
+    u32 first;       // first target sample
+    u32 source_base; // offset of the 16 source bytes
+    u8 shuffle[16];  // shuffle control: one 16-bit unit per sample, 0x80 gives 0
+    u16 fraction[8];
+};
+
+// How a target line is resampled: target sample n blends source[source_offset[n]] with the sample
+// of the next pixel by fraction[n] / 256. Samples of the source line's last pixel are not blended.
+struct resample_plan {
+    u32 pixel_stride = 1;           // bytes per pixel
+    u32 samples = 0;                // of the target line
+    u32 source_bytes = 0;           // of the source line
+    bool unblended = false;         // all fractions are 0
+    std::vector<u32> source_offset; // by sample
+    std::vector<u8> fraction;
+    std::vector<resample_group> groups; // an even number; each writes 8 samples, used or not
+    u32 grouped_samples = 0;            // the remaining samples are resampled one by one
+};
+
+constexpr u32 resample_padding = 8; // bytes that a target line needs after its samples
+
+// A 3 x 3 kernel that fits 16-bit arithmetic.
+struct small_kernel {
+    i32 coefficients[9]; // -64 to 64; the sum of their magnitudes is at most 128
+    i32 divisor;         // 1 to 128
+};
+
+struct wide_kernel {
+    i64 coefficients[9];
+    i64 divisor; // not 0
+};
+
+struct filter_lines {
+    const u8 *above, *current, *below;
+};
+
+struct matrix {
+    const u8 *data;
+    std::ptrdiff_t stride; // between rows, may be negative
+};
+
+struct target_matrix {
+    u8 *data;
+    std::ptrdiff_t stride;
+};
+
+struct byte_range {
+    u64 sum;
+    u8 minimum, maximum;
+};
+
+constexpr u32 pixel_sizes = 5; // kernels by bytes per pixel: entries 1 to 4
+
+struct process_kernels {
+    // ---- Geometry
+
+    // Reverses the order of the pixels. Pairs are two pixels of YUV 4:2:2 and keep U before V.
+    void (*reverse[pixel_sizes])(const u8 *source, u8 *target, u32 pixels);
+    void (*reverse_pairs)(const u8 *source, u8 *target, u32 pairs);
+    // target[column][row] = source[row][column]
+    void (*transpose[pixel_sizes])(matrix source, target_matrix target, u32 rows, u32 columns);
+    void (*resample)(const u8 *source, u8 *target, const resample_plan &plan);
+    // ((256 - fraction) * a >> 8) + (fraction * b >> 8)
+    void (*blend)(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction);
+
+    // ---- Tables and thresholds
+
+    void (*look_up)(const u8 *source, u8 *target, u32 bytes, const u8 *table);
+    // 255 from `upper` on, 0 below `lower`, otherwise unchanged.
+    void (*threshold)(const u8 *source, u8 *target, u32 bytes, u32 upper, u32 lower);
+
+    // ---- Filters: all bytes of the line except those of the first and the last pixel
+
+    void (*filter_small)(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
+                         const small_kernel &);
+    void (*filter_wide)(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
+                        const wide_kernel &);
+
+    // ---- Measurements
+
+    // 16-bit pixels: gain * (source - offset), gain in 4.12 fixed point, clamped to 0..65535.
+    void (*shade)(const u8 *source, const u8 *offsets, const u8 *gains, u8 *target, u32 pixels);
+    // The sum of the products of every step-th byte; a byte v enters as (v & 0xFC) - 128.
+    i64 (*correlate)(const u8 *a, const u8 *b, u32 samples, u32 step);
+    byte_range (*range_of)(const u8 *source, u32 bytes);
+    // Adds the hues, saturations and intensities of a row of HSI pixels to the sums.
+    void (*sum_hsi)(const u8 *source, u32 pixels, u64 (&sums)[3]);
+
+    // ---- Video fields
+
+    void (*mean)(const u8 *a, const u8 *b, u8 *target, u32 bytes);
+    // (9 * (a + b) - before - after) / 16, clamped to 0..255
+    void (*cubic)(const u8 *before, const u8 *a, const u8 *b, const u8 *after, u8 *target,
+                  u32 bytes);
+    // Means along the direction with the smallest difference, for the bytes from `first` up to
+    // `last`. Reads two pixels more of both lines at both ends.
+    void (*directed)(const u8 *a, const u8 *b, u8 *target, u32 first, u32 last, u32 pixel_stride);
+
+    // ---- Pseudo-colour
+
+    // The low byte of each 32-bit word after a right shift.
+    void (*shift_words)(const u8 *source, u8 *target, u32 pixels, u32 shift);
+    void (*pseudo_yuv)(const u8 *source, u8 *target, u32 pairs);
+    void (*pseudo_hsi)(const u8 *source, u8 *target, u32 pixels);
+    void (*pseudo_grey)(const u8 *source, u8 *target, u32 pixels);
+};
+
+extern const process_kernels plain_process;
+extern const process_kernels avx2_process;
+
+// The kernels of the current instruction set.
+const process_kernels &process_rows();
+
+} // namespace viq
