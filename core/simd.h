@@ -6,7 +6,7 @@
 
 #include <immintrin.h>
 
-#define VIQ_SIMD [[gnu::always_inline]] static inline
+#define VIQ_SIMD [[gnu::always_inline]] inline
 
 namespace viq {
 

@@ -391,11 +391,8 @@ void read_escapes(rans_decoder &decoder, const u8 *classes, i16 *values, u32 cou
 const row_reader plain_row_reader = read_rows;
 
 row_reader current_row_reader() {
-#if defined(VIQ_HAVE_AVX2)
-    if (current_set() == instruction_set::avx2)
-        return avx2_row_reader;
-#endif
-    return plain_row_reader;
+    constexpr kernel_sets<row_reader> sets = {&plain_row_reader, VIQ_AVX2_TABLE(avx2_row_reader)};
+    return current_kernels(sets);
 }
 
 bool rans_decoder::resize(u32 width) {
