@@ -75,6 +75,22 @@ VIQ_API uint32_t VIQ_image_find_file_format(const char *pszFileName);
  * with which the file was written. The image receives the stream, as by VIQ_WVLT_file_read;
  * VIQ_WVLT_decompress converts it to pixels.
  *
+ * Compressing a file that is read in strips: the strips are collected in a memory image, which
+ * holds the whole picture, because a JPEG scan is compressed in one call.
+ *
+ *     VIQ_image_set_infilename(strip, "big.tif");
+ *     VIQ_image_set_parameter(strip, VIQ_HEIGHT, 0);
+ *     VIQ_image_set_parameter(strip, VIQ_LINES_PER_STRIP, 0); // no lines: read only the header
+ *     VIQ_image_read(strip, 0, VIQ_STRIP_NEXT);
+ *     VIQ_image_set_parameter(strip, VIQ_LINES_PER_STRIP, 64);
+ *     for (done = 0; done < VIQ_get_height(strip); done += VIQ_get_lines_this_strip(strip)) {
+ *         VIQ_image_read(strip, 0, VIQ_STRIP_NEXT);
+ *         VIQ_image_write(strip, whole, VIQ_FILE_MEMORY, VIQ_STRIP_NEXT);
+ *     }
+ *     VIQ_image_set_outfilename(whole, "big.jpg");
+ *     VIQ_JPEG_compress(whole, jpeg);
+ *     VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT);
+ *
  * @param hImage   the image
  * @param hMemory  0 to read the file, otherwise the memory image to read
  * @param wMode    VIQ_STRIP_NEXT; VIQ_STRIP_FINISH ends the reading at any point

@@ -412,12 +412,18 @@ VIQ_API uint32_t VIQ_JPEG_set_file_ptr(uint32_t hJpegImage, FILE *f);
  */
 
 /**
- * Collects the coded data of consecutive strips in one JPEG image. The first call sets the output
- * up with the parameters of the frame. VIQ_STRIP_NEXT appends the data of the frame. When the lines
- * per strip reach the height, or with VIQ_STRIP_FINISH, the buffer of the output is reduced to its
- * data. Frames of 0 lines are ignored.
+ * Joins the coded data of several JPEG images without changing a byte. The first call copies the
+ * parameters of the frame to the output. VIQ_STRIP_NEXT appends the data of the frame and adds its
+ * lines per strip. When the sum reaches the height, or with VIQ_STRIP_FINISH, the buffer of the
+ * output is reduced to its data. Frames of 0 lines are ignored.
  *
- * @param hJpegFrame  the coded strip
+ * The function serves to copy a JPEG image, and to join one scan that was delivered in parts.
+ * Strips that were compressed separately do not form a scan: VIQ_JPEG_compress starts each of them
+ * with DC predictors of 0 and pads its end to a byte, and the stream has no restart interval.
+ * Decoders report the joined strips as corrupt. See VIQ_image_read for a file that is read in
+ * strips.
+ *
+ * @param hJpegFrame  the part
  * @param hJpegOut    the output
  * @param wMode       VIQ_STRIP_NEXT or VIQ_STRIP_FINISH
  * @par Errors
