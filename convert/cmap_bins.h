@@ -1,7 +1,7 @@
 // How pixels fall into the bins of a colourmap record.
 #pragma once
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/types.h"
 
 namespace viq {

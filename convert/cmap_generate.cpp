@@ -3,8 +3,8 @@
 #include <numeric>
 
 #include "convert/cmap_bins.h"
-#include "convert/converter.h"
 #include "core/cmap_record.h"
+#include "core/format_checks.h"
 #include "core/image.h"
 #include "core/report.h"
 #include "core/scratch.h"

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "convert/conversion_rows.h"
 #include "convert/hue_table.h"
-#include "convert/rows.h"
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -36,30 +36,10 @@ verdict accept_listed(const strip_call &call, const converter &which) {
     return is_error(code) ? stop_with(code) : proceed;
 }
 
-u32 check_grey_width(const char *function, const tVIQ_Image &image) {
-    if (image.pixel_format == VIQ_Y16 && image.data_width < 8)
-        return report(function, VIQ_ERR_CORRUPT, "Data width must be > 7 for Y16");
-    return success;
-}
-
 verdict copy_or_accept(const strip_call &call, const converter &which) {
     if (call.in->pixel_format == which.target)
         return stop_with(VIQ_image_copy(call.in_handle, call.out_handle));
     return accept_listed(call, which);
-}
-
-verdict accept_formats(const strip_call &call, format_set accepted, const format_refusal &refusal) {
-    const u16 format = call.in->pixel_format;
-    if (contains(accepted, format))
-        return proceed;
-    return stop_with(report(call.name, refusal.or_format ? refusal.code | format : refusal.code,
-                            refusal.message));
-}
-
-verdict accept_even(const strip_call &call, u64 width) {
-    if (call.in->pixel_format != VIQ_YUV422 || width % 2 == 0)
-        return proceed;
-    return stop_with(report(call.name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
 }
 
 output_shape same_size(const strip_call &call, const converter &which) {

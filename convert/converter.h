@@ -3,22 +3,9 @@
 
 #include <span>
 
-#include "core/strip_driver.h"
+#include "core/format_checks.h"
 
 namespace viq {
-
-// The set of input formats that a converter accepts; HSI and the working formats are in none.
-using format_set = u32;
-
-template <class... Formats> constexpr format_set formats(Formats... format) {
-    return ((1u << format) | ... | 0u);
-}
-
-constexpr bool contains(format_set set, u16 format) {
-    return format < 32 && (set >> format & 1) != 0;
-}
-
-constexpr format_set grey_formats = formats(VIQ_Y8, VIQ_Y16);
 
 struct converter {
     strip_operation<converter> operation;
@@ -50,29 +37,6 @@ constexpr converter make_converter(const char *name, const char *worker_name,
                           .process = convert_lines},
             .target = target,
             .accepted = accepted};
-}
-
-// Checks that other operations use too.
-
-// Refuses an input in another format with the code and message; `or_format` adds the format's
-// number to the code.
-struct format_refusal {
-    const char *message = "Unsupported image format";
-    u32 code = VIQ_ERR_UNSUPPORTED;
-    bool or_format = false;
-};
-verdict accept_formats(const strip_call &call, format_set accepted,
-                       const format_refusal &refusal = {});
-
-// Pairs of YUV 4:2:2 pixels need a line of even width.
-verdict accept_even(const strip_call &call, u64 width);
-
-// 16-bit grey needs at least the 8 bits that are kept of it.
-u32 check_grey_width(const char *function, const tVIQ_Image &image);
-
-// The input's size in a format.
-template <u16 format> output_shape in_format(const strip_call &call) {
-    return {format, call.in->width, call.in->height};
 }
 
 // The converter to a format in a family's table, or null.

@@ -58,7 +58,6 @@ u32 VIQ_image_convert(u32 hInImage, u32 hOutImage, u16 wOutFormat, u32 dwOption,
         return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
     if (is_frozen(*out))
         return report_unchangeable(name, hOutImage);
-    companion(*out).dib_option = dwOption;
     const u32 flags = out->flags;
     if ((flags & VIQ_FLAG_DITHER) != 0)
         return report(name, VIQ_ERR_UNSUPPORTED, "Dithering is not yet supported");

@@ -1,8 +1,8 @@
 // Converters to and from paletted images.
 #include "convert/closest_colour.h"
 #include "convert/cmap_bins.h"
+#include "convert/conversion_rows.h"
 #include "convert/converter.h"
-#include "convert/rows.h"
 #include "core/cmap_record.h"
 #include "core/image.h"
 #include "core/report.h"

@@ -136,26 +136,28 @@ template <u32 component> VIQ_FORMULA bytes32 scatter_component(bytes32 plane) {
 template <u16 format> VIQ_FORMULA planes load_three(const u8 *source) {
     const bytes32 pieces[3] = {load_piece<3>(source, 0), load_piece<3>(source, 1),
                                load_piece<3>(source, 2)};
-    constexpr byte_order order = order_of(format);
-    return {gather_component<order.red>(pieces), gather_component<order.green>(pieces),
-            gather_component<order.blue>(pieces)};
+    constexpr rgb_positions at = format_row(format).rgb;
+    return {gather_component<at.red>(pieces), gather_component<at.green>(pieces),
+            gather_component<at.blue>(pieces)};
 }
 
 template <u16 format> VIQ_FORMULA void store_three(u8 *target, const planes &p) {
-    const bytes32 s0 = scatter_component<0>(format == VIQ_RGB24 ? p.red : p.blue);
-    const bytes32 s1 = scatter_component<1>(p.green);
-    const bytes32 s2 = scatter_component<2>(format == VIQ_RGB24 ? p.blue : p.red);
-    store_piece<3>(target, 0, pick_by_place(s0, s1, s2));
-    store_piece<3>(target, 1, pick_by_place(s1, s2, s0));
-    store_piece<3>(target, 2, pick_by_place(s2, s0, s1));
+    constexpr rgb_positions at = format_row(format).rgb;
+    bytes32 s[3];
+    s[at.red] = scatter_component<at.red>(p.red);
+    s[at.green] = scatter_component<at.green>(p.green);
+    s[at.blue] = scatter_component<at.blue>(p.blue);
+    store_piece<3>(target, 0, pick_by_place(s[0], s[1], s[2]));
+    store_piece<3>(target, 1, pick_by_place(s[1], s[2], s[0]));
+    store_piece<3>(target, 2, pick_by_place(s[2], s[0], s[1]));
 }
 
 // ---- Four bytes a pixel
 
 template <u16 format> VIQ_FORMULA planes load_four(const u8 *source) {
     static constexpr lane_bytes by_component = lane_of([](u32 place) {
-        constexpr byte_order order = order_of(format);
-        constexpr u32 first[4] = {order.red, order.green, order.blue, order.spare};
+        constexpr rgb_positions at = format_row(format).rgb;
+        constexpr u32 first[4] = {at.red, at.green, at.blue, at.spare};
         return 4 * (place % 4) + first[place / 4];
     });
     bytes32 pieces[4];
@@ -172,17 +174,17 @@ template <u16 format> VIQ_FORMULA planes load_four(const u8 *source) {
 // Puts what stands in the target under the spare bytes of a vector of pixels.
 template <u16 format> VIQ_FORMULA bytes32 with_spare(bytes32 pixels, bytes32 present) {
     static constexpr lane_bytes spares =
-        lane_of([](u32 place) { return place % 4 == order_of(format).spare ? 0xFF : 0; });
+        lane_of([](u32 place) { return place % 4 == format_row(format).rgb.spare ? 0xFF : 0; });
     return _mm256_blendv_epi8(pixels, present, both_lanes(spares));
 }
 
 template <u16 format> VIQ_FORMULA void store_four(u8 *target, const planes &p, bool keep_spare) {
-    constexpr byte_order order = order_of(format);
+    constexpr rgb_positions at = format_row(format).rgb;
     bytes32 component[4];
-    component[order.red] = p.red;
-    component[order.green] = p.green;
-    component[order.blue] = p.blue;
-    component[order.spare] = _mm256_setzero_si256();
+    component[at.red] = p.red;
+    component[at.green] = p.green;
+    component[at.blue] = p.blue;
+    component[at.spare] = _mm256_setzero_si256();
     const words2 front = interleave(component[0], component[1]);
     const words2 back = interleave(component[2], component[3]);
     bytes32 pieces[4] = {
@@ -210,15 +212,28 @@ VIQ_FORMULA bytes32 pack_words(bytes32 low, bytes32 high) {
     return _mm256_packus_epi16(low, high);
 }
 
-// The low byte of each word after a shift.
-template <u32 shift> VIQ_FORMULA bytes32 bytes_right(words2 words) {
-    return pack_words(low_bytes(_mm256_srli_epi16(words.low, shift)),
-                      low_bytes(_mm256_srli_epi16(words.high, shift)));
+template <i32 left> VIQ_FORMULA bytes32 shift_words(bytes32 words) {
+    if constexpr (left > 0)
+        return _mm256_slli_epi16(words, left);
+    else if constexpr (left < 0)
+        return _mm256_srli_epi16(words, -left);
+    else
+        return words;
 }
 
-VIQ_FORMULA bytes32 low_bytes_left3(words2 words) {
-    return pack_words(low_bytes(_mm256_slli_epi16(words.low, 3)),
-                      low_bytes(_mm256_slli_epi16(words.high, 3)));
+// A bit field of each word, at the top of a byte; not masked, as in unpack_field.
+template <bit_field field> VIQ_FORMULA bytes32 load_field(words2 words) {
+    constexpr i32 left = -left_shift_of(field);
+    return pack_words(low_bytes(shift_words<left>(words.low)),
+                      low_bytes(shift_words<left>(words.high)));
+}
+
+template <u16 format> VIQ_FORMULA planes load_fields(const u8 *source) {
+    static_assert(pixel_bytes(format) == 2);
+    constexpr rgb_bit_fields fields = format_row(format).fields;
+    const words2 words = load_words(source);
+    return {load_field<fields.red>(words), load_field<fields.green>(words),
+            load_field<fields.blue>(words)};
 }
 
 VIQ_FORMULA bytes32 load_y16(const u8 *source, u32 shift) {
@@ -228,46 +243,38 @@ VIQ_FORMULA bytes32 load_y16(const u8 *source, u32 shift) {
                       low_bytes(_mm256_srl_epi16(words.high, count)));
 }
 
-// Shifts bytes; the mask keeps what belongs to the result.
-template <i32 left> VIQ_FORMULA bytes32 shift_bytes(bytes32 v, u32 mask) {
-    if constexpr (left > 0)
-        v = _mm256_slli_epi16(v, left);
-    else if constexpr (left < 0)
-        v = _mm256_srli_epi16(v, -left);
-    return _mm256_and_si256(v, splat8(mask));
+// Adds the bits of a field that lie in byte `byte` of the pixels to what is already there.
+template <bit_field field, u32 byte> VIQ_FORMULA bytes32 with_field(bytes32 pixels, bytes32 plane) {
+    constexpr u32 mask = mask_in_byte(field, byte);
+    if constexpr (mask == 0)
+        return pixels;
+    constexpr i32 left = left_shift_of(field) - 8 * static_cast<i32>(byte);
+    return _mm256_or_si256(pixels, _mm256_and_si256(shift_words<left>(plane), splat8(mask)));
 }
 
-VIQ_FORMULA words2 pack_rgb16(const planes &p) {
-    const bytes32 low =
-        _mm256_or_si256(shift_bytes<3>(p.green, 0xE0), shift_bytes<-3>(p.blue, 0x1F));
-    const bytes32 high =
-        _mm256_or_si256(shift_bytes<0>(p.red, 0xF8), shift_bytes<-5>(p.green, 0x07));
-    return interleave(low, high);
+template <u16 format, u32 byte> VIQ_FORMULA bytes32 byte_of_fields(const planes &p) {
+    constexpr rgb_bit_fields fields = format_row(format).fields;
+    const bytes32 blue = with_field<fields.blue, byte>(_mm256_setzero_si256(), p.blue);
+    return with_field<fields.red, byte>(with_field<fields.green, byte>(blue, p.green), p.red);
 }
 
-VIQ_FORMULA words2 pack_rgb15(const planes &p) {
-    const bytes32 low =
-        _mm256_or_si256(shift_bytes<2>(p.green, 0xE0), shift_bytes<-3>(p.blue, 0x1F));
-    const bytes32 high =
-        _mm256_or_si256(shift_bytes<-1>(p.red, 0x7C), shift_bytes<-6>(p.green, 0x03));
-    return interleave(low, high);
-}
-
-VIQ_FORMULA bytes32 pack_rgb8(const planes &p) {
-    return _mm256_or_si256(
-        _mm256_or_si256(shift_bytes<0>(p.red, 0xE0), shift_bytes<-3>(p.green, 0x1C)),
-        shift_bytes<-6>(p.blue, 0x03));
+template <u16 format> VIQ_FORMULA void store_fields(u8 *target, const planes &p) {
+    if constexpr (pixel_bytes(format) == 1)
+        store32(target, byte_of_fields<format, 0>(p));
+    else
+        store_words(target, interleave(byte_of_fields<format, 0>(p), byte_of_fields<format, 1>(p)));
 }
 
 // ---- Grey
 
-// (77 R + 150 G + 29 B) >> 8: green's weight is split, because a signed byte cannot hold 150 and no
-// sum of products may pass 32,767.
+// The luminance formula with green's weight in two parts, because a signed byte cannot hold 150 and
+// no sum of two products may exceed 32,767.
 VIQ_FORMULA bytes32 luminance(const planes &p) {
     const words2 red_green = interleave(p.red, p.green);
     const words2 green_blue = interleave(p.green, p.blue);
-    const bytes32 weights1 = byte_pairs(77, 51);
-    const bytes32 weights2 = byte_pairs(99, 29);
+    constexpr i32 green_with_red = 51;
+    const bytes32 weights1 = byte_pairs(red_weight, green_with_red);
+    const bytes32 weights2 = byte_pairs(green_weight - green_with_red, blue_weight);
     const bytes32 low = _mm256_add_epi16(_mm256_maddubs_epi16(red_green.low, weights1),
                                          _mm256_maddubs_epi16(green_blue.low, weights2));
     const bytes32 high = _mm256_add_epi16(_mm256_maddubs_epi16(red_green.high, weights1),
@@ -279,12 +286,12 @@ VIQ_FORMULA bytes32 luminance(const planes &p) {
 // words; as the weights sum to 256, all sums are 32,768 too low.
 template <u16 format> VIQ_FORMULA bytes32 luminance_sums(const u8 *source) {
     static constexpr lane_bytes weights = lane_of([](u32 place) {
-        constexpr byte_order order = order_of(format);
+        constexpr rgb_positions at = format_row(format).rgb;
         const u32 component = place % 4;
-        return component == order.red     ? 77
-               : component == order.green ? 150
-               : component == order.blue  ? 29
-                                          : 0;
+        return component == at.red     ? red_weight
+               : component == at.green ? green_weight
+               : component == at.blue  ? blue_weight
+                                       : 0;
     });
     const bytes32 pixels = _mm256_xor_si256(load32(source), splat8(0x80));
     return _mm256_madd_epi16(_mm256_maddubs_epi16(both_lanes(weights), pixels), splat16(1));
@@ -317,8 +324,8 @@ VIQ_FORMULA chroma_terms terms_of(bytes32 pairs) {
         lane_of([](u32 place) { return place - place % 4 + place % 2 + 2; });
     const bytes32 signed_high = _mm256_xor_si256(pairs, splat16(0x8000));
     const bytes32 chroma64 = _mm256_srai_epi16(_mm256_and_si256(signed_high, splat16(0xFF00)), 2);
-    const bytes32 blue_red = _mm256_mulhi_epi16(chroma64, word_pairs(1815, 1436));
-    const bytes32 green = _mm256_madd_epi16(chroma64, word_pairs(-352, -731));
+    const bytes32 blue_red = _mm256_mulhi_epi16(chroma64, word_pairs(u_to_blue, v_to_red));
+    const bytes32 green = _mm256_madd_epi16(chroma64, word_pairs(-u_to_green, -v_to_green));
     return {_mm256_shuffle_epi8(blue_red, both_lanes(second_word)),
             _mm256_shuffle_epi8(green, both_lanes(second_word)),
             _mm256_shuffle_epi8(blue_red, both_lanes(first_word))};
@@ -345,7 +352,7 @@ VIQ_FORMULA constexpr std::size_t lane1_lead(std::size_t size) {
 }
 
 template <u16 format> VIQ_FORMULA bytes32 load_eight(const u8 *source) {
-    constexpr std::size_t size = order_of(format).size;
+    constexpr std::size_t size = rgb_pixel_bytes(format);
     if constexpr (size == 4)
         return load32(source);
     else
@@ -356,7 +363,7 @@ template <u16 format> VIQ_FORMULA bytes32 load_eight(const u8 *source) {
 template <u16 format, class Rule> VIQ_FORMULA bytes32 shuffle_eight(bytes32 pixels, Rule) {
     static constexpr lane_bytes lane0 = lane_of(Rule());
     static constexpr lane_bytes lane1 =
-        lane_of([](u32 place) { return Rule()(place) + lane1_lead(order_of(format).size); });
+        lane_of([](u32 place) { return Rule()(place) + lane1_lead(rgb_pixel_bytes(format)); });
     return _mm256_shuffle_epi8(pixels, load_lanes(lane0.at, lane1.at));
 }
 
@@ -374,19 +381,19 @@ template <u16 format> VIQ_FORMULA yuv_eight to_yuv(const u8 *source) {
     static constexpr lane_bytes swapped = lane_of([](u32 place) { return place ^ 2; });
     const bytes32 pixels = load_eight<format>(source);
     const bytes32 blue_red = shuffle_eight<format>(pixels, [](u32 place) {
-        constexpr byte_order order = order_of(format);
-        const u32 component = place % 4 == 0 ? order.blue : order.red;
-        return place % 2 == 0 ? place / 4 * order.size + component : no_byte;
+        constexpr rgb_positions at = format_row(format).rgb;
+        const u32 component = place % 4 == 0 ? at.blue : at.red;
+        return place % 2 == 0 ? place / 4 * rgb_pixel_bytes(format) + component : no_byte;
     });
     const bytes32 green = shuffle_eight<format>(pixels, [](u32 place) {
-        constexpr byte_order order = order_of(format);
-        return place % 2 == 0 ? place / 4 * order.size + order.green : no_byte;
+        constexpr u32 green_position = format_row(format).rgb.green;
+        return place % 2 == 0 ? place / 4 * rgb_pixel_bytes(format) + green_position : no_byte;
     });
     const bytes32 differences = _mm256_sub_epi16(blue_red, green);
     const bytes32 luma =
-        _mm256_srai_epi32(_mm256_madd_epi16(differences, word_pairs(117, 306)), 10);
+        _mm256_srai_epi32(_mm256_madd_epi16(differences, word_pairs(blue_to_y, red_to_y)), 10);
     const bytes32 crossing =
-        _mm256_mulhi_epi16(_mm256_slli_epi16(differences, 7), word_pairs(-83, -173));
+        _mm256_mulhi_epi16(_mm256_slli_epi16(differences, 7), word_pairs(-blue_to_v, -red_to_u));
     const bytes32 chroma =
         _mm256_add_epi16(differences, _mm256_shuffle_epi8(crossing, both_lanes(swapped)));
     return {_mm256_add_epi32(luma, _mm256_and_si256(green, _mm256_set1_epi32(0xFFFF))),

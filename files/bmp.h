@@ -1,7 +1,7 @@
 // The layout of a BMP file, shared by the reader and both writers.
 #pragma once
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/types.h"
 
 namespace viq {

@@ -1,7 +1,7 @@
 // TGA reader: grey, and true colour of 15, 16 or 24 bits, not compressed, lines in file order.
 #include <algorithm>
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/image.h"
 #include "core/report.h"
 #include "files/stream.h"

@@ -1,7 +1,7 @@
 // Histograms of HSI images: counting, smoothing, matching.
 #include <cstdlib>
 
-#include "convert/pixel_formulas.h"
+#include "core/byte_order.h"
 #include "core/lines.h"
 #include "core/report.h"
 #include "core/strip_driver.h"

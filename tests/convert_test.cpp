@@ -1,8 +1,8 @@
 // The converters with every instruction set: what they accept, where their lines stand, how their
 // sequences go, and which of them the dispatcher takes. The plain row kernels, which have their own
 // tests, say what a line becomes.
+#include "convert/conversion_rows.h"
 #include "convert/hue_table.h"
-#include "convert/rows.h"
 #include "tests/support.h"
 
 namespace viq {

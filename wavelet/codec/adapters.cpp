@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/geometry.h"
+#include "core/pixel_formats.h"
 #include "core/report.h"
 #include "wavelet/codec/record.h"
 #include "wavelet/stages/kernels.h"
@@ -76,12 +77,11 @@ u32 write_component(void *context, u32 x, u32 y, const region &delivered) {
 u32 describe_image(tVIQ_Image &image, const output_description &output) {
     struct described_type {
         u32 type;
-        u16 format, bits_per_pixel;
+        u16 format;
     };
     constexpr described_type types[] = {
-        {1, VIQ_Y8, 8},       {2, VIQ_WORK103, 16}, {3, VIQ_Y16, 16},    {4, VIQ_JPEG_WORK100, 32},
-        {10, VIQ_RGB15, 16},  {11, VIQ_RGB16, 16},  {12, VIQ_RGB24, 24}, {13, VIQ_RGB8, 8},
-        {14, VIQ_RGBX32, 32}, {20, VIQ_YUV422, 16},
+        {1, VIQ_Y8},     {2, VIQ_WORK103}, {3, VIQ_Y16},   {4, VIQ_JPEG_WORK100}, {10, VIQ_RGB15},
+        {11, VIQ_RGB16}, {12, VIQ_RGB24},  {13, VIQ_RGB8}, {14, VIQ_RGBX32},      {20, VIQ_YUV422},
     };
     if (output.height == 0) {
         describe_as_stream(image);
@@ -90,11 +90,13 @@ u32 describe_image(tVIQ_Image &image, const output_description &output) {
     for (const described_type &row : types)
         if (row.type == output.type) {
             image.pixel_format = row.format;
-            image.bits_per_pixel = row.bits_per_pixel;
+            // RGB15 is described with 16 bits, its size in memory.
+            const std::size_t pixel = pixel_bytes(row.format);
+            image.bits_per_pixel = static_cast<u16>(8 * pixel);
             image.width = output.width;
             image.height = output.height;
             image.lines_per_strip = output.height;
-            const u64 line = u64{row.bits_per_pixel} / 8 * output.width;
+            const u64 line = u64{pixel} * output.width;
             image.bytes_per_line = static_cast<u32>((line + 1) / 2 * 2);
             return success;
         }

@@ -1,4 +1,4 @@
-#include "convert/row_tables.h"
+#include "convert/conversion_row_tables.h"
 #include "core/cpu.h"
 
 namespace viq {
@@ -10,9 +10,9 @@ const row_table &current_rows();
 } // namespace
 
 row_kernel find_row(u16 input_format, u16 output_format) {
-    const u32 input = slot_of(input_format);
-    const u32 output = slot_of(output_format);
-    if (input == no_slot || output == no_slot)
+    const u32 input = row_of_format(input_format);
+    const u32 output = row_of_format(output_format);
+    if (input == format_count || output == format_count)
         return nullptr;
     const row_kernel kernel = current_rows().rows[input][output];
     return kernel != nullptr ? kernel : plain_rows.rows[input][output];

@@ -1,7 +1,7 @@
 // Row kernels for AVX2. This source is the only one of the converters compiled for that set, and
 // nothing in it is visible outside but its table.
+#include "convert/conversion_row_tables.h"
 #include "convert/planes_avx2.h"
-#include "convert/row_tables.h"
 
 namespace viq {
 
@@ -44,15 +44,11 @@ template <u16 format> VIQ_FORMULA planes load(const u8 *source, const row_option
     } else if constexpr (format == VIQ_Y16) {
         const bytes32 grey = load_y16(source, options.shift);
         return {grey, grey, grey};
-    } else if constexpr (format == VIQ_RGB15) {
-        const words2 words = load_words(source);
-        return {bytes_right<7>(words), bytes_right<2>(words), low_bytes_left3(words)};
-    } else if constexpr (format == VIQ_RGB16) {
-        const words2 words = load_words(source);
-        return {bytes_right<8>(words), bytes_right<3>(words), low_bytes_left3(words)};
+    } else if constexpr (has_bit_fields(format)) {
+        return load_fields<format>(source);
     } else if constexpr (format == VIQ_YUV422) {
         return load_yuv(source);
-    } else if constexpr (order_of(format).size == 3) {
+    } else if constexpr (rgb_pixel_bytes(format) == 3) {
         return load_three<format>(source);
     } else {
         return load_four<format>(source);
@@ -63,13 +59,9 @@ template <u16 format>
 VIQ_FORMULA void store(u8 *target, const planes &p, const row_options &options) {
     if constexpr (format == VIQ_Y8)
         store32(target, luminance(p));
-    else if constexpr (format == VIQ_RGB8)
-        store32(target, pack_rgb8(p));
-    else if constexpr (format == VIQ_RGB15)
-        store_words(target, pack_rgb15(p));
-    else if constexpr (format == VIQ_RGB16)
-        store_words(target, pack_rgb16(p));
-    else if constexpr (order_of(format).size == 3)
+    else if constexpr (has_bit_fields(format))
+        store_fields<format>(target, p);
+    else if constexpr (rgb_pixel_bytes(format) == 3)
         store_three<format>(target, p);
     else
         store_four<format>(target, p, options.keep_spare);
@@ -79,8 +71,8 @@ VIQ_FORMULA void store(u8 *target, const planes &p, const row_options &options) 
 
 // The place, in a source pixel, of the component at a place of a target pixel.
 template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_place(u32 place) {
-    constexpr byte_order from = order_of(input);
-    constexpr byte_order to = order_of(output);
+    constexpr rgb_positions from = format_row(input).rgb;
+    constexpr rgb_positions to = format_row(output).rgb;
     if (place == to.spare)
         return no_byte;
     return place == to.red ? from.red : place == to.green ? from.green : from.blue;
@@ -94,7 +86,7 @@ template <u16 input, u16 output>
 VIQ_FORMULA void reorder_to_four(const u8 *source, u8 *target, bool keep_spare) {
     for (u32 n = 0; n < 4; n++, source += 8 * pixel_bytes(input), target += 32) {
         const bytes32 pixels = shuffle_eight<input>(load_eight<input>(source), [](u32 place) {
-            return place / 4 * order_of(input).size + source_place<input, output>(place % 4);
+            return place / 4 * rgb_pixel_bytes(input) + source_place<input, output>(place % 4);
         });
         store_eight<output>(target, pixels, keep_spare);
     }
@@ -154,7 +146,7 @@ VIQ_FORMULA void grey_to_three(bytes32 grey, u8 *target) {
 
 template <u16 output> VIQ_FORMULA void grey_to_four(const u8 *source, u8 *target, bool keep_spare) {
     static constexpr lane_bytes lane0 = lane_of(
-        [](u32 place) { return place % 4 == order_of(output).spare ? no_byte : place / 4; });
+        [](u32 place) { return place % 4 == format_row(output).rgb.spare ? no_byte : place / 4; });
     static constexpr lane_bytes lane1 = lane_of([](u32 place) { return lane0.at[place] + 4u; });
     for (u32 n = 0; n < 4; n++, source += 8, target += 32) {
         long long eight = 0;
@@ -214,7 +206,7 @@ VIQ_FORMULA __m128i lane_saturation(__m128i least, __m128i intensity) {
 }
 
 VIQ_FORMULA i16 pair_hue(const u8 *pair, const u16 *hue) {
-    return static_cast<i16>(hue[pair[1] << 8 | pair[3]]);
+    return static_cast<i16>(hue[hue_index(pair[pair_bytes.u], pair[pair_bytes.v])]);
 }
 
 // The hues of eight pairs in the words of a lane.
@@ -238,11 +230,11 @@ VIQ_FORMULA void yuv_to_hsi(const u8 *source, u8 *target, const u16 *hue) {
 
     const bytes32 of_pairs = _mm256_set_m128i(lane_hues(source + 32, hue), lane_hues(source, hue));
     const words2 ranks = interleave(intensity, _mm256_setzero_si256());
-    const bytes32 darkest = splat16(darkest_hued);
-    const bytes32 unreliable = splat16(unreliable_hue);
-    const words2 hues = {_mm256_blendv_epi8(_mm256_unpacklo_epi16(of_pairs, of_pairs), unreliable,
+    const bytes32 darkest = splat16(least_hued_intensity);
+    const bytes32 without_hue = splat16(default_hue);
+    const words2 hues = {_mm256_blendv_epi8(_mm256_unpacklo_epi16(of_pairs, of_pairs), without_hue,
                                             _mm256_cmpgt_epi16(darkest, ranks.low)),
-                         _mm256_blendv_epi8(_mm256_unpackhi_epi16(of_pairs, of_pairs), unreliable,
+                         _mm256_blendv_epi8(_mm256_unpackhi_epi16(of_pairs, of_pairs), without_hue,
                                             _mm256_cmpgt_epi16(darkest, ranks.high))};
     const words2 rest = interleave(saturation, intensity);
     store_piece<4>(target, 0, _mm256_unpacklo_epi16(hues.low, rest.low));
@@ -253,30 +245,26 @@ VIQ_FORMULA void yuv_to_hsi(const u8 *source, u8 *target, const u16 *hue) {
 
 // ---- Rows
 
-VIQ_FORMULA constexpr bool is_grey(u16 format) {
-    return format == VIQ_Y8 || format == VIQ_Y16;
-}
-
 template <u16 input, u16 output>
 VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &options) {
-    constexpr byte_order from = order_of(input);
-    constexpr byte_order to = order_of(output);
-    if constexpr (from.size != 0 && to.size == 4) {
+    constexpr std::size_t from = rgb_pixel_bytes(input);
+    constexpr std::size_t to = rgb_pixel_bytes(output);
+    if constexpr (from != 0 && to == 4) {
         reorder_to_four<input, output>(source, target, options.keep_spare);
-    } else if constexpr (from.size == 4 && to.size == 3) {
+    } else if constexpr (from == 4 && to == 3) {
         reorder_four_to_three<input, output>(source, target);
-    } else if constexpr (from.size == 3 && to.size == 3) {
+    } else if constexpr (from == 3 && to == 3) {
         turn_three(source, target);
     } else if constexpr (is_grey(input) && output == VIQ_Y8) {
         store32(target, load<input>(source, options).green);
-    } else if constexpr (is_grey(input) && to.size == 3) {
+    } else if constexpr (is_grey(input) && to == 3) {
         grey_to_three(load<input>(source, options).green, target);
-    } else if constexpr (input == VIQ_Y8 && to.size == 4) {
+    } else if constexpr (input == VIQ_Y8 && to == 4) {
         grey_to_four<output>(source, target, options.keep_spare);
-    } else if constexpr (from.size != 0 && output == VIQ_YUV422) {
+    } else if constexpr (from != 0 && output == VIQ_YUV422) {
         sixteen_to_yuv<input>(source, target);
         sixteen_to_yuv<input>(source + 16 * pixel_bytes(input), target + 32);
-    } else if constexpr (from.size == 4 && output == VIQ_Y8) {
+    } else if constexpr (from == 4 && output == VIQ_Y8) {
         store32(target, luminance_of_four<input>(source));
     } else if constexpr (input == VIQ_Y8 && output == VIQ_Y16) {
         y8_to_y16(source, target, options.shift);
@@ -398,7 +386,7 @@ template <u16 format> void bins_row(const u8 *source, u16 *bins, u32 pixels, con
 
 } // namespace
 
-constexpr row_table avx2_rows =
-    make_rows<avx2_kernels>(bins_row<VIQ_RGB24>, bins_row<VIQ_Y8>, bins_row<VIQ_Y16>, all_slots());
+constexpr row_table avx2_rows = make_rows<avx2_kernels>(bins_row<VIQ_RGB24>, bins_row<VIQ_Y8>,
+                                                        bins_row<VIQ_Y16>, all_formats());
 
 } // namespace viq

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "convert/conversion_tables.h"
 #include "convert/converter.h"
-#include "convert/lut.h"
 #include "convert/pixel_formulas.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -142,10 +142,10 @@ VIQ_FORMULA void put_entry(u8 *pixel, u32 index, const lut_view &lut, const row_
         *pixel = lut.bytes[index];
     } else {
         const u32 word = load_word(lut.bytes + std::size_t{2} * index);
-        if constexpr (target == VIQ_RGB15 || target == VIQ_RGB16)
+        if constexpr (has_bit_fields(target))
             store_word(pixel, word);
         else
-            pack<target>(pixel, unpack_rgb16(word), options);
+            pack<target>(pixel, unpack_fields<VIQ_RGB16>(word), options);
     }
 }
 

@@ -1,5 +1,5 @@
 // Conversion lookup tables: making them, freeing them, saving and loading.
-#include "convert/lut.h"
+#include "convert/conversion_tables.h"
 
 #include "convert/closest_colour.h"
 #include "convert/pixel_formulas.h"
@@ -175,7 +175,7 @@ namespace {
 // ---- What stands in the tables
 
 rgb colour_of_rgb16(u32 index, u32) {
-    return unpack_rgb16(index);
+    return unpack_fields<VIQ_RGB16>(index);
 }
 
 rgb colour_of_grey(u32 index, u32 shift) {
@@ -194,11 +194,11 @@ rgb colour_of_coarse_yuv(u32 index, u32) {
 }
 
 u32 word_of_rgb16(rgb colour) {
-    return pack_rgb16(colour);
+    return pack_fields<VIQ_RGB16>(colour);
 }
 
 u32 word_of_rgb15(rgb colour) {
-    return pack_rgb15(colour);
+    return pack_fields<VIQ_RGB15>(colour);
 }
 
 constexpr lut_rule rules[lut_types] = {
