@@ -19,7 +19,7 @@ constexpr const char *strip_name = "VIQ_cmap_generate_1_strip";
 
 strip_sequence sequence;
 
-verdict accept_image(const strip_call &call, const u16 &wanted_colours);
+verdict check_source(const strip_call &call, const u16 &wanted_colours);
 u32 begin(const strip_call &call, const u16 &wanted_colours);
 u32 count_strip(const strip_call &call);
 u32 histogram_to_cmap(const strip_call &call);
@@ -27,7 +27,7 @@ u32 histogram_to_cmap(const strip_call &call);
 constexpr strip_transfer<u16> generation = {
     .name = name,
     .sequence = &sequence,
-    .check_image = accept_image,
+    .check_image = check_source,
     .begin = begin,
     .process = count_strip,
     .finish = histogram_to_cmap,
@@ -98,7 +98,7 @@ bool bits_fit(const tVIQ_CmapInfo &info) {
 
 namespace {
 
-verdict accept_image(const strip_call &call, const u16 &wanted_colours) {
+verdict check_source(const strip_call &call, const u16 &wanted_colours) {
     const u16 format = call.in->pixel_format;
     if (format != VIQ_RGB24 && format != VIQ_Y8 && format != VIQ_Y16)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));

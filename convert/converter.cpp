@@ -28,7 +28,7 @@ const converter *find_converter(std::span<const converter> family, u16 target) {
     return found != family.end() ? &*found : nullptr;
 }
 
-verdict accept_listed(const strip_call &call, const converter &which) {
+verdict check_listed_format(const strip_call &call, const converter &which) {
     const char *name = which.operation.name;
     if (!contains(which.accepted, call.in->pixel_format))
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, which.refusal));
@@ -36,10 +36,10 @@ verdict accept_listed(const strip_call &call, const converter &which) {
     return is_error(code) ? stop_with(code) : proceed;
 }
 
-verdict copy_or_accept(const strip_call &call, const converter &which) {
+verdict copy_or_check_format(const strip_call &call, const converter &which) {
     if (call.in->pixel_format == which.target)
         return stop_with(VIQ_image_copy(call.in_handle, call.out_handle));
-    return accept_listed(call, which);
+    return check_listed_format(call, which);
 }
 
 output_shape same_size(const strip_call &call, const converter &which) {

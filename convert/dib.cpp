@@ -18,8 +18,8 @@ constexpr u32 dib_alignment = 4;
 
 strip_sequence sequence;
 
-verdict check_option(const strip_call &call, const u32 &option);
-verdict accept_routed(const strip_call &call);
+verdict check_dib_option(const strip_call &call, const u32 &option);
+verdict check_dib_source(const strip_call &call);
 output_shape dib_shape(const strip_call &call, const u32 &option);
 u32 complete_dib(const strip_call &call);
 u32 store_bottom_up(const strip_call &call);
@@ -28,8 +28,8 @@ constexpr strip_operation<u32> operation = {
     .name = name,
     .worker_name = "VIQ_image_convert_1_strip",
     .sequence = &sequence,
-    .check_before_header = check_option,
-    .check_pixels = accept_routed,
+    .check_before_header = check_dib_option,
+    .check_pixels = check_dib_source,
     .shape = dib_shape,
     .complete_output = complete_dib,
     .process = store_bottom_up,
@@ -48,7 +48,7 @@ u32 convert_to_dib(u32 hInImage, u32 hOutImage, u32 option, u16 command) {
 
 namespace {
 
-verdict check_option(const strip_call &, const u32 &option) {
+verdict check_dib_option(const strip_call &, const u32 &option) {
     switch (option) {
     case 0:
     case 8:
@@ -62,7 +62,7 @@ verdict check_option(const strip_call &, const u32 &option) {
 }
 
 // Inputs that the converters on the way would refuse are refused before the bitmap is set up.
-verdict accept_routed(const strip_call &call) {
+verdict check_dib_source(const strip_call &call) {
     constexpr format_set routed =
         grey_formats | formats(VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32,
                                VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422);
