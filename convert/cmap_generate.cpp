@@ -1,4 +1,4 @@
-// The colourmap record's bins and the adaptive colourmap made from them.
+// The histogram in the bins of a colourmap record, and the adaptive colourmap generated from it.
 #include <algorithm>
 #include <numeric>
 
@@ -110,7 +110,7 @@ verdict check_source(const strip_call &call, const u16 &wanted_colours) {
     return proceed;
 }
 
-// New colours follow those that the colourmap already has.
+// The new colours are appended to those that the colourmap already has.
 u32 begin(const strip_call &call, const u16 &wanted_colours) {
     tVIQ_Image &image = *call.in;
     if (image.cmap_info == nullptr)
@@ -157,7 +157,7 @@ u32 count_strip(const strip_call &call) {
 
 tVIQ_Colour centre_of_bin(const tVIQ_Image &image, u32 value);
 
-// The most frequent bins give the new colours, each the centre of its bin.
+// The new colours are the centres of the most frequent bins.
 u32 histogram_to_cmap(const strip_call &call) {
     constexpr const char *function = "histogram_to_cmap";
     tVIQ_Image &image = *call.in;

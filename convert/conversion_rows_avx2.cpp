@@ -1,5 +1,4 @@
-// Row kernels for AVX2. This source is the only one of the converters compiled for that set, and
-// nothing in it is visible outside but its table.
+// Row kernels for AVX2. Only the table has external linkage.
 #include "convert/conversion_row_tables.h"
 #include "convert/planes_avx2.h"
 
@@ -17,8 +16,8 @@ template <std::size_t source_size, std::size_t target_size, class Block>
     }
 }
 
-// Runs a worker over blocks of 32 pixels. What is left at the end of the row passes through copies,
-// so that the worker always has a whole block and the row's neighbours are never touched.
+// Runs a worker over blocks of 32 pixels. The rest of the row is processed in copies, so that the
+// worker always has a whole block and nothing outside the row is accessed.
 template <std::size_t source_size, std::size_t target_size, class Block>
 void run_blocks(const u8 *source, u8 *target, u32 pixels, bool keeps_target, Block convert) {
     const std::size_t blocks = pixels / block;
@@ -67,15 +66,15 @@ VIQ_FORMULA void store(u8 *target, const planes &p, const row_options &options) 
         store_four<format>(target, p, options.keep_spare);
 }
 
-// ---- Pairs of formats with a shorter way than a load and a store
+// ---- Pairs of formats that are faster than a load and a store
 
-// The place, in a source pixel, of the component at a place of a target pixel.
-template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_place(u32 place) {
+// The position, in a source pixel, of the component at a position of a target pixel.
+template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_position(u32 position) {
     constexpr rgb_positions from = format_row(input).rgb;
     constexpr rgb_positions to = format_row(output).rgb;
-    if (place == to.spare)
+    if (position == to.spare)
         return no_byte;
-    return place == to.red ? from.red : place == to.green ? from.green : from.blue;
+    return position == to.red ? from.red : position == to.green ? from.green : from.blue;
 }
 
 template <u16 output> VIQ_FORMULA void store_eight(u8 *target, bytes32 pixels, bool keep_spare) {
@@ -85,56 +84,58 @@ template <u16 output> VIQ_FORMULA void store_eight(u8 *target, bytes32 pixels, b
 template <u16 input, u16 output>
 VIQ_FORMULA void reorder_to_four(const u8 *source, u8 *target, bool keep_spare) {
     for (u32 n = 0; n < 4; n++, source += 8 * pixel_bytes(input), target += 32) {
-        const bytes32 pixels = shuffle_eight<input>(load_eight<input>(source), [](u32 place) {
-            return place / 4 * rgb_pixel_bytes(input) + source_place<input, output>(place % 4);
+        const bytes32 pixels = shuffle_eight<input>(load_eight<input>(source), [](u32 position) {
+            return position / 4 * rgb_pixel_bytes(input) +
+                   source_position<input, output>(position % 4);
         });
         store_eight<output>(target, pixels, keep_spare);
     }
 }
 
-// Piece n of the source gives 12 bytes, which end 12 (n + 1) bytes into the target: they are turned
-// round in their register to where they stand there.
-template <u16 input, u16 output, u32 n> VIQ_FORMULA bytes32 twelve_in_place(const u8 *source) {
-    static constexpr lane_bytes order = lane_of([](u32 place) {
-        const u32 byte = (place + 4 * n) % 16;
-        return byte < 12 ? byte / 3 * 4 + source_place<input, output>(byte % 3) : no_byte;
+// The 12 target bytes of piece n of the source, at their positions in the piece of the target where
+// they start; bytes beyond its end wrap to the start of the register.
+template <u16 input, u16 output, u32 n> VIQ_FORMULA bytes32 shuffle_12_bytes(const u8 *source) {
+    static constexpr lane_bytes order = lane_of([](u32 position) {
+        const u32 byte = (position + 4 * n) % 16;
+        return byte < 12 ? byte / 3 * 4 + source_position<input, output>(byte % 3) : no_byte;
     });
     return _mm256_shuffle_epi8(load_piece<4>(source, n), both_lanes(order));
 }
 
 template <u16 input, u16 output>
 VIQ_FORMULA void reorder_four_to_three(const u8 *source, u8 *target) {
-    const bytes32 a = twelve_in_place<input, output, 0>(source);
-    const bytes32 b = twelve_in_place<input, output, 1>(source);
-    const bytes32 c = twelve_in_place<input, output, 2>(source);
-    const bytes32 d = twelve_in_place<input, output, 3>(source);
+    const bytes32 a = shuffle_12_bytes<input, output, 0>(source);
+    const bytes32 b = shuffle_12_bytes<input, output, 1>(source);
+    const bytes32 c = shuffle_12_bytes<input, output, 2>(source);
+    const bytes32 d = shuffle_12_bytes<input, output, 3>(source);
     store_piece<3>(target, 0, _mm256_blend_epi32(a, b, 0x88));
     store_piece<3>(target, 1, _mm256_blend_epi32(b, c, 0xCC));
     store_piece<3>(target, 2, _mm256_blend_epi32(c, d, 0xEE));
 }
 
-// What piece m of sixteen pixels gives to piece n when red and blue change places.
-template <u32 n, u32 m> VIQ_FORMULA bytes32 turned(bytes32 piece) {
-    static constexpr lane_bytes order = lane_of([](u32 place) {
-        const u32 byte = 16 * n + place;
+// The bytes of piece m of 16 pixels that belong to piece n when red and blue are swapped.
+template <u32 n, u32 m> VIQ_FORMULA bytes32 swapped_bytes(bytes32 piece) {
+    static constexpr lane_bytes order = lane_of([](u32 position) {
+        const u32 byte = 16 * n + position;
         const u32 from = byte + 2 - byte % 3 * 2;
         return from / 16 == m ? from % 16 : no_byte;
     });
     return _mm256_shuffle_epi8(piece, both_lanes(order));
 }
 
-VIQ_FORMULA void turn_three(const u8 *source, u8 *target) {
+VIQ_FORMULA void swap_red_blue_24(const u8 *source, u8 *target) {
     const bytes32 a = load_piece<3>(source, 0);
     const bytes32 b = load_piece<3>(source, 1);
     const bytes32 c = load_piece<3>(source, 2);
-    const bytes32 sides = _mm256_or_si256(turned<1, 0>(a), turned<1, 2>(c));
-    store_piece<3>(target, 0, _mm256_or_si256(turned<0, 0>(a), turned<0, 1>(b)));
-    store_piece<3>(target, 1, _mm256_or_si256(turned<1, 1>(b), sides));
-    store_piece<3>(target, 2, _mm256_or_si256(turned<2, 1>(b), turned<2, 2>(c)));
+    const bytes32 sides = _mm256_or_si256(swapped_bytes<1, 0>(a), swapped_bytes<1, 2>(c));
+    store_piece<3>(target, 0, _mm256_or_si256(swapped_bytes<0, 0>(a), swapped_bytes<0, 1>(b)));
+    store_piece<3>(target, 1, _mm256_or_si256(swapped_bytes<1, 1>(b), sides));
+    store_piece<3>(target, 2, _mm256_or_si256(swapped_bytes<2, 1>(b), swapped_bytes<2, 2>(c)));
 }
 
 template <u32 n> VIQ_FORMULA bytes32 tripled(bytes32 grey) {
-    static constexpr lane_bytes order = lane_of([](u32 place) { return (16 * n + place) / 3; });
+    static constexpr lane_bytes order =
+        lane_of([](u32 position) { return (16 * n + position) / 3; });
     return _mm256_shuffle_epi8(grey, both_lanes(order));
 }
 
@@ -145,9 +146,11 @@ VIQ_FORMULA void grey_to_three(bytes32 grey, u8 *target) {
 }
 
 template <u16 output> VIQ_FORMULA void grey_to_four(const u8 *source, u8 *target, bool keep_spare) {
-    static constexpr lane_bytes lane0 = lane_of(
-        [](u32 place) { return place % 4 == format_row(output).rgb.spare ? no_byte : place / 4; });
-    static constexpr lane_bytes lane1 = lane_of([](u32 place) { return lane0.at[place] + 4u; });
+    static constexpr lane_bytes lane0 = lane_of([](u32 position) {
+        return position % 4 == format_row(output).rgb.spare ? no_byte : position / 4;
+    });
+    static constexpr lane_bytes lane1 =
+        lane_of([](u32 position) { return lane0.at[position] + 4u; });
     for (u32 n = 0; n < 4; n++, source += 8, target += 32) {
         long long eight = 0;
         std::memcpy(&eight, source, sizeof eight);
@@ -182,8 +185,10 @@ VIQ_FORMULA bytes32 rgb8_to_rgb16(bytes32 words) {
 
 // ---- HSI
 
-// 255 less the quotient of 255 times the least component and the intensity, 0 for a black pixel.
-// Quotients stay below 65,026 and their fractions above 1/256, so that single precision is exact.
+static_assert(hsi_bytes.hue == 0 && hsi_bytes.saturation == 2 && hsi_bytes.intensity == 3);
+
+// 255 * least / intensity, as in the saturation formula, modulo 256. Quotients are below 65,026 and
+// at least 1/255 below the next integer, so that truncation is exact in single precision.
 VIQ_FORMULA __m256i quotients(__m128i least, __m128i intensity) {
     const __m256 dividend =
         _mm256_cvtepi32_ps(_mm256_mullo_epi32(_mm256_cvtepu8_epi32(least), _mm256_set1_epi32(255)));
@@ -193,7 +198,7 @@ VIQ_FORMULA __m256i quotients(__m128i least, __m128i intensity) {
     return _mm256_and_si256(quotient, _mm256_set1_epi32(0xFF));
 }
 
-// Sixteen pixels of one lane.
+// The saturation of the 16 pixels of a lane.
 VIQ_FORMULA __m128i lane_saturation(__m128i least, __m128i intensity) {
     const __m256i words =
         _mm256_packus_epi32(quotients(least, intensity),
@@ -209,7 +214,7 @@ VIQ_FORMULA i16 pair_hue(const u8 *pair, const u16 *hue) {
     return static_cast<i16>(hue[hue_index(pair[pair_bytes.u], pair[pair_bytes.v])]);
 }
 
-// The hues of eight pairs in the words of a lane.
+// The hues of 8 pairs, one word each.
 VIQ_FORMULA __m128i lane_hues(const u8 *pairs, const u16 *hue) {
     return _mm_setr_epi16(pair_hue(pairs, hue), pair_hue(pairs + 4, hue), pair_hue(pairs + 8, hue),
                           pair_hue(pairs + 12, hue), pair_hue(pairs + 16, hue),
@@ -254,7 +259,7 @@ VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &
     } else if constexpr (from == 4 && to == 3) {
         reorder_four_to_three<input, output>(source, target);
     } else if constexpr (from == 3 && to == 3) {
-        turn_three(source, target);
+        swap_red_blue_24(source, target);
     } else if constexpr (is_grey(input) && output == VIQ_Y8) {
         store32(target, load<input>(source, options).green);
     } else if constexpr (is_grey(input) && to == 3) {
@@ -305,7 +310,8 @@ void to_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &opt
     }
 }
 
-// Paletted rows pass, part by part, through the colourmap's own layout, which is that of RGBX32.
+// Paletted rows are expanded to colourmap entries, 256 pixels at a time, and converted from those.
+// The layout of an entry is that of RGBX32.
 template <u16 output>
 void paletted_row(const u8 *source, u8 *target, u32 pixels, const row_options &options) {
     static_assert(sizeof(tVIQ_Colour) == pixel_bytes(VIQ_RGBX32));
@@ -326,7 +332,7 @@ void paletted_row(const u8 *source, u8 *target, u32 pixels, const row_options &o
     }
 }
 
-// Null where the plain kernel is as good: lookups of one value a pixel.
+// Null if the plain kernel is as fast: one table lookup per pixel.
 template <u16 input, u16 output> constexpr row_kernel choose() {
     if constexpr (input == VIQ_PALETTED && (output == VIQ_Y8 || output == VIQ_CMYK32))
         return nullptr;
@@ -344,7 +350,8 @@ template <u16 input, u16 output> struct avx2_kernels {
 
 // ---- Bins
 
-// The low bytes of words, cut to a number of bits and moved to their place in the bin.
+// Shift counts that reduce the low bytes of words to a number of bits and move these to their
+// position in the bin.
 struct bin_field {
     __m128i right, left;
 };

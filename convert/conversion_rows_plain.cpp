@@ -1,12 +1,12 @@
-// Row kernels for every machine: plain loops over the pixel formulas.
+// Row kernels in portable C++: loops over the pixel formulas, and the reference for all others.
 #include "convert/conversion_row_tables.h"
 
 namespace viq {
 
 namespace {
 
-// Calls a loop with a copy of the options, which no store into the row can change, and with a spare
-// rule that the compiler knows.
+// Calls a loop with a local copy of the options, which stores into the row cannot alias, and with
+// keep_spare as a constant.
 template <u16 output, class Loop> VIQ_FORMULA void with_known(const row_options &given, Loop loop) {
     row_options options = given;
     options.keep_spare = false;

@@ -53,8 +53,8 @@ const converter *yuv422_converter(u16 target);       // from YUV 4:2:2, and to i
 const converter *yuv422_table_converter(u16 target); // from YUV 4:2:2 by a conversion table
 extern const converter to_paletted_converter;        // by the bins of the colourmap record
 extern const converter to_paletted_by_table;         // by a conversion table
-extern const converter paletted_converter; // to RGB24, or to Y8 if the colourmap is grey
-extern const converter dither_converter;   // RGB24 to the 3-3-2 colourmap
+extern const converter paletted_converter;           // to RGB24, or to Y8 if the colourmap is grey
+extern const converter dither_converter;             // RGB24 to the 3-3-2 colourmap
 
 // Converts one strip outside of every sequence.
 inline u32 convert_one_strip(const converter &which, u32 hInImage, u32 hOutImage) {

@@ -117,10 +117,9 @@ u32 map_by_bins(const strip_call &call) {
         bins_of(source, bins, in.width, rule);
         for (u32 x = 0; x < in.width; ++x, source += bytes) {
             const u16 index = index_of_bin[bins[x]];
-            target[x] =
-                index != no_index
-                    ? static_cast<u8>(index)
-                    : closest_cached(nearest, source[0], source[bytes / 2], source[bytes - 1]);
+            target[x] = index != no_index ? static_cast<u8>(index)
+                                          : closest_cached(nearest, source[0], source[bytes / 2],
+                                                           source[bytes - 1]);
         }
     }
     return success;

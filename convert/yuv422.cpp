@@ -1,4 +1,4 @@
-// Conversions out of and into YUV 4:2:2.
+// Converters from and to YUV 4:2:2.
 #include "convert/converter.h"
 #include "convert/pixel_formulas.h"
 #include "core/report.h"
@@ -124,7 +124,7 @@ verdict check_even_or_packed(const strip_call &call, const converter &which) {
     return copy_or_check_format(call, which);
 }
 
-// An odd last column becomes a pair by itself.
+// If the width is odd, the last column becomes a pair of its own.
 output_shape whole_pairs(const strip_call &call, const converter &which) {
     output_shape shape = same_size(call, which);
     if (shape.width % 2 != 0 && shape.width < UINT32_MAX)
