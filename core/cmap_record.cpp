@@ -1,4 +1,4 @@
-// Life and copying of the colourmap record.
+// Creating, destroying and copying colourmaps and colourmap records.
 #include "core/cmap_record.h"
 
 #include <algorithm>
@@ -60,7 +60,8 @@ u32 VIQ_cmap_copy(u32 hInImage, u32 hOutImage) {
 
 namespace {
 
-// Red, green and blue of every entry; in whole words, because every conversion does this once.
+// Copies red, green and blue of every entry, 32 bits at a time, because every conversion copies the
+// colourmap.
 void copy_colours(const tVIQ_Colour *in, tVIQ_Colour *out) {
     constexpr u32 colour = std::bit_cast<u32>(tVIQ_Colour{0xFF, 0xFF, 0xFF, 0});
     u32 from[colourmap_size];

@@ -1,4 +1,4 @@
-// The colourmap and the colourmap record that an image carries.
+// The colourmap and the colourmap record of an image.
 #pragma once
 
 #include "core/types.h"
@@ -7,10 +7,11 @@ namespace viq {
 
 constexpr u32 colourmap_size = 256;
 
-// Entries in use: the colour count, which a caller may have set beyond the map.
+// Entries in use: the image's number of colours, at most the size of the colourmap.
 u32 colour_count(const tVIQ_Image &image);
 
-// Entry of an index up to 256; the last one lies beside the map, so that it never leaves it.
+// The entry of an index from 0 to 256. Index 256, which setters accept, is stored in the companion
+// record.
 tVIQ_Colour &colour_entry(tVIQ_Image &image, u32 index);
 
 void destroy_cmap_info(tVIQ_Image &image);

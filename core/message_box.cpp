@@ -19,7 +19,7 @@ u32 show_message_box(const char *text, const char *caption) {
 
 namespace viq {
 
-// Without a window system the text goes to standard error, complete before the call returns.
+// Without a window system the text is written to standard error and flushed.
 u32 show_message_box(const char *text, const char *caption) {
     constexpr u32 ok_pressed = 1;
     std::fprintf(stderr, "%s\n%s\n", caption, text);

@@ -1,4 +1,4 @@
-// Presents one text to the user and waits until it has been taken.
+// Shows a text to the user; on Windows, waits until the message box is closed.
 #pragma once
 
 #include "core/types.h"

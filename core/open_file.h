@@ -1,4 +1,4 @@
-// An open file closes itself; closing it by hand tells of bytes that did not reach the disk.
+// Files that are closed at the end of their scope. close_file also reports failed writes.
 #pragma once
 
 #include <cstdio>
@@ -13,7 +13,7 @@ struct stream_closer {
 };
 using unique_stream = std::unique_ptr<std::FILE, stream_closer>;
 
-// Every byte has reached the file, or the failure is reported here. No file is a success.
+// Closes the file and reports a failed write or close. A null file is a success.
 u32 close_file(const char *function, unique_stream &file);
 
 } // namespace viq

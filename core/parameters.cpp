@@ -18,7 +18,7 @@ constexpr u32 identification_size = 32;
 u32 set_pixel_format(tVIQ_Image &image, u32 format);
 u32 components_of(const tVIQ_Image &image);
 
-// Calls `visit` with the field of a parameter; false for parameters that are no field.
+// Calls `visit` with the field of a parameter; false if the parameter is not a field.
 template <class Visit> bool visit_field(tVIQ_Image &image, u16 id, Visit visit) {
     switch (id) {
     case VIQ_IMAGE_TYPE:

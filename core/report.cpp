@@ -20,7 +20,7 @@ tVIQ_ErrRecord records[module_count];
 
 unsigned reports_running = 0;
 
-// Also for a handler that ends by an exception.
+// Counts a running report, also if the handler throws.
 struct report_scope {
     report_scope() { ++reports_running; }
     report_scope(const report_scope &) = delete;
@@ -56,7 +56,7 @@ const char *text_of_class(u32 code) {
     return "(Error code not recognised)";
 }
 
-// Appends to the handler's text, which never grows beyond 511 characters.
+// Appends to the handler's text; what exceeds 511 characters is cut off.
 #if defined(__GNUC__)
 __attribute__((format(printf, 2, 3)))
 #endif

@@ -1,20 +1,19 @@
-// The one way a failure leaves the library.
+// Error reporting.
 #pragma once
 
 #include "core/types.h"
 
 namespace viq {
 
-// Passes the failure to the installed handler under the library's module number; returns the code.
-// Failures of calls that a handler makes are returned only: a handler that reports to itself would
-// not end.
+// Calls the installed handler with the library's module number and returns the code. Failures of
+// calls that a handler makes are only returned, because a handler that calls itself would not end.
 u32 report(const char *function, u32 code, const char *message);
 
-// Reports whose handler has not returned yet.
+// The number of reports whose handler has not returned yet.
 unsigned running_handlers();
 
-// Operations on pixels and changes of shared tables are refused to a handler, because the call that
-// reported may be in the middle of one.
+// Handlers must not process pixels or change shared tables, because the call that reported may not
+// have finished doing so.
 inline bool called_by_handler() {
     return running_handlers() != 0;
 }
@@ -23,7 +22,7 @@ inline u32 low_word(u64 value) {
     return static_cast<u32>(value & 0xFFFF);
 }
 
-// A failed allocation carries the low 16 bits of the requested size.
+// The code has the low 16 bits of the requested size as its detail.
 u32 report_no_memory(const char *function, u64 size, const char *message = "");
 
 inline u32 report_no_data(const char *function) {
@@ -38,7 +37,7 @@ inline u32 report_null(const char *function) {
     return report(function, VIQ_ERR_PARAMETER, "Null pointer");
 }
 
-// What start-up does to the error record: clear it, install the default handler, set the version.
+// Clears the error record, installs the default handler and sets the version.
 u32 reset_error_record();
 
 u32 library_version();

@@ -157,8 +157,8 @@ u32 renew_strip(u32 handle, u32 line) {
 
 namespace {
 
-// Strips are zero-filled when they are allocated, and again when a buffer that fits is laid out for
-// other lines, so that padding never shows what another picture left.
+// A strip is zero-filled when it is allocated, and again when the buffer is reused for another
+// format or line length, so that padding never contains data of another picture.
 u32 allocate(tVIQ_Image &image) {
     image_companion &own = companion(image);
     const u64 size = strip_size(image, image.lines_per_strip);
@@ -194,8 +194,8 @@ u32 free_jpeg_data(u32 handle, const tVIQ_Image &image) {
     return has_record ? upper.jpeg_free_data(handle) : success;
 }
 
-// A buffer up to twice as large as wanted is kept: the shorter last strip of a picture does not
-// cost an allocation, and a small strip does not hold a whole picture's memory.
+// A buffer of up to twice the required size is reused: the shorter last strip of a picture costs no
+// allocation, and a small strip does not keep the memory of a whole picture.
 bool fits(const image_companion &own, u64 size) {
     return size <= own.buffer_size && own.buffer_size / 2 <= size;
 }

@@ -5,8 +5,8 @@
 
 namespace viq {
 
-// Copies the documented fields, both images given; flags as written, but an image that holds a
-// caller's locked buffer stays locked.
+// Copies the documented fields. The flags are copied as well, but VIQ_FLAG_LOCKED stays set if the
+// output holds a buffer that its caller has locked.
 void copy_fields(const tVIQ_Image &in, tVIQ_Image &out);
 
 } // namespace viq

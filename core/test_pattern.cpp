@@ -39,7 +39,7 @@ u32 VIQ_test_pattern(u32 hImage, u16 wMode) {
     return run_transfer(pattern_transfer, hImage, wMode);
 }
 
-// The lines are stored without padding, whatever the line alignment.
+// The lines are stored without padding, also if the line alignment requires some.
 u32 VIQ_test_pattern_1_strip(u32 hImage) {
     const tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)

@@ -1,4 +1,4 @@
-// Integer names that the public header does not need, and small helpers every layer uses.
+// Integer types, result codes and small helpers for all folders.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +23,7 @@ constexpr bool is_error(u32 code) {
 
 constexpr u32 success = 0;
 
-// Grows or shrinks a vector; false when memory runs out. No exception leaves the library.
+// Resizes a vector; false if memory runs out. No exception leaves the library.
 template <class T> [[nodiscard]] bool try_resize(std::vector<T> &items, u64 count) noexcept {
     if (count > SIZE_MAX / sizeof(T))
         return false;
