@@ -6,7 +6,8 @@
 
 namespace viq {
 
-constexpr u32 most_bins = 4096;
+constexpr u32 most_bin_bits = 12; // sum of the bits of the components
+constexpr u32 most_bins = 1u << most_bin_bits;
 constexpr u32 no_colour_of_bin = 0xFFFFFFFF;
 
 // The bin rule that an image's colourmap record gives.

@@ -53,14 +53,13 @@ u32 VIQ_cmap_get_occurrences(u32 hImage, u16 wBin) {
 
 u32 VIQ_cmap_set_bits(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue, u8 bGrey) {
     constexpr const char *function = "VIQ_cmap_set_bits";
-    constexpr int most_colour_bits = 12;
     tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
         return report_unchangeable(function, hImage);
     for (const u8 bits : {bRed, bGreen, bBlue, bGrey})
         if (bits < 1 || bits > 8)
             return report(function, VIQ_ERR_PARAMETER, "Bits of a colour must be 1 to 8");
-    if (bRed + bGreen + bBlue > most_colour_bits)
+    if (u32{bRed} + bGreen + bBlue > most_bin_bits)
         return report(function, VIQ_ERR_PARAMETER, "Too many bits for the colour bins");
     if (image->cmap_info == nullptr)
         image->cmap_info = VIQ_cmap_create_info();
@@ -87,7 +86,7 @@ u32 bins_in_use(const tVIQ_Image &image) {
     const u32 bits = image.pixel_format == VIQ_RGB24
                          ? u32{info.red_bits} + info.green_bits + info.blue_bits
                          : info.grey_bits;
-    return bits <= 12 ? 1u << bits : 0;
+    return bits <= most_bin_bits ? 1u << bits : 0;
 }
 
 bool bits_fit(const tVIQ_CmapInfo &info) {

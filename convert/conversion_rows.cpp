@@ -33,11 +33,12 @@ bin_kernel find_bins(u16 format) {
 }
 
 void dither_row(const u8 *rgb24, u8 *indices, u32 pixels) {
+    constexpr u32 pixels_with_carry = 3; // then the carries start at 0 again
     rgb carry = {};
-    for (u32 x = 0; x < pixels; x++, rgb24 += 3) {
-        if (x % 3 == 0)
+    for (u32 x = 0; x < pixels; x++, rgb24 += pixel_bytes(VIQ_RGB24)) {
+        if (x % pixels_with_carry == 0)
             carry = {};
-        indices[x] = dither({rgb24[0], rgb24[1], rgb24[2]}, carry);
+        indices[x] = dither(unpack<VIQ_RGB24>(rgb24, {}), carry);
     }
 }
 

@@ -110,7 +110,9 @@ u32 map_by_bins(const strip_call &call) {
 
     const bin_kernel bins_of = find_bins(in.pixel_format);
     const bin_rule rule = bin_rule_of(in);
-    const u32 bytes = in.bits_per_pixel / 8u;
+    // The first, middle and last byte of a pixel are red, green and blue in RGB24, and the grey of
+    // Y8.
+    const std::size_t bytes = pixel_bytes(in.pixel_format);
     for (std::size_t n = 0; n < in.lines_per_strip; ++n) {
         const u8 *source = in.data + n * in.bytes_per_line;
         u8 *target = out.data + n * out.bytes_per_line;

@@ -156,11 +156,13 @@ VIQ_FORMULA void put_entry(u8 *pixel, u32 index, const lut_view &lut, const row_
 template <u16 target>
 void row_by_yuv(const u8 *source, u8 *to, u32 pixels, const lut_view &lut,
                 const row_options &options) {
-    constexpr u32 size = pixel_bytes(target);
-    for (u32 x = 0; x < pixels; x += 2, source += 4, to += std::size_t{2} * size) {
-        const u32 chroma = chroma_index<target>(source[1], source[3]);
-        put_entry<target>(to, luma_index<target>(source[0]) | chroma, lut, options);
-        put_entry<target>(to + size, luma_index<target>(source[2]) | chroma, lut, options);
+    constexpr std::size_t size = pixel_bytes(target);
+    for (u32 x = 0; x < pixels; x += 2, source += pair_size, to += 2 * size) {
+        const u32 chroma = chroma_index<target>(source[pair_bytes.u], source[pair_bytes.v]);
+        put_entry<target>(to, luma_index<target>(source[pair_bytes.first_y]) | chroma, lut,
+                          options);
+        put_entry<target>(to + size, luma_index<target>(source[pair_bytes.second_y]) | chroma, lut,
+                          options);
     }
 }
 
