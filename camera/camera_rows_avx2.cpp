@@ -127,7 +127,7 @@ template <u16 format> VIQ_FORMULA void store_pixels(u8 *target, const planes &p)
     if constexpr (format == VIQ_BGRX32)
         store_four<VIQ_BGRX32>(target, p, false);
     else
-        store_words(target, pack_rgb16(p));
+        store_fields<format>(target, p);
 }
 
 template <demosaic_scheme scheme, u16 format>

@@ -4,8 +4,8 @@
 
 #include "camera/camera_rows.h"
 #include "camera/key_objects.h"
-#include "convert/converter.h"
 #include "convert/hue_table.h"
+#include "core/format_checks.h"
 #include "core/lines.h"
 #include "core/report.h"
 

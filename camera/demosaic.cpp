@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "camera/camera_rows.h"
-#include "convert/converter.h"
+#include "core/format_checks.h"
 #include "core/lines.h"
 #include "core/report.h"
 

@@ -1,5 +1,4 @@
-// Setting, asking and searching the colours of a colourmap.
-#include <algorithm>
+// Setting, reading and searching the colours of a colourmap.
 #include <iterator>
 
 #include "convert/closest_colour.h"
@@ -20,7 +19,7 @@ void set_entry(tVIQ_Colour &entry, u32 red, u32 green, u32 blue) {
     entry.blue = static_cast<u8>(blue);
 }
 
-// The image with its colourmap, or null after a report.
+// Null after a report, whose code is stored in `code`.
 tVIQ_Image *find_mapped(const char *function, u32 handle, u32 &code);
 tVIQ_Colour *find_entry(const char *function, u32 handle, u16 index, u32 &code);
 
@@ -102,27 +101,6 @@ u8 VIQ_cmap_find_closest_colour(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue) {
     return closest_colour(image->colourmap, colour_count(*image), bRed, bGreen, bBlue);
 }
 
-u32 VIQ_cmap_is_grayscale(u32 hImage) {
-    u32 code = success;
-    const tVIQ_Image *image = find_mapped("VIQ_cmap_is_grayscale", hImage, code);
-    if (image == nullptr)
-        return code;
-    const auto is_grey = [](const tVIQ_Colour &colour) {
-        return colour.red == colour.green && colour.green == colour.blue;
-    };
-    return std::all_of(image->colourmap, image->colourmap + colour_count(*image), is_grey) ? 1 : 0;
-}
-
-u32 VIQ_image_is_colour(u32 hImage) {
-    const tVIQ_Image *image = find_image(hImage);
-    if (image == nullptr)
-        return report_bad_handle("VIQ_image_is_colour");
-    const u16 format = image->pixel_format;
-    if (format == VIQ_PALETTED)
-        return VIQ_cmap_is_grayscale(hImage) == 1 ? 0 : 1;
-    return (format >= VIQ_RGB8 && format <= VIQ_CMYK32) || format == VIQ_YUV411 ? 1 : 0;
-}
-
 namespace {
 
 tVIQ_Image *find_mapped(const char *function, u32 handle, u32 &code) {
@@ -136,7 +114,7 @@ tVIQ_Image *find_mapped(const char *function, u32 handle, u32 &code) {
     return image;
 }
 
-// The index that equals the colour count is accepted.
+// An index equal to the number of colours is accepted.
 tVIQ_Colour *find_entry(const char *function, u32 handle, u16 index, u32 &code) {
     tVIQ_Image *image = find_mapped(function, handle, code);
     if (image == nullptr)

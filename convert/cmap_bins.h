@@ -1,21 +1,22 @@
-// How pixels fall into the bins of a colourmap record.
+// The bins of a colourmap record: which bin a pixel belongs to.
 #pragma once
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/types.h"
 
 namespace viq {
 
-constexpr u32 most_bins = 4096;
+constexpr u32 most_bin_bits = 12; // sum of the bits of the components
+constexpr u32 most_bins = 1u << most_bin_bits;
 constexpr u32 no_colour_of_bin = 0xFFFFFFFF;
 
-// The bin rule of an image by its colourmap record.
+// The bin rule that an image's colourmap record gives.
 bin_rule bin_rule_of(const tVIQ_Image &image);
 
-// Bins that an image's pixels can fall into, 0 when there would be too many.
+// The number of bins that an image's pixels can belong to; 0 if it exceeds most_bins.
 u32 bins_in_use(const tVIQ_Image &image);
 
-// No component keeps more than 8 bits.
+// True if no component keeps more than 8 bits.
 bool bits_fit(const tVIQ_CmapInfo &info);
 
 } // namespace viq

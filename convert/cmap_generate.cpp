@@ -1,10 +1,10 @@
-// The colourmap record's bins and the adaptive colourmap made from them.
+// The histogram in the bins of a colourmap record, and the adaptive colourmap generated from it.
 #include <algorithm>
 #include <numeric>
 
 #include "convert/cmap_bins.h"
-#include "convert/converter.h"
 #include "core/cmap_record.h"
+#include "core/format_checks.h"
 #include "core/image.h"
 #include "core/report.h"
 #include "core/scratch.h"
@@ -19,7 +19,7 @@ constexpr const char *strip_name = "VIQ_cmap_generate_1_strip";
 
 strip_sequence sequence;
 
-verdict accept_image(const strip_call &call, const u16 &wanted_colours);
+verdict check_source(const strip_call &call, const u16 &wanted_colours);
 u32 begin(const strip_call &call, const u16 &wanted_colours);
 u32 count_strip(const strip_call &call);
 u32 histogram_to_cmap(const strip_call &call);
@@ -27,7 +27,7 @@ u32 histogram_to_cmap(const strip_call &call);
 constexpr strip_transfer<u16> generation = {
     .name = name,
     .sequence = &sequence,
-    .check_image = accept_image,
+    .check_image = check_source,
     .begin = begin,
     .process = count_strip,
     .finish = histogram_to_cmap,
@@ -53,14 +53,13 @@ u32 VIQ_cmap_get_occurrences(u32 hImage, u16 wBin) {
 
 u32 VIQ_cmap_set_bits(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue, u8 bGrey) {
     constexpr const char *function = "VIQ_cmap_set_bits";
-    constexpr int most_colour_bits = 12;
     tVIQ_Image *image = find_image_to_change(hImage);
     if (image == nullptr)
         return report_unchangeable(function, hImage);
     for (const u8 bits : {bRed, bGreen, bBlue, bGrey})
         if (bits < 1 || bits > 8)
             return report(function, VIQ_ERR_PARAMETER, "Bits of a colour must be 1 to 8");
-    if (bRed + bGreen + bBlue > most_colour_bits)
+    if (u32{bRed} + bGreen + bBlue > most_bin_bits)
         return report(function, VIQ_ERR_PARAMETER, "Too many bits for the colour bins");
     if (image->cmap_info == nullptr)
         image->cmap_info = VIQ_cmap_create_info();
@@ -87,7 +86,7 @@ u32 bins_in_use(const tVIQ_Image &image) {
     const u32 bits = image.pixel_format == VIQ_RGB24
                          ? u32{info.red_bits} + info.green_bits + info.blue_bits
                          : info.grey_bits;
-    return bits <= 12 ? 1u << bits : 0;
+    return bits <= most_bin_bits ? 1u << bits : 0;
 }
 
 bool bits_fit(const tVIQ_CmapInfo &info) {
@@ -98,7 +97,7 @@ bool bits_fit(const tVIQ_CmapInfo &info) {
 
 namespace {
 
-verdict accept_image(const strip_call &call, const u16 &wanted_colours) {
+verdict check_source(const strip_call &call, const u16 &wanted_colours) {
     const u16 format = call.in->pixel_format;
     if (format != VIQ_RGB24 && format != VIQ_Y8 && format != VIQ_Y16)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
@@ -110,7 +109,7 @@ verdict accept_image(const strip_call &call, const u16 &wanted_colours) {
     return proceed;
 }
 
-// New colours follow those that the colourmap already has.
+// The new colours are appended to those that the colourmap already has.
 u32 begin(const strip_call &call, const u16 &wanted_colours) {
     tVIQ_Image &image = *call.in;
     if (image.cmap_info == nullptr)
@@ -157,7 +156,7 @@ u32 count_strip(const strip_call &call) {
 
 tVIQ_Colour centre_of_bin(const tVIQ_Image &image, u32 value);
 
-// The most frequent bins give the new colours, each the centre of its bin.
+// The new colours are the centres of the most frequent bins.
 u32 histogram_to_cmap(const strip_call &call) {
     constexpr const char *function = "histogram_to_cmap";
     tVIQ_Image &image = *call.in;

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "convert/conversion_rows.h"
 #include "convert/hue_table.h"
-#include "convert/rows.h"
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -14,9 +14,9 @@ namespace viq {
 namespace {
 
 u32 options_for(const strip_call &call, row_options &options);
-u32 uncounted_bytes(const tVIQ_Image &in, const tVIQ_Image &out);
-u32 convert_drifting_lines(const strip_call &call, row_kernel row, const row_options &options,
-                           u32 drift);
+u32 extra_skip(const tVIQ_Image &in, const tVIQ_Image &out);
+u32 convert_skewed_lines(const strip_call &call, row_kernel row, const row_options &options,
+                         u32 skew);
 bool lines_join(const tVIQ_Image &in, const tVIQ_Image &out);
 
 } // namespace
@@ -28,7 +28,7 @@ const converter *find_converter(std::span<const converter> family, u16 target) {
     return found != family.end() ? &*found : nullptr;
 }
 
-verdict accept_listed(const strip_call &call, const converter &which) {
+verdict check_listed_format(const strip_call &call, const converter &which) {
     const char *name = which.operation.name;
     if (!contains(which.accepted, call.in->pixel_format))
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, which.refusal));
@@ -36,30 +36,10 @@ verdict accept_listed(const strip_call &call, const converter &which) {
     return is_error(code) ? stop_with(code) : proceed;
 }
 
-u32 check_grey_width(const char *function, const tVIQ_Image &image) {
-    if (image.pixel_format == VIQ_Y16 && image.data_width < 8)
-        return report(function, VIQ_ERR_CORRUPT, "Data width must be > 7 for Y16");
-    return success;
-}
-
-verdict copy_or_accept(const strip_call &call, const converter &which) {
+verdict copy_or_check_format(const strip_call &call, const converter &which) {
     if (call.in->pixel_format == which.target)
         return stop_with(VIQ_image_copy(call.in_handle, call.out_handle));
-    return accept_listed(call, which);
-}
-
-verdict accept_formats(const strip_call &call, format_set accepted, const format_refusal &refusal) {
-    const u16 format = call.in->pixel_format;
-    if (contains(accepted, format))
-        return proceed;
-    return stop_with(report(call.name, refusal.or_format ? refusal.code | format : refusal.code,
-                            refusal.message));
-}
-
-verdict accept_even(const strip_call &call, u64 width) {
-    if (call.in->pixel_format != VIQ_YUV422 || width % 2 == 0)
-        return proceed;
-    return stop_with(report(call.name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
+    return check_listed_format(call, which);
 }
 
 output_shape same_size(const strip_call &call, const converter &which) {
@@ -81,8 +61,8 @@ u32 convert_lines(const strip_call &call) {
     if (is_error(code))
         return code;
 
-    if (const u32 drift = uncounted_bytes(in, out))
-        return convert_drifting_lines(call, row, options, drift);
+    if (const u32 skew = extra_skip(in, out))
+        return convert_skewed_lines(call, row, options, skew);
     if (lines_join(in, out))
         row(in.data, out.data, in.width * in.lines_per_strip, options);
     else
@@ -109,9 +89,10 @@ u32 options_for(const strip_call &call, row_options &options) {
     return need_hue_table(options.hue);
 }
 
-// Grey lines of odd width step over more source bytes than the line has, for inputs whose pixels
-// leave no padding at the default alignment. The lines drift by so many bytes each; kept as it is.
-u32 uncounted_bytes(const tVIQ_Image &in, const tVIQ_Image &out) {
+// Conversions to Y8 skip these source bytes after each line of odd width, although 32-bit and
+// YUV 4:2:2 lines have no such padding at the default alignment. The skew accumulates from line to
+// line. This is specified behaviour.
+u32 extra_skip(const tVIQ_Image &in, const tVIQ_Image &out) {
     if (out.pixel_format != VIQ_Y8 || in.width % 2 == 0)
         return 0;
     if (contains(formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32), in.pixel_format))
@@ -119,9 +100,9 @@ u32 uncounted_bytes(const tVIQ_Image &in, const tVIQ_Image &out) {
     return in.pixel_format == VIQ_YUV422 ? 2 : 0;
 }
 
-// Positions behind the strip's data count as 0.
-u32 convert_drifting_lines(const strip_call &call, row_kernel row, const row_options &options,
-                           u32 drift) {
+// Source bytes after the end of the strip read as 0.
+u32 convert_skewed_lines(const strip_call &call, row_kernel row, const row_options &options,
+                         u32 skew) {
     const tVIQ_Image &in = *call.in;
     const tVIQ_Image &out = *call.out;
     const u64 strip = strip_size(in, in.lines_per_strip);
@@ -130,7 +111,7 @@ u32 convert_drifting_lines(const strip_call &call, row_kernel row, const row_opt
     if (!try_resize(cut, line))
         return report_no_memory(call.worker_name, line);
     for (u64 n = 0; n < in.lines_per_strip; ++n) {
-        const u64 start = std::min(n * (u64{in.bytes_per_line} + drift), strip);
+        const u64 start = std::min(n * (u64{in.bytes_per_line} + skew), strip);
         const u8 *source = in.data + static_cast<std::size_t>(start);
         if (strip - start < line) {
             std::fill(cut.begin(), cut.end(), u8{0});
@@ -142,7 +123,8 @@ u32 convert_drifting_lines(const strip_call &call, row_kernel row, const row_opt
     return success;
 }
 
-// Lines without padding on either side are one long line, as far as pixels or pairs allow it.
+// If neither side has padding, the strip is converted as one long line. Odd widths are excluded
+// because of pixel pairs.
 bool lines_join(const tVIQ_Image &in, const tVIQ_Image &out) {
     return in.skip_bytes == 0 && out.skip_bytes == 0 && in.width == out.width &&
            in.width % 2 == 0 && u64{in.width} * in.lines_per_strip <= UINT32_MAX;

@@ -1,24 +1,11 @@
-// Converters: one strip operation per output format, most of them one row kernel per pixel format.
+// Converters: one strip operation per output format. Most of them run one row kernel on each line.
 #pragma once
 
 #include <span>
 
-#include "core/strip_driver.h"
+#include "core/format_checks.h"
 
 namespace viq {
-
-// The set of input formats that a converter accepts; HSI and the working formats are in none.
-using format_set = u32;
-
-template <class... Formats> constexpr format_set formats(Formats... format) {
-    return ((1u << format) | ... | 0u);
-}
-
-constexpr bool contains(format_set set, u16 format) {
-    return format < 32 && (set >> format & 1) != 0;
-}
-
-constexpr format_set grey_formats = formats(VIQ_Y8, VIQ_Y16);
 
 struct converter {
     strip_operation<converter> operation;
@@ -27,69 +14,49 @@ struct converter {
     const char *refusal = "Unsupported image format";
 };
 
-// Steps that converters share.
+// ---- Steps that converters share
 
-// Copies an input that is in the target's format as it is; refuses one that is not accepted.
-verdict copy_or_accept(const strip_call &call, const converter &which);
-verdict accept_listed(const strip_call &call, const converter &which);
-// For the converters from YUV 4:2:2.
-verdict demand_even_yuv422(const strip_call &call);
+// Requires a format of the converter's list, and the width that 16-bit grey needs.
+verdict check_listed_format(const strip_call &call, const converter &which);
+// The same, but an input that is already in the target format is copied.
+verdict copy_or_check_format(const strip_call &call, const converter &which);
+// Requires YUV 4:2:2 of an even width.
+verdict check_even_yuv422(const strip_call &call);
 // The input's size in the converter's target format.
 output_shape same_size(const strip_call &call, const converter &which);
-// Strip worker: every line through the row kernel of the two formats.
+// Strip worker: runs the row kernel of the two formats on every line.
 u32 convert_lines(const strip_call &call);
 
-// A converter with the steps that most of them share.
+// A converter with the steps that most converters have.
 constexpr converter make_converter(const char *name, const char *worker_name,
                                    strip_sequence &sequence, u16 target, format_set accepted) {
     return {.operation = {.name = name,
                           .worker_name = worker_name,
                           .sequence = &sequence,
-                          .check_pixels = copy_or_accept,
+                          .check_pixels = copy_or_check_format,
                           .shape = same_size,
                           .process = convert_lines},
             .target = target,
             .accepted = accepted};
 }
 
-// Checks that other operations use too.
-
-// Refuses an input in another format with the code and message; `or_format` adds the format's
-// number to the code.
-struct format_refusal {
-    const char *message = "Unsupported image format";
-    u32 code = VIQ_ERR_UNSUPPORTED;
-    bool or_format = false;
-};
-verdict accept_formats(const strip_call &call, format_set accepted,
-                       const format_refusal &refusal = {});
-
-// Pairs of YUV 4:2:2 pixels need a line of even width.
-verdict accept_even(const strip_call &call, u64 width);
-
-// 16-bit grey needs at least the 8 bits that are kept of it.
-u32 check_grey_width(const char *function, const tVIQ_Image &image);
-
-// The input's size in a format.
-template <u16 format> output_shape in_format(const strip_call &call) {
-    return {format, call.in->width, call.in->height};
-}
-
-// The converter to a format in a family's table, or null.
+// The converter to a format in a table of converters, or null.
 const converter *find_converter(std::span<const converter> family, u16 target);
 
 inline u32 run(const converter &which, u32 hInImage, u32 hOutImage, u16 command) {
     return run_conversion(which.operation, hInImage, hOutImage, command, which);
 }
 
-// The converters by output format: from packed and grey formats, and from YUV 4:2:2. Null for a
-// format that none makes.
-const converter *packed_converter(u16 target);
-const converter *yuv422_converter(u16 target);
-extern const converter paletted_converter; // to RGB24, or to Y8 where the colourmap is grey
-extern const converter dither_converter;   // RGB24 to the 3-3-2 colourmap
+// The converters by output format; null if there is none.
+const converter *packed_converter(u16 target);       // from packed and grey formats
+const converter *yuv422_converter(u16 target);       // from YUV 4:2:2, and to it
+const converter *yuv422_table_converter(u16 target); // from YUV 4:2:2 by a conversion table
+extern const converter to_paletted_converter;        // by the bins of the colourmap record
+extern const converter to_paletted_by_table;         // by a conversion table
+extern const converter paletted_converter;           // to RGB24, or to Y8 if the colourmap is grey
+extern const converter dither_converter;             // RGB24 to the 3-3-2 colourmap
 
-// One strip by itself, outside of every sequence.
+// Converts one strip outside of every sequence.
 inline u32 convert_one_strip(const converter &which, u32 hInImage, u32 hOutImage) {
     return convert_strip(which.operation, hInImage, hOutImage, which);
 }

@@ -1,6 +1,7 @@
-// The DIB route: every strip goes through one or two converters to the bitmap's depth, and its
-// lines are then stored bottom-up, padded to 4 bytes. A picture held as one strip becomes the whole
-// DIB; smaller strips each stand bottom-up by themselves, to be placed from the bitmap's end.
+// Conversion to a DIB: every strip passes through one or two converters to the bitmap's depth, and
+// its lines are then stored bottom-up, padded to 4 bytes. If the picture is one strip, the result
+// is the whole DIB. Smaller strips are bottom-up each; the caller places them from the end of the
+// bitmap backwards.
 #include "convert/dib.h"
 
 #include <cstring>
@@ -18,8 +19,8 @@ constexpr u32 dib_alignment = 4;
 
 strip_sequence sequence;
 
-verdict check_option(const strip_call &call, const u32 &option);
-verdict accept_routed(const strip_call &call);
+verdict check_dib_option(const strip_call &call, const u32 &option);
+verdict check_dib_source(const strip_call &call);
 output_shape dib_shape(const strip_call &call, const u32 &option);
 u32 complete_dib(const strip_call &call);
 u32 store_bottom_up(const strip_call &call);
@@ -28,8 +29,8 @@ constexpr strip_operation<u32> operation = {
     .name = name,
     .worker_name = "VIQ_image_convert_1_strip",
     .sequence = &sequence,
-    .check_before_header = check_option,
-    .check_pixels = accept_routed,
+    .check_before_header = check_dib_option,
+    .check_pixels = check_dib_source,
     .shape = dib_shape,
     .complete_output = complete_dib,
     .process = store_bottom_up,
@@ -48,7 +49,7 @@ u32 convert_to_dib(u32 hInImage, u32 hOutImage, u32 option, u16 command) {
 
 namespace {
 
-verdict check_option(const strip_call &, const u32 &option) {
+verdict check_dib_option(const strip_call &, const u32 &option) {
     switch (option) {
     case 0:
     case 8:
@@ -61,13 +62,13 @@ verdict check_option(const strip_call &, const u32 &option) {
     }
 }
 
-// Inputs that the converters on the way would refuse are refused before the bitmap is set up.
-verdict accept_routed(const strip_call &call) {
-    constexpr format_set routed =
+// Reports inputs that a later converter would refuse before the output is set up.
+verdict check_dib_source(const strip_call &call) {
+    constexpr format_set sources =
         grey_formats | formats(VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32,
                                VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422);
     const tVIQ_Image &in = *call.in;
-    if (!contains(routed, in.pixel_format))
+    if (!contains(sources, in.pixel_format))
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));
     if (in.pixel_format == VIQ_YUV422 && in.width % 2 != 0)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "YUV422 image must be an even width"));
@@ -98,7 +99,8 @@ u16 dib_format(const tVIQ_Image &in, u32 option) {
     return by_colourmap ? u16{VIQ_PALETTED} : u16{VIQ_BGR24};
 }
 
-// Grey becomes the ramp, colour at 8 bits the 3-3-2 cube; a paletted picture keeps its colours.
+// The colourmap of an 8-bit bitmap: the grey ramp for grey inputs, the 3-3-2 colour cube for colour
+// inputs, the colourmap of a paletted input.
 u32 complete_dib(const strip_call &call) {
     call.out->line_alignment = dib_alignment;
     if (call.out->pixel_format != VIQ_PALETTED || call.in->pixel_format == VIQ_PALETTED)
@@ -120,17 +122,17 @@ u32 store_bottom_up(const strip_call &call) {
             return code;
         current = next;
     }
-    const tVIQ_Image &bottom_down = *find_image(current);
-    if (!has_lines(bottom_down, bottom_down.lines_per_strip))
+    const tVIQ_Image &top_down = *find_image(current);
+    if (!has_lines(top_down, top_down.lines_per_strip))
         return report_no_data(call.worker_name);
     const u32 code = renew_strip(call.out_handle);
     if (is_error(code))
         return code;
-    copy_upside_down(bottom_down, *call.out);
+    copy_upside_down(top_down, *call.out);
     return success;
 }
 
-// One converter on the way to the target. Grey bytes already are indices into the grey ramp.
+// Runs one converter towards the target. Y8 pixels are indices into the grey ramp already.
 u32 convert_step(u32 hIn, u32 hOut, u16 target) {
     const tVIQ_Image &in = *find_image(hIn);
     if (target == VIQ_PALETTED && in.pixel_format == VIQ_Y8) {
@@ -147,7 +149,7 @@ u32 convert_step(u32 hIn, u32 hOut, u16 target) {
     return convert_one_strip(*which, hIn, hOut);
 }
 
-// The target itself where a converter leads there, else RGB24 as the stop on the way.
+// The target if one converter reaches it, otherwise RGB24 as the intermediate format.
 u16 next_format(const tVIQ_Image &in, u16 target) {
     if (target == VIQ_PALETTED) {
         if (contains(grey_formats, in.pixel_format))

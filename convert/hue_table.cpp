@@ -10,7 +10,7 @@ using namespace viq;
 namespace {
 
 constexpr u32 table_size = 65536;
-constexpr int grey_radius = 6; // |u| and |v| up to here count as grey, with a hue of its own
+constexpr int grey_radius = 6; // |u| and |v| up to here are treated as grey
 
 std::vector<u16> hues;
 
@@ -52,7 +52,7 @@ u32 need_hue_table(const u16 *&table) {
 
 namespace {
 
-// Radians from 0 up; near-grey colours lie at 300 degrees.
+// In radians, 0 to 2 pi; grey has the angle of 300 degrees.
 double angle_of(int u, int v) {
     constexpr double pi = std::numbers::pi;
     if (std::abs(u) <= grey_radius && std::abs(v) <= grey_radius)
@@ -61,7 +61,7 @@ double angle_of(int u, int v) {
     return angle < 0 ? angle + 2 * pi : angle;
 }
 
-// Rounded to whole degrees and turned by 120, so that red lies near 0.
+// Rounded to whole degrees and rotated by 120 degrees, so that the hue of red is near 0.
 double degrees_of(double angle) {
     double degrees = angle * 180 / std::numbers::pi + 0.5;
     if (degrees < 0 || degrees > 359.4)

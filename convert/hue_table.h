@@ -1,11 +1,12 @@
-// The UV-to-hue table, shared by the HSI conversion and chroma keying.
+// The UV-to-hue table: the hue in degrees of each pair of U and V. Used by the conversion to HSI
+// and by chroma keying.
 #pragma once
 
 #include "core/types.h"
 
 namespace viq {
 
-// The table, built if there is none yet.
+// Generates the table if there is none yet.
 u32 need_hue_table(const u16 *&table);
 
 } // namespace viq

@@ -1,4 +1,4 @@
-// The sixteen named colours, by their numbers.
+// The sixteen named colours, indexed by colour number.
 #pragma once
 
 #include "core/types.h"

@@ -60,7 +60,7 @@ u32 convert_to_wide_grey(const strip_call &call);
 constexpr format_set packed_16 = formats(VIQ_RGB15, VIQ_RGB16);
 constexpr format_set packed_24 = formats(VIQ_RGB24, VIQ_BGR24);
 constexpr format_set packed_32 = formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32);
-// BGR24 and XRGB32 have no way to the 32-bit orders.
+// BGR24 and XRGB32 cannot be converted to the 32-bit orders.
 constexpr format_set to_32 = grey_formats | packed_16 | formats(VIQ_RGB24) | packed_32;
 
 strip_sequence sequences[VIQ_RGGB32];
@@ -104,7 +104,7 @@ constexpr converter packed_converters[] = {
                 grey_formats | packed_16 | packed_24 | packed_32),
     make_packed("VIQ_convert_to_RGB16", "VIQ_convert_to_RGB16_1_strip", VIQ_RGB16,
                 grey_formats | formats(VIQ_RGB8) | packed_16 | packed_24 | packed_32),
-    // RGB16 is refused although the row kernel exists.
+    // RGB16 is not accepted, although the row kernel exists.
     make_packed("VIQ_convert_to_RGB15", "VIQ_convert_to_RGB15_1_strip", VIQ_RGB15,
                 grey_formats | packed_24 | packed_32),
     make_packed("VIQ_convert_to_RGB8", "VIQ_convert_to_RGB8_1_strip", VIQ_RGB8,
@@ -126,7 +126,7 @@ const converter *packed_converter(u16 target) {
 
 namespace {
 
-// The output keeps the data width that it was given; without one grey stays 8 bits wide.
+// The output's data width is kept if it is set, otherwise it is 8.
 output_shape wide_grey(const strip_call &call, const converter &which) {
     output_shape shape = same_size(call, which);
     shape.data_width =

@@ -1,8 +1,8 @@
 // Converters to and from paletted images.
 #include "convert/closest_colour.h"
 #include "convert/cmap_bins.h"
+#include "convert/conversion_rows.h"
 #include "convert/converter.h"
-#include "convert/rows.h"
 #include "core/cmap_record.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -12,11 +12,11 @@ using namespace viq;
 
 namespace {
 
-verdict accept_with_info(const strip_call &call, const converter &which);
+verdict check_cmap_generated(const strip_call &call, const converter &which);
 u32 map_by_bins(const strip_call &call);
 u32 dither_strip(const strip_call &call);
-u32 give_cube(const strip_call &call);
-verdict accept_paletted(const strip_call &call, const converter &which);
+u32 set_colour_cube(const strip_call &call);
+verdict check_paletted(const strip_call &call, const converter &which);
 output_shape colour_or_grey(const strip_call &call, const converter &which);
 
 strip_sequence sequences[3];
@@ -24,7 +24,7 @@ strip_sequence sequences[3];
 constexpr converter make_to_paletted() {
     converter made = make_converter("VIQ_convert_to_paletted", "VIQ_convert_to_paletted_1_strip",
                                     sequences[0], VIQ_PALETTED, formats(VIQ_RGB24, VIQ_Y8));
-    made.operation.check_pixels = accept_with_info;
+    made.operation.check_pixels = check_cmap_generated;
     made.operation.process = map_by_bins;
     return made;
 }
@@ -33,8 +33,8 @@ constexpr converter make_dither() {
     converter made =
         make_converter("VIQ_convert_to_RGB8_dither", "VIQ_convert_to_RGB8_dither_1_strip",
                        sequences[1], VIQ_PALETTED, formats(VIQ_RGB24));
-    made.operation.check_pixels = accept_listed;
-    made.operation.complete_output = give_cube;
+    made.operation.check_pixels = check_listed_format;
+    made.operation.complete_output = set_colour_cube;
     made.operation.process = dither_strip;
     return made;
 }
@@ -44,24 +44,23 @@ constexpr converter make_from_paletted() {
         make_converter("VIQ_convert_to_RGB24_or_Y8", "VIQ_convert_to_RGB24_or_Y8_1_strip",
                        sequences[2], VIQ_RGB24, formats(VIQ_PALETTED));
     made.refusal = "Input image should be paletted";
-    made.operation.check_pixels = accept_paletted;
+    made.operation.check_pixels = check_paletted;
     made.operation.shape = colour_or_grey;
     return made;
 }
-
-constexpr converter to_paletted = make_to_paletted();
 
 } // namespace
 
 namespace viq {
 
+constexpr converter to_paletted_converter = make_to_paletted();
 constexpr converter dither_converter = make_dither();
 constexpr converter paletted_converter = make_from_paletted();
 
 } // namespace viq
 
 u32 VIQ_convert_to_paletted(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(to_paletted, hInImage, hOutImage, wStripCommand);
+    return run(to_paletted_converter, hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_convert_to_RGB8_dither(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
@@ -78,15 +77,15 @@ constexpr u16 no_index = 0xFFFF;
 
 void fill_index_of_bin(const tVIQ_Image &in, u16 (&index_of_bin)[most_bins]);
 
-verdict accept_with_info(const strip_call &call, const converter &which) {
-    const verdict decision = copy_or_accept(call, which);
+verdict check_cmap_generated(const strip_call &call, const converter &which) {
+    const verdict decision = copy_or_check_format(call, which);
     if (decision.go_on && call.in->cmap_info == nullptr)
         return stop_with(
             report(call.name, VIQ_ERR_PARAMETER, "VIQ_cmap_generate must be called first"));
     return decision;
 }
 
-// A pixel takes the colour of its bin, or the nearest of all where its bin has none.
+// A pixel becomes the index of its bin, or the nearest colour of the colourmap if the bin has none.
 u32 map_by_bins(const strip_call &call) {
     const tVIQ_Image &in = *call.in;
     const tVIQ_Image &out = *call.out;
@@ -103,7 +102,7 @@ u32 map_by_bins(const strip_call &call) {
 
     u16 index_of_bin[most_bins];
     fill_index_of_bin(in, index_of_bin);
-    closest_memory nearest;
+    closest_cache nearest;
     const u64 size = u64{in.width} * sizeof(u16);
     auto *bins = reinterpret_cast<u16 *>(scratch_bytes(scratch::palette_bins, size));
     if ((bins == nullptr && size != 0) || !prepare(nearest, out.colourmap, colour_count(out)))
@@ -111,17 +110,18 @@ u32 map_by_bins(const strip_call &call) {
 
     const bin_kernel bins_of = find_bins(in.pixel_format);
     const bin_rule rule = bin_rule_of(in);
-    const u32 bytes = in.bits_per_pixel / 8u;
+    // The first, middle and last byte of a pixel are red, green and blue in RGB24, and the grey of
+    // Y8.
+    const std::size_t bytes = pixel_bytes(in.pixel_format);
     for (std::size_t n = 0; n < in.lines_per_strip; ++n) {
         const u8 *source = in.data + n * in.bytes_per_line;
         u8 *target = out.data + n * out.bytes_per_line;
         bins_of(source, bins, in.width, rule);
         for (u32 x = 0; x < in.width; ++x, source += bytes) {
             const u16 index = index_of_bin[bins[x]];
-            target[x] =
-                index != no_index
-                    ? static_cast<u8>(index)
-                    : closest_remembered(nearest, source[0], source[bytes / 2], source[bytes - 1]);
+            target[x] = index != no_index ? static_cast<u8>(index)
+                                          : closest_cached(nearest, source[0], source[bytes / 2],
+                                                           source[bytes - 1]);
         }
     }
     return success;
@@ -135,7 +135,7 @@ void fill_index_of_bin(const tVIQ_Image &in, u16 (&index_of_bin)[most_bins]) {
     }
 }
 
-u32 give_cube(const strip_call &call) {
+u32 set_colour_cube(const strip_call &call) {
     return VIQ_cmap_set_type(call.out_handle, VIQ_CMAP_CUBE);
 }
 
@@ -150,11 +150,11 @@ u32 dither_strip(const strip_call &call) {
     return success;
 }
 
-verdict accept_paletted(const strip_call &call, const converter &which) {
+verdict check_paletted(const strip_call &call, const converter &which) {
     const u16 format = call.in->pixel_format;
     if (format == VIQ_RGB24 || format == VIQ_Y8)
         return stop_with(VIQ_image_copy(call.in_handle, call.out_handle));
-    const verdict decision = accept_listed(call, which);
+    const verdict decision = check_listed_format(call, which);
     if (!decision.go_on || call.in->colourmap != nullptr)
         return decision;
     return stop_with(VIQ_cmap_is_grayscale(call.in_handle));

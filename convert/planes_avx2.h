@@ -1,7 +1,8 @@
-// Blocks of 32 pixels in AVX2 registers: reading and writing them by format, and the colour
-// arithmetic on them. A converter is a load of one format and a store of another one.
+// Blocks of 32 pixels in AVX2 registers: loads and stores for each format, and colour arithmetic. A
+// conversion is a load of one format and a store of another.
 //
-// Lane 0 holds pixels 0 to 15 and lane 1 pixels 16 to 31, so that all shuffles stay in their lane.
+// Lane 0 holds pixels 0 to 15 and lane 1 pixels 16 to 31, so that no shuffle crosses lanes. A piece
+// is 16 bytes of each lane's pixels.
 #pragma once
 
 #include <immintrin.h>
@@ -45,7 +46,7 @@ VIQ_FORMULA void store32(u8 *bytes, bytes32 v) {
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(bytes), v);
 }
 
-// Piece n: the 16 bytes from 16 n on of each lane's pixels.
+// Piece n starts at byte 16 n of each lane's pixels; a pixel has `size` bytes.
 template <u32 size> VIQ_FORMULA bytes32 load_piece(const u8 *source, std::size_t n) {
     return load_lanes(source + 16 * n, source + 16 * (n + size));
 }
@@ -54,7 +55,7 @@ template <u32 size> VIQ_FORMULA void store_piece(u8 *target, std::size_t n, byte
     store_lanes(target + 16 * n, target + 16 * (n + size), v);
 }
 
-// ---- Constants: one rule gives the byte at each place of a lane
+// ---- Constants: a rule computes the byte at each position of a lane
 
 struct lane_bytes {
     alignas(16) u8 at[16];
@@ -62,8 +63,8 @@ struct lane_bytes {
 
 template <class Rule> VIQ_FORMULA constexpr lane_bytes lane_of(Rule rule) {
     lane_bytes lane = {};
-    for (u32 place = 0; place < 16; place++)
-        lane.at[place] = static_cast<u8>(rule(place));
+    for (u32 position = 0; position < 16; position++)
+        lane.at[position] = static_cast<u8>(rule(position));
     return lane;
 }
 
@@ -71,7 +72,7 @@ VIQ_FORMULA bytes32 both_lanes(const lane_bytes &lane) {
     return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i *>(lane.at)));
 }
 
-constexpr u32 no_byte = 0x80; // a shuffle gives 0 here
+constexpr u32 no_byte = 0x80; // shuffle index that gives 0
 
 VIQ_FORMULA bytes32 splat8(u32 value) {
     return _mm256_set1_epi8(static_cast<char>(value));
@@ -80,7 +81,7 @@ VIQ_FORMULA bytes32 splat16(i32 value) {
     return _mm256_set1_epi16(static_cast<i16>(value));
 }
 
-// Alternating words or bytes, the first one at the lower address.
+// Alternating words or bytes; the first one has the lower address.
 VIQ_FORMULA bytes32 word_pairs(i32 first, i32 second) {
     return _mm256_set1_epi32(
         static_cast<i32>((static_cast<u32>(first) & 0xFFFF) | static_cast<u32>(second) << 16));
@@ -94,7 +95,7 @@ VIQ_FORMULA bytes32 low_bytes(bytes32 words) {
     return _mm256_and_si256(words, splat16(0xFF));
 }
 
-// Puts the quarters in order after packing two registers of consecutive pixels.
+// Restores the pixel order after packing two registers of consecutive pixels.
 VIQ_FORMULA bytes32 in_pixel_order(bytes32 packed) {
     return _mm256_permute4x64_epi64(packed, 0xD8);
 }
@@ -107,56 +108,60 @@ VIQ_FORMULA words2 interleave(bytes32 first, bytes32 second) {
     return {_mm256_unpacklo_epi8(first, second), _mm256_unpackhi_epi8(first, second)};
 }
 
-// ---- Three bytes a pixel
+// ---- Three bytes per pixel
 //
-// Sixteen pixels fill three pieces. A component's bytes stand at different places of the three, so
-// that picking by place brings them into one register, and one shuffle into their order.
+// 16 pixels fill three pieces. The bytes of a component have different positions in the three, so
+// that a selection by position collects them in one register and one shuffle puts them in order.
 
-VIQ_FORMULA bytes32 pick_by_place(bytes32 at0, bytes32 at1, bytes32 at2) {
-    static constexpr lane_bytes is1 = lane_of([](u32 place) { return place % 3 == 1 ? 0xFF : 0; });
-    static constexpr lane_bytes is2 = lane_of([](u32 place) { return place % 3 == 2 ? 0xFF : 0; });
+VIQ_FORMULA bytes32 select_by_position(bytes32 at0, bytes32 at1, bytes32 at2) {
+    static constexpr lane_bytes is1 =
+        lane_of([](u32 position) { return position % 3 == 1 ? 0xFF : 0; });
+    static constexpr lane_bytes is2 =
+        lane_of([](u32 position) { return position % 3 == 2 ? 0xFF : 0; });
     return _mm256_blendv_epi8(_mm256_blendv_epi8(at0, at1, both_lanes(is1)), at2, both_lanes(is2));
 }
 
 template <u32 component> VIQ_FORMULA bytes32 gather_component(const bytes32 (&pieces)[3]) {
     static constexpr lane_bytes order =
         lane_of([](u32 pixel) { return (3 * pixel + component) % 16; });
-    return _mm256_shuffle_epi8(
-        pick_by_place(pieces[component], pieces[(component + 2) % 3], pieces[(component + 1) % 3]),
-        both_lanes(order));
+    return _mm256_shuffle_epi8(select_by_position(pieces[component], pieces[(component + 2) % 3],
+                                                  pieces[(component + 1) % 3]),
+                               both_lanes(order));
 }
 
 // 11 is the inverse of 3 modulo 16.
 template <u32 component> VIQ_FORMULA bytes32 scatter_component(bytes32 plane) {
     static constexpr lane_bytes order =
-        lane_of([](u32 place) { return 11 * (place + 16 - component) % 16; });
+        lane_of([](u32 position) { return 11 * (position + 16 - component) % 16; });
     return _mm256_shuffle_epi8(plane, both_lanes(order));
 }
 
 template <u16 format> VIQ_FORMULA planes load_three(const u8 *source) {
     const bytes32 pieces[3] = {load_piece<3>(source, 0), load_piece<3>(source, 1),
                                load_piece<3>(source, 2)};
-    constexpr byte_order order = order_of(format);
-    return {gather_component<order.red>(pieces), gather_component<order.green>(pieces),
-            gather_component<order.blue>(pieces)};
+    constexpr rgb_positions at = format_row(format).rgb;
+    return {gather_component<at.red>(pieces), gather_component<at.green>(pieces),
+            gather_component<at.blue>(pieces)};
 }
 
 template <u16 format> VIQ_FORMULA void store_three(u8 *target, const planes &p) {
-    const bytes32 s0 = scatter_component<0>(format == VIQ_RGB24 ? p.red : p.blue);
-    const bytes32 s1 = scatter_component<1>(p.green);
-    const bytes32 s2 = scatter_component<2>(format == VIQ_RGB24 ? p.blue : p.red);
-    store_piece<3>(target, 0, pick_by_place(s0, s1, s2));
-    store_piece<3>(target, 1, pick_by_place(s1, s2, s0));
-    store_piece<3>(target, 2, pick_by_place(s2, s0, s1));
+    constexpr rgb_positions at = format_row(format).rgb;
+    bytes32 s[3];
+    s[at.red] = scatter_component<at.red>(p.red);
+    s[at.green] = scatter_component<at.green>(p.green);
+    s[at.blue] = scatter_component<at.blue>(p.blue);
+    store_piece<3>(target, 0, select_by_position(s[0], s[1], s[2]));
+    store_piece<3>(target, 1, select_by_position(s[1], s[2], s[0]));
+    store_piece<3>(target, 2, select_by_position(s[2], s[0], s[1]));
 }
 
-// ---- Four bytes a pixel
+// ---- Four bytes per pixel
 
 template <u16 format> VIQ_FORMULA planes load_four(const u8 *source) {
-    static constexpr lane_bytes by_component = lane_of([](u32 place) {
-        constexpr byte_order order = order_of(format);
-        constexpr u32 first[4] = {order.red, order.green, order.blue, order.spare};
-        return 4 * (place % 4) + first[place / 4];
+    static constexpr lane_bytes by_component = lane_of([](u32 position) {
+        constexpr rgb_positions at = format_row(format).rgb;
+        constexpr u32 first[4] = {at.red, at.green, at.blue, at.spare};
+        return 4 * (position % 4) + first[position / 4];
     });
     bytes32 pieces[4];
     for (u32 n = 0; n < 4; n++)
@@ -169,20 +174,20 @@ template <u16 format> VIQ_FORMULA planes load_four(const u8 *source) {
             _mm256_unpackhi_epi64(red_green01, red_green23), _mm256_unpacklo_epi64(blue01, blue23)};
 }
 
-// Puts what stands in the target under the spare bytes of a vector of pixels.
+// Pixels with the spare bytes that are present in the target.
 template <u16 format> VIQ_FORMULA bytes32 with_spare(bytes32 pixels, bytes32 present) {
-    static constexpr lane_bytes spares =
-        lane_of([](u32 place) { return place % 4 == order_of(format).spare ? 0xFF : 0; });
+    static constexpr lane_bytes spares = lane_of(
+        [](u32 position) { return position % 4 == format_row(format).rgb.spare ? 0xFF : 0; });
     return _mm256_blendv_epi8(pixels, present, both_lanes(spares));
 }
 
 template <u16 format> VIQ_FORMULA void store_four(u8 *target, const planes &p, bool keep_spare) {
-    constexpr byte_order order = order_of(format);
+    constexpr rgb_positions at = format_row(format).rgb;
     bytes32 component[4];
-    component[order.red] = p.red;
-    component[order.green] = p.green;
-    component[order.blue] = p.blue;
-    component[order.spare] = _mm256_setzero_si256();
+    component[at.red] = p.red;
+    component[at.green] = p.green;
+    component[at.blue] = p.blue;
+    component[at.spare] = _mm256_setzero_si256();
     const words2 front = interleave(component[0], component[1]);
     const words2 back = interleave(component[2], component[3]);
     bytes32 pieces[4] = {
@@ -195,7 +200,7 @@ template <u16 format> VIQ_FORMULA void store_four(u8 *target, const planes &p, b
     }
 }
 
-// ---- Two bytes a pixel
+// ---- Two bytes per pixel
 
 VIQ_FORMULA words2 load_words(const u8 *source) {
     return {load_piece<2>(source, 0), load_piece<2>(source, 1)};
@@ -210,15 +215,28 @@ VIQ_FORMULA bytes32 pack_words(bytes32 low, bytes32 high) {
     return _mm256_packus_epi16(low, high);
 }
 
-// The low byte of each word after a shift.
-template <u32 shift> VIQ_FORMULA bytes32 bytes_right(words2 words) {
-    return pack_words(low_bytes(_mm256_srli_epi16(words.low, shift)),
-                      low_bytes(_mm256_srli_epi16(words.high, shift)));
+template <i32 left> VIQ_FORMULA bytes32 shift_words(bytes32 words) {
+    if constexpr (left > 0)
+        return _mm256_slli_epi16(words, left);
+    else if constexpr (left < 0)
+        return _mm256_srli_epi16(words, -left);
+    else
+        return words;
 }
 
-VIQ_FORMULA bytes32 low_bytes_left3(words2 words) {
-    return pack_words(low_bytes(_mm256_slli_epi16(words.low, 3)),
-                      low_bytes(_mm256_slli_epi16(words.high, 3)));
+// A bit field of each word, at the top of a byte; not masked, as in unpack_field.
+template <bit_field field> VIQ_FORMULA bytes32 load_field(words2 words) {
+    constexpr i32 left = -left_shift_of(field);
+    return pack_words(low_bytes(shift_words<left>(words.low)),
+                      low_bytes(shift_words<left>(words.high)));
+}
+
+template <u16 format> VIQ_FORMULA planes load_fields(const u8 *source) {
+    static_assert(pixel_bytes(format) == 2);
+    constexpr rgb_bit_fields fields = format_row(format).fields;
+    const words2 words = load_words(source);
+    return {load_field<fields.red>(words), load_field<fields.green>(words),
+            load_field<fields.blue>(words)};
 }
 
 VIQ_FORMULA bytes32 load_y16(const u8 *source, u32 shift) {
@@ -228,46 +246,38 @@ VIQ_FORMULA bytes32 load_y16(const u8 *source, u32 shift) {
                       low_bytes(_mm256_srl_epi16(words.high, count)));
 }
 
-// Shifts bytes; the mask keeps what belongs to the result.
-template <i32 left> VIQ_FORMULA bytes32 shift_bytes(bytes32 v, u32 mask) {
-    if constexpr (left > 0)
-        v = _mm256_slli_epi16(v, left);
-    else if constexpr (left < 0)
-        v = _mm256_srli_epi16(v, -left);
-    return _mm256_and_si256(v, splat8(mask));
+// Adds the bits of a field that belong to byte `byte` of each pixel.
+template <bit_field field, u32 byte> VIQ_FORMULA bytes32 with_field(bytes32 pixels, bytes32 plane) {
+    constexpr u32 mask = mask_in_byte(field, byte);
+    if constexpr (mask == 0)
+        return pixels;
+    constexpr i32 left = left_shift_of(field) - 8 * static_cast<i32>(byte);
+    return _mm256_or_si256(pixels, _mm256_and_si256(shift_words<left>(plane), splat8(mask)));
 }
 
-VIQ_FORMULA words2 pack_rgb16(const planes &p) {
-    const bytes32 low =
-        _mm256_or_si256(shift_bytes<3>(p.green, 0xE0), shift_bytes<-3>(p.blue, 0x1F));
-    const bytes32 high =
-        _mm256_or_si256(shift_bytes<0>(p.red, 0xF8), shift_bytes<-5>(p.green, 0x07));
-    return interleave(low, high);
+template <u16 format, u32 byte> VIQ_FORMULA bytes32 byte_of_fields(const planes &p) {
+    constexpr rgb_bit_fields fields = format_row(format).fields;
+    const bytes32 blue = with_field<fields.blue, byte>(_mm256_setzero_si256(), p.blue);
+    return with_field<fields.red, byte>(with_field<fields.green, byte>(blue, p.green), p.red);
 }
 
-VIQ_FORMULA words2 pack_rgb15(const planes &p) {
-    const bytes32 low =
-        _mm256_or_si256(shift_bytes<2>(p.green, 0xE0), shift_bytes<-3>(p.blue, 0x1F));
-    const bytes32 high =
-        _mm256_or_si256(shift_bytes<-1>(p.red, 0x7C), shift_bytes<-6>(p.green, 0x03));
-    return interleave(low, high);
-}
-
-VIQ_FORMULA bytes32 pack_rgb8(const planes &p) {
-    return _mm256_or_si256(
-        _mm256_or_si256(shift_bytes<0>(p.red, 0xE0), shift_bytes<-3>(p.green, 0x1C)),
-        shift_bytes<-6>(p.blue, 0x03));
+template <u16 format> VIQ_FORMULA void store_fields(u8 *target, const planes &p) {
+    if constexpr (pixel_bytes(format) == 1)
+        store32(target, byte_of_fields<format, 0>(p));
+    else
+        store_words(target, interleave(byte_of_fields<format, 0>(p), byte_of_fields<format, 1>(p)));
 }
 
 // ---- Grey
 
-// (77 R + 150 G + 29 B) >> 8: green's weight is split, because a signed byte cannot hold 150 and no
-// sum of products may pass 32,767.
+// The luminance formula with green's weight in two parts, because a signed byte cannot hold 150 and
+// no sum of two products may exceed 32,767.
 VIQ_FORMULA bytes32 luminance(const planes &p) {
     const words2 red_green = interleave(p.red, p.green);
     const words2 green_blue = interleave(p.green, p.blue);
-    const bytes32 weights1 = byte_pairs(77, 51);
-    const bytes32 weights2 = byte_pairs(99, 29);
+    constexpr i32 green_with_red = 51;
+    const bytes32 weights1 = byte_pairs(red_weight, green_with_red);
+    const bytes32 weights2 = byte_pairs(green_weight - green_with_red, blue_weight);
     const bytes32 low = _mm256_add_epi16(_mm256_maddubs_epi16(red_green.low, weights1),
                                          _mm256_maddubs_epi16(green_blue.low, weights2));
     const bytes32 high = _mm256_add_epi16(_mm256_maddubs_epi16(red_green.high, weights1),
@@ -275,16 +285,16 @@ VIQ_FORMULA bytes32 luminance(const planes &p) {
     return pack_words(_mm256_srli_epi16(low, 8), _mm256_srli_epi16(high, 8));
 }
 
-// Pixels of four bytes need no planes. With 128 taken off every component the products fit their
-// words; as the weights sum to 256, all sums are 32,768 too low.
+// The luminance of 4-byte pixels, without planes. With 128 subtracted from every component the
+// products fit 16 bits; because the weights sum to 256, all sums are 32,768 too low.
 template <u16 format> VIQ_FORMULA bytes32 luminance_sums(const u8 *source) {
-    static constexpr lane_bytes weights = lane_of([](u32 place) {
-        constexpr byte_order order = order_of(format);
-        const u32 component = place % 4;
-        return component == order.red     ? 77
-               : component == order.green ? 150
-               : component == order.blue  ? 29
-                                          : 0;
+    static constexpr lane_bytes weights = lane_of([](u32 position) {
+        constexpr rgb_positions at = format_row(format).rgb;
+        const u32 component = position % 4;
+        return component == at.red     ? red_weight
+               : component == at.green ? green_weight
+               : component == at.blue  ? blue_weight
+                                       : 0;
     });
     const bytes32 pixels = _mm256_xor_si256(load32(source), splat8(0x80));
     return _mm256_madd_epi16(_mm256_maddubs_epi16(both_lanes(weights), pixels), splat16(1));
@@ -303,22 +313,28 @@ template <u16 format> VIQ_FORMULA bytes32 luminance_of_four(const u8 *source) {
 }
 
 // ---- YUV 4:2:2 to RGB
+//
+// A pair is two words with Y in the low bytes, and U and V in the high bytes.
+
+static_assert(pair_bytes.first_y == 0 && pair_bytes.u == 1 && pair_bytes.second_y == 2 &&
+              pair_bytes.v == 3);
 
 struct chroma_terms {
-    bytes32 red, green, blue; // words; each pair's term stands there twice
+    bytes32 red, green, blue; // words; each term twice, for both pixels of a pair
 };
 
-// 16 pixels. The chroma stands in the high bytes of the words, alternating U and V. 64 times the
-// chroma, multiplied and cut by 16 bits, is the product cut by its 10 bits of fraction.
+// The terms of 16 pixels. The high bytes of the words are U and V, alternating. 64 times the
+// chroma, multiplied and shifted right by 16 bits, is the product shifted by its 10 bits of
+// fraction.
 VIQ_FORMULA chroma_terms terms_of(bytes32 pairs) {
     static constexpr lane_bytes first_word =
-        lane_of([](u32 place) { return place - place % 4 + place % 2; });
+        lane_of([](u32 position) { return position - position % 4 + position % 2; });
     static constexpr lane_bytes second_word =
-        lane_of([](u32 place) { return place - place % 4 + place % 2 + 2; });
+        lane_of([](u32 position) { return position - position % 4 + position % 2 + 2; });
     const bytes32 signed_high = _mm256_xor_si256(pairs, splat16(0x8000));
     const bytes32 chroma64 = _mm256_srai_epi16(_mm256_and_si256(signed_high, splat16(0xFF00)), 2);
-    const bytes32 blue_red = _mm256_mulhi_epi16(chroma64, word_pairs(1815, 1436));
-    const bytes32 green = _mm256_madd_epi16(chroma64, word_pairs(-352, -731));
+    const bytes32 blue_red = _mm256_mulhi_epi16(chroma64, word_pairs(u_to_blue, v_to_red));
+    const bytes32 green = _mm256_madd_epi16(chroma64, word_pairs(-u_to_green, -v_to_green));
     return {_mm256_shuffle_epi8(blue_red, both_lanes(second_word)),
             _mm256_shuffle_epi8(green, both_lanes(second_word)),
             _mm256_shuffle_epi8(blue_red, both_lanes(first_word))};
@@ -335,76 +351,78 @@ VIQ_FORMULA planes load_yuv(const u8 *source) {
             pack_words(_mm256_add_epi16(ya, a.blue), _mm256_add_epi16(yb, b.blue))};
 }
 
-// ---- Eight pixels of three or four bytes, four to a lane
+// ---- Eight pixels of three or four bytes, four in each lane
 //
-// Lane 1 of three-byte pixels is read from four bytes before its first pixel, so that nothing
-// behind the eight pixels is touched.
+// Lane 1 of three-byte pixels is loaded from four bytes before its first pixel, so that nothing
+// after the eight pixels is read.
 
 VIQ_FORMULA constexpr std::size_t lane1_lead(std::size_t size) {
     return 16 - 4 * size;
 }
 
 template <u16 format> VIQ_FORMULA bytes32 load_eight(const u8 *source) {
-    constexpr std::size_t size = order_of(format).size;
+    constexpr std::size_t size = rgb_pixel_bytes(format);
     if constexpr (size == 4)
         return load32(source);
     else
         return load_lanes(source, source + 4 * size - lane1_lead(size));
 }
 
-// The rule names, for each place of a lane, a byte counted from the first of its four pixels.
+// The rule gives, for each position of a lane, a byte offset from the first of its four pixels.
 template <u16 format, class Rule> VIQ_FORMULA bytes32 shuffle_eight(bytes32 pixels, Rule) {
     static constexpr lane_bytes lane0 = lane_of(Rule());
-    static constexpr lane_bytes lane1 =
-        lane_of([](u32 place) { return Rule()(place) + lane1_lead(order_of(format).size); });
+    static constexpr lane_bytes lane1 = lane_of(
+        [](u32 position) { return Rule()(position) + lane1_lead(rgb_pixel_bytes(format)); });
     return _mm256_shuffle_epi8(pixels, load_lanes(lane0.at, lane1.at));
 }
 
 // ---- RGB to YUV 4:2:2
 
 struct yuv_eight {
-    bytes32 y;  // a double word a pixel
-    bytes32 uv; // a word each, without their offset of 128
+    bytes32 y;  // 32 bits per pixel
+    bytes32 uv; // 16 bits each, without the offset of 128
 };
 
-// The weights of each of Y, U and V sum to 1024 or 0, so that all follow from the differences to
-// green. U is (512 b - 173 r) >> 10 and V is (512 r - 83 b) >> 10: cutting the second product by 9
-// bits first and the sum by the last one gives the same and stays within 16 bits.
+// The weights of Y sum to 1024 and those of U and of V to 0, so that all three follow from the
+// differences b and r of blue and red to green. U is (512 b - 173 r) >> 10 and V is
+// (512 r - 83 b) >> 10: shifting the second product by 9 bits first and the sum by the last one
+// gives the same result within 16 bits.
 template <u16 format> VIQ_FORMULA yuv_eight to_yuv(const u8 *source) {
-    static constexpr lane_bytes swapped = lane_of([](u32 place) { return place ^ 2; });
+    static constexpr lane_bytes swapped = lane_of([](u32 position) { return position ^ 2; });
     const bytes32 pixels = load_eight<format>(source);
-    const bytes32 blue_red = shuffle_eight<format>(pixels, [](u32 place) {
-        constexpr byte_order order = order_of(format);
-        const u32 component = place % 4 == 0 ? order.blue : order.red;
-        return place % 2 == 0 ? place / 4 * order.size + component : no_byte;
+    const bytes32 blue_red = shuffle_eight<format>(pixels, [](u32 position) {
+        constexpr rgb_positions at = format_row(format).rgb;
+        const u32 component = position % 4 == 0 ? at.blue : at.red;
+        return position % 2 == 0 ? position / 4 * rgb_pixel_bytes(format) + component : no_byte;
     });
-    const bytes32 green = shuffle_eight<format>(pixels, [](u32 place) {
-        constexpr byte_order order = order_of(format);
-        return place % 2 == 0 ? place / 4 * order.size + order.green : no_byte;
+    const bytes32 green = shuffle_eight<format>(pixels, [](u32 position) {
+        constexpr u32 green_position = format_row(format).rgb.green;
+        return position % 2 == 0 ? position / 4 * rgb_pixel_bytes(format) + green_position
+                                 : no_byte;
     });
     const bytes32 differences = _mm256_sub_epi16(blue_red, green);
     const bytes32 luma =
-        _mm256_srai_epi32(_mm256_madd_epi16(differences, word_pairs(117, 306)), 10);
+        _mm256_srai_epi32(_mm256_madd_epi16(differences, word_pairs(blue_to_y, red_to_y)), 10);
     const bytes32 crossing =
-        _mm256_mulhi_epi16(_mm256_slli_epi16(differences, 7), word_pairs(-83, -173));
+        _mm256_mulhi_epi16(_mm256_slli_epi16(differences, 7), word_pairs(-blue_to_v, -red_to_u));
     const bytes32 chroma =
         _mm256_add_epi16(differences, _mm256_shuffle_epi8(crossing, both_lanes(swapped)));
     return {_mm256_add_epi32(luma, _mm256_and_si256(green, _mm256_set1_epi32(0xFFFF))),
             _mm256_srai_epi16(chroma, 1)};
 }
 
-VIQ_FORMULA bytes32 double_words(bytes32 a, bytes32 b, bool odd) {
+VIQ_FORMULA bytes32 even_or_odd_double_words(bytes32 a, bytes32 b, bool odd) {
     const __m256 x = _mm256_castsi256_ps(a);
     const __m256 y = _mm256_castsi256_ps(b);
     return _mm256_castps_si256(odd ? _mm256_shuffle_ps(x, y, 0xDD) : _mm256_shuffle_ps(x, y, 0x88));
 }
 
-// Sixteen pixels to eight pairs.
+// Converts 16 pixels to 8 pairs.
 template <u16 format> VIQ_FORMULA void sixteen_to_yuv(const u8 *source, u8 *target) {
     const yuv_eight a = to_yuv<format>(source);
     const yuv_eight b = to_yuv<format>(source + 8 * pixel_bytes(format));
-    const bytes32 sums =
-        _mm256_add_epi16(double_words(a.uv, b.uv, false), double_words(a.uv, b.uv, true));
+    const bytes32 sums = _mm256_add_epi16(even_or_odd_double_words(a.uv, b.uv, false),
+                                          even_or_odd_double_words(a.uv, b.uv, true));
     const bytes32 means = _mm256_and_si256(_mm256_slli_epi16(sums, 7), splat16(0xFF00));
     const bytes32 pairs = _mm256_or_si256(_mm256_packus_epi32(a.y, b.y), means);
     store32(target, in_pixel_order(_mm256_xor_si256(pairs, splat16(0x8000))));

@@ -1,4 +1,4 @@
-// Conversions out of and into YUV 4:2:2.
+// Converters from and to YUV 4:2:2.
 #include "convert/converter.h"
 #include "convert/pixel_formulas.h"
 #include "core/report.h"
@@ -57,7 +57,7 @@ u32 VIQ_CK_get_YUV_values_RGB(u16 wRed, u16 wGreen, u16 wBlue) {
 
 namespace {
 
-verdict accept_for_yuv422(const strip_call &call, const converter &which);
+verdict check_even_or_packed(const strip_call &call, const converter &which);
 output_shape whole_pairs(const strip_call &call, const converter &which);
 
 strip_sequence sequences[11];
@@ -65,7 +65,7 @@ strip_sequence sequences[11];
 constexpr converter make_from_yuv422(const char *name, const char *worker_name,
                                      strip_sequence &sequence, u16 target) {
     converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
-    made.operation.check_before_header = demand_even_yuv422;
+    made.operation.check_before_header = check_even_yuv422;
     made.operation.check_pixels = {};
     return made;
 }
@@ -74,7 +74,7 @@ constexpr converter make_to_yuv422(strip_sequence &sequence) {
     converter made = make_converter(
         "VIQ_convert_to_YUV422", "VIQ_convert_to_YUV422_1_strip", sequence, VIQ_YUV422,
         formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32));
-    made.operation.check_pixels = accept_for_yuv422;
+    made.operation.check_pixels = check_even_or_packed;
     made.operation.shape = whole_pairs;
     return made;
 }
@@ -105,7 +105,7 @@ const converter *yuv422_converter(u16 target) {
     return find_converter(yuv422_converters, target);
 }
 
-verdict demand_even_yuv422(const strip_call &call) {
+verdict check_even_yuv422(const strip_call &call) {
     const verdict decision =
         accept_formats(call, formats(VIQ_YUV422), {.message = "Not 16 bit YUV 4:2:2"});
     if (!decision.go_on)
@@ -117,14 +117,14 @@ verdict demand_even_yuv422(const strip_call &call) {
 
 namespace {
 
-verdict accept_for_yuv422(const strip_call &call, const converter &which) {
+verdict check_even_or_packed(const strip_call &call, const converter &which) {
     if (call.in->pixel_format == VIQ_YUV422 && call.in->width % 2 != 0)
         return stop_with(
             report(call.name, VIQ_ERR_UNSUPPORTED, "Only even width YUV422 images are supported"));
-    return copy_or_accept(call, which);
+    return copy_or_check_format(call, which);
 }
 
-// An odd last column becomes a pair by itself.
+// If the width is odd, the last column becomes a pair of its own.
 output_shape whole_pairs(const strip_call &call, const converter &which) {
     output_shape shape = same_size(call, which);
     if (shape.width % 2 != 0 && shape.width < UINT32_MAX)

@@ -1,4 +1,4 @@
-// The colourmap and the colourmap record that an image carries.
+// The colourmap and the colourmap record of an image.
 #pragma once
 
 #include "core/types.h"

@@ -1,25 +1,29 @@
-// Line padding, strip counts and the consistency check that every operation runs first.
+// Line padding, strip counts and the image check that every operation runs first.
 #include "core/geometry.h"
 
-#include "core/formats.h"
 #include "core/image.h"
+#include "core/pixel_formats.h"
 #include "core/report.h"
 
 using namespace viq;
 
 namespace {
 
+// Details of the error code; those of a wrong depth are in the table of pixel formats.
+constexpr u32 no_colours = 0x07;
+constexpr u32 wrong_data_width = 0x0a;
 constexpr u32 unrecognised = 0x10;
 constexpr u32 no_alignment = 0x11;
 constexpr u32 line_too_long = 0x12;
 
-u32 refuse(u32 detail, const char *message) {
+u32 report_corrupt(u32 detail, const char *message) {
     return report("VIQ_image_check", VIQ_ERR_CORRUPT | detail, message);
 }
 
 u32 derive_line(tVIQ_Image &image);
 u32 check_format(tVIQ_Image &image);
-u32 shape_line(tVIQ_Image &image, line_shape shape);
+u32 check_content(const tVIQ_Image &image, const pixel_format &format);
+u32 set_unpadded_line(tVIQ_Image &image, const pixel_format &format);
 
 } // namespace
 
@@ -65,43 +69,47 @@ namespace {
 
 u32 derive_line(tVIQ_Image &image) {
     if (image.line_alignment == 0)
-        return refuse(no_alignment, "Line alignment is 0");
+        return report_corrupt(no_alignment, "Line alignment is 0");
     const u32 skip =
         VIQ_image_calc_skip_bytes(image.width, image.bits_per_pixel, image.line_alignment);
     const u64 line = skip + line_pixel_bytes(image.bits_per_pixel) * image.width;
     if (line > UINT32_MAX)
-        return refuse(line_too_long, "Line too long");
+        return report_corrupt(line_too_long, "Line too long");
     image.skip_bytes = skip;
     image.bytes_per_line = static_cast<u32>(line);
     return success;
 }
 
 u32 check_format(tVIQ_Image &image) {
-    const pixel_format *row = find_format(image.pixel_format);
-    if (row == nullptr)
-        return refuse(unrecognised, "Unrecognised image");
-    if (row->shape == line_shape::quarter)
+    const pixel_format *format = find_format(image.pixel_format);
+    if (format == nullptr)
+        return report_corrupt(unrecognised, "Unrecognised image");
+    if (format->line == line_shape::quarter)
         image.bytes_per_line /= 4;
-    if (row->code == VIQ_PALETTED && image.num_colours == 0)
-        return refuse(0x07, "Colourmap should not be 0 size");
-    if (row->code == VIQ_Y16 && (image.data_width < 1 || image.data_width > 16))
-        return refuse(0x0a, "Data width not between 1 and 16");
-    if (image.bits_per_pixel != row->bits_per_pixel)
-        return refuse(row->depth_detail, row->depth_message);
-    if (row->code == VIQ_Y8)
+    const u32 code = check_content(image, *format);
+    if (is_error(code))
+        return code;
+    if (image.bits_per_pixel != format->bits_per_pixel)
+        return report_corrupt(format->wrong_depth.detail, format->wrong_depth.message);
+    if (format->content == content_rule::data_width_becomes_8)
         image.data_width = 8;
-    return shape_line(image, row->shape);
+    return format->line == line_shape::unpadded ? set_unpadded_line(image, *format) : success;
 }
 
-u32 shape_line(tVIQ_Image &image, line_shape shape) {
-    const u64 pixel = shape == line_shape::eight_bytes  ? 8
-                      : shape == line_shape::four_bytes ? 4
-                                                        : 0;
-    if (pixel == 0)
-        return success;
-    if (pixel * image.width > UINT32_MAX)
-        return refuse(line_too_long, "Line too long");
-    image.bytes_per_line = static_cast<u32>(pixel * image.width);
+u32 check_content(const tVIQ_Image &image, const pixel_format &format) {
+    if (format.content == content_rule::needs_colourmap && image.num_colours == 0)
+        return report_corrupt(no_colours, "Colourmap should not be 0 size");
+    if (format.content == content_rule::data_width_1_to_16 &&
+        (image.data_width < 1 || image.data_width > 16))
+        return report_corrupt(wrong_data_width, "Data width not between 1 and 16");
+    return success;
+}
+
+u32 set_unpadded_line(tVIQ_Image &image, const pixel_format &format) {
+    const u64 line = u64{format.bytes_per_pixel} * image.width;
+    if (line > UINT32_MAX)
+        return report_corrupt(line_too_long, "Line too long");
+    image.bytes_per_line = static_cast<u32>(line);
     return success;
 }
 

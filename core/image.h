@@ -27,8 +27,7 @@ struct image_companion {
     unsigned handler_depth = 0; // error handlers that were running when the object was entered
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which the setters accept, is not in the map
-    u32 dib_option = 0;
-    void *wavelet = nullptr; // the record of a wavelet image, which its data points to
+    void *wavelet = nullptr;          // the record of a wavelet image, which its data points to
 };
 
 constexpr u32 handle_slots = 65537;

@@ -1,9 +1,9 @@
-// The lines of a strip, as operations walk them.
+// Line addresses and pixel sizes of strips.
 #pragma once
 
-#include "core/formats.h"
 #include "core/geometry.h"
 #include "core/image.h"
+#include "core/pixel_formats.h"
 
 namespace viq {
 
@@ -20,22 +20,12 @@ inline line_view lines_of(const tVIQ_Image &image) {
     return {image.data, image.width, image.lines_per_strip, image.bytes_per_line};
 }
 
-// Bytes of a pixel in the lines of a checked image; 1-bit pixels have none.
+// Bytes of a pixel in the lines of an image; 0 for 1-bit pixels.
 inline u32 bytes_per_pixel(const tVIQ_Image &image) {
-    const auto packed = static_cast<u32>(line_pixel_bytes(image.bits_per_pixel));
-    switch (find_format(image.pixel_format)->shape) {
-    case line_shape::quarter:
-        return packed / 4;
-    case line_shape::eight_bytes:
-        return 8;
-    case line_shape::four_bytes:
-        return 4;
-    default:
-        return packed;
-    }
+    return static_cast<u32>(pixel_bytes(image.pixel_format));
 }
 
-// The image holds its picture whole.
+// The strip is the whole picture.
 inline bool holds_picture(const tVIQ_Image &image) {
     return image.lines_per_strip >= image.height && has_lines(image, image.height);
 }

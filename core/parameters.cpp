@@ -2,8 +2,9 @@
 #include <cstring>
 #include <type_traits>
 
-#include "core/formats.h"
+#include "core/cmap_record.h"
 #include "core/image.h"
+#include "core/pixel_formats.h"
 #include "core/report.h"
 #include "core/subsystem_hooks.h"
 
@@ -17,7 +18,7 @@ constexpr u32 identification_size = 32;
 u32 set_pixel_format(tVIQ_Image &image, u32 format);
 u32 components_of(const tVIQ_Image &image);
 
-// The parameters that are one field of the object each; false for the others.
+// Calls `visit` with the field of a parameter; false if the parameter is not a field.
 template <class Visit> bool visit_field(tVIQ_Image &image, u16 id, Visit visit) {
     switch (id) {
     case VIQ_IMAGE_TYPE:
@@ -271,7 +272,7 @@ u16 VIQ_get_depth(u32 hImage) {
 
 namespace {
 
-// A refused code stays stored; the image check finds it again.
+// An unknown code is stored as well, so that the image check reports it again.
 u32 set_pixel_format(tVIQ_Image &image, u32 format) {
     image.pixel_format = static_cast<u16>(format);
     if (format == 0) {
@@ -284,8 +285,8 @@ u32 set_pixel_format(tVIQ_Image &image, u32 format) {
     image.bits_per_pixel = row->bits_per_pixel;
     if (row->data_width != 0)
         image.data_width = row->data_width;
-    if (format == VIQ_PALETTED && image.num_colours == 0)
-        image.num_colours = 256;
+    if (row->layout == pixel_layout::palette_index && image.num_colours == 0)
+        image.num_colours = colourmap_size;
     image.flags &= ~static_cast<u32>(VIQ_FLAG_DIB);
     return success;
 }

@@ -24,27 +24,13 @@ constexpr strip_transfer<> pattern_transfer = {
     .process = fill_strip,
 };
 
-u32 pattern_bytes(u32 bits_per_pixel) {
-    switch (bits_per_pixel) {
-    case 8:
-        return 1;
-    case 15:
-    case 16:
-        return 2;
-    case 24:
-        return 3;
-    case 32:
-        return 4;
-    default:
-        return 0;
-    }
-}
+constexpr u8 pattern_32[] = {0xAA, 0x55, 0xAA, 0x55};
+constexpr u64 most_bytes = sizeof pattern_32; // of a pixel
 
-void fill_line(u8 *line, u32 width, u32 bytes) {
-    constexpr u8 fixed[] = {0xAA, 0x55, 0xAA, 0x55};
+void fill_line(u8 *line, u32 width, u64 bytes) {
     for (u32 x = 0; x < width; ++x)
-        for (u32 byte = 0; byte < bytes; ++byte)
-            *line++ = bytes == 4 ? fixed[byte] : static_cast<u8>(x);
+        for (u64 byte = 0; byte < bytes; ++byte)
+            *line++ = bytes == most_bytes ? pattern_32[byte] : static_cast<u8>(x);
 }
 
 } // namespace
@@ -53,7 +39,7 @@ u32 VIQ_test_pattern(u32 hImage, u16 wMode) {
     return run_transfer(pattern_transfer, hImage, wMode);
 }
 
-// Lines stand back to back: the padding at their ends is not skipped.
+// The lines are stored without padding, also if the line alignment requires some.
 u32 VIQ_test_pattern_1_strip(u32 hImage) {
     const tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
@@ -61,9 +47,9 @@ u32 VIQ_test_pattern_1_strip(u32 hImage) {
     const u32 code = check_image(strip_name, hImage);
     if (is_error(code))
         return code;
-    const u32 bytes = pattern_bytes(image->bits_per_pixel);
-    const u64 line = u64{image->width} * bytes;
-    if (bytes == 0 || line > image->bytes_per_line)
+    const u64 bytes = line_pixel_bytes(image->bits_per_pixel);
+    const u64 line = image->width * bytes;
+    if (bytes == 0 || bytes > most_bytes || line > image->bytes_per_line)
         return report(strip_name, VIQ_ERR_UNSUPPORTED, "Unsupported image format");
     if (!has_lines(*image, image->lines_per_strip))
         return report_no_data(strip_name);

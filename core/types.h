@@ -8,6 +8,10 @@
 
 #include "viq.h"
 
+// Internal linkage and always inlined: the linker keeps only one copy of an ordinary inline
+// function, and a copy compiled for one instruction set must never serve the code of another.
+#define VIQ_FORMULA [[gnu::always_inline]] static inline
+
 namespace viq {
 
 using u8 = std::uint8_t;

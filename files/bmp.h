@@ -1,7 +1,7 @@
 // The layout of BMP files, shared by the reader and both writers.
 #pragma once
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/types.h"
 
 namespace viq {

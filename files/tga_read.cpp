@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/image.h"
 #include "core/report.h"
 #include "files/strip_file.h"

@@ -1,5 +1,5 @@
 // TGA writer: not compressed, top line first.
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/image.h"
 #include "files/strip_file.h"
 #include "files/tga.h"

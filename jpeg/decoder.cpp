@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/geometry.h"
 #include "core/report.h"
 #include "core/strip_driver.h"

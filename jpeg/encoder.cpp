@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/geometry.h"
+#include "core/pixel_formats.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 #include "jpeg/scan_writer.h"
@@ -21,7 +22,6 @@ constexpr const char *pad_name = "VIQ_pad_to_MCU_1_strip";
 
 bool accepts(u16 format);
 u32 check_input(const char *function, const tVIQ_Image &in);
-u32 pixel_size(u16 format);
 void pad_line(u8 *line, u32 width, u32 padded, u32 size);
 u32 set_up_jpeg(u32 hInImage, u32 hJpegImage);
 u32 code_picture(const tVIQ_Image &in, u32 hJpegImage);
@@ -91,7 +91,7 @@ u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage) {
         code = renew_strip(hPaddedImage);
     if (is_error(code))
         return code;
-    const u32 pixel = pixel_size(in.pixel_format);
+    const auto pixel = static_cast<u32>(pixel_bytes(in.pixel_format));
     for (u32 y = 0; y < size.height; ++y) {
         u8 *line = padded.data + strip_size(padded, y);
         if (y < in.height) {
@@ -115,13 +115,6 @@ u32 check_input(const char *function, const tVIQ_Image &in) {
     if (in.width == 0 || in.height == 0)
         return report(function, VIQ_ERR_CORRUPT, "Image has no size");
     return has_lines(in, in.height) ? success : report_no_data(function);
-}
-
-u32 pixel_size(u16 format) {
-    return format == VIQ_Y8                             ? 1
-           : format == VIQ_YUV422                       ? 2
-           : format == VIQ_RGB24 || format == VIQ_BGR24 ? 3
-                                                        : 4;
 }
 
 picture_size padded_size(const tVIQ_Image &in) {
@@ -189,7 +182,7 @@ bool prepare(band_source &source, const tVIQ_Image &in) {
     source.in = &in;
     source.size = padded_size(in);
     source.convert = nullptr;
-    const u32 pixel = pixel_size(in.pixel_format);
+    const auto pixel = static_cast<u32>(pixel_bytes(in.pixel_format));
     if (in.pixel_format != VIQ_Y8 && in.pixel_format != VIQ_YUV422)
         source.convert = find_row(in.pixel_format, VIQ_YUV422);
     if (source.convert == nullptr && !needs_padding(in))
@@ -203,7 +196,7 @@ band lines_of(band_source &source, u32 first) {
     const tVIQ_Image &in = *source.in;
     if (source.lines.empty())
         return {in.data + strip_size(in, first), in.bytes_per_line};
-    const u32 pixel = pixel_size(in.pixel_format);
+    const auto pixel = static_cast<u32>(pixel_bytes(in.pixel_format));
     const std::size_t line = source.lines.size() / block_lines;
     u8 *to = source.lines.data();
     for (u32 y = 0; y < block_lines; ++y, to += line) {

@@ -1,7 +1,7 @@
 // Histograms of HSI images: histogram_result, smoothing, matching.
 #include <cstdlib>
 
-#include "convert/pixel_formulas.h"
+#include "core/byte_order.h"
 #include "core/lines.h"
 #include "core/report.h"
 #include "core/strip_driver.h"

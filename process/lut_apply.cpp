@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "convert/converter.h"
+#include "convert/conversion_rows.h"
 #include "convert/pixel_formulas.h"
-#include "convert/rows.h"
+#include "core/format_checks.h"
 #include "core/process_lines.h"
 #include "core/report.h"
 #include "process/lookup_tables.h"
@@ -82,39 +82,24 @@ void map_rgb24(const byte_tables &tables, const u8 *from, u8 *to, u32 pixels) {
     }
 }
 
-// Positions and widths of the components in the word of a packed format.
-struct packed_fields {
-    u32 bytes;
-    u32 shift[3], bits[3]; // red, green, blue
-};
-
-packed_fields fields_of(u16 format) {
-    switch (format) {
-    case VIQ_RGB15:
-        return {2, {10, 5, 0}, {5, 5, 5}};
-    case VIQ_RGB16:
-        return {2, {11, 5, 0}, {5, 6, 5}};
-    default:
-        return {1, {5, 2, 0}, {3, 3, 2}};
-    }
-}
-
 // A component is shifted to the upper bits of a byte and mapped; the upper bits of the result are
 // stored.
-void map_packed(const byte_tables &tables, const packed_fields &fields, const u8 *from, u8 *to,
+void map_packed(const byte_tables &tables, const pixel_format &format, const u8 *from, u8 *to,
                 u32 pixels) {
+    const bit_field fields[3] = {format.fields.red, format.fields.green, format.fields.blue};
+    const u32 bytes = format.bytes_per_pixel;
     u16 mapped[3][64] = {};
     const u8 *const table[3] = {tables.red, tables.green, tables.blue};
     for (u32 n = 0; n < 3; ++n)
-        for (u32 v = 0; v < 1u << fields.bits[n]; ++v)
-            mapped[n][v] = static_cast<u16>(table[n][v << (8 - fields.bits[n])] >>
-                                            (8 - fields.bits[n]) << fields.shift[n]);
-    for (; pixels != 0; --pixels, from += fields.bytes, to += fields.bytes) {
-        const u32 word = fields.bytes == 2 ? load_word(from) : *from;
+        for (u32 v = 0; v < 1u << fields[n].bits; ++v)
+            mapped[n][v] = static_cast<u16>(table[n][v << (8 - fields[n].bits)] >>
+                                            (8 - fields[n].bits) << fields[n].shift);
+    for (; pixels != 0; --pixels, from += bytes, to += bytes) {
+        const u32 word = bytes == 2 ? load_word(from) : *from;
         u32 result = 0;
         for (u32 n = 0; n < 3; ++n)
-            result |= mapped[n][word >> fields.shift[n] & ((1u << fields.bits[n]) - 1)];
-        if (fields.bytes == 2)
+            result |= mapped[n][word >> fields[n].shift & ((1u << fields[n].bits) - 1)];
+        if (bytes == 2)
             store_word(to, result);
         else
             *to = static_cast<u8>(result);
@@ -169,7 +154,7 @@ void map_line(const tVIQ_Image &in, const lookup_table &lut, const byte_tables &
             return map_luma(tables, from, to, width / 2);
         return map_yuv(tables, from, to, width);
     default:
-        return map_packed(tables, fields_of(format), from, to, width);
+        return map_packed(tables, format_row(format), from, to, width);
     }
 }
 

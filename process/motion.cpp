@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "convert/converter.h"
+#include "core/format_checks.h"
 #include "core/lines.h"
 #include "core/report.h"
 #include "process/process_rows.h"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "convert/converter.h"
+#include "core/format_checks.h"
 #include "core/process_lines.h"
 #include "core/report.h"
 #include "process/process_rows.h"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "convert/converter.h"
+#include "core/format_checks.h"
 #include "core/process_lines.h"
 #include "core/report.h"
 #include "process/crop.h"

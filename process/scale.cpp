@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "convert/converter.h"
+#include "core/format_checks.h"
 #include "core/lines.h"
 #include "core/report.h"
 #include "process/process_rows.h"

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <span>
 
-#include "convert/pixel_formulas.h"
+#include "core/byte_order.h"
 #include "core/lines.h"
 #include "core/report.h"
 #include "core/strip_driver.h"

@@ -1,7 +1,7 @@
 // Subsampling and pixel replication by integer factors.
 #include <cstring>
 
-#include "convert/converter.h"
+#include "core/format_checks.h"
 #include "core/lines.h"
 #include "core/report.h"
 

@@ -1,5 +1,5 @@
 // Thresholding of grey images.
-#include "convert/converter.h"
+#include "core/format_checks.h"
 #include "core/process_lines.h"
 #include "process/process_rows.h"
 

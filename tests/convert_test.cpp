@@ -1,7 +1,7 @@
 // The converters with every instruction set: accepted formats, strips, sequences, and the selection
 // by the dispatcher. The plain row kernels, which have their own tests, are the reference.
+#include "convert/conversion_rows.h"
 #include "convert/hue_table.h"
-#include "convert/rows.h"
 #include "tests/support.h"
 
 namespace viq {

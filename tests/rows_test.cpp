@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "convert/rows.h"
+#include "convert/conversion_rows.h"
 #include "core/cpu.h"
 
 namespace viq {

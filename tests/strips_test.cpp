@@ -1,8 +1,10 @@
 // Strip geometry, the image check, copying, memory images, test pattern and small utilities.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 
+#include "core/byte_order.h"
 #include "tests/support.h"
 
 namespace viq {
@@ -317,6 +319,26 @@ TEST(ByteOrder, FilesAndMemoryHoldTheSameBytes) {
     std::fseek(f, -1, SEEK_END);
     EXPECT_EQ(VIQ_fget_ui16i(f), 0xFFD4);
     std::fclose(f);
+}
+
+TEST(ByteOrder, SixtyFourBitValuesAreStoredInFull) {
+    const u64 value = 0x8192A3B4C5D6E7F8;
+    const bytes ascending = {0xF8, 0xE7, 0xD6, 0xC5, 0xB4, 0xA3, 0x92, 0x81};
+    for (const endian order : {endian::little, endian::big}) {
+        bytes expected = ascending;
+        if (order == endian::big)
+            std::reverse(expected.begin(), expected.end());
+        bytes memory(sizeof value);
+        store<u64>(memory.data(), value, order);
+        EXPECT_EQ(memory, expected);
+        EXPECT_EQ(load<u64>(memory.data(), order), value);
+
+        const std::string name = scratch_file("wide_value");
+        std::FILE *f = std::fopen(name.c_str(), "wb");
+        write<u64>(f, value, order);
+        std::fclose(f);
+        EXPECT_EQ(read_file(name), expected);
+    }
 }
 
 TEST(NumberParser, StepsThroughALineOfText) {

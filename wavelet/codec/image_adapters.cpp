@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/geometry.h"
+#include "core/pixel_formats.h"
 #include "core/report.h"
 #include "wavelet/codec/wavelet_record.h"
 #include "wavelet/stages/lifting_kernels.h"
@@ -76,14 +77,14 @@ u32 write_component(void *context, u32 x, u32 y, const region &delivered) {
 u32 describe_image(tVIQ_Image &image, const output_description &output) {
     struct described_type {
         u32 type;
-        u16 format, bits_per_pixel;
+        u16 format;
     };
     constexpr described_type types[] = {
-        {type_bytes, VIQ_Y8, 8},         {type_signed_16, VIQ_WORK103, 16},
-        {type_unsigned_16, VIQ_Y16, 16}, {type_jpeg_work, VIQ_JPEG_WORK100, 32},
-        {type_rgb15, VIQ_RGB15, 16},     {type_rgb16, VIQ_RGB16, 16},
-        {type_rgb24, VIQ_RGB24, 24},     {type_rgb8, VIQ_RGB8, 8},
-        {type_rgbx32, VIQ_RGBX32, 32},   {type_yuv422, VIQ_YUV422, 16},
+        {type_bytes, VIQ_Y8},        {type_signed_16, VIQ_WORK103},
+        {type_unsigned_16, VIQ_Y16}, {type_jpeg_work, VIQ_JPEG_WORK100},
+        {type_rgb15, VIQ_RGB15},     {type_rgb16, VIQ_RGB16},
+        {type_rgb24, VIQ_RGB24},     {type_rgb8, VIQ_RGB8},
+        {type_rgbx32, VIQ_RGBX32},   {type_yuv422, VIQ_YUV422},
     };
     if (output.height == 0) {
         describe_as_stream(image);
@@ -92,11 +93,13 @@ u32 describe_image(tVIQ_Image &image, const output_description &output) {
     for (const described_type &row : types)
         if (row.type == output.type) {
             image.pixel_format = row.format;
-            image.bits_per_pixel = row.bits_per_pixel;
+            // RGB15 is described with 16 bits, its size in memory.
+            const std::size_t pixel = pixel_bytes(row.format);
+            image.bits_per_pixel = static_cast<u16>(8 * pixel);
             image.width = output.width;
             image.height = output.height;
             image.lines_per_strip = output.height;
-            const u64 line = u64{row.bits_per_pixel} / 8 * output.width;
+            const u64 line = u64{pixel} * output.width;
             image.bytes_per_line = static_cast<u32>((line + 1) / 2 * 2);
             return success;
         }

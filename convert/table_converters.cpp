@@ -1,9 +1,9 @@
-// Converters that look their results up.
+// Converters that read their results from conversion tables.
 #include <algorithm>
 #include <iterator>
 
+#include "convert/conversion_tables.h"
 #include "convert/converter.h"
-#include "convert/lut.h"
 #include "convert/pixel_formulas.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -12,7 +12,7 @@ using namespace viq;
 
 namespace {
 
-verdict accept_for_paletted(const strip_call &call, const converter &which);
+verdict check_unless_y16(const strip_call &call, const converter &which);
 u32 make_missing_table(const strip_call &call);
 u32 convert_by_table(const strip_call &call);
 
@@ -21,7 +21,7 @@ strip_sequence sequences[10];
 constexpr converter make_by_table(const char *name, const char *worker_name,
                                   strip_sequence &sequence, u16 target) {
     converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
-    made.operation.check_before_header = demand_even_yuv422;
+    made.operation.check_before_header = check_even_yuv422;
     made.operation.check_pixels = {};
     made.operation.complete_output = make_missing_table;
     made.operation.process = convert_by_table;
@@ -34,7 +34,7 @@ constexpr converter make_to_paletted() {
                       sequences[9], VIQ_PALETTED);
     made.accepted = formats(VIQ_RGB16, VIQ_Y8, VIQ_Y16);
     made.operation.check_before_header = {};
-    made.operation.check_pixels = accept_for_paletted;
+    made.operation.check_pixels = check_unless_y16;
     return made;
 }
 
@@ -59,57 +59,61 @@ constexpr converter from_yuv422[] = {
                   VIQ_PALETTED),
 };
 
-constexpr converter to_paletted = make_to_paletted();
+} // namespace
 
-const converter *by_table(u16 target) {
+namespace viq {
+
+constexpr converter to_paletted_by_table = make_to_paletted();
+
+const converter *yuv422_table_converter(u16 target) {
     return find_converter(from_yuv422, target);
 }
 
-} // namespace
+} // namespace viq
 
 u32 VIQ_convert_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(to_paletted, hInImage, hOutImage, wStripCommand);
+    return run(to_paletted_by_table, hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_RGB24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_RGB24), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_RGB24), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_BGR24_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_BGR24), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_BGR24), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_RGBX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_RGBX32), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_RGBX32), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_BGRX32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_BGRX32), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_BGRX32), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_XBGR32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_XBGR32), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_XBGR32), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_XRGB32_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_XRGB32), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_XRGB32), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_RGB16_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_RGB16), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_RGB16), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_RGB15_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_RGB15), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_RGB15), hInImage, hOutImage, wStripCommand);
 }
 
 u32 VIQ_YUV422_to_paletted_LUT(u32 hInImage, u32 hOutImage, u16 wStripCommand) {
-    return run(*by_table(VIQ_PALETTED), hInImage, hOutImage, wStripCommand);
+    return run(*yuv422_table_converter(VIQ_PALETTED), hInImage, hOutImage, wStripCommand);
 }
 
 namespace {
 
-// ---- Rows
+// ---- Lines by table
 
 using lut_row = void (*)(const u8 *source, u8 *target, u32 pixels, const lut_view &,
                          const row_options &);
@@ -120,7 +124,7 @@ void row_by_byte(const u8 *source, u8 *target, u32 pixels, const lut_view &lut,
         target[x] = lut.bytes[source[x]];
 }
 
-// A word beyond the table reads its last entry.
+// A word beyond the end of the table reads its last entry.
 void row_by_word(const u8 *source, u8 *target, u32 pixels, const lut_view &lut,
                  const row_options &) {
     const u32 last = lut.entries - 1;
@@ -142,25 +146,27 @@ VIQ_FORMULA void put_entry(u8 *pixel, u32 index, const lut_view &lut, const row_
         *pixel = lut.bytes[index];
     } else {
         const u32 word = load_word(lut.bytes + std::size_t{2} * index);
-        if constexpr (target == VIQ_RGB15 || target == VIQ_RGB16)
+        if constexpr (has_bit_fields(target))
             store_word(pixel, word);
         else
-            pack<target>(pixel, unpack_rgb16(word), options);
+            pack<target>(pixel, unpack_fields<VIQ_RGB16>(word), options);
     }
 }
 
 template <u16 target>
 void row_by_yuv(const u8 *source, u8 *to, u32 pixels, const lut_view &lut,
                 const row_options &options) {
-    constexpr u32 size = pixel_bytes(target);
-    for (u32 x = 0; x < pixels; x += 2, source += 4, to += std::size_t{2} * size) {
-        const u32 chroma = chroma_index<target>(source[1], source[3]);
-        put_entry<target>(to, luma_index<target>(source[0]) | chroma, lut, options);
-        put_entry<target>(to + size, luma_index<target>(source[2]) | chroma, lut, options);
+    constexpr std::size_t size = pixel_bytes(target);
+    for (u32 x = 0; x < pixels; x += 2, source += pair_size, to += 2 * size) {
+        const u32 chroma = chroma_index<target>(source[pair_bytes.u], source[pair_bytes.v]);
+        put_entry<target>(to, luma_index<target>(source[pair_bytes.first_y]) | chroma, lut,
+                          options);
+        put_entry<target>(to + size, luma_index<target>(source[pair_bytes.second_y]) | chroma, lut,
+                          options);
     }
 }
 
-// ----
+// ---- Steps
 
 struct lut_route {
     u16 input, output, type;
@@ -188,11 +194,11 @@ const lut_route &route_of(const strip_call &call) {
     });
 }
 
-// The data width of grey words is the table's affair.
-verdict accept_for_paletted(const strip_call &call, const converter &which) {
+// The conversion table checks the data width of 16-bit grey.
+verdict check_unless_y16(const strip_call &call, const converter &which) {
     if (call.in->pixel_format == VIQ_Y16)
         return proceed;
-    return copy_or_accept(call, which);
+    return copy_or_check_format(call, which);
 }
 
 u32 make_missing_table(const strip_call &call) {

@@ -1,7 +1,6 @@
-// Row kernels for AVX2. This source is the only one of the converters compiled for that set, and
-// nothing in it is visible outside but its table.
+// Row kernels for AVX2. Only the table has external linkage.
+#include "convert/conversion_row_tables.h"
 #include "convert/planes_avx2.h"
-#include "convert/row_tables.h"
 
 namespace viq {
 
@@ -17,8 +16,8 @@ template <std::size_t source_size, std::size_t target_size, class Block>
     }
 }
 
-// Runs a worker over blocks of 32 pixels. What is left at the end of the row passes through copies,
-// so that the worker always has a whole block and the row's neighbours are never touched.
+// Runs a worker over blocks of 32 pixels. The rest of the row is processed in copies, so that the
+// worker always has a whole block and nothing outside the row is accessed.
 template <std::size_t source_size, std::size_t target_size, class Block>
 void run_blocks(const u8 *source, u8 *target, u32 pixels, bool keeps_target, Block convert) {
     const std::size_t blocks = pixels / block;
@@ -44,15 +43,11 @@ template <u16 format> VIQ_FORMULA planes load(const u8 *source, const row_option
     } else if constexpr (format == VIQ_Y16) {
         const bytes32 grey = load_y16(source, options.shift);
         return {grey, grey, grey};
-    } else if constexpr (format == VIQ_RGB15) {
-        const words2 words = load_words(source);
-        return {bytes_right<7>(words), bytes_right<2>(words), low_bytes_left3(words)};
-    } else if constexpr (format == VIQ_RGB16) {
-        const words2 words = load_words(source);
-        return {bytes_right<8>(words), bytes_right<3>(words), low_bytes_left3(words)};
+    } else if constexpr (has_bit_fields(format)) {
+        return load_fields<format>(source);
     } else if constexpr (format == VIQ_YUV422) {
         return load_yuv(source);
-    } else if constexpr (order_of(format).size == 3) {
+    } else if constexpr (rgb_pixel_bytes(format) == 3) {
         return load_three<format>(source);
     } else {
         return load_four<format>(source);
@@ -63,27 +58,23 @@ template <u16 format>
 VIQ_FORMULA void store(u8 *target, const planes &p, const row_options &options) {
     if constexpr (format == VIQ_Y8)
         store32(target, luminance(p));
-    else if constexpr (format == VIQ_RGB8)
-        store32(target, pack_rgb8(p));
-    else if constexpr (format == VIQ_RGB15)
-        store_words(target, pack_rgb15(p));
-    else if constexpr (format == VIQ_RGB16)
-        store_words(target, pack_rgb16(p));
-    else if constexpr (order_of(format).size == 3)
+    else if constexpr (has_bit_fields(format))
+        store_fields<format>(target, p);
+    else if constexpr (rgb_pixel_bytes(format) == 3)
         store_three<format>(target, p);
     else
         store_four<format>(target, p, options.keep_spare);
 }
 
-// ---- Pairs of formats with a shorter way than a load and a store
+// ---- Pairs of formats that are faster than a load and a store
 
-// The place, in a source pixel, of the component at a place of a target pixel.
-template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_place(u32 place) {
-    constexpr byte_order from = order_of(input);
-    constexpr byte_order to = order_of(output);
-    if (place == to.spare)
+// The position, in a source pixel, of the component at a position of a target pixel.
+template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_position(u32 position) {
+    constexpr rgb_positions from = format_row(input).rgb;
+    constexpr rgb_positions to = format_row(output).rgb;
+    if (position == to.spare)
         return no_byte;
-    return place == to.red ? from.red : place == to.green ? from.green : from.blue;
+    return position == to.red ? from.red : position == to.green ? from.green : from.blue;
 }
 
 template <u16 output> VIQ_FORMULA void store_eight(u8 *target, bytes32 pixels, bool keep_spare) {
@@ -93,56 +84,58 @@ template <u16 output> VIQ_FORMULA void store_eight(u8 *target, bytes32 pixels, b
 template <u16 input, u16 output>
 VIQ_FORMULA void reorder_to_four(const u8 *source, u8 *target, bool keep_spare) {
     for (u32 n = 0; n < 4; n++, source += 8 * pixel_bytes(input), target += 32) {
-        const bytes32 pixels = shuffle_eight<input>(load_eight<input>(source), [](u32 place) {
-            return place / 4 * order_of(input).size + source_place<input, output>(place % 4);
+        const bytes32 pixels = shuffle_eight<input>(load_eight<input>(source), [](u32 position) {
+            return position / 4 * rgb_pixel_bytes(input) +
+                   source_position<input, output>(position % 4);
         });
         store_eight<output>(target, pixels, keep_spare);
     }
 }
 
-// Piece n of the source gives 12 bytes, which end 12 (n + 1) bytes into the target: they are turned
-// round in their register to where they stand there.
-template <u16 input, u16 output, u32 n> VIQ_FORMULA bytes32 twelve_in_place(const u8 *source) {
-    static constexpr lane_bytes order = lane_of([](u32 place) {
-        const u32 byte = (place + 4 * n) % 16;
-        return byte < 12 ? byte / 3 * 4 + source_place<input, output>(byte % 3) : no_byte;
+// The 12 target bytes of piece n of the source, at their positions in the piece of the target where
+// they start; bytes beyond its end wrap to the start of the register.
+template <u16 input, u16 output, u32 n> VIQ_FORMULA bytes32 shuffle_12_bytes(const u8 *source) {
+    static constexpr lane_bytes order = lane_of([](u32 position) {
+        const u32 byte = (position + 4 * n) % 16;
+        return byte < 12 ? byte / 3 * 4 + source_position<input, output>(byte % 3) : no_byte;
     });
     return _mm256_shuffle_epi8(load_piece<4>(source, n), both_lanes(order));
 }
 
 template <u16 input, u16 output>
 VIQ_FORMULA void reorder_four_to_three(const u8 *source, u8 *target) {
-    const bytes32 a = twelve_in_place<input, output, 0>(source);
-    const bytes32 b = twelve_in_place<input, output, 1>(source);
-    const bytes32 c = twelve_in_place<input, output, 2>(source);
-    const bytes32 d = twelve_in_place<input, output, 3>(source);
+    const bytes32 a = shuffle_12_bytes<input, output, 0>(source);
+    const bytes32 b = shuffle_12_bytes<input, output, 1>(source);
+    const bytes32 c = shuffle_12_bytes<input, output, 2>(source);
+    const bytes32 d = shuffle_12_bytes<input, output, 3>(source);
     store_piece<3>(target, 0, _mm256_blend_epi32(a, b, 0x88));
     store_piece<3>(target, 1, _mm256_blend_epi32(b, c, 0xCC));
     store_piece<3>(target, 2, _mm256_blend_epi32(c, d, 0xEE));
 }
 
-// What piece m of sixteen pixels gives to piece n when red and blue change places.
-template <u32 n, u32 m> VIQ_FORMULA bytes32 turned(bytes32 piece) {
-    static constexpr lane_bytes order = lane_of([](u32 place) {
-        const u32 byte = 16 * n + place;
+// The bytes of piece m of 16 pixels that belong to piece n when red and blue are swapped.
+template <u32 n, u32 m> VIQ_FORMULA bytes32 swapped_bytes(bytes32 piece) {
+    static constexpr lane_bytes order = lane_of([](u32 position) {
+        const u32 byte = 16 * n + position;
         const u32 from = byte + 2 - byte % 3 * 2;
         return from / 16 == m ? from % 16 : no_byte;
     });
     return _mm256_shuffle_epi8(piece, both_lanes(order));
 }
 
-VIQ_FORMULA void turn_three(const u8 *source, u8 *target) {
+VIQ_FORMULA void swap_red_blue_24(const u8 *source, u8 *target) {
     const bytes32 a = load_piece<3>(source, 0);
     const bytes32 b = load_piece<3>(source, 1);
     const bytes32 c = load_piece<3>(source, 2);
-    const bytes32 sides = _mm256_or_si256(turned<1, 0>(a), turned<1, 2>(c));
-    store_piece<3>(target, 0, _mm256_or_si256(turned<0, 0>(a), turned<0, 1>(b)));
-    store_piece<3>(target, 1, _mm256_or_si256(turned<1, 1>(b), sides));
-    store_piece<3>(target, 2, _mm256_or_si256(turned<2, 1>(b), turned<2, 2>(c)));
+    const bytes32 sides = _mm256_or_si256(swapped_bytes<1, 0>(a), swapped_bytes<1, 2>(c));
+    store_piece<3>(target, 0, _mm256_or_si256(swapped_bytes<0, 0>(a), swapped_bytes<0, 1>(b)));
+    store_piece<3>(target, 1, _mm256_or_si256(swapped_bytes<1, 1>(b), sides));
+    store_piece<3>(target, 2, _mm256_or_si256(swapped_bytes<2, 1>(b), swapped_bytes<2, 2>(c)));
 }
 
 template <u32 n> VIQ_FORMULA bytes32 tripled(bytes32 grey) {
-    static constexpr lane_bytes order = lane_of([](u32 place) { return (16 * n + place) / 3; });
+    static constexpr lane_bytes order =
+        lane_of([](u32 position) { return (16 * n + position) / 3; });
     return _mm256_shuffle_epi8(grey, both_lanes(order));
 }
 
@@ -153,9 +146,11 @@ VIQ_FORMULA void grey_to_three(bytes32 grey, u8 *target) {
 }
 
 template <u16 output> VIQ_FORMULA void grey_to_four(const u8 *source, u8 *target, bool keep_spare) {
-    static constexpr lane_bytes lane0 = lane_of(
-        [](u32 place) { return place % 4 == order_of(output).spare ? no_byte : place / 4; });
-    static constexpr lane_bytes lane1 = lane_of([](u32 place) { return lane0.at[place] + 4u; });
+    static constexpr lane_bytes lane0 = lane_of([](u32 position) {
+        return position % 4 == format_row(output).rgb.spare ? no_byte : position / 4;
+    });
+    static constexpr lane_bytes lane1 =
+        lane_of([](u32 position) { return lane0.at[position] + 4u; });
     for (u32 n = 0; n < 4; n++, source += 8, target += 32) {
         long long eight = 0;
         std::memcpy(&eight, source, sizeof eight);
@@ -190,8 +185,10 @@ VIQ_FORMULA bytes32 rgb8_to_rgb16(bytes32 words) {
 
 // ---- HSI
 
-// 255 less the quotient of 255 times the least component and the intensity, 0 for a black pixel.
-// Quotients stay below 65,026 and their fractions above 1/256, so that single precision is exact.
+static_assert(hsi_bytes.hue == 0 && hsi_bytes.saturation == 2 && hsi_bytes.intensity == 3);
+
+// 255 * least / intensity, as in the saturation formula, modulo 256. Quotients are below 65,026 and
+// at least 1/255 below the next integer, so that truncation is exact in single precision.
 VIQ_FORMULA __m256i quotients(__m128i least, __m128i intensity) {
     const __m256 dividend =
         _mm256_cvtepi32_ps(_mm256_mullo_epi32(_mm256_cvtepu8_epi32(least), _mm256_set1_epi32(255)));
@@ -201,7 +198,7 @@ VIQ_FORMULA __m256i quotients(__m128i least, __m128i intensity) {
     return _mm256_and_si256(quotient, _mm256_set1_epi32(0xFF));
 }
 
-// Sixteen pixels of one lane.
+// The saturation of the 16 pixels of a lane.
 VIQ_FORMULA __m128i lane_saturation(__m128i least, __m128i intensity) {
     const __m256i words =
         _mm256_packus_epi32(quotients(least, intensity),
@@ -214,10 +211,10 @@ VIQ_FORMULA __m128i lane_saturation(__m128i least, __m128i intensity) {
 }
 
 VIQ_FORMULA i16 pair_hue(const u8 *pair, const u16 *hue) {
-    return static_cast<i16>(hue[pair[1] << 8 | pair[3]]);
+    return static_cast<i16>(hue[hue_index(pair[pair_bytes.u], pair[pair_bytes.v])]);
 }
 
-// The hues of eight pairs in the words of a lane.
+// The hues of 8 pairs, one word each.
 VIQ_FORMULA __m128i lane_hues(const u8 *pairs, const u16 *hue) {
     return _mm_setr_epi16(pair_hue(pairs, hue), pair_hue(pairs + 4, hue), pair_hue(pairs + 8, hue),
                           pair_hue(pairs + 12, hue), pair_hue(pairs + 16, hue),
@@ -238,11 +235,11 @@ VIQ_FORMULA void yuv_to_hsi(const u8 *source, u8 *target, const u16 *hue) {
 
     const bytes32 of_pairs = _mm256_set_m128i(lane_hues(source + 32, hue), lane_hues(source, hue));
     const words2 ranks = interleave(intensity, _mm256_setzero_si256());
-    const bytes32 darkest = splat16(darkest_hued);
-    const bytes32 unreliable = splat16(unreliable_hue);
-    const words2 hues = {_mm256_blendv_epi8(_mm256_unpacklo_epi16(of_pairs, of_pairs), unreliable,
+    const bytes32 darkest = splat16(least_hued_intensity);
+    const bytes32 without_hue = splat16(default_hue);
+    const words2 hues = {_mm256_blendv_epi8(_mm256_unpacklo_epi16(of_pairs, of_pairs), without_hue,
                                             _mm256_cmpgt_epi16(darkest, ranks.low)),
-                         _mm256_blendv_epi8(_mm256_unpackhi_epi16(of_pairs, of_pairs), unreliable,
+                         _mm256_blendv_epi8(_mm256_unpackhi_epi16(of_pairs, of_pairs), without_hue,
                                             _mm256_cmpgt_epi16(darkest, ranks.high))};
     const words2 rest = interleave(saturation, intensity);
     store_piece<4>(target, 0, _mm256_unpacklo_epi16(hues.low, rest.low));
@@ -253,30 +250,26 @@ VIQ_FORMULA void yuv_to_hsi(const u8 *source, u8 *target, const u16 *hue) {
 
 // ---- Rows
 
-VIQ_FORMULA constexpr bool is_grey(u16 format) {
-    return format == VIQ_Y8 || format == VIQ_Y16;
-}
-
 template <u16 input, u16 output>
 VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &options) {
-    constexpr byte_order from = order_of(input);
-    constexpr byte_order to = order_of(output);
-    if constexpr (from.size != 0 && to.size == 4) {
+    constexpr std::size_t from = rgb_pixel_bytes(input);
+    constexpr std::size_t to = rgb_pixel_bytes(output);
+    if constexpr (from != 0 && to == 4) {
         reorder_to_four<input, output>(source, target, options.keep_spare);
-    } else if constexpr (from.size == 4 && to.size == 3) {
+    } else if constexpr (from == 4 && to == 3) {
         reorder_four_to_three<input, output>(source, target);
-    } else if constexpr (from.size == 3 && to.size == 3) {
-        turn_three(source, target);
+    } else if constexpr (from == 3 && to == 3) {
+        swap_red_blue_24(source, target);
     } else if constexpr (is_grey(input) && output == VIQ_Y8) {
         store32(target, load<input>(source, options).green);
-    } else if constexpr (is_grey(input) && to.size == 3) {
+    } else if constexpr (is_grey(input) && to == 3) {
         grey_to_three(load<input>(source, options).green, target);
-    } else if constexpr (input == VIQ_Y8 && to.size == 4) {
+    } else if constexpr (input == VIQ_Y8 && to == 4) {
         grey_to_four<output>(source, target, options.keep_spare);
-    } else if constexpr (from.size != 0 && output == VIQ_YUV422) {
+    } else if constexpr (from != 0 && output == VIQ_YUV422) {
         sixteen_to_yuv<input>(source, target);
         sixteen_to_yuv<input>(source + 16 * pixel_bytes(input), target + 32);
-    } else if constexpr (from.size == 4 && output == VIQ_Y8) {
+    } else if constexpr (from == 4 && output == VIQ_Y8) {
         store32(target, luminance_of_four<input>(source));
     } else if constexpr (input == VIQ_Y8 && output == VIQ_Y16) {
         y8_to_y16(source, target, options.shift);
@@ -317,7 +310,8 @@ void to_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &opt
     }
 }
 
-// Paletted rows pass, part by part, through the colourmap's own layout, which is that of RGBX32.
+// Paletted rows are expanded to colourmap entries, 256 pixels at a time, and converted from those.
+// The layout of an entry is that of RGBX32.
 template <u16 output>
 void paletted_row(const u8 *source, u8 *target, u32 pixels, const row_options &options) {
     static_assert(sizeof(tVIQ_Colour) == pixel_bytes(VIQ_RGBX32));
@@ -338,7 +332,7 @@ void paletted_row(const u8 *source, u8 *target, u32 pixels, const row_options &o
     }
 }
 
-// Null where the plain kernel is as good: lookups of one value a pixel.
+// Null if the plain kernel is as fast: one table lookup per pixel.
 template <u16 input, u16 output> constexpr row_kernel choose() {
     if constexpr (input == VIQ_PALETTED && (output == VIQ_Y8 || output == VIQ_CMYK32))
         return nullptr;
@@ -356,7 +350,8 @@ template <u16 input, u16 output> struct avx2_kernels {
 
 // ---- Bins
 
-// The low bytes of words, cut to a number of bits and moved to their place in the bin.
+// Shift counts that reduce the low bytes of words to a number of bits and move these to their
+// position in the bin.
 struct bin_field {
     __m128i right, left;
 };
@@ -398,7 +393,7 @@ template <u16 format> void bins_row(const u8 *source, u16 *bins, u32 pixels, con
 
 } // namespace
 
-constexpr row_table avx2_rows =
-    make_rows<avx2_kernels>(bins_row<VIQ_RGB24>, bins_row<VIQ_Y8>, bins_row<VIQ_Y16>, all_slots());
+constexpr row_table avx2_rows = make_rows<avx2_kernels>(bins_row<VIQ_RGB24>, bins_row<VIQ_Y8>,
+                                                        bins_row<VIQ_Y16>, all_formats());
 
 } // namespace viq

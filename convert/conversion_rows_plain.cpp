@@ -1,16 +1,16 @@
-// Row kernels for every machine: plain loops over the pixel formulas.
-#include "convert/row_tables.h"
+// Row kernels in portable C++: loops over the pixel formulas, and the reference for all others.
+#include "convert/conversion_row_tables.h"
 
 namespace viq {
 
 namespace {
 
-// Calls a loop with a copy of the options, which no store into the row can change, and with a spare
-// rule that the compiler knows.
+// Calls a loop with a local copy of the options, which stores into the row cannot alias, and with
+// keep_spare as a constant.
 template <u16 output, class Loop> VIQ_FORMULA void with_known(const row_options &given, Loop loop) {
     row_options options = given;
     options.keep_spare = false;
-    if (order_of(output).size == 4 && given.keep_spare) {
+    if (rgb_pixel_bytes(output) == 4 && given.keep_spare) {
         options.keep_spare = true;
         loop(options);
     } else {
@@ -45,12 +45,12 @@ void from_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &g
         const u8 *pair = source;
         u8 *to = target;
         for (u32 x = 0; x < pixels / 2; x++) {
-            const u8 u = pair[1];
-            const u8 v = pair[3];
-            const u8 second = pair[2];
-            pack_from_yuv<output>(to, {pair[0], u, v}, options);
+            const u8 u = pair[pair_bytes.u];
+            const u8 v = pair[pair_bytes.v];
+            const u8 second = pair[pair_bytes.second_y];
+            pack_from_yuv<output>(to, {pair[pair_bytes.first_y], u, v}, options);
             pack_from_yuv<output>(to + pixel_bytes(output), {second, u, v}, options);
-            pair += 4;
+            pair += pair_size;
             to += 2 * pixel_bytes(output);
         }
     });
@@ -59,7 +59,7 @@ void from_yuv_row(const u8 *source, u8 *target, u32 pixels, const row_options &g
 template <u16 input>
 void to_yuv_row(const u8 *source, u8 *pair, u32 pixels, const row_options &options) {
     constexpr std::size_t size = pixel_bytes(input);
-    for (; pixels > 1; pixels -= 2, source += 2 * size, pair += 4)
+    for (; pixels > 1; pixels -= 2, source += 2 * size, pair += pair_size)
         pack_yuv_pair(pair, unpack<input>(source, options), unpack<input>(source + size, options));
     if (pixels != 0)
         pack_yuv_pair(pair, unpack<input>(source, options), unpack<input>(source, options));
@@ -90,7 +90,7 @@ void bins_row(const u8 *source, u16 *bins, u32 pixels, const bin_rule &given) {
 
 } // namespace
 
-constexpr row_table plain_rows =
-    make_rows<plain_kernels>(bins_row<VIQ_RGB24>, bins_row<VIQ_Y8>, bins_row<VIQ_Y16>, all_slots());
+constexpr row_table plain_rows = make_rows<plain_kernels>(bins_row<VIQ_RGB24>, bins_row<VIQ_Y8>,
+                                                          bins_row<VIQ_Y16>, all_formats());
 
 } // namespace viq

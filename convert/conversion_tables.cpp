@@ -1,5 +1,5 @@
-// Conversion lookup tables: making them, freeing them, saving and loading.
-#include "convert/lut.h"
+// Conversion lookup tables: generating, freeing, saving and loading.
+#include "convert/conversion_tables.h"
 
 #include "convert/closest_colour.h"
 #include "convert/pixel_formulas.h"
@@ -12,19 +12,20 @@ using namespace viq;
 
 namespace {
 
-// A table of words packs each colour; a table of bytes has the nearest entry of a colourmap.
+// A table of words holds packed colours; a table of bytes holds indices of the nearest colours of a
+// colourmap.
 struct lut_rule {
     u16 type;
     const char *generator;
     const char *no_memory;
-    u32 entries; // 0: by the data width
+    u32 entries; // 0: 2 to the power of the data width
     rgb (*colour)(u32 index, u32 shift);
-    u32 (*pack)(rgb colour); // null: a table of bytes
+    u32 (*pack)(rgb colour); // null for a table of bytes
 };
 
 struct lut {
     std::vector<u8> bytes;
-    u16 data_width = 0; // of the images that it is for; 0: any
+    u16 data_width = 0; // of the images that the table is for; 0: any
 };
 
 constexpr u32 lut_types = 6;
@@ -34,8 +35,8 @@ const lut_rule *find_rule(u16 type);
 lut &table_of(const lut_rule &rule);
 u32 generate(const lut_rule &rule, u32 hImage);
 u32 destroy(u16 type);
-u32 find_for_file(const char *function, u32 hImage, u16 type, const char *path,
-                  const lut_rule *&rule);
+u32 find_rule_for_file(const char *function, u32 hImage, u16 type, const char *path,
+                       const lut_rule *&rule);
 u32 check_fit(const char *function, const lut &table, const tVIQ_Image &image);
 u32 make_room(const char *function, const lut_rule &rule, const tVIQ_Image &image, lut &made);
 u32 report_unavailable(const char *function);
@@ -62,7 +63,7 @@ u32 VIQ_image_conv_LUT_destroy(u16 wLUTType) {
 u32 VIQ_image_conv_LUT_save(u32 hImage, u16 wLUTType, const char *pszFileName) {
     constexpr const char *name = "VIQ_image_conv_LUT_save";
     const lut_rule *rule = nullptr;
-    u32 code = find_for_file(name, hImage, wLUTType, pszFileName, rule);
+    u32 code = find_rule_for_file(name, hImage, wLUTType, pszFileName, rule);
     if (is_error(code))
         return code;
     const lut &table = table_of(*rule);
@@ -78,11 +79,11 @@ u32 VIQ_image_conv_LUT_save(u32 hImage, u16 wLUTType, const char *pszFileName) {
     return close_file(name, file);
 }
 
-// The table takes the place of the old one once it has been read whole.
+// The existing table is replaced only after the whole file has been read.
 u32 VIQ_image_conv_LUT_load(u32 hImage, u16 wLUTType, const char *pszFileName) {
     constexpr const char *name = "VIQ_image_conv_LUT_load";
     const lut_rule *rule = nullptr;
-    u32 code = find_for_file(name, hImage, wLUTType, pszFileName, rule);
+    u32 code = find_rule_for_file(name, hImage, wLUTType, pszFileName, rule);
     if (is_error(code))
         return code;
     const tVIQ_Image &image = *find_image(hImage);
@@ -172,17 +173,18 @@ u32 need_lut(const char *function, u16 type, u32 hImage, lut_view &view) {
 
 namespace {
 
-// ---- What stands in the tables
+// ---- Contents of the tables
 
 rgb colour_of_rgb16(u32 index, u32) {
-    return unpack_rgb16(index);
+    return unpack_fields<VIQ_RGB16>(index);
 }
 
 rgb colour_of_grey(u32 index, u32 shift) {
     return grey_rgb(y16_to_y8(index, shift));
 }
 
-// The colour at the low end of what an index stands for.
+// An index holds the upper bits of Y, U and V: 7, 6 and 6 in a fine table, 5 each in a coarse one.
+// The entry is the colour whose dropped bits are 0.
 rgb colour_of_fine_yuv(u32 index, u32) {
     return yuv_to_rgb({static_cast<u8>(index >> 11 & 254), static_cast<u8>(index >> 4 & 252),
                        static_cast<u8>((index & 63) * 4)});
@@ -194,11 +196,11 @@ rgb colour_of_coarse_yuv(u32 index, u32) {
 }
 
 u32 word_of_rgb16(rgb colour) {
-    return pack_rgb16(colour);
+    return pack_fields<VIQ_RGB16>(colour);
 }
 
 u32 word_of_rgb15(rgb colour) {
-    return pack_rgb15(colour);
+    return pack_fields<VIQ_RGB15>(colour);
 }
 
 constexpr lut_rule rules[lut_types] = {
@@ -216,11 +218,11 @@ constexpr lut_rule rules[lut_types] = {
      "Unable to generate YUV to paletted LUT", 32768, colour_of_coarse_yuv, nullptr},
 };
 
-// ----
+// ---- Steps
 
 u32 check_data_width(const char *function, u32 width);
-void fill_indices(const lut_rule &rule, const tVIQ_Image &image, lut &made);
-void fill_words(const lut_rule &rule, lut &made);
+void fill_nearest_indices(const lut_rule &rule, const tVIQ_Image &image, lut &made);
+void fill_packed_colours(const lut_rule &rule, lut &made);
 
 u32 report_unavailable(const char *function) {
     return report(function, VIQ_ERR_UNSUPPORTED,
@@ -251,7 +253,7 @@ u32 generate(const lut_rule &rule, u32 hImage) {
         const u32 code = make_room(rule.generator, rule, {}, made);
         if (is_error(code))
             return code;
-        fill_words(rule, made);
+        fill_packed_colours(rule, made);
     } else {
         const tVIQ_Image *image = find_image(hImage);
         if (image == nullptr)
@@ -261,18 +263,18 @@ u32 generate(const lut_rule &rule, u32 hImage) {
         const u32 code = make_room(rule.generator, rule, *image, made);
         if (is_error(code))
             return code;
-        fill_indices(rule, *image, made);
+        fill_nearest_indices(rule, *image, made);
     }
     table_of(rule) = std::move(made);
     return success;
 }
 
-void fill_words(const lut_rule &rule, lut &made) {
+void fill_packed_colours(const lut_rule &rule, lut &made) {
     for (u32 i = 0; i < rule.entries; ++i)
         store_word(made.bytes.data() + std::size_t{2} * i, rule.pack(rule.colour(i, 0)));
 }
 
-void fill_indices(const lut_rule &rule, const tVIQ_Image &image, lut &made) {
+void fill_nearest_indices(const lut_rule &rule, const tVIQ_Image &image, lut &made) {
     const u32 shift = made.data_width != 0 ? made.data_width - 8u : 0;
     const colour_planes planes = planes_of(image.colourmap, colour_count(image));
     rgb last = {};
@@ -315,8 +317,8 @@ u32 check_fit(const char *function, const lut &table, const tVIQ_Image &image) {
                : report(function, VIQ_ERR_CORRUPT, "LUT does not fit the data width");
 }
 
-u32 find_for_file(const char *function, u32 hImage, u16 type, const char *path,
-                  const lut_rule *&rule) {
+u32 find_rule_for_file(const char *function, u32 hImage, u16 type, const char *path,
+                       const lut_rule *&rule) {
     if (find_image(hImage) == nullptr)
         return report_bad_handle(function);
     rule = find_rule(type);

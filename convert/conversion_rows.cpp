@@ -1,4 +1,4 @@
-#include "convert/row_tables.h"
+#include "convert/conversion_row_tables.h"
 #include "core/cpu.h"
 
 namespace viq {
@@ -10,9 +10,9 @@ const row_table &current_rows();
 } // namespace
 
 row_kernel find_row(u16 input_format, u16 output_format) {
-    const u32 input = slot_of(input_format);
-    const u32 output = slot_of(output_format);
-    if (input == no_slot || output == no_slot)
+    const u32 input = row_of_format(input_format);
+    const u32 output = row_of_format(output_format);
+    if (input == format_count || output == format_count)
         return nullptr;
     const row_kernel kernel = current_rows().rows[input][output];
     return kernel != nullptr ? kernel : plain_rows.rows[input][output];
@@ -33,11 +33,12 @@ bin_kernel find_bins(u16 format) {
 }
 
 void dither_row(const u8 *rgb24, u8 *indices, u32 pixels) {
+    constexpr u32 pixels_with_carry = 3; // then the carries start at 0 again
     rgb carry = {};
-    for (u32 x = 0; x < pixels; x++, rgb24 += 3) {
-        if (x % 3 == 0)
+    for (u32 x = 0; x < pixels; x++, rgb24 += pixel_bytes(VIQ_RGB24)) {
+        if (x % pixels_with_carry == 0)
             carry = {};
-        indices[x] = dither({rgb24[0], rgb24[1], rgb24[2]}, carry);
+        indices[x] = dither(unpack<VIQ_RGB24>(rgb24, {}), carry);
     }
 }
 
