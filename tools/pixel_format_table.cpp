@@ -1,38 +1,45 @@
 #include "tools/pixel_format_table.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
+
+#include "core/pixel_formats.h"
 
 namespace tool {
 
 namespace {
 
-constexpr pixel_format table[] = {
-    {VIQ_RGB24, "rgb24", 3, false, true},
-    {VIQ_BGR24, "bgr24", 3, false, true},
-    {VIQ_RGBX32, "rgbx32", 4, false, true},
-    {VIQ_BGRX32, "bgrx32", 4, false, true},
-    {VIQ_XBGR32, "xbgr32", 4, false, true},
-    {VIQ_XRGB32, "xrgb32", 4, false, true},
-    {VIQ_RGB16, "rgb16", 2, false, true},
-    {VIQ_RGB15, "rgb15", 2, false, true},
-    {VIQ_YUV422, "yuv422", 2, false, true},
-    {VIQ_RGB8, "rgb8", 1, false, true},
-    {VIQ_Y16, "y16", 2, true, true},
-    {VIQ_Y8, "y8", 1, true, true},
-    {VIQ_PALETTED, "paletted", 1, false, true},
-    {VIQ_CMYK32, "cmyk32", 4, false, true},
-    {VIQ_HSI, "hsi", 4, false, true},
-    {VIQ_Y1, "y1", 0, true, false},
-    {VIQ_RGGB32, "rggb32", 1, false, false},
-    {VIQ_Y64, "y64", 2, false, false},
-    {VIQ_YUV411, "yuv411", 0, false, false},
+struct format_role {
+    uint16_t code;
+    bool is_target;
 };
 
+// In the order of the search for conversion routes.
+constexpr format_role roles[] = {
+    {VIQ_RGB24, true},    {VIQ_BGR24, true},  {VIQ_RGBX32, true},  {VIQ_BGRX32, true},
+    {VIQ_XBGR32, true},   {VIQ_XRGB32, true}, {VIQ_RGB16, true},   {VIQ_RGB15, true},
+    {VIQ_YUV422, true},   {VIQ_RGB8, true},   {VIQ_Y16, true},     {VIQ_Y8, true},
+    {VIQ_PALETTED, true}, {VIQ_CMYK32, true}, {VIQ_HSI, true},     {VIQ_Y1, false},
+    {VIQ_RGGB32, false},  {VIQ_Y64, false},   {VIQ_YUV411, false},
+};
+
+constexpr auto make_table() {
+    std::array<pixel_format, std::size(roles)> table = {};
+    for (std::size_t n = 0; n < table.size(); ++n) {
+        const viq::pixel_format &row = viq::format_row(roles[n].code);
+        const bool is_grey = row.layout == viq::pixel_layout::grey || row.code == VIQ_Y1;
+        table[n] = {row.code, row.name, row.bytes_per_pixel, is_grey, roles[n].is_target};
+    }
+    return table;
+}
+
+constexpr auto table = make_table();
+
 const pixel_format *find_format(uint16_t code) {
-    const auto *row = std::find_if(std::begin(table), std::end(table),
+    const auto *row = std::find_if(table.begin(), table.end(),
                                    [code](const pixel_format &f) { return f.code == code; });
-    return row == std::end(table) ? nullptr : row;
+    return row == table.end() ? nullptr : row;
 }
 
 } // namespace
@@ -47,7 +54,7 @@ std::string format_name(uint16_t code) {
 }
 
 uint16_t format_from_name(const std::string &name) {
-    return std::find_if(std::begin(table), std::end(table),
+    return std::find_if(table.begin(), table.end(),
                         [&name](const pixel_format &f) { return name == f.name; })
         ->code;
 }

@@ -1,5 +1,6 @@
-// Every fact about pixel formats that the tool needs: names, sizes, which formats are grey and
-// which ones can be the target of a conversion. No other file of the tool repeats these facts.
+// The pixel formats that the tool offers. Names and sizes are those of the library's table in
+// core/pixel_formats.h; this one adds the order of preference and which formats can be the target
+// of a conversion.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +14,10 @@ namespace tool {
 
 struct pixel_format {
     uint16_t code;
-    const char *name;        // lower case, as in the arguments of the tool
-    uint8_t bytes_per_pixel; // 0: not a whole number
-    bool is_grey;            // for every image; a paletted image can be grey or in colour
-    bool is_target;          // some conversion of the library produces it
+    const char *name;         // lower case, as in the arguments of the tool
+    uint16_t bytes_per_pixel; // of a pixel in a line; 0: pixels share bytes
+    bool is_grey;             // for every image; a paletted image can be grey or in colour
+    bool is_target;           // some conversion of the library produces it
 };
 
 // Ordered by how much of a picture a format preserves; the search for a conversion route tries
