@@ -254,7 +254,7 @@ TEST(LazyBuffer, ClearsOnlyWrittenPages) {
     EXPECT_EQ(buffer.elements[0], 7);
     ASSERT_TRUE(buffer.resize(size * 2));
     EXPECT_EQ(buffer.elements[0], 0);
-    EXPECT_FALSE(buffer.resize(u64{1} << 62));
+    EXPECT_FALSE(buffer.resize(UINT64_MAX));
 }
 
 TEST(WaveletSubbands, ShortSidesLimitTheLevels) {
