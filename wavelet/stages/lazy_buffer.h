@@ -19,7 +19,7 @@ template <class Element> struct lazy_buffer {
     static constexpr std::size_t page_size = 4096 / sizeof(Element); // in elements
 
     struct release {
-        void operator()(void *memory) const { std::free(memory); }
+        void operator()(void *block) const { std::free(block); }
     };
     std::unique_ptr<void, release> memory;
     Element *elements = nullptr; // aligned to cache lines
