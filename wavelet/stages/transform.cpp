@@ -204,8 +204,10 @@ u32 fetch_band(transform_data &transform, u32 band) {
             store_lines(transform, area.x, area.y + y, lines);
         }
         release_region(transform.up.handle, lines.data);
-        if (!whole)
+        if (!whole) {
+            transform.coefficients = {}; // the upstream may have written to it
             return transform_bad_size;
+        }
         y += lines.height;
     }
     return success;
