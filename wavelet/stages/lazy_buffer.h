@@ -47,13 +47,15 @@ template <class Element> struct lazy_buffer {
         return true;
     }
 
-    // Records that a range is about to be written.
+    // Records that a range is about to be written. Most ranges are in one or two pages.
     void mark_written(std::size_t begin, std::size_t count) {
-        if (count != 0)
-            std::fill(written.begin() + static_cast<std::ptrdiff_t>(begin / page_size),
-                      written.begin() +
-                          static_cast<std::ptrdiff_t>((begin + count - 1) / page_size) + 1,
-                      u8{1});
+        if (count == 0)
+            return;
+        const std::size_t first = begin / page_size;
+        const std::size_t last = (begin + count - 1) / page_size;
+        written[first] = written[last] = 1;
+        for (std::size_t page = first + 1; page < last; ++page)
+            written[page] = 1;
     }
 
     // Sets a range to 0.
