@@ -26,6 +26,13 @@ bool byte_lines::resize(u32 new_width, u32 new_height) {
     return true;
 }
 
+bool byte_lines::resize_written(u32 new_width, u32 new_height) {
+    if (!resize(new_width, new_height))
+        return false;
+    bytes.mark_written(0, stride * height);
+    return true;
+}
+
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands) {
     scan.kernels = &current_context_kernels();
     scan.width = width;
@@ -45,8 +52,8 @@ bool begin_band(component_scan &scan, u32 band) {
     }
     return (!is_parent(scan) ||
             magnitudes_of(scan, band).resize(scan.area.width, scan.area.height)) &&
-           scan.phase_magnitudes.resize(count, 2 * line_phases) &&
-           scan.context_lines.resize(count, context_lines);
+           scan.phase_magnitudes.resize_written(count, 2 * line_phases) &&
+           scan.context_lines.resize_written(count, context_lines);
 }
 
 void begin_line(component_scan &scan, u32 y) {
@@ -58,13 +65,13 @@ void begin_line(component_scan &scan, u32 y) {
     const u8 *zeros = scan.context_lines.line(line_of_zeros);
     const auto line = [&](u32 at) { return at < parent.height ? parent.line(at) : zeros; };
     scan.kernels->parent_terms(row > 0 ? line(row - 1) : zeros, line(row), line(row + 1),
-                               scan.context_lines.line_to_write(line_of_parent_terms),
+                               scan.context_lines.written_line(line_of_parent_terms),
                                phase_size(scan, 0));
 }
 
 const u8 *compute_contexts(component_scan &scan, u32 y, u32 phase) {
     const auto compute = phase == 0 ? scan.kernels->even_contexts : scan.kernels->odd_contexts;
-    u8 *contexts = scan.context_lines.line_to_write(line_of_contexts);
+    u8 *contexts = scan.context_lines.written_line(line_of_contexts);
     compute({phase_line(scan, y + 1, 0), phase_line(scan, y + 1, 1), phase_line(scan, y, 0),
              scan.context_lines.line(line_of_parent_terms)},
             contexts, phase_size(scan, phase));
@@ -102,7 +109,7 @@ bool is_parent(const component_scan &scan) {
 
 // Lines of the phases alternate; line y + 1 addresses the line above line y.
 u8 *phase_line(component_scan &scan, u32 y, u32 phase) {
-    return scan.phase_magnitudes.line_to_write(y % 2 * line_phases + phase);
+    return scan.phase_magnitudes.written_line(y % 2 * line_phases + phase);
 }
 
 } // namespace

@@ -41,6 +41,9 @@ struct byte_lines {
 
     static constexpr u32 margin = kernel_block;
     bool resize(u32 new_width, u32 new_height);
+    // The same, for lines that are all written many times; they need no line_to_write.
+    bool resize_written(u32 new_width, u32 new_height);
+    u8 *written_line(u32 y) { return bytes.elements + y * stride + margin; }
     const u8 *line(u32 y) const { return bytes.elements + y * stride + margin; }
     u8 *line_to_write(u32 y) {
         bytes.mark_written(y * stride, stride);
