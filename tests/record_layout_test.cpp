@@ -136,14 +136,26 @@ FIELD(tVIQ_Command, option, char[3][128], 140, 140);
 FIELD(tVIQ_Command, plain, char[16][128], 524, 524);
 SIZE(tVIQ_Command, 2572, 2572);
 
-// The wavelet record, reached through VIQ_PTR_DATA. After these fields it holds containers, whose
-// layout is private.
+// The wavelet record, reached through VIQ_PTR_DATA. Private state follows these fields.
 FIELD(wavelet_record, magic, u32, 0, 0);
+FIELD(wavelet_record, settings_changed, u32, 4, 4);
 FIELD(wavelet_record, quality, u32, 8, 8);
 FIELD(wavelet_record, coding_type, u32, 12, 12);
 FIELD(wavelet_record, subbands, u32, 16, 16);
 FIELD(wavelet_record, compressor_chain, module_handle, 24, 20);
 FIELD(wavelet_record, compressor_codec, module_handle, 32, 24);
+FIELD(wavelet_record, stream_buffer, const u8 *, 40, 28);
+FIELD(wavelet_record, stream_capacity, u32, 48, 32);
+FIELD(wavelet_record, stream_length, u32, 52, 36);
+FIELD(wavelet_record, source_format, u16, 56, 40);
+FIELD(wavelet_record, components, u16, 58, 42);
+FIELD(wavelet_record, component_bytes, u32[3], 60, 44);
+FIELD(wavelet_record, settings_lengths, u16[2], 72, 56);
+FIELD(wavelet_record, decompressor_chain, module_handle, 80, 60);
+FIELD(wavelet_record, read_position, u32, 88, 64);
+FIELD(wavelet_record, settings_loaded, u32, 92, 68);
+FIELD(wavelet_record, settings_length, u32, 96, 72);
+FIELD(wavelet_record, settings_buffer, const u8 *, 104, 76);
 
 #undef FIELD
 #undef SIZE
@@ -162,9 +174,41 @@ TEST(RecordLayout, WaveletRecordIsReadThroughTheDataPointer) {
         return value;
     };
     EXPECT_EQ(word_at(0), 0xC0DE1234u);
+    EXPECT_EQ(word_at(4), 1u); // settings changed
     EXPECT_EQ(word_at(8), 77u);
     EXPECT_EQ(word_at(12), 1u);
     EXPECT_EQ(word_at(16), 3u);
+    for (std::size_t i = 20; i < by_pointer(112, 80); i += 4)
+        EXPECT_EQ(word_at(i), 0u) << i; // the padding too
+
+    // The buffers are those of the stream that is written.
+    const picture source(VIQ_Y8, 20, 20), out;
+    fill_with_noise(source);
+    EXPECT_OK(VIQ_WVLT_compress(source, handle, VIQ_STRIP_NEXT));
+    EXPECT_EQ(word_at(4), 0u);
+    bytes stream(2000);
+    u32 count = 0;
+    EXPECT_OK(VIQ_WVLT_buffer_write(handle, stream.data(), &count, VIQ_STRIP_NEXT));
+    const auto buffer_at = [record](std::size_t offset) {
+        const u8 *buffer = nullptr;
+        std::memcpy(&buffer, record + offset, sizeof buffer);
+        return buffer;
+    };
+    const auto expect_buffers = [&] {
+        const u32 length = word_at(by_pointer(52, 36));
+        const u32 settings = word_at(by_pointer(96, 72));
+        EXPECT_EQ(word_at(by_pointer(48, 32)), length);
+        ASSERT_EQ(count, 28 + settings + length);
+        EXPECT_EQ(std::memcmp(buffer_at(by_pointer(104, 76)), &stream[28], settings), 0);
+        EXPECT_EQ(std::memcmp(buffer_at(by_pointer(40, 28)), &stream[28 + settings], length), 0);
+        EXPECT_EQ(std::memcmp(record + by_pointer(56, 40), &stream[6], 20), 0);
+    };
+    expect_buffers();
+    EXPECT_OK(VIQ_WVLT_buffer_read(handle, stream.data(), count));
+    expect_buffers();
+    EXPECT_EQ(word_at(by_pointer(92, 68)), 0u); // settings loaded
+    EXPECT_OK(VIQ_WVLT_decompress(handle, out, VIQ_STRIP_NEXT));
+    EXPECT_EQ(word_at(by_pointer(92, 68)), 1u);
     EXPECT_OK(VIQ_WVLT_image_destroy(handle));
 }
 

@@ -1,5 +1,7 @@
 // The entropy stages on values of many kinds: both coders, all kernel sets, corrupt streams.
 #include "wavelet/stages/entropy_packet.h"
+#include "wavelet/stages/rans_coder.h"
+#include "wavelet/stages/run_value_coder.h"
 
 #include "tests/wavelet_support.h"
 
@@ -126,6 +128,19 @@ TEST(WaveletEntropyCoder, RoundTripsValuesWithAllKernels) {
                     ASSERT_EQ(back.content, block.content);
                 }
             }
+}
+
+template <class Encoder> bool packs_after_failed_allocation() {
+    const auto encoder = std::make_unique<Encoder>();
+    encoder->out_of_memory = true;
+    encoder->begin();
+    bytes packet;
+    return encoder->finish(1, packet);
+}
+
+TEST(WaveletEntropyCoder, RecoversFromFailedAllocations) {
+    EXPECT_TRUE(packs_after_failed_allocation<run_value_encoder>());
+    EXPECT_TRUE(packs_after_failed_allocation<rans_encoder>());
 }
 
 TEST(WaveletEntropyCoder, RejectsTruncatedStreamsAndSurvivesCorruptOnes) {

@@ -1,5 +1,6 @@
 // The transform compared with the formulas, the layout of the subbands, the quantiser.
 #include "tests/support.h"
+#include "wavelet/stages/lazy_buffer.h"
 #include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 
@@ -217,21 +218,43 @@ TEST_P(WaveletKernels, QuantisesDownAndReconstructsTheMiddle) {
     std::vector<i16> all(65536), values(65536), back(65536);
     for (u32 i = 0; i < 65536; ++i)
         all[i] = static_cast<i16>(static_cast<i32>(i) - 32768);
-    for (const u32 step : {0u, 1u, 8u, 63u, 64u, 65u, 128u, 256u, 1000u, 32768u}) {
-        kernels.quantise(all.data(), values.data(), 65536, step);
-        kernels.dequantise(values.data(), back.data(), 65536, step);
-        const i64 factor = step != 0 ? 32768 / step : 0;
-        for (u32 i = 0; i < 65536; ++i) {
-            i64 value = (all[i] * factor) >> 15;
-            if (value == -1 && factor <= 512)
-                value = 0;
-            ASSERT_EQ(values[i], value) << step << ' ' << all[i];
-            i64 wanted = value * step;
-            if (wanted != 0 || step < 64)
-                wanted += (step + 1) >> 1;
-            ASSERT_EQ(back[i], saturated(wanted)) << step << ' ' << all[i];
+    for (const u32 headroom : {0u, 1u})
+        for (const u32 step : {0u, 1u, 8u, 63u, 64u, 65u, 128u, 256u, 1000u, 32768u}) {
+            SCOPED_TRACE(text_of(step, headroom));
+            kernels.quantise(all.data(), values.data(), 65536, step, headroom);
+            kernels.dequantise(values.data(), back.data(), 65536, step, headroom);
+            const i64 factor = step != 0 ? 32768 / step : 0;
+            for (u32 i = 0; i < 65536; ++i) {
+                const i64 value = (all[i] * factor * (1 << headroom)) >> 15;
+                ASSERT_EQ(values[i], value == -1 && factor <= 512 ? 0 : saturated(value)) << all[i];
+                i64 wanted = i64{values[i]} * step;
+                if (wanted != 0 || step < 64)
+                    wanted += (step + 1) >> 1;
+                wanted >>= headroom;
+                ASSERT_EQ(back[i], saturated(wanted)) << all[i];
+                i16 line[40], result[40];
+                std::fill_n(line, 40, values[i]);
+                ASSERT_EQ(kernels.dequantise(line, result, 40, step, headroom),
+                          std::abs(wanted) < 32767);
+            }
         }
-    }
+}
+
+TEST(LazyBuffer, ClearsOnlyWrittenPages) {
+    lazy_buffer<i16> buffer;
+    constexpr std::size_t size = 40000;
+    ASSERT_TRUE(buffer.resize(size));
+    EXPECT_TRUE(std::all_of(buffer.elements, buffer.elements + size, [](i16 v) { return v == 0; }));
+    buffer.mark_written(5000, 3000); // pages 2 and 3 of 2048 elements
+    std::fill_n(buffer.elements, size, i16{7});
+    buffer.clear(4500, 10000);
+    for (std::size_t i = 0; i < size; ++i)
+        ASSERT_EQ(buffer.elements[i], i >= 4500 && i < 8192 ? 0 : 7) << i;
+    ASSERT_TRUE(buffer.resize(size / 2));
+    EXPECT_EQ(buffer.elements[0], 7);
+    ASSERT_TRUE(buffer.resize(size * 2));
+    EXPECT_EQ(buffer.elements[0], 0);
+    EXPECT_FALSE(buffer.resize(UINT64_MAX));
 }
 
 TEST(WaveletSubbands, ShortSidesLimitTheLevels) {

@@ -70,8 +70,7 @@ u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
         return code;
     code = run_components(*record, target, components, status);
     if (is_error(code) || failed(status)) {
-        record->stream.clear();
-        record->stream_length = 0;
+        clear_stream(*record);
         target.bytes_per_line = target.height = target.width = 0;
         return is_error(code) ? code
                               : report_module_status(name, status, "Wavelet compressor failed");
@@ -96,7 +95,7 @@ u32 make_chains(wavelet_record &record) {
         release_compressor(record);
         return report(name, VIQ_ERR_MEMORY, "");
     }
-    record.settings_changed = true;
+    record.settings_changed = 1;
     return success;
 }
 
@@ -128,9 +127,9 @@ u32 push_settings(wavelet_record &record, const tVIQ_Image &source) {
     const bool other_source = record.gathered_width != source.width ||
                               record.gathered_height != source.height ||
                               record.gathered_format != source.pixel_format;
-    if (record.settings_changed || other_source) {
-        record.settings.clear();
-        record.settings_loaded = false;
+    if (record.settings_changed != 0 || other_source) {
+        (void)resize_settings(record, 0);
+        record.settings_loaded = 0;
         record.settings_lengths[0] = record.settings_lengths[1] = 0;
         if (failed(set_module(record.compressor_chain, id_decompositions, sizeof record.subbands,
                               &record.subbands)))
@@ -139,7 +138,7 @@ u32 push_settings(wavelet_record &record, const tVIQ_Image &source) {
             set_module(record.compressor_chain, id_quality, sizeof record.quality, &record.quality);
         if (failed(status))
             return report_module_status(name, status, "Wavelet compressor failed");
-        record.settings_changed = false;
+        record.settings_changed = 0;
         record.gathered_width = source.width;
         record.gathered_height = source.height;
         record.gathered_format = source.pixel_format;
@@ -161,8 +160,7 @@ u32 begin_component(wavelet_record &record, u32 component, u32 &status) {
 }
 
 u32 run_components(wavelet_record &record, tVIQ_Image &target, u16 components, u32 &status) {
-    record.stream.clear();
-    record.stream_length = 0;
+    clear_stream(record);
     const run_request request = {0, 0, append_to_stream, &target};
     status = success;
     for (u32 component = 0; component < components && !failed(status); ++component) {
@@ -178,6 +176,7 @@ u32 run_components(wavelet_record &record, tVIQ_Image &target, u16 components, u
         record.stream.shrink_to_fit();
     } catch (...) { // The larger buffer is kept.
     }
+    record.stream_buffer = record.stream.data();
     return success;
 }
 

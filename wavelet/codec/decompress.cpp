@@ -110,12 +110,12 @@ u32 load_settings(wavelet_record &record, u32 component) {
 }
 
 u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage) {
-    if (!record.settings_loaded) {
+    if (record.settings_loaded == 0) {
         if (record.settings.empty())
             return report(name, VIQ_ERR_STATE, "Decompressor settings not loaded");
         if (failed(load_settings(record, 0)))
             return report(name, VIQ_ERR_INTERNAL, "Can't write decompressor settings");
-        record.settings_loaded = true;
+        record.settings_loaded = 1;
     }
     output_description output = {};
     const u32 status = describe_output(chain_of(record), output);
@@ -145,7 +145,7 @@ u32 begin_component(wavelet_record &record, const tVIQ_Image &out, u32 component
     status = set_module(chain_of(record), id_next_component, sizeof next, &next);
     if (!failed(status) && settings_of(record, component).size != 0) {
         status = load_settings(record, component);
-        record.settings_loaded = false;
+        record.settings_loaded = 0;
     }
     output_description output = {};
     if (!failed(status))

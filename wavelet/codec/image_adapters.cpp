@@ -46,7 +46,7 @@ u32 append_to_stream(void *context, u32 x, u32 y, const region &delivered) {
                                      : (u64{y} + i) * image.bytes_per_line + x * pixel_bytes;
         const u64 needed = offset + line;
         if (needed > UINT32_MAX ||
-            (needed > record->stream.size() && !try_resize(record->stream, needed)))
+            (needed > record->stream.size() && !resize_stream(*record, needed)))
             return adapter_no_memory;
         std::memcpy(record->stream.data() + offset,
                     delivered.data + std::size_t{i} * delivered.stride,

@@ -26,7 +26,7 @@ u32 VIQ_WVLT_image_create(u16 wType) {
     const u32 handle = VIQ_image_create();
     if (is_error(handle))
         return handle;
-    auto *record = new (std::nothrow) wavelet_record;
+    auto *record = new (std::nothrow) wavelet_record();
     if (record == nullptr) {
         VIQ_image_destroy(handle);
         return report(name, VIQ_ERR_MEMORY, "");
@@ -61,7 +61,7 @@ u32 VIQ_WVLT_set_Quality_factor(u32 hWvlt, u16 wQuality) {
     if (wQuality > max_quality)
         return report(name, wQuality | VIQ_ERR_PARAMETER, "Q factor out of range");
     record->quality = wQuality;
-    record->settings_changed = true;
+    record->settings_changed = 1;
     return success;
 }
 
@@ -74,7 +74,7 @@ u32 VIQ_WVLT_set_subbands(u32 hWvlt, u16 wSubbands) {
     if (wSubbands == 0 || wSubbands > max_subbands_setting)
         return report(name, wSubbands | VIQ_ERR_PARAMETER, "Subbands out of range");
     record->subbands = wSubbands;
-    record->settings_changed = true;
+    record->settings_changed = 1;
     return success;
 }
 
@@ -103,6 +103,25 @@ void destroy_wavelet_record(void *pointer) {
     delete record;
 }
 
+bool resize_stream(wavelet_record &record, u64 size) {
+    const bool resized = try_resize(record.stream, size);
+    record.stream_buffer = record.stream.data();
+    record.stream_capacity = static_cast<u32>(record.stream.size());
+    return resized;
+}
+
+bool resize_settings(wavelet_record &record, u64 size) {
+    const bool resized = try_resize(record.settings, size);
+    record.settings_buffer = record.settings.data();
+    record.settings_length = static_cast<u32>(record.settings.size());
+    return resized;
+}
+
+void clear_stream(wavelet_record &record) {
+    (void)resize_stream(record, 0);
+    record.stream_length = 0;
+}
+
 void release_compressor(wavelet_record &record) {
     destroy_chain(record.compressor_chain);
     destroy_chain(record.compressor_codec);
@@ -119,15 +138,15 @@ u32 gather_settings(wavelet_record &record) {
     if (failed(status))
         return report_module_status(name, status, "Can't get settings size");
     const std::size_t held = record.settings.size();
-    if (!try_resize(record.settings, u64{held} + size))
+    if (!resize_settings(record, u64{held} + size))
         return report(name, VIQ_ERR_MEMORY, "");
     status =
         query_module(record.compressor_chain, id_settings, &size, record.settings.data() + held);
     if (failed(status)) {
-        record.settings.resize(held);
+        (void)resize_settings(record, held);
         return report_module_status(name, status, "Can't get settings");
     }
-    record.settings_loaded = false;
+    record.settings_loaded = 0;
     return success;
 }
 

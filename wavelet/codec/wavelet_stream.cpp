@@ -159,7 +159,7 @@ u32 VIQ_WVLT_buffer_read(u32 hWvlt, const u8 *pBuffer, u32 dwSize) {
     code = apply_header(name, *record, header);
     if (is_error(code))
         return code;
-    if (!try_resize(record->stream, length))
+    if (!resize_stream(*record, length))
         return report(name, VIQ_ERR_MEMORY, "");
     if (header.settings_size != 0)
         std::memcpy(record->settings.data(), pBuffer + header_size, header.settings_size);
@@ -216,19 +216,18 @@ u32 apply_header(const char *function, wavelet_record &record, const stream_head
         colour ? u32{header.settings_lengths[0]} + header.settings_lengths[1] : 0;
     if ((header.components != 1 && !colour) || chroma_settings > header.settings_size)
         return report(function, VIQ_ERR_CORRUPT, "Corrupt WVLT stream");
-    record.settings_loaded = false;
-    record.stream.clear();
-    record.stream_length = 0;
+    record.settings_loaded = 0;
+    clear_stream(record);
     // The next compression gathers its own settings.
-    record.settings_changed = true;
+    record.settings_changed = 1;
     record.source_format = header.source_format;
     record.components = header.components;
     for (u32 i = 0; i < max_components; ++i)
         record.component_bytes[i] = header.component_bytes[i];
     for (u32 i = 0; i < 2; ++i)
         record.settings_lengths[i] = colour ? header.settings_lengths[i] : u16{0};
-    return try_resize(record.settings, header.settings_size) ? success
-                                                             : report(function, VIQ_ERR_MEMORY, "");
+    return resize_settings(record, header.settings_size) ? success
+                                                         : report(function, VIQ_ERR_MEMORY, "");
 }
 
 u32 read_open_file(wavelet_record &record, std::FILE *file) {
@@ -254,11 +253,11 @@ u32 read_open_file(wavelet_record &record, std::FILE *file) {
     const u32 code = apply_header(name, record, header);
     if (is_error(code))
         return code;
-    if (length > UINT32_MAX || !try_resize(record.stream, length))
+    if (length > UINT32_MAX || !resize_stream(record, length))
         return report(name, VIQ_ERR_MEMORY, "");
     if (!get(record.settings.data(), header.settings_size) ||
         !get(record.stream.data(), static_cast<std::size_t>(length))) {
-        record.stream.clear();
+        clear_stream(record);
         return report_truncated();
     }
     record.stream_length = static_cast<u32>(length);

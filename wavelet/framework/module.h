@@ -14,7 +14,8 @@ struct module_instance;
 using module_handle = module_instance *;
 
 // Lines of bytes that a module provides until they are released. Width and height are the requested
-// size on entry and the delivered size on return; the stride is in bytes.
+// size on entry and the delivered size on return; the stride is in bytes. Between the stages of the
+// decompressor, a stride of 0 means that all lines are equal.
 struct region {
     u32 width = 0, height = 0;
     const u8 *data = nullptr;
@@ -80,6 +81,7 @@ enum value_id : u32 {
     id_component = 355,
     id_entropy_coder = 4097, // between the entropy stages: see entropy_coder
     id_destination = 4098,   // from transform to quantiser: see region_destination
+    id_headroom = 4099,      // query: bits by which the delivered coefficients are shifted right
 };
 
 // Types of samples, and of the pixels of a source or an output.

@@ -20,8 +20,17 @@ bool byte_lines::resize(u32 new_width, u32 new_height) {
     height = new_height;
     // A band may be one column wider than twice its parent.
     stride = std::size_t{margin} + round_up_to_block(width + 1) + margin;
-    bytes.clear();
-    return try_resize(bytes, u64{stride} * height);
+    if (!bytes.resize(u64{stride} * height))
+        return false;
+    bytes.clear(0, stride * height);
+    return true;
+}
+
+bool byte_lines::resize_written(u32 new_width, u32 new_height) {
+    if (!resize(new_width, new_height))
+        return false;
+    bytes.mark_written(0, stride * height);
+    return true;
 }
 
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands) {
@@ -43,8 +52,8 @@ bool begin_band(component_scan &scan, u32 band) {
     }
     return (!is_parent(scan) ||
             magnitudes_of(scan, band).resize(scan.area.width, scan.area.height)) &&
-           scan.phase_magnitudes.resize(count, 2 * line_phases) &&
-           scan.context_lines.resize(count, context_lines);
+           scan.phase_magnitudes.resize_written(count, 2 * line_phases) &&
+           scan.context_lines.resize_written(count, context_lines);
 }
 
 void begin_line(component_scan &scan, u32 y) {
@@ -52,16 +61,17 @@ void begin_line(component_scan &scan, u32 y) {
     if (scan.band <= last_band_without_parent || row == scan.parent_row)
         return;
     scan.parent_row = row;
-    byte_lines &parent = magnitudes_of(scan, scan.band - band_directions);
+    const byte_lines &parent = magnitudes_of(scan, scan.band - band_directions);
     const u8 *zeros = scan.context_lines.line(line_of_zeros);
     const auto line = [&](u32 at) { return at < parent.height ? parent.line(at) : zeros; };
     scan.kernels->parent_terms(row > 0 ? line(row - 1) : zeros, line(row), line(row + 1),
-                               scan.context_lines.line(line_of_parent_terms), phase_size(scan, 0));
+                               scan.context_lines.written_line(line_of_parent_terms),
+                               phase_size(scan, 0));
 }
 
 const u8 *compute_contexts(component_scan &scan, u32 y, u32 phase) {
     const auto compute = phase == 0 ? scan.kernels->even_contexts : scan.kernels->odd_contexts;
-    u8 *contexts = scan.context_lines.line(line_of_contexts);
+    u8 *contexts = scan.context_lines.written_line(line_of_contexts);
     compute({phase_line(scan, y + 1, 0), phase_line(scan, y + 1, 1), phase_line(scan, y, 0),
              scan.context_lines.line(line_of_parent_terms)},
             contexts, phase_size(scan, phase));
@@ -76,7 +86,7 @@ void end_phase(component_scan &scan, u32 y, u32 phase) {
 void end_line(component_scan &scan, u32 y) {
     if (is_parent(scan))
         scan.kernels->interleave_magnitudes(phase_line(scan, y, 0), phase_line(scan, y, 1),
-                                            magnitudes_of(scan, scan.band).line(y),
+                                            magnitudes_of(scan, scan.band).line_to_write(y),
                                             scan.area.width);
 }
 
@@ -84,10 +94,6 @@ void skip_lines(component_scan &scan, u32 y, u32 lines) {
     for (u32 i = 0; i < std::min(lines, 2u); ++i)
         for (u32 phase = 0; phase < line_phases; ++phase)
             std::memset(phase_line(scan, y + i, phase), 0, phase_size(scan, 0));
-    if (is_parent(scan) && lines > 0) {
-        byte_lines &magnitudes = magnitudes_of(scan, scan.band);
-        std::memset(magnitudes.line(y), 0, magnitudes.stride * (lines - 1) + magnitudes.width);
-    }
 }
 
 namespace {
@@ -103,7 +109,7 @@ bool is_parent(const component_scan &scan) {
 
 // Lines of the phases alternate; line y + 1 addresses the line above line y.
 u8 *phase_line(component_scan &scan, u32 y, u32 phase) {
-    return scan.phase_magnitudes.line(y % 2 * line_phases + phase);
+    return scan.phase_magnitudes.written_line(y % 2 * line_phases + phase);
 }
 
 } // namespace

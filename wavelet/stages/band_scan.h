@@ -19,6 +19,7 @@
 
 #include "core/types.h"
 #include "wavelet/stages/context_kernels.h"
+#include "wavelet/stages/lazy_buffer.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {
@@ -32,15 +33,22 @@ inline u32 band_kind(u32 band, u32 subbands) {
 constexpr u32 line_phases = 2;
 constexpr u32 band_directions = 3;
 
-// Lines of bytes with zeros before and after each.
+// Lines of bytes with zeros before and after each. All bytes are 0 after a resize.
 struct byte_lines {
-    std::vector<u8> bytes;
+    lazy_buffer<u8> bytes;
     std::size_t stride = 0;
     u32 width = 0, height = 0;
 
     static constexpr u32 margin = kernel_block;
     bool resize(u32 new_width, u32 new_height);
-    u8 *line(u32 y) { return bytes.data() + y * stride + margin; }
+    // The same, for lines that are all written many times; they need no line_to_write.
+    bool resize_written(u32 new_width, u32 new_height);
+    u8 *written_line(u32 y) { return bytes.elements + y * stride + margin; }
+    const u8 *line(u32 y) const { return bytes.elements + y * stride + margin; }
+    u8 *line_to_write(u32 y) {
+        bytes.mark_written(y * stride, stride);
+        return bytes.elements + y * stride + margin;
+    }
 };
 
 // State of the scan of one component.

@@ -28,31 +28,36 @@ template <i32 constant> i32 minus_product(i32 value, i32 left, i32 right) {
 
 // d1, s1, d2, s2: the results of the four lifting steps; last_...: those of the previous step.
 template <bool has_results>
-void forward_columns(const line_window &window, i16 *__restrict low, i16 *__restrict high,
+bool forward_columns(const line_window &window, i16 *__restrict low, i16 *__restrict high,
                      const column_state &state, u32 count) {
     const i16 *even = window[6], *odd = window[7], *next_even = window[8];
     i32 *__restrict last_d1 = state.lines;
     i32 *__restrict last_s1 = last_d1 + state.stride;
     i32 *__restrict last_d2 = last_s1 + state.stride;
+    i32 excess = 0;
     for (u32 x = 0; x < count; ++x) {
         const i32 d1 = plus_product<first_predict>(odd[x], even[x], next_even[x]);
         const i32 s1 = plus_product<first_update>(even[x], last_d1[x], d1);
         const i32 d2 = plus_product<second_predict>(last_d1[x], last_s1[x], s1);
         if constexpr (has_results) {
             const i32 s2 = plus_product<second_update>(last_s1[x], last_d2[x], d2);
-            low[x] = saturate(product(s2, low_scale));
-            high[x] = saturate(product(d2, high_scale));
+            const i32 wide_low = product(s2, low_scale);
+            const i32 wide_high = product(d2, high_scale);
+            low[x] = saturate(wide_low);
+            high[x] = saturate(wide_high);
+            excess |= (wide_low ^ low[x]) | (wide_high ^ high[x]);
         }
         last_d1[x] = d1;
         last_s1[x] = s1;
         last_d2[x] = d2;
     }
+    return excess == 0;
 }
 
-void forward_step(const line_window &window, i16 *low, i16 *high, const column_state &state,
+bool forward_step(const line_window &window, i16 *low, i16 *high, const column_state &state,
                   u32 count) {
     const auto step = low != nullptr ? forward_columns<true> : forward_columns<false>;
-    step(window, low, high, state, count);
+    return step(window, low, high, state, count);
 }
 
 template <bool has_results>

@@ -3,6 +3,13 @@
 // There is one table for each instruction set; all of them give the same results. Samples and
 // coefficients are 16-bit integers; the lifting steps are defined in 32 bits, and results are
 // saturated to 16 bits.
+//
+// Headroom. The diagonal band of a level has a gain of up to 6.9, so that the coefficients of 8-bit
+// samples at full contrast may need 17 bits. All other bands and the lines between the row and the
+// column filter fit 16 bits. If a coefficient does not fit, the component is transformed again with
+// samples that are shifted right by one bit (headroom 1), which is exact for samples with 6
+// fractional bits. The quantised values do not depend on the headroom, so that the stream does not
+// contain it: the decompressor uses it if a dequantised coefficient does not fit.
 #pragma once
 
 #include "core/types.h"
@@ -12,6 +19,8 @@ namespace viq {
 // The shortest line that is transformed, and the padding of the scratch memory for a line.
 constexpr u32 min_line_length = 5;
 constexpr u32 line_scratch_padding = 8;
+
+constexpr u32 max_headroom = 1;
 
 // Samples before and after each line that the transform buffers. Their values are undefined.
 // Kernels may read them, and write them in their output lines.
@@ -56,16 +65,19 @@ struct wavelet_kernels {
     // One step of the column filter on `count` columns, whose lines have margins. Line 6 of the
     // forward window is line 2i; the results are low line i - 1 and high line i - 1, without
     // margins. Line 7 of the inverse window is low line i; the results are lines 2i - 3 and 2i - 2,
-    // with margins. If the outputs are null, only the state is updated.
-    void (*forward_step)(const line_window &window, i16 *low, i16 *high, const column_state &state,
+    // with margins. If the outputs are null, only the state is updated. The forward step returns
+    // false if it saturated a result.
+    bool (*forward_step)(const line_window &window, i16 *low, i16 *high, const column_state &state,
                          u32 count);
     void (*inverse_step)(const line_window &window, i16 *odd, i16 *even, const column_state &state,
                          u32 count);
 
     // value = floor(coefficient / step), where -1 counts as 0 from step 64 on; step 0 gives zeros.
-    // The inverse adds half a step, to zeros only below step 64.
-    void (*quantise)(const i16 *coefficients, i16 *values, u32 count, u32 step);
-    void (*dequantise)(const i16 *values, i16 *coefficients, u32 count, u32 step);
+    // The inverse adds half a step, to zeros only below step 64. The coefficients are those without
+    // headroom, shifted right by the headroom. The inverse returns false if the magnitude of a
+    // coefficient reaches 32767, the limit of 16 bits.
+    void (*quantise)(const i16 *coefficients, i16 *values, u32 count, u32 step, u32 headroom);
+    bool (*dequantise)(const i16 *values, i16 *coefficients, u32 count, u32 step, u32 headroom);
 };
 
 const wavelet_kernels &current_wavelet_kernels();

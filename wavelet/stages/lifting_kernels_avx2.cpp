@@ -333,7 +333,7 @@ void lift_exact(exact_window &window_32, u32 first, u32 last, u32 count) {
                              count);
 }
 
-[[gnu::noinline]] void exact_forward(const line_window &window, i16 *low, i16 *high, u32 x,
+[[gnu::noinline]] bool exact_forward(const line_window &window, i16 *low, i16 *high, u32 x,
                                      u32 count) {
     exact_window window_32;
     for (u32 k = 0; k < window_lines; ++k)
@@ -342,8 +342,9 @@ void lift_exact(exact_window &window_32, u32 first, u32 last, u32 count) {
     lift_exact<first_update, 1>(window_32, 2, 6, count);
     lift_exact<second_predict, 1>(window_32, 3, 5, count);
     lift_exact<second_update, 1>(window_32, 4, 4, count);
-    scale(window_32.line[4], low + x, count, low_scale);
-    scale(window_32.line[5], high + x, count, high_scale);
+    const bool low_fits = scale(window_32.line[4], low + x, count, low_scale);
+    const bool high_fits = scale(window_32.line[5], high + x, count, high_scale);
+    return low_fits && high_fits;
 }
 
 [[gnu::noinline]] void exact_inverse(const line_window &window, i16 *odd, i16 *even, u32 x,
@@ -411,7 +412,7 @@ VIQ_SIMD void store_some(i16 *to, lanes values, u32 count) {
         std::memcpy(to, &values, count * sizeof(i16));
 }
 
-void forward_step(const line_window &window, i16 *low, i16 *high, const column_state &state,
+bool forward_step(const line_window &window, i16 *low, i16 *high, const column_state &state,
                   u32 count) {
     const i16 *even = window[6], *odd = window[7], *next_even = window[8];
     const column_state own = state;
@@ -432,10 +433,12 @@ void forward_step(const line_window &window, i16 *low, i16 *high, const column_s
                 store_some(high + x, result.high, block);
             });
     };
+    bool fits = true;
     run_groups(own, count, filter, [&](u32 x, u32 columns) {
-        if (low != nullptr)
-            exact_forward(window, low, high, x, columns);
+        if (low != nullptr && !exact_forward(window, low, high, x, columns))
+            fits = false;
     });
+    return fits;
 }
 
 void inverse_step(const line_window &window, i16 *odd, i16 *even, const column_state &state,
@@ -504,24 +507,26 @@ void spread_bytes(const u8 *from, u8 *to, u32 step, u32 count) {
 
 // ---------------------------------------------------------------- quantiser
 
-void quantise_vector(const i16 *coefficients, i16 *values, u32 count, u32 step) {
+void quantise_vector(const i16 *coefficients, i16 *values, u32 count, u32 step, u32 headroom) {
     const u32 reciprocal = step != 0 ? (1u << reciprocal_bits) / step : 0;
     u32 i = 0;
-    // Twice the reciprocal has to fit 16 bits.
-    if (reciprocal < 16384) {
-        const lanes twice = _mm256_set1_epi16(static_cast<i16>(2 * reciprocal));
+    // The product is shifted right by 16 bits. The reciprocal is scaled accordingly and has to fit.
+    const u32 scaled = reciprocal << (16 - reciprocal_bits + headroom);
+    if (scaled < 32768) {
+        const lanes factor = _mm256_set1_epi16(static_cast<i16>(scaled));
         const lanes dropped = _mm256_set1_epi16(reciprocal <= max_coarse_reciprocal ? -1 : 0);
         for (; i + lane_count <= count; i += lane_count) {
-            const lanes value = _mm256_mulhi_epi16(load_256(coefficients + i), twice);
+            const lanes value = _mm256_mulhi_epi16(load_256(coefficients + i), factor);
             store_256(values + i, _mm256_andnot_si256(_mm256_cmpeq_epi16(value, dropped), value));
         }
     }
-    quantise(coefficients + i, values + i, count - i, step);
+    quantise(coefficients + i, values + i, count - i, step, headroom);
 }
 
-void dequantise_vector(const i16 *values, i16 *coefficients, u32 count, u32 step) {
+bool dequantise_vector(const i16 *values, i16 *coefficients, u32 count, u32 step, u32 headroom) {
     u32 i = 0;
-    if (step < 32768) {
+    lanes peaks = _mm256_setzero_si256();
+    if (step < 32768 && headroom == 0) {
         const u32 half_step = (step + 1) >> 1;
         const lanes factors = _mm256_set1_epi32(static_cast<i32>(half_step << 16 | step));
         const lanes one = _mm256_set1_epi16(1);
@@ -532,11 +537,16 @@ void dequantise_vector(const i16 *values, i16 *coefficients, u32 count, u32 step
             const lanes front = _mm256_madd_epi16(_mm256_unpacklo_epi16(value, one), factors);
             const lanes back = _mm256_madd_epi16(_mm256_unpackhi_epi16(value, one), factors);
             const lanes zero = _mm256_cmpeq_epi16(value, _mm256_setzero_si256());
-            store_256(coefficients + i, _mm256_andnot_si256(_mm256_andnot_si256(kept, zero),
-                                                            _mm256_packs_epi32(front, back)));
+            const lanes result = _mm256_andnot_si256(_mm256_andnot_si256(kept, zero),
+                                                     _mm256_packs_epi32(front, back));
+            peaks = _mm256_max_epu16(peaks, _mm256_abs_epi16(result));
+            store_256(coefficients + i, result);
         }
     }
-    dequantise(values + i, coefficients + i, count - i, step);
+    const lanes limit = _mm256_set1_epi16(static_cast<i16>(max_coefficient - 1));
+    const lanes excess = _mm256_subs_epu16(peaks, limit);
+    const bool rest_fits = dequantise(values + i, coefficients + i, count - i, step, headroom);
+    return rest_fits && _mm256_testz_si256(excess, excess) != 0;
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 //
 // Neighbours beyond the ends of a line are mirrored. The inverse undoes the steps in reverse order.
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "wavelet/stages/lifting_kernels.h"
@@ -35,6 +36,8 @@ constexpr i32 high_unscale = -low_scale;
 inline i32 product(i32 value, i32 constant) {
     return (value * constant + (1 << (fraction_bits - 1))) >> fraction_bits;
 }
+
+constexpr i32 max_coefficient = 32767;
 
 inline i16 saturate(i32 value) {
     return static_cast<i16>(std::clamp(value, -32768, 32767));
@@ -106,9 +109,15 @@ template <i32 constant, i32 sign> inline void lift_low(const lifted_line &line) 
     lift<constant, sign>(line.low, line.high - 1, line.high, line.lows);
 }
 
-inline void scale(const i32 *__restrict from, i16 *__restrict to, u32 count, i32 constant) {
-    for (u32 i = 0; i < count; ++i)
-        to[i] = saturate(product(from[i], constant));
+// Returns false if a result is saturated.
+inline bool scale(const i32 *__restrict from, i16 *__restrict to, u32 count, i32 constant) {
+    i32 excess = 0;
+    for (u32 i = 0; i < count; ++i) {
+        const i32 value = product(from[i], constant);
+        to[i] = saturate(value);
+        excess |= value ^ to[i];
+    }
+    return excess == 0;
 }
 
 inline void unscale(const i16 *__restrict from, i32 *__restrict to, u32 count, i32 constant) {
@@ -157,26 +166,34 @@ void inverse_line(const line_halves &source, i16 *target, u32 length, i32 *scrat
 // Quantisation multiplies by 32768 / step. From this step on, -1 is quantised to 0 and zeros are
 // reconstructed as 0.
 constexpr u32 first_coarse_step = 64;
-constexpr i32 reciprocal_bits = 15;
+constexpr u32 reciprocal_bits = 15;
 constexpr i32 max_coarse_reciprocal = (1 << reciprocal_bits) / first_coarse_step;
 
-void quantise(const i16 *__restrict coefficients, i16 *__restrict values, u32 count, u32 step) {
+void quantise(const i16 *__restrict coefficients, i16 *__restrict values, u32 count, u32 step,
+              u32 headroom) {
     const auto reciprocal = static_cast<i32>(step != 0 ? (1u << reciprocal_bits) / step : 0);
     const i32 dropped = reciprocal <= max_coarse_reciprocal ? -1 : 0;
+    const auto shift = static_cast<i32>(reciprocal_bits - headroom);
     for (u32 i = 0; i < count; ++i) {
-        const i32 value = (coefficients[i] * reciprocal) >> reciprocal_bits;
-        values[i] = static_cast<i16>(value == dropped ? 0 : value);
+        const i32 value = (coefficients[i] * reciprocal) >> shift;
+        values[i] = saturate(value == dropped ? 0 : value);
     }
 }
 
-void dequantise(const i16 *__restrict values, i16 *__restrict coefficients, u32 count, u32 step) {
+bool dequantise(const i16 *__restrict values, i16 *__restrict coefficients, u32 count, u32 step,
+                u32 headroom) {
     const auto factor = static_cast<i32>(step);
     const i32 half_step = (factor + 1) >> 1;
     const i32 zero_offset = step < first_coarse_step ? half_step : 0;
+    const auto shift = static_cast<i32>(headroom);
+    i32 peak = 0;
     for (u32 i = 0; i < count; ++i) {
         const i32 value = values[i] * factor;
-        coefficients[i] = saturate(value + (value != 0 ? half_step : zero_offset));
+        const i32 coefficient = (value + (value != 0 ? half_step : zero_offset)) >> shift;
+        coefficients[i] = saturate(coefficient);
+        peak = std::max(peak, std::abs(coefficient));
     }
+    return peak < max_coefficient;
 }
 
 } // namespace

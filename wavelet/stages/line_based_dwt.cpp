@@ -93,6 +93,7 @@ bool begin(dwt_level &level, u32 width, u32 height, bool inverse) {
 bool begin(line_based_dwt &dwt, const coefficient_buffer &buffer, u32 levels, bool inverse) {
     dwt.kernels = &current_wavelet_kernels();
     dwt.target = buffer;
+    dwt.saturated = false;
     u32 width = buffer.width;
     u32 height = buffer.height;
     try {
@@ -172,7 +173,8 @@ void filter_columns(line_based_dwt &forward, u32 index) {
             high = y < level.height / 2 ? coefficients(forward, filter.begin, lows + y)
                                         : forward.discarded.data();
         }
-        forward.kernels->forward_step(window, low, high, state_of(filter), filter.count);
+        if (!forward.kernels->forward_step(window, low, high, state_of(filter), filter.count))
+            forward.saturated = true;
     }
     if (has_results && !is_last(forward, index) && (y % 2 != 0 || y + 1 == lows)) {
         line_buffer &next = forward.levels[index + 1].whole;

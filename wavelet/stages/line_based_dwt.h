@@ -72,6 +72,7 @@ struct line_based_dwt {
     std::vector<i16> discarded; // receives results that are outside the component
     line_buffer strip;          // inverse: the current strip of output lines
     u32 strip_begin = 0;
+    bool saturated = false; // forward: a coefficient did not fit 16 bits
 };
 
 // Forward transform: push_lines takes all lines of the component in order, one or two at a time.

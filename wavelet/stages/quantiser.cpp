@@ -21,6 +21,7 @@ struct quantiser_data {
     std::vector<u8> settings; // inverse: the block as it was set
     std::vector<i16> values;
     region_destination destination = {}; // of the next region, instead of `values`
+    u32 headroom = 0;                    // of the coefficients in this run (lifting_kernels.h)
     bool steps_valid = false;            // for the current run
     std::vector<u16> steps;
 };
@@ -120,6 +121,8 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
     auto &quantiser = data<quantiser_data>(self);
     if (id == id_settings && quantiser.inverse == 0)
         return answer_settings(quantiser, size, buffer);
+    if (id == id_headroom && quantiser.inverse != 0)
+        return answer(quantiser.headroom, size, buffer, stage_short_buffer);
     if (id != id_output)
         return query_module(quantiser.up.handle, id, &size, buffer);
     output_description output = {};
@@ -139,6 +142,7 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
         return success;
     }
     quantiser.steps_valid = false;
+    quantiser.headroom = 0;
     switch (id) {
     case id_settings:
         if (quantiser.inverse != 0)
@@ -160,17 +164,46 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_module(quantiser.up.handle, id, size, value);
 }
 
-// Buffer for a region: the requested destination, or one of the module.
+// Lines of a region that differ from each other.
+u32 distinct_lines(const region &source) {
+    return source.stride == 0 ? std::min(source.height, 1u) : source.height;
+}
+
+// Buffer for a region: the requested destination, or one of the module. Regions of equal lines are
+// not stored in the destination.
 bool find_buffer(quantiser_data &quantiser, const region_destination &requested,
                  const region &source, region_destination &buffer) {
     buffer = requested;
-    if (buffer.data != nullptr)
+    if (buffer.data != nullptr && source.stride != 0)
         return true;
-    if (!try_resize(quantiser.values, u64{source.width} * source.height))
+    if (!try_resize(quantiser.values, u64{source.width} * distinct_lines(source)))
         return false;
-    buffer = {reinterpret_cast<u8 *>(quantiser.values.data()),
-              source.width * static_cast<u32>(sizeof(i16))};
+    const u32 stride = source.width * static_cast<u32>(sizeof(i16));
+    buffer = {reinterpret_cast<u8 *>(quantiser.values.data()), source.stride == 0 ? 0 : stride};
     return true;
+}
+
+// Quantises or dequantises the lines of a region; false if a coefficient does not fit.
+bool map_lines(const quantiser_data &quantiser, const region &source,
+               const region_destination &buffer, u32 step) {
+    const wavelet_kernels &kernels = current_wavelet_kernels();
+    bool fits = true;
+    for (u32 i = 0; i < distinct_lines(source); ++i) {
+        const auto *from =
+            reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride);
+        auto *to = reinterpret_cast<i16 *>(buffer.data + std::size_t{i} * buffer.stride);
+        if (quantiser.inverse == 0)
+            kernels.quantise(from, to, source.width, step, quantiser.headroom);
+        else if (!kernels.dequantise(from, to, source.width, step, quantiser.headroom))
+            fits = false;
+    }
+    return fits;
+}
+
+u32 upstream_headroom(const quantiser_data &quantiser) {
+    u32 headroom = 0;
+    u32 size = sizeof headroom;
+    return failed(query_module(quantiser.up.handle, id_headroom, &size, &headroom)) ? 0 : headroom;
 }
 
 u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
@@ -192,12 +225,13 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     region_destination buffer = {};
     const bool allocated =
         find_buffer(quantiser, fits ? destination : region_destination{}, source, buffer);
-    const wavelet_kernels &kernels = current_wavelet_kernels();
-    const auto map = quantiser.inverse != 0 ? kernels.dequantise : kernels.quantise;
-    for (u32 i = 0; allocated && i < source.height; ++i)
-        map(reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride),
-            reinterpret_cast<i16 *>(buffer.data + std::size_t{i} * buffer.stride), source.width,
-            quantiser.steps[plane]);
+    const u32 step = quantiser.steps[plane];
+    if (quantiser.inverse == 0)
+        quantiser.headroom = upstream_headroom(quantiser);
+    if (allocated && !map_lines(quantiser, source, buffer, step) && quantiser.headroom == 0) {
+        quantiser.headroom = max_headroom;
+        map_lines(quantiser, source, buffer, step);
+    }
     release_region(quantiser.up.handle, source.data);
     if (!allocated)
         return quantiser_no_memory;

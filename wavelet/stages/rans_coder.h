@@ -47,7 +47,10 @@ struct rans_encoder {
     bool out_of_memory = false;
 
     [[nodiscard]] bool resize(u32 width);
-    void begin() { used = 0; }
+    void begin() {
+        used = 0;
+        out_of_memory = false;
+    }
     // Assembles the packet, of at least `min_bytes` bytes: a bit for each lane whose state is
     // stored, these states, then the units.
     [[nodiscard]] bool finish(u64 min_bytes, std::vector<u8> &packet);

@@ -95,20 +95,21 @@ void discard_open_pairs(serialiser_data &serialiser) {
         serialiser.run_value[kind].discard_open_pairs();
 }
 
-// Codes or decodes the current coding unit.
+// Codes or decodes the current coding unit. If all its values are 0, only one line is decoded.
 template <class Coder>
-void code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values,
-               std::size_t stride, unit_content content) {
+unit_content code_unit(serialiser_data &serialiser, Coder &coder, u32 lines, i16 *values,
+                       std::size_t stride, unit_content content) {
     component_scan &scan = serialiser.scan;
     content = coder.code_unit_header(content);
     if (content == unit_content::all_zero) {
         skip_lines(scan, serialiser.line, lines);
         if constexpr (Coder::decodes)
-            std::fill_n(values, stride * lines, i16{0});
-        return;
+            std::fill_n(values, stride, i16{0});
+        return content;
     }
     for (u32 i = 0; i < lines; ++i, values += stride)
         code_line(scan, coder, serialiser.line + i, values, content == unit_content::no_minus_one);
+    return content;
 }
 
 // ---------------------------------------------------------------- encoding
@@ -233,17 +234,18 @@ u32 read_unit(serialiser_data &serialiser, region &requested) {
         return status;
     const u32 kind = band_kind(serialiser.band, serialiser.subbands);
     i16 *values = serialiser.values.data();
+    unit_content content = unit_content::all_zero;
     if (serialiser.coder == coder_rans) {
         serialiser.rans_reader.models = &serialiser.rans[kind];
-        code_unit(serialiser, serialiser.rans_reader, lines, values, width, unit_content::all_zero);
+        content = code_unit(serialiser, serialiser.rans_reader, lines, values, width, content);
     } else {
         serialiser.run_value_reader.models = &serialiser.run_value[kind];
-        code_unit(serialiser, serialiser.run_value_reader, lines, values, width,
-                  unit_content::all_zero);
+        content = code_unit(serialiser, serialiser.run_value_reader, lines, values, width, content);
     }
     serialiser.decoded += u64{width} * lines;
+    const u32 stride = width * static_cast<u32>(sizeof(i16));
     requested = {width, lines, reinterpret_cast<const u8 *>(values),
-                 width * static_cast<u32>(sizeof(i16))};
+                 content == unit_content::all_zero ? 0 : stride};
     status = advance(serialiser, lines);
     if (!failed(status) && (serialiser.decoded >= packet_coefficients || at_end(serialiser)))
         status = close_packet(serialiser);

@@ -3,10 +3,12 @@
 // An instance buffers the coefficients of the whole component. The forward transform computes them
 // when the first band of a run is requested, and provides each band as a plane. The inverse
 // transform fetches all bands from its upstream when the first samples are requested, and computes
-// the samples strip by strip as they are requested.
+// the samples strip by strip as they are requested. If a coefficient does not fit 16 bits, the
+// component is transformed with headroom (lifting_kernels.h).
 #include <algorithm>
 
 #include "wavelet/framework/module_support.h"
+#include "wavelet/stages/lazy_buffer.h"
 #include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 
@@ -20,8 +22,10 @@ struct transform_data {
     u32 decompositions = 6;
     bool ready = false; // the buffer contains the coefficients of the current run
     u32 width = 0, height = 0, subbands = 1;
-    aligned_buffer<i16> coefficients;
+    lazy_buffer<i16> coefficients; // forward: written pages are not recorded
     line_based_dwt dwt;
+    u32 headroom = 0;        // of the coefficients of the current run
+    std::vector<i16> scaled; // samples shifted by the headroom
 };
 
 constexpr u32 strip_lines = 16;
@@ -42,8 +46,12 @@ u32 find_shape(const transform_data &transform, output_description &output, u32 
     return output.width != 0 && output.height != 0 && fits ? success : transform_bad_size;
 }
 
+std::size_t coefficient_index(const transform_data &transform, u32 x, u32 y) {
+    return y * coefficient_stride(transform.width) + x;
+}
+
 i16 *coefficient_at(transform_data &transform, u32 x, u32 y) {
-    return transform.coefficients.data() + y * coefficient_stride(transform.width) + x;
+    return transform.coefficients.elements + coefficient_index(transform, x, y);
 }
 
 u32 stride(const transform_data &transform) {
@@ -69,20 +77,29 @@ u32 begin_levels(transform_data &transform) {
     const u32 levels = count_levels(transform);
     if (levels == 0)
         return success;
-    const coefficient_buffer buffer = {transform.coefficients.data(),
+    const coefficient_buffer buffer = {transform.coefficients.elements,
                                        coefficient_stride(transform.width), transform.width,
                                        transform.height};
     const auto begin = transform.inverse != 0 ? begin_inverse : begin_forward;
     return begin(transform.dwt, buffer, levels) ? success : stage_no_memory;
 }
 
+// A line of samples, shifted right by the headroom.
+const i16 *source_line(transform_data &transform, const region &strip, u32 i) {
+    const auto *line = reinterpret_cast<const i16 *>(strip.data + std::size_t{i} * strip.stride);
+    if (transform.headroom == 0)
+        return line;
+    i16 *scaled = transform.scaled.data() + i % 2 * std::size_t{transform.width};
+    for (u32 x = 0; x < transform.width; ++x)
+        scaled[x] = static_cast<i16>(line[x] >> transform.headroom);
+    return scaled;
+}
+
 void push_strip(transform_data &transform, u32 y, const region &strip) {
-    const auto line = [&](u32 i) {
-        return reinterpret_cast<const i16 *>(strip.data + std::size_t{i} * strip.stride);
-    };
     for (u32 i = 0; i < strip.height;) {
         const u32 count = count_levels(transform) != 0 ? std::min(strip.height - i, 2u) : 1;
-        const i16 *const lines[2] = {line(i), line(i + count - 1)};
+        const i16 *const lines[2] = {source_line(transform, strip, i),
+                                     source_line(transform, strip, i + count - 1)};
         if (count_levels(transform) != 0)
             push_lines(transform.dwt, lines, count);
         else
@@ -91,10 +108,8 @@ void push_strip(transform_data &transform, u32 y, const region &strip) {
     }
 }
 
-u32 transform_component(transform_data &transform) {
-    u32 status = allocate(transform);
-    if (!failed(status))
-        status = begin_levels(transform);
+u32 push_component(transform_data &transform) {
+    u32 status = begin_levels(transform);
     for (u32 y = 0; !failed(status) && y < transform.height;) {
         region strip = {transform.width, std::min(strip_lines, transform.height - y), nullptr, 0};
         status = get_region(transform.up.handle, 0, 0, y, &strip);
@@ -112,6 +127,65 @@ u32 transform_component(transform_data &transform) {
     return status;
 }
 
+u32 transform_component(transform_data &transform) {
+    transform.headroom = 0;
+    u32 status = allocate(transform);
+    if (!failed(status))
+        status = push_component(transform);
+    if (failed(status) || count_levels(transform) == 0 || !transform.dwt.saturated)
+        return status;
+    transform.headroom = max_headroom;
+    if (!try_resize(transform.scaled, u64{transform.width} * 2))
+        return stage_no_memory;
+    return push_component(transform);
+}
+
+// Stores fetched lines in the buffer, unless the upstream has done so.
+void store_lines(transform_data &transform, u32 x, u32 y, const region &lines) {
+    const auto *first = reinterpret_cast<const i16 *>(lines.data);
+    const bool zeros = lines.stride == 0 && std::all_of(first, first + lines.width,
+                                                        [](i16 value) { return value == 0; });
+    for (u32 i = 0; i < lines.height; ++i) {
+        const std::size_t index = coefficient_index(transform, x, y + i);
+        if (zeros) {
+            transform.coefficients.clear(index, lines.width);
+            continue;
+        }
+        transform.coefficients.mark_written(index, lines.width);
+        const u8 *from = lines.data + std::size_t{i} * lines.stride;
+        auto *to = reinterpret_cast<u8 *>(transform.coefficients.elements + index);
+        if (from != to)
+            std::memcpy(to, from, lines.width * sizeof(i16));
+    }
+}
+
+void shift_lines(transform_data &transform, const subband &area, u32 shift) {
+    for (u32 y = 0; y < area.height; ++y) {
+        i16 *line = coefficient_at(transform, area.x, area.y + y);
+        for (u32 x = 0; x < area.width; ++x)
+            if (line[x] != 0) // a write to an unused page would allocate it
+                line[x] = static_cast<i16>(line[x] >> shift);
+    }
+}
+
+// Adopts the headroom of the last fetched lines for all coefficients before them: the bands before
+// `band` and the first `y` lines of this band.
+void adopt_headroom(transform_data &transform, u32 band, u32 y) {
+    u32 headroom = 0;
+    u32 size = sizeof headroom;
+    if (failed(query_module(transform.up.handle, id_headroom, &size, &headroom)) ||
+        headroom <= transform.headroom)
+        return;
+    const u32 shift = headroom - transform.headroom;
+    for (u32 i = 0; i <= band; ++i) {
+        subband area = find_subband(transform.width, transform.height, transform.subbands, i);
+        if (i == band)
+            area.height = y;
+        shift_lines(transform, area, shift);
+    }
+    transform.headroom = headroom;
+}
+
 u32 fetch_band(transform_data &transform, u32 band) {
     const subband area = find_subband(transform.width, transform.height, transform.subbands, band);
     for (u32 y = 0; y < area.height;) {
@@ -125,18 +199,22 @@ u32 fetch_band(transform_data &transform, u32 band) {
             return status;
         const bool whole =
             lines.width == area.width && lines.height != 0 && lines.height <= area.height - y;
-        for (u32 i = 0; whole && lines.data != own.data && i < lines.height; ++i)
-            std::memcpy(coefficient_at(transform, area.x, area.y + y + i),
-                        lines.data + std::size_t{i} * lines.stride, area.width * sizeof(i16));
+        if (whole) {
+            adopt_headroom(transform, band, y);
+            store_lines(transform, area.x, area.y + y, lines);
+        }
         release_region(transform.up.handle, lines.data);
-        if (!whole)
+        if (!whole) {
+            transform.coefficients = {}; // the upstream may have written to it
             return transform_bad_size;
+        }
         y += lines.height;
     }
     return success;
 }
 
 u32 fetch_bands(transform_data &transform) {
+    transform.headroom = 0;
     u32 status = allocate(transform);
     for (u32 band = 0; !failed(status) && band < transform.subbands; ++band)
         status = fetch_band(transform, band);
@@ -155,6 +233,8 @@ u32 destroy(void *self) {
 
 u32 query(void *self, u32 id, u32 &size, void *buffer) {
     const auto &transform = data<transform_data>(self);
+    if (id == id_headroom && transform.inverse == 0)
+        return answer(transform.headroom, size, buffer, stage_short_buffer);
     if (id != id_output && id != id_subbands)
         return query_module(transform.up.handle, id, &size, buffer);
     output_description output = {};
@@ -180,6 +260,23 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
     return set_module(transform.up.handle, id, size, value);
 }
 
+// Removes the headroom from a region of samples.
+u32 scale_up(transform_data &transform, region &samples) {
+    if (!try_resize(transform.scaled, u64{samples.width} * samples.height))
+        return stage_no_memory;
+    const i32 factor = 1 << transform.headroom;
+    i16 *to = transform.scaled.data();
+    for (u32 y = 0; y < samples.height; ++y) {
+        const auto *from =
+            reinterpret_cast<const i16 *>(samples.data + std::size_t{y} * samples.stride);
+        for (u32 x = 0; x < samples.width; ++x)
+            *to++ = static_cast<i16>(std::clamp(from[x] * factor, -32768, 32767));
+    }
+    samples.data = reinterpret_cast<const u8 *>(transform.scaled.data());
+    samples.stride = samples.width * static_cast<u32>(sizeof(i16));
+    return success;
+}
+
 u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &transform = data<transform_data>(self);
     if (!transform.ready) {
@@ -199,12 +296,13 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
         requested.height = std::min(requested.height, strip.lines);
         requested.data = reinterpret_cast<const u8 *>(strip.first + x);
         requested.stride = static_cast<u32>(strip.stride * sizeof(i16));
-        return success;
+    } else {
+        requested.data =
+            reinterpret_cast<const u8 *>(coefficient_at(transform, area.x + x, area.y + y));
+        requested.stride = stride(transform);
     }
-    requested.data =
-        reinterpret_cast<const u8 *>(coefficient_at(transform, area.x + x, area.y + y));
-    requested.stride = stride(transform);
-    return success;
+    return transform.inverse != 0 && transform.headroom != 0 ? scale_up(transform, requested)
+                                                             : success;
 }
 
 u32 release(void *, const u8 *) {
