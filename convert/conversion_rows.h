@@ -23,7 +23,8 @@ using row_kernel = void (*)(const u8 *source, u8 *target, u32 pixels, const row_
 // The kernel for the current instruction set; null if the pair of formats has none.
 row_kernel find_row(u16 input_format, u16 output_format);
 
-// The upper bits of each component that make up the bin of a pixel, 0 to 8.
+// How many upper bits (0 to 8) of each component form the bin of a pixel: red, green and blue in
+// this order for RGB24, grey alone for Y8 and Y16.
 struct bin_rule {
     u8 red, green, blue, grey;
     u32 shift; // Y16: the data width minus 8

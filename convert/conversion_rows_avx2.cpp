@@ -92,8 +92,9 @@ VIQ_FORMULA void reorder_to_four(const u8 *source, u8 *target, bool keep_spare) 
     }
 }
 
-// The 12 target bytes of piece n of the source, at their positions in the piece of the target where
-// they start; bytes beyond its end wrap to the start of the register.
+// Packs the four pixels in each lane of source piece n to 12 bytes, rotated to the position in the
+// lane at which they start in the target (12 n mod 16). Bytes beyond the end of the lane wrap to
+// its start.
 template <u16 input, u16 output, u32 n> VIQ_FORMULA bytes32 shuffle_12_bytes(const u8 *source) {
     static constexpr lane_bytes order = lane_of([](u32 position) {
         const u32 byte = (position + 4 * n) % 16;

@@ -91,11 +91,11 @@ u32 options_for(const strip_call &call, row_options &options) {
 
 // Conversions to Y8 skip these source bytes after each line of odd width, although 32-bit and
 // YUV 4:2:2 lines have no such padding at the default alignment. The skew accumulates from line to
-// line. This is specified behaviour.
+// line. Callers depend on the result, so it is kept.
 u32 extra_skip(const tVIQ_Image &in, const tVIQ_Image &out) {
     if (out.pixel_format != VIQ_Y8 || in.width % 2 == 0)
         return 0;
-    if (contains(formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32), in.pixel_format))
+    if (contains(rgb_32_formats, in.pixel_format))
         return 1;
     return in.pixel_format == VIQ_YUV422 ? 2 : 0;
 }

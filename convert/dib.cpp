@@ -65,8 +65,8 @@ verdict check_dib_option(const strip_call &, const u32 &option) {
 // Reports inputs that a later converter would refuse before the output is set up.
 verdict check_dib_source(const strip_call &call) {
     constexpr format_set sources =
-        grey_formats | formats(VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32,
-                               VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422);
+        grey_formats | rgb_32_formats |
+        formats(VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_YUV422);
     const tVIQ_Image &in = *call.in;
     if (!contains(sources, in.pixel_format))
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Unsupported image format"));

@@ -59,20 +59,20 @@ u32 convert_to_wide_grey(const strip_call &call);
 
 constexpr format_set packed_16 = formats(VIQ_RGB15, VIQ_RGB16);
 constexpr format_set packed_24 = formats(VIQ_RGB24, VIQ_BGR24);
-constexpr format_set packed_32 = formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32);
 // BGR24 and XRGB32 cannot be converted to the 32-bit orders.
-constexpr format_set to_32 = grey_formats | packed_16 | formats(VIQ_RGB24) | packed_32;
+constexpr format_set to_32 = grey_formats | packed_16 | formats(VIQ_RGB24) | rgb_32_formats;
 
-strip_sequence sequences[VIQ_RGGB32];
+strip_sequence sequences[format_count]; // by the row of the target format
 
 constexpr converter make_packed(const char *name, const char *worker_name, u16 target,
                                 format_set accepted) {
-    return make_converter(name, worker_name, sequences[target], target, accepted);
+    return make_converter(name, worker_name, sequences[row_of_format(target)], target, accepted);
 }
 
 constexpr converter make_y8() {
-    converter made = make_packed("VIQ_convert_to_Y8", "VIQ_convert_to_Y8_1_strip", VIQ_Y8,
-                                 formats(VIQ_Y16, VIQ_YUV422) | packed_16 | packed_24 | packed_32);
+    converter made =
+        make_packed("VIQ_convert_to_Y8", "VIQ_convert_to_Y8_1_strip", VIQ_Y8,
+                    formats(VIQ_Y16, VIQ_YUV422) | packed_16 | packed_24 | rgb_32_formats);
     made.operation.corrupt = "Corrupt images";
     return made;
 }
@@ -99,14 +99,14 @@ constexpr converter packed_converters[] = {
     make_packed("VIQ_convert_to_XRGB32", "VIQ_convert_to_XRGB32_1_strip", VIQ_XRGB32,
                 to_32 & ~formats(VIQ_XBGR32)),
     make_packed("VIQ_convert_to_RGB24", "VIQ_convert_to_RGB24_1_strip", VIQ_RGB24,
-                grey_formats | packed_16 | packed_24 | packed_32),
+                grey_formats | packed_16 | packed_24 | rgb_32_formats),
     make_packed("VIQ_convert_to_BGR24", "VIQ_convert_to_BGR24_1_strip", VIQ_BGR24,
-                grey_formats | packed_16 | packed_24 | packed_32),
+                grey_formats | packed_16 | packed_24 | rgb_32_formats),
     make_packed("VIQ_convert_to_RGB16", "VIQ_convert_to_RGB16_1_strip", VIQ_RGB16,
-                grey_formats | formats(VIQ_RGB8) | packed_16 | packed_24 | packed_32),
+                grey_formats | formats(VIQ_RGB8) | packed_16 | packed_24 | rgb_32_formats),
     // RGB16 is not accepted, although the row kernel exists.
     make_packed("VIQ_convert_to_RGB15", "VIQ_convert_to_RGB15_1_strip", VIQ_RGB15,
-                grey_formats | packed_24 | packed_32),
+                grey_formats | packed_24 | rgb_32_formats),
     make_packed("VIQ_convert_to_RGB8", "VIQ_convert_to_RGB8_1_strip", VIQ_RGB8,
                 formats(VIQ_Y8, VIQ_RGB24)),
     make_y8(),

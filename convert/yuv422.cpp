@@ -73,7 +73,7 @@ constexpr converter make_from_yuv422(const char *name, const char *worker_name,
 constexpr converter make_to_yuv422(strip_sequence &sequence) {
     converter made = make_converter(
         "VIQ_convert_to_YUV422", "VIQ_convert_to_YUV422_1_strip", sequence, VIQ_YUV422,
-        formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32));
+        rgb_32_formats | formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_BGR24));
     made.operation.check_pixels = check_even_or_packed;
     made.operation.shape = whole_pairs;
     return made;

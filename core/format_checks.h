@@ -22,6 +22,18 @@ template <class... Formats> consteval format_set formats(Formats... format) {
 
 constexpr format_set grey_formats = formats(VIQ_Y8, VIQ_Y16);
 
+consteval format_set formats_of_layout(pixel_layout layout, u32 bytes) {
+    format_set set = 0;
+    for (u32 row = 0; row < format_count; ++row)
+        if (pixel_formats[row].layout == layout && pixel_formats[row].bytes_per_pixel == bytes)
+            set |= 1u << row;
+    return set;
+}
+
+// The byte orders of 32-bit RGB pixels. XRGB32 is accepted by few operations, which name it.
+constexpr format_set rgb_32_formats =
+    formats_of_layout(pixel_layout::rgb_bytes, 4) & ~formats(VIQ_XRGB32);
+
 // What is reported for an input in another format; `or_format` adds the number of the input's
 // format to the code.
 struct format_refusal {

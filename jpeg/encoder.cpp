@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "convert/conversion_rows.h"
+#include "core/format_checks.h"
 #include "core/geometry.h"
 #include "core/pixel_formats.h"
 #include "core/report.h"
@@ -107,8 +108,7 @@ u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage) {
 namespace {
 
 bool accepts(u16 format) {
-    return format == VIQ_Y8 || format == VIQ_YUV422 || format == VIQ_RGB24 || format == VIQ_BGR24 ||
-           format == VIQ_RGBX32 || format == VIQ_BGRX32 || format == VIQ_XBGR32;
+    return contains(rgb_32_formats | formats(VIQ_Y8, VIQ_YUV422, VIQ_RGB24, VIQ_BGR24), format);
 }
 
 u32 check_input(const char *function, const tVIQ_Image &in) {

@@ -15,7 +15,8 @@ Tjpeg *find_record(u32 handle);
 u32 need_record(const char *function, u32 handle, Tjpeg *&record);
 u32 check_record(const char *function, u32 handle);
 
-// Reports why there is no record, or why it cannot be changed.
+// Reports why need_record fails: no image, no record, or a record in use by the call whose error
+// handler is running.
 u32 report_no_record(const char *function, u32 handle);
 
 // Sets a file that the library has opened; it is closed with the record.

@@ -57,7 +57,8 @@ verdict check_crop_arguments(const strip_call &call, const rectangle &area) {
     const verdict decision =
         accept_formats(call,
                        formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24,
-                               VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_YUV422, VIQ_CMYK32, VIQ_Y16),
+                               VIQ_YUV422, VIQ_CMYK32, VIQ_Y16) |
+                           rgb_32_formats,
                        {.or_format = true});
     if (!decision.go_on)
         return decision;

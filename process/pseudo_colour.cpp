@@ -72,11 +72,11 @@ u32 VIQ_SPL_Y8_to_pseudo_colour(u32 hInImage, u32 hOutImage, u32, u16 wStripComm
 namespace {
 
 verdict check_words(const strip_call &call) {
-    return accept_formats(call, formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XRGB32, VIQ_XBGR32));
+    return accept_formats(call, rgb_32_formats | formats(VIQ_XRGB32));
 }
 
 verdict check_bytes(const strip_call &call, const u32 &number) {
-    const verdict decision = accept_formats(call, formats(VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32));
+    const verdict decision = accept_formats(call, rgb_32_formats);
     if (!decision.go_on || (number >= 1 && number <= 4))
         return decision;
     return stop_with(report(call.name, VIQ_ERR_PARAMETER, "Byte number out of range"));

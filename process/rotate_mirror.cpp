@@ -70,7 +70,8 @@ namespace {
 
 constexpr format_set supported_formats =
     formats(VIQ_Y8, VIQ_Y16, VIQ_PALETTED, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24,
-            VIQ_YUV422, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32, VIQ_CMYK32);
+            VIQ_YUV422, VIQ_XRGB32, VIQ_CMYK32) |
+    rgb_32_formats;
 
 verdict check_mirror_input(const strip_call &call) {
     const verdict decision = accept_formats(call, supported_formats);

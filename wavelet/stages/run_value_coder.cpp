@@ -80,7 +80,8 @@ bool reserve_slots(run_value_encoder &encoder, u32 count) {
     return !encoder.out_of_memory;
 }
 
-// Order of the search for the symbol of a pair: the short symbols, then ascending magnitudes.
+// The order in which the symbol of a pair is searched: the symbols with 3-bit codes, then
+// symbol_large_value, then those with 9-bit codes, whose magnitudes ascend.
 u32 next_candidate(u32 symbol) {
     return symbol == symbol_large_value      ? u32{symbol_first_long}
            : symbol == symbol_first_long - 1 ? u32{symbol_large_value}

@@ -1,5 +1,5 @@
 // Strip buffers, copying of parameters and data, moving of buffers.
-#include "core/strips.h"
+#include "core/image_data.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -191,8 +191,8 @@ u32 free_jpeg_data(u32 handle, const tVIQ_Image &image) {
     return image.jpeg != nullptr ? hooks.jpeg_free_data(handle) : success;
 }
 
-// A buffer of up to twice the required size is reused: the shorter last strip of a picture needs no
-// allocation, and a small strip does not keep the memory of a whole picture.
+// A buffer is reused if it has at most twice the required size. A last strip of at least half the
+// lines thus needs no allocation, and a small strip does not keep the memory of a whole picture.
 bool fits(const image_companion &own, u64 size) {
     return size <= own.buffer_size && own.buffer_size / 2 <= size;
 }
