@@ -210,13 +210,13 @@ inline constexpr format_index_table format_index = make_format_index();
 
 // Bytes of a pixel in a line; 0 if pixels share bytes, or for the codes that no image may have.
 [[gnu::always_inline]] constexpr std::size_t pixel_bytes(u32 code) {
-    const pixel_format *row = find_format(code);
-    return row != nullptr ? row->bytes_per_pixel : 0;
+    const u32 row = row_of_format(code);
+    return row != format_count ? pixel_formats[row].bytes_per_pixel : 0;
 }
 
 [[gnu::always_inline]] constexpr bool has_layout(u32 code, pixel_layout layout) {
-    const pixel_format *row = find_format(code);
-    return row != nullptr && row->layout == layout;
+    const u32 row = row_of_format(code);
+    return row != format_count && pixel_formats[row].layout == layout;
 }
 
 } // namespace viq
