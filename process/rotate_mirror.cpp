@@ -52,6 +52,8 @@ u32 VIQ_IP_mirror_image(u32 hInImage, u32 hOutImage, u16 wMode) {
 }
 
 u32 VIQ_IP_mirror(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     if (wMode == VIQ_STRIP_FINISH) {
         rectangle_sequence = {};
         return success;
