@@ -22,9 +22,9 @@ struct image_companion {
     u16 buffer_format = 0; // pixel format and stride that the buffer was last used with
     u32 buffer_line = 0;
     buffer_lock lock;
-    bool set_by_caller = false; // with VIQ_image_set_ptr, so several handles may refer to it
-    bool made_here = false;     // the library allocated the image object itself
-    u64 entered_in_report = 0;  // whose handler entered the object; 0: no handler did
+    bool set_by_caller = false;       // with VIQ_image_set_ptr, so several handles may refer to it
+    bool made_here = false;           // the library allocated the image object itself
+    u64 entered_in_report = 0;        // whose handler entered the object; 0: no handler did
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which the setters accept, is not in the map
     void *wavelet = nullptr;          // the record of a wavelet image, which its data points to
