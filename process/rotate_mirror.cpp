@@ -131,7 +131,11 @@ u32 mirror_into(u32 hCropImage, u32 hOutImage, u64 x, u64 y) {
     if (is_error(code))
         return code;
     const tVIQ_Image &image = *find_image(mirrored.handle);
-    insert_lines(*find_image(hOutImage), x, y, image, image.lines_per_strip);
+    const tVIQ_Image &out = *find_image(hOutImage);
+    // The copy of an image with JPEG data copies that data, not the pixels.
+    if (!has_lines(out, y + image.lines_per_strip))
+        return report_no_data("VIQ_IP_mirror");
+    insert_lines(out, x, y, image, image.lines_per_strip);
     return success;
 }
 
