@@ -109,10 +109,10 @@
  * its images when the handler returns. Until then an image that was created before the failure can
  * be read but not changed or destroyed, nor can its JPEG record be set in another image. Operations
  * with a strip command, the destruction of tables and chroma keys, and VIQ_image_destroy with
- * VIQ_ALL_IMAGES or VIQ_ANY_IMAGE are refused. A refused call returns VIQ_ERR_STATE. Images that the
- * handler creates can be set up and destroyed until it returns. Errors of
- * calls that a handler makes are returned, but not reported. A handler must return; leaving it with
- * longjmp() is not supported.
+ * VIQ_ALL_IMAGES or VIQ_ANY_IMAGE are refused. A refused call returns VIQ_ERR_STATE. Images that
+ * the handler has created during this failure can be set up and destroyed. Errors of calls that a
+ * handler makes are returned, but not reported. A handler must return; leaving it with longjmp() is
+ * not supported.
  *
  * @section viq_threads Threads
  *
