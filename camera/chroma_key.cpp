@@ -97,7 +97,7 @@ verdict check_key_arguments(const strip_call &call, const key_arguments &argumen
     if (is_error(code))
         return stop_with(code);
     const tVIQ_Image &background = *find_image(arguments.background);
-    if (arguments.background == call.out_handle || background.pixel_format != VIQ_YUV422 ||
+    if (&background == call.out || background.pixel_format != VIQ_YUV422 ||
         background.width != call.in->width || background.height != call.in->height)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Background image does not match"));
     return proceed;
@@ -167,6 +167,8 @@ u32 make_replacement(const strip_call &call, const key_arguments &arguments, rep
         return report(call.name, VIQ_ERR_UNSUPPORTED, "Background image does not match");
     if (!has_lines(background, call.in->lines_per_strip))
         return report_no_data(call.worker_name);
+    if (uses_buffer_of(background, *call.out))
+        return report_same_image(call.worker_name);
     with.lines = lines_of(background);
     return success;
 }

@@ -31,8 +31,12 @@ tVIQ_CmapInfo *VIQ_cmap_create_info(void) {
 }
 
 u32 VIQ_cmap_destroy_info(u32 hImage) {
-    if (tVIQ_Image *image = find_image_to_change(hImage))
-        destroy_cmap_info(*image);
+    tVIQ_Image *image = find_image(hImage);
+    if (image == nullptr)
+        return success;
+    if (is_frozen(*image))
+        return report_unchangeable("VIQ_cmap_destroy_info", hImage);
+    destroy_cmap_info(*image);
     return success;
 }
 

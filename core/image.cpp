@@ -98,9 +98,9 @@ tVIQ_Colour *VIQ_image_create_cmap(void) {
 
 u32 VIQ_image_destroy(u32 hImage) {
     constexpr const char *name = "VIQ_image_destroy";
+    if ((hImage == VIQ_ALL_IMAGES || hImage == VIQ_ANY_IMAGE) && called_by_handler())
+        return report(name, VIQ_ERR_STATE, "Images in use by the call that reports");
     if (hImage == VIQ_ALL_IMAGES) {
-        if (running_handlers() != 0)
-            return report(name, VIQ_ERR_STATE, "Images in use by the call that reports");
         for (u32 handle = 1; handle < table.slots_used; ++handle)
             destroy_slot(handle);
         destroy_orphans();
@@ -109,7 +109,7 @@ u32 VIQ_image_destroy(u32 hImage) {
         free_scratch();
         return success;
     }
-    if (hImage == VIQ_ANY_IMAGE && !called_by_handler()) {
+    if (hImage == VIQ_ANY_IMAGE) {
         for (u32 handle = 1; handle < table.slots_used; ++handle)
             if (table.slots[handle] != nullptr)
                 return VIQ_ERR_INTERNAL;
@@ -133,12 +133,18 @@ image_companion &companion(const tVIQ_Image &image) {
     return table.companions.at(&image);
 }
 
+void remove_jpeg_record(const Tjpeg &record) {
+    for (const auto &[image, own] : table.companions)
+        if (image->jpeg == &record)
+            const_cast<tVIQ_Image *>(image)->jpeg = nullptr;
+}
+
 u32 report_bad_handle(const char *function) {
     return report(function, VIQ_ERR_HANDLE, "");
 }
 
 bool is_frozen(const tVIQ_Image &image) {
-    return running_handlers() != 0 && companion(image).handler_depth < running_handlers();
+    return called_by_handler() && companion(image).entered_in_report != running_report();
 }
 
 tVIQ_Image *find_image_to_change(u32 handle) {
@@ -284,7 +290,7 @@ bool enter_image(u32 handle, tVIQ_Image *image) {
         try {
             const auto [entry, entered] = table.companions.try_emplace(image);
             if (entered)
-                entry->second.handler_depth = running_handlers();
+                entry->second.entered_in_report = running_report();
         } catch (...) {
             return false;
         }
@@ -367,10 +373,13 @@ void destroy_slot(u32 handle) {
     destroy_object(image);
 }
 
-// Destroys the objects that no handle refers to any more because a caller has replaced them.
+// Destroys the objects that no handle refers to any more because a caller has replaced them. All
+// slots are free: each object gets a handle once more and is destroyed with what it refers to.
 void destroy_orphans() {
-    while (!table.companions.empty())
-        destroy_object(const_cast<tVIQ_Image *>(table.companions.begin()->first));
+    while (!table.companions.empty()) {
+        enter_image(1, const_cast<tVIQ_Image *>(table.companions.begin()->first));
+        destroy_slot(1);
+    }
 }
 
 // Frees a colourmap of the library once no image uses it. Maps that a caller has set are kept.

@@ -22,9 +22,9 @@ struct image_companion {
     u16 buffer_format = 0; // pixel format and stride that the buffer was last used with
     u32 buffer_line = 0;
     buffer_lock lock;
-    bool set_by_caller = false; // with VIQ_image_set_ptr, so several handles may refer to it
-    bool made_here = false;     // the library allocated the image object itself
-    unsigned handler_depth = 0; // error handlers that were running when the object was entered
+    bool set_by_caller = false;       // with VIQ_image_set_ptr, so several handles may refer to it
+    bool made_here = false;           // the library allocated the image object itself
+    u64 entered_in_report = 0;        // whose handler entered the object; 0: no handler did
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which the setters accept, is not in the map
     void *wavelet = nullptr;          // the record of a wavelet image, which its data points to
@@ -37,7 +37,8 @@ constexpr u32 last_handle = 65535;
 tVIQ_Image *find_image(u32 handle);
 
 // The call that reports an error still needs its images while the error handler runs. An image that
-// was created before the report can then be read, but not changed or destroyed.
+// the handler has not created itself, during this report, can then be read, but not changed or
+// destroyed.
 bool is_frozen(const tVIQ_Image &image);
 
 // Null if there is no such image or it is frozen.
@@ -53,6 +54,10 @@ template <class Visit> void for_every_image(Visit visit) {
 }
 
 image_companion &companion(const tVIQ_Image &image);
+
+// The record is about to be destroyed: no image refers to it any more, nor does one that a caller
+// has replaced and may set again.
+void remove_jpeg_record(const Tjpeg &record);
 
 // Makes a handle refer to a caller's object (null: to none). False if memory runs out.
 bool replace_image(u32 handle, tVIQ_Image *image);

@@ -105,6 +105,8 @@ u32 begin_write(const strip_call &call, const memory_target &target) {
     if (is_error(code))
         return code;
     tVIQ_Image &memory = *find_image(hMemory);
+    if (uses_buffer_of(*call.in, memory))
+        return report_same_image(write_name);
     memory.lines_per_strip = memory.height;
     return renew_strip(hMemory);
 }
@@ -134,6 +136,8 @@ u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip) {
     const bool last = clip_last_strip(strip, reading.lines_done);
     if (!has_lines(memory, u64{reading.lines_done} + strip.lines_per_strip))
         return report_no_data(read_name);
+    if (uses_buffer_of(memory, strip))
+        return report_same_image(read_name);
     const u32 code = renew_strip(hStrip);
     if (is_error(code))
         return code;

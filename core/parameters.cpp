@@ -81,6 +81,17 @@ u32 set_name(const char *function, u32 handle, char (tVIQ_Image::*field)[128], c
     return success;
 }
 
+// The record of an image that an error handler must not change, and that it must not change through
+// another image either.
+bool is_frozen_record(const Tjpeg *record) {
+    bool frozen = false;
+    if (record != nullptr && called_by_handler())
+        for_every_image([&](const tVIQ_Image &image) {
+            frozen = frozen || (image.jpeg == record && is_frozen(image));
+        });
+    return frozen;
+}
+
 template <class Value> Value field_or_zero(u32 handle, Value tVIQ_Image::*field) {
     const tVIQ_Image *image = find_image(handle);
     return image != nullptr ? image->*field : Value{};
@@ -182,6 +193,8 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
             return report(name, VIQ_ERR_MEMORY, "");
         return success;
     case VIQ_PTR_JPEG:
+        if (is_frozen_record(static_cast<Tjpeg *>(pValue)))
+            return report(name, VIQ_ERR_STATE, "Image in use by the call that reports");
         image->jpeg = static_cast<Tjpeg *>(pValue);
         return success;
     case VIQ_PTR_JPEG_ID:

@@ -18,14 +18,15 @@ constexpr std::size_t text_size = 512;
 
 tVIQ_ErrRecord records[module_count];
 
-unsigned reports_running = 0;
+u64 reports_made = 0;
+u64 current_report = 0; // 0: no handler is running
 
-// Counts down also if the handler throws.
+// Ends the report also if the handler throws.
 struct report_scope {
-    report_scope() { ++reports_running; }
+    report_scope() { current_report = ++reports_made; }
     report_scope(const report_scope &) = delete;
     report_scope &operator=(const report_scope &) = delete;
-    ~report_scope() { --reports_running; }
+    ~report_scope() { current_report = 0; }
 };
 
 struct class_text {
@@ -118,15 +119,15 @@ u32 VIQ_ErrHandlerDefault(u32 dwModule, const char *pszFunction, u32 dwCode,
 namespace viq {
 
 u32 report(const char *function, u32 code, const char *message) {
-    if (reports_running != 0)
+    if (current_report != 0)
         return code;
     const report_scope scope;
     VIQ_ErrProcess(library_module, function, code, message);
     return code;
 }
 
-unsigned running_handlers() {
-    return reports_running;
+u64 running_report() {
+    return current_report;
 }
 
 u32 report_no_memory(const char *function, u64 size, const char *message) {

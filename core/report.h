@@ -10,13 +10,13 @@ namespace viq {
 // recurse.
 u32 report(const char *function, u32 code, const char *message);
 
-// Number of reports whose handler has not returned.
-unsigned running_handlers();
+// The number of the report whose handler is running; 0: none. Every report has another number.
+u64 running_report();
 
 // Operations on pixels and changes of shared tables return VIQ_ERR_STATE to a handler, because the
 // call that reported may be in the middle of one.
 inline bool called_by_handler() {
-    return running_handlers() != 0;
+    return running_report() != 0;
 }
 
 inline u32 low_word(u64 value) {

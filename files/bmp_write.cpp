@@ -61,6 +61,8 @@ u32 VIQ_write_BMP_file(u32 hImage, u16 wMode) {
 }
 
 u32 VIQ_image_write_BMP_buffer(u32 hImage, u8 *pBuffer, u32 *pdwSize, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     // Only the call that writes the header has the address of the first pixel.
     if (buffer_sequence.under_way) {
         buffer_sequence = {};

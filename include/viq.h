@@ -107,11 +107,12 @@
  *
  * A handler may call the library, but not disturb the function that has failed, which still needs
  * its images when the handler returns. Until then an image that was created before the failure can
- * be read but not changed or destroyed, and operations with a strip command, the destruction of
- * tables and chroma keys, and VIQ_image_destroy with VIQ_ALL_IMAGES are refused. A refused call
- * returns VIQ_ERR_STATE. Images that the handler creates can be set up and destroyed. Errors of
- * calls that a handler makes are returned, but not reported. A handler must return; leaving it with
- * longjmp() is not supported.
+ * be read but not changed or destroyed, nor can its JPEG record be set in another image. Operations
+ * with a strip command, the destruction of tables and chroma keys, and VIQ_image_destroy with
+ * VIQ_ALL_IMAGES or VIQ_ANY_IMAGE are refused. A refused call returns VIQ_ERR_STATE. Images that
+ * the handler has created during this failure can be set up and destroyed. Errors of calls that a
+ * handler makes are returned, but not reported. A handler must return; leaving it with longjmp() is
+ * not supported.
  *
  * @section viq_threads Threads
  *

@@ -71,7 +71,7 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
         return success;
     if (find_image(hOutImage) == nullptr)
         return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
-    if (hJpegImage == hOutImage)
+    if (find_image(hOutImage) == &jpeg)
         return report_same_image(name);
     if (decode.under_way && !is_this_decode(jpeg))
         return report(name, VIQ_ERR_STATE, "Sequence under way with another image");

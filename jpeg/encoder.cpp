@@ -52,7 +52,7 @@ u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
     code = check_record(name, hJpegImage);
     if (is_error(code))
         return code;
-    if (hInImage == hJpegImage)
+    if (find_image(hJpegImage) == &in)
         return report_same_image(name);
     if (in.width > largest_side || in.height > largest_side)
         return report_too_large(name);
@@ -75,7 +75,8 @@ u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage) {
     const tVIQ_Image &in = *find_image(hInImage);
     if (!accepts(in.pixel_format) || in.pixel_format == VIQ_YUV422)
         return report(pad_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type");
-    if (hInImage == hPaddedImage)
+    const tVIQ_Image *out = find_image(hPaddedImage);
+    if (out != nullptr && (out == &in || uses_buffer_of(in, *out)))
         return report_same_image(pad_name);
     code = check_input(pad_name, in);
     if (!is_error(code))

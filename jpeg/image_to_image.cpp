@@ -109,7 +109,7 @@ u32 VIQ_JPEG_decompress_image_to_image(u32 hJpegImage, u32 hOutImage, u16 wInMod
         return code;
     if (find_image(hOutImage) == nullptr)
         return report_bad_handle(name);
-    if (hJpegImage == hOutImage)
+    if (find_image(hJpegImage) == find_image(hOutImage))
         return report_same_image(name);
     u32 code = success;
     if (wInMode == in_file && record->file == nullptr) {

@@ -169,10 +169,7 @@ u32 VIQ_JPEG_destroy_Tjpeg(u32 hImage) {
         return success;
     const u32 code = VIQ_JPEG_free_data(hImage);
     Tjpeg *record = image->jpeg;
-    for_every_image([record](tVIQ_Image &other) {
-        if (other.jpeg == record)
-            other.jpeg = nullptr;
-    });
+    remove_jpeg_record(*record);
     forget(*record);
     return code;
 }

@@ -28,6 +28,8 @@ u32 shrink(const char *function, u32 hJpegImage);
 // DC predictors of 0 and ends with padding bits.
 u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
     constexpr const char *name = "VIQ_JPEG_build_image";
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     if (find_image(hJpegFrame) == nullptr)
         return report(name, VIQ_ERR_HANDLE, "Input image does not exist");
     if (find_image(hJpegOut) == nullptr)

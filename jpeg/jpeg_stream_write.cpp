@@ -36,6 +36,8 @@ void write_bytes(stream_sink &sink, const u8 *bytes, std::size_t count);
 } // namespace
 
 u32 VIQ_JPEG_file_write(u32 hJpegImage, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     strip_sequence &sequence = file_state.sequence;
     stream_sink sink = {file_state.file.get(), nullptr, 0};
     if (wMode == VIQ_STRIP_FINISH) {
@@ -64,6 +66,8 @@ u32 VIQ_JPEG_file_write(u32 hJpegImage, u16 wMode) {
 }
 
 u32 VIQ_JPEG_buffer_write(u32 hJpegImage, u8 *pBuffer, u32 *pdwLength, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     const bool ends = wMode == VIQ_STRIP_FINISH;
     if (ends && !buffer_sequence.under_way)
         return success;

@@ -30,6 +30,8 @@ constexpr strip_operation<lookup_table> lut_operation = {.name = "VIQ_LUT_apply"
 } // namespace
 
 u32 VIQ_LUT_apply(u32 hInImage, u32 hOutImage, u32 hLut, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     const lookup_table *lut = find_lut(hLut);
     if (lut == nullptr) {
         if (wMode == VIQ_STRIP_FINISH)

@@ -52,6 +52,8 @@ u32 VIQ_IP_mirror_image(u32 hInImage, u32 hOutImage, u16 wMode) {
 }
 
 u32 VIQ_IP_mirror(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     if (wMode == VIQ_STRIP_FINISH) {
         rectangle_sequence = {};
         return success;
@@ -130,7 +132,11 @@ u32 mirror_into(u32 hCropImage, u32 hOutImage, u64 x, u64 y) {
     if (is_error(code))
         return code;
     const tVIQ_Image &image = *find_image(mirrored.handle);
-    insert_lines(*find_image(hOutImage), x, y, image, image.lines_per_strip);
+    const tVIQ_Image &out = *find_image(hOutImage);
+    // The copy of an image with JPEG data copies that data, not the pixels.
+    if (!has_lines(out, y + image.lines_per_strip))
+        return report_no_data("VIQ_IP_mirror");
+    insert_lines(out, x, y, image, image.lines_per_strip);
     return success;
 }
 

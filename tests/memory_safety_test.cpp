@@ -114,6 +114,92 @@ TEST(Handlers, CannotChangeWhatTheRunningCallUses) {
     EXPECT_OK(VIQ_image_set_parameter(in, VIQ_WIDTH, 8));
 }
 
+u32 kept_image;
+
+u32 keeping_handler(u32, const char *, u32, const char *) {
+    if (kept_image == 0) {
+        kept_image = VIQ_JPEG_image_create();
+        return 0;
+    }
+    const u32 fresh = VIQ_image_create();
+    u8 buffer[4];
+    u32 length = sizeof buffer;
+    handler_codes = {
+        VIQ_image_destroy(kept_image),
+        VIQ_image_destroy(VIQ_ANY_IMAGE),
+        VIQ_image_set_ptr(fresh, VIQ_PTR_JPEG, VIQ_image_get_ptr(kept_image, VIQ_PTR_JPEG)),
+        VIQ_cmap_destroy_info(kept_image),
+        VIQ_JPEG_file_write(fresh, VIQ_STRIP_FINISH),
+        VIQ_JPEG_buffer_write(fresh, buffer, &length, VIQ_STRIP_FINISH),
+        VIQ_JPEG_build_image(fresh, fresh, VIQ_STRIP_FINISH),
+        VIQ_WVLT_buffer_write(fresh, buffer, &length, VIQ_STRIP_FINISH),
+        VIQ_image_write_BMP_buffer(fresh, buffer, &length, VIQ_STRIP_FINISH),
+        VIQ_IP_mirror(fresh, fresh, 0, 0, 1, 1, VIQ_STRIP_FINISH)};
+    EXPECT_OK(VIQ_image_destroy(fresh));
+    return 0;
+}
+
+TEST(Handlers, CannotChangeImagesThatAnEarlierHandlerKept) {
+    kept_image = 0;
+    handler_codes.clear();
+    VIQ_ErrHandlerInstall(keeping_handler);
+    EXPECT_TRUE(VIQ_IS_ERROR(VIQ_image_free_data(0)));
+    EXPECT_TRUE(VIQ_IS_ERROR(VIQ_JPEG_compress(kept_image, kept_image)));
+    VIQ_ErrHandlerInstall(record_failure);
+    EXPECT_EQ(handler_codes, std::vector<u32>(10, VIQ_ERR_STATE));
+    EXPECT_OK(VIQ_image_destroy(kept_image));
+}
+
+// ---- Images that share a buffer, a record or an object
+
+TEST(SharedMemory, IsNotReplacedWhileItIsRead) {
+    constexpr const char *same = "Input and output image are the same";
+    const picture owner(VIQ_YUV422, 20, 20), user(VIQ_YUV422, 20, 20), in(VIQ_YUV422, 20, 20);
+    fill_with_noise(owner);
+    fill_with_noise(in);
+    VIQ_image_set_ptr(user, VIQ_PTR_DATA, VIQ_image_get_ptr(owner, VIQ_PTR_DATA));
+    const u32 key = VIQ_CK_create();
+    EXPECT_REPORT(VIQ_CK_chroma_key(in, owner, user, 0, key, 0, VIQ_STRIP_NEXT),
+                  "VIQ_CK_chroma_key_1_strip", VIQ_ERR_PARAMETER, same);
+    VIQ_CK_chroma_key(in, owner, user, 0, key, 0, VIQ_STRIP_FINISH);
+    VIQ_CK_destroy(key);
+    EXPECT_ERROR(VIQ_write_to_memory(user, owner, VIQ_STRIP_NEXT), VIQ_ERR_PARAMETER, same);
+    set_lines(owner, 5);
+    EXPECT_ERROR(VIQ_read_from_memory(user, owner, VIQ_STRIP_NEXT), VIQ_ERR_PARAMETER, same);
+    VIQ_read_from_memory(user, owner, VIQ_STRIP_FINISH);
+    VIQ_image_set_parameter(user, VIQ_IMAGE_TYPE, VIQ_Y8);
+    VIQ_image_set_parameter(user, VIQ_LINES_PER_STRIP, 20);
+    EXPECT_ERROR(VIQ_pad_to_MCU_1_strip(user, owner), VIQ_ERR_PARAMETER, same);
+    VIQ_image_set_ptr(user, VIQ_PTR_DATA, nullptr);
+}
+
+TEST(SharedMemory, LosesItsJpegRecordTogether) {
+    const u32 jpeg = VIQ_JPEG_image_create(), other = VIQ_image_create();
+    void *record = VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG);
+    EXPECT_OK(VIQ_image_set_ptr(other, VIQ_PTR_JPEG, record));
+    void *replaced = VIQ_image_get_ptr(other, VIQ_PTR_IMAGE);
+    tVIQ_Image own = {};
+    EXPECT_OK(VIQ_image_set_ptr(other, VIQ_PTR_IMAGE, &own));
+    EXPECT_OK(VIQ_image_destroy(jpeg));
+    EXPECT_OK(VIQ_image_set_ptr(other, VIQ_PTR_IMAGE, replaced));
+    EXPECT_EQ(VIQ_image_get_ptr(other, VIQ_PTR_JPEG), nullptr);
+    EXPECT_OK(VIQ_image_destroy(other));
+}
+
+TEST(SharedMemory, IsNotDecodedIntoItself) {
+    const picture in(VIQ_Y8, 32, 32);
+    fill_with_noise(in);
+    const u32 wavelet = VIQ_WVLT_image_create(0), alias = VIQ_image_create();
+    void *own = VIQ_image_get_ptr(alias, VIQ_PTR_IMAGE);
+    EXPECT_OK(VIQ_WVLT_compress(in, wavelet, VIQ_STRIP_NEXT));
+    VIQ_image_set_ptr(alias, VIQ_PTR_IMAGE, VIQ_image_get_ptr(wavelet, VIQ_PTR_IMAGE));
+    EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, alias, VIQ_STRIP_NEXT), VIQ_ERR_HANDLE,
+                 "Not a WVLT image");
+    VIQ_image_set_ptr(alias, VIQ_PTR_IMAGE, own);
+    EXPECT_OK(VIQ_image_destroy(alias));
+    EXPECT_OK(VIQ_image_destroy(wavelet));
+}
+
 // ---- Sequences that continue with something else
 
 TEST(ContinuedSequence, IsRefusedWithOtherArguments) {

@@ -25,6 +25,8 @@ u32 set_component(const wavelet_record &record, u32 component) {
 } // namespace
 
 u32 VIQ_WVLT_compress(u32 hInImage, u32 hWvlt, u32 dwMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     const u32 mode = low_word(dwMode);
     wavelet_record *record = nullptr;
     u32 code = open_wavelet_record(name, hWvlt, record);

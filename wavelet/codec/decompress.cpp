@@ -43,13 +43,15 @@ bool is_colour(const wavelet_record &record) {
 } // namespace
 
 u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     const u32 mode = low_word(dwMode);
     wavelet_record *record = nullptr;
     u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
         return code;
     tVIQ_Image &in = *find_image(hWvlt);
-    if (in.height != 0 || hWvlt == hOutImage)
+    if (in.height != 0 || find_image(hOutImage) == &in)
         return report(name, VIQ_ERR_HANDLE, "Not a WVLT image");
     if (in.lines_per_strip == 0)
         return success;

@@ -60,6 +60,8 @@ std::size_t settings_size(const wavelet_record &record) {
 
 u32 VIQ_WVLT_file_write(u32 hWvlt, u16 wMode) {
     constexpr const char *name = "VIQ_WVLT_file_write";
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     wavelet_record *record = nullptr;
     u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
@@ -106,6 +108,8 @@ u32 VIQ_WVLT_file_read(u32 hWvlt) {
 
 u32 VIQ_WVLT_buffer_write(u32 hWvlt, u8 *pBuffer, u32 *pdwCount, u16 wMode) {
     constexpr const char *name = "VIQ_WVLT_buffer_write";
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     wavelet_record *record = nullptr;
     u32 code = open_wavelet_record(name, hWvlt, record);
     if (is_error(code))
