@@ -86,10 +86,11 @@
  * set a buffer with VIQ_image_set_ptr. With VIQ_FLAG_LOCKED it stays the caller's, even if the flag
  * is cleared later, and its size is not checked. Without the flag the library owns it from then on
  * and frees it with free(); VIQ_malloc_N_lines allocates such memory. The same rules apply to the
- * data of a JPEG record. A lock takes effect only where the caller sets the flag and the buffer:
- * operations copy the flag to their output with the other parameters, but a copied flag locks
- * nothing. An output whose own buffer is not locked gets a buffer of the library. Pointers that the
- * library returns stay the library's unless the function says otherwise.
+ * data of a JPEG record. Operations copy the flag to their output with the other parameters. A
+ * copied flag does not lock the buffer that the output has at that time: if it is not locked
+ * itself, it is replaced by a buffer of the library. A buffer that is set while the flag is present
+ * is locked, however the flag got there; clear the flag first to pass a buffer to the library.
+ * Pointers that the library returns stay the library's unless the function says otherwise.
  *
  * @section viq_reporting Errors
  *
@@ -107,12 +108,12 @@
  *
  * A handler may call the library, but not disturb the function that has failed, which still needs
  * its images when the handler returns. Until then an image that was created before the failure can
- * be read but not changed or destroyed, nor can its JPEG record be set in another image. Operations
- * with a strip command, the destruction of tables and chroma keys, and VIQ_image_destroy with
- * VIQ_ALL_IMAGES or VIQ_ANY_IMAGE are refused. A refused call returns VIQ_ERR_STATE. Images that
- * the handler has created during this failure can be set up and destroyed. Errors of calls that a
- * handler makes are returned, but not reported. A handler must return; leaving it with longjmp() is
- * not supported.
+ * be queried but not changed or destroyed, nor can its JPEG record be set in another image.
+ * Operations with a strip command, the destruction of tables and chroma keys, and VIQ_image_destroy
+ * with VIQ_ALL_IMAGES or VIQ_ANY_IMAGE are refused. A refused call returns VIQ_ERR_STATE. Images
+ * that the handler has created during this failure can be set up and destroyed. Errors of calls
+ * that a handler makes are returned, but not reported. A handler must return; leaving it with
+ * longjmp() is not supported.
  *
  * @section viq_threads Threads
  *
