@@ -70,10 +70,6 @@ bool has_shape(const tVIQ_Image *image, const output_shape &shape) {
            image->height == shape.height;
 }
 
-u32 check_named(const char *function, u32 handle, const char *message) {
-    return check_image(function, handle, message);
-}
-
 void start_sequence(const strip_call &call) {
     call.sequence->geometry = geometry_of(*call.in);
     if (call.out != nullptr)

@@ -112,8 +112,8 @@ template <class Arguments = no_arguments> struct strip_operation {
     Arguments *first_arguments = nullptr;
 };
 
-// The step of a record that every strip of one image goes through: a line rule gives the line
-// length of a checked image; `previous` is what the image had before the check.
+// Computes the stride of the lines that a transfer sends; `previous` is the image's stride before
+// the check, which has overwritten it.
 using line_rule = u32 (*)(const tVIQ_Image &image, u32 previous);
 
 // A transfer; the image is `call.in`.

@@ -2,6 +2,7 @@
 // does not depend on those. Included by strip_driver.h only.
 #pragma once
 
+#include "core/geometry.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 
@@ -13,7 +14,6 @@ strip_call make_call(const char *name, const char *worker_name, strip_sequence *
                      u32 in_handle, u32 out_handle);
 u32 apply_shape(const strip_call &call, const output_shape &shape);
 bool has_shape(const tVIQ_Image *image, const output_shape &shape);
-u32 check_named(const char *function, u32 handle, const char *message);
 void start_sequence(const strip_call &call);
 bool has_first_geometry(const strip_call &call);
 u32 report_other_sequence(const char *function);
@@ -22,7 +22,7 @@ u32 report_other_sequence(const char *function);
 
 template <class Record, class Arguments>
 void keep_arguments(const Record &record, const Arguments &arguments) {
-    if constexpr (std::is_copy_assignable_v<Arguments>)
+    if constexpr (requires { arguments == arguments; })
         if (record.first_arguments != nullptr)
             *record.first_arguments = arguments;
 }
@@ -32,7 +32,7 @@ bool has_first_arguments(const Record &record, const Arguments &arguments) {
     if constexpr (requires { arguments == arguments; })
         return record.first_arguments == nullptr || *record.first_arguments == arguments;
     else
-        return true;
+        return record.first_arguments == nullptr;
 }
 
 // ---- Conversions
@@ -59,7 +59,7 @@ template <class Arguments>
 u32 check_output(const strip_operation<Arguments> &operation, const strip_call &call) {
     const char *message =
         operation.corrupt_output != nullptr ? operation.corrupt_output : operation.corrupt;
-    return check_named(operation.name, call.out_handle, message);
+    return check_image(operation.name, call.out_handle, message);
 }
 
 template <class Arguments>
@@ -184,7 +184,7 @@ template <class Arguments>
 u32 transfer_strip(const strip_transfer<Arguments> &transfer, const strip_call &call,
                    const Arguments &arguments, u16 command) {
     const u32 previous_line = call.in != nullptr ? call.in->bytes_per_line : 0;
-    u32 code = check_named(transfer.name, call.in_handle, transfer.corrupt);
+    u32 code = check_image(transfer.name, call.in_handle, transfer.corrupt);
     if (is_error(code))
         return code;
     if (call.in->lines_per_strip == 0 && !transfer.every_command_sends)
@@ -212,7 +212,7 @@ u32 run_conversion(const strip_operation<Arguments> &operation, u32 hInImage, u3
     using namespace strip_protocol;
     if (called_by_handler())
         return VIQ_ERR_STATE;
-    u32 code = check_named(operation.name, hInImage, operation.corrupt);
+    u32 code = check_image(operation.name, hInImage, operation.corrupt);
     const strip_call call =
         make_call(operation.name, operation.worker_name, operation.sequence, hInImage, hOutImage);
     const u32 lines = call.in != nullptr ? call.in->lines_per_strip : 0;
@@ -231,7 +231,7 @@ template <class Arguments>
 u32 convert_strip(const strip_operation<Arguments> &operation, u32 hInImage, u32 hOutImage,
                   const std::type_identity_t<Arguments> &arguments) {
     using namespace strip_protocol;
-    u32 code = check_named(operation.name, hInImage, operation.corrupt);
+    u32 code = check_image(operation.name, hInImage, operation.corrupt);
     if (is_error(code))
         return code;
     const strip_call call =
@@ -243,7 +243,7 @@ u32 convert_strip(const strip_operation<Arguments> &operation, u32 hInImage, u32
         return decision.code;
     code = set_up_output(operation, call, arguments);
     if (!is_error(code))
-        code = check_named(operation.name, hOutImage, operation.corrupt);
+        code = check_image(operation.name, hOutImage, operation.corrupt);
     return is_error(code) ? code : operation.process(call, arguments, success);
 }
 
