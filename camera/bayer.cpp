@@ -18,22 +18,22 @@ u32 make_mosaic(const strip_call &call);
 u32 show_colours(const strip_call &call);
 u32 show_grey(const strip_call &call);
 
-strip_sequence sequences[3];
+VIQ_PER_CONTEXT(strip_sequences<3>, sequences);
 
 constexpr strip_operation<> mosaic_operation = {.name = "VIQ_BAY_RGB24_to_RGGB32",
-                                                .sequence = &sequences[0],
+                                                .sequence = {sequences, 0},
                                                 .check_before_header = check_rgb24,
                                                 .shape = in_format<VIQ_RGGB32>,
                                                 .process = make_mosaic,
                                                 .whole_picture = true};
 constexpr strip_operation<> colour_operation = {.name = "VIQ_BAY_RGGB32_map_to_RGB24",
-                                                .sequence = &sequences[1],
+                                                .sequence = {sequences, 1},
                                                 .check_before_header = check_mosaic,
                                                 .shape = in_format<VIQ_RGB24>,
                                                 .process = show_colours,
                                                 .whole_picture = true};
 constexpr strip_operation<> grey_operation = {.name = "VIQ_BAY_RGGB32_map_to_Y8",
-                                              .sequence = &sequences[2],
+                                              .sequence = {sequences, 2},
                                               .check_before_header = check_mosaic,
                                               .prepare_input = use_whole_picture,
                                               .shape = in_format<VIQ_Y8>,

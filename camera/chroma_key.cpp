@@ -32,15 +32,15 @@ u32 clear_sum(const strip_call &call, const calibration_arguments &arguments);
 u32 add_hues(const strip_call &call);
 u32 store_hue(const strip_call &call, const calibration_arguments &arguments);
 
-strip_sequence key_sequence;
-strip_sequence calibration_sequence;
-double hue_sum = 0;
-calibration_arguments first_calibration;
+VIQ_PER_CONTEXT(strip_sequence, key_sequence);
+VIQ_PER_CONTEXT(strip_sequence, calibration_sequence);
+VIQ_PER_CONTEXT(double, hue_sum);
+VIQ_PER_CONTEXT(calibration_arguments, first_calibration);
 
 constexpr strip_operation<key_arguments> key_operation = {.name = "VIQ_CK_chroma_key",
                                                           .worker_name =
                                                               "VIQ_CK_chroma_key_1_strip",
-                                                          .sequence = &key_sequence,
+                                                          .sequence = key_sequence,
                                                           .check_before_header = check_key_input,
                                                           .check_pixels = check_key_arguments,
                                                           .shape = same_shape,
@@ -48,7 +48,7 @@ constexpr strip_operation<key_arguments> key_operation = {.name = "VIQ_CK_chroma
 
 constexpr strip_transfer<calibration_arguments> calibration_transfer = {
     .name = "VIQ_CK_calibrate",
-    .sequence = &calibration_sequence,
+    .sequence = calibration_sequence,
     .check_image = check_calibration_arguments,
     .begin = clear_sum,
     .process = add_hues,
@@ -213,7 +213,7 @@ verdict check_calibration_arguments(const strip_call &call,
 }
 
 u32 clear_sum(const strip_call &, const calibration_arguments &) {
-    hue_sum = 0;
+    *hue_sum = 0;
     const u16 *hues = nullptr;
     return need_hue_table(hues);
 }
@@ -230,15 +230,16 @@ u32 add_hues(const strip_call &call) {
     const double count = static_cast<double>(u64{(in.width - skipped_columns) / 2} * in.height);
     const u64 pairs = u64{in.width / 2 - 3} * in.lines_per_strip;
     const u8 *pair = in.data;
+    double &sum = *hue_sum;
     for (u64 n = 0; n < pairs; ++n, pair += 4)
-        hue_sum += hues[pair[1] << 8 | pair[3]] / count;
+        sum += hues[pair[1] << 8 | pair[3]] / count;
     return success;
 }
 
 // The luma centre is a constant, not measured.
 u32 store_hue(const strip_call &, const calibration_arguments &arguments) {
     key_object *object = find_key_object(arguments.object);
-    *object = {static_cast<u16>(hue_sum + 0.5), 20, 20, 64};
+    *object = {static_cast<u16>(*hue_sum + 0.5), 20, 20, 64};
     return success;
 }
 

@@ -19,13 +19,13 @@ verdict check_demosaic_arguments(const strip_call &call, const demosaic_argument
 void use_whole_picture(const strip_call &call);
 u32 demosaic(const strip_call &call, const demosaic_arguments &arguments);
 
-strip_sequence sequences[2];
+VIQ_PER_CONTEXT(strip_sequences<2>, sequences);
 
 constexpr strip_operation<demosaic_arguments>
-make_operation(const char *name, strip_sequence &sequence,
+make_operation(const char *name, sequence_place sequence,
                strip_step<output_shape, demosaic_arguments> shape) {
     return {.name = name,
-            .sequence = &sequence,
+            .sequence = sequence,
             .check_before_header = check_demosaic_arguments,
             .prepare_input = use_whole_picture,
             .shape = shape,
@@ -34,9 +34,9 @@ make_operation(const char *name, strip_sequence &sequence,
 }
 
 constexpr strip_operation<demosaic_arguments> bgrx32_operation =
-    make_operation("VIQ_BAY_RGGB32_to_BGRX32", sequences[0], in_format<VIQ_BGRX32>);
+    make_operation("VIQ_BAY_RGGB32_to_BGRX32", {sequences, 0}, in_format<VIQ_BGRX32>);
 constexpr strip_operation<demosaic_arguments> rgb16_operation =
-    make_operation("VIQ_BAY_RGGB32_to_RGB16", sequences[1], in_format<VIQ_RGB16>);
+    make_operation("VIQ_BAY_RGGB32_to_RGB16", {sequences, 1}, in_format<VIQ_RGB16>);
 
 } // namespace
 

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "convert/named_colours.h"
+#include "core/context.h"
 #include "core/image.h"
 #include "core/report.h"
 
@@ -14,7 +15,11 @@ namespace {
 
 constexpr u32 key_slots = 3;
 
-std::optional<key_object> slots[key_slots];
+struct key_table {
+    std::optional<key_object> slots[key_slots];
+};
+
+VIQ_PER_CONTEXT(key_table, table);
 
 // The object's field with this identifier, or null with the error reported and stored in `code`.
 u16 *find_field(const char *function, u32 handle, u16 parameter, u32 &code);
@@ -23,8 +28,8 @@ u16 *find_field(const char *function, u32 handle, u16 parameter, u32 &code);
 
 u32 VIQ_CK_create(void) {
     for (u32 n = 0; n < key_slots; ++n)
-        if (!slots[n]) {
-            slots[n] = key_object{340, 20, 120, 64};
+        if (!table->slots[n]) {
+            table->slots[n] = key_object{340, 20, 120, 64};
             return n + 1;
         }
     return report("VIQ_CK_create", VIQ_ERR_NO_HANDLES, "");
@@ -35,7 +40,7 @@ u32 VIQ_CK_destroy(u32 hCK) {
         return VIQ_ERR_STATE;
     for (u32 n = 0; n < key_slots; ++n)
         if (hCK == n + 1 || hCK == VIQ_ALL_IMAGES)
-            slots[n].reset();
+            table->slots[n].reset();
     return success;
 }
 
@@ -72,7 +77,7 @@ u32 VIQ_CK_get_component(u16 wColour, u16 wComponent) {
 namespace viq {
 
 key_object *find_key_object(u32 handle) {
-    return handle >= 1 && handle <= key_slots && slots[handle - 1] ? &*slots[handle - 1] : nullptr;
+    return handle >= 1 && handle <= key_slots && table->slots[handle - 1] ? &*table->slots[handle - 1] : nullptr;
 }
 
 } // namespace viq

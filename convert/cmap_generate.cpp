@@ -17,7 +17,7 @@ namespace {
 constexpr const char *name = "VIQ_cmap_generate";
 constexpr const char *strip_name = "VIQ_cmap_generate_1_strip";
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 verdict check_source(const strip_call &call, const u16 &wanted_colours);
 u32 begin(const strip_call &call, const u16 &wanted_colours);
@@ -26,7 +26,7 @@ u32 histogram_to_cmap(const strip_call &call);
 
 constexpr strip_transfer<u16> generation = {
     .name = name,
-    .sequence = &sequence,
+    .sequence = sequence,
     .check_image = check_source,
     .begin = begin,
     .process = count_strip,

@@ -4,6 +4,7 @@
 #include "convert/closest_colour.h"
 #include "convert/pixel_formulas.h"
 #include "core/cmap_record.h"
+#include "core/context.h"
 #include "core/file_io.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -29,7 +30,11 @@ struct lut {
 };
 
 constexpr u32 lut_types = 6;
-lut tables[lut_types];
+struct lut_set {
+    lut of_rule[lut_types];
+};
+
+VIQ_PER_CONTEXT(lut_set, tables);
 
 const lut_rule *find_rule(u16 type);
 lut &table_of(const lut_rule &rule);
@@ -237,7 +242,7 @@ const lut_rule *find_rule(u16 type) {
 }
 
 lut &table_of(const lut_rule &rule) {
-    return tables[&rule - rules];
+    return tables->of_rule[&rule - rules];
 }
 
 u32 destroy(u16 type) {

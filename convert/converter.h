@@ -29,10 +29,10 @@ u32 convert_lines(const strip_call &call);
 
 // A converter with the steps that most converters have.
 constexpr converter make_converter(const char *name, const char *worker_name,
-                                   strip_sequence &sequence, u16 target, format_set accepted) {
+                                   sequence_place sequence, u16 target, format_set accepted) {
     return {.operation = {.name = name,
                           .worker_name = worker_name,
-                          .sequence = &sequence,
+                          .sequence = sequence,
                           .check_pixels = copy_or_check_format,
                           .shape = same_size,
                           .process = convert_lines},

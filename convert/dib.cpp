@@ -17,7 +17,7 @@ namespace {
 constexpr const char *name = "VIQ_image_convert";
 constexpr u32 dib_alignment = 4;
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 verdict check_dib_option(const strip_call &call, const u32 &option);
 verdict check_dib_source(const strip_call &call);
@@ -28,7 +28,7 @@ u32 store_bottom_up(const strip_call &call);
 constexpr strip_operation<u32> operation = {
     .name = name,
     .worker_name = "VIQ_image_convert_1_strip",
-    .sequence = &sequence,
+    .sequence = sequence,
     .check_before_header = check_dib_option,
     .check_pixels = check_dib_source,
     .shape = dib_shape,

@@ -1,8 +1,12 @@
 #include "convert/hue_table.h"
 
+#include <atomic>
 #include <cmath>
+#include <memory>
+#include <new>
 #include <numbers>
 
+#include "core/context.h"
 #include "core/report.h"
 
 using namespace viq;
@@ -12,7 +16,8 @@ namespace {
 constexpr u32 table_size = 65536;
 constexpr int grey_radius = 6; // |u| and |v| up to here are treated as grey
 
-std::vector<u16> hues;
+// Made once for all contexts and never changed.
+constinit std::atomic<const u16 *> hues = nullptr;
 
 double angle_of(int u, int v);
 double degrees_of(double angle);
@@ -21,30 +26,40 @@ double degrees_of(double angle);
 
 u32 VIQ_CK_generate_UV_to_hue_LUT(void) {
     constexpr const char *name = "VIQ_CK_generate_UV_to_hue_LUT";
-    if (!try_resize(hues, table_size))
+    if (hues.load(std::memory_order_acquire) != nullptr)
+        return success;
+    std::unique_ptr<u16[]> made(new (std::nothrow) u16[table_size]);
+    if (made == nullptr)
         return report(name, VIQ_ERR_MEMORY, "");
     for (u32 i = 0; i < table_size; ++i) {
         const int u = static_cast<int>(i >> 8) - 128;
         const int v = static_cast<int>(i & 255) - 128;
-        hues[i] = static_cast<u16>(degrees_of(angle_of(u, v)));
-        if (hues[i] > 359)
+        made[i] = static_cast<u16>(degrees_of(angle_of(u, v)));
+        if (made[i] > 359)
             return report(name, VIQ_ERR_INTERNAL, "Hue out of range");
     }
+    const u16 *none = nullptr;
+    if (hues.compare_exchange_strong(none, made.get(), std::memory_order_acq_rel))
+        made.release(); // otherwise another thread has been faster
     return success;
 }
 
 u32 VIQ_CK_destroy_UV_to_hue_LUT(void) {
     if (called_by_handler())
         return VIQ_ERR_STATE;
-    std::vector<u16>().swap(hues);
+    if (!has_contexts()) // otherwise another thread may be using the table
+        delete[] hues.exchange(nullptr);
     return success;
 }
 
 namespace viq {
 
 u32 need_hue_table(const u16 *&table) {
-    const u32 code = hues.empty() ? VIQ_CK_generate_UV_to_hue_LUT() : success;
-    table = hues.data();
+    table = hues.load(std::memory_order_acquire);
+    if (table != nullptr)
+        return success;
+    const u32 code = VIQ_CK_generate_UV_to_hue_LUT();
+    table = hues.load(std::memory_order_acquire);
     return code;
 }
 

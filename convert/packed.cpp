@@ -62,11 +62,11 @@ constexpr format_set packed_24 = formats(VIQ_RGB24, VIQ_BGR24);
 // BGR24 and XRGB32 cannot be converted to the 32-bit orders.
 constexpr format_set to_32 = grey_formats | packed_16 | formats(VIQ_RGB24) | rgb_32_formats;
 
-strip_sequence sequences[format_count]; // by the row of the target format
+VIQ_PER_CONTEXT(strip_sequences<format_count>, sequences); // by the row of the target format
 
 constexpr converter make_packed(const char *name, const char *worker_name, u16 target,
                                 format_set accepted) {
-    return make_converter(name, worker_name, sequences[row_of_format(target)], target, accepted);
+    return make_converter(name, worker_name, {sequences, row_of_format(target)}, target, accepted);
 }
 
 constexpr converter make_y8() {

@@ -19,11 +19,11 @@ u32 set_colour_cube(const strip_call &call);
 verdict check_paletted(const strip_call &call, const converter &which);
 output_shape colour_or_grey(const strip_call &call, const converter &which);
 
-strip_sequence sequences[3];
+VIQ_PER_CONTEXT(strip_sequences<3>, sequences);
 
 constexpr converter make_to_paletted() {
     converter made = make_converter("VIQ_convert_to_paletted", "VIQ_convert_to_paletted_1_strip",
-                                    sequences[0], VIQ_PALETTED, formats(VIQ_RGB24, VIQ_Y8));
+                                    {sequences, 0}, VIQ_PALETTED, formats(VIQ_RGB24, VIQ_Y8));
     made.operation.check_pixels = check_cmap_generated;
     made.operation.process = map_by_bins;
     return made;
@@ -32,7 +32,7 @@ constexpr converter make_to_paletted() {
 constexpr converter make_dither() {
     converter made =
         make_converter("VIQ_convert_to_RGB8_dither", "VIQ_convert_to_RGB8_dither_1_strip",
-                       sequences[1], VIQ_PALETTED, formats(VIQ_RGB24));
+                       {sequences, 1}, VIQ_PALETTED, formats(VIQ_RGB24));
     made.operation.check_pixels = check_listed_format;
     made.operation.complete_output = set_colour_cube;
     made.operation.process = dither_strip;
@@ -42,7 +42,7 @@ constexpr converter make_dither() {
 constexpr converter make_from_paletted() {
     converter made =
         make_converter("VIQ_convert_to_RGB24_or_Y8", "VIQ_convert_to_RGB24_or_Y8_1_strip",
-                       sequences[2], VIQ_RGB24, formats(VIQ_PALETTED));
+                       {sequences, 2}, VIQ_RGB24, formats(VIQ_PALETTED));
     made.refusal = "Input image should be paletted";
     made.operation.check_pixels = check_paletted;
     made.operation.shape = colour_or_grey;

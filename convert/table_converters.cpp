@@ -16,10 +16,10 @@ verdict check_unless_y16(const strip_call &call, const converter &which);
 u32 make_missing_table(const strip_call &call);
 u32 convert_by_table(const strip_call &call);
 
-strip_sequence sequences[10];
+VIQ_PER_CONTEXT(strip_sequences<10>, sequences);
 
 constexpr converter make_by_table(const char *name, const char *worker_name,
-                                  strip_sequence &sequence, u16 target) {
+                                  sequence_place sequence, u16 target) {
     converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
     made.operation.check_before_header = check_even_yuv422;
     made.operation.check_pixels = {};
@@ -31,7 +31,7 @@ constexpr converter make_by_table(const char *name, const char *worker_name,
 constexpr converter make_to_paletted() {
     converter made =
         make_by_table("VIQ_convert_to_paletted_LUT", "VIQ_convert_to_paletted_LUT_1_strip",
-                      sequences[9], VIQ_PALETTED);
+                      {sequences, 9}, VIQ_PALETTED);
     made.accepted = formats(VIQ_RGB16, VIQ_Y8, VIQ_Y16);
     made.operation.check_before_header = {};
     made.operation.check_pixels = check_unless_y16;
@@ -39,23 +39,23 @@ constexpr converter make_to_paletted() {
 }
 
 constexpr converter from_yuv422[] = {
-    make_by_table("VIQ_YUV422_to_RGB24_LUT", "VIQ_YUV422_to_RGB24_LUT_1_strip", sequences[0],
+    make_by_table("VIQ_YUV422_to_RGB24_LUT", "VIQ_YUV422_to_RGB24_LUT_1_strip", {sequences, 0},
                   VIQ_RGB24),
-    make_by_table("VIQ_YUV422_to_BGR24_LUT", "VIQ_YUV422_to_BGR24_LUT_1_strip", sequences[1],
+    make_by_table("VIQ_YUV422_to_BGR24_LUT", "VIQ_YUV422_to_BGR24_LUT_1_strip", {sequences, 1},
                   VIQ_BGR24),
-    make_by_table("VIQ_YUV422_to_RGBX32_LUT", "VIQ_YUV422_to_RGBX32_LUT_1_strip", sequences[2],
+    make_by_table("VIQ_YUV422_to_RGBX32_LUT", "VIQ_YUV422_to_RGBX32_LUT_1_strip", {sequences, 2},
                   VIQ_RGBX32),
-    make_by_table("VIQ_YUV422_to_BGRX32_LUT", "VIQ_YUV422_to_BGRX32_LUT_1_strip", sequences[3],
+    make_by_table("VIQ_YUV422_to_BGRX32_LUT", "VIQ_YUV422_to_BGRX32_LUT_1_strip", {sequences, 3},
                   VIQ_BGRX32),
-    make_by_table("VIQ_YUV422_to_XBGR32_LUT", "VIQ_YUV422_to_XBGR32_LUT_1_strip", sequences[4],
+    make_by_table("VIQ_YUV422_to_XBGR32_LUT", "VIQ_YUV422_to_XBGR32_LUT_1_strip", {sequences, 4},
                   VIQ_XBGR32),
-    make_by_table("VIQ_YUV422_to_XRGB32_LUT", "VIQ_YUV422_to_XRGB32_LUT_1_strip", sequences[5],
+    make_by_table("VIQ_YUV422_to_XRGB32_LUT", "VIQ_YUV422_to_XRGB32_LUT_1_strip", {sequences, 5},
                   VIQ_XRGB32),
-    make_by_table("VIQ_YUV422_to_RGB16_LUT", "VIQ_YUV422_to_RGB16_LUT_1_strip", sequences[6],
+    make_by_table("VIQ_YUV422_to_RGB16_LUT", "VIQ_YUV422_to_RGB16_LUT_1_strip", {sequences, 6},
                   VIQ_RGB16),
-    make_by_table("VIQ_YUV422_to_RGB15_LUT", "VIQ_YUV422_to_RGB15_LUT_1_strip", sequences[7],
+    make_by_table("VIQ_YUV422_to_RGB15_LUT", "VIQ_YUV422_to_RGB15_LUT_1_strip", {sequences, 7},
                   VIQ_RGB15),
-    make_by_table("VIQ_YUV422_to_paletted_LUT", "VIQ_YUV422_to_paletted_LUT_1_strip", sequences[8],
+    make_by_table("VIQ_YUV422_to_paletted_LUT", "VIQ_YUV422_to_paletted_LUT_1_strip", {sequences, 8},
                   VIQ_PALETTED),
 };
 

@@ -60,17 +60,17 @@ namespace {
 verdict check_even_or_packed(const strip_call &call, const converter &which);
 output_shape whole_pairs(const strip_call &call, const converter &which);
 
-strip_sequence sequences[11];
+VIQ_PER_CONTEXT(strip_sequences<11>, sequences);
 
 constexpr converter make_from_yuv422(const char *name, const char *worker_name,
-                                     strip_sequence &sequence, u16 target) {
+                                     sequence_place sequence, u16 target) {
     converter made = make_converter(name, worker_name, sequence, target, formats(VIQ_YUV422));
     made.operation.check_before_header = check_even_yuv422;
     made.operation.check_pixels = {};
     return made;
 }
 
-constexpr converter make_to_yuv422(strip_sequence &sequence) {
+constexpr converter make_to_yuv422(sequence_place sequence) {
     converter made = make_converter(
         "VIQ_convert_to_YUV422", "VIQ_convert_to_YUV422_1_strip", sequence, VIQ_YUV422,
         rgb_32_formats | formats(VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_BGR24));
@@ -80,21 +80,21 @@ constexpr converter make_to_yuv422(strip_sequence &sequence) {
 }
 
 constexpr converter yuv422_converters[] = {
-    make_from_yuv422("VIQ_YUV422_to_RGB24", "VIQ_YUV422_to_RGB24_1_strip", sequences[0], VIQ_RGB24),
-    make_from_yuv422("VIQ_YUV422_to_BGR24", "VIQ_YUV422_to_BGR24_1_strip", sequences[1], VIQ_BGR24),
-    make_from_yuv422("VIQ_YUV422_to_RGBX32", "VIQ_YUV422_to_RGBX32_1_strip", sequences[2],
+    make_from_yuv422("VIQ_YUV422_to_RGB24", "VIQ_YUV422_to_RGB24_1_strip", {sequences, 0}, VIQ_RGB24),
+    make_from_yuv422("VIQ_YUV422_to_BGR24", "VIQ_YUV422_to_BGR24_1_strip", {sequences, 1}, VIQ_BGR24),
+    make_from_yuv422("VIQ_YUV422_to_RGBX32", "VIQ_YUV422_to_RGBX32_1_strip", {sequences, 2},
                      VIQ_RGBX32),
-    make_from_yuv422("VIQ_YUV422_to_BGRX32", "VIQ_YUV422_to_BGRX32_1_strip", sequences[3],
+    make_from_yuv422("VIQ_YUV422_to_BGRX32", "VIQ_YUV422_to_BGRX32_1_strip", {sequences, 3},
                      VIQ_BGRX32),
-    make_from_yuv422("VIQ_YUV422_to_XBGR32", "VIQ_YUV422_to_XBGR32_1_strip", sequences[4],
+    make_from_yuv422("VIQ_YUV422_to_XBGR32", "VIQ_YUV422_to_XBGR32_1_strip", {sequences, 4},
                      VIQ_XBGR32),
-    make_from_yuv422("VIQ_YUV422_to_XRGB32", "VIQ_YUV422_to_XRGB32_1_strip", sequences[5],
+    make_from_yuv422("VIQ_YUV422_to_XRGB32", "VIQ_YUV422_to_XRGB32_1_strip", {sequences, 5},
                      VIQ_XRGB32),
-    make_from_yuv422("VIQ_YUV422_to_RGB16", "VIQ_YUV422_to_RGB16_1_strip", sequences[6], VIQ_RGB16),
-    make_from_yuv422("VIQ_YUV422_to_RGB15", "VIQ_YUV422_to_RGB15_1_strip", sequences[7], VIQ_RGB15),
-    make_from_yuv422("VIQ_YUV422_to_Y8", "VIQ_YUV422_to_Y8_1_strip", sequences[8], VIQ_Y8),
-    make_from_yuv422("VIQ_YUV422_to_HSI", "VIQ_YUV422_to_HSI_1_strip", sequences[9], VIQ_HSI),
-    make_to_yuv422(sequences[10]),
+    make_from_yuv422("VIQ_YUV422_to_RGB16", "VIQ_YUV422_to_RGB16_1_strip", {sequences, 6}, VIQ_RGB16),
+    make_from_yuv422("VIQ_YUV422_to_RGB15", "VIQ_YUV422_to_RGB15_1_strip", {sequences, 7}, VIQ_RGB15),
+    make_from_yuv422("VIQ_YUV422_to_Y8", "VIQ_YUV422_to_Y8_1_strip", {sequences, 8}, VIQ_Y8),
+    make_from_yuv422("VIQ_YUV422_to_HSI", "VIQ_YUV422_to_HSI_1_strip", {sequences, 9}, VIQ_HSI),
+    make_to_yuv422({sequences, 10}),
 };
 
 } // namespace

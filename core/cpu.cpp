@@ -1,5 +1,7 @@
 #include "core/cpu.h"
 
+#include <atomic>
+
 namespace viq {
 
 namespace {
@@ -17,12 +19,17 @@ instruction_set best_set() {
     return machine_has_avx2() ? instruction_set::avx2 : instruction_set::plain;
 }
 
-instruction_set selected = best_set();
+constinit std::atomic<int> selected = -1; // -1: not selected yet
 
 } // namespace
 
 instruction_set current_set() {
-    return selected;
+    const int set = selected.load(std::memory_order_relaxed);
+    if (set >= 0) [[likely]]
+        return static_cast<instruction_set>(set);
+    const instruction_set best = best_set();
+    selected.store(static_cast<int>(best), std::memory_order_relaxed);
+    return best;
 }
 
 bool set_available(instruction_set set) {
@@ -31,7 +38,7 @@ bool set_available(instruction_set set) {
 
 void force_set(instruction_set set) {
     if (set_available(set))
-        selected = set;
+        selected.store(static_cast<int>(set), std::memory_order_relaxed);
 }
 
 } // namespace viq

@@ -27,12 +27,16 @@ u64 file_size(std::FILE *stream);
 
 // An open file and the strip sequence that reads or writes it.
 struct file_sequence {
-    strip_sequence sequence;
+    strip_sequence sequence; // first, see sequence_place
     unique_stream file;
+    char draft[sizeof tVIQ_Image::outfilename] = {}; // the file while it is being written
 };
 
 // Ends the sequence and closes the file without a report.
 void drop(file_sequence &state);
+
+// The same if the image takes part in it; a file that is being written is removed.
+void end_sequences(file_sequence &state, const tVIQ_Image *image);
 
 // Creates a file with the buffer of a writer, 16384 bytes.
 u32 create_file(const char *function, file_sequence &state, const char *path,

@@ -1,16 +1,18 @@
 // Library start-up, the handle table, creation and destruction of images.
 #include "core/image.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
+#include <mutex>
 #include <unordered_map>
 #include <utility>
 
+#include "core/address_map.h"
 #include "core/cmap_record.h"
+#include "core/context.h"
 #include "core/report.h"
 #include "core/scratch.h"
+#include "core/start_up.h"
 #include "core/subsystem_hooks.h"
 
 using namespace viq;
@@ -19,76 +21,97 @@ namespace {
 
 constexpr u32 colourmap_bytes = colourmap_size * sizeof(tVIQ_Colour);
 
+// Shared by all contexts. A handle is looked up without the lock, everything else takes it.
+struct image_table {
+    std::mutex lock;
+    std::atomic<tVIQ_Image *> slots[handle_slots] = {};
+    u32 first_candidate = 1;         // no slot below it is free
+    std::atomic<u32> slots_used = 1; // no slot from here on has ever held an image
+};
+
 // A colourmap that the library has allocated.
 struct library_colourmap {
-    bool set_by_caller = false; // with VIQ_image_set_ptr, so several images may use it
+    std::atomic<bool> set_by_caller = false; // with VIQ_image_set_ptr: several images may use it
 };
 
-struct image_table {
+struct start_state {
     bool errors_ready = false; // the error record has been set up
     bool started = false;      // so have the tables of the subsystems
-    tVIQ_Image *slots[handle_slots] = {};
-    u32 first_candidate = 1; // no slot below it is free
-    u32 slots_used = 1;      // no slot from here on has ever held an image
-    std::unordered_map<const tVIQ_Image *, image_companion> companions;
-    std::unordered_map<const tVIQ_Colour *, library_colourmap> colourmaps;
 };
 
-image_table table;
+constinit image_table table;
+constinit address_map<image_companion> companions;
+constinit address_map<library_colourmap> colourmaps;
+VIQ_PER_CONTEXT(start_state, start);
 
-u32 start_up();
+bool enter_companion(tVIQ_Image &image);
+void end_sequences_of(const tVIQ_Image &image);
 u32 free_slot();
+void set_slot(u32 handle, tVIQ_Image *image);
+bool in_a_slot(const tVIQ_Image *image);
+tVIQ_Image *take_from_slots(u32 handle);
 void set_defaults(tVIQ_Image &image);
-void destroy_slot(u32 handle);
-void destroy_orphans();
+void destroy_object(tVIQ_Image *image);
+u32 destroy_all();
 void release_colourmap(tVIQ_Colour *map);
 bool held_elsewhere(const tVIQ_Image &image);
 void destroy_wavelet(image_companion &own);
-bool enter_image(u32 handle, tVIQ_Image *image);
-bool in_a_slot(const tVIQ_Image *image);
+
+// Calls visit(image, companion) for every object, also for those that no handle refers to, until
+// it returns false. Objects of other threads must not be read: only what has been seen of them.
+template <class Visit> void visit_objects(Visit visit) {
+    const bool alone = !has_contexts();
+    visit_values(companions, [&](const void *address, image_companion &own) {
+        auto &image = *static_cast<tVIQ_Image *>(const_cast<void *>(address));
+        if (alone)
+            update_seen(image);
+        return visit(image, own);
+    });
+}
 
 } // namespace
 
 u32 VIQ_Init(void) {
-    table.errors_ready = false;
-    table.started = false;
+    *start = {};
     return start_up();
 }
 
 u32 VIQ_image_create(void) {
-    if (!table.started) {
+    constexpr const char *name = "VIQ_image_create";
+    if (!start->started) {
         const u32 code = start_up();
         if (is_error(code))
             return code;
     }
-    const u32 handle = free_slot();
-    if (handle == 0)
-        return report("VIQ_image_create", VIQ_ERR_NO_HANDLES, "Run out of image handles");
-
     auto *image = static_cast<tVIQ_Image *>(std::calloc(1, sizeof(tVIQ_Image)));
-    if (image == nullptr || !enter_image(handle, image)) {
+    if (image == nullptr || !enter_companion(*image)) {
         std::free(image);
-        return report("VIQ_image_create", VIQ_ERR_MEMORY | 1, "");
+        return report(name, VIQ_ERR_MEMORY | 1, "");
     }
-    companion(*image).made_here = true;
+    image_companion &own = companion(*image);
+    own.made_here = true;
     set_defaults(*image);
-
-    image->colourmap = VIQ_image_create_cmap();
-    if (image->colourmap == nullptr) {
-        destroy_slot(handle);
-        return report("VIQ_image_create", VIQ_ERR_MEMORY, "");
+    own.colourmap = image->colourmap = VIQ_image_create_cmap();
+    const bool no_memory = image->colourmap == nullptr;
+    u32 handle = 0;
+    if (!no_memory) {
+        const std::lock_guard guard(table.lock);
+        handle = free_slot();
+        if (handle != 0)
+            set_slot(handle, image);
     }
-    companion(*image).colourmap = image->colourmap;
-    return handle;
+    if (handle != 0)
+        return handle;
+    destroy_object(image);
+    return no_memory ? report(name, VIQ_ERR_MEMORY, "")
+                     : report(name, VIQ_ERR_NO_HANDLES, "Run out of image handles");
 }
 
 tVIQ_Colour *VIQ_image_create_cmap(void) {
     auto *map = static_cast<tVIQ_Colour *>(std::malloc(colourmap_bytes));
     if (map == nullptr)
         return nullptr;
-    try {
-        table.colourmaps.emplace(map, library_colourmap());
-    } catch (...) {
+    if (enter_value(colourmaps, map) == nullptr) {
         std::free(map);
         return nullptr;
     }
@@ -100,18 +123,11 @@ u32 VIQ_image_destroy(u32 hImage) {
     constexpr const char *name = "VIQ_image_destroy";
     if ((hImage == VIQ_ALL_IMAGES || hImage == VIQ_ANY_IMAGE) && called_by_handler())
         return report(name, VIQ_ERR_STATE, "Images in use by the call that reports");
-    if (hImage == VIQ_ALL_IMAGES) {
-        for (u32 handle = 1; handle < table.slots_used; ++handle)
-            destroy_slot(handle);
-        destroy_orphans();
-        hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
-        hooks.destroy_lookup_tables(VIQ_ALL_IMAGES);
-        free_scratch();
-        return success;
-    }
+    if (hImage == VIQ_ALL_IMAGES)
+        return destroy_all();
     if (hImage == VIQ_ANY_IMAGE) {
-        for (u32 handle = 1; handle < table.slots_used; ++handle)
-            if (table.slots[handle] != nullptr)
+        for (u32 handle = 1; handle < handles_in_use(); ++handle)
+            if (find_image(handle) != nullptr)
                 return VIQ_ERR_INTERNAL;
         free_scratch();
         return success;
@@ -119,24 +135,81 @@ u32 VIQ_image_destroy(u32 hImage) {
     const tVIQ_Image *image = find_image(hImage);
     if (image != nullptr && is_frozen(*image))
         return report_unchangeable(name, hImage);
-    destroy_slot(hImage);
+    if (tVIQ_Image *taken = take_from_slots(hImage))
+        destroy_object(taken);
+    else if (find_image(hImage) != nullptr)
+        return report_used_elsewhere(name);
     return success;
 }
 
 namespace viq {
 
 tVIQ_Image *find_image(u32 handle) {
-    return handle < handle_slots ? table.slots[handle] : nullptr;
+    return handle < handle_slots ? table.slots[handle].load(std::memory_order_acquire) : nullptr;
 }
 
 image_companion &companion(const tVIQ_Image &image) {
-    return table.companions.at(&image);
+    image_companion *own = find_value(companions, &image);
+    if (own == nullptr) // images without one are never entered
+        std::abort();
+    return *own;
 }
 
-void remove_jpeg_record(const Tjpeg &record) {
-    for (const auto &[image, own] : table.companions)
-        if (image->jpeg == &record)
-            const_cast<tVIQ_Image *>(image)->jpeg = nullptr;
+void update_seen(const tVIQ_Image &image) {
+    image_companion &own = companion(image);
+    const auto see = [](std::atomic<const void *> &seen, const void *pointer) {
+        seen.store(pointer, std::memory_order_relaxed);
+    };
+    see(own.seen.data, image.data);
+    see(own.seen.jpeg, image.jpeg);
+    see(own.seen.colourmap, image.colourmap);
+    see(own.seen.buffer, own.buffer);
+    see(own.seen.wavelet, own.wavelet);
+    see(own.seen.own_colourmap, own.colourmap);
+}
+
+// Images of other contexts are left alone: a record is used by one thread.
+void remove_jpeg_record(tVIQ_Image &image) {
+    const Tjpeg *record = image.jpeg;
+    const bool shared = companion(image).exposed;
+    image.jpeg = nullptr;
+    update_seen(image);
+    if (shared)
+        visit_objects([record](tVIQ_Image &other, image_companion &own) {
+            if (own.seen.jpeg == record && (!has_contexts() || own.maker == context_mark()))
+                other.jpeg = nullptr;
+            return true;
+        });
+}
+
+bool some_image_has(const Tjpeg &record, bool (*condition)(const image_companion &own)) {
+    bool found = false;
+    visit_objects([&](const tVIQ_Image &, const image_companion &own) {
+        found = own.seen.jpeg == &record && condition(own);
+        return !found;
+    });
+    return found;
+}
+
+image_use::image_use(const tVIQ_Image *one, const tVIQ_Image *other) {
+    if (!has_contexts())
+        return;
+    const u32 mine = context_mark();
+    const tVIQ_Image *images[] = {one, other != one ? other : nullptr};
+    for (unsigned n = 0; n < 2 && !busy; ++n) {
+        if (images[n] == nullptr)
+            continue;
+        std::atomic<u32> &user = companion(*images[n]).user;
+        u32 before = 0;
+        if (user.compare_exchange_strong(before, mine, std::memory_order_acquire))
+            marks[n] = &user;
+        else
+            busy = before != mine;
+    }
+}
+
+u32 report_used_elsewhere(const char *function) {
+    return report(function, VIQ_ERR_STATE, "Image in use by another thread");
 }
 
 u32 report_bad_handle(const char *function) {
@@ -159,34 +232,46 @@ u32 report_unchangeable(const char *function, u32 handle) {
 }
 
 bool replace_image(u32 handle, tVIQ_Image *image) {
-    tVIQ_Image *old = find_image(handle);
-    if (!enter_image(handle, image))
-        return false;
-    if (image != nullptr)
-        companion(*image).set_by_caller = true;
+    if (image != nullptr) {
+        if (!enter_companion(*image))
+            return false;
+        companion(*image).set_by_caller = companion(*image).exposed = true;
+    }
+    tVIQ_Image *old = nullptr;
+    bool still_set = false;
+    {
+        const std::lock_guard guard(table.lock);
+        old = find_image(handle);
+        set_slot(handle, image);
+        still_set = in_a_slot(old);
+        if (old != nullptr)
+            companion(*old).orphaned = !still_set;
+        if (image != nullptr)
+            companion(*image).orphaned = false;
+    }
     // The caller may free its object once no handle refers to it. An object of the library may be
     // set again and is kept.
-    if (old != nullptr && !companion(*old).made_here && !in_a_slot(old)) {
+    if (old != nullptr && !companion(*old).made_here && !still_set) {
+        end_sequences_of(*old);
         if (owns_data(*old))
             free_strip(*old);
         std::free(companion(*old).buffer);
-        table.companions.erase(old);
+        remove_value(companions, old);
     }
     return true;
 }
 
 void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map) {
     // Both the present and the new map may be in use by another image from now on.
-    for (const tVIQ_Colour *used : {image.colourmap, map}) {
-        const auto ours = table.colourmaps.find(used);
-        if (ours != table.colourmaps.end())
-            ours->second.set_by_caller = true;
-    }
+    for (const tVIQ_Colour *used : {image.colourmap, map})
+        if (library_colourmap *ours = find_value(colourmaps, used))
+            ours->set_by_caller = true;
     image.colourmap = map;
+    update_seen(image);
 }
 
 u32 handles_in_use() {
-    return table.slots_used;
+    return table.slots_used.load(std::memory_order_acquire);
 }
 
 bool owns_data(const tVIQ_Image &image) {
@@ -217,6 +302,7 @@ void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buf
 void note_lock(tVIQ_Image &image) {
     const bool callers = !owns_data(image) && !holds_wavelet_record(image);
     note_lock(companion(image).lock, image, callers ? image.data : nullptr);
+    update_seen(image);
     if (image.jpeg != nullptr)
         hooks.jpeg_note_lock(image);
 }
@@ -255,6 +341,7 @@ void free_strip(tVIQ_Image &image) {
     }
     image.data = nullptr;
     own.lock = {};
+    update_seen(image);
 }
 
 void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
@@ -279,59 +366,95 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
     in.data = nullptr;
     in.data_companion = 0;
     from.lock = {};
+    update_seen(in);
+    update_seen(out);
+}
+
+u32 start_up() {
+    u32 code = success;
+    if (!start->errors_ready)
+        code = reset_error_record();
+    return is_error(code) ? code : start_up_tables();
+}
+
+u32 start_up_tables() {
+    start->errors_ready = true;
+    start->started = true; // making the tables takes an image
+    const u32 code = hooks.jpeg_start_up();
+    start->started = !is_error(code);
+    return code;
 }
 
 } // namespace viq
 
 namespace {
 
-bool enter_image(u32 handle, tVIQ_Image *image) {
-    if (image != nullptr) {
-        try {
-            const auto [entry, entered] = table.companions.try_emplace(image);
-            if (entered)
-                entry->second.entered_in_report = running_report();
-        } catch (...) {
+// ---- Handles
+
+// False: memory runs out.
+bool enter_companion(tVIQ_Image &image) {
+    if (find_value(companions, &image) == nullptr) {
+        image_companion *made = enter_value(companions, &image);
+        if (made == nullptr)
             return false;
-        }
-        note_lock(*image);
+        made->entered_in_report = running_report();
+        made->maker = context_mark();
     }
-    table.slots[handle] = image;
-    table.slots_used = std::max(table.slots_used, handle + 1);
-    if (image == nullptr && handle < table.first_candidate)
-        table.first_candidate = handle;
+    note_lock(image);
     return true;
 }
 
-bool in_a_slot(const tVIQ_Image *image) {
-    const auto end = std::begin(table.slots) + table.slots_used;
-    return std::find(std::begin(table.slots), end, image) != end;
-}
-
-// A failure leaves the tables for the next call to make; the handler that the caller has installed
-// in the meantime stays.
-u32 start_up() {
-    u32 code = success;
-    if (!table.errors_ready) {
-        code = reset_error_record();
-        table.errors_ready = !is_error(code);
-    }
-    if (is_error(code))
-        return code;
-    table.started = true; // making the tables takes an image
-    code = hooks.jpeg_start_up();
-    table.started = !is_error(code);
-    return code;
-}
+// The functions below require the lock of the table.
 
 u32 free_slot() {
     for (u32 handle = table.first_candidate; handle <= last_handle; ++handle)
-        if (table.slots[handle] == nullptr) {
+        if (find_image(handle) == nullptr) {
             table.first_candidate = handle;
             return handle;
         }
     table.first_candidate = last_handle + 1;
     return 0;
+}
+
+void set_slot(u32 handle, tVIQ_Image *image) {
+    table.slots[handle].store(image, std::memory_order_release);
+    if (handle >= handles_in_use())
+        table.slots_used.store(handle + 1, std::memory_order_release);
+    if (image == nullptr && handle < table.first_candidate)
+        table.first_candidate = handle;
+}
+
+bool in_a_slot(const tVIQ_Image *image) {
+    for (u32 handle = 0; handle < handles_in_use(); ++handle)
+        if (find_image(handle) == image)
+            return true;
+    return false;
+}
+
+// Removes the image from all handles that refer to it, so that no other thread can destroy it too.
+// Null if there is no image or a call of another context is using it.
+tVIQ_Image *take_from_slots(u32 handle) {
+    const std::lock_guard guard(table.lock);
+    tVIQ_Image *image = find_image(handle);
+    if (image == nullptr)
+        return nullptr;
+    const image_companion &own = companion(*image);
+    const u32 user = own.user.load(std::memory_order_acquire);
+    if (user != 0 && user != context_mark())
+        return nullptr;
+    set_slot(handle, nullptr);
+    if (own.set_by_caller)
+        for (u32 other = 1; other < handles_in_use(); ++other)
+            if (find_image(other) == image)
+                set_slot(other, nullptr);
+    return image;
+}
+
+// ---- Objects
+
+void end_sequences_of(const tVIQ_Image &image) {
+    if (companion(image).in_sequence)
+        end_sequences_here(&image);
 }
 
 void set_defaults(tVIQ_Image &image) {
@@ -342,66 +465,81 @@ void set_defaults(tVIQ_Image &image) {
 }
 
 void destroy_object(tVIQ_Image *image) {
+    end_sequences_of(*image);
     note_lock(*image);
-    image_companion &own = companion(*image);
+    image->flags &= ~static_cast<u32>(VIQ_FLAG_LOCKED);
     free_strip(*image);
+    if (image->jpeg != nullptr)
+        hooks.jpeg_destroy_record(*image);
+    image_companion &own = companion(*image);
     destroy_wavelet(own);
     destroy_cmap_info(*image);
     std::free(own.buffer);
     tVIQ_Colour *maps[] = {image->colourmap, own.colourmap};
     const bool made_here = own.made_here;
-    table.companions.erase(image);
+    remove_value(companions, image);
     for (tVIQ_Colour *map : maps)
         release_colourmap(map);
     if (made_here)
         std::free(image);
 }
 
-void destroy_slot(u32 handle) {
-    tVIQ_Image *image = find_image(handle);
-    if (image == nullptr)
-        return;
-    note_lock(*image);
-    image->flags &= ~static_cast<u32>(VIQ_FLAG_LOCKED);
-    VIQ_image_free_data(handle);
-    hooks.jpeg_destroy_record(handle);
-    enter_image(handle, nullptr);
-    if (companion(*image).set_by_caller)
-        for (u32 other = 1; other < table.slots_used; ++other)
-            if (table.slots[other] == image)
-                enter_image(other, nullptr);
-    destroy_object(image);
+// An object that no handle refers to because a caller has replaced it; null: there is none.
+tVIQ_Image *find_orphan() {
+    const std::lock_guard guard(table.lock);
+    tVIQ_Image *orphan = nullptr;
+    visit_objects([&](tVIQ_Image &image, const image_companion &own) {
+        if (own.orphaned)
+            orphan = &image;
+        return orphan == nullptr;
+    });
+    return orphan;
 }
 
-// Destroys the objects that no handle refers to any more because a caller has replaced them. All
-// slots are free: each object gets a handle once more and is destroyed with what it refers to.
-void destroy_orphans() {
-    while (!table.companions.empty()) {
-        enter_image(1, const_cast<tVIQ_Image *>(table.companions.begin()->first));
-        destroy_slot(1);
+// All images, and the other objects of the calling thread's context.
+u32 destroy_all() {
+    bool complete = true;
+    for (u32 handle = 1; handle < handles_in_use(); ++handle) {
+        if (tVIQ_Image *image = take_from_slots(handle))
+            destroy_object(image);
+        complete = complete && find_image(handle) == nullptr;
     }
+    while (tVIQ_Image *orphan = find_orphan())
+        destroy_object(orphan);
+    end_sequences_here(nullptr);
+    hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
+    hooks.destroy_lookup_tables(VIQ_ALL_IMAGES);
+    free_scratch();
+    return complete ? success : report_used_elsewhere("VIQ_image_destroy");
 }
 
 // Frees a colourmap of the library once no image uses it. Maps that a caller has set are kept.
 void release_colourmap(tVIQ_Colour *map) {
-    const auto ours = table.colourmaps.find(map);
-    if (ours == table.colourmaps.end())
+    const library_colourmap *ours = find_value(colourmaps, map);
+    if (ours == nullptr)
         return;
-    if (ours->second.set_by_caller)
-        for (const auto &[image, own] : table.companions)
-            if (image->colourmap == map || own.colourmap == map)
-                return;
-    table.colourmaps.erase(ours);
+    bool used = false;
+    if (ours->set_by_caller)
+        visit_objects([&](const tVIQ_Image &, const image_companion &own) {
+            used = own.seen.colourmap == map || own.seen.own_colourmap == map;
+            return !used;
+        });
+    if (used)
+        return;
+    remove_value(colourmaps, map);
     std::free(map);
 }
 
 // True if another image uses the same buffer, which must then not be freed.
 bool held_elsewhere(const tVIQ_Image &image) {
-    for (const auto &[other, own] : table.companions)
-        if (other != &image &&
-            (other->data == image.data || own.buffer == image.data || own.wavelet == image.data))
-            return true;
-    return false;
+    bool held = false;
+    visit_objects([&](const tVIQ_Image &other, const image_companion &own) {
+        const auto refers = [&](const std::atomic<const void *> &seen) { return seen == image.data; };
+        held = &other != &image &&
+               (refers(own.seen.data) || refers(own.seen.buffer) || refers(own.seen.wavelet));
+        return !held;
+    });
+    return held;
 }
 
 // The record is freed with its image even if a caller has replaced the data pointer.

@@ -1,6 +1,8 @@
 // Image objects, their handles, and the ownership of their memory.
 #pragma once
 
+#include <atomic>
+
 #include "core/types.h"
 
 namespace viq {
@@ -15,6 +17,12 @@ struct buffer_lock {
 // Locks the caller's buffer (null: the image has none) if the flag is set and was not copied.
 void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buffer);
 
+// What an image refers to, as far as the library has seen it. The search for images that refer to
+// the same memory reads these copies, because other threads may be changing the images.
+struct seen_pointers {
+    std::atomic<const void *> data, jpeg, colourmap, buffer, wavelet, own_colourmap;
+};
+
 // Private state of an image object.
 struct image_companion {
     u8 *buffer = nullptr; // the strip buffer that the library allocated
@@ -28,6 +36,12 @@ struct image_companion {
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which the setters accept, is not in the map
     void *wavelet = nullptr;          // the record of a wavelet image, which its data points to
+    bool exposed = false;             // callers know the object or its JPEG record by address
+    bool orphaned = false;            // no handle refers to the object; changed under the table's lock
+    bool in_sequence = false;         // a sequence that the image takes part in may be under way
+    u32 maker = 0;                    // mark of the context that entered the object
+    std::atomic<u32> user = 0;        // mark of the context whose call is using it; 0: none
+    seen_pointers seen = {};
 };
 
 constexpr u32 handle_slots = 65537;
@@ -55,9 +69,15 @@ template <class Visit> void for_every_image(Visit visit) {
 
 image_companion &companion(const tVIQ_Image &image);
 
-// The record is about to be destroyed: no image refers to it any more, nor does one that a caller
-// has replaced and may set again.
-void remove_jpeg_record(const Tjpeg &record);
+// Updates what the search for shared memory sees of the image.
+void update_seen(const tVIQ_Image &image);
+
+// The image's JPEG record is about to be destroyed: no image refers to it any more, nor does one
+// that a caller has replaced and may set again.
+void remove_jpeg_record(tVIQ_Image &image);
+
+// An image, without regard to handles, has this JPEG record and satisfies the condition.
+bool some_image_has(const Tjpeg &record, bool (*condition)(const image_companion &own));
 
 // Makes a handle refer to a caller's object (null: to none). False if memory runs out.
 bool replace_image(u32 handle, tVIQ_Image *image);
@@ -66,6 +86,23 @@ bool replace_image(u32 handle, tVIQ_Image *image);
 void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map);
 
 u32 report_bad_handle(const char *function);
+
+// The images of a call belong to the calling thread's context until it returns. `busy` if a call of
+// another context is using one of them; then the call must not go on.
+struct image_use {
+    std::atomic<u32> *marks[2] = {}; // that this call has set
+    bool busy = false;
+    explicit image_use(const tVIQ_Image *one, const tVIQ_Image *other = nullptr);
+    image_use(const image_use &) = delete;
+    image_use &operator=(const image_use &) = delete;
+    ~image_use() {
+        for (std::atomic<u32> *mark : marks)
+            if (mark != nullptr)
+                mark->store(0, std::memory_order_release);
+    }
+};
+
+u32 report_used_elsewhere(const char *function);
 
 // Reports why find_image_to_change returned null.
 u32 report_unchangeable(const char *function, u32 handle);

@@ -14,8 +14,8 @@ namespace {
 constexpr const char *write_name = "VIQ_write_to_memory";
 constexpr const char *read_name = "VIQ_read_from_memory";
 
-strip_sequence writing;
-strip_sequence reading;
+VIQ_PER_CONTEXT(strip_sequence, writing);
+VIQ_PER_CONTEXT(strip_sequence, reading);
 
 struct memory_target {
     u32 handle;
@@ -27,7 +27,7 @@ u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip);
 
 constexpr strip_transfer<memory_target> write_transfer = {
     .name = write_name,
-    .sequence = &writing,
+    .sequence = writing,
     .begin = begin_write,
     .process = append_strip,
     .corrupt = "Corrupt input image",
@@ -57,7 +57,7 @@ u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
     if (called_by_handler())
         return VIQ_ERR_STATE;
     if (wMode == VIQ_STRIP_FINISH) {
-        reading = {};
+        *reading = {};
         return success;
     }
     if (wMode != VIQ_STRIP_NEXT)
@@ -70,7 +70,7 @@ u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
     const tVIQ_Image &memory = *find_image(hMemory);
     if (memory.lines_per_strip == 0)
         return success;
-    if (!reading.under_way)
+    if (!reading->under_way)
         code = begin_read_from_memory(hMemory, hStrip);
     else
         code = check_image(read_name, hStrip, "Corrupt output image");
@@ -89,7 +89,7 @@ u32 begin_read_from_memory(u32 hMemory, u32 hStrip) {
         code = check_image(read_name, hStrip, "Corrupt output image");
     if (is_error(code))
         return code;
-    reading = {true, 0, geometry_of(*find_image(hMemory))};
+    *reading = {true, 0, geometry_of(*find_image(hMemory))};
     return success;
 }
 
@@ -116,36 +116,39 @@ u32 append_strip(const strip_call &call, const memory_target &target) {
     const tVIQ_Image &strip = *call.in;
     if (strip.lines_per_strip == 0)
         return success;
-    const u64 end = u64{writing.lines_done} + strip.lines_per_strip;
-    if (memory == nullptr || geometry_of(*memory) != writing.geometry || !has_lines(*memory, end)) {
-        writing = {};
+    const u64 end = u64{writing->lines_done} + strip.lines_per_strip;
+    if (memory == nullptr || geometry_of(*memory) != writing->geometry || !has_lines(*memory, end)) {
+        *writing = {};
         return report_changed_image(write_name);
     }
     if (!has_lines(strip, strip.lines_per_strip))
         return report_no_data(write_name);
-    std::memmove(line_address(*memory, writing.lines_done), strip.data,
+    join_sequence(*writing, call.in, memory);
+    std::memmove(line_address(*memory, writing->lines_done), strip.data,
                  static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
     return success;
 }
 
 u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip) {
-    if (reading.geometry != geometry_of(memory) || reading.geometry != geometry_of(strip)) {
-        reading = {};
+    strip_sequence &sequence = *reading;
+    if (sequence.geometry != geometry_of(memory) || sequence.geometry != geometry_of(strip)) {
+        sequence = {};
         return report_changed_image(read_name);
     }
-    const bool last = clip_last_strip(strip, reading.lines_done);
-    if (!has_lines(memory, u64{reading.lines_done} + strip.lines_per_strip))
+    join_sequence(sequence, &memory, &strip);
+    const bool last = clip_last_strip(strip, sequence.lines_done);
+    if (!has_lines(memory, u64{sequence.lines_done} + strip.lines_per_strip))
         return report_no_data(read_name);
     if (uses_buffer_of(memory, strip))
         return report_same_image(read_name);
     const u32 code = renew_strip(hStrip);
     if (is_error(code))
         return code;
-    std::memmove(strip.data, line_address(memory, reading.lines_done),
+    std::memmove(strip.data, line_address(memory, sequence.lines_done),
                  static_cast<std::size_t>(strip_size(strip, strip.lines_per_strip)));
-    reading.lines_done += strip.lines_per_strip;
+    sequence.lines_done += strip.lines_per_strip;
     if (last)
-        reading = {};
+        sequence = {};
     return success;
 }
 

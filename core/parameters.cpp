@@ -84,12 +84,10 @@ u32 set_name(const char *function, u32 handle, char (tVIQ_Image::*field)[128], c
 // The record of an image that an error handler must not change, and that it must not change through
 // another image either.
 bool is_frozen_record(const Tjpeg *record) {
-    bool frozen = false;
-    if (record != nullptr && called_by_handler())
-        for_every_image([&](const tVIQ_Image &image) {
-            frozen = frozen || (image.jpeg == record && is_frozen(image));
-        });
-    return frozen;
+    return record != nullptr && called_by_handler() &&
+           some_image_has(*record, [](const image_companion &own) {
+               return own.entered_in_report != running_report();
+           });
 }
 
 template <class Value> Value field_or_zero(u32 handle, Value tVIQ_Image::*field) {
@@ -196,6 +194,8 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
         if (is_frozen_record(static_cast<Tjpeg *>(pValue)))
             return report(name, VIQ_ERR_STATE, "Image in use by the call that reports");
         image->jpeg = static_cast<Tjpeg *>(pValue);
+        companion(*image).exposed = true;
+        update_seen(*image);
         return success;
     case VIQ_PTR_JPEG_ID:
         if (image->jpeg == nullptr)
@@ -219,8 +219,10 @@ void *VIQ_image_get_ptr(u32 hImage, u16 wType) {
     case VIQ_PTR_CMAP:
         return image->colourmap;
     case VIQ_PTR_IMAGE:
+        companion(*image).exposed = true;
         return image;
     case VIQ_PTR_JPEG:
+        companion(*image).exposed = true;
         return image->jpeg;
     default:
         break;

@@ -2,10 +2,13 @@
 #include "core/report.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
+#include "core/context.h"
 #include "core/message_box.h"
 
 using namespace viq;
@@ -13,20 +16,25 @@ using namespace viq;
 namespace {
 
 constexpr u32 library_module = 1;
-constexpr u32 module_count = 16;
 constexpr std::size_t text_size = 512;
 
-tVIQ_ErrRecord records[module_count];
+struct error_state {
+    tVIQ_ErrRecord records[module_count];
+    u64 current_report; // 0: no handler is running
+};
 
-u64 reports_made = 0;
-u64 current_report = 0; // 0: no handler is running
+VIQ_PER_CONTEXT(error_state, errors);
+constinit std::atomic<u64> reports_made = 0;
 
 // Ends the report also if the handler throws.
 struct report_scope {
-    report_scope() { current_report = ++reports_made; }
+    error_state &state;
+    explicit report_scope(error_state &of_context) : state(of_context) {
+        state.current_report = ++reports_made;
+    }
     report_scope(const report_scope &) = delete;
     report_scope &operator=(const report_scope &) = delete;
-    ~report_scope() { current_report = 0; }
+    ~report_scope() { state.current_report = 0; }
 };
 
 struct class_text {
@@ -79,7 +87,7 @@ uintptr_t VIQ_ErrProcess(u32 dwModule, const char *pszFunction, u32 dwCode,
                          const char *pszMessage) {
     if (dwModule >= module_count)
         return 0;
-    tVIQ_ErrRecord &record = records[dwModule];
+    tVIQ_ErrRecord &record = errors->records[dwModule];
     if (dwCode == 0)
         return reinterpret_cast<uintptr_t>(&record);
     if (record.handler == nullptr)
@@ -88,13 +96,13 @@ uintptr_t VIQ_ErrProcess(u32 dwModule, const char *pszFunction, u32 dwCode,
 }
 
 u32 VIQ_ErrHandlerInstall(VIQ_ErrHandler pHandler) {
-    records[library_module].handler = pHandler;
+    errors->records[library_module].handler = pHandler;
     return success;
 }
 
 u32 VIQ_ErrHandlerDefault(u32 dwModule, const char *pszFunction, u32 dwCode,
                           const char *pszMessage) {
-    tVIQ_ErrRecord &record = records[std::min(dwModule, module_count - 1)];
+    tVIQ_ErrRecord &record = errors->records[std::min(dwModule, module_count - 1)];
     if (dwCode >> 24 == 0x10) {
         record.last_code = dwCode;
     } else {
@@ -119,15 +127,16 @@ u32 VIQ_ErrHandlerDefault(u32 dwModule, const char *pszFunction, u32 dwCode,
 namespace viq {
 
 u32 report(const char *function, u32 code, const char *message) {
-    if (current_report != 0)
+    error_state &state = *errors;
+    if (state.current_report != 0)
         return code;
-    const report_scope scope;
+    const report_scope scope(state);
     VIQ_ErrProcess(library_module, function, code, message);
     return code;
 }
 
 u64 running_report() {
-    return current_report;
+    return errors->current_report;
 }
 
 u32 report_no_memory(const char *function, u64 size, const char *message) {
@@ -135,15 +144,28 @@ u32 report_no_memory(const char *function, u64 size, const char *message) {
 }
 
 u32 reset_error_record() {
-    records[library_module] = {};
+    errors->records[library_module] = {};
     const u32 code = VIQ_ErrHandlerInstall(VIQ_ErrHandlerDefault);
     if (!is_error(code))
-        records[library_module].version = VIQ_VERSION;
+        errors->records[library_module].version = VIQ_VERSION;
     return code;
 }
 
 u32 library_version() {
-    return records[library_module].version;
+    return errors->records[library_module].version;
+}
+
+error_records copy_error_records() {
+    error_records copy;
+    std::copy(std::begin(errors->records), std::end(errors->records), copy.begin());
+    return copy;
+}
+
+void take_error_handlers(const error_records &from) {
+    for (std::size_t n = 0; n < from.size(); ++n) {
+        errors->records[n].version = from[n].version;
+        errors->records[n].handler = from[n].handler;
+    }
 }
 
 } // namespace viq

@@ -1,6 +1,8 @@
 // Error reporting.
 #pragma once
 
+#include <array>
+
 #include "core/types.h"
 
 namespace viq {
@@ -42,5 +44,11 @@ inline u32 report_null(const char *function) {
 u32 reset_error_record();
 
 u32 library_version();
+
+// The handlers and versions of all modules, which a new context takes from its maker's.
+constexpr u32 module_count = 16;
+using error_records = std::array<tVIQ_ErrRecord, module_count>;
+error_records copy_error_records();
+void take_error_handlers(const error_records &from);
 
 } // namespace viq

@@ -1,22 +1,28 @@
 #include "core/scratch.h"
 
+#include "core/context.h"
+
 namespace viq {
 
 namespace {
 
-std::vector<u8> buffers[scratch_buffers];
+struct scratch_memory {
+    std::vector<u8> of_use[scratch_buffers];
+};
+
+VIQ_PER_CONTEXT(scratch_memory, buffers);
 
 } // namespace
 
 u8 *scratch_bytes(scratch use, u64 size) {
-    std::vector<u8> &buffer = buffers[static_cast<unsigned>(use)];
+    std::vector<u8> &buffer = buffers->of_use[static_cast<unsigned>(use)];
     if (buffer.size() < size && !try_resize(buffer, size))
         return nullptr;
     return buffer.data();
 }
 
 void free_scratch() {
-    for (std::vector<u8> &buffer : buffers)
+    for (std::vector<u8> &buffer : buffers->of_use)
         std::vector<u8>().swap(buffer);
 }
 

@@ -11,6 +11,20 @@ strip_geometry geometry_of(const tVIQ_Image &image) {
     return {image.pixel_format, image.width, image.height, image.bytes_per_line};
 }
 
+void end_sequences(strip_sequence &sequence, const tVIQ_Image *image) {
+    if (image == nullptr || sequence.in == image || sequence.out == image)
+        sequence = {};
+}
+
+void join_sequence(strip_sequence &sequence, const tVIQ_Image *in, const tVIQ_Image *out) {
+    if (in != nullptr && in != sequence.in)
+        companion(*in).in_sequence = true;
+    if (out != nullptr && out != sequence.out)
+        companion(*out).in_sequence = true;
+    sequence.in = in;
+    sequence.out = out;
+}
+
 output_shape same_shape(const strip_call &call) {
     return {call.in->pixel_format, call.in->width, call.in->height, call.in->data_width};
 }
@@ -41,11 +55,11 @@ bool clip_last_strip(tVIQ_Image &image, u32 lines_done) {
 
 namespace strip_protocol {
 
-strip_call make_call(const char *name, const char *worker_name, strip_sequence *sequence,
+strip_call make_call(const char *name, const char *worker_name, const sequence_place &sequence,
                      u32 in_handle, u32 out_handle) {
     return {name,
             worker_name != nullptr ? worker_name : name,
-            sequence,
+            &sequence.here(),
             in_handle,
             out_handle,
             find_image(in_handle),
@@ -75,6 +89,7 @@ void start_sequence(const strip_call &call) {
     if (call.out != nullptr)
         call.sequence->output = geometry_of(*call.out);
     call.sequence->under_way = true;
+    join_sequence(*call.sequence, call.in, call.out);
 }
 
 bool has_first_geometry(const strip_call &call) {

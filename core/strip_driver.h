@@ -4,11 +4,13 @@
 // A transfer sends the current strip of one image somewhere (a file, a memory image, a histogram)
 // or fills it. Every operation has one sequence at a time: the first strip sets it up, each strip
 // counts its lines, the last strip is clipped to the remaining height, and the sequence ends with
-// it or with strip command 4.
+// it, with strip command 4, or when one of its images is destroyed. Every context has its own
+// sequences.
 #pragma once
 
 #include <type_traits>
 
+#include "core/context.h"
 #include "core/types.h"
 
 namespace viq {
@@ -28,6 +30,49 @@ struct strip_sequence {
     u32 lines_done = 0;
     strip_geometry geometry = {}; // of the input on the first strip
     strip_geometry output = {};   // of the output on the first strip
+    // The images of the last call, to compare addresses with: they may no longer exist.
+    const tVIQ_Image *in = nullptr;
+    const tVIQ_Image *out = nullptr;
+};
+
+// The sequences of operations that are declared together.
+template <unsigned count> struct strip_sequences {
+    strip_sequence of[count];
+};
+
+void end_sequences(strip_sequence &sequence, const tVIQ_Image *image);
+
+template <unsigned count>
+void end_sequences(strip_sequences<count> &sequences, const tVIQ_Image *image) {
+    for (strip_sequence &sequence : sequences.of)
+        end_sequences(sequence, image);
+}
+
+// The sequence takes note of the images of a call, so that it ends when one of them is destroyed.
+void join_sequence(strip_sequence &sequence, const tVIQ_Image *in, const tVIQ_Image *out = nullptr);
+
+// Where an operation's sequence is: in every context, or in a local variable.
+struct sequence_place {
+    const context_slot *slot = nullptr;
+    std::size_t offset = 0; // in the declared object
+    strip_sequence *local = nullptr;
+
+    constexpr sequence_place() = default;
+    constexpr sequence_place(strip_sequence &sequence) : local(&sequence) {}
+    constexpr sequence_place(const per_context<strip_sequence> &declared) : slot(&declared.slot) {}
+    // The sequence is the first member.
+    template <class State>
+        requires requires(State state) { state.sequence.lines_done; }
+    constexpr sequence_place(const per_context<State> &declared) : slot(&declared.slot) {}
+    template <unsigned count>
+    constexpr sequence_place(const per_context<strip_sequences<count>> &declared, unsigned number)
+        : slot(&declared.slot), offset(number * sizeof(strip_sequence)) {}
+
+    strip_sequence &here() const {
+        return local != nullptr ? *local
+                                : *reinterpret_cast<strip_sequence *>(
+                                      static_cast<std::byte *>(object_here(*slot)) + offset);
+    }
 };
 
 // One call of an operation.
@@ -88,7 +133,7 @@ template <class Result, class Arguments> struct strip_step {
 template <class Arguments = no_arguments> struct strip_operation {
     const char *name;                   // of the public function
     const char *worker_name = nullptr;  // of the strip worker; null: the same
-    strip_sequence *sequence = nullptr; // required
+    sequence_place sequence = {};       // required
     // Runs before the rule that a strip of 0 lines passes only the parameters on.
     strip_step<verdict, Arguments> check_before_header = {};
     // Changes the input once it has been accepted, also where its strip has 0 lines.
@@ -109,7 +154,7 @@ template <class Arguments = no_arguments> struct strip_operation {
     bool whole_picture = false;
     // An operation that keeps lines or sums from strip to strip keeps here the arguments of the
     // first strip. Later strips must have the same arguments and the same geometry on both sides.
-    Arguments *first_arguments = nullptr;
+    const per_context<Arguments> *first_arguments = nullptr;
 };
 
 // Computes the stride of the lines that a transfer sends; `previous` is the image's stride before
@@ -119,7 +164,7 @@ using line_rule = u32 (*)(const tVIQ_Image &image, u32 previous);
 // A transfer; the image is `call.in`.
 template <class Arguments = no_arguments> struct strip_transfer {
     const char *name;
-    strip_sequence *sequence = nullptr; // required
+    sequence_place sequence = {}; // required
     strip_step<verdict, Arguments> check_image = {};
     strip_step<u32, Arguments> begin = {};   // first strip
     strip_step<u32, Arguments> process = {}; // the current strip, clipped to what remains
@@ -130,7 +175,7 @@ template <class Arguments = no_arguments> struct strip_transfer {
     bool every_command_sends = false;
     const char *corrupt = "Corrupt image";
     line_rule line = nullptr;             // of the strip that is sent; null: the check's
-    Arguments *first_arguments = nullptr; // as above
+    const per_context<Arguments> *first_arguments = nullptr; // as above
 };
 
 // The input's own shape.

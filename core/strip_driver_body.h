@@ -10,7 +10,7 @@ namespace viq::strip_protocol {
 
 // ---- Without the arguments, in strip_driver.cpp
 
-strip_call make_call(const char *name, const char *worker_name, strip_sequence *sequence,
+strip_call make_call(const char *name, const char *worker_name, const sequence_place &sequence,
                      u32 in_handle, u32 out_handle);
 u32 apply_shape(const strip_call &call, const output_shape &shape);
 bool has_shape(const tVIQ_Image *image, const output_shape &shape);
@@ -24,13 +24,13 @@ template <class Record, class Arguments>
 void keep_arguments(const Record &record, const Arguments &arguments) {
     if constexpr (requires { arguments == arguments; })
         if (record.first_arguments != nullptr)
-            *record.first_arguments = arguments;
+            **record.first_arguments = arguments;
 }
 
 template <class Record, class Arguments>
 bool has_first_arguments(const Record &record, const Arguments &arguments) {
     if constexpr (requires { arguments == arguments; })
-        return record.first_arguments == nullptr || *record.first_arguments == arguments;
+        return record.first_arguments == nullptr || **record.first_arguments == arguments;
     else
         return record.first_arguments == nullptr;
 }
@@ -80,6 +80,8 @@ u32 start_or_continue(const strip_operation<Arguments> &operation, const strip_c
         code = check_output(operation, call);
         if (!is_error(code) && operation.first_arguments != nullptr && !has_first_geometry(call))
             code = report_other_sequence(operation.name);
+        if (!is_error(code))
+            join_sequence(sequence, call.in, call.out);
         return code;
     }
     sequence.lines_done = 0;
@@ -139,15 +141,15 @@ u32 first_to_last_step(const strip_operation<Arguments> &operation, const strip_
 template <class Arguments>
 u32 abandon(const strip_transfer<Arguments> &transfer, const strip_call &call,
             const Arguments &arguments) {
-    const bool under_way = transfer.sequence->under_way;
-    *transfer.sequence = {};
+    const bool under_way = call.sequence->under_way;
+    *call.sequence = {};
     return under_way ? transfer.abandon(call, arguments, success) : success;
 }
 
 template <class Arguments>
 u32 send_strip(const strip_transfer<Arguments> &transfer, const strip_call &call,
                const Arguments &arguments, u16 command) {
-    strip_sequence &sequence = *transfer.sequence;
+    strip_sequence &sequence = *call.sequence;
     const bool last = clip_last_strip(*call.in, sequence.lines_done);
     const u32 code = transfer.process(call, arguments, success);
     if (is_error(code))
@@ -162,7 +164,7 @@ u32 send_strip(const strip_transfer<Arguments> &transfer, const strip_call &call
 template <class Arguments>
 u32 begin_or_continue(const strip_transfer<Arguments> &transfer, const strip_call &call,
                       const Arguments &arguments) {
-    strip_sequence &sequence = *transfer.sequence;
+    strip_sequence &sequence = *call.sequence;
     if (!sequence.under_way) {
         sequence.lines_done = 0;
         const u32 code = transfer.begin(call, arguments, success);
@@ -176,8 +178,10 @@ u32 begin_or_continue(const strip_transfer<Arguments> &transfer, const strip_cal
         abandon(transfer, call, arguments);
         return report_changed_image(transfer.name);
     }
-    return has_first_arguments(transfer, arguments) ? success
-                                                    : report_other_sequence(transfer.name);
+    if (!has_first_arguments(transfer, arguments))
+        return report_other_sequence(transfer.name);
+    join_sequence(sequence, call.in);
+    return success;
 }
 
 template <class Arguments>
@@ -223,7 +227,7 @@ u32 run_conversion(const strip_operation<Arguments> &operation, u32 hInImage, u3
         call.in->lines_per_strip = lines;
     // Command 4 ends the sequence in every state of the images.
     if (command == VIQ_STRIP_FINISH || failed_whole)
-        *operation.sequence = {};
+        *call.sequence = {};
     return code;
 }
 

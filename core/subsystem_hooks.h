@@ -10,7 +10,7 @@ struct subsystem_hooks {
     // JPEG images. The functions that take an image require that it has a JPEG record.
     u32 (*jpeg_start_up)();
     u32 (*jpeg_free_data)(u32 image);
-    u32 (*jpeg_destroy_record)(u32 image);
+    void (*jpeg_destroy_record)(tVIQ_Image &image);
     u32 (*jpeg_copy_parameters)(u32 from, u32 to);
     u32 (*jpeg_build_image)(u32 frame, u32 out, u16 mode);
     void (*jpeg_move_data)(tVIQ_Image &from, tVIQ_Image &to);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char *strip_name = "VIQ_test_pattern_1_strip";
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 u32 fill_strip(const strip_call &call) {
     return VIQ_test_pattern_1_strip(call.in_handle);
@@ -20,7 +20,7 @@ u32 fill_strip(const strip_call &call) {
 
 constexpr strip_transfer<> pattern_transfer = {
     .name = "VIQ_test_pattern",
-    .sequence = &sequence,
+    .sequence = sequence,
     .process = fill_strip,
 };
 

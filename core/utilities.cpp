@@ -1,4 +1,5 @@
 // The number scanner, the command splitter, the counting allocator and the diagnostic entries.
+#include <atomic>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -9,14 +10,15 @@ using namespace viq;
 
 namespace {
 
+// Of all threads.
 struct allocation_counts {
-    u32 allocations = 0;
-    u32 frees = 0;
-    u32 bytes = 0;
-    u32 printed_bytes = 0;
+    std::atomic<u32> allocations = 0;
+    std::atomic<u32> frees = 0;
+    std::atomic<u32> bytes = 0;
+    std::atomic<u32> printed_bytes = 0;
 };
 
-allocation_counts counts;
+constinit allocation_counts counts;
 
 constexpr u32 option_slots = sizeof(tVIQ_Command::option) / sizeof(tVIQ_Command::option[0]);
 constexpr u32 plain_slots = sizeof(tVIQ_Command::plain) / sizeof(tVIQ_Command::plain[0]);
@@ -83,8 +85,9 @@ u32 VIQ_DebugFree(void *pMemory) {
 }
 
 u32 VIQ_DebugMallocPrint(void) {
-    counts.printed_bytes = counts.bytes;
-    return counts.printed_bytes;
+    const u32 bytes = counts.bytes;
+    counts.printed_bytes = bytes;
+    return bytes;
 }
 
 u32 VIQ_print_image(u32) {

@@ -16,14 +16,14 @@ namespace {
 constexpr const char *name = "VIQ_read_BMP_file";
 constexpr const char *strip_name = "VIQ_read_BMP_file_1_strip";
 
-file_sequence state;
+VIQ_PER_CONTEXT(file_sequence, state);
 
 u32 read_header(const read_call &call);
 u32 read_lines(const read_call &call);
 
 constexpr strip_reader reader = {
     .name = name,
-    .state = &state,
+    .state = state,
     .read_header = read_header,
     .read_lines = read_lines,
     .unbuffered = true,

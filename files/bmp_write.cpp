@@ -18,8 +18,8 @@ constexpr const char *file_strip_name = "VIQ_write_BMP_file_1_strip";
 constexpr const char *buffer_name = "VIQ_image_write_BMP_buffer";
 constexpr const char *buffer_strip_name = "VIQ_image_write_BMP_buffer_1_strip";
 
-file_sequence file_state;
-strip_sequence buffer_sequence;
+VIQ_PER_CONTEXT(file_sequence, file_state);
+VIQ_PER_CONTEXT(strip_sequence, buffer_sequence);
 
 struct buffer_target {
     u8 *bytes;
@@ -36,7 +36,7 @@ u32 store_strip(const strip_call &call, const buffer_target &target);
 
 constexpr strip_transfer<> to_file = {
     .name = file_name,
-    .sequence = &file_state.sequence,
+    .sequence = file_state,
     .check_image = check_for_file,
     .begin = create,
     .process = write_strip,
@@ -47,7 +47,7 @@ constexpr strip_transfer<> to_file = {
 
 constexpr strip_transfer<buffer_target> to_buffer = {
     .name = buffer_name,
-    .sequence = &buffer_sequence,
+    .sequence = buffer_sequence,
     .check_image = check_for_buffer,
     .begin = start_buffer,
     .process = store_strip,
@@ -64,8 +64,8 @@ u32 VIQ_image_write_BMP_buffer(u32 hImage, u8 *pBuffer, u32 *pdwSize, u16 wMode)
     if (called_by_handler())
         return VIQ_ERR_STATE;
     // Only the call that writes the header has the address of the first pixel.
-    if (buffer_sequence.under_way) {
-        buffer_sequence = {};
+    if (buffer_sequence->under_way) {
+        *buffer_sequence = {};
         return wMode == VIQ_STRIP_FINISH
                    ? success
                    : report(buffer_name, VIQ_ERR_STATE, "Only a complete image can be written");
@@ -117,17 +117,17 @@ verdict check(const char *function, const tVIQ_Image &image) {
 // The file is extended to its full size first, so that strips that are never written read as 0.
 u32 create(const strip_call &call) {
     const tVIQ_Image &image = *call.in;
-    u32 code = create_file(file_name, file_state, image.outfilename);
+    u32 code = create_file(file_name, *file_state, image.outfilename);
     if (is_error(code))
         return code;
     u8 header[largest_header];
     code = make_header(call.in_handle, image, header);
     if (is_error(code)) {
-        file_state.file.reset();
+        file_state->file.reset();
         return code;
     }
     const bmp_layout layout = layout_of(image);
-    std::FILE *file = file_state.file.get();
+    std::FILE *file = file_state->file.get();
     std::fwrite(header, 1, layout.offset, file);
     const u64 size = bmp_file_size(layout, image.height);
     if (size > layout.offset && seek_to(file, size - 1))
@@ -147,10 +147,10 @@ u32 write_strip(const strip_call &call) {
     u8 *block = scratch_bytes(scratch::file_lines, block_size);
     if (block == nullptr)
         return report_no_memory(file_strip_name, block_size, "Attempting to malloc:");
-    std::FILE *file = file_state.file.get();
-    if (!seek_to(file, strip_offset(image, layout, file_state.sequence.lines_done))) {
+    std::FILE *file = file_state->file.get();
+    if (!seek_to(file, strip_offset(image, layout, file_state->sequence.lines_done))) {
         // The seek has written the buffer of the stream, which may be what failed.
-        const u32 code = check_written(file_strip_name, file_state);
+        const u32 code = check_written(file_strip_name, *file_state);
         return is_error(code) ? code : report_seek(file_strip_name);
     }
 
@@ -162,11 +162,11 @@ u32 write_strip(const strip_call &call) {
                       block + n * static_cast<std::size_t>(layout.line_size));
         std::fwrite(block, 1, static_cast<std::size_t>(lines * layout.line_size), file);
     }
-    return check_written(file_strip_name, file_state);
+    return check_written(file_strip_name, *file_state);
 }
 
 u32 close(const strip_call &) {
-    return close_file(file_name, file_state.file);
+    return close_file(file_name, file_state->file);
 }
 
 u32 start_buffer(const strip_call &call, const buffer_target &target) {
@@ -191,7 +191,7 @@ u32 store_strip(const strip_call &call, const buffer_target &target) {
     if (image.lines_per_strip == 0)
         return success;
     if (!has_lines(image, image.lines_per_strip)) {
-        buffer_sequence = {};
+        *buffer_sequence = {};
         return report_no_data(buffer_strip_name);
     }
     const bmp_layout layout = layout_of(image);

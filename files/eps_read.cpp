@@ -17,14 +17,14 @@ constexpr const char *name = "VIQ_read_EPS_file";
 constexpr const char *strip_name = "VIQ_read_EPS_file_1_strip";
 constexpr const char *word_name = "fread_word_ascii";
 
-file_sequence state;
-text_source text;
+VIQ_PER_CONTEXT(file_sequence, state);
+VIQ_PER_CONTEXT(text_source, file_text);
 
 u32 read_header(const read_call &call);
 u32 read_lines(const read_call &call);
 
 constexpr strip_reader reader = {.name = name,
-                                 .state = &state,
+                                 .state = state,
                                  .read_header = read_header,
                                  .read_lines = read_lines,
                                  .unbuffered = true,
@@ -52,6 +52,7 @@ u32 report_no_hex(const char *function) {
 }
 
 u32 read_header(const read_call &call) {
+    text_source &text = *file_text;
     tVIQ_Image &image = call.image;
     start_text(text, call.file);
     image.pixel_format = 0;
@@ -81,6 +82,7 @@ u32 number_at(const char *digits) {
 
 // Level 2: name and value pairs up to the image operator, which the pixels follow.
 u32 read_dictionary(const read_call &call) {
+    text_source &text = *file_text;
     tVIQ_Image &image = call.image;
     u32 code = set_format(call, VIQ_PALETTED);
     text_word word;
@@ -112,6 +114,7 @@ u32 read_dictionary(const read_call &call) {
 }
 
 u32 read_palette(const read_call &call, u32 last_colour) {
+    text_source &text = *file_text;
     if (last_colour >= colourmap_size)
         return report_corrupt(name);
     if (call.image.colourmap == nullptr)
@@ -134,9 +137,10 @@ u32 read_palette(const read_call &call, u32 last_colour) {
 // Level 1: the fifth line after the comments has the size, the fourth line after that one the kind
 // of image.
 u32 read_numbers(const read_call &call) {
+    text_source &text = *file_text;
     tVIQ_Image &image = call.image;
     char line[longest_text + 1] = "";
-    const auto skip_lines = [&line](int count) {
+    const auto skip_lines = [&](int count) {
         while (count-- > 0 && read_text_line(text, line)) {
         }
     };
@@ -154,6 +158,7 @@ u32 read_numbers(const read_call &call) {
 }
 
 u32 read_lines(const read_call &call) {
+    text_source &text = *file_text;
     const tVIQ_Image &image = call.image;
     const auto bytes = static_cast<std::size_t>(eps::line_bytes(image));
     u8 *line = image.data;

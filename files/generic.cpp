@@ -45,14 +45,18 @@ constexpr file_format file_formats[] = {
     {VIQ_FILE_WAVELET, read_wavelet_file, VIQ_WVLT_file_write},
 };
 
+// The reader of the format has the strip sequence.
 struct generic_read {
     bool under_way = false;
     u32 code = 0;
     u32 lines_done = 0;
     unique_stream file; // opened for detection, until the reader takes it over
+    const tVIQ_Image *image = nullptr;
 };
 
-generic_read reading;
+void end_sequences(generic_read &state, const tVIQ_Image *image);
+
+VIQ_PER_CONTEXT(generic_read, reading);
 
 struct source {
     u32 hImage;
@@ -77,20 +81,22 @@ u32 VIQ_image_read(u32 hImage, u32 hMemory, u16 wMode) {
     if (called_by_handler())
         return VIQ_ERR_STATE;
     const source from = {hImage, hMemory};
-    if (wMode == VIQ_STRIP_FINISH && reading.under_way)
+    if (wMode == VIQ_STRIP_FINISH && reading->under_way)
         return finish_reading(from);
     tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
         return end_reading(from, report_bad_handle(read_name));
-    if (!reading.under_way) {
+    if (!reading->under_way) {
         u32 code = start_reading(*image, hMemory);
         // Wavelet files are read completely by one call, which needs no size.
         if (!is_error(code) && image->height == VIQ_HEIGHT_UNKNOWN &&
-            reading.code != VIQ_FILE_WAVELET)
+            reading->code != VIQ_FILE_WAVELET)
             code = read_whole_header(from, *image);
         if (is_error(code))
             return code;
     }
+    reading->image = image;
+    companion(*image).in_sequence = true;
     switch (wMode) {
     case VIQ_STRIP_NEXT:
         return read_strip(from, *image);
@@ -109,6 +115,11 @@ u32 VIQ_image_write(u32 hImage, u32 hMemory, u16 wFormat, u16 wMode) {
 }
 
 namespace {
+
+void end_sequences(generic_read &state, const tVIQ_Image *image) {
+    if (image == nullptr || image == state.image)
+        state = {};
+}
 
 file_format find_file_format(u32 code) {
     const auto *found =
@@ -131,7 +142,7 @@ u32 start_reading(const tVIQ_Image &image, u32 hMemory) {
         return report(read_name, code, "Failed to recognise file format");
     if (find_file_format(code).read_opened == nullptr)
         file.reset();
-    reading = {true, code, 0, std::move(file)};
+    *reading = {true, code, 0, std::move(file)};
     return success;
 }
 
@@ -142,16 +153,16 @@ u32 read_whole_header(const source &from, tVIQ_Image &image) {
     image.lines_per_strip = 0;
     image.height = 0;
     u32 code = success;
-    if (reading.code == VIQ_FILE_MEMORY) {
+    if (reading->code == VIQ_FILE_MEMORY) {
         code = begin_read_from_memory(from.hMemory, from.hImage);
         if (is_error(code))
             end_reading(from, code);
     } else {
-        const u32 format = reading.code;
+        const u32 format = reading->code;
         code = read_strip(from, image);
         // A header that sets the lines per strip has ended the sequence like the last strip.
         if (!is_error(code))
-            reading = {true, format, 0, nullptr};
+            *reading = {true, format, 0, nullptr};
     }
     if (is_error(code)) {
         image.height = VIQ_HEIGHT_UNKNOWN;
@@ -166,24 +177,24 @@ u32 read_strip(const source &from, const tVIQ_Image &image) {
     const u32 code = call_reader(from, VIQ_STRIP_NEXT);
     if (is_error(code))
         return end_reading(from, code);
-    reading.lines_done += image.lines_per_strip;
-    if (reading.lines_done >= image.height)
-        reading = {};
+    reading->lines_done += image.lines_per_strip;
+    if (reading->lines_done >= image.height)
+        *reading = {};
     return success;
 }
 
 u32 call_reader(const source &from, u16 mode) {
-    if (reading.code == VIQ_FILE_MEMORY)
+    if (reading->code == VIQ_FILE_MEMORY)
         return VIQ_read_from_memory(from.hMemory, from.hImage, mode);
-    const file_format format = find_file_format(reading.code);
+    const file_format format = find_file_format(reading->code);
     if (format.read_opened != nullptr)
-        return format.read_opened(from.hImage, mode, std::move(reading.file));
+        return format.read_opened(from.hImage, mode, std::move(reading->file));
     return format.read != nullptr ? format.read(from.hImage, mode) : report_unrecognised(read_name);
 }
 
 u32 finish_reading(const source &from) {
     const u32 code = call_reader(from, VIQ_STRIP_FINISH);
-    reading = {};
+    *reading = {};
     return code;
 }
 
@@ -200,12 +211,12 @@ u32 read_jpeg(u32 hImage, u16 mode) {
 
 // After a failure: finishes the reader's own sequence and closes its file.
 u32 end_reading(const source &from, u32 code) {
-    const file_function read = find_file_format(reading.code).read;
-    if (reading.code == VIQ_FILE_MEMORY)
+    const file_function read = find_file_format(reading->code).read;
+    if (reading->code == VIQ_FILE_MEMORY)
         VIQ_read_from_memory(from.hMemory, from.hImage, VIQ_STRIP_FINISH);
-    else if (read != nullptr && reading.code != VIQ_FILE_WAVELET)
+    else if (read != nullptr && reading->code != VIQ_FILE_WAVELET)
         read(from.hImage, VIQ_STRIP_FINISH);
-    reading = {};
+    *reading = {};
     return code;
 }
 

@@ -8,7 +8,7 @@ using namespace viq;
 
 namespace {
 
-file_sequence state;
+VIQ_PER_CONTEXT(file_sequence, state);
 
 u32 write_strip(std::FILE *file, const tVIQ_Image &image);
 
@@ -19,7 +19,7 @@ constexpr u16 formats[] = {VIQ_Y8,     VIQ_Y16,    VIQ_PALETTED,     VIQ_RGB8,  
 constexpr strip_writer writer = {
     .name = "VIQ_write_raw_data",
     .strip_name = "VIQ_write_raw_data_1_strip",
-    .state = &state,
+    .state = state,
     .formats = formats,
     .write_strip = write_strip,
     .plain_format_code = true,

@@ -149,7 +149,7 @@ u32 report_format(const char *function, u16 format) {
 u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode) {
     const strip_transfer<strip_writer> transfer = {
         .name = writer.name,
-        .sequence = &writer.state->sequence,
+        .sequence = writer.state,
         .check_image = check_before_writing,
         .begin = begin_writing,
         .process = write_strip,
@@ -180,6 +180,7 @@ u32 run_reader(const strip_reader &reader, u32 hImage, u16 mode, unique_stream o
         if (sequence.geometry != geometry_of(*image))
             return fail_reading(reader, report_changed_image(reader.name));
     }
+    join_sequence(reader.state->sequence, image);
     if (mode != VIQ_STRIP_NEXT || image->lines_per_strip == 0) {
         image->bytes_per_line = line_of(reader, *image);
         return success;

@@ -74,7 +74,7 @@ void words_to_host(u8 *words, u64 count, endian order);
 struct strip_writer {
     const char *name;
     const char *strip_name; // reports failures of a strip
-    file_sequence *state;
+    const per_context<file_sequence> &state;
     std::span<const u16> formats;
     // Failures are reported at the end of a strip and on closing, so that the functions below
     // need not check their writes.
@@ -110,7 +110,7 @@ inline u32 report_seek(const char *function) {
 // What a format needs between two strips is kept by its source.
 struct strip_reader {
     const char *name;
-    file_sequence *state;
+    const per_context<file_sequence> &state;
     // Called with the file at its start; sets the image's parameters.
     u32 (*read_header)(const read_call &call);
     // Called with a buffer for the lines of the strip.

@@ -15,14 +15,14 @@ namespace {
 constexpr const char *name = "VIQ_read_TGA_file";
 constexpr const char *strip_name = "VIQ_read_TGA_file_1_strip";
 
-file_sequence state;
-u32 file_bits; // per pixel, of the open file
+VIQ_PER_CONTEXT(file_sequence, state);
+VIQ_PER_CONTEXT(u32, file_bits); // per pixel, of the open file
 
 u32 read_header(const read_call &call);
 u32 read_lines(const read_call &call);
 
 constexpr strip_reader reader = {
-    .name = name, .state = &state, .read_header = read_header, .read_lines = read_lines};
+    .name = name, .state = state, .read_header = read_header, .read_lines = read_lines};
 
 } // namespace
 
@@ -57,10 +57,10 @@ u32 read_header(const read_call &call) {
         return code;
     image.width = load<u16>(header + tga::width_at, endian::little);
     image.height = load<u16>(header + tga::height_at, endian::little);
-    file_bits = header[tga::bits_at];
-    const bool words = file_bits == 15 || file_bits == 16;
-    image.bits_per_pixel = static_cast<u16>(words ? 24 : file_bits);
-    const u64 pixels = u64{image.width} * image.height * ((file_bits + 1) / 8);
+    *file_bits = header[tga::bits_at];
+    const bool words = *file_bits == 15 || *file_bits == 16;
+    image.bits_per_pixel = static_cast<u16>(words ? 24 : *file_bits);
+    const u64 pixels = u64{image.width} * image.height * ((*file_bits + 1) / 8);
     return tga::header_size + pixels <= file_size(call.file) ? success : report_corrupt(name);
 }
 
@@ -68,7 +68,7 @@ u32 read_header(const read_call &call) {
 u32 read_lines(const read_call &call) {
     const tVIQ_Image &image = call.image;
     const u32 lines = image.lines_per_strip;
-    if (image.pixel_format == VIQ_RGB24 && file_bits != 24)
+    if (image.pixel_format == VIQ_RGB24 && *file_bits != 24)
         return read_packed_lines(strip_name, call.file, image, 0, lines, u64{image.width} * 2,
                                  unpack_words);
     const bool complete = image.pixel_format == VIQ_RGB24

@@ -8,7 +8,7 @@ using namespace viq;
 
 namespace {
 
-file_sequence state;
+VIQ_PER_CONTEXT(file_sequence, state);
 
 void write_header(std::FILE *file, const tVIQ_Image &image);
 u32 write_strip(std::FILE *file, const tVIQ_Image &image);
@@ -18,7 +18,7 @@ constexpr u16 formats[] = {VIQ_Y8, VIQ_RGB15, VIQ_RGB24};
 constexpr strip_writer writer = {
     .name = "VIQ_write_TGA_file",
     .strip_name = "VIQ_write_TGA_file_1_strip",
-    .state = &state,
+    .state = state,
     .formats = formats,
     .write_strip = write_strip,
     .write_header = write_header,

@@ -15,7 +15,7 @@ namespace {
 constexpr const char *name = "VIQ_read_TIFF_file";
 constexpr const char *strip_name = "VIQ_read_TIFF_file_1_strip";
 
-file_sequence state;
+VIQ_PER_CONTEXT(file_sequence, state);
 
 // Location of the lines in the open file.
 struct line_source {
@@ -26,13 +26,13 @@ struct line_source {
     u64 position = 0;     // of the stream, position_unknown before the first read
 };
 
-line_source source;
+VIQ_PER_CONTEXT(line_source, line_places);
 
 u32 read_header(const read_call &call);
 u32 read_lines(const read_call &call);
 
 constexpr strip_reader reader = {.name = name,
-                                 .state = &state,
+                                 .state = state,
                                  .read_header = read_header,
                                  .read_lines = read_lines,
                                  .line = packed_bit_line};
@@ -240,6 +240,7 @@ u32 set_format(const read_call &call, u16 format) {
 }
 
 u32 decide_format(const read_call &call, const directory &page) {
+    line_source &source = *line_places;
     constexpr u32 map_components = 3;
     source.line_size = u64{page.width} * page.bits / 8;
     source.nibbles = false;
@@ -293,6 +294,7 @@ u32 read_colour_map(const read_call &call, const directory &page) {
 
 // Checks that the file contains all lines of every TIFF strip that the height requires.
 u32 find_lines(std::FILE *file, const directory &page) {
+    line_source &source = *line_places;
     if (page.rows_per_strip == 0)
         return report(name, VIQ_ERR_CORRUPT, "0 rows per strip");
     const u32 rows = std::min(page.rows_per_strip, std::max(page.height, 1u));
@@ -318,6 +320,7 @@ u32 find_lines(std::FILE *file, const directory &page) {
 }
 
 u32 read_lines(const read_call &call) {
+    line_source &source = *line_places;
     const u32 rows = source.rows_per_strip;
     for (u32 first = 0, lines = 0; first < call.image.lines_per_strip; first += lines) {
         const u32 line = call.lines_done + first;
@@ -338,6 +341,7 @@ u32 read_lines(const read_call &call) {
 // Lines that follow each other in the file. Samples of 16 bits are read as big-endian in files of
 // both byte orders.
 u32 read_run(const read_call &call, u32 first, u32 lines) {
+    const line_source &source = *line_places;
     const tVIQ_Image &image = call.image;
     if (source.nibbles)
         return read_packed_lines(strip_name, call.file, image, first, lines, source.line_size,

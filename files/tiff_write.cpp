@@ -11,7 +11,7 @@ using namespace viq;
 
 namespace {
 
-file_sequence state;
+VIQ_PER_CONTEXT(file_sequence, state);
 
 verdict check(const tVIQ_Image &image);
 void write_header(std::FILE *file, const tVIQ_Image &image);
@@ -22,7 +22,7 @@ constexpr u16 formats[] = {VIQ_Y1, VIQ_Y8, VIQ_Y16, VIQ_RGB24, VIQ_CMYK32, VIQ_P
 constexpr strip_writer writer = {
     .name = "VIQ_write_TIFF_file",
     .strip_name = "VIQ_write_TIFF_file_1_strip",
-    .state = &state,
+    .state = state,
     .formats = formats,
     .write_strip = write_strip,
     .write_header = write_header,

@@ -117,11 +117,14 @@
  *
  * @section viq_threads Threads
  *
- * The library is not thread-safe. Serialise all calls.
+ * What the library keeps between calls belongs to a context, and every thread is bound to one. Threads
+ * that are bound to different contexts call the library at the same time; see @ref viq_context. All
+ * threads are bound to context 0 at first and must then not call the library at the same time.
  */
 
 #include "viq/camera.h"
 #include "viq/colourmap.h"
+#include "viq/context.h"
 #include "viq/convert.h"
 #include "viq/draw.h"
 #include "viq/files.h"

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 
+#include "core/context.h"
 #include "core/report.h"
 #include "jpeg/jpeg_record.h"
 
@@ -28,7 +29,7 @@ struct table_state {
     bool decoding_built = false;
 };
 
-table_state state;
+VIQ_PER_CONTEXT(table_state, tables_of_context);
 
 bool is_colour(u32 hImage);
 huffman_set huffman_set_of(const Tjpeg &record, bool colour);
@@ -48,10 +49,10 @@ u32 VIQ_JPEG_generate_H_codetable_LUTs(u32 hImage) {
     const u32 code = check_tables(name, tables);
     if (is_error(code))
         return code;
-    if (!state.codes_built || state.codes_source != tables) {
+    if (!tables_of_context->codes_built || tables_of_context->codes_source != tables) {
         build_codes(tables);
-        state.codes_source = tables;
-        state.codes_built = true;
+        tables_of_context->codes_source = tables;
+        tables_of_context->codes_built = true;
     }
     return success;
 }
@@ -60,20 +61,20 @@ u32 VIQ_JPEG_generate_Huffman_decode_tables(u32 hImage) {
     constexpr const char *name = "VIQ_JPEG_generate_Huffman_decode_tables";
     if (const u32 code = check_record(name, hImage); is_error(code))
         return code;
-    if (state.decoding_built && state.decoding_source == state.codes_source)
+    if (tables_of_context->decoding_built && tables_of_context->decoding_source == tables_of_context->codes_source)
         return success;
-    state.decoding_built = false;
+    tables_of_context->decoding_built = false;
     if (!build_decoding())
         return report(name, VIQ_ERR_MEMORY, "");
-    state.decoding_source = state.codes_source;
-    state.decoding_built = true;
+    tables_of_context->decoding_source = tables_of_context->codes_source;
+    tables_of_context->decoding_built = true;
     return success;
 }
 
 namespace viq {
 
 const code_tables &current_codes() {
-    return state.codes;
+    return tables_of_context->codes;
 }
 
 bool codes_are_complete(bool colour) {
@@ -81,14 +82,14 @@ bool codes_are_complete(bool colour) {
         for (u32 symbol = 0; symbol < 256; ++symbol) {
             const bool used =
                 slot < ac_luminance ? symbol <= largest_category : is_ac_symbol(symbol);
-            if (used && state.codes.slots[slot].length[symbol] == 0)
+            if (used && tables_of_context->codes.slots[slot].length[symbol] == 0)
                 return false;
         }
     return true;
 }
 
 const decode_tables &current_decode_tables() {
-    return state.decoding;
+    return tables_of_context->decoding;
 }
 
 } // namespace viq
@@ -101,7 +102,7 @@ bool is_colour(u32 hImage) {
 
 // The chrominance tables of a grey image are ignored; those in use are kept.
 huffman_set huffman_set_of(const Tjpeg &record, bool colour) {
-    huffman_set tables = state.codes_source;
+    huffman_set tables = tables_of_context->codes_source;
     for (u32 slot = 0; slot < huffman_slots; slot += colour ? 1 : 2) {
         std::memcpy(tables.bits[slot], record.h_bits[slot], sizeof tables.bits[slot]);
         std::memcpy(tables.vals[slot], record.h_vals[slot], sizeof tables.vals[slot]);
@@ -139,15 +140,15 @@ void build_slot(const u8 (&bits)[16], const u8 (&vals)[256], code_table &table) 
 
 void build_codes(const huffman_set &tables) {
     for (u32 slot = 0; slot < huffman_slots; ++slot)
-        build_slot(tables.bits[slot], tables.vals[slot], state.codes.slots[slot]);
+        build_slot(tables.bits[slot], tables.vals[slot], tables_of_context->codes.slots[slot]);
     for (u32 i = 0; i < 2; ++i) {
-        const code_table &table = state.codes.slots[dc_luminance + i];
+        const code_table &table = tables_of_context->codes.slots[dc_luminance + i];
         for (i32 d = -largest_difference; d <= largest_difference; ++d) {
             const u32 category = category_of(d);
             const u32 extra = static_cast<u32>(d < 0 ? d - 1 : d) & ((1u << category) - 1);
             const u32 length = table.length[category] + category;
             const u32 bits = u32{table.code[category]} << category | extra;
-            state.codes.dc_values[i][static_cast<u32>(d + largest_difference)] = {
+            tables_of_context->codes.dc_values[i][static_cast<u32>(d + largest_difference)] = {
                 length != 0 ? bits << (32 - length) : 0, length};
         }
     }
@@ -200,11 +201,11 @@ template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast
 }
 
 bool build_decoding() {
-    decode_tables &tables = state.decoding;
+    decode_tables &tables = tables_of_context->decoding;
     for (std::vector<ac_entry> &entries : tables.ac)
         if (entries.size() != ac_entries && !try_resize(entries, ac_entries))
             return false;
-    const code_table *codes = state.codes.slots;
+    const code_table *codes = tables_of_context->codes.slots;
     build_dc(codes[dc_luminance], tables.dc_luminance, dc_luminance_bits);
     build_dc(codes[dc_chrominance], tables.dc_chrominance, dc_chrominance_bits);
     for (u32 i = 0; i < 2; ++i) {

@@ -32,6 +32,7 @@ struct decode_state {
     bool under_way = false;
     u32 handle = 0;
     const tVIQ_Image *image = nullptr;
+    const tVIQ_Image *out = nullptr; // of the last call
     strip_geometry geometry = {}; // of the JPEG image during the decode
     original_size original = {};
     u32 lines_done = 0;
@@ -42,7 +43,9 @@ struct decode_state {
     std::vector<decoded_pair> pairs;
 };
 
-decode_state decode;
+void end_sequences(decode_state &state, const tVIQ_Image *image);
+
+VIQ_PER_CONTEXT(decode_state, decode);
 
 u32 start(u32 hJpegImage);
 u32 decode_strip(u32 hJpegImage, u32 hOutImage);
@@ -54,7 +57,7 @@ bool is_this_decode(const tVIQ_Image &image);
 u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
     if (called_by_handler())
         return VIQ_ERR_STATE;
-    if (wMode == VIQ_STRIP_FINISH && decode.under_way) {
+    if (wMode == VIQ_STRIP_FINISH && decode->under_way) {
         finish();
         return success;
     }
@@ -73,12 +76,14 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
         return report(name, VIQ_ERR_HANDLE, "Output image does not exist");
     if (find_image(hOutImage) == &jpeg)
         return report_same_image(name);
-    if (decode.under_way && !is_this_decode(jpeg))
+    if (decode->under_way && !is_this_decode(jpeg))
         return report(name, VIQ_ERR_STATE, "Sequence under way with another image");
-    code = decode.under_way ? success : start(hJpegImage);
+    code = decode->under_way ? success : start(hJpegImage);
+    decode->out = find_image(hOutImage);
+    companion(jpeg).in_sequence = companion(*decode->out).in_sequence = true;
     if (!is_error(code))
         code = decode_strip(hJpegImage, hOutImage);
-    if (is_error(code) && decode.lines_done == 0)
+    if (is_error(code) && decode->lines_done == 0)
         finish();
     return code;
 }
@@ -86,15 +91,20 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
 namespace viq {
 
 bool decode_under_way() {
-    return decode.under_way;
+    return decode->under_way;
 }
 
 } // namespace viq
 
 namespace {
 
+void end_sequences(decode_state &state, const tVIQ_Image *image) {
+    if (state.under_way && (image == nullptr || image == state.image || image == state.out))
+        finish();
+}
+
 bool is_this_decode(const tVIQ_Image &image) {
-    return &image == decode.image && geometry_of(image) == decode.geometry;
+    return &image == decode->image && geometry_of(image) == decode->geometry;
 }
 
 scan_layout layout_of(const tVIQ_Image &jpeg) {
@@ -138,40 +148,40 @@ u32 start(u32 hJpegImage) {
         code = VIQ_JPEG_generate_Huffman_decode_tables(hJpegImage);
     if (is_error(code))
         return code;
-    decode.under_way = true;
-    decode.handle = hJpegImage;
-    decode.image = &jpeg;
-    decode.original = {jpeg.width, jpeg.height, jpeg.lines_per_strip};
-    decode.lines_done = 0;
-    decode.layout = layout;
+    decode->under_way = true;
+    decode->handle = hJpegImage;
+    decode->image = &jpeg;
+    decode->original = {jpeg.width, jpeg.height, jpeg.lines_per_strip};
+    decode->lines_done = 0;
+    decode->layout = layout;
     for (u32 i = 0; i < 2; ++i)
-        decode.tables[i] = make_quantiser(jpeg.jpeg->q_tables[i], nullptr);
+        decode->tables[i] = make_quantiser(jpeg.jpeg->q_tables[i], nullptr);
     jpeg.width = static_cast<u32>(rounded_up(jpeg.width, mcu_width(jpeg.pixel_format)));
     jpeg.height = static_cast<u32>(rounded_up(jpeg.height, block_lines));
     jpeg.lines_per_strip =
         static_cast<u32>(std::min<u64>(rounded_up(jpeg.lines_per_strip, block_lines), jpeg.height));
     code = check_image(name, hJpegImage);
-    decode.geometry = geometry_of(jpeg);
+    decode->geometry = geometry_of(jpeg);
     return code;
 }
 
 void finish() {
-    tVIQ_Image *jpeg = find_image(decode.handle);
+    tVIQ_Image *jpeg = find_image(decode->handle);
     if (jpeg != nullptr && is_this_decode(*jpeg)) {
-        jpeg->width = decode.original.width;
-        jpeg->height = decode.original.height;
-        jpeg->lines_per_strip = decode.original.lines_per_strip;
+        jpeg->width = decode->original.width;
+        jpeg->height = decode->original.height;
+        jpeg->lines_per_strip = decode->original.lines_per_strip;
     }
-    decode.under_way = false;
-    decode.image = nullptr;
-    std::vector<decoded_pair>().swap(decode.pairs);
-    decode.reader = {};
+    decode->under_way = false;
+    decode->image = nullptr;
+    std::vector<decoded_pair>().swap(decode->pairs);
+    decode->reader = {};
 }
 
 // ---- Blocks to pixels
 
 void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
-    const quantiser &steps = decode.tables[table];
+    const quantiser &steps = decode->tables[table];
     const bool flat = (pair.blocks.masks[0] | pair.blocks.masks[1]) == 0;
     const bool small =
         pair.dc[0] == static_cast<i16>(pair.dc[0]) && pair.dc[1] == static_cast<i16>(pair.dc[1]);
@@ -191,7 +201,7 @@ void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
 
 // Transforms adjacent MCUs to YUV 4:2:2; `lines` is the number of their lines in the output.
 void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
-    const scan_layout &layout = decode.layout;
+    const scan_layout &layout = decode->layout;
     const u32 y_pairs = layout.pairs - 1;
     const u32 repeat = y_pairs - 1;
     const block_kernels &kernels = current_blocks();
@@ -208,7 +218,7 @@ void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t 
 }
 
 void place_grey(const decoded_pair *pairs, u32 first, u32 count, u8 *pixels, std::size_t line) {
-    const scan_layout &layout = decode.layout;
+    const scan_layout &layout = decode->layout;
     for (u32 x = first; x < first + count; ++x, ++pairs, pixels += pair_width) {
         sample_pair samples;
         transform(*pairs, 0, samples);
@@ -227,7 +237,7 @@ void place_mcus(const decoded_pair *pairs, u32 first, u32 count, tVIQ_Image &out
                 const target_lines &lines) {
     u8 *target = out.data + strip_size(out, lines.first);
     const std::size_t x = std::size_t{first} * pair_width;
-    if (!decode.layout.colour) {
+    if (!decode->layout.colour) {
         place_grey(pairs, first, count, target + x, out.bytes_per_line);
     } else if (out.pixel_format == VIQ_YUV422) {
         place_colour(pairs, count, target + 2 * x, out.bytes_per_line, lines.count);
@@ -242,8 +252,8 @@ void place_mcus(const decoded_pair *pairs, u32 first, u32 count, tVIQ_Image &out
 
 template <class Visit> u32 for_parts_of_row(Visit visit) {
     u32 code = success;
-    for (u32 x = 0; x < decode.layout.mcus && !is_error(code); x += mcus_at_once)
-        code = visit(x, std::min(mcus_at_once, decode.layout.mcus - x));
+    for (u32 x = 0; x < decode->layout.mcus && !is_error(code); x += mcus_at_once)
+        code = visit(x, std::min(mcus_at_once, decode->layout.mcus - x));
     return code;
 }
 
@@ -253,7 +263,7 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
     tVIQ_Image &out = *find_image(hOutImage);
     const bool keep_yuv = out.pixel_format == VIQ_YUV422;
     u32 code = success;
-    if (decode.lines_done == 0)
+    if (decode->lines_done == 0)
         code = VIQ_image_copy_parameters_raw(hJpegImage, hOutImage);
     if (is_error(code))
         return code;
@@ -262,7 +272,7 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
     out.lines_per_strip = jpeg.lines_per_strip;
     out.flags &= ~VIQ_FLAG_2;
     VIQ_image_set_parameter(hOutImage, VIQ_IMAGE_TYPE,
-                            !decode.layout.colour ? VIQ_Y8
+                            !decode->layout.colour ? VIQ_Y8
                             : keep_yuv            ? VIQ_YUV422
                                                   : VIQ_RGB24);
     code = check_image(name, hOutImage);
@@ -270,29 +280,29 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
 }
 
 u32 begin_data(const tVIQ_Image &jpeg, u64 mcus_held) {
-    const u64 count = mcus_held * decode.layout.pairs;
-    if (!try_resize(decode.pairs, count))
+    const u64 count = mcus_held * decode->layout.pairs;
+    if (!try_resize(decode->pairs, count))
         return report_no_memory(name, count * sizeof(decoded_pair));
-    return begin_reading(decode.reader, jpeg.jpeg->data, jpeg.jpeg->data_length);
+    return begin_reading(decode->reader, jpeg.jpeg->data, jpeg.jpeg->data_length);
 }
 
 decoded_pair *pairs_at(u32 row, u32 mcu) {
-    const scan_layout &layout = decode.layout;
-    return decode.pairs.data() + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
+    const scan_layout &layout = decode->layout;
+    return decode->pairs.data() + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
 }
 
 // Decodes a picture that is one strip; MCUs are transformed directly after decoding.
 u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
-    const scan_layout &layout = decode.layout;
+    const scan_layout &layout = decode->layout;
     tVIQ_Image &out = *find_image(hOutImage);
     u32 code = begin_data(jpeg, mcus_at_once);
     for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row) {
         const u32 line = row * layout.mcu_height;
         const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
         code = for_parts_of_row([&](u32 first, u32 count) {
-            const u32 result = read_mcus(decode.reader, layout, first, count, decode.pairs.data());
+            const u32 result = read_mcus(decode->reader, layout, first, count, decode->pairs.data());
             if (!is_error(result))
-                place_mcus(decode.pairs.data(), first, count, out, lines);
+                place_mcus(decode->pairs.data(), first, count, out, lines);
             return result;
         });
     }
@@ -300,17 +310,17 @@ u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
 }
 
 u32 decode_all_data(const tVIQ_Image &jpeg) {
-    const scan_layout &layout = decode.layout;
+    const scan_layout &layout = decode->layout;
     u32 code = begin_data(jpeg, u64{layout.mcus} * layout.mcu_rows);
     for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row)
-        code = read_mcus(decode.reader, layout, 0, layout.mcus, pairs_at(row, 0));
+        code = read_mcus(decode->reader, layout, 0, layout.mcus, pairs_at(row, 0));
     return code;
 }
 
 void place_strip(const tVIQ_Image &jpeg, tVIQ_Image &out) {
-    const u32 height = decode.layout.mcu_height;
+    const u32 height = decode->layout.mcu_height;
     for (u32 y = 0; y < jpeg.lines_per_strip; y += height) {
-        const u32 row = (decode.lines_done + y) / height;
+        const u32 row = (decode->lines_done + y) / height;
         const target_lines lines = {y, std::min(height, jpeg.lines_per_strip - y)};
         for_parts_of_row([&](u32 first, u32 count) {
             place_mcus(pairs_at(row, first), first, count, out, lines);
@@ -321,15 +331,15 @@ void place_strip(const tVIQ_Image &jpeg, tVIQ_Image &out) {
 
 u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
-    const scan_layout &layout = decode.layout;
-    const u32 remaining = jpeg.height - decode.lines_done;
+    const scan_layout &layout = decode->layout;
+    const u32 remaining = jpeg.height - decode->lines_done;
     const bool last = rounded_up(jpeg.lines_per_strip, block_lines) >= remaining;
     jpeg.lines_per_strip =
         last ? remaining : static_cast<u32>(rounded_up(jpeg.lines_per_strip, block_lines));
-    const bool whole = last && decode.lines_done == 0;
+    const bool whole = last && decode->lines_done == 0;
 
     u32 code = success;
-    if (decode.lines_done == 0 && !whole)
+    if (decode->lines_done == 0 && !whole)
         code = decode_all_data(jpeg);
     if (!is_error(code) && !last && jpeg.lines_per_strip % layout.mcu_height != 0)
         code = report("VIQ_JPEG_izz_1_strip", VIQ_ERR_UNSUPPORTED,
@@ -342,7 +352,7 @@ u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
         return code;
     if (!whole)
         place_strip(jpeg, *find_image(hOutImage));
-    decode.lines_done += jpeg.lines_per_strip;
+    decode->lines_done += jpeg.lines_per_strip;
     if (last)
         finish();
     return success;

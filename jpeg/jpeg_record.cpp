@@ -5,8 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <unordered_map>
 
+#include "core/address_map.h"
+#include "core/context.h"
 #include "core/file_io.h"
 #include "core/geometry.h"
 #include "core/report.h"
@@ -30,9 +31,10 @@ struct record_companion {
     buffer_lock lock;
     std::FILE *file = nullptr; // opened by the library
     bool made_here = false;    // the library has allocated the record
+    std::atomic<const void *> seen_data = nullptr; // for other threads, as in core/image.h
 };
 
-std::unordered_map<const Tjpeg *, record_companion> companions;
+constinit address_map<record_companion> companions;
 
 record_companion *companion_of(const Tjpeg &record);
 bool owns(const Tjpeg &record);
@@ -59,7 +61,9 @@ u32 VIQ_JPEG_image_create(void) {
     record->quality_factor = 32;
     std::memset(record->comment, ' ', sizeof record->comment);
     record->h_table_ids[0] = no_table;
-    find_image(handle)->jpeg = record;
+    tVIQ_Image &image = *find_image(handle);
+    image.jpeg = record;
+    update_seen(image);
     return handle;
 }
 
@@ -168,9 +172,7 @@ u32 VIQ_JPEG_destroy_Tjpeg(u32 hImage) {
     if (image->jpeg == nullptr)
         return success;
     const u32 code = VIQ_JPEG_free_data(hImage);
-    Tjpeg *record = image->jpeg;
-    remove_jpeg_record(*record);
-    forget(*record);
+    jpeg_destroy_record(*image);
     return code;
 }
 
@@ -223,8 +225,8 @@ void take_file(Tjpeg &record, std::FILE *file) {
 }
 
 void drop_file(Tjpeg &record) {
-    const auto own = companions.find(&record);
-    if (own != companions.end() && record.file != nullptr && record.file == own->second.file)
+    const record_companion *own = find_value(companions, &record);
+    if (own != nullptr && record.file != nullptr && record.file == own->file)
         std::fclose(record.file);
     take_file(record, nullptr);
 }
@@ -277,8 +279,10 @@ bool holds_locked_data(tVIQ_Image &image) {
 
 void jpeg_note_lock(tVIQ_Image &image) {
     const Tjpeg &record = *image.jpeg;
-    if (record_companion *own = companion_of(record))
+    if (record_companion *own = companion_of(record)) {
         note_lock(own->lock, image, owns(record) ? nullptr : record.data);
+        own->seen_data.store(record.data, std::memory_order_relaxed);
+    }
 }
 
 void jpeg_lock_by_caller(tVIQ_Image &image) {
@@ -290,6 +294,14 @@ void jpeg_exempt_from_lock(tVIQ_Image &image) {
     record_companion *own = companion_of(*image.jpeg);
     if (own != nullptr && image.jpeg->data != own->lock.locked)
         own->lock.not_locked = image.jpeg->data;
+}
+
+void jpeg_destroy_record(tVIQ_Image &image) {
+    Tjpeg &record = *image.jpeg;
+    if ((image.flags & VIQ_FLAG_LOCKED) == 0)
+        drop_data(image);
+    remove_jpeg_record(image);
+    forget(record);
 }
 
 u32 jpeg_start_up() {
@@ -365,17 +377,12 @@ namespace {
 
 // Null when memory runs out.
 record_companion *companion_of(const Tjpeg &record) {
-    try {
-        return &companions[&record];
-    } catch (...) {
-        return nullptr;
-    }
+    return enter_value(companions, &record);
 }
 
 bool owns(const Tjpeg &record) {
-    const auto own = companions.find(&record);
-    return record.data != nullptr && own != companions.end() &&
-           record.data == own->second.buffer.get();
+    const record_companion *own = find_value(companions, &record);
+    return record.data != nullptr && own != nullptr && record.data == own->buffer.get();
 }
 
 u64 usual_room(const tVIQ_Image &image) {
@@ -427,19 +434,31 @@ bool reallocate(Tjpeg &record, u64 size) {
     return true;
 }
 
+// Another record has the same data. Records of other threads must not be read: only what has been
+// seen of them.
+bool shared_data(const Tjpeg &record) {
+    bool shared = false;
+    if (has_contexts()) {
+        visit_values(companions, [&](const void *other, const record_companion &own) {
+            shared = other != &record && own.seen_data == record.data;
+            return !shared;
+        });
+        return shared;
+    }
+    for_every_image([&](const tVIQ_Image &other) {
+        shared = shared || (other.jpeg != nullptr && other.jpeg != &record &&
+                            other.jpeg->data == record.data);
+    });
+    return shared;
+}
+
 // Frees the library's own buffer. A caller's buffer that was not locked belongs to the library and
 // is freed too, unless another record uses it.
 void release_data(Tjpeg &record) {
     record_companion *own = companion_of(record);
     const bool passed = own != nullptr && record.data != nullptr && !owns(record) &&
                         record.data != own->lock.locked;
-    bool shared = false;
-    if (passed)
-        for_every_image([&](const tVIQ_Image &other) {
-            shared = shared || (other.jpeg != nullptr && other.jpeg != &record &&
-                                other.jpeg->data == record.data);
-        });
-    if (passed && !shared)
+    if (passed && !shared_data(record))
         std::free(record.data);
     if (own != nullptr) {
         own->buffer.reset();
@@ -453,11 +472,11 @@ void release_data(Tjpeg &record) {
 // Records that a caller has allocated are not freed, files that a caller has set are not closed.
 void forget(Tjpeg &record) {
     drop_file(record);
-    const auto own = companions.find(&record);
-    if (own == companions.end())
+    const record_companion *own = find_value(companions, &record);
+    if (own == nullptr)
         return;
-    const bool made_here = own->second.made_here;
-    companions.erase(own);
+    const bool made_here = own->made_here;
+    remove_value(companions, &record);
     if (made_here)
         std::free(&record);
 }

@@ -46,6 +46,7 @@ bool holds_locked_data(tVIQ_Image &image);
 
 // The hooks of the image core into the JPEG subsystem.
 u32 jpeg_start_up();
+void jpeg_destroy_record(tVIQ_Image &image);
 void jpeg_move_data(tVIQ_Image &from, tVIQ_Image &to);
 u32 jpeg_data_length(const tVIQ_Image &image);
 void jpeg_set_data_length(tVIQ_Image &image, u32 length);

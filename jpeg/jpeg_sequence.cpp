@@ -14,7 +14,7 @@ namespace {
 
 constexpr u64 separator_size = 2;
 
-strip_sequence building;
+VIQ_PER_CONTEXT(strip_sequence, building);
 
 bool append(tVIQ_Image &image, const u8 *bytes, u32 count);
 u32 find_frame(const char *function, u32 hJpegImage, u32 frame);
@@ -48,7 +48,7 @@ u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
         return code;
     if (frame.jpeg == out.jpeg)
         return report_same_image(name);
-    if (!building.under_way) {
+    if (!building->under_way) {
         code = VIQ_image_copy_parameters(hJpegFrame, hJpegOut);
         if (is_error(code))
             return code;
@@ -57,24 +57,25 @@ u32 VIQ_JPEG_build_image(u32 hJpegFrame, u32 hJpegOut, u16 wMode) {
         code = VIQ_JPEG_malloc_data(hJpegOut);
         if (is_error(code))
             return code;
-        building = {true, 0, {}};
+        *building = {true, 0, {}};
     }
-    u64 lines = building.lines_done;
+    join_sequence(*building, &frame, &out);
+    u64 lines = building->lines_done;
     if (wMode == VIQ_STRIP_NEXT) {
         if (!has_data(frame)) {
-            building = {};
+            *building = {};
             return report_no_data(name);
         }
         if (!append(out, frame.jpeg->data, frame.jpeg->data_length)) {
-            building = {};
+            *building = {};
             return report_no_memory(name, u64{out.jpeg->data_length} + frame.jpeg->data_length);
         }
         lines += frame.lines_per_strip;
-        building.lines_done = static_cast<u32>(lines);
+        building->lines_done = static_cast<u32>(lines);
     }
     if (lines < frame.height && wMode != VIQ_STRIP_FINISH)
         return success;
-    building = {};
+    *building = {};
     out.jpeg->data_ptr = out.jpeg->data;
     return holds_locked_data(out) ? success : VIQ_JPEG_sequence_build(0, hJpegOut);
 }

@@ -9,7 +9,7 @@ namespace viq {
 const subsystem_hooks hooks = {
     .jpeg_start_up = jpeg_start_up,
     .jpeg_free_data = VIQ_JPEG_free_data,
-    .jpeg_destroy_record = VIQ_JPEG_destroy_Tjpeg,
+    .jpeg_destroy_record = jpeg_destroy_record,
     .jpeg_copy_parameters = VIQ_JPEG_copy_parameters,
     .jpeg_build_image = VIQ_JPEG_build_image,
     .jpeg_move_data = jpeg_move_data,

@@ -19,13 +19,13 @@ verdict check_averages_arguments(const strip_call &call, const averages_result &
 u32 clear_result(const strip_call &call, const averages_result &result);
 u32 average_strip(const strip_call &call, const averages_result &result);
 
-strip_sequence sequence;
-byte_range grey_range; // of the sequence's strips
-averages_result first_result;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
+VIQ_PER_CONTEXT(byte_range, grey_range); // of the sequence's strips
+VIQ_PER_CONTEXT(averages_result, first_result);
 
 constexpr strip_transfer<averages_result> averages_transfer = {
     .name = "VIQ_IP_generate_averages",
-    .sequence = &sequence,
+    .sequence = sequence,
     .check_image = check_averages_arguments,
     .begin = clear_result,
     .process = average_strip,
@@ -54,7 +54,7 @@ verdict check_averages_arguments(const strip_call &call, const averages_result &
 
 u32 clear_result(const strip_call &, const averages_result &result) {
     *result.average = {};
-    grey_range = {0, 255, 0};
+    *grey_range = {0, 255, 0};
     return success;
 }
 
@@ -81,15 +81,15 @@ void average_hsi(const line_view &in, u32 (&averages)[3]) {
 }
 
 void average_grey(const line_view &in, u32 (&averages)[3]) {
+    byte_range &all = *grey_range;
     for (u64 n = 0; n < in.lines; ++n) {
         const byte_range range = process_rows().range_of(in.line(n), in.width);
-        grey_range = {grey_range.sum + range.sum, std::min(grey_range.minimum, range.minimum),
-                      std::max(grey_range.maximum, range.maximum)};
+        all = {all.sum + range.sum, std::min(all.minimum, range.minimum),
+               std::max(all.maximum, range.maximum)};
     }
-    averages[0] =
-        static_cast<u32>(grey_range.sum / (u64{in.width} * (sequence.lines_done + u64{in.lines})));
-    averages[1] = grey_range.minimum;
-    averages[2] = grey_range.maximum;
+    averages[0] = static_cast<u32>(all.sum / (u64{in.width} * (sequence->lines_done + u64{in.lines})));
+    averages[1] = all.minimum;
+    averages[2] = all.maximum;
 }
 
 } // namespace

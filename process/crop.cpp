@@ -16,17 +16,17 @@ verdict check_crop_arguments(const strip_call &call, const rectangle &area);
 output_shape crop_shape(const strip_call &call, const rectangle &area);
 u32 crop_lines(const strip_call &call, const rectangle &area);
 
-constexpr strip_operation<rectangle> make_crop(strip_sequence &sequence) {
+constexpr strip_operation<rectangle> make_crop(sequence_place sequence) {
     return {.name = "VIQ_IP_crop",
             .worker_name = "VIQ_IP_crop_1_strip",
-            .sequence = &sequence,
+            .sequence = sequence,
             .check_pixels = check_crop_arguments,
             .shape = crop_shape,
             .process = crop_lines,
             .bare_parameters = true};
 }
 
-strip_sequence public_sequence;
+VIQ_PER_CONTEXT(strip_sequence, public_sequence);
 
 } // namespace
 
@@ -36,7 +36,7 @@ u32 VIQ_IP_crop(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height
 
 namespace viq {
 
-u32 crop(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
+u32 crop(sequence_place sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
          u16 command) {
     return run_conversion(make_crop(sequence), hInImage, hOutImage, command, area);
 }

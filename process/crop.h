@@ -17,6 +17,6 @@ struct line_span {
 // picture lines, the result counts from the strip's first line.
 line_span lines_within(line_span strip, i64 first, i64 count);
 
-u32 crop(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const rectangle &area, u16 command);
+u32 crop(sequence_place sequence, u32 hInImage, u32 hOutImage, const rectangle &area, u16 command);
 
 } // namespace viq

@@ -21,13 +21,13 @@ u32 weave_fields(const strip_call &call, const u32 &second_handle);
 u32 fill_frame(const strip_call &call, const u16 &scheme);
 u32 interlace(const strip_call &call);
 
-strip_sequence two_fields_sequence;
-strip_sequence field_sequence;
-strip_sequence interlace_sequence;
+VIQ_PER_CONTEXT(strip_sequence, two_fields_sequence);
+VIQ_PER_CONTEXT(strip_sequence, field_sequence);
+VIQ_PER_CONTEXT(strip_sequence, interlace_sequence);
 
 constexpr strip_operation<u32> two_fields_operation = {.name = "VIQ_SPL_2fields_to_frame",
                                                        .worker_name = "VIQ_SPL_2fields_to_frame",
-                                                       .sequence = &two_fields_sequence,
+                                                       .sequence = two_fields_sequence,
                                                        .check_before_header = check_second_field,
                                                        .check_pixels = check_fields_match,
                                                        .shape = double_height,
@@ -37,7 +37,7 @@ constexpr strip_operation<u32> two_fields_operation = {.name = "VIQ_SPL_2fields_
 
 constexpr strip_operation<u16> field_operation = {.name = "VIQ_SPL_field_to_frame",
                                                   .worker_name = "VIQ_SPL_field_to_frame_1_strip_A",
-                                                  .sequence = &field_sequence,
+                                                  .sequence = field_sequence,
                                                   .check_pixels = check_field_arguments,
                                                   .shape = double_height,
                                                   .complete_output = clear_field_order,
@@ -46,7 +46,7 @@ constexpr strip_operation<u16> field_operation = {.name = "VIQ_SPL_field_to_fram
 
 constexpr strip_operation<> interlace_operation = {.name = "VIQ_SPL_interlace_frame",
                                                    .worker_name = "VIQ_SPL_interlace_frame",
-                                                   .sequence = &interlace_sequence,
+                                                   .sequence = interlace_sequence,
                                                    .check_pixels = check_stacked_fields,
                                                    .shape = same_shape,
                                                    .process = interlace,

@@ -22,25 +22,19 @@ struct filter_kernel {
 verdict check_format(const strip_call &call);
 u32 filter_strip(const strip_call &call, const filter_kernel &filter);
 
-strip_sequence sequence;
-
-// What the next strip needs from this one.
-struct strip_state {
-    filter_kernel kernel;
-    std::vector<u8> last_line;
-};
-
-strip_state previous_strip;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
+VIQ_PER_CONTEXT(filter_kernel, first_kernel);
+VIQ_PER_CONTEXT(std::vector<u8>, last_line); // of the previous strip
 
 constexpr strip_operation<filter_kernel> filter_operation = {
     .name = "VIQ_IP_filter_3x3",
     .worker_name = "VIQ_IP_filter_3x3_1_strip",
-    .sequence = &sequence,
+    .sequence = sequence,
     .check_pixels = check_format,
     .shape = same_shape,
     .process = filter_strip,
     .bare_parameters = true,
-    .first_arguments = &previous_strip.kernel};
+    .first_arguments = &first_kernel};
 
 } // namespace
 
@@ -80,7 +74,7 @@ void filter_line(const kernel_pair &kernel, filter_lines lines, u8 *target, u32 
 
 u32 filter_strip(const strip_call &call, const filter_kernel &filter) {
     const char *worker = call.worker_name;
-    const u64 done = sequence.lines_done;
+    const u64 done = call.sequence->lines_done;
     const u32 code = begin_strip(call);
     if (is_error(code) || call.in->width == 0 || call.in->lines_per_strip == 0)
         return code;
@@ -89,19 +83,20 @@ u32 filter_strip(const strip_call &call, const filter_kernel &filter) {
     const u32 pixel_stride = bytes_per_pixel(*call.in);
     const u32 bytes = in.width * pixel_stride;
     const kernel_pair kernel = read_kernel(filter);
+    std::vector<u8> &kept = *last_line;
     for (u64 n = 0; n < in.lines; ++n) {
         const u8 *line = in.line(n);
         if (done + n == 0 || done + n + 1 == call.in->height) {
             std::memcpy(out.line(n), line, bytes);
             continue;
         }
-        const u8 *above = n > 0 ? in.line(n - 1) : previous_strip.last_line.data();
+        const u8 *above = n > 0 ? in.line(n - 1) : kept.data();
         const u8 *below = n + 1 < in.lines ? in.line(n + 1) : line;
         filter_line(kernel, {above, line, below}, out.line(n), bytes, pixel_stride);
     }
-    if (!try_resize(previous_strip.last_line, bytes))
+    if (!try_resize(kept, bytes))
         return report_no_memory(worker, bytes);
-    std::memcpy(previous_strip.last_line.data(), in.line(in.lines - 1), bytes);
+    std::memcpy(kept.data(), in.line(in.lines - 1), bytes);
     return success;
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr u32 hues = 360;
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 // The argument of VIQ_IP_histogram_generate.
 struct histogram_result {
@@ -25,7 +25,7 @@ u32 count_strip(const strip_call &call, const histogram_result &result);
 
 constexpr strip_transfer<histogram_result> generate_transfer = {
     .name = "VIQ_IP_histogram_generate",
-    .sequence = &sequence,
+    .sequence = sequence,
     .check_image = check_generate_arguments,
     .begin = clear_result,
     .process = count_strip,

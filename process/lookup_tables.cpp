@@ -6,6 +6,7 @@
 #include <memory>
 #include <numeric>
 
+#include "core/context.h"
 #include "core/image.h"
 #include "core/report.h"
 
@@ -16,7 +17,11 @@ namespace {
 constexpr u32 lut_slots = 15;
 constexpr u32 all_luts = VIQ_ALL_IMAGES;
 
-std::unique_ptr<lookup_table> slots[lut_slots];
+struct lut_table {
+    std::unique_ptr<lookup_table> slots[lut_slots];
+};
+
+VIQ_PER_CONTEXT(lut_table, luts);
 
 u32 check_size(u32 elements, u16 element_size);
 std::unique_ptr<lookup_table> make_lut(u32 elements, u16 element_size);
@@ -29,8 +34,8 @@ void fill_tables(std::vector<Element> (&tables)[lut_tables], const lut_settings 
 
 u32 VIQ_LUT_create(u32 dwElements, u16 wElementSize) {
     constexpr const char *name = "VIQ_LUT_create";
-    const auto slot = std::find(std::begin(slots), std::end(slots), nullptr);
-    if (slot == std::end(slots))
+    const auto slot = std::find(std::begin(luts->slots), std::end(luts->slots), nullptr);
+    if (slot == std::end(luts->slots))
         return report(name, VIQ_ERR_NO_HANDLES, "");
     const u32 code = check_size(dwElements, wElementSize);
     if (is_error(code))
@@ -38,7 +43,7 @@ u32 VIQ_LUT_create(u32 dwElements, u16 wElementSize) {
     *slot = make_lut(dwElements, wElementSize);
     if (*slot == nullptr)
         return report_no_memory(name, u64{dwElements} * wElementSize);
-    return static_cast<u32>(slot - std::begin(slots)) + 1;
+    return static_cast<u32>(slot - std::begin(luts->slots)) + 1;
 }
 
 void *VIQ_LUT_get_ptr(u32 hLut, u16 wMask) {
@@ -57,7 +62,7 @@ u32 VIQ_LUT_destroy(u32 hLut) {
         return VIQ_ERR_STATE;
     for (u32 handle = 1; handle <= lut_slots; ++handle)
         if (hLut == handle || hLut == all_luts)
-            slots[handle - 1].reset();
+            luts->slots[handle - 1].reset();
     return success;
 }
 
@@ -124,7 +129,7 @@ std::unique_ptr<lookup_table> make_lut(u32 elements, u16 element_size) {
 }
 
 lookup_table *lut_of(u32 handle) {
-    return handle >= 1 && handle <= lut_slots ? slots[handle - 1].get() : nullptr;
+    return handle >= 1 && handle <= lut_slots ? luts->slots[handle - 1].get() : nullptr;
 }
 
 bool is_neutral(const lut_settings &s) {

@@ -17,11 +17,11 @@ namespace {
 verdict check_lut_input(const strip_call &call, const lookup_table &lut);
 u32 apply_lines(const strip_call &call, const lookup_table &lut);
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 constexpr strip_operation<lookup_table> lut_operation = {.name = "VIQ_LUT_apply",
                                                          .worker_name = "VIQ_LUT_apply_1_strip",
-                                                         .sequence = &sequence,
+                                                         .sequence = sequence,
                                                          .check_pixels = check_lut_input,
                                                          .shape = same_shape,
                                                          .process = apply_lines,
@@ -35,7 +35,7 @@ u32 VIQ_LUT_apply(u32 hInImage, u32 hOutImage, u32 hLut, u16 wMode) {
     const lookup_table *lut = find_lut(hLut);
     if (lut == nullptr) {
         if (wMode == VIQ_STRIP_FINISH)
-            sequence = {};
+            *sequence = {};
         return report_bad_handle("VIQ_LUT_apply");
     }
     return run_conversion(lut_operation, hInImage, hOutImage, wMode, *lut);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char *name = "VIQ_IP_motion_detect";
 
-i64 last_correlation = 0; // of the frame with the last detected motion; 0: none yet
+VIQ_PER_CONTEXT(i64, last_correlation); // of the frame with the last detected motion; 0: none yet
 
 u32 check_frames(const tVIQ_Image &image, const tVIQ_Image &reference, u32 step, u32 &result);
 i64 correlation_of(const tVIQ_Image &image, const tVIQ_Image &reference, u32 step);
@@ -76,11 +76,12 @@ i64 correlation_of(const tVIQ_Image &image, const tVIQ_Image &reference, u32 ste
 }
 
 u32 change_in_percent(i64 correlation, u32 threshold) {
-    const i64 change = std::abs(100 - last_correlation * 100 / correlation);
+    i64 &last = *last_correlation;
+    const i64 change = std::abs(100 - last * 100 / correlation);
     const u32 result = static_cast<u32>(std::min(change, i64{UINT32_MAX}));
-    const bool first = last_correlation == 0;
+    const bool first = last == 0;
     if (first || result > threshold)
-        last_correlation = correlation;
+        last = correlation;
     return first ? 0 : result;
 }
 

@@ -22,14 +22,14 @@ u32 show_yuv(const strip_call &call);
 u32 show_hsi(const strip_call &call);
 u32 show_grey(const strip_call &call);
 
-strip_sequence sequences[5];
+VIQ_PER_CONTEXT(strip_sequences<5>, sequences);
 
 template <class Arguments>
 constexpr strip_operation<Arguments>
 make_operation(const char *name, u32 number, strip_step<verdict, Arguments> check_pixels,
                strip_step<output_shape, Arguments> shape, strip_step<u32, Arguments> process) {
     return {.name = name,
-            .sequence = &sequences[number],
+            .sequence = {sequences, number},
             .check_pixels = check_pixels,
             .shape = shape,
             .process = process};

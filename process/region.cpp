@@ -20,11 +20,11 @@ verdict check_region_arguments(const strip_call &call, const disc &region);
 output_shape bounding_square(const strip_call &call, const disc &region);
 u32 extract_lines(const strip_call &call, const disc &region);
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 constexpr strip_operation<disc> region_operation = {.name = "VIQ_IP_extract_region",
                                                     .worker_name = "VIQ_IP_extract_region_1_strip",
-                                                    .sequence = &sequence,
+                                                    .sequence = sequence,
                                                     .check_pixels = check_region_arguments,
                                                     .shape = bounding_square,
                                                     .process = extract_lines,

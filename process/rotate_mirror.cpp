@@ -22,14 +22,14 @@ u32 mirror_cropped(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const 
                    u16 mode);
 u32 mirror_into(u32 hCropImage, u32 hOutImage, u64 x, u64 y);
 
-strip_sequence mirror_sequence;
-strip_sequence rotate_sequence;
-strip_sequence rectangle_sequence;
+VIQ_PER_CONTEXT(strip_sequence, mirror_sequence);
+VIQ_PER_CONTEXT(strip_sequence, rotate_sequence);
+VIQ_PER_CONTEXT(strip_sequence, rectangle_sequence);
 
-constexpr strip_operation<> make_mirror(strip_sequence &sequence) {
+constexpr strip_operation<> make_mirror(sequence_place sequence) {
     return {.name = "VIQ_IP_mirror_image",
             .worker_name = "VIQ_IP_mirror_image_1_strip",
-            .sequence = &sequence,
+            .sequence = sequence,
             .check_pixels = check_mirror_input,
             .shape = same_shape,
             .process = mirror_lines,
@@ -38,7 +38,7 @@ constexpr strip_operation<> make_mirror(strip_sequence &sequence) {
 
 constexpr strip_operation<u16> rotate_operation = {.name = "VIQ_IP_rotate_image",
                                                    .worker_name = "VIQ_IP_rotate_image_1_strip",
-                                                   .sequence = &rotate_sequence,
+                                                   .sequence = rotate_sequence,
                                                    .check_pixels = check_rotate_arguments,
                                                    .shape = rotated,
                                                    .process = rotate_picture,
@@ -55,13 +55,13 @@ u32 VIQ_IP_mirror(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 heig
     if (called_by_handler())
         return VIQ_ERR_STATE;
     if (wMode == VIQ_STRIP_FINISH) {
-        rectangle_sequence = {};
+        *rectangle_sequence = {};
         return success;
     }
     const u32 code = VIQ_image_copy(hInImage, hOutImage);
     if (is_error(code) || VIQ_get_lines_this_strip(hInImage) == 0)
         return code;
-    return mirror_cropped(rectangle_sequence, hInImage, hOutImage, {x, y, width, height}, wMode);
+    return mirror_cropped(*rectangle_sequence, hInImage, hOutImage, {x, y, width, height}, wMode);
 }
 
 u32 VIQ_IP_rotate_image(u32 hInImage, u32 hOutImage, u16 wAngle) {
@@ -112,6 +112,7 @@ u32 mirror_cropped(strip_sequence &sequence, u32 hInImage, u32 hOutImage, const 
         out.height = static_cast<u32>(std::min(area.height, out.height - area.y));
     }
     const u32 code = crop(sequence, hInImage, cropped.handle, area, mode);
+    sequence.out = nullptr; // the next strip has another image
     if (is_error(code) || mode != VIQ_STRIP_NEXT)
         return code;
     find_image(hOutImage)->lines_per_strip = VIQ_get_lines_this_strip(hInImage);

@@ -25,7 +25,6 @@ struct scaled_lines {
 };
 
 struct scaling {
-    scaled_size size;
     u64 vertical_step; // source lines per output line, with fraction_bits
     u64 next_line;     // of the output
     resample_plan plan;
@@ -34,23 +33,24 @@ struct scaling {
 
 constexpr u64 no_line = UINT64_MAX;
 
-scaling state;
+VIQ_PER_CONTEXT(scaling, scaling_state);
 
 verdict check_scale_arguments(const strip_call &call, const scaled_size &size);
 output_shape scaled_shape(const strip_call &call, const scaled_size &size);
 u32 scale_lines(const strip_call &call);
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
+VIQ_PER_CONTEXT(scaled_size, first_size);
 
 // Errors are reported under the name of thresholding.
 constexpr strip_operation<scaled_size> scale_operation = {.name = "VIQ_IP_threshold_grayscale",
                                                           .worker_name = "VIQ_IP_scale_1_strip",
-                                                          .sequence = &sequence,
+                                                          .sequence = sequence,
                                                           .check_pixels = check_scale_arguments,
                                                           .shape = scaled_shape,
                                                           .process = scale_lines,
                                                           .bare_parameters = true,
-                                                          .first_arguments = &state.size};
+                                                          .first_arguments = &first_size};
 
 } // namespace
 
@@ -61,10 +61,11 @@ u32 VIQ_IP_scale(u32 hInImage, u32 hOutImage, u32 dwWidth, u32 dwHeight, u16 wMo
 
 namespace {
 
-bool start_scaling(const tVIQ_Image &in, const tVIQ_Image &out);
+bool start_scaling(const tVIQ_Image &in, const tVIQ_Image &out, scaling &state);
 bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan);
-u64 available_lines(u64 known_lines, u64 source_lines, u64 target_lines);
-const u8 *resampled_line(const line_view &strip, u64 strip_start, u64 line);
+u64 available_lines(const scaling &state, u64 known_lines, u64 source_lines, u64 target_lines);
+const u8 *resampled_line(scaling &state, const line_view &strip, u64 strip_start, u64 line);
+void release_large(scaling &state);
 
 verdict check_scale_arguments(const strip_call &call, const scaled_size &size) {
     const char *name = call.name;
@@ -92,10 +93,11 @@ u32 scale_lines(const strip_call &call) {
     const char *worker = call.worker_name;
     const tVIQ_Image &in = *call.in;
     const u64 done = call.sequence->lines_done;
-    if (done == 0 && !start_scaling(in, *call.out))
+    scaling &state = *scaling_state;
+    if (done == 0 && !start_scaling(in, *call.out, state))
         return report(worker, VIQ_ERR_MEMORY, "Malloc fail - no memory?");
     const u64 known = done + in.lines_per_strip;
-    const u64 ready = available_lines(known, in.height, call.out->height);
+    const u64 ready = available_lines(state, known, in.height, call.out->height);
     if (ready == state.next_line && ready < call.out->height)
         return report(worker, VIQ_ERR_INTERNAL, "Internal: Not enough lines to process");
     call.out->lines_per_strip = static_cast<u32>(ready - state.next_line);
@@ -110,21 +112,30 @@ u32 scale_lines(const strip_call &call) {
         const u64 position = state.next_line * state.vertical_step;
         const u64 line = position >> fraction_bits;
         const u32 fraction = static_cast<u32>(position >> (fraction_bits - 8) & 255);
-        const u8 *first = resampled_line(strip, done, line);
+        const u8 *first = resampled_line(state, strip, done, line);
         if (fraction == 0) {
             std::memcpy(out.line(n), first, samples);
             continue;
         }
-        const u8 *second = line + 1 < in.height ? resampled_line(strip, done, line + 1) : first;
+        const u8 *second = line + 1 < in.height ? resampled_line(state, strip, done, line + 1) : first;
         process_rows().blend(first, second, out.line(n), samples, fraction);
     }
     // The next output line may blend the last line of this strip with the first of the next one.
     if (known < in.height && state.next_line * state.vertical_step >> fraction_bits == known - 1)
-        resampled_line(strip, done, known - 1);
+        resampled_line(state, strip, done, known - 1);
+    if (known >= in.height)
+        release_large(state);
     return success;
 }
 
-bool start_scaling(const tVIQ_Image &in, const tVIQ_Image &out) {
+// The plan and the lines are kept for the next picture unless they take much memory.
+void release_large(scaling &state) {
+    constexpr u32 most_samples = 65536;
+    if (std::max(state.plan.samples, state.plan.source_bytes) > most_samples)
+        state = {};
+}
+
+bool start_scaling(const tVIQ_Image &in, const tVIQ_Image &out, scaling &state) {
     state.vertical_step =
         out.height > 1 ? (u64{in.height - 1} << fraction_bits) / (out.height - 1) : 0;
     state.next_line = 0;
@@ -196,7 +207,7 @@ bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan)
 }
 
 // The number of output lines that the first `known_lines` source lines are sufficient for.
-u64 available_lines(u64 known_lines, u64 source_lines, u64 target_lines) {
+u64 available_lines(const scaling &state, u64 known_lines, u64 source_lines, u64 target_lines) {
     u64 ready = state.next_line;
     for (; ready < target_lines; ++ready) {
         const u64 position = ready * state.vertical_step;
@@ -208,7 +219,7 @@ u64 available_lines(u64 known_lines, u64 source_lines, u64 target_lines) {
     return ready;
 }
 
-const u8 *resampled_line(const line_view &strip, u64 strip_start, u64 line) {
+const u8 *resampled_line(scaling &state, const line_view &strip, u64 strip_start, u64 line) {
     std::vector<u8> &samples = state.lines.samples[line % 2];
     u64 &stored = state.lines.number[line % 2];
     if (stored != line && line >= strip_start) {

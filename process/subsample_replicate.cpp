@@ -16,17 +16,17 @@ output_shape larger(const strip_call &call, const u32 &factor);
 u32 subsample_lines(const strip_call &call, const u32 &factor);
 u32 replicate_lines(const strip_call &call, const u32 &factor);
 
-strip_sequence subsample_sequence;
-strip_sequence replicate_sequence;
+VIQ_PER_CONTEXT(strip_sequence, subsample_sequence);
+VIQ_PER_CONTEXT(strip_sequence, replicate_sequence);
 
 constexpr strip_operation<u32> make_operation(const char *name, const char *worker_name,
-                                              strip_sequence &sequence,
+                                              sequence_place sequence,
                                               strip_step<verdict, u32> check_pixels,
                                               strip_step<output_shape, u32> shape,
                                               strip_step<u32, u32> process) {
     return {.name = name,
             .worker_name = worker_name,
-            .sequence = &sequence,
+            .sequence = sequence,
             .check_pixels = check_pixels,
             .shape = shape,
             .process = process,

@@ -14,12 +14,12 @@ struct limits {
 verdict check_format(const strip_call &call);
 u32 threshold_lines(const strip_call &call, const limits &limit);
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 constexpr strip_operation<limits> threshold_operation = {.name = "VIQ_IP_threshold_grayscale",
                                                          .worker_name =
                                                              "VIQ_IP_threshold_grayscale_1_strip",
-                                                         .sequence = &sequence,
+                                                         .sequence = sequence,
                                                          .check_pixels = check_format,
                                                          .shape = in_format<VIQ_Y8>,
                                                          .process = threshold_lines};

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/byte_order.h"
+#include "core/context.h"
 #include "core/file_io.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -25,9 +26,10 @@ constexpr u32 header_size = 28;
 constexpr u8 stream_magic[4] = {'D', 'W', 'T', 0};
 constexpr u16 stream_version = 1;
 
-// State of buffer writing, shared by all images: whether the header of a stream has been written.
+// State of buffer writing, shared by all images of a context: whether the header of a stream has
+// been written.
 enum class write_step { header, data };
-write_step writing = write_step::header;
+VIQ_PER_CONTEXT(write_step, writing);
 
 struct stream_header {
     u16 source_format, components;
@@ -121,12 +123,12 @@ u32 VIQ_WVLT_buffer_write(u32 hWvlt, u8 *pBuffer, u32 *pdwCount, u16 wMode) {
     if (record->stream_length == 0)
         return report_no_stream(name);
     u8 *position = pBuffer;
-    if (writing == write_step::header) {
+    if (*writing == write_step::header) {
         if (record->settings.empty())
             code = gather_settings(*record);
         if (is_error(code))
             return code;
-        writing = write_step::data;
+        *writing = write_step::data;
         store_header(*record, pBuffer);
         std::memcpy(pBuffer + header_size, record->settings.data(), settings_size(*record));
         *pdwCount = header_size + static_cast<u32>(settings_size(*record));
@@ -137,7 +139,7 @@ u32 VIQ_WVLT_buffer_write(u32 hWvlt, u8 *pBuffer, u32 *pdwCount, u16 wMode) {
         *pdwCount += record->stream_length;
     }
     if (wMode == VIQ_STRIP_NEXT || wMode == VIQ_STRIP_FINISH)
-        writing = write_step::header;
+        *writing = write_step::header;
     return success;
 }
 

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <unordered_set>
+
+#include "core/address_map.h"
 
 namespace viq {
 
@@ -18,16 +19,10 @@ struct alignas(8) module_instance {
 
 namespace {
 
-// Identifies released instances without reading their memory.
-std::unordered_set<const module_instance *> live_instances;
-
-bool register_instance(const module_instance *instance) {
-    try {
-        return live_instances.insert(instance).second;
-    } catch (...) {
-        return false;
-    }
-}
+// Identifies released instances without reading their memory. Images, and with them the instances
+// of their records, can pass from one thread to another.
+struct live_instance {};
+constinit address_map<live_instance> live_instances;
 
 void *data_of(module_handle handle) {
     return handle + 1;
@@ -40,7 +35,7 @@ u32 run_blocks(module_handle handle, const run_request &request, const output_de
 } // namespace
 
 bool is_instance(module_handle handle) {
-    return handle != nullptr && live_instances.count(handle) != 0 && handle->mark == live_mark &&
+    return handle != nullptr && find_value(live_instances, handle) != nullptr && handle->mark == live_mark &&
            handle->descriptor != nullptr;
 }
 
@@ -56,7 +51,7 @@ u32 create_module(module_handle *handle, u32 id, u32 size, const void *configura
         return create_unknown_id;
     auto *instance = static_cast<module_handle>(
         std::calloc(1, sizeof(module_instance) + descriptor->instance_size));
-    if (instance == nullptr || !register_instance(instance)) {
+    if (instance == nullptr || enter_value(live_instances, instance) == nullptr) {
         std::free(instance);
         return create_no_memory;
     }
@@ -155,7 +150,7 @@ u32 answer_identity(const module_descriptor &descriptor, u32 &size, void *buffer
 }
 
 void release(module_handle handle) {
-    live_instances.erase(handle);
+    remove_value(live_instances, handle);
     handle->mark = released_mark;
     std::free(handle);
 }

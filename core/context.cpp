@@ -1,0 +1,218 @@
+// Creating, binding and destroying contexts.
+#include "core/context.h"
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "core/image.h"
+#include "core/report.h"
+#include "core/start_up.h"
+
+namespace viq {
+
+#if defined(_WIN32)
+[[gnu::section("viqctx$a"), gnu::used]] constinit const context_slot first_slot[1] = {};
+[[gnu::section("viqctx$z"), gnu::used]] constinit const context_slot end_of_slots[1] = {};
+#endif
+
+constinit thread_local context *bound_context = nullptr;
+
+namespace {
+
+constexpr u32 last_context = 65535;
+
+// A context with its objects.
+struct owned_context {
+    context record;
+    std::vector<void *> objects; // by slot
+
+    owned_context() = default;
+    owned_context(const owned_context &) = delete;
+    owned_context &operator=(const owned_context &) = delete;
+    ~owned_context();
+};
+
+struct context_table {
+    std::mutex lock;
+    std::vector<std::unique_ptr<owned_context>> slots; // index: number - 1
+    u32 created = 0;                                   // contexts that exist
+};
+
+constinit context_table table;
+constinit std::atomic<bool> contexts_exist = false;
+
+std::size_t slot_count() {
+    return static_cast<std::size_t>(end_of_slots - slots_begin());
+}
+
+owned_context::~owned_context() {
+    for (std::size_t n = objects.size(); n-- > 0;)
+        if (objects[n] != nullptr)
+            slots_begin()[n].rules->destroy(objects[n]);
+}
+
+// Null: memory runs out.
+std::unique_ptr<owned_context> make_context() {
+    std::unique_ptr<owned_context> made(new (std::nothrow) owned_context);
+    if (made == nullptr || !try_resize(made->objects, slot_count()))
+        return nullptr;
+    made->record.objects = made->objects.data();
+    for (std::size_t n = 0; n < made->objects.size(); ++n) {
+        const object_rules *rules = slots_begin()[n].rules;
+        made->objects[n] = rules->make();
+        if (made->objects[n] == nullptr)
+            return nullptr;
+    }
+    return made;
+}
+
+// The thread is bound to the context while the object exists.
+struct scoped_binding {
+    context *before = bound_context;
+    explicit scoped_binding(context *bound) { bound_context = bound; }
+    scoped_binding(const scoped_binding &) = delete;
+    scoped_binding &operator=(const scoped_binding &) = delete;
+    ~scoped_binding() { bound_context = before; }
+};
+
+// The first free place, appended if there is none; null: memory runs out or no number is left.
+std::unique_ptr<owned_context> *find_place(u32 &code) {
+    const auto free = std::find(table.slots.begin(), table.slots.end(), nullptr);
+    if (free != table.slots.end())
+        return &*free;
+    code = VIQ_ERR_NO_HANDLES;
+    if (table.slots.size() == last_context)
+        return nullptr;
+    code = VIQ_ERR_MEMORY;
+    try {
+        return &table.slots.emplace_back();
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+owned_context *find_context(u32 number) {
+    return number >= 1 && number <= table.slots.size() ? table.slots[number - 1].get() : nullptr;
+}
+
+void bind_thread(context *to) {
+    if (bound_context != nullptr)
+        bound_context->in_use = false;
+    bound_context = to;
+    if (to != nullptr)
+        to->in_use = true;
+}
+
+// A thread that ends releases its context.
+struct thread_end {
+    ~thread_end() {
+        const std::lock_guard guard(table.lock);
+        bind_thread(nullptr);
+    }
+};
+
+void release_at_thread_end() {
+    thread_local const thread_end releases;
+    static_cast<void>(releases);
+}
+
+} // namespace
+
+void end_sequences_here(const tVIQ_Image *image) {
+    for (const context_slot *slot = slots_begin(); slot != end_of_slots; ++slot)
+        if (slot->rules->end_sequences != nullptr)
+            slot->rules->end_sequences(object_here(*slot), image);
+}
+
+bool has_contexts() {
+    return contexts_exist.load(std::memory_order_relaxed);
+}
+
+} // namespace viq
+
+using namespace viq;
+
+u32 VIQ_context_create(void) {
+    constexpr const char *name = "VIQ_context_create";
+    std::unique_ptr<owned_context> made = make_context();
+    u32 code = made != nullptr ? success : VIQ_ERR_MEMORY;
+    if (!is_error(code)) {
+        const error_records handlers = copy_error_records();
+        const scoped_binding binding(&made->record);
+        take_error_handlers(handlers);
+        code = start_up_tables();
+        if (is_error(code)) // reported by what failed
+            return code;
+    }
+    u32 number = 0;
+    if (!is_error(code)) {
+        const std::lock_guard guard(table.lock);
+        if (std::unique_ptr<owned_context> *place = find_place(code)) {
+            number = static_cast<u32>(place - table.slots.data()) + 1;
+            made->record.number = number;
+            *place = std::move(made);
+            ++table.created;
+            contexts_exist.store(true, std::memory_order_relaxed);
+            return number;
+        }
+    }
+    return report(name, code, code == VIQ_ERR_NO_HANDLES ? "Run out of contexts" : "");
+}
+
+u32 VIQ_context_use(u32 hContext) {
+    constexpr const char *name = "VIQ_context_use";
+    u32 code = success;
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
+    {
+        const std::lock_guard guard(table.lock);
+        owned_context *found = find_context(hContext);
+        context *wanted = found != nullptr ? &found->record : nullptr;
+        if (hContext != 0 && wanted == nullptr)
+            code = VIQ_ERR_HANDLE;
+        else if (wanted != nullptr && wanted != bound_context && wanted->in_use)
+            code = VIQ_ERR_STATE;
+        else
+            bind_thread(wanted);
+    }
+    if (code == VIQ_ERR_HANDLE)
+        return report_bad_handle(name);
+    if (code == VIQ_ERR_STATE)
+        return report(name, code, "Context in use");
+    if (hContext != 0)
+        release_at_thread_end();
+    return success;
+}
+
+u32 VIQ_context_current(void) {
+    return bound_context != nullptr ? bound_context->number : 0;
+}
+
+u32 VIQ_context_destroy(u32 hContext) {
+    constexpr const char *name = "VIQ_context_destroy";
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
+    std::unique_ptr<owned_context> ended;
+    bool busy = false;
+    {
+        const std::lock_guard guard(table.lock);
+        owned_context *found = find_context(hContext);
+        busy = found != nullptr && found->record.in_use && &found->record != bound_context;
+        if (found != nullptr && !busy) {
+            if (&found->record == bound_context)
+                bind_thread(nullptr);
+            ended = std::move(table.slots[hContext - 1]);
+            contexts_exist.store(--table.created != 0, std::memory_order_relaxed);
+        }
+    }
+    if (busy)
+        return report(name, VIQ_ERR_STATE, "Context in use");
+    if (ended == nullptr)
+        return report_bad_handle(name);
+    const scoped_binding binding(&ended->record);
+    end_sequences_here(nullptr);
+    return success;
+}
