@@ -77,7 +77,9 @@ u32 VIQ_CK_get_component(u16 wColour, u16 wComponent) {
 namespace viq {
 
 key_object *find_key_object(u32 handle) {
-    return handle >= 1 && handle <= key_slots && table->slots[handle - 1] ? &*table->slots[handle - 1] : nullptr;
+    return handle >= 1 && handle <= key_slots && table->slots[handle - 1]
+               ? &*table->slots[handle - 1]
+               : nullptr;
 }
 
 } // namespace viq

@@ -55,8 +55,8 @@ constexpr converter from_yuv422[] = {
                   VIQ_RGB16),
     make_by_table("VIQ_YUV422_to_RGB15_LUT", "VIQ_YUV422_to_RGB15_LUT_1_strip", {sequences, 7},
                   VIQ_RGB15),
-    make_by_table("VIQ_YUV422_to_paletted_LUT", "VIQ_YUV422_to_paletted_LUT_1_strip", {sequences, 8},
-                  VIQ_PALETTED),
+    make_by_table("VIQ_YUV422_to_paletted_LUT", "VIQ_YUV422_to_paletted_LUT_1_strip",
+                  {sequences, 8}, VIQ_PALETTED),
 };
 
 } // namespace

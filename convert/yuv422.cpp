@@ -80,8 +80,10 @@ constexpr converter make_to_yuv422(sequence_place sequence) {
 }
 
 constexpr converter yuv422_converters[] = {
-    make_from_yuv422("VIQ_YUV422_to_RGB24", "VIQ_YUV422_to_RGB24_1_strip", {sequences, 0}, VIQ_RGB24),
-    make_from_yuv422("VIQ_YUV422_to_BGR24", "VIQ_YUV422_to_BGR24_1_strip", {sequences, 1}, VIQ_BGR24),
+    make_from_yuv422("VIQ_YUV422_to_RGB24", "VIQ_YUV422_to_RGB24_1_strip", {sequences, 0},
+                     VIQ_RGB24),
+    make_from_yuv422("VIQ_YUV422_to_BGR24", "VIQ_YUV422_to_BGR24_1_strip", {sequences, 1},
+                     VIQ_BGR24),
     make_from_yuv422("VIQ_YUV422_to_RGBX32", "VIQ_YUV422_to_RGBX32_1_strip", {sequences, 2},
                      VIQ_RGBX32),
     make_from_yuv422("VIQ_YUV422_to_BGRX32", "VIQ_YUV422_to_BGRX32_1_strip", {sequences, 3},
@@ -90,8 +92,10 @@ constexpr converter yuv422_converters[] = {
                      VIQ_XBGR32),
     make_from_yuv422("VIQ_YUV422_to_XRGB32", "VIQ_YUV422_to_XRGB32_1_strip", {sequences, 5},
                      VIQ_XRGB32),
-    make_from_yuv422("VIQ_YUV422_to_RGB16", "VIQ_YUV422_to_RGB16_1_strip", {sequences, 6}, VIQ_RGB16),
-    make_from_yuv422("VIQ_YUV422_to_RGB15", "VIQ_YUV422_to_RGB15_1_strip", {sequences, 7}, VIQ_RGB15),
+    make_from_yuv422("VIQ_YUV422_to_RGB16", "VIQ_YUV422_to_RGB16_1_strip", {sequences, 6},
+                     VIQ_RGB16),
+    make_from_yuv422("VIQ_YUV422_to_RGB15", "VIQ_YUV422_to_RGB15_1_strip", {sequences, 7},
+                     VIQ_RGB15),
     make_from_yuv422("VIQ_YUV422_to_Y8", "VIQ_YUV422_to_Y8_1_strip", {sequences, 8}, VIQ_Y8),
     make_from_yuv422("VIQ_YUV422_to_HSI", "VIQ_YUV422_to_HSI_1_strip", {sequences, 9}, VIQ_HSI),
     make_to_yuv422({sequences, 10}),

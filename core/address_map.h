@@ -8,6 +8,7 @@
 #include <mutex>
 #include <vector>
 
+#include "core/shared_lock.h"
 #include "core/types.h"
 
 namespace viq {
@@ -15,10 +16,12 @@ namespace viq {
 // A hash table with linear probing.
 template <class Value> struct address_table {
     struct entry {
-        std::atomic<const void *> address = nullptr; // null: free; removed_entry: free, but probed past
+        std::atomic<const void *> address =
+            nullptr; // null: free; removed_entry: free, but probed past
         std::atomic<Value *> value = nullptr;
     };
     std::vector<entry> entries; // the number is a power of 2
+    std::size_t mask = 0;       // the number - 1
     std::size_t used = 0;       // entries that are not null
 };
 
@@ -44,11 +47,12 @@ template <class Value>
 typename address_table<Value>::entry *find_entry(address_table<Value> *table, const void *address) {
     if (table == nullptr)
         return nullptr;
-    const std::size_t mask = table->entries.size() - 1;
+    const std::size_t mask = table->mask;
+    auto *entries = table->entries.data();
     for (std::size_t n = hash_of(address) & mask;; n = (n + 1) & mask) {
-        const void *found = table->entries[n].address.load(std::memory_order_acquire);
+        const void *found = entries[n].address.load(std::memory_order_acquire);
         if (found == address)
-            return &table->entries[n];
+            return &entries[n];
         if (found == nullptr)
             return nullptr;
     }
@@ -63,7 +67,7 @@ template <class Value> Value *find_value(const address_map<Value> &map, const vo
 // The value is stored before the address, which makes it visible.
 template <class Value>
 void store_entry(address_table<Value> &table, const void *address, Value *value) {
-    const std::size_t mask = table.entries.size() - 1;
+    const std::size_t mask = table.mask;
     std::size_t n = hash_of(address) & mask;
     const auto occupied = [&](const void *found) {
         return found != nullptr && found != removed_entry;
@@ -82,8 +86,9 @@ template <class Value> void make_room(address_map<Value> &map) {
     if (before != nullptr && before->used < before->entries.size() / 4)
         return;
     auto made = std::make_unique<address_table<Value>>();
-    made->entries =
-        std::vector<typename address_table<Value>::entry>(before != nullptr ? before->entries.size() * 2 : first_size);
+    made->entries = std::vector<typename address_table<Value>::entry>(
+        before != nullptr ? before->entries.size() * 2 : first_size);
+    made->mask = made->entries.size() - 1;
     if (before != nullptr)
         for (const auto &entry : before->entries) {
             const void *address = entry.address.load(std::memory_order_relaxed);
@@ -98,7 +103,7 @@ template <class Value> void make_room(address_map<Value> &map) {
 template <class Value> Value *enter_value(address_map<Value> &map, const void *address) {
     if (Value *present = find_value(map, address))
         return present;
-    const std::lock_guard guard(map.lock);
+    const shared_lock guard(map.lock);
     try {
         make_room(map);
         auto made = std::make_unique<Value>();
@@ -111,14 +116,14 @@ template <class Value> Value *enter_value(address_map<Value> &map, const void *a
 
 // An entry that ends a run of occupied ones becomes free, and so do the removed ones before it.
 template <class Value> void remove_value(address_map<Value> &map, const void *address) {
-    const std::lock_guard guard(map.lock);
+    const shared_lock guard(map.lock);
     address_table<Value> *table = map.current.load(std::memory_order_relaxed);
     auto *entry = find_entry(table, address);
     if (entry == nullptr)
         return;
     delete entry->value.load(std::memory_order_relaxed);
     entry->address.store(removed_entry, std::memory_order_relaxed);
-    const std::size_t mask = table->entries.size() - 1;
+    const std::size_t mask = table->mask;
     auto n = static_cast<std::size_t>(entry - table->entries.data());
     if (table->entries[(n + 1) & mask].address.load(std::memory_order_relaxed) != nullptr)
         return;
@@ -127,9 +132,10 @@ template <class Value> void remove_value(address_map<Value> &map, const void *ad
         table->entries[n].address.store(nullptr, std::memory_order_relaxed);
 }
 
-// Calls visit(address, value) for every entry, until it returns false. Nothing is removed meanwhile.
+// Calls visit(address, value) for every entry, until it returns false. Nothing is removed
+// meanwhile.
 template <class Value, class Visit> void visit_values(address_map<Value> &map, Visit visit) {
-    const std::lock_guard guard(map.lock);
+    const shared_lock guard(map.lock);
     if (const address_table<Value> *table = map.current.load(std::memory_order_relaxed))
         for (const auto &entry : table->entries) {
             const void *address = entry.address.load(std::memory_order_relaxed);

@@ -19,6 +19,7 @@ namespace viq {
 #endif
 
 constinit thread_local context *bound_context = nullptr;
+constinit std::atomic<bool> contexts_exist = false;
 
 namespace {
 
@@ -42,7 +43,6 @@ struct context_table {
 };
 
 constinit context_table table;
-constinit std::atomic<bool> contexts_exist = false;
 
 std::size_t slot_count() {
     return static_cast<std::size_t>(end_of_slots - slots_begin());
@@ -127,10 +127,6 @@ void end_sequences_here(const tVIQ_Image *image) {
             slot->rules->end_sequences(object_here(*slot), image);
 }
 
-bool has_contexts() {
-    return contexts_exist.load(std::memory_order_relaxed);
-}
-
 } // namespace viq
 
 using namespace viq;
@@ -154,8 +150,10 @@ u32 VIQ_context_create(void) {
             number = static_cast<u32>(place - table.slots.data()) + 1;
             made->record.number = number;
             *place = std::move(made);
-            ++table.created;
-            contexts_exist.store(true, std::memory_order_relaxed);
+            if (table.created++ == 0) {
+                update_all_seen();
+                contexts_exist.store(true, std::memory_order_relaxed);
+            }
             return number;
         }
     }
@@ -205,14 +203,18 @@ u32 VIQ_context_destroy(u32 hContext) {
             if (&found->record == bound_context)
                 bind_thread(nullptr);
             ended = std::move(table.slots[hContext - 1]);
-            contexts_exist.store(--table.created != 0, std::memory_order_relaxed);
         }
     }
     if (busy)
         return report(name, VIQ_ERR_STATE, "Context in use");
     if (ended == nullptr)
         return report_bad_handle(name);
-    const scoped_binding binding(&ended->record);
-    end_sequences_here(nullptr);
+    {
+        const scoped_binding binding(&ended->record);
+        end_sequences_here(nullptr);
+    }
+    ended.reset();
+    const std::lock_guard guard(table.lock);
+    contexts_exist.store(--table.created != 0, std::memory_order_relaxed);
     return success;
 }

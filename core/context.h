@@ -7,7 +7,7 @@
 // every other context allocates its own objects when it is created.
 #pragma once
 
-#include <array>
+#include <atomic>
 #include <cstddef>
 #include <new>
 
@@ -31,7 +31,7 @@ struct alignas(2 * sizeof(void *)) context_slot {
 
 struct context {
     u32 number = 0;
-    bool in_use = false;              // a thread is bound to it
+    bool in_use = false;            // a thread is bound to it
     void *const *objects = nullptr; // by slot
 };
 
@@ -79,7 +79,7 @@ template <class T> void destroy_object_of(void *object) {
 
 // Types with sequences in them overload end_sequences(T &, const tVIQ_Image *).
 template <class T> constexpr auto sequence_end_of() -> void (*)(void *, const tVIQ_Image *) {
-    if constexpr (requires(T &object, const tVIQ_Image *image) { end_sequences(object, image); })
+    if constexpr (requires(T & object, const tVIQ_Image *image) { end_sequences(object, image); })
         return [](void *object, const tVIQ_Image *image) {
             end_sequences(*static_cast<T *>(object), image);
         };
@@ -100,7 +100,10 @@ constexpr object_rules rules_of = {make_object<T>, destroy_object_of<T>, sequenc
 void end_sequences_here(const tVIQ_Image *image);
 
 // Contexts besides context 0 exist, so that other threads may be working.
-bool has_contexts();
+extern constinit std::atomic<bool> contexts_exist;
+inline bool has_contexts() {
+    return contexts_exist.load(std::memory_order_relaxed);
+}
 
 // A number that differs from context to context and is never 0.
 inline u32 context_mark() {

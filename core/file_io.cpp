@@ -44,8 +44,7 @@ void drop(file_sequence &state) {
 }
 
 void end_sequences(file_sequence &state, const tVIQ_Image *image) {
-    const bool ends =
-        image == nullptr || state.sequence.in == image || state.sequence.out == image;
+    const bool ends = image == nullptr || state.sequence.in == image || state.sequence.out == image;
     if (!ends || state.file == nullptr)
         return;
     drop(state);

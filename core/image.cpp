@@ -12,6 +12,7 @@
 #include "core/context.h"
 #include "core/report.h"
 #include "core/scratch.h"
+#include "core/shared_lock.h"
 #include "core/start_up.h"
 #include "core/subsystem_hooks.h"
 
@@ -45,6 +46,7 @@ constinit address_map<library_colourmap> colourmaps;
 VIQ_PER_CONTEXT(start_state, start);
 
 bool enter_companion(tVIQ_Image &image);
+void store_seen(const tVIQ_Image &image, image_companion &own);
 void end_sequences_of(const tVIQ_Image &image);
 u32 free_slot();
 void set_slot(u32 handle, tVIQ_Image *image);
@@ -64,7 +66,7 @@ template <class Visit> void visit_objects(Visit visit) {
     visit_values(companions, [&](const void *address, image_companion &own) {
         auto &image = *static_cast<tVIQ_Image *>(const_cast<void *>(address));
         if (alone)
-            update_seen(image);
+            store_seen(image, own);
         return visit(image, own);
     });
 }
@@ -95,7 +97,7 @@ u32 VIQ_image_create(void) {
     const bool no_memory = image->colourmap == nullptr;
     u32 handle = 0;
     if (!no_memory) {
-        const std::lock_guard guard(table.lock);
+        const shared_lock guard(table.lock);
         handle = free_slot();
         if (handle != 0)
             set_slot(handle, image);
@@ -156,16 +158,12 @@ image_companion &companion(const tVIQ_Image &image) {
 }
 
 void update_seen(const tVIQ_Image &image) {
-    image_companion &own = companion(image);
-    const auto see = [](std::atomic<const void *> &seen, const void *pointer) {
-        seen.store(pointer, std::memory_order_relaxed);
-    };
-    see(own.seen.data, image.data);
-    see(own.seen.jpeg, image.jpeg);
-    see(own.seen.colourmap, image.colourmap);
-    see(own.seen.buffer, own.buffer);
-    see(own.seen.wavelet, own.wavelet);
-    see(own.seen.own_colourmap, own.colourmap);
+    if (has_contexts())
+        store_seen(image, companion(image));
+}
+
+void update_all_seen() {
+    visit_objects([](const tVIQ_Image &, const image_companion &) { return true; });
 }
 
 // Images of other contexts are left alone: a record is used by one thread.
@@ -191,9 +189,7 @@ bool some_image_has(const Tjpeg &record, bool (*condition)(const image_companion
     return found;
 }
 
-image_use::image_use(const tVIQ_Image *one, const tVIQ_Image *other) {
-    if (!has_contexts())
-        return;
+void image_use::take(const tVIQ_Image *one, const tVIQ_Image *other) {
     const u32 mine = context_mark();
     const tVIQ_Image *images[] = {one, other != one ? other : nullptr};
     for (unsigned n = 0; n < 2 && !busy; ++n) {
@@ -240,7 +236,7 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
     tVIQ_Image *old = nullptr;
     bool still_set = false;
     {
-        const std::lock_guard guard(table.lock);
+        const shared_lock guard(table.lock);
         old = find_image(handle);
         set_slot(handle, image);
         still_set = in_a_slot(old);
@@ -300,9 +296,11 @@ void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buf
 }
 
 void note_lock(tVIQ_Image &image) {
-    const bool callers = !owns_data(image) && !holds_wavelet_record(image);
-    note_lock(companion(image).lock, image, callers ? image.data : nullptr);
-    update_seen(image);
+    image_companion &own = companion(image);
+    const bool callers = image.data != own.buffer && image.data != own.wavelet;
+    note_lock(own.lock, image, callers ? image.data : nullptr);
+    if (has_contexts())
+        store_seen(image, own);
     if (image.jpeg != nullptr)
         hooks.jpeg_note_lock(image);
 }
@@ -391,6 +389,18 @@ namespace {
 
 // ---- Handles
 
+void store_seen(const tVIQ_Image &image, image_companion &own) {
+    const auto see = [](std::atomic<const void *> &seen, const void *pointer) {
+        seen.store(pointer, std::memory_order_relaxed);
+    };
+    see(own.seen.data, image.data);
+    see(own.seen.jpeg, image.jpeg);
+    see(own.seen.colourmap, image.colourmap);
+    see(own.seen.buffer, own.buffer);
+    see(own.seen.wavelet, own.wavelet);
+    see(own.seen.own_colourmap, own.colourmap);
+}
+
 // False: memory runs out.
 bool enter_companion(tVIQ_Image &image) {
     if (find_value(companions, &image) == nullptr) {
@@ -434,7 +444,7 @@ bool in_a_slot(const tVIQ_Image *image) {
 // Removes the image from all handles that refer to it, so that no other thread can destroy it too.
 // Null if there is no image or a call of another context is using it.
 tVIQ_Image *take_from_slots(u32 handle) {
-    const std::lock_guard guard(table.lock);
+    const shared_lock guard(table.lock);
     tVIQ_Image *image = find_image(handle);
     if (image == nullptr)
         return nullptr;
@@ -486,7 +496,7 @@ void destroy_object(tVIQ_Image *image) {
 
 // An object that no handle refers to because a caller has replaced it; null: there is none.
 tVIQ_Image *find_orphan() {
-    const std::lock_guard guard(table.lock);
+    const shared_lock guard(table.lock);
     tVIQ_Image *orphan = nullptr;
     visit_objects([&](tVIQ_Image &image, const image_companion &own) {
         if (own.orphaned)
@@ -534,7 +544,9 @@ void release_colourmap(tVIQ_Colour *map) {
 bool held_elsewhere(const tVIQ_Image &image) {
     bool held = false;
     visit_objects([&](const tVIQ_Image &other, const image_companion &own) {
-        const auto refers = [&](const std::atomic<const void *> &seen) { return seen == image.data; };
+        const auto refers = [&](const std::atomic<const void *> &seen) {
+            return seen == image.data;
+        };
         held = &other != &image &&
                (refers(own.seen.data) || refers(own.seen.buffer) || refers(own.seen.wavelet));
         return !held;

@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "core/context.h"
 #include "core/types.h"
 
 namespace viq {
@@ -37,10 +38,10 @@ struct image_companion {
     tVIQ_Colour spare_colour = {};    // entry 256, which the setters accept, is not in the map
     void *wavelet = nullptr;          // the record of a wavelet image, which its data points to
     bool exposed = false;             // callers know the object or its JPEG record by address
-    bool orphaned = false;            // no handle refers to the object; changed under the table's lock
-    bool in_sequence = false;         // a sequence that the image takes part in may be under way
-    u32 maker = 0;                    // mark of the context that entered the object
-    std::atomic<u32> user = 0;        // mark of the context whose call is using it; 0: none
+    bool orphaned = false;     // no handle refers to the object; changed under the table's lock
+    bool in_sequence = false;  // a sequence that the image takes part in may be under way
+    u32 maker = 0;             // mark of the context that entered the object
+    std::atomic<u32> user = 0; // mark of the context whose call is using it; 0: none
     seen_pointers seen = {};
 };
 
@@ -69,8 +70,11 @@ template <class Visit> void for_every_image(Visit visit) {
 
 image_companion &companion(const tVIQ_Image &image);
 
-// Updates what the search for shared memory sees of the image.
+// Updates what the search for shared memory sees of the image, once there are several contexts.
 void update_seen(const tVIQ_Image &image);
+
+// For the first context besides context 0.
+void update_all_seen();
 
 // The image's JPEG record is about to be destroyed: no image refers to it any more, nor does one
 // that a caller has replaced and may set again.
@@ -92,9 +96,13 @@ u32 report_bad_handle(const char *function);
 struct image_use {
     std::atomic<u32> *marks[2] = {}; // that this call has set
     bool busy = false;
-    explicit image_use(const tVIQ_Image *one, const tVIQ_Image *other = nullptr);
+    explicit image_use(const tVIQ_Image *one, const tVIQ_Image *other = nullptr) {
+        if (has_contexts())
+            take(one, other);
+    }
     image_use(const image_use &) = delete;
     image_use &operator=(const image_use &) = delete;
+    void take(const tVIQ_Image *one, const tVIQ_Image *other);
     ~image_use() {
         for (std::atomic<u32> *mark : marks)
             if (mark != nullptr)

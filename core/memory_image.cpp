@@ -117,7 +117,8 @@ u32 append_strip(const strip_call &call, const memory_target &target) {
     if (strip.lines_per_strip == 0)
         return success;
     const u64 end = u64{writing->lines_done} + strip.lines_per_strip;
-    if (memory == nullptr || geometry_of(*memory) != writing->geometry || !has_lines(*memory, end)) {
+    if (memory == nullptr || geometry_of(*memory) != writing->geometry ||
+        !has_lines(*memory, end)) {
         *writing = {};
         return report_changed_image(write_name);
     }

@@ -17,12 +17,14 @@ void end_sequences(strip_sequence &sequence, const tVIQ_Image *image) {
 }
 
 void join_sequence(strip_sequence &sequence, const tVIQ_Image *in, const tVIQ_Image *out) {
-    if (in != nullptr && in != sequence.in)
+    if (in != nullptr && in != sequence.in) {
         companion(*in).in_sequence = true;
-    if (out != nullptr && out != sequence.out)
+        sequence.in = in;
+    }
+    if (out != nullptr && out != sequence.out) {
         companion(*out).in_sequence = true;
-    sequence.in = in;
-    sequence.out = out;
+        sequence.out = out;
+    }
 }
 
 output_shape same_shape(const strip_call &call) {
@@ -89,7 +91,6 @@ void start_sequence(const strip_call &call) {
     if (call.out != nullptr)
         call.sequence->output = geometry_of(*call.out);
     call.sequence->under_way = true;
-    join_sequence(*call.sequence, call.in, call.out);
 }
 
 bool has_first_geometry(const strip_call &call) {

@@ -36,9 +36,7 @@ struct strip_sequence {
 };
 
 // The sequences of operations that are declared together.
-template <unsigned count> struct strip_sequences {
-    strip_sequence of[count];
-};
+template <unsigned count> struct strip_sequences { strip_sequence of[count]; };
 
 void end_sequences(strip_sequence &sequence, const tVIQ_Image *image);
 
@@ -48,7 +46,8 @@ void end_sequences(strip_sequences<count> &sequences, const tVIQ_Image *image) {
         end_sequences(sequence, image);
 }
 
-// The sequence takes note of the images of a call, so that it ends when one of them is destroyed.
+// A sequence that does not end with the call takes note of its images (null: as before), so that it
+// ends when one of them is destroyed.
 void join_sequence(strip_sequence &sequence, const tVIQ_Image *in, const tVIQ_Image *out = nullptr);
 
 // Where an operation's sequence is: in every context, or in a local variable.
@@ -62,7 +61,7 @@ struct sequence_place {
     constexpr sequence_place(const per_context<strip_sequence> &declared) : slot(&declared.slot) {}
     // The sequence is the first member.
     template <class State>
-        requires requires(State state) { state.sequence.lines_done; }
+    requires requires(State state) { state.sequence.lines_done; }
     constexpr sequence_place(const per_context<State> &declared) : slot(&declared.slot) {}
     template <unsigned count>
     constexpr sequence_place(const per_context<strip_sequences<count>> &declared, unsigned number)
@@ -131,9 +130,9 @@ template <class Result, class Arguments> struct strip_step {
 
 // A conversion. A step without a function does nothing.
 template <class Arguments = no_arguments> struct strip_operation {
-    const char *name;                   // of the public function
-    const char *worker_name = nullptr;  // of the strip worker; null: the same
-    sequence_place sequence = {};       // required
+    const char *name;                  // of the public function
+    const char *worker_name = nullptr; // of the strip worker; null: the same
+    sequence_place sequence = {};      // required
     // Runs before the rule that a strip of 0 lines passes only the parameters on.
     strip_step<verdict, Arguments> check_before_header = {};
     // Changes the input once it has been accepted, also where its strip has 0 lines.
@@ -174,7 +173,7 @@ template <class Arguments = no_arguments> struct strip_transfer {
     // nothing special then.
     bool every_command_sends = false;
     const char *corrupt = "Corrupt image";
-    line_rule line = nullptr;             // of the strip that is sent; null: the check's
+    line_rule line = nullptr; // of the strip that is sent; null: the check's
     const per_context<Arguments> *first_arguments = nullptr; // as above
 };
 

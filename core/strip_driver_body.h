@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/geometry.h"
+#include "core/image.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 
@@ -80,8 +81,6 @@ u32 start_or_continue(const strip_operation<Arguments> &operation, const strip_c
         code = check_output(operation, call);
         if (!is_error(code) && operation.first_arguments != nullptr && !has_first_geometry(call))
             code = report_other_sequence(operation.name);
-        if (!is_error(code))
-            join_sequence(sequence, call.in, call.out);
         return code;
     }
     sequence.lines_done = 0;
@@ -178,10 +177,8 @@ u32 begin_or_continue(const strip_transfer<Arguments> &transfer, const strip_cal
         abandon(transfer, call, arguments);
         return report_changed_image(transfer.name);
     }
-    if (!has_first_arguments(transfer, arguments))
-        return report_other_sequence(transfer.name);
-    join_sequence(sequence, call.in);
-    return success;
+    return has_first_arguments(transfer, arguments) ? success
+                                                    : report_other_sequence(transfer.name);
 }
 
 template <class Arguments>
@@ -216,6 +213,9 @@ u32 run_conversion(const strip_operation<Arguments> &operation, u32 hInImage, u3
     using namespace strip_protocol;
     if (called_by_handler())
         return VIQ_ERR_STATE;
+    const image_use use(find_image(hInImage), find_image(hOutImage));
+    if (use.busy)
+        return report_used_elsewhere(operation.name);
     u32 code = check_image(operation.name, hInImage, operation.corrupt);
     const strip_call call =
         make_call(operation.name, operation.worker_name, operation.sequence, hInImage, hOutImage);
@@ -228,6 +228,8 @@ u32 run_conversion(const strip_operation<Arguments> &operation, u32 hInImage, u3
     // Command 4 ends the sequence in every state of the images.
     if (command == VIQ_STRIP_FINISH || failed_whole)
         *call.sequence = {};
+    else if (call.sequence->under_way)
+        join_sequence(*call.sequence, call.in, call.out);
     return code;
 }
 
@@ -257,6 +259,9 @@ u32 run_transfer(const strip_transfer<Arguments> &transfer, u32 hImage, u16 comm
     using namespace strip_protocol;
     if (called_by_handler())
         return VIQ_ERR_STATE;
+    const image_use use(find_image(hImage));
+    if (use.busy)
+        return report_used_elsewhere(transfer.name);
     const strip_call call = make_call(transfer.name, transfer.name, transfer.sequence, hImage, 0);
     if (command == VIQ_STRIP_FINISH && !transfer.every_command_sends)
         return abandon(transfer, call, arguments);
@@ -264,6 +269,8 @@ u32 run_transfer(const strip_transfer<Arguments> &transfer, u32 hImage, u16 comm
     // What command 4 ends does not stay open, in every state of the image.
     if (is_error(code) && command == VIQ_STRIP_FINISH)
         abandon(transfer, call, arguments);
+    else if (call.sequence->under_way)
+        join_sequence(*call.sequence, call.in, call.sequence->out);
     return code;
 }
 

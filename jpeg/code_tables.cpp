@@ -61,7 +61,8 @@ u32 VIQ_JPEG_generate_Huffman_decode_tables(u32 hImage) {
     constexpr const char *name = "VIQ_JPEG_generate_Huffman_decode_tables";
     if (const u32 code = check_record(name, hImage); is_error(code))
         return code;
-    if (tables_of_context->decoding_built && tables_of_context->decoding_source == tables_of_context->codes_source)
+    if (tables_of_context->decoding_built &&
+        tables_of_context->decoding_source == tables_of_context->codes_source)
         return success;
     tables_of_context->decoding_built = false;
     if (!build_decoding())

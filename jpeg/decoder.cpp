@@ -33,7 +33,7 @@ struct decode_state {
     u32 handle = 0;
     const tVIQ_Image *image = nullptr;
     const tVIQ_Image *out = nullptr; // of the last call
-    strip_geometry geometry = {}; // of the JPEG image during the decode
+    strip_geometry geometry = {};    // of the JPEG image during the decode
     original_size original = {};
     u32 lines_done = 0;
     scan_layout layout = {};
@@ -273,8 +273,8 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
     out.flags &= ~VIQ_FLAG_2;
     VIQ_image_set_parameter(hOutImage, VIQ_IMAGE_TYPE,
                             !decode->layout.colour ? VIQ_Y8
-                            : keep_yuv            ? VIQ_YUV422
-                                                  : VIQ_RGB24);
+                            : keep_yuv             ? VIQ_YUV422
+                                                   : VIQ_RGB24);
     code = check_image(name, hOutImage);
     return is_error(code) ? code : renew_strip(hOutImage);
 }
@@ -300,7 +300,8 @@ u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
         const u32 line = row * layout.mcu_height;
         const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
         code = for_parts_of_row([&](u32 first, u32 count) {
-            const u32 result = read_mcus(decode->reader, layout, first, count, decode->pairs.data());
+            const u32 result =
+                read_mcus(decode->reader, layout, first, count, decode->pairs.data());
             if (!is_error(result))
                 place_mcus(decode->pairs.data(), first, count, out, lines);
             return result;

@@ -29,8 +29,8 @@ struct record_companion {
     u64 size = 0;
     u64 callers_room = 0; // bytes requested of a caller's locked buffer
     buffer_lock lock;
-    std::FILE *file = nullptr; // opened by the library
-    bool made_here = false;    // the library has allocated the record
+    std::FILE *file = nullptr;                     // opened by the library
+    bool made_here = false;                        // the library has allocated the record
     std::atomic<const void *> seen_data = nullptr; // for other threads, as in core/image.h
 };
 

@@ -87,7 +87,8 @@ void average_grey(const line_view &in, u32 (&averages)[3]) {
         all = {all.sum + range.sum, std::min(all.minimum, range.minimum),
                std::max(all.maximum, range.maximum)};
     }
-    averages[0] = static_cast<u32>(all.sum / (u64{in.width} * (sequence->lines_done + u64{in.lines})));
+    averages[0] =
+        static_cast<u32>(all.sum / (u64{in.width} * (sequence->lines_done + u64{in.lines})));
     averages[1] = all.minimum;
     averages[2] = all.maximum;
 }

@@ -36,8 +36,7 @@ u32 VIQ_IP_crop(u32 hInImage, u32 hOutImage, i16 x, i16 y, i16 width, i16 height
 
 namespace viq {
 
-u32 crop(sequence_place sequence, u32 hInImage, u32 hOutImage, const rectangle &area,
-         u16 command) {
+u32 crop(sequence_place sequence, u32 hInImage, u32 hOutImage, const rectangle &area, u16 command) {
     return run_conversion(make_crop(sequence), hInImage, hOutImage, command, area);
 }
 

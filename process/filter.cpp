@@ -26,15 +26,15 @@ VIQ_PER_CONTEXT(strip_sequence, sequence);
 VIQ_PER_CONTEXT(filter_kernel, first_kernel);
 VIQ_PER_CONTEXT(std::vector<u8>, last_line); // of the previous strip
 
-constexpr strip_operation<filter_kernel> filter_operation = {
-    .name = "VIQ_IP_filter_3x3",
-    .worker_name = "VIQ_IP_filter_3x3_1_strip",
-    .sequence = sequence,
-    .check_pixels = check_format,
-    .shape = same_shape,
-    .process = filter_strip,
-    .bare_parameters = true,
-    .first_arguments = &first_kernel};
+constexpr strip_operation<filter_kernel> filter_operation = {.name = "VIQ_IP_filter_3x3",
+                                                             .worker_name =
+                                                                 "VIQ_IP_filter_3x3_1_strip",
+                                                             .sequence = sequence,
+                                                             .check_pixels = check_format,
+                                                             .shape = same_shape,
+                                                             .process = filter_strip,
+                                                             .bare_parameters = true,
+                                                             .first_arguments = &first_kernel};
 
 } // namespace
 

@@ -117,7 +117,8 @@ u32 scale_lines(const strip_call &call) {
             std::memcpy(out.line(n), first, samples);
             continue;
         }
-        const u8 *second = line + 1 < in.height ? resampled_line(state, strip, done, line + 1) : first;
+        const u8 *second =
+            line + 1 < in.height ? resampled_line(state, strip, done, line + 1) : first;
         process_rows().blend(first, second, out.line(n), samples, fraction);
     }
     // The next output line may blend the last line of this strip with the first of the next one.

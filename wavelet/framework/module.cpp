@@ -35,8 +35,8 @@ u32 run_blocks(module_handle handle, const run_request &request, const output_de
 } // namespace
 
 bool is_instance(module_handle handle) {
-    return handle != nullptr && find_value(live_instances, handle) != nullptr && handle->mark == live_mark &&
-           handle->descriptor != nullptr;
+    return handle != nullptr && find_value(live_instances, handle) != nullptr &&
+           handle->mark == live_mark && handle->descriptor != nullptr;
 }
 
 u32 create_module(module_handle *handle, u32 id, u32 size, const void *configuration,
