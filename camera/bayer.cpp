@@ -13,7 +13,6 @@ namespace {
 
 verdict check_rgb24(const strip_call &call);
 verdict check_mosaic(const strip_call &call);
-void use_whole_picture(const strip_call &call);
 u32 make_mosaic(const strip_call &call);
 u32 show_colours(const strip_call &call);
 u32 show_grey(const strip_call &call);
@@ -62,11 +61,6 @@ verdict check_rgb24(const strip_call &call) {
 
 verdict check_mosaic(const strip_call &call) {
     return accept_formats(call, formats(VIQ_RGGB32));
-}
-
-// The whole picture is processed, also if lines per strip is 0.
-void use_whole_picture(const strip_call &call) {
-    call.in->lines_per_strip = call.in->height;
 }
 
 constexpr u16 first_pixel_red = 1; // pixel colour of the mosaics that are created and shown

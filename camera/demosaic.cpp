@@ -16,7 +16,6 @@ struct demosaic_arguments {
 };
 
 verdict check_demosaic_arguments(const strip_call &call, const demosaic_arguments &arguments);
-void use_whole_picture(const strip_call &call);
 u32 demosaic(const strip_call &call, const demosaic_arguments &arguments);
 
 VIQ_PER_CONTEXT(strip_sequences<2>, sequences);
@@ -65,11 +64,6 @@ verdict check_demosaic_arguments(const strip_call &call, const demosaic_argument
     if (arguments.pixel_colour < 1 || arguments.pixel_colour > 4)
         return stop_with(report(name, VIQ_ERR_UNSUPPORTED, "Invalid Bayer Pixel Colour"));
     return proceed;
-}
-
-// The whole picture is processed, also if lines per strip is 0.
-void use_whole_picture(const strip_call &call) {
-    call.in->lines_per_strip = call.in->height;
 }
 
 // The index n, mirrored about the first and the last of `count` elements.

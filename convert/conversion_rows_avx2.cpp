@@ -38,7 +38,7 @@ void run_blocks(const u8 *source, u8 *target, u32 pixels, bool keeps_target, Blo
 
 template <u16 format> VIQ_FORMULA planes load(const u8 *source, const row_options &options) {
     if constexpr (format == VIQ_Y8) {
-        const bytes32 grey = load32(source);
+        const bytes32 grey = load_256(source);
         return {grey, grey, grey};
     } else if constexpr (format == VIQ_Y16) {
         const bytes32 grey = load_y16(source, options.shift);
@@ -57,7 +57,7 @@ template <u16 format> VIQ_FORMULA planes load(const u8 *source, const row_option
 template <u16 format>
 VIQ_FORMULA void store(u8 *target, const planes &p, const row_options &options) {
     if constexpr (format == VIQ_Y8)
-        store32(target, luminance(p));
+        store_256(target, luminance(p));
     else if constexpr (has_bit_fields(format))
         store_fields<format>(target, p);
     else if constexpr (rgb_pixel_bytes(format) == 3)
@@ -78,7 +78,7 @@ template <u16 input, u16 output> VIQ_FORMULA constexpr u32 source_position(u32 p
 }
 
 template <u16 output> VIQ_FORMULA void store_eight(u8 *target, bytes32 pixels, bool keep_spare) {
-    store32(target, keep_spare ? with_spare<output>(pixels, load32(target)) : pixels);
+    store_256(target, keep_spare ? with_spare<output>(pixels, load_256(target)) : pixels);
 }
 
 template <u16 input, u16 output>
@@ -156,13 +156,13 @@ template <u16 output> VIQ_FORMULA void grey_to_four(const u8 *source, u8 *target
         long long eight = 0;
         std::memcpy(&eight, source, sizeof eight);
         const bytes32 pixels =
-            _mm256_shuffle_epi8(_mm256_set1_epi64x(eight), load_lanes(lane0.at, lane1.at));
+            _mm256_shuffle_epi8(_mm256_set1_epi64x(eight), load_halves(lane0.at, lane1.at));
         store_eight<output>(target, pixels, keep_spare);
     }
 }
 
 VIQ_FORMULA words2 wide(const u8 *source) {
-    return interleave(load32(source), _mm256_setzero_si256());
+    return interleave(load_256(source), _mm256_setzero_si256());
 }
 
 VIQ_FORMULA void y8_to_y16(const u8 *source, u8 *target, u32 shift) {
@@ -204,7 +204,7 @@ VIQ_FORMULA __m128i lane_saturation(__m128i least, __m128i intensity) {
     const __m256i words =
         _mm256_packus_epi32(quotients(least, intensity),
                             quotients(_mm_srli_si128(least, 8), _mm_srli_si128(intensity, 8)));
-    const __m256i in_order = in_pixel_order(words);
+    const __m256i in_order = in_pack_order(words);
     const __m128i quotient =
         _mm_packus_epi16(_mm256_castsi256_si128(in_order), _mm256_extracti128_si256(in_order, 1));
     const __m128i black = _mm_cmpeq_epi8(intensity, _mm_setzero_si128());
@@ -262,7 +262,7 @@ VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &
     } else if constexpr (from == 3 && to == 3) {
         swap_red_blue_24(source, target);
     } else if constexpr (is_grey(input) && output == VIQ_Y8) {
-        store32(target, load<input>(source, options).green);
+        store_256(target, load<input>(source, options).green);
     } else if constexpr (is_grey(input) && to == 3) {
         grey_to_three(load<input>(source, options).green, target);
     } else if constexpr (input == VIQ_Y8 && to == 4) {
@@ -271,14 +271,14 @@ VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &
         sixteen_to_yuv<input>(source, target);
         sixteen_to_yuv<input>(source + 16 * pixel_bytes(input), target + 32);
     } else if constexpr (from == 4 && output == VIQ_Y8) {
-        store32(target, luminance_of_four<input>(source));
+        store_256(target, luminance_of_four<input>(source));
     } else if constexpr (input == VIQ_Y8 && output == VIQ_Y16) {
         y8_to_y16(source, target, options.shift);
     } else if constexpr (input == VIQ_Y8 && output == VIQ_YUV422) {
-        store_words(target, interleave(load32(source), splat8(128)));
+        store_words(target, interleave(load_256(source), splat8(128)));
     } else if constexpr (input == VIQ_YUV422 && output == VIQ_Y8) {
-        store32(target, in_pixel_order(
-                            pack_words(low_bytes(load32(source)), low_bytes(load32(source + 32)))));
+        store_256(target, in_pack_order(pack_words(low_bytes(load_256(source)),
+                                                   low_bytes(load_256(source + 32)))));
     } else if constexpr (input == VIQ_YUV422 && output == VIQ_HSI) {
         yuv_to_hsi(source, target, options.hue);
     } else if constexpr (input == VIQ_RGB15 && output == VIQ_RGB16) {

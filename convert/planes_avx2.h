@@ -5,13 +5,10 @@
 // is 16 bytes of each lane's pixels.
 #pragma once
 
-#include <immintrin.h>
-
 #include "convert/pixel_formulas.h"
+#include "core/simd.h"
 
 namespace viq {
-
-using bytes32 = __m256i;
 
 constexpr std::size_t block = 32;
 
@@ -19,93 +16,15 @@ struct planes {
     bytes32 red, green, blue;
 };
 
-struct words2 {
-    bytes32 low, high; // pixels 0 to 7 and 8 to 15 of each lane
-};
-
 // ---- Memory
-
-VIQ_FORMULA __m128i load16(const u8 *bytes) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
-}
-
-VIQ_FORMULA bytes32 load_lanes(const u8 *lane0, const u8 *lane1) {
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(lane0)), load16(lane1), 1);
-}
-
-VIQ_FORMULA void store_lanes(u8 *lane0, u8 *lane1, bytes32 v) {
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(lane0), _mm256_castsi256_si128(v));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(lane1), _mm256_extracti128_si256(v, 1));
-}
-
-VIQ_FORMULA bytes32 load32(const u8 *bytes) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
-}
-
-VIQ_FORMULA void store32(u8 *bytes, bytes32 v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(bytes), v);
-}
 
 // Piece n starts at byte 16 n of each lane's pixels; a pixel has `size` bytes.
 template <u32 size> VIQ_FORMULA bytes32 load_piece(const u8 *source, std::size_t n) {
-    return load_lanes(source + 16 * n, source + 16 * (n + size));
+    return load_halves(source + 16 * n, source + 16 * (n + size));
 }
 
 template <u32 size> VIQ_FORMULA void store_piece(u8 *target, std::size_t n, bytes32 v) {
-    store_lanes(target + 16 * n, target + 16 * (n + size), v);
-}
-
-// ---- Constants: a rule computes the byte at each position of a lane
-
-struct lane_bytes {
-    alignas(16) u8 at[16];
-};
-
-template <class Rule> VIQ_FORMULA constexpr lane_bytes lane_of(Rule rule) {
-    lane_bytes lane = {};
-    for (u32 position = 0; position < 16; position++)
-        lane.at[position] = static_cast<u8>(rule(position));
-    return lane;
-}
-
-VIQ_FORMULA bytes32 both_lanes(const lane_bytes &lane) {
-    return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i *>(lane.at)));
-}
-
-constexpr u32 no_byte = 0x80; // shuffle index that gives 0
-
-VIQ_FORMULA bytes32 splat8(u32 value) {
-    return _mm256_set1_epi8(static_cast<char>(value));
-}
-VIQ_FORMULA bytes32 splat16(i32 value) {
-    return _mm256_set1_epi16(static_cast<i16>(value));
-}
-
-// Alternating words or bytes; the first one has the lower address.
-VIQ_FORMULA bytes32 word_pairs(i32 first, i32 second) {
-    return _mm256_set1_epi32(
-        static_cast<i32>((static_cast<u32>(first) & 0xFFFF) | static_cast<u32>(second) << 16));
-}
-
-VIQ_FORMULA bytes32 byte_pairs(i32 first, i32 second) {
-    return splat16(first | second << 8);
-}
-
-VIQ_FORMULA bytes32 low_bytes(bytes32 words) {
-    return _mm256_and_si256(words, splat16(0xFF));
-}
-
-// Restores the pixel order after packing two registers of consecutive pixels.
-VIQ_FORMULA bytes32 in_pixel_order(bytes32 packed) {
-    return _mm256_permute4x64_epi64(packed, 0xD8);
-}
-
-VIQ_FORMULA __m128i shift_count(u32 bits) {
-    return _mm_cvtsi32_si128(static_cast<i32>(bits));
-}
-
-VIQ_FORMULA words2 interleave(bytes32 first, bytes32 second) {
-    return {_mm256_unpacklo_epi8(first, second), _mm256_unpackhi_epi8(first, second)};
+    store_halves(target + 16 * n, target + 16 * (n + size), v);
 }
 
 // ---- Three bytes per pixel
@@ -202,6 +121,7 @@ template <u16 format> VIQ_FORMULA void store_four(u8 *target, const planes &p, b
 
 // ---- Two bytes per pixel
 
+// Words 0 to 7 and 8 to 15 of each lane.
 VIQ_FORMULA words2 load_words(const u8 *source) {
     return {load_piece<2>(source, 0), load_piece<2>(source, 1)};
 }
@@ -209,10 +129,6 @@ VIQ_FORMULA words2 load_words(const u8 *source) {
 VIQ_FORMULA void store_words(u8 *target, words2 words) {
     store_piece<2>(target, 0, words.low);
     store_piece<2>(target, 1, words.high);
-}
-
-VIQ_FORMULA bytes32 pack_words(bytes32 low, bytes32 high) {
-    return _mm256_packus_epi16(low, high);
 }
 
 template <i32 left> VIQ_FORMULA bytes32 shift_words(bytes32 words) {
@@ -263,7 +179,7 @@ template <u16 format, u32 byte> VIQ_FORMULA bytes32 byte_of_fields(const planes 
 
 template <u16 format> VIQ_FORMULA void store_fields(u8 *target, const planes &p) {
     if constexpr (pixel_bytes(format) == 1)
-        store32(target, byte_of_fields<format, 0>(p));
+        store_256(target, byte_of_fields<format, 0>(p));
     else
         store_words(target, interleave(byte_of_fields<format, 0>(p), byte_of_fields<format, 1>(p)));
 }
@@ -276,8 +192,8 @@ VIQ_FORMULA bytes32 luminance(const planes &p) {
     const words2 red_green = interleave(p.red, p.green);
     const words2 green_blue = interleave(p.green, p.blue);
     constexpr i32 green_with_red = 51;
-    const bytes32 weights1 = byte_pairs(red_weight, green_with_red);
-    const bytes32 weights2 = byte_pairs(green_weight - green_with_red, blue_weight);
+    const bytes32 weights1 = splat_byte_pair(red_weight, green_with_red);
+    const bytes32 weights2 = splat_byte_pair(green_weight - green_with_red, blue_weight);
     const bytes32 low = _mm256_add_epi16(_mm256_maddubs_epi16(red_green.low, weights1),
                                          _mm256_maddubs_epi16(green_blue.low, weights2));
     const bytes32 high = _mm256_add_epi16(_mm256_maddubs_epi16(red_green.high, weights1),
@@ -296,7 +212,7 @@ template <u16 format> VIQ_FORMULA bytes32 luminance_sums(const u8 *source) {
                : component == at.blue  ? blue_weight
                                        : 0;
     });
-    const bytes32 pixels = _mm256_xor_si256(load32(source), splat8(0x80));
+    const bytes32 pixels = _mm256_xor_si256(load_256(source), splat8(0x80));
     return _mm256_madd_epi16(_mm256_maddubs_epi16(both_lanes(weights), pixels), splat16(1));
 }
 
@@ -333,8 +249,8 @@ VIQ_FORMULA chroma_terms terms_of(bytes32 pairs) {
         lane_of([](u32 position) { return position - position % 4 + position % 2 + 2; });
     const bytes32 signed_high = _mm256_xor_si256(pairs, splat16(0x8000));
     const bytes32 chroma64 = _mm256_srai_epi16(_mm256_and_si256(signed_high, splat16(0xFF00)), 2);
-    const bytes32 blue_red = _mm256_mulhi_epi16(chroma64, word_pairs(u_to_blue, v_to_red));
-    const bytes32 green = _mm256_madd_epi16(chroma64, word_pairs(-u_to_green, -v_to_green));
+    const bytes32 blue_red = _mm256_mulhi_epi16(chroma64, splat_word_pair(u_to_blue, v_to_red));
+    const bytes32 green = _mm256_madd_epi16(chroma64, splat_word_pair(-u_to_green, -v_to_green));
     return {_mm256_shuffle_epi8(blue_red, both_lanes(second_word)),
             _mm256_shuffle_epi8(green, both_lanes(second_word)),
             _mm256_shuffle_epi8(blue_red, both_lanes(first_word))};
@@ -363,9 +279,9 @@ VIQ_FORMULA constexpr std::size_t lane1_lead(std::size_t size) {
 template <u16 format> VIQ_FORMULA bytes32 load_eight(const u8 *source) {
     constexpr std::size_t size = rgb_pixel_bytes(format);
     if constexpr (size == 4)
-        return load32(source);
+        return load_256(source);
     else
-        return load_lanes(source, source + 4 * size - lane1_lead(size));
+        return load_halves(source, source + 4 * size - lane1_lead(size));
 }
 
 // The rule gives, for each position of a lane, a byte offset from the first of its four pixels.
@@ -373,7 +289,7 @@ template <u16 format, class Rule> VIQ_FORMULA bytes32 shuffle_eight(bytes32 pixe
     static constexpr lane_bytes lane0 = lane_of(Rule());
     static constexpr lane_bytes lane1 = lane_of(
         [](u32 position) { return Rule()(position) + lane1_lead(rgb_pixel_bytes(format)); });
-    return _mm256_shuffle_epi8(pixels, load_lanes(lane0.at, lane1.at));
+    return _mm256_shuffle_epi8(pixels, load_halves(lane0.at, lane1.at));
 }
 
 // ---- RGB to YUV 4:2:2
@@ -402,9 +318,9 @@ template <u16 format> VIQ_FORMULA yuv_eight to_yuv(const u8 *source) {
     });
     const bytes32 differences = _mm256_sub_epi16(blue_red, green);
     const bytes32 luma =
-        _mm256_srai_epi32(_mm256_madd_epi16(differences, word_pairs(blue_to_y, red_to_y)), 10);
-    const bytes32 crossing =
-        _mm256_mulhi_epi16(_mm256_slli_epi16(differences, 7), word_pairs(-blue_to_v, -red_to_u));
+        _mm256_srai_epi32(_mm256_madd_epi16(differences, splat_word_pair(blue_to_y, red_to_y)), 10);
+    const bytes32 crossing = _mm256_mulhi_epi16(_mm256_slli_epi16(differences, 7),
+                                                splat_word_pair(-blue_to_v, -red_to_u));
     const bytes32 chroma =
         _mm256_add_epi16(differences, _mm256_shuffle_epi8(crossing, both_lanes(swapped)));
     return {_mm256_add_epi32(luma, _mm256_and_si256(green, _mm256_set1_epi32(0xFFFF))),
@@ -425,7 +341,7 @@ template <u16 format> VIQ_FORMULA void sixteen_to_yuv(const u8 *source, u8 *targ
                                           even_or_odd_double_words(a.uv, b.uv, true));
     const bytes32 means = _mm256_and_si256(_mm256_slli_epi16(sums, 7), splat16(0xFF00));
     const bytes32 pairs = _mm256_or_si256(_mm256_packus_epi32(a.y, b.y), means);
-    store32(target, in_pixel_order(_mm256_xor_si256(pairs, splat16(0x8000))));
+    store_256(target, in_pack_order(_mm256_xor_si256(pairs, splat16(0x8000))));
 }
 
 } // namespace viq

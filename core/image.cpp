@@ -251,7 +251,7 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
         end_sequences_of(*old);
         if (owns_data(*old))
             free_strip(*old);
-        std::free(companion(*old).buffer);
+        free_buffer(companion(*old));
         remove_value(companions, old);
     }
     return true;
@@ -326,12 +326,17 @@ bool holds_locked_buffer(tVIQ_Image &image) {
            image.data == companion(image).lock.locked;
 }
 
+void free_buffer(image_companion &own) {
+    std::free(own.buffer_allocation);
+    own.buffer_allocation = nullptr;
+    own.buffer = nullptr;
+    own.buffer_size = 0;
+}
+
 void free_strip(tVIQ_Image &image) {
     image_companion &own = companion(image);
     if (owns_data(image)) {
-        std::free(own.buffer);
-        own.buffer = nullptr;
-        own.buffer_size = 0;
+        free_buffer(own);
     } else if (holds_wavelet_record(image)) {
         destroy_wavelet(own);
     } else if (image.data != nullptr && image.data != own.lock.locked && !held_elsewhere(image)) {
@@ -349,13 +354,12 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
     out.data_companion = in.data_companion;
     to.lock = from.lock;
     if (owns_data(in)) {
-        std::free(to.buffer);
-        to.buffer = from.buffer;
-        to.buffer_size = from.buffer_size;
+        free_buffer(to);
+        to.buffer_allocation = std::exchange(from.buffer_allocation, nullptr);
+        to.buffer = std::exchange(from.buffer, nullptr);
+        to.buffer_size = std::exchange(from.buffer_size, 0);
         to.buffer_format = from.buffer_format;
         to.buffer_line = from.buffer_line;
-        from.buffer = nullptr;
-        from.buffer_size = 0;
     }
     if (holds_wavelet_record(in)) {
         destroy_wavelet(to);
@@ -484,7 +488,7 @@ void destroy_object(tVIQ_Image *image) {
     image_companion &own = companion(*image);
     destroy_wavelet(own);
     destroy_cmap_info(*image);
-    std::free(own.buffer);
+    free_buffer(own);
     tVIQ_Colour *maps[] = {image->colourmap, own.colourmap};
     const bool made_here = own.made_here;
     remove_value(companions, image);

@@ -26,7 +26,8 @@ struct seen_pointers {
 
 // Private state of an image object.
 struct image_companion {
-    u8 *buffer = nullptr; // the strip buffer that the library allocated
+    u8 *buffer = nullptr;              // the strip buffer that the library allocated
+    void *buffer_allocation = nullptr; // the memory that contains it
     u64 buffer_size = 0;
     u16 buffer_format = 0; // pixel format and stride that the buffer was last used with
     u32 buffer_line = 0;
@@ -141,6 +142,9 @@ void exempt_from_lock(tVIQ_Image &image);
 
 // The data is a caller's locked buffer and the flag is still set: the buffer stays in use.
 bool holds_locked_buffer(tVIQ_Image &image);
+
+// Frees the strip buffer that the library allocated.
+void free_buffer(image_companion &own);
 
 // Frees the library's own buffer, or a caller's buffer that was never locked.
 void free_strip(tVIQ_Image &image);

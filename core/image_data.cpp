@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/aligned_memory.h"
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
@@ -168,16 +169,14 @@ u32 allocate(tVIQ_Image &image) {
     } else {
         if (owns_data(image))
             image.data = nullptr;
-        std::free(own.buffer);
-        own.buffer = nullptr;
-        own.buffer_size = 0;
-        const bool possible = size < SIZE_MAX / 2;
-        own.buffer =
-            possible
-                ? static_cast<u8 *>(std::calloc(1, static_cast<std::size_t>(size + (size == 0))))
-                : nullptr;
-        if (own.buffer == nullptr)
+        free_buffer(own);
+        aligned_memory memory = {};
+        if (size < SIZE_MAX / 2)
+            memory = allocate_aligned(static_cast<std::size_t>(size + (size == 0)));
+        if (memory.allocation == nullptr)
             return report_no_memory("VIQ_image_malloc_a_strip", size);
+        own.buffer_allocation = memory.allocation;
+        own.buffer = static_cast<u8 *>(memory.start);
         own.buffer_size = size;
         own.lock = {};
         image.data = own.buffer;

@@ -31,6 +31,10 @@ output_shape same_shape(const strip_call &call) {
     return {call.in->pixel_format, call.in->width, call.in->height, call.in->data_width};
 }
 
+void use_whole_picture(const strip_call &call) {
+    call.in->lines_per_strip = call.in->height;
+}
+
 u32 begin_strip(const strip_call &call) {
     if (!has_lines(*call.in, call.in->lines_per_strip))
         return report_no_data(call.worker_name);

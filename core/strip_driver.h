@@ -180,6 +180,10 @@ template <class Arguments = no_arguments> struct strip_transfer {
 // The input's own shape.
 output_shape same_shape(const strip_call &call);
 
+// Sets the input's lines per strip to its height, so that the whole picture is processed even if
+// they are 0.
+void use_whole_picture(const strip_call &call);
+
 // First step of a strip worker: checks that the input's lines are present and allocates the
 // output's.
 u32 begin_strip(const strip_call &call);

@@ -1,6 +1,5 @@
 // Block kernels for AVX2: one block of the pair in each half of the registers.
-#include <immintrin.h>
-
+#include "core/simd.h"
 #include "jpeg/block_kernels.h"
 #include "jpeg/dct.h"
 
@@ -12,15 +11,6 @@ using words = __m256i; // sixteen 16-bit words or eight 32-bit sums
 struct block_rows {
     words row[8];
 };
-
-VIQ_FORMULA words splat_pair(i32 first, i32 second) {
-    return _mm256_set1_epi32(
-        static_cast<i32>((static_cast<u32>(first) & 0xFFFF) | static_cast<u32>(second) << 16));
-}
-
-VIQ_FORMULA words load(const void *from) {
-    return _mm256_load_si256(static_cast<const __m256i *>(from));
-}
 
 // Transposes the 8 x 8 words in each half.
 VIQ_FORMULA block_rows transpose(const block_rows &in) {
@@ -77,13 +67,13 @@ VIQ_FORMULA word_pairs odd_result(const word_pairs &ab, const word_pairs &cd) {
     constexpr i32 b = odd_part(0, 1, 0, 0).of[result];
     constexpr i32 c = odd_part(0, 0, 1, 0).of[result];
     constexpr i32 d = odd_part(0, 0, 0, 1).of[result];
-    return plus(products(ab, splat_pair(a, b)), products(cd, splat_pair(c, d)));
+    return plus(products(ab, splat_word_pair(a, b)), products(cd, splat_word_pair(c, d)));
 }
 
 template <u32 result> VIQ_FORMULA word_pairs even_result(const word_pairs &ab) {
     constexpr i32 a = even_part(1, 0).of[result];
     constexpr i32 b = even_part(0, 1).of[result];
-    return products(ab, splat_pair(a, b));
+    return products(ab, splat_word_pair(a, b));
 }
 
 // ---- Forward
@@ -120,8 +110,9 @@ template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
 // A coefficient below the step needs no test: its product with the reciprocal is below 65536.
 VIQ_FORMULA words quantise_row(words row, const quantiser &table, std::size_t y) {
     const words size = _mm256_abs_epi16(row);
-    const words quotient = _mm256_add_epi16(_mm256_mulhi_epu16(size, load(table.reciprocal[y])),
-                                            _mm256_and_si256(size, load(table.whole[y])));
+    const words quotient =
+        _mm256_add_epi16(_mm256_mulhi_epu16(size, load_256_aligned(table.reciprocal[y])),
+                         _mm256_and_si256(size, load_256_aligned(table.whole[y])));
     return _mm256_sign_epi16(quotient, row);
 }
 
@@ -133,10 +124,10 @@ VIQ_FORMULA void forward_rows(const block_rows &samples, const quantiser &table,
         const words upper = quantise_row(rows.row[y], table, y);
         const words lower = quantise_row(rows.row[y + 1], table, y + 1);
         // Rows y and y + 1 of each block are adjacent in memory.
-        _mm256_store_si256(reinterpret_cast<__m256i *>(pair.coefficients[0] + 8 * y),
-                           _mm256_permute2x128_si256(upper, lower, 0x20));
-        _mm256_store_si256(reinterpret_cast<__m256i *>(pair.coefficients[1] + 8 * y),
-                           _mm256_permute2x128_si256(upper, lower, 0x31));
+        store_256_aligned(pair.coefficients[0] + 8 * y,
+                          _mm256_permute2x128_si256(upper, lower, 0x20));
+        store_256_aligned(pair.coefficients[1] + 8 * y,
+                          _mm256_permute2x128_si256(upper, lower, 0x31));
         const words zero =
             _mm256_cmpeq_epi8(_mm256_packs_epi16(upper, lower), _mm256_setzero_si256());
         const u32 present = ~static_cast<u32>(_mm256_movemask_epi8(zero));
@@ -148,11 +139,10 @@ VIQ_FORMULA void forward_rows(const block_rows &samples, const quantiser &table,
 }
 
 void forward_grey(const u8 *pixels, std::size_t line, const quantiser &table, block_pair &pair) {
-    const words middle = _mm256_set1_epi16(128);
+    const words middle = splat16(128);
     block_rows samples;
     for (words &row : samples.row) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels));
-        row = _mm256_sub_epi16(_mm256_cvtepu8_epi16(bytes), middle);
+        row = _mm256_sub_epi16(_mm256_cvtepu8_epi16(load_128(pixels)), middle);
         pixels += line;
     }
     forward_rows(samples, table, pair);
@@ -160,17 +150,16 @@ void forward_grey(const u8 *pixels, std::size_t line, const quantiser &table, bl
 
 void forward_colour(const u8 *pixels, std::size_t line, const quantiser &luminance,
                     const quantiser &chrominance, block_pair &y, block_pair &uv) {
-    const words middle = _mm256_set1_epi16(128);
-    const words low_bytes = _mm256_set1_epi16(0xFF);
+    const words middle = splat16(128);
     const words u_then_v =
         _mm256_setr_epi8(1, -1, 5, -1, 9, -1, 13, -1, 3, -1, 7, -1, 11, -1, 15, -1, 1, -1, 5, -1, 9,
                          -1, 13, -1, 3, -1, 7, -1, 11, -1, 15, -1);
     block_rows luma;
     block_rows chroma;
     for (std::size_t i = 0; i < 8; ++i) {
-        const words row = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(pixels));
-        luma.row[i] = _mm256_sub_epi16(_mm256_and_si256(row, low_bytes), middle);
-        const words gathered = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(row, u_then_v), 0xD8);
+        const words row = load_256(pixels);
+        luma.row[i] = _mm256_sub_epi16(low_bytes(row), middle);
+        const words gathered = in_pack_order(_mm256_shuffle_epi8(row, u_then_v));
         chroma.row[i] = _mm256_sub_epi16(gathered, middle);
         pixels += line;
     }
@@ -191,8 +180,8 @@ template <i32 shift> VIQ_FORMULA block_rows inverse_pass(const block_rows &in) {
     const word_pairs ab = pair_up(in.row[7], in.row[5]);
     const word_pairs cd = pair_up(in.row[3], in.row[1]);
     constexpr i32 one = 1 << fraction_bits;
-    const word_pairs sum = products(first, splat_pair(one, one));
-    const word_pairs difference = products(first, splat_pair(one, -one));
+    const word_pairs sum = products(first, splat_word_pair(one, one));
+    const word_pairs difference = products(first, splat_word_pair(one, -one));
     const word_pairs e0 = even_result<0>(even);
     const word_pairs e1 = even_result<1>(even);
     const word_pairs halves[4] = {plus(sum, e0), plus(difference, e1), minus(difference, e1),
@@ -212,12 +201,12 @@ bool inverse(const block_pair &pair, const quantiser &table, sample_pair &sample
     words sums = _mm256_setzero_si256();
     words excess = _mm256_setzero_si256();
     for (std::size_t y = 0; y < 8; y += 2) {
-        const words first = load(pair.coefficients[0] + 8 * y);
-        const words second = load(pair.coefficients[1] + 8 * y);
+        const words first = load_256_aligned(pair.coefficients[0] + 8 * y);
+        const words second = load_256_aligned(pair.coefficients[1] + 8 * y);
         const words both[2] = {_mm256_permute2x128_si256(first, second, 0x20),
                                _mm256_permute2x128_si256(first, second, 0x31)};
         for (std::size_t i = 0; i < 2; ++i) {
-            const words step = load(table.step[y + i]);
+            const words step = load_256_aligned(table.step[y + i]);
             const words size = _mm256_abs_epi16(both[i]);
             const words low = _mm256_mullo_epi16(size, step);
             excess = _mm256_or_si256(excess, _mm256_mulhi_epu16(size, step));
@@ -225,29 +214,27 @@ bool inverse(const block_pair &pair, const quantiser &table, sample_pair &sample
             rows.row[y + i] = _mm256_sign_epi16(low, both[i]);
         }
     }
-    excess = _mm256_or_si256(excess, _mm256_subs_epu16(sums, _mm256_set1_epi16(largest_column)));
+    excess = _mm256_or_si256(excess, _mm256_subs_epu16(sums, splat16(largest_column)));
     if (_mm256_testz_si256(excess, excess) == 0)
         return false;
 
     const block_rows out =
         transpose(inverse_pass<second_pass_shift>(transpose(inverse_pass<first_pass_shift>(rows))));
-    const words middle = _mm256_set1_epi8(-128);
+    const words middle = splat8(0x80);
     for (std::size_t y = 0; y < 8; y += 2) {
         const words bytes = _mm256_packs_epi16(out.row[y], out.row[y + 1]);
-        _mm256_store_si256(reinterpret_cast<__m256i *>(samples.rows[y]),
-                           _mm256_xor_si256(_mm256_permute4x64_epi64(bytes, 0xD8), middle));
+        store_256_aligned(samples.rows[y], _mm256_xor_si256(in_pack_order(bytes), middle));
     }
     return true;
 }
 
 void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std::size_t line) {
     for (std::size_t row = 0; row < block_lines; ++row, pixels += line) {
-        const __m128i luma = _mm_load_si128(reinterpret_cast<const __m128i *>(y.rows[row]));
-        const __m128i halves =
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(uv + (row >> repeat) * pair_width));
+        const __m128i luma = load_128_aligned(y.rows[row]);
+        const __m128i halves = load_128(uv + (row >> repeat) * pair_width);
         const __m128i chroma = _mm_unpacklo_epi8(halves, _mm_srli_si128(halves, 8));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(pixels), _mm_unpacklo_epi8(luma, chroma));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(pixels + 16), _mm_unpackhi_epi8(luma, chroma));
+        store_128(pixels, _mm_unpacklo_epi8(luma, chroma));
+        store_128(pixels + 16, _mm_unpackhi_epi8(luma, chroma));
     }
 }
 

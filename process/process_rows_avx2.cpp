@@ -1,6 +1,5 @@
 // AVX2 row kernels of the image processing, where they are faster than the vectorised loops. The
 // loops process what remains after the last whole block.
-#include "convert/planes_avx2.h"
 #include "core/simd.h"
 #include "process/process_row_loops.h"
 
@@ -166,7 +165,8 @@ void transpose_blocks(matrix source, target_matrix target, u32 rows, u32 columns
 // ---- Scaling
 
 VIQ_FORMULA bytes32 load_groups(const u8 *source, const resample_group *pair, u32 offset) {
-    return load_lanes(source + pair[0].source_base + offset, source + pair[1].source_base + offset);
+    return load_halves(source + pair[0].source_base + offset,
+                       source + pair[1].source_base + offset);
 }
 
 VIQ_FORMULA void store_groups(u8 *target, const resample_group *pair, bytes32 words) {
@@ -179,13 +179,12 @@ template <bool blended>
 VIQ_FORMULA void resample_pairs(const u8 *source, u8 *target, const resample_plan &plan) {
     const resample_group *group = plan.groups.data();
     for (std::size_t pairs = plan.groups.size() / 2; pairs != 0; --pairs, group += 2) {
-        const bytes32 shuffle = load_lanes(group[0].shuffle, group[1].shuffle);
+        const bytes32 shuffle = load_halves(group[0].shuffle, group[1].shuffle);
         bytes32 words = _mm256_shuffle_epi8(load_groups(source, group, 0), shuffle);
         if constexpr (blended) {
             const bytes32 next =
                 _mm256_shuffle_epi8(load_groups(source, group, plan.pixel_stride), shuffle);
-            const bytes32 of_next = load_lanes(reinterpret_cast<const u8 *>(group[0].fraction),
-                                               reinterpret_cast<const u8 *>(group[1].fraction));
+            const bytes32 of_next = load_halves(group[0].fraction, group[1].fraction);
             const bytes32 of_this = _mm256_sub_epi16(splat16(256), of_next);
             words = _mm256_add_epi16(_mm256_srli_epi16(_mm256_mullo_epi16(words, of_this), 8),
                                      _mm256_srli_epi16(_mm256_mullo_epi16(next, of_next), 8));
@@ -200,7 +199,7 @@ u32 halve_8_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     for (; done + 32 <= plan.samples && 2 * done + 64 <= plan.source_bytes; done += 32) {
         const bytes32 packed = pack_words(low_bytes(load_256(source + 2 * done)),
                                           low_bytes(load_256(source + 2 * done + 32)));
-        store_256(target + done, _mm256_permute4x64_epi64(packed, 0xD8));
+        store_256(target + done, in_pack_order(packed));
     }
     return done;
 }
@@ -255,7 +254,7 @@ void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction)
 void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
     bytes32 parts[16];
     for (u32 n = 0; n < 16; ++n)
-        parts[n] = load_lanes(table + 16 * n, table + 16 * n);
+        parts[n] = load_halves(table + 16 * n, table + 16 * n);
     u32 x = 0;
     for (; x + 32 <= bytes; x += 32) {
         const bytes32 v = load_256(source + x);
@@ -403,7 +402,7 @@ void sum_hsi_blocks(const u8 *source, u32 pixels, u64 (&sums)[3]) {
         bytes32 high = _mm256_setzero_si256();
         for (; x < end; x += block) {
             const bytes32 v = load_256(source + std::size_t{4} * x);
-            low = _mm256_add_epi16(low, _mm256_and_si256(v, _mm256_set1_epi16(0xFF)));
+            low = _mm256_add_epi16(low, _mm256_and_si256(v, splat16(0xFF)));
             high = _mm256_add_epi16(high, _mm256_srli_epi16(v, 8));
         }
         alignas(32) u16 words[2][2 * block];
@@ -500,7 +499,7 @@ void pseudo_hsi_blocks(const u8 *source, u8 *target, u32 pixels) {
     for (; pixels >= 10; pixels -= 8, source += 32, target += 24) {
         const bytes32 hsi = load_256(source);
         const bytes32 rgb = _mm256_blend_epi16(hue_bytes(hsi), hsi, 0xAA);
-        store_lanes(target, target + 12, _mm256_shuffle_epi8(rgb, both_lanes(order)));
+        store_halves(target, target + 12, _mm256_shuffle_epi8(rgb, both_lanes(order)));
     }
     pseudo_hsi_from(source, target, pixels);
 }

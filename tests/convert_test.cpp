@@ -79,6 +79,7 @@ TEST_P(Convert, AcceptsListedFormatsAndRejectsOthers) {
             fill_with_noise(in);
             if (!c.from_yuv422 && row.code == c.target) {
                 EXPECT_OK(c.convert(in, out, 3));
+                ASSERT_NE(out->data, nullptr);
                 EXPECT_EQ(pixels_of(out), pixels_of(in));
             } else if (has(c.accepted, row.code)) {
                 EXPECT_OK(c.convert(in, out, 3));
@@ -136,6 +137,7 @@ TEST_P(Convert, StripsOfAnyHeightMatchTheRowKernel) {
                     out->data_width = 12; // used only by Y16
                     fill_with_noise(whole);
                     convert_by_strips(whole, lines, c.convert, out, gathered);
+                    ASSERT_NE(gathered->data, nullptr);
                     const u32 whole_pairs = c.target == VIQ_YUV422 ? width % 2 : 0;
                     EXPECT_EQ(gathered->width, width + whole_pairs);
                     ASSERT_EQ(pixels_of(gathered), lines_by_kernel(whole, gathered, lines));
@@ -154,9 +156,9 @@ TEST_P(Convert, LeavesUnusedBytesOfCallersBufferUnchanged) {
         bytes buffer(1000, untouched);
         VIQ_image_set_flags(locked, VIQ_FLAG_LOCKED, 1);
         VIQ_image_set_ptr(locked, VIQ_PTR_DATA, buffer.data());
-        EXPECT_OK(c.convert(in, plain, 3));
+        ASSERT_EQ(c.convert(in, plain, 3), 0u);
         std::fill_n(plain->data, plain->bytes_per_line - plain->skip_bytes, untouched);
-        EXPECT_OK(c.convert(in, plain, 3));
+        ASSERT_EQ(c.convert(in, plain, 3), 0u);
         EXPECT_OK(c.convert(in, locked, 3));
         const bool spare = has({VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32}, c.target);
         const u32 spare_at = has({VIQ_XBGR32, VIQ_XRGB32}, c.target) ? 0 : 3;
@@ -180,6 +182,7 @@ TEST_P(Convert, Y16OutputKeepsItsDataWidth) {
         out->data_width = data_width;
         if (data_width == 0 || data_width >= 8) {
             EXPECT_OK(VIQ_convert_to_Y16(in, out, 3));
+            ASSERT_NE(out->data, nullptr);
             EXPECT_EQ(out->data_width, data_width == 0 ? 8 : data_width);
             EXPECT_EQ(pixels_of(out), lines_by_kernel(in, out, 1));
         } else {
@@ -390,16 +393,18 @@ TEST_P(Convert, DibOutputIsBottomUp) {
             fill_with_noise(in);
             std::generate_n(&in->colourmap[0].red, 1024, noise);
             convert_for_bitmap(in, expected, format, target);
+            ASSERT_NE(expected->data, nullptr);
             const bytes upright = pixels_of(expected);
             const std::size_t line = upright.size() / 5;
             for (const u32 lines : numbers{5, 2}) {
                 VIQ_image_set_flags(out, VIQ_FLAG_DIB, 1);
                 bytes bitmap;
                 by_strips(in, lines, [&](const picture &strip) {
-                    EXPECT_OK(VIQ_image_convert(strip, out, 0, option, 3));
+                    ASSERT_EQ(VIQ_image_convert(strip, out, 0, option, 3), 0u);
                     const bytes part = pixels_of(out);
                     bitmap.insert(bitmap.begin(), part.begin(), part.end());
                 });
+                ASSERT_EQ(bitmap.size(), upright.size());
                 EXPECT_EQ(out->pixel_format, target);
                 EXPECT_EQ(out->bytes_per_line % 4, 0u);
                 EXPECT_EQ(VIQ_image_get_flags(out, VIQ_FLAG_DIB), 1u);

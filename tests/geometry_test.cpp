@@ -2,7 +2,7 @@
 // reference implementations, in one strip and in strips of any height.
 #include <functional>
 
-#include "tests/support.h"
+#include "jpeg_support.h"
 
 namespace viq {
 namespace {
@@ -433,6 +433,18 @@ TEST(Mirror, ReversesOnlyTheRectangle) {
     EXPECT_REPORT(VIQ_IP_mirror(in, out, 9, 0, 1, 1, 3), "VIQ_IP_crop", 0x10030000,
                   "Rectangle outside the image");
     EXPECT_OK(VIQ_IP_mirror(in, out, 9, 0, 1, 1, 4));
+}
+
+// The copy of a JPEG image has the JPEG data only, no lines that could be mirrored.
+TEST(Mirror, ReportsAnOutputThatGetsJpegData) {
+    const picture scene(VIQ_Y8, 16, 16);
+    draw_scene(scene);
+    const jpeg_picture in, out;
+    EXPECT_OK(VIQ_JPEG_compress(scene, in));
+    EXPECT_OK(VIQ_image_malloc_a_strip(in));
+    EXPECT_ERROR(VIQ_IP_mirror(in, out, 2, 3, 5, 4, 3), 0x10050000, "No image data");
+    EXPECT_EQ(out->data, nullptr);
+    EXPECT_EQ(out.data(), in.data());
 }
 
 // ---- Regions

@@ -405,6 +405,26 @@ TEST(Ownership, MoveTransfersTheBuffer) {
     EXPECT_EQ(out->data, data);
 }
 
+TEST(Ownership, LibraryBuffersStartAtACacheLine) {
+    const auto is_aligned = [](const picture &p) {
+        return p->data != nullptr && reinterpret_cast<uintptr_t>(p->data) % 64 == 0;
+    };
+    for (const u32 width : {0u, 1u, 15u, 16u, 63u, 64u, 1000u, 100000u}) {
+        const picture in(VIQ_Y8, width, 3), copy, moved;
+        fill_with_noise(in);
+        EXPECT_TRUE(is_aligned(in)) << width;
+        EXPECT_OK(VIQ_image_copy(in, copy));
+        EXPECT_TRUE(is_aligned(copy)) << width;
+        EXPECT_EQ(pixels_of(copy), pixels_of(in));
+        EXPECT_OK(VIQ_image_move(in, moved));
+        EXPECT_TRUE(is_aligned(moved)) << width;
+        EXPECT_EQ(pixels_of(copy), pixels_of(moved));
+        EXPECT_OK(VIQ_image_free_data(copy));
+        EXPECT_OK(VIQ_image_malloc_a_strip(copy));
+        EXPECT_TRUE(is_aligned(copy)) << width;
+    }
+}
+
 TEST(Ownership, SharedObjectsAndMapsAreFreedOnce) {
     const picture p, q, r;
     EXPECT_OK(VIQ_image_set_ptr(q, VIQ_PTR_CMAP, p->colourmap));

@@ -10,12 +10,11 @@
 #include <cstdlib>
 #include <memory>
 
-#include "core/types.h"
+#include "core/aligned_memory.h"
 
 namespace viq {
 
 template <class Element> struct lazy_buffer {
-    static constexpr std::size_t cache_line = 64;
     static constexpr std::size_t page_size = 4096 / sizeof(Element); // in elements
 
     struct release {
@@ -33,16 +32,14 @@ template <class Element> struct lazy_buffer {
         memory.reset();
         written.clear();
         capacity = 0;
-        if (count > (SIZE_MAX - cache_line) / sizeof(Element) ||
-            !try_resize(written, count / page_size + 1))
+        if (count > SIZE_MAX / sizeof(Element) || !try_resize(written, count / page_size + 1))
             return false;
-        const auto size = static_cast<std::size_t>(count) * sizeof(Element);
-        memory.reset(std::calloc(1, size + cache_line));
-        if (memory == nullptr)
+        const auto [allocation, start] =
+            allocate_aligned(static_cast<std::size_t>(count) * sizeof(Element));
+        memory.reset(allocation);
+        if (allocation == nullptr)
             return false;
-        const auto address = reinterpret_cast<std::uintptr_t>(memory.get());
-        elements =
-            static_cast<Element *>(memory.get()) + (~address + 1) % cache_line / sizeof(Element);
+        elements = static_cast<Element *>(start);
         capacity = count;
         return true;
     }

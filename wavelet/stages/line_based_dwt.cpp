@@ -61,9 +61,9 @@ namespace {
 // The stride is an odd number of cache lines, so that the lines are spread over the sets of the
 // cache.
 bool resize(line_buffer &store, u32 width, u32 lines) {
-    constexpr std::size_t cache_line = 64 / sizeof(i16);
-    const std::size_t blocks = (std::size_t{width} + 2 * line_margin) / cache_line + 1;
-    store.stride = (blocks | 1) * cache_line;
+    constexpr std::size_t line_samples = cache_line / sizeof(i16);
+    const std::size_t blocks = (std::size_t{width} + 2 * line_margin) / line_samples + 1;
+    store.stride = (blocks | 1) * line_samples;
     return store.samples.resize(u64{store.stride} * lines);
 }
 

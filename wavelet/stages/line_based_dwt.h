@@ -11,6 +11,7 @@
 // mirrored; steps -2 to 0 only fill the state.
 #pragma once
 
+#include "core/aligned_memory.h"
 #include "wavelet/stages/lifting_kernels.h"
 
 namespace viq {
@@ -27,16 +28,12 @@ constexpr u32 coefficient_padding = 32;
 
 // A buffer that is aligned to cache lines, so that vector stores do not cross two of them.
 template <class Element> struct aligned_buffer {
-    static constexpr std::size_t cache_line = 64;
     std::vector<Element> elements;
 
     [[nodiscard]] bool resize(u64 count) {
         return try_resize(elements, count + cache_line / sizeof(Element));
     }
-    Element *data() {
-        const auto address = reinterpret_cast<std::uintptr_t>(elements.data());
-        return elements.data() + (~address + 1) % cache_line / sizeof(Element);
-    }
+    Element *data() { return static_cast<Element *>(align_to_cache_line(elements.data())); }
 };
 
 // Lines with margins of line_margin samples.
