@@ -74,7 +74,8 @@ VIQ_FORMULA bytes32 less(bytes32 a, bytes32 b) {
     return _mm256_xor_si256(_mm256_cmpeq_epi8(_mm256_min_epu8(a, b), b), splat8(0xFF));
 }
 
-// The colours of 32 pixels, as in `site`.
+// The colours of 32 pixels, as in `site` (camera_row_loops.h): `own` is red or blue, whichever the
+// line contains, also at the green pixels.
 struct sites {
     bytes32 own, green, other;
 };

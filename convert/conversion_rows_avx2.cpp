@@ -114,24 +114,30 @@ VIQ_FORMULA void reorder_four_to_three(const u8 *source, u8 *target) {
     store_piece<3>(target, 2, _mm256_blend_epi32(c, d, 0xEE));
 }
 
-// The bytes of piece m of 16 pixels that belong to piece n when red and blue are swapped.
-template <u32 n, u32 m> VIQ_FORMULA bytes32 swapped_bytes(bytes32 piece) {
+// The bytes of piece m of 16 source pixels that belong to piece n of the target.
+template <u16 input, u16 output, u32 n, u32 m> VIQ_FORMULA bytes32 reordered_bytes(bytes32 piece) {
     static constexpr lane_bytes order = lane_of([](u32 position) {
         const u32 byte = 16 * n + position;
-        const u32 from = byte + 2 - byte % 3 * 2;
+        const u32 from = byte - byte % 3 + source_position<input, output>(byte % 3);
         return from / 16 == m ? from % 16 : no_byte;
     });
     return _mm256_shuffle_epi8(piece, both_lanes(order));
 }
 
-VIQ_FORMULA void swap_red_blue_24(const u8 *source, u8 *target) {
+template <u16 input, u16 output>
+VIQ_FORMULA void reorder_three_to_three(const u8 *source, u8 *target) {
     const bytes32 a = load_piece<3>(source, 0);
     const bytes32 b = load_piece<3>(source, 1);
     const bytes32 c = load_piece<3>(source, 2);
-    const bytes32 sides = _mm256_or_si256(swapped_bytes<1, 0>(a), swapped_bytes<1, 2>(c));
-    store_piece<3>(target, 0, _mm256_or_si256(swapped_bytes<0, 0>(a), swapped_bytes<0, 1>(b)));
-    store_piece<3>(target, 1, _mm256_or_si256(swapped_bytes<1, 1>(b), sides));
-    store_piece<3>(target, 2, _mm256_or_si256(swapped_bytes<2, 1>(b), swapped_bytes<2, 2>(c)));
+    const bytes32 sides = _mm256_or_si256(reordered_bytes<input, output, 1, 0>(a),
+                                          reordered_bytes<input, output, 1, 2>(c));
+    store_piece<3>(target, 0,
+                   _mm256_or_si256(reordered_bytes<input, output, 0, 0>(a),
+                                   reordered_bytes<input, output, 0, 1>(b)));
+    store_piece<3>(target, 1, _mm256_or_si256(reordered_bytes<input, output, 1, 1>(b), sides));
+    store_piece<3>(target, 2,
+                   _mm256_or_si256(reordered_bytes<input, output, 2, 1>(b),
+                                   reordered_bytes<input, output, 2, 2>(c)));
 }
 
 template <u32 n> VIQ_FORMULA bytes32 tripled(bytes32 grey) {
@@ -260,7 +266,7 @@ VIQ_FORMULA void convert_block(const u8 *source, u8 *target, const row_options &
     } else if constexpr (from == 4 && to == 3) {
         reorder_four_to_three<input, output>(source, target);
     } else if constexpr (from == 3 && to == 3) {
-        swap_red_blue_24(source, target);
+        reorder_three_to_three<input, output>(source, target);
     } else if constexpr (is_grey(input) && output == VIQ_Y8) {
         store_256(target, load<input>(source, options).green);
     } else if constexpr (is_grey(input) && to == 3) {

@@ -78,7 +78,9 @@ template <u32 result> VIQ_FORMULA word_pairs even_result(const word_pairs &ab) {
 
 // ---- Forward
 
-// Transforms the columns. Sums of samples fit 16 bits.
+// Transforms the columns; `shift` selects the pass, and the caller transposes before each one. The
+// sums fit 16 bits in both passes: the largest magnitude is that of 64 samples of -128 in units of
+// 1/4, which is -32768.
 template <i32 shift> VIQ_FORMULA block_rows forward_pass(const block_rows &in) {
     words sum[4];
     words difference[4];

@@ -72,10 +72,11 @@ struct wavelet_kernels {
     void (*inverse_step)(const line_window &window, i16 *odd, i16 *even, const column_state &state,
                          u32 count);
 
-    // value = floor(coefficient / step), where -1 counts as 0 from step 64 on; step 0 gives zeros.
-    // The inverse adds half a step, to zeros only below step 64. The coefficients are those without
-    // headroom, shifted right by the headroom. The inverse returns false if the magnitude of a
-    // coefficient reaches 32767, the limit of 16 bits.
+    // value = floor(coefficient * floor(32768 / step) / 32768), nearly coefficient / step. From
+    // step 64 on, a value of -1 becomes 0; step 0 gives zeros. The inverse is value * step plus
+    // half a step; from step 64 on, a value of 0 stays 0. The step applies to coefficients without
+    // headroom; those in memory are shifted right by `headroom` bits. The inverse saturates
+    // coefficients that do not fit 16 bits, and returns false if a magnitude reaches 32767.
     void (*quantise)(const i16 *coefficients, i16 *values, u32 count, u32 step, u32 headroom);
     bool (*dequantise)(const i16 *values, i16 *coefficients, u32 count, u32 step, u32 headroom);
 };
