@@ -180,6 +180,7 @@ u32 allocate(tVIQ_Image &image) {
         own.buffer_size = size;
         own.lock = {};
         image.data = own.buffer;
+        update_seen(image);
     }
     own.buffer_format = image.pixel_format;
     own.buffer_line = image.bytes_per_line;

@@ -36,6 +36,7 @@ u32 VIQ_WVLT_image_create(u16 wType) {
     image.data = reinterpret_cast<u8 *>(record);
     image.flags |= VIQ_FLAG_100;
     companion(image).wavelet = record;
+    update_seen(image);
     return handle;
 }
 
