@@ -42,7 +42,7 @@ struct context_table {
     u32 created = 0;                                   // contexts that exist
 };
 
-constinit context_table table;
+constinit context_table contexts;
 
 std::size_t slot_count() {
     return static_cast<std::size_t>(end_of_slots - slots_begin());
@@ -80,22 +80,22 @@ struct scoped_binding {
 
 // The first free place, appended if there is none; null: memory runs out or no number is left.
 std::unique_ptr<owned_context> *find_place(u32 &code) {
-    const auto free = std::find(table.slots.begin(), table.slots.end(), nullptr);
-    if (free != table.slots.end())
+    const auto free = std::find(contexts.slots.begin(), contexts.slots.end(), nullptr);
+    if (free != contexts.slots.end())
         return &*free;
     code = VIQ_ERR_NO_HANDLES;
-    if (table.slots.size() == last_context)
+    if (contexts.slots.size() == last_context)
         return nullptr;
     code = VIQ_ERR_MEMORY;
     try {
-        return &table.slots.emplace_back();
+        return &contexts.slots.emplace_back();
     } catch (...) {
         return nullptr;
     }
 }
 
 owned_context *find_context(u32 number) {
-    return number >= 1 && number <= table.slots.size() ? table.slots[number - 1].get() : nullptr;
+    return number >= 1 && number <= contexts.slots.size() ? contexts.slots[number - 1].get() : nullptr;
 }
 
 void bind_thread(context *to) {
@@ -109,7 +109,7 @@ void bind_thread(context *to) {
 // A thread that ends releases its context.
 struct thread_end {
     ~thread_end() {
-        const std::lock_guard guard(table.lock);
+        const std::lock_guard guard(contexts.lock);
         bind_thread(nullptr);
     }
 };
@@ -145,12 +145,12 @@ u32 VIQ_context_create(void) {
     }
     u32 number = 0;
     if (!is_error(code)) {
-        const std::lock_guard guard(table.lock);
+        const std::lock_guard guard(contexts.lock);
         if (std::unique_ptr<owned_context> *place = find_place(code)) {
-            number = static_cast<u32>(place - table.slots.data()) + 1;
+            number = static_cast<u32>(place - contexts.slots.data()) + 1;
             made->record.number = number;
             *place = std::move(made);
-            if (table.created++ == 0) {
+            if (contexts.created++ == 0) {
                 update_all_seen();
                 contexts_exist.store(true, std::memory_order_relaxed);
             }
@@ -166,7 +166,7 @@ u32 VIQ_context_use(u32 hContext) {
     if (called_by_handler())
         return VIQ_ERR_STATE;
     {
-        const std::lock_guard guard(table.lock);
+        const std::lock_guard guard(contexts.lock);
         owned_context *found = find_context(hContext);
         context *wanted = found != nullptr ? &found->record : nullptr;
         if (hContext != 0 && wanted == nullptr)
@@ -196,13 +196,13 @@ u32 VIQ_context_destroy(u32 hContext) {
     std::unique_ptr<owned_context> ended;
     bool busy = false;
     {
-        const std::lock_guard guard(table.lock);
+        const std::lock_guard guard(contexts.lock);
         owned_context *found = find_context(hContext);
         busy = found != nullptr && found->record.in_use && &found->record != bound_context;
         if (found != nullptr && !busy) {
             if (&found->record == bound_context)
                 bind_thread(nullptr);
-            ended = std::move(table.slots[hContext - 1]);
+            ended = std::move(contexts.slots[hContext - 1]);
         }
     }
     if (busy)
@@ -214,7 +214,7 @@ u32 VIQ_context_destroy(u32 hContext) {
         end_sequences_here(nullptr);
     }
     ended.reset();
-    const std::lock_guard guard(table.lock);
-    contexts_exist.store(--table.created != 0, std::memory_order_relaxed);
+    const std::lock_guard guard(contexts.lock);
+    contexts_exist.store(--contexts.created != 0, std::memory_order_relaxed);
     return success;
 }

@@ -88,7 +88,7 @@ template <class T> constexpr auto sequence_end_of() -> void (*)(void *, const tV
 }
 
 template <class T>
-constexpr object_rules rules_of = {make_object<T>, destroy_object_of<T>, sequence_end_of<T>()};
+inline constexpr object_rules rules_of = {make_object<T>, destroy_object_of<T>, sequence_end_of<T>()};
 
 // Declares `name`, a per_context<type>.
 #define VIQ_PER_CONTEXT(type, name)                                                                \

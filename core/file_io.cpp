@@ -44,12 +44,8 @@ void drop(file_sequence &state) {
 }
 
 void end_sequences(file_sequence &state, const tVIQ_Image *image) {
-    const bool ends = image == nullptr || state.sequence.in == image || state.sequence.out == image;
-    if (!ends || state.file == nullptr)
-        return;
-    drop(state);
-    if (state.draft[0] != '\0')
-        std::remove(state.draft);
+    if (image == nullptr || state.sequence.in == image || state.sequence.out == image)
+        drop(state);
 }
 
 u32 create_file(const char *function, file_sequence &state, const char *path, const char *mode) {
@@ -57,7 +53,6 @@ u32 create_file(const char *function, file_sequence &state, const char *path, co
     state.file.reset(std::fopen(path, mode));
     if (state.file == nullptr)
         return report(function, VIQ_ERR_OPEN, "Failed to create file");
-    std::snprintf(state.draft, sizeof state.draft, "%s", path);
     std::setvbuf(state.file.get(), nullptr, _IOFBF, buffer_size);
     return success;
 }

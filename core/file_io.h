@@ -29,13 +29,12 @@ u64 file_size(std::FILE *stream);
 struct file_sequence {
     strip_sequence sequence; // first, see sequence_place
     unique_stream file;
-    char draft[sizeof tVIQ_Image::outfilename] = {}; // the file while it is being written
 };
 
 // Ends the sequence and closes the file without a report.
 void drop(file_sequence &state);
 
-// The same if the image takes part in it; a file that is being written is removed.
+// The same if the image takes part in it. A file that is being written keeps what it has.
 void end_sequences(file_sequence &state, const tVIQ_Image *image);
 
 // Creates a file with the buffer of a writer, 16384 bytes.

@@ -40,8 +40,8 @@ struct start_state {
     bool started = false;      // so have the tables of the subsystems
 };
 
-constinit image_table table;
-constinit address_map<image_companion> companions;
+constinit image_table images;
+constinit address_map<image_companion> image_companions;
 constinit address_map<library_colourmap> colourmaps;
 VIQ_PER_CONTEXT(start_state, start);
 
@@ -63,7 +63,7 @@ void destroy_wavelet(image_companion &own);
 // it returns false. Objects of other threads must not be read: only what has been seen of them.
 template <class Visit> void visit_objects(Visit visit) {
     const bool alone = !has_contexts();
-    visit_values(companions, [&](const void *address, image_companion &own) {
+    visit_values(image_companions, [&](const void *address, image_companion &own) {
         auto &image = *static_cast<tVIQ_Image *>(const_cast<void *>(address));
         if (alone)
             store_seen(image, own);
@@ -97,7 +97,7 @@ u32 VIQ_image_create(void) {
     const bool no_memory = image->colourmap == nullptr;
     u32 handle = 0;
     if (!no_memory) {
-        const shared_lock guard(table.lock);
+        const shared_lock guard(images.lock);
         handle = free_slot();
         if (handle != 0)
             set_slot(handle, image);
@@ -147,11 +147,11 @@ u32 VIQ_image_destroy(u32 hImage) {
 namespace viq {
 
 tVIQ_Image *find_image(u32 handle) {
-    return handle < handle_slots ? table.slots[handle].load(std::memory_order_acquire) : nullptr;
+    return handle < handle_slots ? images.slots[handle].load(std::memory_order_acquire) : nullptr;
 }
 
 image_companion &companion(const tVIQ_Image &image) {
-    image_companion *own = find_value(companions, &image);
+    image_companion *own = find_value(image_companions, &image);
     if (own == nullptr) // images without one are never entered
         std::abort();
     return *own;
@@ -236,7 +236,7 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
     tVIQ_Image *old = nullptr;
     bool still_set = false;
     {
-        const shared_lock guard(table.lock);
+        const shared_lock guard(images.lock);
         old = find_image(handle);
         set_slot(handle, image);
         still_set = in_a_slot(old);
@@ -252,7 +252,7 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
         if (owns_data(*old))
             free_strip(*old);
         free_buffer(companion(*old));
-        remove_value(companions, old);
+        remove_value(image_companions, old);
     }
     return true;
 }
@@ -267,7 +267,7 @@ void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map) {
 }
 
 u32 handles_in_use() {
-    return table.slots_used.load(std::memory_order_acquire);
+    return images.slots_used.load(std::memory_order_acquire);
 }
 
 bool owns_data(const tVIQ_Image &image) {
@@ -407,8 +407,8 @@ void store_seen(const tVIQ_Image &image, image_companion &own) {
 
 // False: memory runs out.
 bool enter_companion(tVIQ_Image &image) {
-    if (find_value(companions, &image) == nullptr) {
-        image_companion *made = enter_value(companions, &image);
+    if (find_value(image_companions, &image) == nullptr) {
+        image_companion *made = enter_value(image_companions, &image);
         if (made == nullptr)
             return false;
         made->entered_in_report = running_report();
@@ -421,21 +421,21 @@ bool enter_companion(tVIQ_Image &image) {
 // The functions below require the lock of the table.
 
 u32 free_slot() {
-    for (u32 handle = table.first_candidate; handle <= last_handle; ++handle)
+    for (u32 handle = images.first_candidate; handle <= last_handle; ++handle)
         if (find_image(handle) == nullptr) {
-            table.first_candidate = handle;
+            images.first_candidate = handle;
             return handle;
         }
-    table.first_candidate = last_handle + 1;
+    images.first_candidate = last_handle + 1;
     return 0;
 }
 
 void set_slot(u32 handle, tVIQ_Image *image) {
-    table.slots[handle].store(image, std::memory_order_release);
+    images.slots[handle].store(image, std::memory_order_release);
     if (handle >= handles_in_use())
-        table.slots_used.store(handle + 1, std::memory_order_release);
-    if (image == nullptr && handle < table.first_candidate)
-        table.first_candidate = handle;
+        images.slots_used.store(handle + 1, std::memory_order_release);
+    if (image == nullptr && handle < images.first_candidate)
+        images.first_candidate = handle;
 }
 
 bool in_a_slot(const tVIQ_Image *image) {
@@ -448,7 +448,7 @@ bool in_a_slot(const tVIQ_Image *image) {
 // Removes the image from all handles that refer to it, so that no other thread can destroy it too.
 // Null if there is no image or a call of another context is using it.
 tVIQ_Image *take_from_slots(u32 handle) {
-    const shared_lock guard(table.lock);
+    const shared_lock guard(images.lock);
     tVIQ_Image *image = find_image(handle);
     if (image == nullptr)
         return nullptr;
@@ -491,7 +491,7 @@ void destroy_object(tVIQ_Image *image) {
     free_buffer(own);
     tVIQ_Colour *maps[] = {image->colourmap, own.colourmap};
     const bool made_here = own.made_here;
-    remove_value(companions, image);
+    remove_value(image_companions, image);
     for (tVIQ_Colour *map : maps)
         release_colourmap(map);
     if (made_here)
@@ -500,7 +500,7 @@ void destroy_object(tVIQ_Image *image) {
 
 // An object that no handle refers to because a caller has replaced it; null: there is none.
 tVIQ_Image *find_orphan() {
-    const shared_lock guard(table.lock);
+    const shared_lock guard(images.lock);
     tVIQ_Image *orphan = nullptr;
     visit_objects([&](tVIQ_Image &image, const image_companion &own) {
         if (own.orphaned)

@@ -34,7 +34,7 @@ struct record_companion {
     std::atomic<const void *> seen_data = nullptr; // for other threads, as in core/image.h
 };
 
-constinit address_map<record_companion> companions;
+constinit address_map<record_companion> record_companions;
 
 record_companion *companion_of(const Tjpeg &record);
 bool owns(const Tjpeg &record);
@@ -225,7 +225,7 @@ void take_file(Tjpeg &record, std::FILE *file) {
 }
 
 void drop_file(Tjpeg &record) {
-    const record_companion *own = find_value(companions, &record);
+    const record_companion *own = find_value(record_companions, &record);
     if (own != nullptr && record.file != nullptr && record.file == own->file)
         std::fclose(record.file);
     take_file(record, nullptr);
@@ -377,11 +377,11 @@ namespace {
 
 // Null when memory runs out.
 record_companion *companion_of(const Tjpeg &record) {
-    return enter_value(companions, &record);
+    return enter_value(record_companions, &record);
 }
 
 bool owns(const Tjpeg &record) {
-    const record_companion *own = find_value(companions, &record);
+    const record_companion *own = find_value(record_companions, &record);
     return record.data != nullptr && own != nullptr && record.data == own->buffer.get();
 }
 
@@ -439,7 +439,7 @@ bool reallocate(Tjpeg &record, u64 size) {
 bool shared_data(const Tjpeg &record) {
     bool shared = false;
     if (has_contexts()) {
-        visit_values(companions, [&](const void *other, const record_companion &own) {
+        visit_values(record_companions, [&](const void *other, const record_companion &own) {
             shared = other != &record && own.seen_data == record.data;
             return !shared;
         });
@@ -472,11 +472,11 @@ void release_data(Tjpeg &record) {
 // Records that a caller has allocated are not freed, files that a caller has set are not closed.
 void forget(Tjpeg &record) {
     drop_file(record);
-    const record_companion *own = find_value(companions, &record);
+    const record_companion *own = find_value(record_companions, &record);
     if (own == nullptr)
         return;
     const bool made_here = own->made_here;
-    remove_value(companions, &record);
+    remove_value(record_companions, &record);
     if (made_here)
         std::free(&record);
 }

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Everything that must hold before a change is shared: the tests in the release build and under the
-# sanitizers, the builds with clang and for 32-bit Windows, formatting. With --quick only the
-# release build and its tests. The last lines name what failed or was skipped; the very last one
-# counts.
+# address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
+# with clang and for 32-bit Windows, formatting. With --quick only the release build and its tests.
+# The last lines name what failed or was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 
@@ -96,6 +96,7 @@ else
     check "formatting" formatting
     build_and_test release
     build_and_test asan
+    build_and_test tsan
     check "clang build" build clang -D VIQ_TESTS=OFF
     if ! command -v wine >/dev/null; then
         check "windows build" build windows

@@ -72,9 +72,9 @@ VIQ_API uint32_t VIQ_context_use(uint32_t hContext);
 VIQ_API uint32_t VIQ_context_current(void);
 
 /**
- * Destroys a context: ends what is under way in it, closes its files, removes the files that it has
- * begun to write, frees its tables and objects. Images are not destroyed. If it is the calling
- * thread's own, the thread is bound to context 0 afterwards.
+ * Destroys a context: ends what is under way in it, closes its files, frees its tables and objects. A
+ * file that is being written keeps the lines that it has, as after VIQ_STRIP_FINISH. Images are not
+ * destroyed. If it is the calling thread's own context, the thread is bound to context 0 afterwards.
  *
  * @param hContext  a context; context 0 cannot be destroyed
  * @return 0, or:

@@ -15,7 +15,7 @@ extern "C" {
 /**
  * @defgroup viq_conv_lut Conversion lookup tables
  *
- * Six tables hold precomputed results of conversions. The library has one table of each type; it
+ * Six tables hold precomputed results of conversions. Every context has one table of each type; it
  * exists from its generation or loading until it is destroyed.
  *
  * | Type (VIQ_CONV_LUT_...) | From       | To           | Entries          | Index of an entry |

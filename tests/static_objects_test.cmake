@@ -1,0 +1,54 @@
+# All objects of the library that can change are declared with VIQ_PER_CONTEXT, which adds the suffix
+# _of_process to the name of context 0's object, or stand in this list with the reason why threads
+# can share them.
+
+cmake_policy(VERSION 3.25)
+
+set(shared
+    "images"             # handles: looked up without a lock, changed under one
+    "image_companions"   # maps that are searched without a lock
+    "record_companions"
+    "colourmaps"
+    "live_instances"
+    "contexts"           # changed under their lock
+    "hues"               # made once
+    "selected"           # the instruction set, selected once
+    "counts"             # of allocations: atomic sums
+    "reports_made"       # atomic
+    "contexts_exist"     # atomic
+    "bound_context"      # of each thread
+    "releases"           # of each thread
+)
+set(of_compiler "completed.0|DW.ref.*|__.*|_DYNAMIC|_GLOBAL_OFFSET_TABLE_")
+
+execute_process(COMMAND ${OBJDUMP} -t -C ${LIBRARY} OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE ";" "," listing "${listing}")
+string(REGEX MATCHALL "[^\n]* O [.a-z_]+\t[^\n]*" rows "${listing}")
+set(declared 0)
+set(objects 0)
+set(unexplained)
+foreach(row IN LISTS rows)
+    string(REGEX MATCH " O ([.a-z_]+)\t[0-9a-f]+ +(.hidden )?(.*)$" row "${row}")
+    set(section ${CMAKE_MATCH_1})
+    set(name "${CMAKE_MATCH_3}")
+    string(REGEX REPLACE "^.*::" "" last "${name}")
+    if(last MATCHES "^(${of_compiler})$")
+        continue()
+    elseif(section STREQUAL "viq_context")
+        math(EXPR declared "${declared} + 1")
+    elseif(NOT section MATCHES "^\\.(data|bss|tdata|tbss)$")
+        continue()
+    elseif(last MATCHES "_of_process$")
+        math(EXPR objects "${objects} + 1")
+    elseif(NOT last IN_LIST shared)
+        list(APPEND unexplained "${section} ${name}")
+    endif()
+endforeach()
+if(unexplained)
+    list(JOIN unexplained "\n" lines)
+    message(FATAL_ERROR "All threads share these objects:\n${lines}")
+endif()
+if(declared EQUAL 0 OR NOT declared EQUAL objects)
+    message(FATAL_ERROR "${declared} declarations with VIQ_PER_CONTEXT, but ${objects} objects of context 0")
+endif()
+message(STATUS "${declared} objects in every context")
