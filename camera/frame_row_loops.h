@@ -1,0 +1,262 @@
+// The row kernels of camera frames as plain loops. Every instruction set compiles its own copy.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "camera/frame_rows.h"
+#include "core/byte_order.h"
+
+namespace viq {
+
+// ---- Bytes and words
+
+VIQ_FORMULA u32 load_little_word(const u8 *bytes) {
+    if constexpr (host_order == endian::little)
+        return load_word(bytes);
+    return bytes[0] | static_cast<u32>(bytes[1]) << 8;
+}
+
+VIQ_FORMULA void store_little_word(u8 *bytes, u32 value) {
+    if constexpr (host_order == endian::little) {
+        store_word(bytes, value);
+    } else {
+        bytes[0] = static_cast<u8>(value);
+        bytes[1] = static_cast<u8>(value >> 8);
+    }
+}
+
+template <u32 size>
+[[maybe_unused]] static void unpack_bytes(const u8 *frame, u32, u8 *line, u32 pixels) {
+    std::memcpy(line, frame, std::size_t{size} * pixels);
+}
+
+template <u32 size>
+[[maybe_unused]] static void pack_bytes(const u8 *line, u8 *frame, u32, u32 pixels) {
+    std::memcpy(frame, line, std::size_t{size} * pixels);
+}
+
+constexpr u32 low_mask(u32 bits) {
+    return (1u << bits) - 1;
+}
+
+template <u32 bits>
+[[maybe_unused]] static void unpack_words(const u8 *frame, u32, u8 *line, u32 pixels) {
+    for (std::size_t x = 0; x < pixels; ++x)
+        store_word(line + 2 * x, load_little_word(frame + 2 * x) & low_mask(bits));
+}
+
+template <u32 bits>
+[[maybe_unused]] static void pack_words(const u8 *line, u8 *frame, u32, u32 pixels) {
+    for (std::size_t x = 0; x < pixels; ++x)
+        store_little_word(frame + 2 * x, load_word(line + 2 * x) & low_mask(bits));
+}
+
+// ---- Samples that share bytes
+
+enum class sample_order { lsb, gige };
+
+template <sample_order order, u32 bits> constexpr packing_shape shape_of_samples() {
+    if (order == sample_order::gige)
+        return {2, 3, bits, false};
+    return {bits == 12 ? 2u : 4u, bits == 12 ? 3u : bits / 2, bits, false};
+}
+
+// Sample n of a unit.
+template <sample_order order, u32 bits> VIQ_FORMULA u32 get_sample(const u8 *unit, u32 n) {
+    if constexpr (order == sample_order::lsb) {
+        const u32 shift = n * bits % 8;
+        const u8 *at = unit + n * bits / 8;
+        u32 value = at[0] | static_cast<u32>(at[1]) << 8;
+        if (shift + bits > 16)
+            value |= static_cast<u32>(at[2]) << 16;
+        return value >> shift & low_mask(bits);
+    }
+    constexpr u32 low = bits - 8;
+    return static_cast<u32>(unit[2 * n]) << low |
+           (static_cast<u32>(unit[1]) >> 4 * n & low_mask(low));
+}
+
+// Samples are stored in ascending order: the first one in a byte clears the bits of the others.
+template <sample_order order, u32 bits> VIQ_FORMULA void put_sample(u8 *unit, u32 n, u32 word) {
+    const u32 sample = word & low_mask(bits);
+    if constexpr (order == sample_order::lsb) {
+        const u32 shift = n * bits % 8;
+        const u32 value = sample << shift;
+        u8 *at = unit + n * bits / 8;
+        at[0] = static_cast<u8>(value | (shift != 0 ? at[0] : 0u));
+        at[1] = static_cast<u8>(value >> 8);
+        if (shift + bits > 16)
+            at[2] = static_cast<u8>(value >> 16);
+    } else {
+        constexpr u32 low = bits - 8;
+        const u32 nibble = (sample & low_mask(low)) << 4 * n;
+        unit[2 * n] = static_cast<u8>(sample >> low);
+        unit[1] = static_cast<u8>(nibble | (n != 0 ? unit[1] : 0u));
+    }
+}
+
+// The pixels of a line before its first whole unit.
+VIQ_FORMULA u32 pixels_before_unit(const packing_shape &shape, u32 first, u32 pixels) {
+    return first == 0 ? 0 : std::min(shape.unit_pixels - first, pixels);
+}
+
+template <sample_order order, u32 bits>
+VIQ_FORMULA void unpack_from(const u8 *unit, u32 first, u8 *line, u32 pixels) {
+    constexpr packing_shape shape = shape_of_samples<order, bits>();
+    const u32 head = pixels_before_unit(shape, first, pixels);
+    for (u32 n = 0; n < head; ++n, line += 2)
+        store_word(line, get_sample<order, bits>(unit, first + n));
+    if (first != 0)
+        unit += shape.unit_bytes;
+    u32 x = head;
+    for (; pixels - x >= shape.unit_pixels; x += shape.unit_pixels, unit += shape.unit_bytes)
+        for (u32 n = 0; n < shape.unit_pixels; ++n, line += 2)
+            store_word(line, get_sample<order, bits>(unit, n));
+    for (u32 n = 0; x < pixels; ++x, ++n, line += 2)
+        store_word(line, get_sample<order, bits>(unit, n));
+}
+
+template <sample_order order, u32 bits>
+VIQ_FORMULA void pack_from(const u8 *line, u8 *unit, u32 first, u32 pixels) {
+    constexpr packing_shape shape = shape_of_samples<order, bits>();
+    const u32 head = pixels_before_unit(shape, first, pixels);
+    for (u32 n = 0; n < head; ++n, line += 2)
+        put_sample<order, bits>(unit, first + n, load_word(line));
+    if (first != 0)
+        unit += shape.unit_bytes;
+    u32 x = head;
+    for (; pixels - x >= shape.unit_pixels; x += shape.unit_pixels, unit += shape.unit_bytes)
+        for (u32 n = 0; n < shape.unit_pixels; ++n, line += 2)
+            put_sample<order, bits>(unit, n, load_word(line));
+    for (u32 n = 0; x < pixels; ++x, ++n, line += 2)
+        put_sample<order, bits>(unit, n, load_word(line));
+}
+
+template <sample_order order, u32 bits>
+[[maybe_unused]] static void unpack_samples(const u8 *frame, u32 first, u8 *line, u32 pixels) {
+    unpack_from<order, bits>(frame, first, line, pixels);
+}
+
+template <sample_order order, u32 bits>
+[[maybe_unused]] static void pack_samples(const u8 *line, u8 *frame, u32 first, u32 pixels) {
+    pack_from<order, bits>(line, frame, first, pixels);
+}
+
+// ---- YUV
+
+VIQ_FORMULA void swap_bytes_from(const u8 *source, u8 *target, u32 pixels) {
+    for (std::size_t x = 0; x < pixels; ++x) {
+        const u32 word = load_word(source + 2 * x);
+        store_word(target + 2 * x, word >> 8 | word << 8);
+    }
+}
+
+[[maybe_unused]] static void unpack_uyvy(const u8 *frame, u32, u8 *line, u32 pixels) {
+    swap_bytes_from(frame, line, pixels);
+}
+
+[[maybe_unused]] static void pack_uyvy(const u8 *line, u8 *frame, u32, u32 pixels) {
+    swap_bytes_from(line, frame, pixels);
+}
+
+[[maybe_unused]] static void unpack_uyyvyy(const u8 *frame, u32, u8 *line, u32 pixels) {
+    for (u32 x = 0; x < pixels; x += 4, frame += 6, line += 8) {
+        const u8 u = frame[0];
+        const u8 v = frame[3];
+        const u8 pairs[8] = {frame[1], u, frame[2], v, frame[4], u, frame[5], v};
+        std::memcpy(line, pairs, sizeof pairs);
+    }
+}
+
+VIQ_FORMULA u8 rounded_mean(u32 a, u32 b) {
+    return static_cast<u8>((a + b + 1) >> 1);
+}
+
+[[maybe_unused]] static void pack_uyyvyy(const u8 *line, u8 *frame, u32, u32 pixels) {
+    for (u32 x = 0; x < pixels; x += 4, frame += 6, line += 8) {
+        const u8 unit[6] = {rounded_mean(line[1], line[5]), line[0], line[2],
+                            rounded_mean(line[3], line[7]), line[4], line[6]};
+        std::memcpy(frame, unit, sizeof unit);
+    }
+}
+
+// ---- RGB
+
+// Exchanges the outer fields.
+VIQ_FORMULA u32 mirror_565(u32 word) {
+    return (word & 0x1F) << 11 | (word & 0x07E0) | word >> 11;
+}
+
+[[maybe_unused]] static void unpack_565(const u8 *frame, u32, u8 *line, u32 pixels) {
+    for (std::size_t x = 0; x < pixels; ++x)
+        store_word(line + 2 * x, mirror_565(load_little_word(frame + 2 * x)));
+}
+
+[[maybe_unused]] static void pack_565(const u8 *line, u8 *frame, u32, u32 pixels) {
+    for (std::size_t x = 0; x < pixels; ++x)
+        store_little_word(frame + 2 * x, mirror_565(load_word(line + 2 * x)));
+}
+
+// The upper 8 bits of each sample.
+template <u32 bits>
+[[maybe_unused]] static void unpack_three_words(const u8 *frame, u32, u8 *line, u32 pixels) {
+    for (std::size_t n = 0; n < std::size_t{3} * pixels; ++n)
+        line[n] = static_cast<u8>(load_little_word(frame + 2 * n) >> (bits - 8));
+}
+
+// The low bits repeat the high ones, so that 255 becomes the largest sample.
+template <u32 bits>
+[[maybe_unused]] static void pack_three_words(const u8 *line, u8 *frame, u32, u32 pixels) {
+    for (std::size_t n = 0; n < std::size_t{3} * pixels; ++n) {
+        const u32 value = line[n];
+        store_little_word(frame + 2 * n, value << (bits - 8) | value >> (16 - bits));
+    }
+}
+
+// ---- The table
+
+[[maybe_unused]] static constexpr frame_kernels frame_loops = {
+    .unpack = {unpack_bytes<1>,
+               unpack_bytes<3>,
+               unpack_bytes<4>,
+               unpack_bytes<2>,
+               unpack_uyvy,
+               unpack_uyyvyy,
+               unpack_words<10>,
+               unpack_words<12>,
+               unpack_words<14>,
+               unpack_words<16>,
+               unpack_samples<sample_order::lsb, 10>,
+               unpack_samples<sample_order::lsb, 12>,
+               unpack_samples<sample_order::lsb, 14>,
+               unpack_samples<sample_order::gige, 10>,
+               unpack_samples<sample_order::gige, 12>,
+               unpack_565,
+               unpack_three_words<10>,
+               unpack_three_words<12>,
+               unpack_three_words<14>,
+               unpack_three_words<16>},
+    .pack = {pack_bytes<1>,
+             pack_bytes<3>,
+             pack_bytes<4>,
+             pack_bytes<2>,
+             pack_uyvy,
+             pack_uyyvyy,
+             pack_words<10>,
+             pack_words<12>,
+             pack_words<14>,
+             pack_words<16>,
+             pack_samples<sample_order::lsb, 10>,
+             pack_samples<sample_order::lsb, 12>,
+             pack_samples<sample_order::lsb, 14>,
+             pack_samples<sample_order::gige, 10>,
+             pack_samples<sample_order::gige, 12>,
+             pack_565,
+             pack_three_words<10>,
+             pack_three_words<12>,
+             pack_three_words<14>,
+             pack_three_words<16>}};
+
+} // namespace viq
