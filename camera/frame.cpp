@@ -301,8 +301,9 @@ verdict check_memory(const strip_call &call, const frame_memory &frame) {
         return buffer != nullptr &&
                (other >= start ? other - start < frame.size : start - other < size);
     };
-    if (overlaps(own.buffer, own.buffer_size) ||
-        overlaps(image.data, strip_size(image, image.lines_per_strip)))
+    const bool overlaps_callers_buffer =
+        !owns_data(image) && overlaps(image.data, strip_size(image, image.lines_per_strip));
+    if (overlaps_callers_buffer || overlaps(own.buffer, own.buffer_size))
         return stop_with(report(call.name, VIQ_ERR_PARAMETER, "Frame and image share memory"));
     return proceed;
 }

@@ -214,10 +214,11 @@ VIQ_API uint32_t VIQ_frame_pack(void *pFrame, uint64_t qwBytes, uint32_t dwPixel
 /**
  * @defgroup viq_bayer Colour-filter mosaics
  *
- * A VIQ_RGGB32 image holds one byte a pixel: the sample of one colour. The whole picture is
- * processed as one strip: the lines per strip of the input become its height, and its buffer must
- * hold that many lines. If the lines per strip are 0, VIQ_BAY_RGB24_to_RGGB32 and
- * VIQ_BAY_RGGB32_map_to_RGB24 only copy the parameters.
+ * A VIQ_RGGB32 image holds one byte a pixel: the sample of one colour. Deeper mosaics are VIQ_Y16
+ * images, which VIQ_BAY_apply_gains turns into VIQ_RGGB32. The whole picture is processed as one
+ * strip: the lines per strip of the input become its height, and its buffer must hold that many
+ * lines. If the lines per strip are 0, VIQ_BAY_RGB24_to_RGGB32, VIQ_BAY_RGGB32_map_to_RGB24 and
+ * VIQ_BAY_apply_gains only copy the parameters.
  *
  * The mosaic that VIQ_BAY_RGB24_to_RGGB32 makes and the map functions expect has red, green, red,
  * ... on even lines and green, blue, green, ... on odd lines; the top line is line 0.
@@ -276,6 +277,54 @@ VIQ_API uint32_t VIQ_BAY_RGGB32_to_BGRX32(uint32_t hInImage, uint32_t hOutImage,
 /** Demosaics to VIQ_RGB16, as VIQ_BAY_RGGB32_to_BGRX32. */
 VIQ_API uint32_t VIQ_BAY_RGGB32_to_RGB16(uint32_t hInImage, uint32_t hOutImage, uint16_t wScheme,
                                          uint16_t wPixelColour, uint16_t wStripCommand);
+
+/**
+ * Measures the gains that make the means of red, green and blue equal (grey world). The strip in
+ * the image is measured in cells of 2 x 2 samples; cells that contain the largest possible sample
+ * are not counted. The colour with the largest mean gets gain 1, so that white stays white. A
+ * colour whose samples do not exceed the black level gets gain 1.
+ *
+ * @param hInImage      the mosaic, VIQ_RGGB32, or VIQ_Y16 with its data width
+ * @param wPixelColour  position of the colours on the first two lines of the strip, as
+ *     VIQ_BAY_RGGB32_to_BGRX32
+ * @param wBlackLevel   the sample value of no light, which is subtracted
+ * @param pGains        receives 3 gains, red, green, blue: 4.12 fixed point, 4096 is 1; at most
+ *     65535
+ * @par Errors
+ * - VIQ_ERR_UNSUPPORTED|format "Unsupported image format"
+ * - VIQ_ERR_UNSUPPORTED "Invalid Bayer Pixel Colour"
+ * - VIQ_ERR_PARAMETER "Black level is not below the largest sample"
+ */
+VIQ_API uint32_t VIQ_BAY_grey_world_gains(uint32_t hInImage, uint16_t wPixelColour,
+                                          uint16_t wBlackLevel, uint16_t *pGains);
+
+/**
+ * Applies black level, white balance and gamma to a mosaic and makes a VIQ_RGGB32 of it, which is
+ * then demosaiced with the same pixel colour. With the largest possible sample m and the gain g of
+ * its colour, a sample s becomes
+ *
+ *     255 x clamp((s - black level) / (m - black level) x g / 4096, 0, 1) ^ (100 / gamma)
+ *
+ * rounded to the nearest integer. The values are computed in floating point, once for each value
+ * of a sample.
+ *
+ * @param hInImage       the mosaic, VIQ_RGGB32, or VIQ_Y16 with its data width; bits above it are
+ *     ignored
+ * @param hOutImage      output
+ * @param wPixelColour   position of the colours, as VIQ_BAY_RGGB32_to_BGRX32
+ * @param wBlackLevel    the sample value of no light
+ * @param pGains         3 gains, red, green, blue: 4.12 fixed point, 4096 is 1
+ * @param wGamma         gamma in hundredths, 25 to 400; 100 is linear, 220 suits screens
+ * @param wStripCommand  strip command
+ * @par Errors
+ * - VIQ_ERR_UNSUPPORTED|format "Unsupported image format"
+ * - VIQ_ERR_UNSUPPORTED "Invalid Bayer Pixel Colour"
+ * - VIQ_ERR_PARAMETER "Black level is not below the largest sample"
+ * - VIQ_ERR_PARAMETER "Gamma not between 25 and 400"
+ */
+VIQ_API uint32_t VIQ_BAY_apply_gains(uint32_t hInImage, uint32_t hOutImage, uint16_t wPixelColour,
+                                     uint16_t wBlackLevel, const uint16_t *pGains, uint16_t wGamma,
+                                     uint16_t wStripCommand);
 
 /** @} */
 
