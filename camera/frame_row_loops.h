@@ -41,23 +41,14 @@ constexpr u32 low_mask(u32 bits) {
     return (1u << bits) - 1;
 }
 
-template <u32 bits>
-[[maybe_unused]] static void unpack_words(const u8 *frame, u32, u8 *line, u32 pixels) {
-    for (std::size_t x = 0; x < pixels; ++x)
-        store_word(line + 2 * x, load_little_word(frame + 2 * x) & low_mask(bits));
-}
+// ---- Samples of more than 8 bits
 
-template <u32 bits>
-[[maybe_unused]] static void pack_words(const u8 *line, u8 *frame, u32, u32 pixels) {
-    for (std::size_t x = 0; x < pixels; ++x)
-        store_little_word(frame + 2 * x, load_word(line + 2 * x) & low_mask(bits));
-}
-
-// ---- Samples that share bytes
-
-enum class sample_order { lsb, gige };
+// The packings of the same names.
+enum class sample_order { words, lsb, gige };
 
 template <sample_order order, u32 bits> constexpr packing_shape shape_of_samples() {
+    if (order == sample_order::words)
+        return {1, 2, bits, false};
     if (order == sample_order::gige)
         return {2, 3, bits, false};
     return {bits == 12 ? 2u : 4u, bits == 12 ? 3u : bits / 2, bits, false};
@@ -65,6 +56,8 @@ template <sample_order order, u32 bits> constexpr packing_shape shape_of_samples
 
 // Sample n of a unit.
 template <sample_order order, u32 bits> VIQ_FORMULA u32 get_sample(const u8 *unit, u32 n) {
+    if constexpr (order == sample_order::words)
+        return load_little_word(unit) & low_mask(bits);
     if constexpr (order == sample_order::lsb) {
         const u32 shift = n * bits % 8;
         const u8 *at = unit + n * bits / 8;
@@ -81,7 +74,9 @@ template <sample_order order, u32 bits> VIQ_FORMULA u32 get_sample(const u8 *uni
 // Samples are stored in ascending order: the first one in a byte clears the bits of the others.
 template <sample_order order, u32 bits> VIQ_FORMULA void put_sample(u8 *unit, u32 n, u32 word) {
     const u32 sample = word & low_mask(bits);
-    if constexpr (order == sample_order::lsb) {
+    if constexpr (order == sample_order::words) {
+        store_little_word(unit, sample);
+    } else if constexpr (order == sample_order::lsb) {
         const u32 shift = n * bits % 8;
         const u32 value = sample << shift;
         u8 *at = unit + n * bits / 8;
@@ -102,36 +97,49 @@ VIQ_FORMULA u32 pixels_before_unit(const packing_shape &shape, u32 first, u32 pi
     return first == 0 ? 0 : std::min(shape.unit_pixels - first, pixels);
 }
 
-template <sample_order order, u32 bits>
-VIQ_FORMULA void unpack_from(const u8 *unit, u32 first, u8 *line, u32 pixels) {
+// Visits the pixels of a line: unit(offset, x) for the whole units, which start at pixel x, and
+// sample(offset, n, x) for the other pixels x, which are sample n of the unit at this offset.
+template <sample_order order, u32 bits, class Unit, class Sample>
+VIQ_FORMULA void walk_line(u32 first, u32 pixels, Unit unit, Sample sample) {
     constexpr packing_shape shape = shape_of_samples<order, bits>();
     const u32 head = pixels_before_unit(shape, first, pixels);
-    for (u32 n = 0; n < head; ++n, line += 2)
-        store_word(line, get_sample<order, bits>(unit, first + n));
-    if (first != 0)
-        unit += shape.unit_bytes;
-    u32 x = head;
-    for (; pixels - x >= shape.unit_pixels; x += shape.unit_pixels, unit += shape.unit_bytes)
-        for (u32 n = 0; n < shape.unit_pixels; ++n, line += 2)
-            store_word(line, get_sample<order, bits>(unit, n));
-    for (u32 n = 0; x < pixels; ++x, ++n, line += 2)
-        store_word(line, get_sample<order, bits>(unit, n));
+    for (u32 n = 0; n < head; ++n)
+        sample(std::size_t{0}, first + n, std::size_t{n});
+    const std::size_t start = first != 0 ? shape.unit_bytes : 0;
+    const std::size_t units = (pixels - head) / shape.unit_pixels;
+    for (std::size_t number = 0; number < units; ++number)
+        unit(start + number * shape.unit_bytes, head + number * shape.unit_pixels);
+    const std::size_t rest = head + units * shape.unit_pixels;
+    for (u32 n = 0; rest + n < pixels; ++n)
+        sample(start + units * shape.unit_bytes, n, rest + n);
 }
 
 template <sample_order order, u32 bits>
-VIQ_FORMULA void pack_from(const u8 *line, u8 *unit, u32 first, u32 pixels) {
+VIQ_FORMULA void unpack_from(const u8 *frame, u32 first, u8 *line, u32 pixels) {
+    const auto unit = [=](std::size_t offset, std::size_t x) {
+        for (u32 n = 0; n < shape_of_samples<order, bits>().unit_pixels; ++n)
+            store_word(line + 2 * (x + n), get_sample<order, bits>(frame + offset, n));
+    };
+    const auto sample = [=](std::size_t offset, u32 n, std::size_t x) {
+        store_word(line + 2 * x, get_sample<order, bits>(frame + offset, n));
+    };
+    walk_line<order, bits>(first, pixels, unit, sample);
+}
+
+template <sample_order order, u32 bits>
+VIQ_FORMULA void pack_from(const u8 *line, u8 *frame, u32 first, u32 pixels) {
     constexpr packing_shape shape = shape_of_samples<order, bits>();
-    const u32 head = pixels_before_unit(shape, first, pixels);
-    for (u32 n = 0; n < head; ++n, line += 2)
-        put_sample<order, bits>(unit, first + n, load_word(line));
-    if (first != 0)
-        unit += shape.unit_bytes;
-    u32 x = head;
-    for (; pixels - x >= shape.unit_pixels; x += shape.unit_pixels, unit += shape.unit_bytes)
-        for (u32 n = 0; n < shape.unit_pixels; ++n, line += 2)
-            put_sample<order, bits>(unit, n, load_word(line));
-    for (u32 n = 0; x < pixels; ++x, ++n, line += 2)
-        put_sample<order, bits>(unit, n, load_word(line));
+    // In a local array, bytes that two samples share stay in registers.
+    const auto unit = [=](std::size_t offset, std::size_t x) {
+        u8 packed[shape.unit_bytes];
+        for (u32 n = 0; n < shape.unit_pixels; ++n)
+            put_sample<order, bits>(packed, n, load_word(line + 2 * (x + n)));
+        std::memcpy(frame + offset, packed, sizeof packed);
+    };
+    const auto sample = [=](std::size_t offset, u32 n, std::size_t x) {
+        put_sample<order, bits>(frame + offset, n, load_word(line + 2 * x));
+    };
+    walk_line<order, bits>(first, pixels, unit, sample);
 }
 
 template <sample_order order, u32 bits>
@@ -224,10 +232,10 @@ template <u32 bits>
                unpack_bytes<2>,
                unpack_uyvy,
                unpack_uyyvyy,
-               unpack_words<10>,
-               unpack_words<12>,
-               unpack_words<14>,
-               unpack_words<16>,
+               unpack_samples<sample_order::words, 10>,
+               unpack_samples<sample_order::words, 12>,
+               unpack_samples<sample_order::words, 14>,
+               unpack_samples<sample_order::words, 16>,
                unpack_samples<sample_order::lsb, 10>,
                unpack_samples<sample_order::lsb, 12>,
                unpack_samples<sample_order::lsb, 14>,
@@ -244,10 +252,10 @@ template <u32 bits>
              pack_bytes<2>,
              pack_uyvy,
              pack_uyyvyy,
-             pack_words<10>,
-             pack_words<12>,
-             pack_words<14>,
-             pack_words<16>,
+             pack_samples<sample_order::words, 10>,
+             pack_samples<sample_order::words, 12>,
+             pack_samples<sample_order::words, 14>,
+             pack_samples<sample_order::words, 16>,
              pack_samples<sample_order::lsb, 10>,
              pack_samples<sample_order::lsb, 12>,
              pack_samples<sample_order::lsb, 14>,

@@ -1,5 +1,5 @@
-// AVX2 row kernels of camera frames: 16 samples that share bytes at a time. The other packings use
-// the loops, which the compiler vectorises.
+// AVX2 row kernels of camera frames: 16 samples of more than 8 bits at a time. The other packings
+// use the loops, which the compiler vectorises.
 //
 // A lane holds 8 samples, which occupy as many bytes in the frame as a sample has bits. The lower
 // lane is loaded from the start of the 16 samples, the upper one so that it ends with the last
@@ -85,7 +85,9 @@ template <u32 bits> VIQ_FORMULA bytes32 load_gige(const u8 *frame) {
 }
 
 template <sample_order order, u32 bits> VIQ_FORMULA bytes32 load_samples(const u8 *frame) {
-    if constexpr (order == sample_order::gige)
+    if constexpr (order == sample_order::words)
+        return _mm256_and_si256(load_256(frame), splat16(low_mask(bits)));
+    else if constexpr (order == sample_order::gige)
         return load_gige<bits>(frame);
     else if constexpr (bits <= 12)
         return load_lsb_in_words<bits>(frame);
@@ -135,13 +137,22 @@ template <u32 bits> VIQ_FORMULA void store_gige(u8 *frame, bytes32 samples) {
 
 template <sample_order order, u32 bits> VIQ_FORMULA void store_samples(u8 *frame, bytes32 words) {
     const bytes32 samples = _mm256_and_si256(words, splat16(low_mask(bits)));
-    if constexpr (order == sample_order::gige)
+    if constexpr (order == sample_order::words)
+        store_256(frame, samples);
+    else if constexpr (order == sample_order::gige)
         store_gige<bits>(frame, samples);
     else
         store_lsb<bits>(frame, samples);
 }
 
 // ---- Rows
+
+// Frames exceed the caches: without prefetching, the loop waits for the lines that it writes.
+VIQ_FORMULA void prefetch_ahead(const u8 *read, const u8 *written) {
+    constexpr std::size_t distance = 1024;
+    _mm_prefetch(reinterpret_cast<const char *>(read) + distance, _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char *>(written) + distance, _MM_HINT_T0);
+}
 
 template <sample_order order, u32 bits>
 void unpack_blocks(const u8 *frame, u32 first, u8 *line, u32 pixels) {
@@ -152,9 +163,12 @@ void unpack_blocks(const u8 *frame, u32 first, u8 *line, u32 pixels) {
         unpack_from<order, bits>(frame, first, line, x);
         frame += shape.unit_bytes;
     }
-    for (; pixels - x >= block_samples; x += block_samples, frame += block_bytes)
-        store_256(line + std::size_t{2} * x, load_samples<order, bits>(frame));
-    unpack_from<order, bits>(frame, 0, line + std::size_t{2} * x, pixels - x);
+    line += std::size_t{2} * x;
+    for (; pixels - x >= block_samples; x += block_samples, frame += block_bytes, line += 32) {
+        prefetch_ahead(frame, line);
+        store_256(line, load_samples<order, bits>(frame));
+    }
+    unpack_from<order, bits>(frame, 0, line, pixels - x);
 }
 
 template <sample_order order, u32 bits>
@@ -166,9 +180,12 @@ void pack_blocks(const u8 *line, u8 *frame, u32 first, u32 pixels) {
         pack_from<order, bits>(line, frame, first, x);
         frame += shape.unit_bytes;
     }
-    for (; pixels - x >= block_samples; x += block_samples, frame += block_bytes)
-        store_samples<order, bits>(frame, load_256(line + std::size_t{2} * x));
-    pack_from<order, bits>(line + std::size_t{2} * x, frame, 0, pixels - x);
+    line += std::size_t{2} * x;
+    for (; pixels - x >= block_samples; x += block_samples, frame += block_bytes, line += 32) {
+        prefetch_ahead(line, frame);
+        store_samples<order, bits>(frame, load_256(line));
+    }
+    pack_from<order, bits>(line, frame, 0, pixels - x);
 }
 
 template <sample_order order, u32 bits>
@@ -179,6 +196,10 @@ constexpr void use_blocks(frame_kernels &kernels, frame_packing packing) {
 
 constexpr frame_kernels make_kernels() {
     frame_kernels kernels = frame_loops;
+    use_blocks<sample_order::words, 10>(kernels, frame_packing::words_10);
+    use_blocks<sample_order::words, 12>(kernels, frame_packing::words_12);
+    use_blocks<sample_order::words, 14>(kernels, frame_packing::words_14);
+    use_blocks<sample_order::words, 16>(kernels, frame_packing::words_16);
     use_blocks<sample_order::lsb, 10>(kernels, frame_packing::lsb_10);
     use_blocks<sample_order::lsb, 12>(kernels, frame_packing::lsb_12);
     use_blocks<sample_order::lsb, 14>(kernels, frame_packing::lsb_14);
