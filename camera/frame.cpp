@@ -327,7 +327,7 @@ u32 unpack_strip(const strip_call &call, const frame_memory &frame) {
     if (is_error(code))
         return code;
     const frame_layout &layout = *find_frame_layout(frame.code);
-    const frame_unpack_row unpack = frame_rows().unpack[static_cast<u32>(layout.packing)];
+    const frame_unpack_row unpack = row_of_packing(layout.packing).unpack;
     const line_view lines = lines_of(*call.in);
     for (u64 n = 0; n < lines.lines; ++n) {
         const line_start start = start_of_line(frame, layout, unpacking.lines_done + n);
@@ -358,7 +358,7 @@ u32 pack_strip(const strip_call &call, const packed_frame &packed) {
         return report_no_data(call.name);
     const frame_memory &frame = packed.frame;
     const frame_layout &layout = *find_frame_layout(frame.code);
-    const frame_pack_row pack = frame_rows().pack[static_cast<u32>(layout.packing)];
+    const frame_pack_row pack = row_of_packing(layout.packing).pack;
     const line_view lines = lines_of(*call.in);
     const auto line_bytes = static_cast<std::size_t>(bytes_of_pixels(layout, frame.width));
     for (u64 n = 0; n < lines.lines; ++n) {

@@ -1,8 +1,6 @@
 // The row kernels of camera frames as plain loops. Every instruction set compiles its own copy.
 #pragma once
 
-#include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "camera/frame_rows.h"
@@ -37,7 +35,7 @@ template <u32 size>
     std::memcpy(frame, line, std::size_t{size} * pixels);
 }
 
-constexpr u32 low_mask(u32 bits) {
+VIQ_FORMULA constexpr u32 low_mask(u32 bits) {
     return (1u << bits) - 1;
 }
 
@@ -46,7 +44,7 @@ constexpr u32 low_mask(u32 bits) {
 // The packings of the same names.
 enum class sample_order { words, lsb, gige };
 
-template <sample_order order, u32 bits> constexpr packing_shape shape_of_samples() {
+template <sample_order order, u32 bits> VIQ_FORMULA constexpr packing_shape shape_of_samples() {
     if (order == sample_order::words)
         return {1, 2, bits, false};
     if (order == sample_order::gige)
@@ -94,7 +92,8 @@ template <sample_order order, u32 bits> VIQ_FORMULA void put_sample(u8 *unit, u3
 
 // The pixels of a line before its first whole unit.
 VIQ_FORMULA u32 pixels_before_unit(const packing_shape &shape, u32 first, u32 pixels) {
-    return first == 0 ? 0 : std::min(shape.unit_pixels - first, pixels);
+    const u32 missing = first == 0 ? 0 : shape.unit_pixels - first;
+    return missing < pixels ? missing : pixels;
 }
 
 // Visits the pixels of a line: unit(offset, x) for the whole units, which start at pixel x, and
@@ -225,46 +224,39 @@ template <u32 bits>
 
 // ---- The table
 
-[[maybe_unused]] static constexpr frame_kernels frame_loops = {
-    .unpack = {unpack_bytes<1>,
-               unpack_bytes<3>,
-               unpack_bytes<4>,
-               unpack_bytes<2>,
-               unpack_uyvy,
-               unpack_uyyvyy,
-               unpack_samples<sample_order::words, 10>,
-               unpack_samples<sample_order::words, 12>,
-               unpack_samples<sample_order::words, 14>,
-               unpack_samples<sample_order::words, 16>,
-               unpack_samples<sample_order::lsb, 10>,
-               unpack_samples<sample_order::lsb, 12>,
-               unpack_samples<sample_order::lsb, 14>,
-               unpack_samples<sample_order::gige, 10>,
-               unpack_samples<sample_order::gige, 12>,
-               unpack_565,
-               unpack_three_words<10>,
-               unpack_three_words<12>,
-               unpack_three_words<14>,
-               unpack_three_words<16>},
-    .pack = {pack_bytes<1>,
-             pack_bytes<3>,
-             pack_bytes<4>,
-             pack_bytes<2>,
-             pack_uyvy,
-             pack_uyyvyy,
-             pack_samples<sample_order::words, 10>,
-             pack_samples<sample_order::words, 12>,
-             pack_samples<sample_order::words, 14>,
-             pack_samples<sample_order::words, 16>,
-             pack_samples<sample_order::lsb, 10>,
-             pack_samples<sample_order::lsb, 12>,
-             pack_samples<sample_order::lsb, 14>,
-             pack_samples<sample_order::gige, 10>,
-             pack_samples<sample_order::gige, 12>,
-             pack_565,
-             pack_three_words<10>,
-             pack_three_words<12>,
-             pack_three_words<14>,
-             pack_three_words<16>}};
+template <u32 size> VIQ_FORMULA constexpr frame_row copied_bytes() {
+    return {unpack_bytes<size>, pack_bytes<size>};
+}
+
+template <sample_order order, u32 bits> VIQ_FORMULA constexpr frame_row sample_loops() {
+    return {unpack_samples<order, bits>, pack_samples<order, bits>};
+}
+
+template <u32 bits> VIQ_FORMULA constexpr frame_row three_word_loops() {
+    return {unpack_three_words<bits>, pack_three_words<bits>};
+}
+
+[[maybe_unused]] static constexpr frame_kernels frame_loops = {{
+    copied_bytes<1>(),
+    copied_bytes<3>(),
+    copied_bytes<4>(),
+    copied_bytes<2>(), // yuyv
+    {unpack_uyvy, pack_uyvy},
+    {unpack_uyyvyy, pack_uyyvyy},
+    sample_loops<sample_order::words, 10>(),
+    sample_loops<sample_order::words, 12>(),
+    sample_loops<sample_order::words, 14>(),
+    sample_loops<sample_order::words, 16>(),
+    sample_loops<sample_order::lsb, 10>(),
+    sample_loops<sample_order::lsb, 12>(),
+    sample_loops<sample_order::lsb, 14>(),
+    sample_loops<sample_order::gige, 10>(),
+    sample_loops<sample_order::gige, 12>(),
+    {unpack_565, pack_565},
+    three_word_loops<10>(),
+    three_word_loops<12>(),
+    three_word_loops<14>(),
+    three_word_loops<16>(),
+}};
 
 } // namespace viq

@@ -6,9 +6,9 @@ namespace viq {
 
 constexpr frame_kernels plain_frames = frame_loops;
 
-const frame_kernels &frame_rows() {
+const frame_row &row_of_packing(frame_packing packing) {
     constexpr kernel_sets<frame_kernels> sets = {&plain_frames, VIQ_AVX2_TABLE(avx2_frames)};
-    return current_kernels(sets);
+    return current_kernels(sets).rows[static_cast<u32>(packing)];
 }
 
 } // namespace viq

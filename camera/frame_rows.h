@@ -13,16 +13,19 @@ using frame_unpack_row = void (*)(const u8 *frame, u32 first, u8 *line, u32 pixe
 // The bits of a byte before the first pixel are kept, those after the last pixel set to 0.
 using frame_pack_row = void (*)(const u8 *line, u8 *frame, u32 first, u32 pixels);
 
-// By packing.
+struct frame_row {
+    frame_unpack_row unpack;
+    frame_pack_row pack;
+};
+
 struct frame_kernels {
-    frame_unpack_row unpack[frame_packings];
-    frame_pack_row pack[frame_packings];
+    frame_row rows[frame_packings]; // by packing
 };
 
 extern const frame_kernels plain_frames;
 extern const frame_kernels avx2_frames;
 
-// The kernels of the current instruction set.
-const frame_kernels &frame_rows();
+// The kernels of a packing in the current instruction set.
+const frame_row &row_of_packing(frame_packing packing);
 
 } // namespace viq

@@ -154,44 +154,51 @@ VIQ_FORMULA void prefetch_ahead(const u8 *read, const u8 *written) {
     _mm_prefetch(reinterpret_cast<const char *>(written) + distance, _MM_HINT_T0);
 }
 
-template <sample_order order, u32 bits>
-void unpack_blocks(const u8 *frame, u32 first, u8 *line, u32 pixels) {
+// Visits the pixels of a line: block(offset, x) for 16 pixels from pixel x on, which start at the
+// unit at this offset, and others(offset, n, x, count) for the rest, which starts at sample n.
+template <sample_order order, u32 bits, class Block, class Others>
+VIQ_FORMULA void walk_blocks(u32 first, u32 pixels, Block block, Others others) {
     constexpr packing_shape shape = shape_of_samples<order, bits>();
     constexpr u32 block_bytes = block_samples / shape.unit_pixels * shape.unit_bytes;
     u32 x = pixels_before_unit(shape, first, pixels);
+    std::size_t offset = 0;
     if (first != 0) {
-        unpack_from<order, bits>(frame, first, line, x);
-        frame += shape.unit_bytes;
+        others(offset, first, 0, x);
+        offset = shape.unit_bytes;
     }
-    line += std::size_t{2} * x;
-    for (; pixels - x >= block_samples; x += block_samples, frame += block_bytes, line += 32) {
-        prefetch_ahead(frame, line);
-        store_256(line, load_samples<order, bits>(frame));
-    }
-    unpack_from<order, bits>(frame, 0, line, pixels - x);
+    for (; pixels - x >= block_samples; x += block_samples, offset += block_bytes)
+        block(offset, x);
+    others(offset, 0, x, pixels - x);
+}
+
+template <sample_order order, u32 bits>
+void unpack_blocks(const u8 *frame, u32 first, u8 *line, u32 pixels) {
+    const auto block = [=](std::size_t offset, std::size_t x) {
+        prefetch_ahead(frame + offset, line + 2 * x);
+        store_256(line + 2 * x, load_samples<order, bits>(frame + offset));
+    };
+    const auto others = [=](std::size_t offset, u32 n, std::size_t x, u32 count) {
+        unpack_from<order, bits>(frame + offset, n, line + 2 * x, count);
+    };
+    walk_blocks<order, bits>(first, pixels, block, others);
 }
 
 template <sample_order order, u32 bits>
 void pack_blocks(const u8 *line, u8 *frame, u32 first, u32 pixels) {
-    constexpr packing_shape shape = shape_of_samples<order, bits>();
-    constexpr u32 block_bytes = block_samples / shape.unit_pixels * shape.unit_bytes;
-    u32 x = pixels_before_unit(shape, first, pixels);
-    if (first != 0) {
-        pack_from<order, bits>(line, frame, first, x);
-        frame += shape.unit_bytes;
-    }
-    line += std::size_t{2} * x;
-    for (; pixels - x >= block_samples; x += block_samples, frame += block_bytes, line += 32) {
-        prefetch_ahead(line, frame);
-        store_samples<order, bits>(frame, load_256(line));
-    }
-    pack_from<order, bits>(line, frame, 0, pixels - x);
+    const auto block = [=](std::size_t offset, std::size_t x) {
+        prefetch_ahead(line + 2 * x, frame + offset);
+        store_samples<order, bits>(frame + offset, load_256(line + 2 * x));
+    };
+    const auto others = [=](std::size_t offset, u32 n, std::size_t x, u32 count) {
+        pack_from<order, bits>(line + 2 * x, frame + offset, n, count);
+    };
+    walk_blocks<order, bits>(first, pixels, block, others);
 }
 
 template <sample_order order, u32 bits>
 constexpr void use_blocks(frame_kernels &kernels, frame_packing packing) {
-    kernels.unpack[static_cast<u32>(packing)] = unpack_blocks<order, bits>;
-    kernels.pack[static_cast<u32>(packing)] = pack_blocks<order, bits>;
+    kernels.rows[static_cast<u32>(packing)] = {unpack_blocks<order, bits>,
+                                               pack_blocks<order, bits>};
 }
 
 constexpr frame_kernels make_kernels() {

@@ -53,17 +53,18 @@ extern "C" {
  * | BayerGB12Packed, BayerBG12Packed       | 0x010C002C, 0x010C002D | shared byte | VIQ_Y16    |
  * | YUV422_8, YCbCr422_8                   | 0x02100032, 0x0210003B | Y0, U, Y1, V | VIQ_YUV422 |
  * | YUV422_8_UYVY, YCbCr422_8_CbYCrY       | 0x0210001F, 0x02100043 | U, Y0, V, Y1 | VIQ_YUV422 |
- * | YUV411_8_UYYVYY, YCbCr411_8_CbYYCrYY   | 0x020C001E, 0x020C003C | U, Y0, Y1, V, Y2, Y3 | VIQ_YUV422 |
- * | RGB8                                   | 0x02180014 | bytes                   | VIQ_RGB24  |
- * | BGR8                                   | 0x02180015 | bytes                   | VIQ_BGR24  |
- * | RGBa8                                  | 0x02200016 | bytes                   | VIQ_RGBX32 |
- * | BGRa8                                  | 0x02200017 | bytes                   | VIQ_BGRX32 |
- * | RGB10, RGB12                           | 0x02300018, 0x0230001A | three words | VIQ_RGB24  |
- * | RGB14, RGB16                           | 0x0230005E, 0x02300033 | three words | VIQ_RGB24  |
- * | BGR10, BGR12                           | 0x02300019, 0x0230001B | three words | VIQ_BGR24  |
- * | BGR14, BGR16                           | 0x0230004A, 0x0230004B | three words | VIQ_BGR24  |
- * | RGB565p                                | 0x02100035 | word, red in bits 4-0   | VIQ_RGB16  |
- * | BGR565p                                | 0x02100036 | word, blue in bits 4-0  | VIQ_RGB16  |
+ * | YUV411_8_UYYVYY, YCbCr411_8_CbYYCrYY   | 0x020C001E, 0x020C003C | U, Y0, Y1, V, Y2, Y3 |
+ * VIQ_YUV422 | | RGB8                                   | 0x02180014 | bytes                   |
+ * VIQ_RGB24  | | BGR8                                   | 0x02180015 | bytes                   |
+ * VIQ_BGR24  | | RGBa8                                  | 0x02200016 | bytes                   |
+ * VIQ_RGBX32 | | BGRa8                                  | 0x02200017 | bytes                   |
+ * VIQ_BGRX32 | | RGB10, RGB12                           | 0x02300018, 0x0230001A | three words |
+ * VIQ_RGB24  | | RGB14, RGB16                           | 0x0230005E, 0x02300033 | three words |
+ * VIQ_RGB24  | | BGR10, BGR12                           | 0x02300019, 0x0230001B | three words |
+ * VIQ_BGR24  | | BGR14, BGR16                           | 0x0230004A, 0x0230004B | three words |
+ * VIQ_BGR24  | | RGB565p                                | 0x02100035 | word, red in bits 4-0   |
+ * VIQ_RGB16  | | BGR565p                                | 0x02100036 | word, blue in bits 4-0  |
+ * VIQ_RGB16  |
  *
  * Words have 16 bits, the low byte first, and hold a sample in their low bits; the other bits are
  * ignored. Packed bits: samples follow each other without unused bits, the lowest bit of a sample
@@ -79,8 +80,8 @@ extern "C" {
  *
  * Two kinds of layouts lose information. Components of 10 to 16 bits are reduced to their upper 8
  * bits; packing repeats the high bits in the low ones. Of layouts in which four pixels share U and
- * V, both pairs of pixels get these values; packing stores the means (a + b + 1) >> 1. Alpha becomes
- * the X byte. U and V are copied: converters take them as full-range values, see
+ * V, both pairs of pixels get these values; packing stores the means (a + b + 1) >> 1. Alpha
+ * becomes the X byte. U and V are copied: converters take them as full-range values, see
  * VIQ_CK_get_YUV_values_RGB. Layouts of limited-range or ITU-R BT.709 values are not supported.
  *
  * The stride is the number of bytes from the start of a line to that of the next one. With stride 0
@@ -106,8 +107,8 @@ typedef struct {
  * @param dwPixelFormat  PFNC code
  * @param pLayout        receives the description
  * @par Errors
- * - VIQ_ERR_UNSUPPORTED "Pixel format NAME (0xCODE) is not supported": a known layout that is not in
- *   the table
+ * - VIQ_ERR_UNSUPPORTED "Pixel format NAME (0xCODE) is not supported": a known layout that is not
+ * in the table
  * - VIQ_ERR_UNSUPPORTED "Unknown pixel format 0xCODE": any other code
  */
 VIQ_API uint32_t VIQ_frame_get_layout(uint32_t dwPixelFormat, tVIQ_FrameLayout *pLayout);
@@ -306,7 +307,8 @@ VIQ_API uint32_t VIQ_BAY_grey_world_gains(uint32_t hInImage, uint16_t wPixelColo
  *     255 x clamp((s - black level) / (m - black level) x g / 4096, 0, 1) ^ (100 / gamma)
  *
  * rounded to the nearest integer. The values are computed in floating point, once for each value
- * of a sample.
+ * of a sample. A mosaic that VIQ_IP_ShadingCorrection corrects first must have 16 significant bits,
+ * because that function scales white to 65535 with gains below 16.
  *
  * @param hInImage       the mosaic, VIQ_RGGB32, or VIQ_Y16 with its data width; bits above it are
  *     ignored
