@@ -19,52 +19,78 @@ extern "C" {
  * named by a 32-bit code of the GenICam Pixel Format Naming Convention (PFNC), which drivers report
  * with each frame. Layouts named ...Packed are those of the GigE Vision standard.
  *
- * | Layout                                 | Code       | Stored as               | Image      |
- * |----------------------------------------|------------|-------------------------|------------|
- * | Mono8                                  | 0x01080001 | byte                    | VIQ_Y8     |
- * | Mono10                                 | 0x01100003 | word                    | VIQ_Y16    |
- * | Mono12                                 | 0x01100005 | word                    | VIQ_Y16    |
- * | Mono14                                 | 0x01100025 | word                    | VIQ_Y16    |
- * | Mono16                                 | 0x01100007 | word                    | VIQ_Y16    |
- * | Mono10p                                | 0x010A0046 | packed bits             | VIQ_Y16    |
- * | Mono12p                                | 0x010C0047 | packed bits             | VIQ_Y16    |
- * | Mono14p                                | 0x010E0104 | packed bits             | VIQ_Y16    |
- * | Mono10Packed                           | 0x010C0004 | shared byte             | VIQ_Y16    |
- * | Mono12Packed                           | 0x010C0006 | shared byte             | VIQ_Y16    |
- * | BayerRG8, BayerGR8                     | 0x01080009, 0x01080008 | byte        | VIQ_RGGB32 |
- * | BayerGB8, BayerBG8                     | 0x0108000A, 0x0108000B | byte        | VIQ_RGGB32 |
- * | BayerRG10, BayerGR10                   | 0x0110000D, 0x0110000C | word        | VIQ_Y16    |
- * | BayerGB10, BayerBG10                   | 0x0110000E, 0x0110000F | word        | VIQ_Y16    |
- * | BayerRG12, BayerGR12                   | 0x01100011, 0x01100010 | word        | VIQ_Y16    |
- * | BayerGB12, BayerBG12                   | 0x01100012, 0x01100013 | word        | VIQ_Y16    |
- * | BayerRG14, BayerGR14                   | 0x0110010A, 0x01100109 | word        | VIQ_Y16    |
- * | BayerGB14, BayerBG14                   | 0x0110010B, 0x0110010C | word        | VIQ_Y16    |
- * | BayerRG16, BayerGR16                   | 0x0110002F, 0x0110002E | word        | VIQ_Y16    |
- * | BayerGB16, BayerBG16                   | 0x01100030, 0x01100031 | word        | VIQ_Y16    |
- * | BayerRG10p, BayerGR10p                 | 0x010A0058, 0x010A0056 | packed bits | VIQ_Y16    |
- * | BayerGB10p, BayerBG10p                 | 0x010A0054, 0x010A0052 | packed bits | VIQ_Y16    |
- * | BayerRG12p, BayerGR12p                 | 0x010C0059, 0x010C0057 | packed bits | VIQ_Y16    |
- * | BayerGB12p, BayerBG12p                 | 0x010C0055, 0x010C0053 | packed bits | VIQ_Y16    |
- * | BayerRG14p, BayerGR14p                 | 0x010E0106, 0x010E0105 | packed bits | VIQ_Y16    |
- * | BayerGB14p, BayerBG14p                 | 0x010E0107, 0x010E0108 | packed bits | VIQ_Y16    |
- * | BayerRG10Packed, BayerGR10Packed       | 0x010C0027, 0x010C0026 | shared byte | VIQ_Y16    |
- * | BayerGB10Packed, BayerBG10Packed       | 0x010C0028, 0x010C0029 | shared byte | VIQ_Y16    |
- * | BayerRG12Packed, BayerGR12Packed       | 0x010C002B, 0x010C002A | shared byte | VIQ_Y16    |
- * | BayerGB12Packed, BayerBG12Packed       | 0x010C002C, 0x010C002D | shared byte | VIQ_Y16    |
- * | YUV422_8, YCbCr422_8                   | 0x02100032, 0x0210003B | Y0, U, Y1, V | VIQ_YUV422 |
- * | YUV422_8_UYVY, YCbCr422_8_CbYCrY       | 0x0210001F, 0x02100043 | U, Y0, V, Y1 | VIQ_YUV422 |
- * | YUV411_8_UYYVYY, YCbCr411_8_CbYYCrYY   | 0x020C001E, 0x020C003C | U, Y0, Y1, V, Y2, Y3 |
- * VIQ_YUV422 | | RGB8                                   | 0x02180014 | bytes                   |
- * VIQ_RGB24  | | BGR8                                   | 0x02180015 | bytes                   |
- * VIQ_BGR24  | | RGBa8                                  | 0x02200016 | bytes                   |
- * VIQ_RGBX32 | | BGRa8                                  | 0x02200017 | bytes                   |
- * VIQ_BGRX32 | | RGB10, RGB12                           | 0x02300018, 0x0230001A | three words |
- * VIQ_RGB24  | | RGB14, RGB16                           | 0x0230005E, 0x02300033 | three words |
- * VIQ_RGB24  | | BGR10, BGR12                           | 0x02300019, 0x0230001B | three words |
- * VIQ_BGR24  | | BGR14, BGR16                           | 0x0230004A, 0x0230004B | three words |
- * VIQ_BGR24  | | RGB565p                                | 0x02100035 | word, red in bits 4-0   |
- * VIQ_RGB16  | | BGR565p                                | 0x02100036 | word, blue in bits 4-0  |
- * VIQ_RGB16  |
+ * | Layout              | Code       | Stored as              | Image      |
+ * |---------------------|------------|------------------------|------------|
+ * | Mono8               | 0x01080001 | byte                   | VIQ_Y8     |
+ * | Mono10              | 0x01100003 | word                   | VIQ_Y16    |
+ * | Mono10p             | 0x010A0046 | packed bits            | VIQ_Y16    |
+ * | Mono10Packed        | 0x010C0004 | shared byte            | VIQ_Y16    |
+ * | Mono12              | 0x01100005 | word                   | VIQ_Y16    |
+ * | Mono12p             | 0x010C0047 | packed bits            | VIQ_Y16    |
+ * | Mono12Packed        | 0x010C0006 | shared byte            | VIQ_Y16    |
+ * | Mono14              | 0x01100025 | word                   | VIQ_Y16    |
+ * | Mono14p             | 0x010E0104 | packed bits            | VIQ_Y16    |
+ * | Mono16              | 0x01100007 | word                   | VIQ_Y16    |
+ * | BayerRG8            | 0x01080009 | byte                   | VIQ_RGGB32 |
+ * | BayerGR8            | 0x01080008 | byte                   | VIQ_RGGB32 |
+ * | BayerGB8            | 0x0108000A | byte                   | VIQ_RGGB32 |
+ * | BayerBG8            | 0x0108000B | byte                   | VIQ_RGGB32 |
+ * | BayerRG10           | 0x0110000D | word                   | VIQ_Y16    |
+ * | BayerGR10           | 0x0110000C | word                   | VIQ_Y16    |
+ * | BayerGB10           | 0x0110000E | word                   | VIQ_Y16    |
+ * | BayerBG10           | 0x0110000F | word                   | VIQ_Y16    |
+ * | BayerRG10p          | 0x010A0058 | packed bits            | VIQ_Y16    |
+ * | BayerGR10p          | 0x010A0056 | packed bits            | VIQ_Y16    |
+ * | BayerGB10p          | 0x010A0054 | packed bits            | VIQ_Y16    |
+ * | BayerBG10p          | 0x010A0052 | packed bits            | VIQ_Y16    |
+ * | BayerRG10Packed     | 0x010C0027 | shared byte            | VIQ_Y16    |
+ * | BayerGR10Packed     | 0x010C0026 | shared byte            | VIQ_Y16    |
+ * | BayerGB10Packed     | 0x010C0028 | shared byte            | VIQ_Y16    |
+ * | BayerBG10Packed     | 0x010C0029 | shared byte            | VIQ_Y16    |
+ * | BayerRG12           | 0x01100011 | word                   | VIQ_Y16    |
+ * | BayerGR12           | 0x01100010 | word                   | VIQ_Y16    |
+ * | BayerGB12           | 0x01100012 | word                   | VIQ_Y16    |
+ * | BayerBG12           | 0x01100013 | word                   | VIQ_Y16    |
+ * | BayerRG12p          | 0x010C0059 | packed bits            | VIQ_Y16    |
+ * | BayerGR12p          | 0x010C0057 | packed bits            | VIQ_Y16    |
+ * | BayerGB12p          | 0x010C0055 | packed bits            | VIQ_Y16    |
+ * | BayerBG12p          | 0x010C0053 | packed bits            | VIQ_Y16    |
+ * | BayerRG12Packed     | 0x010C002B | shared byte            | VIQ_Y16    |
+ * | BayerGR12Packed     | 0x010C002A | shared byte            | VIQ_Y16    |
+ * | BayerGB12Packed     | 0x010C002C | shared byte            | VIQ_Y16    |
+ * | BayerBG12Packed     | 0x010C002D | shared byte            | VIQ_Y16    |
+ * | BayerRG14           | 0x0110010A | word                   | VIQ_Y16    |
+ * | BayerGR14           | 0x01100109 | word                   | VIQ_Y16    |
+ * | BayerGB14           | 0x0110010B | word                   | VIQ_Y16    |
+ * | BayerBG14           | 0x0110010C | word                   | VIQ_Y16    |
+ * | BayerRG14p          | 0x010E0106 | packed bits            | VIQ_Y16    |
+ * | BayerGR14p          | 0x010E0105 | packed bits            | VIQ_Y16    |
+ * | BayerGB14p          | 0x010E0107 | packed bits            | VIQ_Y16    |
+ * | BayerBG14p          | 0x010E0108 | packed bits            | VIQ_Y16    |
+ * | BayerRG16           | 0x0110002F | word                   | VIQ_Y16    |
+ * | BayerGR16           | 0x0110002E | word                   | VIQ_Y16    |
+ * | BayerGB16           | 0x01100030 | word                   | VIQ_Y16    |
+ * | BayerBG16           | 0x01100031 | word                   | VIQ_Y16    |
+ * | YUV422_8            | 0x02100032 | Y0, U, Y1, V           | VIQ_YUV422 |
+ * | YUV422_8_UYVY       | 0x0210001F | U, Y0, V, Y1           | VIQ_YUV422 |
+ * | YCbCr422_8          | 0x0210003B | Y0, U, Y1, V           | VIQ_YUV422 |
+ * | YCbCr422_8_CbYCrY   | 0x02100043 | U, Y0, V, Y1           | VIQ_YUV422 |
+ * | YUV411_8_UYYVYY     | 0x020C001E | U, Y0, Y1, V, Y2, Y3   | VIQ_YUV422 |
+ * | YCbCr411_8_CbYYCrYY | 0x020C003C | U, Y0, Y1, V, Y2, Y3   | VIQ_YUV422 |
+ * | RGB8                | 0x02180014 | bytes                  | VIQ_RGB24  |
+ * | BGR8                | 0x02180015 | bytes                  | VIQ_BGR24  |
+ * | RGBa8               | 0x02200016 | bytes                  | VIQ_RGBX32 |
+ * | BGRa8               | 0x02200017 | bytes                  | VIQ_BGRX32 |
+ * | RGB565p             | 0x02100035 | word, red in bits 4-0  | VIQ_RGB16  |
+ * | BGR565p             | 0x02100036 | word, blue in bits 4-0 | VIQ_RGB16  |
+ * | RGB10               | 0x02300018 | three words            | VIQ_RGB24  |
+ * | RGB12               | 0x0230001A | three words            | VIQ_RGB24  |
+ * | RGB14               | 0x0230005E | three words            | VIQ_RGB24  |
+ * | RGB16               | 0x02300033 | three words            | VIQ_RGB24  |
+ * | BGR10               | 0x02300019 | three words            | VIQ_BGR24  |
+ * | BGR12               | 0x0230001B | three words            | VIQ_BGR24  |
+ * | BGR14               | 0x0230004A | three words            | VIQ_BGR24  |
+ * | BGR16               | 0x0230004B | three words            | VIQ_BGR24  |
  *
  * Words have 16 bits, the low byte first, and hold a sample in their low bits; the other bits are
  * ignored. Packed bits: samples follow each other without unused bits, the lowest bit of a sample
@@ -78,11 +104,11 @@ extern "C" {
  * VIQ_BAY_RGGB32_to_BGRX32 and VIQ_BAY_apply_gains require it: BayerRG 1, BayerGR 2, BayerGB 3,
  * BayerBG 4.
  *
- * Two kinds of layouts lose information. Components of 10 to 16 bits are reduced to their upper 8
- * bits; packing repeats the high bits in the low ones. Of layouts in which four pixels share U and
- * V, both pairs of pixels get these values; packing stores the means (a + b + 1) >> 1. Alpha
- * becomes the X byte. U and V are copied: converters take them as full-range values, see
- * VIQ_CK_get_YUV_values_RGB. Layouts of limited-range or ITU-R BT.709 values are not supported.
+ * Components of 10 to 16 bits are reduced to their upper 8 bits; packing repeats the high bits in
+ * the low ones. Where four pixels share U and V, both pairs of pixels get these values; packing
+ * stores the means (a + b + 1) >> 1 of the two pairs. Other values of U and V are copied:
+ * converters take them as full-range values, see VIQ_CK_get_YUV_values_RGB. Layouts of
+ * limited-range or ITU-R BT.709 values are not supported. Alpha is copied to the X byte.
  *
  * The stride is the number of bytes from the start of a line to that of the next one. With stride 0
  * the pixels of the picture follow each other without padding: if the width is odd, for instance, a
@@ -107,8 +133,8 @@ typedef struct {
  * @param dwPixelFormat  PFNC code
  * @param pLayout        receives the description
  * @par Errors
- * - VIQ_ERR_UNSUPPORTED "Pixel format NAME (0xCODE) is not supported": a known layout that is not
- * in the table
+ * - VIQ_ERR_UNSUPPORTED "Pixel format NAME (0xCODE) is not supported": a known layout, but
+ *   not one of the table
  * - VIQ_ERR_UNSUPPORTED "Unknown pixel format 0xCODE": any other code
  */
 VIQ_API uint32_t VIQ_frame_get_layout(uint32_t dwPixelFormat, tVIQ_FrameLayout *pLayout);
@@ -149,9 +175,10 @@ VIQ_API uint32_t VIQ_frame_get_size(uint32_t dwPixelFormat, uint32_t dwWidth, ui
  * that remain. Set them again before the next frame. The whole frame must be in memory in every
  * call; it is not changed.
  *
- * VIQ_STRIP_NEXT converts the next strip, VIQ_STRIP_FINISH ends the sequence, any other command and
- * 0 lines per strip only set the image up. Until the last strip has been converted or
- * VIQ_STRIP_FINISH has been called, all arguments but the command must be those of the first call.
+ * VIQ_STRIP_NEXT converts the next strip, VIQ_STRIP_FINISH ends the sequence, any other command
+ * only sets the image up, and so does VIQ_STRIP_NEXT if the lines per strip are 0. Until the last
+ * strip has been converted or VIQ_STRIP_FINISH has been called, all arguments but the command must
+ * be those of the first call.
  *
  * @param pFrame         the frame; it needs no alignment
  * @param qwBytes        size of the frame in bytes, at least that of VIQ_frame_get_size; further
