@@ -1,7 +1,7 @@
 /**
  * @file
- * Camera images: colour-filter mosaics (VIQ_BAY), chroma keying and the colour functions that it
- * shares with the YUV 4:2:2 converters (VIQ_CK).
+ * Camera images: frames as cameras send them (VIQ_frame), colour-filter mosaics (VIQ_BAY), chroma
+ * keying and the colour functions that it shares with the YUV 4:2:2 converters (VIQ_CK).
  */
 #ifndef VIQ_CAMERA_H
 #define VIQ_CAMERA_H
@@ -13,12 +13,240 @@ extern "C" {
 #endif
 
 /**
+ * @defgroup viq_frame Camera frames
+ *
+ * A frame is a picture in the memory layout in which machine-vision cameras send it. The layout is
+ * named by a 32-bit code of the GenICam Pixel Format Naming Convention (PFNC), which drivers report
+ * with each frame. Layouts named ...Packed are those of the GigE Vision standard.
+ *
+ * | Layout              | Code       | Stored as              | Image      |
+ * |---------------------|------------|------------------------|------------|
+ * | Mono8               | 0x01080001 | byte                   | VIQ_Y8     |
+ * | Mono10              | 0x01100003 | word                   | VIQ_Y16    |
+ * | Mono10p             | 0x010A0046 | packed bits            | VIQ_Y16    |
+ * | Mono10Packed        | 0x010C0004 | shared byte            | VIQ_Y16    |
+ * | Mono12              | 0x01100005 | word                   | VIQ_Y16    |
+ * | Mono12p             | 0x010C0047 | packed bits            | VIQ_Y16    |
+ * | Mono12Packed        | 0x010C0006 | shared byte            | VIQ_Y16    |
+ * | Mono14              | 0x01100025 | word                   | VIQ_Y16    |
+ * | Mono14p             | 0x010E0104 | packed bits            | VIQ_Y16    |
+ * | Mono16              | 0x01100007 | word                   | VIQ_Y16    |
+ * | BayerRG8            | 0x01080009 | byte                   | VIQ_RGGB32 |
+ * | BayerGR8            | 0x01080008 | byte                   | VIQ_RGGB32 |
+ * | BayerGB8            | 0x0108000A | byte                   | VIQ_RGGB32 |
+ * | BayerBG8            | 0x0108000B | byte                   | VIQ_RGGB32 |
+ * | BayerRG10           | 0x0110000D | word                   | VIQ_Y16    |
+ * | BayerGR10           | 0x0110000C | word                   | VIQ_Y16    |
+ * | BayerGB10           | 0x0110000E | word                   | VIQ_Y16    |
+ * | BayerBG10           | 0x0110000F | word                   | VIQ_Y16    |
+ * | BayerRG10p          | 0x010A0058 | packed bits            | VIQ_Y16    |
+ * | BayerGR10p          | 0x010A0056 | packed bits            | VIQ_Y16    |
+ * | BayerGB10p          | 0x010A0054 | packed bits            | VIQ_Y16    |
+ * | BayerBG10p          | 0x010A0052 | packed bits            | VIQ_Y16    |
+ * | BayerRG10Packed     | 0x010C0027 | shared byte            | VIQ_Y16    |
+ * | BayerGR10Packed     | 0x010C0026 | shared byte            | VIQ_Y16    |
+ * | BayerGB10Packed     | 0x010C0028 | shared byte            | VIQ_Y16    |
+ * | BayerBG10Packed     | 0x010C0029 | shared byte            | VIQ_Y16    |
+ * | BayerRG12           | 0x01100011 | word                   | VIQ_Y16    |
+ * | BayerGR12           | 0x01100010 | word                   | VIQ_Y16    |
+ * | BayerGB12           | 0x01100012 | word                   | VIQ_Y16    |
+ * | BayerBG12           | 0x01100013 | word                   | VIQ_Y16    |
+ * | BayerRG12p          | 0x010C0059 | packed bits            | VIQ_Y16    |
+ * | BayerGR12p          | 0x010C0057 | packed bits            | VIQ_Y16    |
+ * | BayerGB12p          | 0x010C0055 | packed bits            | VIQ_Y16    |
+ * | BayerBG12p          | 0x010C0053 | packed bits            | VIQ_Y16    |
+ * | BayerRG12Packed     | 0x010C002B | shared byte            | VIQ_Y16    |
+ * | BayerGR12Packed     | 0x010C002A | shared byte            | VIQ_Y16    |
+ * | BayerGB12Packed     | 0x010C002C | shared byte            | VIQ_Y16    |
+ * | BayerBG12Packed     | 0x010C002D | shared byte            | VIQ_Y16    |
+ * | BayerRG14           | 0x0110010A | word                   | VIQ_Y16    |
+ * | BayerGR14           | 0x01100109 | word                   | VIQ_Y16    |
+ * | BayerGB14           | 0x0110010B | word                   | VIQ_Y16    |
+ * | BayerBG14           | 0x0110010C | word                   | VIQ_Y16    |
+ * | BayerRG14p          | 0x010E0106 | packed bits            | VIQ_Y16    |
+ * | BayerGR14p          | 0x010E0105 | packed bits            | VIQ_Y16    |
+ * | BayerGB14p          | 0x010E0107 | packed bits            | VIQ_Y16    |
+ * | BayerBG14p          | 0x010E0108 | packed bits            | VIQ_Y16    |
+ * | BayerRG16           | 0x0110002F | word                   | VIQ_Y16    |
+ * | BayerGR16           | 0x0110002E | word                   | VIQ_Y16    |
+ * | BayerGB16           | 0x01100030 | word                   | VIQ_Y16    |
+ * | BayerBG16           | 0x01100031 | word                   | VIQ_Y16    |
+ * | YUV422_8            | 0x02100032 | Y0, U, Y1, V           | VIQ_YUV422 |
+ * | YUV422_8_UYVY       | 0x0210001F | U, Y0, V, Y1           | VIQ_YUV422 |
+ * | YCbCr422_8          | 0x0210003B | Y0, U, Y1, V           | VIQ_YUV422 |
+ * | YCbCr422_8_CbYCrY   | 0x02100043 | U, Y0, V, Y1           | VIQ_YUV422 |
+ * | YUV411_8_UYYVYY     | 0x020C001E | U, Y0, Y1, V, Y2, Y3   | VIQ_YUV422 |
+ * | YCbCr411_8_CbYYCrYY | 0x020C003C | U, Y0, Y1, V, Y2, Y3   | VIQ_YUV422 |
+ * | RGB8                | 0x02180014 | bytes                  | VIQ_RGB24  |
+ * | BGR8                | 0x02180015 | bytes                  | VIQ_BGR24  |
+ * | RGBa8               | 0x02200016 | bytes                  | VIQ_RGBX32 |
+ * | BGRa8               | 0x02200017 | bytes                  | VIQ_BGRX32 |
+ * | RGB565p             | 0x02100035 | word, red in bits 4-0  | VIQ_RGB16  |
+ * | BGR565p             | 0x02100036 | word, blue in bits 4-0 | VIQ_RGB16  |
+ * | RGB10               | 0x02300018 | three words            | VIQ_RGB24  |
+ * | RGB12               | 0x0230001A | three words            | VIQ_RGB24  |
+ * | RGB14               | 0x0230005E | three words            | VIQ_RGB24  |
+ * | RGB16               | 0x02300033 | three words            | VIQ_RGB24  |
+ * | BGR10               | 0x02300019 | three words            | VIQ_BGR24  |
+ * | BGR12               | 0x0230001B | three words            | VIQ_BGR24  |
+ * | BGR14               | 0x0230004A | three words            | VIQ_BGR24  |
+ * | BGR16               | 0x0230004B | three words            | VIQ_BGR24  |
+ *
+ * Words have 16 bits, the low byte first, and hold a sample in their low bits; the other bits are
+ * ignored. Packed bits: samples follow each other without unused bits, the lowest bit of a sample
+ * first, in ascending bits of ascending bytes. Shared byte: two samples take three bytes, the
+ * upper 8 bits of the first, a byte with the low bits of the first in bits 3-0 and of the second
+ * in bits 7-4, and the upper 8 bits of the second.
+ *
+ * Samples are not scaled. In VIQ_Y16 the data width of the image is the number of bits of a sample,
+ * and the bits above it are 0. Mosaics of 8 bits become VIQ_RGGB32, deeper ones VIQ_Y16. Neither
+ * format contains the position of the colours: it is the pixel colour of the layout, as
+ * VIQ_BAY_RGGB32_to_BGRX32 and VIQ_BAY_apply_gains require it: BayerRG 1, BayerGR 2, BayerGB 3,
+ * BayerBG 4.
+ *
+ * Components of 10 to 16 bits are reduced to their upper 8 bits; packing repeats the high bits in
+ * the low ones. Where four pixels share U and V, both pairs of pixels get these values; packing
+ * stores the means (a + b + 1) >> 1 of the two pairs. Other values of U and V are copied:
+ * converters take them as full-range values, see VIQ_CK_get_YUV_values_RGB. Layouts of
+ * limited-range or ITU-R BT.709 values are not supported. Alpha is copied to the X byte.
+ *
+ * The stride is the number of bytes from the start of a line to that of the next one. With stride 0
+ * the pixels of the picture follow each other without padding: if the width is odd, for instance, a
+ * line of Mono12p may start in the upper half of a byte.
+ * @{
+ */
+
+/** The description of a frame layout. */
+typedef struct {
+    const char *name;        /**< PFNC name, a static text */
+    uint32_t pixel_format;   /**< PFNC code */
+    uint16_t bits_per_pixel; /**< in the frame */
+    uint16_t sample_bits;    /**< significant bits of a sample; 6 for 5-6-5 layouts */
+    uint16_t image_type;     /**< pixel format of the image, VIQ_IMAGE_TYPE */
+    uint16_t pixel_colour;   /**< of a mosaic, 1 to 4, see VIQ_BAY_RGGB32_to_BGRX32; otherwise 0 */
+    uint16_t reduced;        /**< 1 if the image has fewer bits per sample than the frame */
+} tVIQ_FrameLayout;
+
+/**
+ * Describes the layout with a PFNC code.
+ *
+ * @param dwPixelFormat  PFNC code
+ * @param pLayout        receives the description
+ * @par Errors
+ * - VIQ_ERR_UNSUPPORTED "Pixel format NAME (0xCODE) is not supported": a known layout, but
+ *   not one of the table
+ * - VIQ_ERR_UNSUPPORTED "Unknown pixel format 0xCODE": any other code
+ */
+VIQ_API uint32_t VIQ_frame_get_layout(uint32_t dwPixelFormat, tVIQ_FrameLayout *pLayout);
+
+/**
+ * Describes the layout with a PFNC name. Upper and lower case are equal: "mono12p" is Mono12p.
+ *
+ * @param pName    PFNC name, zero-terminated
+ * @param pLayout  receives the description
+ * @par Errors
+ * - VIQ_ERR_UNSUPPORTED "Unknown pixel format": the name is not in the table
+ */
+VIQ_API uint32_t VIQ_frame_find_layout(const char *pName, tVIQ_FrameLayout *pLayout);
+
+/**
+ * Computes the number of bytes from the start of a frame to the end of its last line. Padding after
+ * the last line is not counted.
+ *
+ * @param dwPixelFormat  PFNC code
+ * @param dwWidth        pixels per line
+ * @param dwHeight       lines
+ * @param dwStride       bytes from line to line; 0: the pixels follow each other without padding
+ * @param pqwBytes       receives the size in bytes
+ * @par Errors
+ * - the errors of VIQ_frame_get_layout
+ * - VIQ_ERR_PARAMETER "Width and height must not be 0"
+ * - VIQ_ERR_PARAMETER "Width of NAME must be a multiple of N": 2 for VIQ_YUV422 layouts, 4 if four
+ *   pixels share U and V
+ * - VIQ_ERR_PARAMETER "Stride of N bytes is less than a line of N": the line in bytes, rounded up
+ * - VIQ_ERR_PARAMETER "Frame is too large": the size does not fit 64 bits
+ */
+VIQ_API uint32_t VIQ_frame_get_size(uint32_t dwPixelFormat, uint32_t dwWidth, uint32_t dwHeight,
+                                    uint32_t dwStride, uint64_t *pqwBytes);
+
+/**
+ * Converts a frame to an image, strip by strip. The first call sets the format, size and data width
+ * of the image; its lines per strip are the caller's, and those of the last strip are the lines
+ * that remain. Set them again before the next frame. The whole frame must be in memory in every
+ * call; it is not changed.
+ *
+ * VIQ_STRIP_NEXT converts the next strip, VIQ_STRIP_FINISH ends the sequence, any other command
+ * only sets the image up, and so does VIQ_STRIP_NEXT if the lines per strip are 0. Until the last
+ * strip has been converted or VIQ_STRIP_FINISH has been called, all arguments but the command must
+ * be those of the first call.
+ *
+ * @param pFrame         the frame; it needs no alignment
+ * @param qwBytes        size of the frame in bytes, at least that of VIQ_frame_get_size; further
+ *     bytes are ignored
+ * @param dwPixelFormat  PFNC code
+ * @param dwWidth        pixels per line
+ * @param dwHeight       lines
+ * @param dwStride       bytes from line to line; 0: the pixels follow each other without padding
+ * @param hOutImage      output
+ * @param wStripCommand  strip command
+ * @par Errors
+ * - the errors of VIQ_frame_get_size
+ * - VIQ_ERR_CORRUPT "Frame of N bytes is too short, N needed"
+ * - VIQ_ERR_PARAMETER "Frame is too large": for the address space
+ * - VIQ_ERR_PARAMETER "Frame and image share memory": the frame overlaps the buffer of the image
+ * - VIQ_ERR_CORRUPT "Image changed during transfer": the image has another format or size than
+ *   after the first call
+ * - VIQ_ERR_STATE "Sequence under way with another image": other arguments than in the first call
+ */
+VIQ_API uint32_t VIQ_frame_unpack(const void *pFrame, uint64_t qwBytes, uint32_t dwPixelFormat,
+                                  uint32_t dwWidth, uint32_t dwHeight, uint32_t dwStride,
+                                  uint32_t hOutImage, uint16_t wStripCommand);
+
+/**
+ * Converts an image to a frame, strip by strip: the reverse of VIQ_frame_unpack. Padding between
+ * lines and unused bits are set to 0; bytes after the pixels of the last line are not changed. With
+ * stride 0 a strip may share its first byte with the one before, so that the frame must not be
+ * changed between strips. Bits of a VIQ_Y16 sample above the data width are ignored.
+ *
+ * VIQ_STRIP_NEXT converts the next strip, VIQ_STRIP_FINISH ends the sequence, any other command
+ * only checks the arguments. Until the last strip has been converted or VIQ_STRIP_FINISH has been
+ * called, all arguments but the command must be those of the first call.
+ *
+ * @param pFrame         the buffer of the frame; it needs no alignment
+ * @param qwBytes        size of the buffer in bytes, at least that of VIQ_frame_get_size
+ * @param dwPixelFormat  PFNC code
+ * @param dwWidth        pixels per line
+ * @param dwHeight       lines
+ * @param dwStride       bytes from line to line; 0: the pixels follow each other without padding
+ * @param hInImage       input, in the image format of the layout
+ * @param wStripCommand  strip command
+ * @par Errors
+ * - the errors of VIQ_frame_get_size
+ * - VIQ_ERR_PARAMETER "Frame of N bytes is too short, N needed"
+ * - VIQ_ERR_PARAMETER "Frame is too large": for the address space
+ * - VIQ_ERR_PARAMETER "Frame and image share memory": the frame overlaps the buffer of the image
+ * - VIQ_ERR_UNSUPPORTED|format "Unsupported image format": not the image format of the layout
+ * - VIQ_ERR_UNSUPPORTED "Data width does not match the pixel format": VIQ_Y16 of another data width
+ *   than the bits of a sample
+ * - VIQ_ERR_PARAMETER "Image does not have the size of the frame"
+ * - VIQ_ERR_CORRUPT "Image changed during transfer": format, size or stride of the image have
+ *   changed since the first strip
+ * - VIQ_ERR_STATE "Sequence under way with another image": other arguments than in the first call
+ */
+VIQ_API uint32_t VIQ_frame_pack(void *pFrame, uint64_t qwBytes, uint32_t dwPixelFormat,
+                                uint32_t dwWidth, uint32_t dwHeight, uint32_t dwStride,
+                                uint32_t hInImage, uint16_t wStripCommand);
+
+/** @} */
+
+/**
  * @defgroup viq_bayer Colour-filter mosaics
  *
- * A VIQ_RGGB32 image holds one byte a pixel: the sample of one colour. The whole picture is
- * processed as one strip: the lines per strip of the input become its height, and its buffer must
- * hold that many lines. If the lines per strip are 0, VIQ_BAY_RGB24_to_RGGB32 and
- * VIQ_BAY_RGGB32_map_to_RGB24 only copy the parameters.
+ * A VIQ_RGGB32 image holds one byte a pixel: the sample of one colour. Deeper mosaics are VIQ_Y16
+ * images, which VIQ_BAY_apply_gains turns into VIQ_RGGB32. The whole picture is processed as one
+ * strip: the lines per strip of the input become its height, and its buffer must hold that many
+ * lines. If the lines per strip are 0, VIQ_BAY_RGB24_to_RGGB32, VIQ_BAY_RGGB32_map_to_RGB24 and
+ * VIQ_BAY_apply_gains only copy the parameters.
  *
  * The mosaic that VIQ_BAY_RGB24_to_RGGB32 makes and the map functions expect has red, green, red,
  * ... on even lines and green, blue, green, ... on odd lines; the top line is line 0.
@@ -77,6 +305,55 @@ VIQ_API uint32_t VIQ_BAY_RGGB32_to_BGRX32(uint32_t hInImage, uint32_t hOutImage,
 /** Demosaics to VIQ_RGB16, as VIQ_BAY_RGGB32_to_BGRX32. */
 VIQ_API uint32_t VIQ_BAY_RGGB32_to_RGB16(uint32_t hInImage, uint32_t hOutImage, uint16_t wScheme,
                                          uint16_t wPixelColour, uint16_t wStripCommand);
+
+/**
+ * Measures the gains that make the means of red, green and blue equal (grey world). The strip in
+ * the image is measured in cells of 2 x 2 samples; cells that contain the largest possible sample
+ * are not counted. The colour with the largest mean gets gain 1, so that white stays white. A
+ * colour whose samples do not exceed the black level gets gain 1.
+ *
+ * @param hInImage      the mosaic, VIQ_RGGB32, or VIQ_Y16 with its data width
+ * @param wPixelColour  position of the colours on the first two lines of the strip, as
+ *     VIQ_BAY_RGGB32_to_BGRX32
+ * @param wBlackLevel   the sample value of no light, which is subtracted
+ * @param pGains        receives 3 gains, red, green, blue: 4.12 fixed point, 4096 is 1; at most
+ *     65535
+ * @par Errors
+ * - VIQ_ERR_UNSUPPORTED|format "Unsupported image format"
+ * - VIQ_ERR_UNSUPPORTED "Invalid Bayer Pixel Colour"
+ * - VIQ_ERR_PARAMETER "Black level is not below the largest sample"
+ */
+VIQ_API uint32_t VIQ_BAY_grey_world_gains(uint32_t hInImage, uint16_t wPixelColour,
+                                          uint16_t wBlackLevel, uint16_t *pGains);
+
+/**
+ * Applies black level, white balance and gamma to a mosaic and makes a VIQ_RGGB32 of it, which is
+ * then demosaiced with the same pixel colour. With the largest possible sample m and the gain g of
+ * its colour, a sample s becomes
+ *
+ *     255 x clamp((s - black level) / (m - black level) x g / 4096, 0, 1) ^ (100 / gamma)
+ *
+ * rounded to the nearest integer. The values are computed in floating point, once for each value
+ * of a sample. A mosaic that VIQ_IP_ShadingCorrection corrects first must have 16 significant bits,
+ * because that function scales white to 65535 with gains below 16.
+ *
+ * @param hInImage       the mosaic, VIQ_RGGB32, or VIQ_Y16 with its data width; bits above it are
+ *     ignored
+ * @param hOutImage      output
+ * @param wPixelColour   position of the colours, as VIQ_BAY_RGGB32_to_BGRX32
+ * @param wBlackLevel    the sample value of no light
+ * @param pGains         3 gains, red, green, blue: 4.12 fixed point, 4096 is 1
+ * @param wGamma         gamma in hundredths, 25 to 400; 100 is linear, 220 suits screens
+ * @param wStripCommand  strip command
+ * @par Errors
+ * - VIQ_ERR_UNSUPPORTED|format "Unsupported image format"
+ * - VIQ_ERR_UNSUPPORTED "Invalid Bayer Pixel Colour"
+ * - VIQ_ERR_PARAMETER "Black level is not below the largest sample"
+ * - VIQ_ERR_PARAMETER "Gamma not between 25 and 400"
+ */
+VIQ_API uint32_t VIQ_BAY_apply_gains(uint32_t hInImage, uint32_t hOutImage, uint16_t wPixelColour,
+                                     uint16_t wBlackLevel, const uint16_t *pGains, uint16_t wGamma,
+                                     uint16_t wStripCommand);
 
 /** @} */
 
