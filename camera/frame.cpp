@@ -39,21 +39,21 @@ u32 unpack_strip(const strip_call &call, const frame_memory &frame);
 verdict check_packed_image(const strip_call &call, const packed_frame &packed);
 u32 pack_strip(const strip_call &call, const packed_frame &packed);
 
-strip_sequence unpacking;
-strip_sequence packing;
-frame_memory first_unpacked;
-packed_frame first_packed;
+VIQ_PER_CONTEXT(strip_sequence, unpacking);
+VIQ_PER_CONTEXT(strip_sequence, packing);
+VIQ_PER_CONTEXT(frame_memory, first_unpacked);
+VIQ_PER_CONTEXT(packed_frame, first_packed);
 
 constexpr strip_transfer<frame_memory> unpack_transfer = {
     .name = "VIQ_frame_unpack",
-    .sequence = &unpacking,
+    .sequence = unpacking,
     .check_image = check_memory,
     .process = unpack_strip,
     .first_arguments = &first_unpacked,
 };
 constexpr strip_transfer<packed_frame> pack_transfer = {
     .name = "VIQ_frame_pack",
-    .sequence = &packing,
+    .sequence = packing,
     .check_image = check_packed_image,
     .process = pack_strip,
     .first_arguments = &first_packed,
@@ -99,7 +99,7 @@ u32 VIQ_frame_unpack(const void *pFrame, u64 qwBytes, u32 dwPixelFormat, u32 dwW
                                 hOutImage};
     if (wStripCommand != VIQ_STRIP_FINISH && !called_by_handler()) {
         u32 code = check_frame(unpack_transfer.name, frame, VIQ_ERR_CORRUPT);
-        if (!is_error(code) && !unpacking.under_way)
+        if (!is_error(code) && !unpacking->under_way)
             code = set_up_image(unpack_transfer.name, frame);
         if (is_error(code))
             return code;
@@ -330,7 +330,7 @@ u32 unpack_strip(const strip_call &call, const frame_memory &frame) {
     const frame_unpack_row unpack = row_of_packing(layout.packing).unpack;
     const line_view lines = lines_of(*call.in);
     for (u64 n = 0; n < lines.lines; ++n) {
-        const line_start start = start_of_line(frame, layout, unpacking.lines_done + n);
+        const line_start start = start_of_line(frame, layout, unpacking->lines_done + n);
         unpack(frame.data + start.offset, start.first, lines.line(n), lines.width);
     }
     return success;
@@ -362,7 +362,7 @@ u32 pack_strip(const strip_call &call, const packed_frame &packed) {
     const line_view lines = lines_of(*call.in);
     const auto line_bytes = static_cast<std::size_t>(bytes_of_pixels(layout, frame.width));
     for (u64 n = 0; n < lines.lines; ++n) {
-        const u64 number = packing.lines_done + n;
+        const u64 number = packing->lines_done + n;
         const line_start start = start_of_line(frame, layout, number);
         u8 *line = packed.target + start.offset;
         pack(lines.line(n), line, start.first, lines.width);

@@ -28,10 +28,10 @@ verdict check_balance(const strip_call &call, const balance &arguments);
 output_shape shape_of_mosaic(const strip_call &call);
 u32 apply_balance(const strip_call &call, const balance &arguments);
 
-strip_sequence sequence;
+VIQ_PER_CONTEXT(strip_sequence, sequence);
 
 constexpr strip_operation<balance> balance_operation = {.name = "VIQ_BAY_apply_gains",
-                                                        .sequence = &sequence,
+                                                        .sequence = sequence,
                                                         .check_before_header = check_balance,
                                                         .shape = shape_of_mosaic,
                                                         .process = apply_balance,
