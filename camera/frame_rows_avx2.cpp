@@ -5,7 +5,6 @@
 // lane is loaded from the start of the 16 samples, the upper one so that it ends with the last
 // sample; its first 16 - bits bytes belong to the lower lane.
 #include "camera/frame_row_loops.h"
-#include "convert/planes_avx2.h"
 #include "core/simd.h"
 
 namespace viq {
@@ -121,7 +120,7 @@ template <u32 unit, u32 step> VIQ_FORMULA bytes32 join_units(bytes32 v) {
 // Pairs of samples are joined in double words, then pairs of these in quad words.
 template <u32 bits> VIQ_FORMULA void store_lsb(u8 *frame, bytes32 samples) {
     constexpr i64 pair = (i64{1} << 2 * bits) - 1;
-    const bytes32 pairs = _mm256_madd_epi16(samples, word_pairs(1, 1 << bits));
+    const bytes32 pairs = _mm256_madd_epi16(samples, splat_word_pair(1, 1 << bits));
     const bytes32 units = _mm256_or_si256(_mm256_and_si256(pairs, _mm256_set1_epi64x(pair)),
                                           _mm256_and_si256(_mm256_srli_epi64(pairs, 32 - 2 * bits),
                                                            _mm256_set1_epi64x(pair << 2 * bits)));
@@ -130,7 +129,7 @@ template <u32 bits> VIQ_FORMULA void store_lsb(u8 *frame, bytes32 samples) {
 
 template <u32 bits> VIQ_FORMULA void store_gige(u8 *frame, bytes32 samples) {
     const bytes32 low_bits = _mm256_and_si256(samples, splat16(low_mask(bits - 8)));
-    const bytes32 middle = _mm256_slli_epi32(_mm256_madd_epi16(low_bits, word_pairs(1, 16)), 8);
+    const bytes32 middle = _mm256_slli_epi32(_mm256_madd_epi16(low_bits, splat_word_pair(1, 16)), 8);
     const bytes32 units = _mm256_or_si256(_mm256_srli_epi16(samples, bits - 8), middle);
     store_lanes_joined<12>(frame, join_units<3, 4>(units));
 }
