@@ -67,7 +67,7 @@ for coding in "" --small; do
     expect 0 "y8" "$tool" info wave.dwt
 done
 expect 0 "" convert chelsea.bmp wave.dwt
-expect 0 "452 x 300" "$tool" info wave.dwt
+expect 0 "wave.dwt: wavelet, 451 x 300, yuv422, 16 bits" "$tool" info wave.dwt
 expect 0 "fast coding, components " "$tool" info wave.dwt
 expect 0 "" bash -c 'head -c 200 wave.dwt > cut.dwt'
 expect 2 "cut.dwt" convert cut.dwt out.bmp
@@ -114,7 +114,7 @@ expect 0 "generated" "$tool" lut apply 200 --palette palette.tif coffee.bmp out.
 expect_error "Incorrect number of bytes" "$tool" lut apply 205 --load table200 coffee.bmp out.bmp
 expect_error "camera.tif: " "$tool" lut generate 205 --palette camera.tif
 expect_error "TYPE" "$tool" lut generate 199
-expect_error "nowhere/table: Failed to create file" "$tool" lut generate 201 --save nowhere/table
+expect_error "nowhere/table: cannot be created: No such file or directory" "$tool" lut generate 201 --save nowhere/table
 rm -f table* fresh.bmp palette.tif copy.eps
 
 # Processing: operations in the order of the options, on colour and on grey pictures.
@@ -174,19 +174,19 @@ rm -f same.bmp out.* paletted*
 head -c 100000 coffee.bmp > short.bmp
 printf 'BM junk, not a picture' > junk.bmp
 ls > before
-expect_error "missing.bmp: Failed to open file" convert missing.bmp out.bmp
+expect_error "missing.bmp: cannot be opened: No such file or directory" convert missing.bmp out.bmp
 expect_error "junk.bmp: " convert junk.bmp out.bmp
 expect_error "short.bmp: " convert short.bmp out.bmp
 expect_error "short.bmp: " convert --format paletted short.bmp coffee2.bmp
-expect_error "nowhere/out.bmp: Failed to create file" convert coffee.bmp nowhere/out.bmp
+expect_error "nowhere/out.bmp: cannot be created: No such file or directory" convert coffee.bmp nowhere/out.bmp
 expect_error "out.xyz: unknown output extension" convert coffee.bmp out.xyz
-expect_error "out.raw: " convert --format cmyk32 coffee.bmp nowhere/out.raw
+expect_error "out.raw: " convert --format hsi coffee.bmp nowhere/out.raw
 expect_error "sepia" convert --format sepia coffee.bmp out.bmp
-expect_error "--strip" convert --strip 0 coffee.bmp out.bmp
+expect_error "--strip: Value 0 not in range 1 to" convert --strip 0 coffee.bmp out.bmp
 expect_error "OUT" convert coffee.bmp
-expect_error "File name too long" "$tool" info "$(printf 'x%.0s' {1..200}).bmp"
 expect_error "junk.bmp: " "$tool" compare coffee.bmp junk.bmp
-expect_error "" "$tool" polish coffee.bmp
+expect_error "'polish' is not a command" "$tool" polish coffee.bmp
+expect_error "did you mean 'convert'?" "$tool" convrt coffee.bmp
 expect 0 "" bash -c 'ls | diff before -'
 expect 0 "" cmp coffee2.bmp coffee3.bmp
 if [ -e /dev/full ]; then

@@ -4,8 +4,10 @@
 #include <csignal>
 
 #include "tools/jpeg_file.h"
+#include "tools/note.h"
 #include "tools/progress_bar.h"
 #include "tools/replace_file.h"
+#include "tools/wavelet_file.h"
 
 namespace tool {
 
@@ -35,6 +37,10 @@ strip_sink file_sink(const file_kind &kind, const std::string &temporary, const 
 
 } // namespace
 
+bool is_interrupted() {
+    return interrupted != 0;
+}
+
 void run(const pipeline &line, const strip_sink &sink) {
     std::vector<image> palettes(line.steps.size());
     for (std::size_t i = 0; i < line.steps.size(); ++i)
@@ -45,6 +51,12 @@ void run(const pipeline &line, const strip_sink &sink) {
 
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
                  const coding_options &coding) {
+    if (kind.make_sink != nullptr) {
+        replace_file(path, [&](const std::string &temporary) {
+            run(line, kind.make_sink(temporary, path, coding));
+        });
+        return;
+    }
     if (kind.code != VIQ_FILE_JPEG && kind.code != VIQ_FILE_WAVELET) {
         replace_file(path, [&](const std::string &temporary) {
             bool is_writing = false;
@@ -63,7 +75,7 @@ void run_to_file(const pipeline &line, const file_kind &kind, const std::string 
         if (kind.code == VIQ_FILE_JPEG)
             write_jpeg(picture, coding.quality, temporary, path);
         else
-            write_wavelet(picture, coding.wavelet, temporary, path);
+            write_wavelet(picture, line.source.header.width, coding.wavelet, temporary, path);
     });
 }
 
@@ -97,6 +109,7 @@ image converted_to_any(image picture, std::initializer_list<uint16_t> formats,
     route way = route_from(source.header);
     way.is_whole = true;
     extend_to_any(way, {formats.begin(), formats.size()}, name);
+    print_notes(name, way.notes);
     if (way.steps.empty())
         return picture;
     return run_to_memory({source, way.steps});
@@ -111,7 +124,7 @@ void run_pass(const pipeline &line, std::size_t step_count, const std::vector<im
     start_reading(source, line.lines_per_strip);
     const stage_images stages = {source.handle, std::vector<image>(step_count)};
     const uint32_t height = VIQ_get_height(source.handle);
-    progress_bar progress(height);
+    progress_bar progress(height, source.header.width);
     std::signal(SIGINT, [](int) { interrupted = 1; });
     std::signal(SIGTERM, [](int) { interrupted = 1; });
     try {
