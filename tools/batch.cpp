@@ -27,8 +27,8 @@ std::vector<conversion_job> plan_jobs(const std::vector<std::string> &inputs,
                                       const std::string &output, const std::string &extension) {
     std::string pattern = output;
     if (is_folder(output))
-        pattern = (fs::path(output) / (extension.empty() ? "{name}{ext}" : "{name}" + extension))
-                      .string();
+        pattern =
+            (fs::path(output) / (extension.empty() ? "{file}" : "{name}" + extension)).string();
     if (pattern.find('{') == std::string::npos) {
         if (inputs.size() > 1)
             throw failure{output + ": several pictures need a folder or a pattern such as "
@@ -88,9 +88,11 @@ bool is_folder(const std::string &output) {
 std::string filled(const std::string &pattern, const std::string &input, std::size_t number) {
     const fs::path path = input == standard_stream ? fs::path("stdin") : fs::path(input);
     const fs::path folder = path.parent_path();
+    const std::string extension = path.extension().string();
     const std::map<std::string, std::string> fields = {
         {"name", path.stem().string()},
-        {"ext", path.extension().string()},
+        {"ext", extension.empty() ? "" : extension.substr(1)},
+        {"file", path.filename().string()},
         {"dir", folder.empty() ? "." : folder.string()},
         {"number", std::to_string(number)}};
     std::string result;
@@ -103,7 +105,7 @@ std::string filled(const std::string &pattern, const std::string &input, std::si
         const auto field =
             fields.find(pattern.substr(at + 1, end == std::string::npos ? end : end - at - 1));
         if (field == fields.end())
-            throw failure{pattern + ": unknown field (known: {name} {ext} {dir} {number})"};
+            throw failure{pattern + ": unknown field (known: {name} {ext} {file} {dir} {number})"};
         result += field->second;
         at = end + 1;
     }

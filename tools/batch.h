@@ -12,10 +12,11 @@ struct conversion_job {
 };
 
 // The pictures to read and where each is written. `output` is a file for one input, a folder, or a
-// pattern in which {name}, {ext}, {dir} and {number} are replaced for each input: its file name
-// without extension, the extension, its folder and its position, counted from 1. In a folder, files
-// have the names of the inputs; `extension`, if it is not empty, replaces theirs. Throws a failure
-// if two inputs would be written to one file or an output would replace another input.
+// pattern in which these are replaced for each input: {file} by its file name, {name} and {ext} by
+// the parts of it before and after the last dot, {dir} by its folder, and {number} by its position,
+// counted from 1. In a folder, files have the names of the inputs; `extension`, if it is not empty,
+// replaces theirs. Throws a failure if two inputs would be written to one file or an output would
+// replace another input.
 std::vector<conversion_job> plan_jobs(const std::vector<std::string> &inputs,
                                       const std::string &output, const std::string &extension);
 

@@ -60,7 +60,8 @@ void extend_to_any(route &way, std::span<const uint16_t> formats, const std::str
         std::stable_partition(goals.begin(), goals.end(), [](uint16_t f) { return f == VIQ_Y8; });
     const chain_of_formats chain = best_chain(way, goals);
     if (chain.empty())
-        throw failure{file + ": the output file cannot hold " + format_name(way.format)};
+        throw failure{file + ": the output file cannot hold " + format_name(way.format) +
+                      (formats[0] == VIQ_Y1 ? "; --bilevel converts to black and white" : "")};
     std::string loss = loss_at_end(way, chain.back());
     if (loss.empty())
         loss = loss_between(way, chain);
@@ -173,7 +174,9 @@ void append(route &way, std::span<const uint16_t> chain, const palette_rule &pal
         const uint16_t from = chain[i - 1];
         const uint16_t to = chain[i];
         step next{to, {}, {}};
-        if (library_converts(from, to, way.colour))
+        if (from == VIQ_Y1 && to == VIQ_Y8)
+            next.run = unpack_bits_to_grey;
+        else if (library_converts(from, to, way.colour))
             next.run = [from, to, width = way.grey_data_width](uint32_t in, uint32_t out,
                                                                uint16_t command) {
                 return convert_strip(from, to, in, out, command, width);
@@ -196,7 +199,8 @@ void append(route &way, std::span<const uint16_t> chain, const palette_rule &pal
 }
 
 bool connected(uint16_t from, uint16_t to, bool colour) {
-    return library_converts(from, to, colour) || (to == VIQ_RGB24 && can_unpack(from));
+    return library_converts(from, to, colour) || (to == VIQ_RGB24 && can_unpack(from)) ||
+           (from == VIQ_Y1 && to == VIQ_Y8);
 }
 
 bool try_conversion(uint16_t from, uint16_t to, bool colour) {

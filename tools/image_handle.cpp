@@ -87,8 +87,16 @@ uint16_t format_of(uint32_t handle) {
     return static_cast<uint16_t>(VIQ_image_get_parameter(handle, VIQ_IMAGE_TYPE));
 }
 
+// The library computes sizes of lines for whole bytes a pixel only; lines of bits are allocated as
+// lines of bytes.
 uint32_t set_shape(uint32_t handle, uint16_t format, uint32_t width, uint32_t height,
                    uint32_t lines) {
+    if (format == VIQ_Y1) {
+        const uint32_t code = set_shape(handle, VIQ_Y8, (width + 7) / 8, height, lines);
+        VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
+        VIQ_image_set_parameter(handle, VIQ_WIDTH, width);
+        return code;
+    }
     VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
     VIQ_image_set_parameter(handle, VIQ_WIDTH, width);
     VIQ_image_set_parameter(handle, VIQ_HEIGHT, height);

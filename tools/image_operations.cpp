@@ -92,9 +92,9 @@ image change_by_factor(image picture, const operation_input &in,
         check_not_empty(changed, in);
         return with_format(changed, VIQ_Y16, in.name);
     }
-    picture = converted_to_any(std::move(picture),
-                               {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_YUV422},
-                               in.name);
+    picture = converted_with_notes(
+        std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_YUV422},
+        in.name);
     image result = result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return call(from, to, factor, VIQ_STRIP_NEXT);
     });
@@ -147,7 +147,7 @@ image with_format(const image &picture, uint16_t format, const std::string &name
 image crop(image picture, const operation_input &in) {
     const numbers n = read_numbers(in.argument, 4, 4, "X,Y,W,H");
     if (format_of(picture.handle) == VIQ_RGB8 || format_of(picture.handle) == VIQ_XRGB32)
-        picture = converted_to_any(std::move(picture), {VIQ_RGB24}, in.name);
+        picture = converted_with_notes(std::move(picture), {VIQ_RGB24}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_IP_crop(from, to, checked_cast<int16_t>(n[0]), checked_cast<int16_t>(n[1]),
                            checked_cast<int16_t>(n[2]), checked_cast<int16_t>(n[3]),
@@ -160,7 +160,7 @@ image scale(image picture, const operation_input &in) {
         scaled_size(in.argument, VIQ_get_width(picture.handle), VIQ_get_height(picture.handle));
     if (format_of(picture.handle) == VIQ_Y16)
         return scale_grey16(picture, size.width, size.height, in.name);
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_IP_scale(from, to, size.width, size.height, VIQ_STRIP_NEXT);
     });
@@ -210,7 +210,7 @@ image filter(image picture, const operation_input &in) {
     const std::vector<int32_t> coefficients(kernel.begin(), kernel.end());
     if (format_of(picture.handle) == VIQ_Y16)
         return filter_grey16(picture, kernel, in.name);
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_IP_filter_3x3(from, to, coefficients.data(), VIQ_STRIP_NEXT);
     });
@@ -233,9 +233,9 @@ image look_up(image picture, const operation_input &in) {
     check(VIQ_LUT_generate(lut.handle, percent[0], percent[1], percent[2], percent[3], percent[4],
                            percent[5]),
           in.name);
-    picture =
-        converted_to_any(std::move(picture),
-                         {VIQ_RGB24, VIQ_Y8, VIQ_YUV422, VIQ_RGB16, VIQ_RGB15, VIQ_RGB8}, in.name);
+    picture = converted_with_notes(std::move(picture),
+                                   {VIQ_RGB24, VIQ_Y8, VIQ_YUV422, VIQ_RGB16, VIQ_RGB15, VIQ_RGB8},
+                                   in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_LUT_apply(from, to, lut.handle, VIQ_STRIP_NEXT);
     });
@@ -265,7 +265,7 @@ image bilevel(image picture, const operation_input &in) {
 // ---- Cameras and video
 
 image mosaic(image picture, const operation_input &in) {
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24}, in.name);
     return result_of(picture, in.name, [](uint32_t from, uint32_t to) {
         return VIQ_BAY_RGB24_to_RGGB32(from, to, VIQ_STRIP_NEXT);
     });
@@ -285,7 +285,7 @@ image demosaic(image picture, const operation_input &in) {
 
 image field_to_frame(image picture, const operation_input &in) {
     const numbers n = read_numbers(in.argument, 1, 1, "SCHEME");
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_SPL_field_to_frame(from, to, checked_cast<uint16_t>(n[0]), VIQ_STRIP_NEXT);
     });
@@ -317,7 +317,7 @@ image key(image picture, const operation_input &in) {
     if (!read_number(in.argument.substr(0, comma), colour) || comma + 1 == in.argument.size())
         reject_argument(in.argument, "COLOUR[,BACKGROUND]");
     const uint32_t width = VIQ_get_width(picture.handle);
-    picture = converted_to_any(std::move(picture), {VIQ_YUV422}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_YUV422}, in.name);
     const library_object object(VIQ_CK_create(), VIQ_CK_destroy);
     if (calibrates(in.options))
         calibrate(object, picture, in);
@@ -331,7 +331,7 @@ image key(image picture, const operation_input &in) {
     if (width == VIQ_get_width(keyed.handle))
         return keyed;
     // YUV 4:2:2 has an even width.
-    keyed = converted_to_any(std::move(keyed), {VIQ_RGB24}, in.name);
+    keyed = converted_with_notes(std::move(keyed), {VIQ_RGB24}, in.name);
     return upper_left_part(keyed, width, VIQ_get_height(keyed.handle), in.name);
 }
 
@@ -355,7 +355,7 @@ image text(image picture, const operation_input &in) {
     n.insert(n.end(), std::begin(defaults) + n.size(), std::end(defaults));
     // The library rejects position 0 with a message that also fits negative positions.
     const auto position = [](int value) { return static_cast<uint32_t>(std::max(value, 0)); };
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
     check(VIQ_draw_text(picture.handle, words.c_str(), font_of_number(n[2], in.name),
                         position(n[0]), position(n[1]), checked_cast<uint16_t>(n[4]),
                         colour_number(n[3])),
@@ -365,7 +365,7 @@ image text(image picture, const operation_input &in) {
 
 image timestamp(image picture, const operation_input &in) {
     constexpr uint32_t characters = 16; // of the date and time
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
     const tVIQ_Font &font = *font_of_number(medium_font, in.name);
     const uint32_t width = VIQ_get_width(picture.handle);
     const uint32_t height = VIQ_get_height(picture.handle);

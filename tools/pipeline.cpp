@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <csignal>
+#include <utility>
 
 #include "tools/jpeg_file.h"
 #include "tools/note.h"
 #include "tools/progress_bar.h"
 #include "tools/replace_file.h"
+#include "tools/unpack_to_rgb24.h"
 #include "tools/wavelet_file.h"
 
 namespace tool {
@@ -25,6 +27,8 @@ struct stage_images {
     }
 };
 
+route route_of(const image &picture, std::initializer_list<uint16_t> formats,
+               const std::string &name);
 void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,
               const strip_sink &sink);
 void run_steps(const pipeline &line, const stage_images &stages, const std::vector<image> &palettes,
@@ -80,6 +84,13 @@ void run_to_file(const pipeline &line, const file_kind &kind, const std::string 
 }
 
 image run_to_memory(const pipeline &line) {
+    const uint16_t format = line.steps.empty() ? line.source.header.format : line.steps.back().to;
+    if (format == VIQ_Y1 && line.source.kind != nullptr) {
+        // The library keeps no bits in memory images.
+        pipeline grey = line;
+        grey.steps.push_back({VIQ_Y8, unpack_bits_to_grey, {}});
+        return run_to_memory(grey);
+    }
     image whole;
     const auto append = [&](uint32_t strip, bool) {
         check(VIQ_write_to_memory(strip, whole.handle, VIQ_STRIP_NEXT), line.source.name);
@@ -105,17 +116,26 @@ image read_as_rgb24(const std::string &file) {
 
 image converted_to_any(image picture, std::initializer_list<uint16_t> formats,
                        const std::string &name) {
+    const route way = route_of(picture, formats, name);
     picture_source source = picture_in_memory(picture.handle, name);
-    route way = route_from(source.header);
-    way.is_whole = true;
-    extend_to_any(way, {formats.begin(), formats.size()}, name);
-    print_notes(name, way.notes);
-    if (way.steps.empty())
-        return picture;
-    return run_to_memory({source, way.steps});
+    return way.steps.empty() ? std::move(picture) : run_to_memory({source, way.steps});
+}
+
+image converted_with_notes(image picture, std::initializer_list<uint16_t> formats,
+                           const std::string &name) {
+    print_notes(name, route_of(picture, formats, name).notes);
+    return converted_to_any(std::move(picture), formats, name);
 }
 
 namespace {
+
+route route_of(const image &picture, std::initializer_list<uint16_t> formats,
+               const std::string &name) {
+    route way = route_from(header_of(picture.handle));
+    way.is_whole = true;
+    extend_to_any(way, {formats.begin(), formats.size()}, name);
+    return way;
+}
 
 // Runs the first `step_count` steps over the whole picture.
 void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,

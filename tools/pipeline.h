@@ -39,9 +39,13 @@ image run_to_memory(const pipeline &line);
 image read_whole(const std::string &file);
 image read_as_rgb24(const std::string &file);
 
-// The picture in one of the formats; if it is converted, to the first one that a conversion
-// reaches with the fewest steps. `name` is for error messages.
+// The picture in one of the formats; if it is converted, to the one that preserves most of it.
+// `name` is for error messages.
 image converted_to_any(image picture, std::initializer_list<uint16_t> formats,
                        const std::string &name);
+
+// The same; a note names what is lost.
+image converted_with_notes(image picture, std::initializer_list<uint16_t> formats,
+                           const std::string &name);
 
 } // namespace tool

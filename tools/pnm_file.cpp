@@ -44,7 +44,10 @@ decoded_picture read_pnm(const std::string &path, const std::string &name) {
     const pnm_header header = read_header(from);
     const bool is_colour = header.channels >= 3;
     const bool is_deep = header.largest > 255;
-    const uint16_t format = is_colour ? VIQ_RGB24 : is_deep ? VIQ_Y16 : VIQ_Y8;
+    const uint16_t format = header.is_bits() ? VIQ_Y1
+                            : is_colour      ? VIQ_RGB24
+                            : is_deep        ? VIQ_Y16
+                                             : VIQ_Y8;
     decoded_picture decoded = {whole_picture(format, header.width, header.height, name),
                                "viq's PNM reader"};
     if (header.channels % 2 == 0)
@@ -58,6 +61,13 @@ decoded_picture read_pnm(const std::string &path, const std::string &name) {
     for (uint32_t y = 0; y < header.height; ++y) {
         read_samples(from, header, samples);
         uint8_t *byte = to.line(y);
+        if (format == VIQ_Y1) {
+            std::fill_n(byte, to.bytes_per_line, uint8_t{0});
+            for (std::size_t x = 0; x < header.width; ++x)
+                if (samples[x] != 0)
+                    byte[x / 8] = static_cast<uint8_t>(byte[x / 8] | 128 >> x % 8);
+            continue;
+        }
         auto *word = reinterpret_cast<uint16_t *>(byte);
         for (std::size_t x = 0; x < header.width; ++x)
             for (uint32_t c = 0; c < kept; ++c) {

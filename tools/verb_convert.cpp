@@ -93,10 +93,11 @@ namespace {
 
 void declare_files(CLI::App &app, convert_arguments &arguments) {
     convert_options &each = arguments.each;
-    app.add_option("-o,--output", arguments.output,
-                   "Where to write, if all FILES are to be read: a file, a folder, or a pattern "
-                   "such as out/{name}.jpg with the fields {name}, {ext}, {dir} and {number} of "
-                   "each input; folders are created")
+    app.add_option(
+           "-o,--output", arguments.output,
+           "Where to write, if all FILES are to be read: a file, a folder, or a pattern "
+           "such as out/{name}.jpg with the fields {file}, {name}, {ext}, {dir} and {number} of "
+           "each input; folders are created")
         ->type_name("FILE|DIR|PATTERN");
     app.add_option("--from", each.from,
                    "Type of the pictures to read, such as tga; otherwise their content decides")
