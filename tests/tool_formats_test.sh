@@ -151,7 +151,11 @@ if [[ $libraries == *libtiff* ]]; then
     convert colour.ppm grey.pgm -compress lzw pages.tif
     check 0 "$tool" convert --page 2 pages.tif out.pgm
     check 0 same out.pgm grey.pgm
-    check 0 grep -q "2 pages" <("$tool" info pages.tif)
+    tiffcp -c none pages.tif plain.tif
+    for name in pages.tif plain.tif; do
+        check 0 grep -q "2 pages" <("$tool" info $name)
+        check 0 grep -q "the first of 2 pages" <("$tool" convert $name out.bmp 2>&1)
+    done
     check 2 "$tool" convert --page 3 pages.tif out.pgm
     head -c 700 pages.tif > cut.tif
     check 2 "$tool" convert cut.tif out.bmp

@@ -218,7 +218,7 @@ bool try_conversion(uint16_t from, uint16_t to, bool colour) {
         if (VIQ_IS_ERROR(code))
             convert_strip(from, to, in.handle, out.handle, VIQ_STRIP_FINISH);
     }
-    // Another picture would come out if a converter were missed for want of memory.
+    // A converter that is missed because memory is short would change the route and the result.
     if (is_memory_error(code))
         check(code, "viq");
     discard_error_message();

@@ -45,8 +45,10 @@ constexpr whole_reader jpeg_fallback = nullptr;
 #endif
 #if VIQ_HAS_LIBTIFF
 constexpr whole_reader tiff_fallback = read_by_libtiff;
+constexpr auto tiff_pages = count_pages_by_libtiff;
 #else
 constexpr whole_reader tiff_fallback = nullptr;
+constexpr uint32_t (*tiff_pages)(const std::string &) = nullptr;
 #endif
 constexpr whole_reader pnm_reader = first_page<read_pnm>;
 
@@ -61,7 +63,9 @@ const std::vector<file_kind> kinds = {
      VIQ_read_TIFF_file,
      {VIQ_RGB24, VIQ_Y8, VIQ_Y16, VIQ_PALETTED, VIQ_Y1, VIQ_CMYK32},
      false,
-     tiff_fallback},
+     tiff_fallback,
+     nullptr,
+     tiff_pages},
     {VIQ_FILE_TGA, "TGA", {".tga"}, VIQ_read_TGA_file, {VIQ_RGB24, VIQ_Y8, VIQ_RGB15}, true},
     {VIQ_FILE_EPS, "EPS", {".eps"}, VIQ_read_EPS_file, {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_Y1}},
     {VIQ_FILE_JPEG,

@@ -30,6 +30,7 @@ struct file_kind {
     bool unpadded = false; // the lines in the file have the image's padding, which must be none
     whole_reader fallback = nullptr; // reads what the library rejects, or all files if code is 0
     sink_maker make_sink = nullptr;  // null: the library writes the file
+    uint32_t (*count_pages)(const std::string &path) = nullptr; // null: files have one page
 
     bool is_readable() const { return code != VIQ_FILE_RAW && (code != 0 || fallback != nullptr); }
     bool is_writable() const { return !accepts.empty(); }

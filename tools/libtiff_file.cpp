@@ -36,6 +36,7 @@ struct page_layout {
     }
 };
 
+tiff_ptr open_tiff(const std::string &path);
 page_layout layout_of(TIFF *tiff, const std::string &name);
 void read_plain(TIFF *tiff, const page_layout &page, const pixels &to, const std::string &name);
 void copy_block(const page_layout &page, const uint8_t *block, uint32_t left, uint32_t top,
@@ -52,11 +53,13 @@ thread_local std::string first_error;
 
 } // namespace
 
+uint32_t count_pages_by_libtiff(const std::string &path) {
+    const tiff_ptr tiff = open_tiff(path);
+    return tiff != nullptr ? TIFFNumberOfDirectories(tiff.get()) : 1;
+}
+
 decoded_picture read_by_libtiff(const std::string &path, const std::string &name, uint32_t page) {
-    first_error.clear();
-    TIFFSetErrorHandler(store_error);
-    TIFFSetWarningHandler(nullptr);
-    const tiff_ptr tiff(TIFFOpen(path.c_str(), "r"), TIFFClose);
+    const tiff_ptr tiff = open_tiff(path);
     if (tiff == nullptr)
         fail(name);
     const uint32_t pages = TIFFNumberOfDirectories(tiff.get());
@@ -84,6 +87,13 @@ decoded_picture read_by_libtiff(const std::string &path, const std::string &name
 }
 
 namespace {
+
+tiff_ptr open_tiff(const std::string &path) {
+    first_error.clear();
+    TIFFSetErrorHandler(store_error);
+    TIFFSetWarningHandler(nullptr);
+    return {TIFFOpen(path.c_str(), "r"), TIFFClose};
+}
 
 page_layout layout_of(TIFF *tiff, const std::string &name) {
     page_layout page;

@@ -12,4 +12,7 @@ namespace tool {
 // are rejected.
 decoded_picture read_by_libtiff(const std::string &path, const std::string &name, uint32_t page);
 
+// Number of pages; 1 if libtiff cannot open the file.
+uint32_t count_pages_by_libtiff(const std::string &path);
+
 } // namespace tool

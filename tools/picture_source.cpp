@@ -134,6 +134,8 @@ void open_by_library(picture_source &source, const reading_options &how) {
     } else {
         open_strips(source);
         source.stored_format = format_of(source.handle);
+        if (source.kind->count_pages != nullptr)
+            source.pages = source.kind->count_pages(source.input.path);
     }
     source.header = header_of(source.handle);
 }

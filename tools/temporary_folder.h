@@ -8,7 +8,7 @@
 
 namespace tool {
 
-// The name that stands for standard input and standard output.
+// The name that represents standard input and standard output.
 constexpr const char *standard_stream = "-";
 
 // The library takes file names of at most so many bytes.

@@ -74,6 +74,9 @@ void convert(const convert_options &options) {
     picture_source file = open_picture(
         options.in,
         {.type = options.from, .page = options.page, .unpadded = kind.unpadded && !is_processed});
+    if (file.pages > 1 && options.page == 1)
+        print_note(file.name, "the first of " + std::to_string(file.pages) +
+                                  " pages is converted; --page selects another one");
     image processed = image(0);
     if (is_processed)
         processed = process(run_to_memory({file}), options.processing, file.name);
