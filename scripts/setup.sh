@@ -20,7 +20,7 @@ usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench]
 EOF
 }
 
-packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libpng-dev libjpeg-dev libtiff-dev)
 for argument in "$@"; do
     case "$argument" in
     --tests)

@@ -34,6 +34,7 @@ struct step {
 
 struct route {
     uint16_t format;               // after the last step
+    uint32_t width;                // of the picture
     bool colour;                   // whether the picture, or its palette, has colour
     uint16_t grey_data_width = 16; // of the Y16 pictures that a step produces
     // A converter keeps state between strips, so it can serve only one step of a route, unless
@@ -41,21 +42,28 @@ struct route {
     bool is_whole = false;
     std::set<uint32_t> used_converters;
     std::vector<step> steps;
+    std::vector<std::string> notes; // what the steps lose without having been asked for
 };
 
 // A route without steps.
 route route_from(const picture_header &start);
 
-// Appends the shortest sequence of steps to the format. If no sequence exists, throws a failure
-// that names the file.
+// Appends the sequence of steps to the format that preserves most of the picture, and among equal
+// ones the shortest. If an intermediate format loses more than the result, a note names it. If no
+// sequence exists, throws a failure that names the file.
 void extend(route &way, uint16_t format, const std::string &file, const palette_rule &palette = {});
 
-// Appends the shortest sequence of steps to any of the formats; among equal ones, to the format
-// listed first. Grey pictures prefer Y8.
+// Appends the sequence of steps to any of the formats that preserves most of the picture; among
+// equal ones the shortest, to the format listed first. Grey pictures prefer Y8. A note names what
+// is lost.
 void extend_to_any(route &way, std::span<const uint16_t> formats, const std::string &file);
 
 // Appends the conversion to the 3-3-2 cube with error diffusion.
 void extend_dithered(route &way, const std::string &file);
+
+// Pairs of pixels share their chroma in YUV 4:2:2, so that an odd width grows by one. Appends the
+// step that restores the width after a conversion from YUV 4:2:2.
+void restore_width(route &way);
 
 // Whether one converter of the library converts between the formats. `colour` matters for paletted
 // input only.

@@ -121,7 +121,7 @@ uint16_t quality_of_size(const codec_job &job, const fs::path &to, const codec &
 void write_detail(const fs::path &from, const fs::path &to) {
     convert({.in = from.string(),
              .out = to.string(),
-             .processing = {.crop = "200,90,120,80", .replicate = "4"}});
+             .processing = {.steps = {{"--crop", "200,90,120,80"}, {"--replicate", "4"}}}});
 }
 
 // The first codec determines the size of the files.

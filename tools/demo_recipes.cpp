@@ -1,6 +1,7 @@
 #include "tools/demo_recipes.h"
 
 #include <utility>
+#include <vector>
 
 namespace tool {
 
@@ -27,9 +28,10 @@ recipe to_dib(uint32_t depth, const char *id, const char *name, const char *note
     return {dib_group, id, name, note, recipe_kind::dib, VIQ_PALETTED, {}, depth};
 }
 
-recipe processed(const char *id, const char *name, const char *note, processing_options options) {
+recipe processed(const char *id, const char *name, const char *note,
+                 std::vector<requested_step> steps) {
     return {processing_group,  id, name, note, recipe_kind::process, VIQ_RGB24, {}, 0,
-            std::move(options)};
+            {std::move(steps)}};
 }
 
 const recipe recipes[] = {
@@ -71,28 +73,31 @@ const recipe recipes[] = {
     to_dib(16, "dib16", "DIB, 16 bits", "RGB15"),
     to_dib(24, "dib24", "DIB, 24 bits", "BGR24"),
     to_dib(32, "dib32", "DIB, 32 bits", "BGRX32"),
-    processed("crop", "Crop", "a rectangle", {.crop = "100,60,240,160"}),
-    processed("scale", "Scale", "bilinear, to 300 x 200", {.scale = "300x200"}),
-    processed("subsample", "Subsample", "every third pixel and line", {.subsample = "3"}),
+    processed("crop", "Crop", "a rectangle", {{"--crop", "100,60,240,160"}}),
+    processed("scale", "Scale", "bilinear, to 300 x 200", {{"--scale", "300x200"}}),
+    processed("subsample", "Subsample", "every third pixel and line", {{"--subsample", "3"}}),
     processed("replicate", "Replicate", "a rectangle, each pixel four times",
-              {.crop = "150,80,120,80", .replicate = "4"}),
-    processed("rotate", "Rotate", "clockwise by 90 degrees", {.rotate = "90"}),
-    processed("mirror", "Mirror", "left to right", {.mirror = true}),
-    processed("blur", "Blur", "3 x 3 mean", {.filter = "blur"}),
-    processed("sharpen", "Sharpen", "3 x 3 kernel", {.filter = "sharpen"}),
-    processed("edge", "Edges", "3 x 3 kernel with sum 0", {.filter = "edge"}),
+              {{"--crop", "150,80,120,80"}, {"--replicate", "4"}}),
+    processed("rotate", "Rotate", "clockwise by 90 degrees", {{"--rotate", "90"}}),
+    processed("mirror", "Mirror", "left to right", {{"--mirror"}}),
+    processed("blur", "Blur", "3 x 3 mean", {{"--filter", "blur"}}),
+    processed("sharpen", "Sharpen", "3 x 3 kernel", {{"--filter", "sharpen"}}),
+    processed("edge", "Edges", "3 x 3 kernel with sum 0", {{"--filter", "edge"}}),
     processed("lut", "Lookup table", "contrast 140, gamma 150, less blue",
-              {.lut = "contrast=140,gamma=150,b=70"}),
-    processed("threshold", "Threshold", "black below 80, white from 160", {.threshold = "80,160"}),
-    processed("mosaic", "Mosaic", "one colour sample per pixel", {.mosaic = true}),
-    processed("demosaic1", "Demosaic, scheme 1", "replication", {.mosaic = true, .demosaic = "1"}),
-    processed("demosaic2", "Demosaic, scheme 2", "bilinear", {.mosaic = true, .demosaic = "2"}),
+              {{"--lut", "contrast=140,gamma=150,b=70"}}),
+    processed("threshold", "Threshold", "black below 80, white from 160",
+              {{"--threshold", "80,160"}}),
+    processed("mosaic", "Mosaic", "one colour sample per pixel", {{"--mosaic"}}),
+    processed("demosaic1", "Demosaic, scheme 1", "replication",
+              {{"--mosaic"}, {"--demosaic", "1"}}),
+    processed("demosaic2", "Demosaic, scheme 2", "bilinear", {{"--mosaic"}, {"--demosaic", "2"}}),
     processed("demosaic3", "Demosaic, scheme 3", "gradient-adaptive",
-              {.mosaic = true, .demosaic = "3"}),
-    processed("field", "Field to frame", "lines interpolated along edges", {.field_to_frame = "3"}),
-    processed("pseudo", "False colour", "by grey level", {.pseudo = true}),
+              {{"--mosaic"}, {"--demosaic", "3"}}),
+    processed("field", "Field to frame", "lines interpolated along edges",
+              {{"--field-to-frame", "3"}}),
+    processed("pseudo", "False colour", "by grey level", {{"--pseudo"}}),
     processed("text", "Text and time", "in two of the fonts",
-              {.text = "VIQ draws text,12,12,2,14,0", .timestamp = true}),
+              {{"--text", "VIQ draws text,12,12,2,14,0"}, {"--timestamp"}}),
 };
 
 } // namespace

@@ -12,7 +12,7 @@ constexpr uint32_t error_class_mask = 0xFFFF0000;
 
 // The first message since the last discard. Later messages of the same failure come from the
 // callers of the function that failed and are less specific.
-std::string first_message;
+thread_local std::string first_message;
 
 uint32_t store_message(uint32_t module, const char *function, uint32_t code, const char *message);
 std::string reason(uint32_t code);
@@ -48,8 +48,13 @@ library_object::~library_object() {
     destroy(handle);
 }
 
+void prepare_library() {
+    // conforming reading
+}
+
 void start_library() {
     VIQ_Init();
+    prepare_library();
     VIQ_ErrHandlerInstall(store_message);
 }
 
@@ -59,6 +64,10 @@ void check(uint32_t code, const std::string &file) {
     failure stop{file + ": " + reason(code)};
     discard_error_message();
     throw stop;
+}
+
+bool is_memory_error(uint32_t code) {
+    return VIQ_IS_ERROR(code) && (code & error_class_mask) == VIQ_ERR_MEMORY;
 }
 
 void discard_error_message() {
@@ -78,8 +87,16 @@ uint16_t format_of(uint32_t handle) {
     return static_cast<uint16_t>(VIQ_image_get_parameter(handle, VIQ_IMAGE_TYPE));
 }
 
+// The library computes sizes of lines for whole bytes a pixel only; lines of bits are allocated as
+// lines of bytes.
 uint32_t set_shape(uint32_t handle, uint16_t format, uint32_t width, uint32_t height,
                    uint32_t lines) {
+    if (format == VIQ_Y1) {
+        const uint32_t code = set_shape(handle, VIQ_Y8, (width + 7) / 8, height, lines);
+        VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
+        VIQ_image_set_parameter(handle, VIQ_WIDTH, width);
+        return code;
+    }
     VIQ_image_set_parameter(handle, VIQ_IMAGE_TYPE, format);
     VIQ_image_set_parameter(handle, VIQ_WIDTH, width);
     VIQ_image_set_parameter(handle, VIQ_HEIGHT, height);
@@ -98,7 +115,7 @@ uint32_t store_message(uint32_t, const char *, uint32_t, const char *message) {
 std::string reason(uint32_t code) {
     if (!first_message.empty())
         return first_message;
-    if ((code & error_class_mask) == VIQ_ERR_MEMORY)
+    if (is_memory_error(code))
         return "Memory allocation failed";
     char text[32];
     std::snprintf(text, sizeof text, "error 0x%08x", static_cast<unsigned>(code));

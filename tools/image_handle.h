@@ -35,11 +35,17 @@ struct library_object {
     library_object &operator=(const library_object &) = delete;
 };
 
+// Selects how the library reads files.
+void prepare_library();
+
 // Initialises the library and installs an error handler that stores messages instead of printing.
 void start_library();
 
 // Throws a failure that names the file if the code is an error code of the library.
 void check(uint32_t code, const std::string &file);
+
+// Whether the code reports that memory could not be allocated.
+bool is_memory_error(uint32_t code);
 
 // Discards the stored message of a call whose failure is expected.
 void discard_error_message();

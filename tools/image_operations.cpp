@@ -5,9 +5,13 @@
 #include <utility>
 #include <vector>
 
+#include "tools/bilevel.h"
+#include "tools/grey16_operations.h"
 #include "tools/number_arguments.h"
 #include "tools/pipeline.h"
+#include "tools/pixel_format_table.h"
 #include "tools/processing_steps.h"
+#include "tools/upper_left_part.h"
 
 namespace tool {
 
@@ -33,30 +37,74 @@ template <class Call> image result_of(const image &from, const std::string &name
     return to;
 }
 
+void check_not_empty(const image &picture, const operation_input &in) {
+    if (VIQ_get_width(picture.handle) == 0 || VIQ_get_height(picture.handle) == 0)
+        throw failure{in.name + ": smaller than " + in.argument + " pixels"};
+}
+
+struct picture_size {
+    uint32_t width, height;
+};
+
+// The size that an argument such as 640x480, 640x, x480 or 50% gives for a picture.
+picture_size scaled_size(const std::string &argument, uint32_t width, uint32_t height) {
+    constexpr const char *form = "WxH, Wx, xH or N%";
+    constexpr uint64_t most = 1u << 24;
+    const auto part = [&](const std::string &text) {
+        int number = 0;
+        if (!read_number(text, number) || number <= 0)
+            reject_argument(argument, form);
+        return static_cast<uint64_t>(number);
+    };
+    uint64_t w;
+    uint64_t h;
+    if (argument.ends_with('%')) {
+        const uint64_t percent = part(argument.substr(0, argument.size() - 1));
+        w = (width * percent + 50) / 100;
+        h = (height * percent + 50) / 100;
+    } else {
+        const std::vector<std::string> sides = split(argument, 'x');
+        if (sides.size() != 2 || argument == "x")
+            reject_argument(argument, form);
+        w = sides[0].empty() ? 0 : part(sides[0]);
+        h = sides[1].empty() ? 0 : part(sides[1]);
+        if (w == 0)
+            w = (width * h + height / 2) / height;
+        else if (h == 0)
+            h = (height * w + width / 2) / width;
+    }
+    if (w > most || h > most)
+        throw failure{"'" + argument + "': the picture would be too large"};
+    return {static_cast<uint32_t>(std::max<uint64_t>(w, 1)),
+            static_cast<uint32_t>(std::max<uint64_t>(h, 1))};
+}
+
 image change_by_factor(image picture, const operation_input &in,
                        uint32_t (*call)(uint32_t, uint32_t, uint16_t, uint16_t)) {
     const numbers n = read_numbers(in.argument, 1, 1, "N");
-    picture = converted_to_any(std::move(picture),
-                               {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_YUV422},
-                               in.name);
+    const auto factor = checked_cast<uint16_t>(n[0]);
+    if (format_of(picture.handle) == VIQ_Y16) {
+        // Pixels are copied, so that the operation can take them for another format of two bytes.
+        const image words = with_format(picture, VIQ_RGB16, in.name);
+        const image changed = result_of(words, in.name, [&](uint32_t from, uint32_t to) {
+            return call(from, to, factor, VIQ_STRIP_NEXT);
+        });
+        check_not_empty(changed, in);
+        return with_format(changed, VIQ_Y16, in.name);
+    }
+    picture = converted_with_notes(
+        std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_RGB15, VIQ_RGB16, VIQ_YUV422},
+        in.name);
     image result = result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
-        return call(from, to, checked_cast<uint16_t>(n[0]), VIQ_STRIP_NEXT);
+        return call(from, to, factor, VIQ_STRIP_NEXT);
     });
-    if (VIQ_get_width(result.handle) == 0 || VIQ_get_height(result.handle) == 0)
-        throw failure{in.name + ": smaller than " + in.argument + " pixels"};
+    check_not_empty(result, in);
     return result;
 }
 
 // Grey files can hold the mosaic of a camera.
 image mosaic_from_grey(image picture, const std::string &name) {
-    const image grey = converted_to_any(std::move(picture), {VIQ_Y8}, name);
-    const pixels from = pixels_of(grey.handle);
-    image samples;
-    check(set_shape(samples.handle, VIQ_RGGB32, from.width, from.lines, from.lines), name);
-    const pixels to = pixels_of(samples.handle);
-    for (uint32_t y = 0; y < from.lines; ++y)
-        std::copy_n(from.line(y), from.width, to.line(y));
-    return samples;
+    return with_format(converted_to_any(std::move(picture), {VIQ_Y8}, name), VIQ_RGGB32, name);
 }
 
 image read_as_yuv422(const std::string &file) {
@@ -83,12 +131,23 @@ const tVIQ_Font *font_of_number(int number, const std::string &name) {
 
 } // namespace
 
+image with_format(const image &picture, uint16_t format, const std::string &name) {
+    const pixels from = pixels_of(picture.handle);
+    image result;
+    check(set_shape(result.handle, format, from.width, from.lines, from.lines), name);
+    const pixels to = pixels_of(result.handle);
+    const std::size_t bytes = std::size_t{from.width} * bytes_per_pixel(format_of(picture.handle));
+    for (uint32_t y = 0; y < from.lines; ++y)
+        std::copy_n(from.line(y), bytes, to.line(y));
+    return result;
+}
+
 // ---- Geometry
 
 image crop(image picture, const operation_input &in) {
     const numbers n = read_numbers(in.argument, 4, 4, "X,Y,W,H");
     if (format_of(picture.handle) == VIQ_RGB8 || format_of(picture.handle) == VIQ_XRGB32)
-        picture = converted_to_any(std::move(picture), {VIQ_RGB24}, in.name);
+        picture = converted_with_notes(std::move(picture), {VIQ_RGB24}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_IP_crop(from, to, checked_cast<int16_t>(n[0]), checked_cast<int16_t>(n[1]),
                            checked_cast<int16_t>(n[2]), checked_cast<int16_t>(n[3]),
@@ -97,13 +156,13 @@ image crop(image picture, const operation_input &in) {
 }
 
 image scale(image picture, const operation_input &in) {
-    const numbers n = read_numbers(in.argument, 2, 2, "WxH", 'x');
-    if (n[0] <= 0 || n[1] <= 0)
-        reject_argument(in.argument, "WxH");
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
+    const picture_size size =
+        scaled_size(in.argument, VIQ_get_width(picture.handle), VIQ_get_height(picture.handle));
+    if (format_of(picture.handle) == VIQ_Y16)
+        return scale_grey16(picture, size.width, size.height, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
-        return VIQ_IP_scale(from, to, static_cast<uint32_t>(n[0]), static_cast<uint32_t>(n[1]),
-                            VIQ_STRIP_NEXT);
+        return VIQ_IP_scale(from, to, size.width, size.height, VIQ_STRIP_NEXT);
     });
 }
 
@@ -128,6 +187,11 @@ image mirror(image picture, const operation_input &in) {
     });
 }
 
+image flip(image picture, const operation_input &in) {
+    const operation_input half_turn = {"180", in.options, in.name};
+    return mirror(rotate(std::move(picture), half_turn), in);
+}
+
 // ---- Filters and lookup tables
 
 image filter(image picture, const operation_input &in) {
@@ -144,7 +208,9 @@ image filter(image picture, const operation_input &in) {
     if (kernel.empty())
         kernel = read_numbers(in.argument, 9, 9, "blur, sharpen, edge or k1,..,k9");
     const std::vector<int32_t> coefficients(kernel.begin(), kernel.end());
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
+    if (format_of(picture.handle) == VIQ_Y16)
+        return filter_grey16(picture, kernel, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_IP_filter_3x3(from, to, coefficients.data(), VIQ_STRIP_NEXT);
     });
@@ -167,9 +233,9 @@ image look_up(image picture, const operation_input &in) {
     check(VIQ_LUT_generate(lut.handle, percent[0], percent[1], percent[2], percent[3], percent[4],
                            percent[5]),
           in.name);
-    picture =
-        converted_to_any(std::move(picture),
-                         {VIQ_RGB24, VIQ_Y8, VIQ_YUV422, VIQ_RGB16, VIQ_RGB15, VIQ_RGB8}, in.name);
+    picture = converted_with_notes(std::move(picture),
+                                   {VIQ_RGB24, VIQ_Y8, VIQ_YUV422, VIQ_RGB16, VIQ_RGB15, VIQ_RGB8},
+                                   in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_LUT_apply(from, to, lut.handle, VIQ_STRIP_NEXT);
     });
@@ -184,10 +250,22 @@ image threshold(image picture, const operation_input &in) {
     });
 }
 
+image bilevel(image picture, const operation_input &in) {
+    constexpr int lowest_level = 1;
+    constexpr int highest_level = 255;
+    int level = 0; // error diffusion
+    if (in.argument != "dither" &&
+        (!read_number(in.argument, level) || level < lowest_level || level > highest_level))
+        reject_argument(in.argument, "LEVEL, 1 to 255, or dither");
+    picture = converted_to_any(std::move(picture), {VIQ_Y8}, in.name);
+    return level == 0 ? dither_to_bits(picture, in.name)
+                      : threshold_to_bits(picture, level, in.name);
+}
+
 // ---- Cameras and video
 
 image mosaic(image picture, const operation_input &in) {
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24}, in.name);
     return result_of(picture, in.name, [](uint32_t from, uint32_t to) {
         return VIQ_BAY_RGB24_to_RGGB32(from, to, VIQ_STRIP_NEXT);
     });
@@ -207,14 +285,16 @@ image demosaic(image picture, const operation_input &in) {
 
 image field_to_frame(image picture, const operation_input &in) {
     const numbers n = read_numbers(in.argument, 1, 1, "SCHEME");
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_SPL_field_to_frame(from, to, checked_cast<uint16_t>(n[0]), VIQ_STRIP_NEXT);
     });
 }
 
 image pseudo_colour(image picture, const operation_input &in) {
-    picture = converted_to_any(std::move(picture), {VIQ_Y8, VIQ_YUV422, VIQ_HSI}, in.name);
+    const uint16_t format = format_of(picture.handle);
+    if (format != VIQ_YUV422 && format != VIQ_HSI)
+        picture = converted_to_any(std::move(picture), {VIQ_Y8}, in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         switch (format_of(from)) {
         case VIQ_YUV422:
@@ -236,17 +316,23 @@ image key(image picture, const operation_input &in) {
     int colour = 0;
     if (!read_number(in.argument.substr(0, comma), colour) || comma + 1 == in.argument.size())
         reject_argument(in.argument, "COLOUR[,BACKGROUND]");
-    picture = converted_to_any(std::move(picture), {VIQ_YUV422}, in.name);
+    const uint32_t width = VIQ_get_width(picture.handle);
+    picture = converted_with_notes(std::move(picture), {VIQ_YUV422}, in.name);
     const library_object object(VIQ_CK_create(), VIQ_CK_destroy);
     if (calibrates(in.options))
         calibrate(object, picture, in);
     image background = image(0);
     if (has_background)
         background = read_as_yuv422(in.argument.substr(comma + 1));
-    return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
+    image keyed = result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_CK_chroma_key(from, to, background.handle, colour_number(colour), object.handle,
                                  soft_edges, VIQ_STRIP_NEXT);
     });
+    if (width == VIQ_get_width(keyed.handle))
+        return keyed;
+    // YUV 4:2:2 has an even width.
+    keyed = converted_with_notes(std::move(keyed), {VIQ_RGB24}, in.name);
+    return upper_left_part(keyed, width, VIQ_get_height(keyed.handle), in.name);
 }
 
 // ---- Drawing
@@ -269,7 +355,7 @@ image text(image picture, const operation_input &in) {
     n.insert(n.end(), std::begin(defaults) + n.size(), std::end(defaults));
     // The library rejects position 0 with a message that also fits negative positions.
     const auto position = [](int value) { return static_cast<uint32_t>(std::max(value, 0)); };
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
     check(VIQ_draw_text(picture.handle, words.c_str(), font_of_number(n[2], in.name),
                         position(n[0]), position(n[1]), checked_cast<uint16_t>(n[4]),
                         colour_number(n[3])),
@@ -279,7 +365,7 @@ image text(image picture, const operation_input &in) {
 
 image timestamp(image picture, const operation_input &in) {
     constexpr uint32_t characters = 16; // of the date and time
-    picture = converted_to_any(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
+    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8, VIQ_YUV422}, in.name);
     const tVIQ_Font &font = *font_of_number(medium_font, in.name);
     const uint32_t width = VIQ_get_width(picture.handle);
     const uint32_t height = VIQ_get_height(picture.handle);

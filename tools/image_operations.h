@@ -16,15 +16,20 @@ struct operation_input {
     const std::string &name; // of the file, for error messages
 };
 
+// The bytes of a picture under another format of the same pixel size.
+image with_format(const image &picture, uint16_t format, const std::string &name);
+
 image crop(image picture, const operation_input &in);
 image scale(image picture, const operation_input &in);
 image subsample(image picture, const operation_input &in);
 image replicate(image picture, const operation_input &in);
 image rotate(image picture, const operation_input &in);
 image mirror(image picture, const operation_input &in);
+image flip(image picture, const operation_input &in);
 image filter(image picture, const operation_input &in);
 image look_up(image picture, const operation_input &in);
 image threshold(image picture, const operation_input &in);
+image bilevel(image picture, const operation_input &in);
 image mosaic(image picture, const operation_input &in);
 image demosaic(image picture, const operation_input &in);
 image field_to_frame(image picture, const operation_input &in);

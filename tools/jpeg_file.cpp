@@ -1,11 +1,10 @@
 #include "tools/jpeg_file.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 
-#include "tools/pixel_format_table.h"
 #include "tools/replace_file.h"
+#include "tools/upper_left_part.h"
 
 namespace tool {
 
@@ -21,9 +20,15 @@ void use_standard_huffman_tables(const image &jpeg, const std::string &name);
 } // namespace
 
 image read_jpeg(const std::string &file) {
+    return read_jpeg(open_input(file), file);
+}
+
+image read_jpeg(const input_file &file, const std::string &name) {
     image jpeg = make_jpeg();
-    check(VIQ_image_set_infilename(jpeg.handle, file.c_str()), file);
-    check(VIQ_JPEG_file_read(jpeg.handle), file);
+    check(VIQ_image_set_infilename(jpeg.handle, file.path.c_str()), name);
+    check(VIQ_JPEG_file_read(jpeg.handle), name);
+    if (record_of(jpeg).components == 0 || record_of(jpeg).data_length == 0)
+        throw failure{name + ": the picture data ends early"};
     return jpeg;
 }
 
@@ -47,14 +52,7 @@ image decode_jpeg(const image &jpeg, const std::string &file) {
     check(VIQ_JPEG_decompress(jpeg.handle, decoded.handle, VIQ_STRIP_NEXT), file);
     if (VIQ_get_lines_this_strip(decoded.handle) == 0)
         throw failure{file + ": the picture data ends early"};
-    image result;
-    const uint16_t format = format_of(decoded.handle);
-    check(set_shape(result.handle, format, width, height, height), file);
-    const pixels from = pixels_of(decoded.handle);
-    const pixels to = pixels_of(result.handle);
-    for (uint32_t y = 0; y < height; ++y)
-        std::memcpy(to.line(y), from.line(y), std::size_t{width} * bytes_per_pixel(format));
-    return result;
+    return upper_left_part(decoded, width, height, file);
 }
 
 void write_jpeg(uint32_t picture, uint16_t quality, const std::string &path,

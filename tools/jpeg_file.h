@@ -6,14 +6,17 @@
 #include <vector>
 
 #include "tools/image_handle.h"
+#include "tools/input_file.h"
 
 namespace tool {
 
 constexpr int lowest_jpeg_quality = 1;
 constexpr int highest_jpeg_quality = 400;
 
-// Reads the header and the coded data into an image with a JPEG record.
+// Reads the header and the coded data into an image with a JPEG record. `name` is for error
+// messages.
 image read_jpeg(const std::string &file);
+image read_jpeg(const input_file &file, const std::string &name);
 
 // An image with an empty JPEG record.
 image make_jpeg();

@@ -1,12 +1,20 @@
 // viq, the command-line tool: parses the arguments and runs one verb. Errors are printed as one
 // line on standard error.
+#include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iostream>
+#include <iterator>
+#include <new>
+#include <numeric>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "tools/image_handle.h"
+#include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 
 namespace {
@@ -62,6 +70,47 @@ void wrap_help(CLI::App &app) {
         wrap_help(*command);
 }
 
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1); // distances of a prefix of `a` to those of `b`
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (const char c : a) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t n = 0; n < b.size(); ++n) {
+            const std::size_t replaced = diagonal + (c == b[n] ? 0 : 1);
+            diagonal = row[n + 1];
+            row[n + 1] = std::min({replaced, row[n] + 1, row[n + 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+// Rejects a first argument that is neither an option nor a verb, and names the most similar verb.
+void check_verb(const std::string &word) {
+    constexpr std::size_t most_edits = 3;
+    const auto distance = [&word](const verb &row) { return edit_distance(word, row.name); };
+    const verb *nearest =
+        std::min_element(std::begin(verbs), std::end(verbs),
+                         [&](const verb &a, const verb &b) { return distance(a) < distance(b); });
+    if (word.starts_with('-') || distance(*nearest) == 0)
+        return;
+    const std::string known = distance(*nearest) <= most_edits
+                                  ? std::string("did you mean '") + nearest->name + "'?"
+                                  : "viq --help lists the commands";
+    throw tool::failure{"'" + word + "' is not a command; " + known};
+}
+
+std::string version_text() {
+    return std::string("viq ") + VIQ_TOOL_VERSION + "\nreads: " + tool::readable_kinds() +
+           "\nwrites: " + tool::writable_extensions() +
+           "\nother libraries: " + tool::linked_libraries();
+}
+
+// Buffered output can fail as late as here, for example on a full disk.
+void flush_standard_output() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        tool::fail_by_system("standard output", "cannot be written");
+}
+
 int report_error(const std::string &text) {
     std::fprintf(stderr, "viq: %s\n", text.c_str());
     return tool::exit_error;
@@ -80,19 +129,31 @@ int main(int argc, char **argv) {
         }
         // Set last, because new subcommands inherit the footer.
         app.footer("viq SUBCOMMAND --help describes the arguments.\n"
-                   "Exit status: 0 success, 1 compared pictures differ, 2 error.");
+                   "Exit status: 0 success, 1 compared pictures differ, 2 error. After an error, "
+                   "no output file has been changed.");
+        app.set_version_flag("--version", version_text);
         wrap_help(app);
+        if (argc > 1)
+            check_verb(argv[1]);
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
-            if (error.get_exit_code() == 0)
-                return app.exit(error);
+            if (error.get_exit_code() == 0) {
+                const int status = app.exit(error);
+                std::cout.flush();
+                flush_standard_output();
+                return status;
+            }
             return report_error(error.what());
         }
         tool::start_library();
-        return chosen();
+        const int status = chosen();
+        flush_standard_output();
+        return status;
     } catch (const tool::failure &stop) {
         return report_error(stop.text);
+    } catch (const std::bad_alloc &) {
+        return report_error("not enough memory");
     } catch (const std::exception &error) {
         return report_error(error.what());
     }

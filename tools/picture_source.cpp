@@ -1,9 +1,11 @@
 #include "tools/picture_source.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "tools/jpeg_file.h"
+#include "tools/note.h"
 #include "tools/pixel_format_table.h"
 #include "tools/wavelet_file.h"
 
@@ -11,8 +13,12 @@ namespace tool {
 
 namespace {
 
+void open_by_library(picture_source &source, const reading_options &how);
+void open_by_fallback(picture_source &source, uint32_t page);
+void decode_coded(picture_source &source);
 picture_header decoded_header(const image &jpeg);
 void open_strips(picture_source &source);
+void check_size(const picture_source &source);
 
 } // namespace
 
@@ -34,26 +40,30 @@ picture_source::~picture_source() {
         close_picture(*this);
 }
 
-picture_source open_picture(const std::string &file, bool unpadded) {
+picture_source open_picture(const std::string &file, const reading_options &how) {
     picture_source source;
-    source.name = file;
-    // Before the detection, so that a name that is too long is reported as such.
-    check(VIQ_image_set_infilename(image().handle, file.c_str()), file);
-    source.kind = &kind_of_content(file);
-    source.unpadded = unpadded || source.kind->unpadded;
-    if (source.kind->code == VIQ_FILE_JPEG) {
-        source.coded = read_jpeg(file);
-        source.header = decoded_header(source.coded);
-    } else if (source.kind->code == VIQ_FILE_WAVELET) {
-        decoded_wavelet decoded = read_wavelet(file);
-        source.owned = std::move(decoded.picture);
-        source.small_wavelet = decoded.small;
-        source.handle = source.owned.handle;
-        source.is_whole = true;
-        source.header = header_of(source.handle);
-    } else {
-        open_strips(source);
-        source.header = header_of(source.handle);
+    source.name = file == standard_stream ? "standard input" : file;
+    source.input = open_input(file);
+    source.kind = how.type.empty() ? &kind_of_content(source.input.path, source.name)
+                                   : &kind_of_type(how.type);
+    if (!source.kind->is_readable())
+        throw failure{source.name + ": viq cannot read files of type " + source.kind->name};
+    if (source.kind->code == 0 || how.page != 1) {
+        open_by_fallback(source, how.page);
+        return source;
+    }
+    try {
+        open_by_library(source, how);
+        check_size(source);
+    } catch (const failure &) {
+        if (source.kind->fallback == nullptr)
+            throw;
+        const std::exception_ptr rejected = std::current_exception();
+        try {
+            open_by_fallback(source, how.page);
+        } catch (const failure &) {
+            std::rethrow_exception(rejected);
+        }
     }
     return source;
 }
@@ -68,15 +78,12 @@ picture_source picture_in_memory(uint32_t handle, const std::string &name) {
 }
 
 void start_reading(picture_source &source, uint32_t lines_per_strip) {
+    if (!source.is_whole && source.kind->code == VIQ_FILE_JPEG)
+        decode_coded(source);
+    print_notes(source.name, source.notes);
+    source.notes.clear();
     if (source.is_whole)
         return;
-    if (source.kind->code == VIQ_FILE_JPEG) {
-        source.owned = decode_jpeg(source.coded, source.name);
-        source.coded = image(0);
-        source.handle = source.owned.handle;
-        source.is_whole = true;
-        return;
-    }
     if (!source.is_open)
         open_strips(source);
     VIQ_image_set_parameter(source.handle, VIQ_LINES_PER_STRIP,
@@ -109,6 +116,74 @@ picture_header read_header(const std::string &file) {
 
 namespace {
 
+void open_by_library(picture_source &source, const reading_options &how) {
+    source.unpadded = how.unpadded || source.kind->unpadded;
+    if (source.kind->code == VIQ_FILE_JPEG) {
+        source.coded = read_jpeg(source.input, source.name);
+        source.header = decoded_header(source.coded);
+        source.stored_format = source.header.format;
+        return;
+    }
+    if (source.kind->code == VIQ_FILE_WAVELET) {
+        decoded_wavelet decoded = read_wavelet(source.input.path, source.name);
+        source.owned = std::move(decoded.picture);
+        source.small_wavelet = decoded.small;
+        source.handle = source.owned.handle;
+        source.is_whole = true;
+        source.stored_format = decoded.format;
+    } else {
+        open_strips(source);
+        source.stored_format = format_of(source.handle);
+        if (source.kind->count_pages != nullptr)
+            source.pages = source.kind->count_pages(source.input.path);
+    }
+    source.header = header_of(source.handle);
+}
+
+void open_by_fallback(picture_source &source, uint32_t page) {
+    if (source.kind->fallback == nullptr)
+        throw failure{source.name + ": has only one page, or this build of viq reads only one"};
+    decoded_picture decoded = source.kind->fallback(source.input.path, source.name, page);
+    close_picture(source);
+    source.coded = image(0);
+    source.owned = std::move(decoded.picture);
+    source.handle = source.owned.handle;
+    source.is_whole = true;
+    source.header = header_of(source.handle);
+    source.stored_format = source.header.format;
+    source.reader = decoded.reader;
+    source.notes = decoded.notes;
+    source.pages = decoded.pages;
+}
+
+// Some features of JPEG files are rejected by the decoder, not by the reader of the headers.
+void decode_coded(picture_source &source) {
+    try {
+        source.owned = decode_jpeg(source.coded, source.name);
+        source.coded = image(0);
+        source.handle = source.owned.handle;
+        source.is_whole = true;
+    } catch (const failure &) {
+        if (source.kind->fallback == nullptr)
+            throw;
+        const std::exception_ptr rejected = std::current_exception();
+        const uint16_t format = source.header.format;
+        try {
+            open_by_fallback(source, 1);
+        } catch (const failure &) {
+            std::rethrow_exception(rejected);
+        }
+        // The steps of the pipeline have been chosen for the format in the header.
+        if (source.header.format != format)
+            std::rethrow_exception(rejected);
+    }
+}
+
+void check_size(const picture_source &source) {
+    if (source.header.width == 0 || source.header.height == 0)
+        throw failure{source.name + ": contains no picture"};
+}
+
 picture_header decoded_header(const image &jpeg) {
     picture_header header = header_of(jpeg.handle);
     header.format = decoded_format(jpeg);
@@ -127,7 +202,7 @@ void open_strips(picture_source &source) {
     source.owned = image();
     source.handle = source.owned.handle;
     source.lines_read = 0;
-    check(VIQ_image_set_infilename(source.handle, source.name.c_str()), source.name);
+    check(VIQ_image_set_infilename(source.handle, source.input.path.c_str()), source.name);
     if (source.unpadded)
         VIQ_image_set_parameter(source.handle, VIQ_LINE_ALIGNMENT, 1);
     VIQ_image_set_parameter(source.handle, VIQ_HEIGHT, 0);

@@ -6,6 +6,7 @@
 
 #include "tools/file_kinds.h"
 #include "tools/image_handle.h"
+#include "tools/input_file.h"
 
 namespace tool {
 
@@ -25,10 +26,15 @@ picture_header header_of(uint32_t handle);
 // must be read to its end, closed or destroyed before another one is opened.
 struct picture_source {
     std::string name;                // of the file, for error messages
+    input_file input = {};           // what the library opens
     const file_kind *kind = nullptr; // null: an image in memory
     picture_header header = {};
-    uint32_t handle = 0;   // of the current strip, or of the whole picture
-    bool is_whole = false; // `handle` holds the whole picture
+    uint32_t handle = 0;                 // of the current strip, or of the whole picture
+    bool is_whole = false;               // `handle` holds the whole picture
+    std::string reader = "viq";          // the library that reads the file
+    std::vector<std::string> notes = {}; // what of the file the picture does not contain
+    uint32_t pages = 1;                  // of the file
+    uint16_t stored_format = 0;          // in the file
 
     // Used by the functions below.
     image owned = image(0);     // the image of `handle`, if the source is a file
@@ -44,14 +50,21 @@ struct picture_source {
     picture_source &operator=(picture_source &&) = delete;
 };
 
-// Reads the header of a file. JPEG files are read, and wavelet files decoded, as a whole.
-// `unpadded` requests strips without padding between the lines.
-picture_source open_picture(const std::string &file, bool unpadded = false);
+struct reading_options {
+    std::string type = {}; // of the file, as an extension; empty: detected by its content
+    uint32_t page = 1;     // of a TIFF file
+    bool unpadded = false; // strips have no padding between the lines
+};
+
+// Reads the header of a file; "-" is standard input. JPEG files are read, and wavelet files and
+// those of the other libraries decoded, as a whole. What the library rejects is passed to the
+// fallback reader of the kind.
+picture_source open_picture(const std::string &file, const reading_options &how = {});
 
 // The image must outlive the source. `name` is for error messages.
 picture_source picture_in_memory(uint32_t handle, const std::string &name);
 
-// Starts a pass over the picture, at its first line.
+// Starts a pass over the picture, at its first line. The first pass prints the notes.
 void start_reading(picture_source &source, uint32_t lines_per_strip);
 
 // Reads the next strip; a whole picture is one strip.

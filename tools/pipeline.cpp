@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <csignal>
+#include <utility>
 
 #include "tools/jpeg_file.h"
+#include "tools/note.h"
 #include "tools/progress_bar.h"
 #include "tools/replace_file.h"
+#include "tools/unpack_to_rgb24.h"
+#include "tools/wavelet_file.h"
 
 namespace tool {
 
@@ -23,6 +27,8 @@ struct stage_images {
     }
 };
 
+route route_of(const image &picture, std::initializer_list<uint16_t> formats,
+               const std::string &name);
 void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,
               const strip_sink &sink);
 void run_steps(const pipeline &line, const stage_images &stages, const std::vector<image> &palettes,
@@ -35,6 +41,10 @@ strip_sink file_sink(const file_kind &kind, const std::string &temporary, const 
 
 } // namespace
 
+bool is_interrupted() {
+    return interrupted != 0;
+}
+
 void run(const pipeline &line, const strip_sink &sink) {
     std::vector<image> palettes(line.steps.size());
     for (std::size_t i = 0; i < line.steps.size(); ++i)
@@ -45,6 +55,12 @@ void run(const pipeline &line, const strip_sink &sink) {
 
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
                  const coding_options &coding) {
+    if (kind.make_sink != nullptr) {
+        replace_file(path, [&](const std::string &temporary) {
+            run(line, kind.make_sink(temporary, path, coding));
+        });
+        return;
+    }
     if (kind.code != VIQ_FILE_JPEG && kind.code != VIQ_FILE_WAVELET) {
         replace_file(path, [&](const std::string &temporary) {
             bool is_writing = false;
@@ -63,11 +79,18 @@ void run_to_file(const pipeline &line, const file_kind &kind, const std::string 
         if (kind.code == VIQ_FILE_JPEG)
             write_jpeg(picture, coding.quality, temporary, path);
         else
-            write_wavelet(picture, coding.wavelet, temporary, path);
+            write_wavelet(picture, line.source.header.width, coding.wavelet, temporary, path);
     });
 }
 
 image run_to_memory(const pipeline &line) {
+    const uint16_t format = line.steps.empty() ? line.source.header.format : line.steps.back().to;
+    if (format == VIQ_Y1 && line.source.kind != nullptr) {
+        // The library keeps no bits in memory images.
+        pipeline grey = line;
+        grey.steps.push_back({VIQ_Y8, unpack_bits_to_grey, {}});
+        return run_to_memory(grey);
+    }
     image whole;
     const auto append = [&](uint32_t strip, bool) {
         check(VIQ_write_to_memory(strip, whole.handle, VIQ_STRIP_NEXT), line.source.name);
@@ -93,16 +116,26 @@ image read_as_rgb24(const std::string &file) {
 
 image converted_to_any(image picture, std::initializer_list<uint16_t> formats,
                        const std::string &name) {
+    const route way = route_of(picture, formats, name);
     picture_source source = picture_in_memory(picture.handle, name);
-    route way = route_from(source.header);
-    way.is_whole = true;
-    extend_to_any(way, {formats.begin(), formats.size()}, name);
-    if (way.steps.empty())
-        return picture;
-    return run_to_memory({source, way.steps});
+    return way.steps.empty() ? std::move(picture) : run_to_memory({source, way.steps});
+}
+
+image converted_with_notes(image picture, std::initializer_list<uint16_t> formats,
+                           const std::string &name) {
+    print_notes(name, route_of(picture, formats, name).notes);
+    return converted_to_any(std::move(picture), formats, name);
 }
 
 namespace {
+
+route route_of(const image &picture, std::initializer_list<uint16_t> formats,
+               const std::string &name) {
+    route way = route_from(header_of(picture.handle));
+    way.is_whole = true;
+    extend_to_any(way, {formats.begin(), formats.size()}, name);
+    return way;
+}
 
 // Runs the first `step_count` steps over the whole picture.
 void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,
@@ -111,7 +144,7 @@ void run_pass(const pipeline &line, std::size_t step_count, const std::vector<im
     start_reading(source, line.lines_per_strip);
     const stage_images stages = {source.handle, std::vector<image>(step_count)};
     const uint32_t height = VIQ_get_height(source.handle);
-    progress_bar progress(height);
+    progress_bar progress(height, source.header.width);
     std::signal(SIGINT, [](int) { interrupted = 1; });
     std::signal(SIGTERM, [](int) { interrupted = 1; });
     try {

@@ -2,41 +2,31 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
+#include "tools/coding_options.h"
 #include "tools/conversion_route.h"
 #include "tools/file_kinds.h"
 #include "tools/image_handle.h"
 #include "tools/picture_source.h"
-#include "tools/wavelet_file.h"
+#include "tools/strip_sink.h"
 
 namespace tool {
 
 constexpr uint32_t default_strip_lines = 64;
-constexpr uint16_t default_jpeg_quality = 32;
-
 struct pipeline {
     picture_source &source;
     std::vector<step> steps = {};
     uint32_t lines_per_strip = default_strip_lines;
 };
 
-struct strip_sink {
-    std::function<void(uint32_t strip, bool is_last)> take;
-    std::function<void(uint32_t strip)> abandon = {}; // after a failure; may be empty
-};
+// Whether the user has asked to stop. Pipelines end with a failure then.
+bool is_interrupted();
 
 // Each step that needs a palette adds a pass over the whole picture, in which its palette is built.
 void run(const pipeline &line, const strip_sink &sink);
-
-// Settings of the lossy file kinds.
-struct coding_options {
-    uint16_t quality = default_jpeg_quality; // quality factor of JPEG files
-    wavelet_options wavelet = {};
-};
 
 // Writes the picture to a file. After a failure an existing file is unchanged.
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
@@ -49,9 +39,13 @@ image run_to_memory(const pipeline &line);
 image read_whole(const std::string &file);
 image read_as_rgb24(const std::string &file);
 
-// The picture in one of the formats; if it is converted, to the first one that a conversion
-// reaches with the fewest steps. `name` is for error messages.
+// The picture in one of the formats; if it is converted, to the one that preserves most of it.
+// `name` is for error messages.
 image converted_to_any(image picture, std::initializer_list<uint16_t> formats,
                        const std::string &name);
+
+// The same; a note names what is lost.
+image converted_with_notes(image picture, std::initializer_list<uint16_t> formats,
+                           const std::string &name);
 
 } // namespace tool

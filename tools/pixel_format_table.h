@@ -18,10 +18,11 @@ struct pixel_format {
     uint16_t bytes_per_pixel; // of a pixel in a line; 0: pixels share bytes
     bool is_grey;             // for every image; a paletted image can be grey or in colour
     bool is_target;           // some conversion of the library produces it
+    // How much of a colour or grey picture the format preserves; the larger, the more.
+    int colour_rank, grey_rank;
 };
 
-// Ordered by how much of a picture a format preserves; the search for a conversion route tries
-// earlier formats first.
+// The search for a conversion route tries earlier formats first.
 std::span<const pixel_format> pixel_formats();
 
 std::string format_name(uint16_t code); // "format N" for an unknown code
@@ -32,6 +33,9 @@ uint16_t format_from_name(const std::string &name);
 std::vector<std::string> target_format_names();
 
 bool is_grey_format(uint16_t code);
+
+// How much of a picture the format preserves. The format must be in the table.
+int rank_of(uint16_t code, bool colour);
 
 // The format must be in the table.
 uint32_t bytes_per_pixel(uint16_t code);

@@ -1,7 +1,9 @@
-// Image processing for viq convert: steps on the whole picture, in a fixed order.
+// Image processing for viq convert: steps on the whole picture, in the order of the command line.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "tools/image_handle.h"
 
@@ -11,26 +13,24 @@ class App;
 
 namespace tool {
 
-// The arguments of the command line as they are; empty or false: the step is not requested.
+// An option of the command line and its argument; flags have none.
+struct requested_step {
+    std::string option, argument = {};
+};
+
 struct processing_options {
-    std::string crop = {}, scale = {}, subsample = {}, replicate = {}, rotate = {};
-    bool mirror = false;
-    std::string filter = {}, lut = {}, threshold = {};
-    bool mosaic = false;
-    std::string demosaic = {}, field_to_frame = {};
-    bool pseudo = false;
-    std::string key = {}, screen = {};
-    bool calibrate = false;
-    std::string text = {};
-    bool timestamp = false;
+    std::vector<requested_step> steps = {}; // in the order in which they are applied
+    std::string screen = {};                // for the chroma key: a picture of the empty key screen
+    bool calibrate = false;                 // measures the key screen in the picture itself
 };
 
 inline bool calibrates(const processing_options &options) {
     return options.calibrate || !options.screen.empty();
 }
 
-// Declares the arguments of the command line.
-void declare_processing(CLI::App &app, processing_options &options);
+// Declares the arguments of the command line. The result is called after they have been parsed, and
+// sets the steps.
+std::function<void()> declare_processing(CLI::App &app, processing_options &options);
 
 // Throws a failure if an option is given without the one that it belongs to.
 bool requires_processing(const processing_options &options);

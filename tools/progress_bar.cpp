@@ -15,8 +15,8 @@ namespace {
 
 constexpr auto first_delay = std::chrono::milliseconds(700);
 constexpr auto interval = std::chrono::milliseconds(100);
-constexpr unsigned cells = 40;
-constexpr unsigned text_width = cells + 9; // brackets, blank and percentage
+constexpr unsigned cells = 30;
+constexpr unsigned text_width = 79;
 
 bool error_stream_is_terminal() {
 #ifdef _WIN32
@@ -28,9 +28,9 @@ bool error_stream_is_terminal() {
 
 } // namespace
 
-progress_bar::progress_bar(uint32_t lines)
-    : total(lines), is_terminal(error_stream_is_terminal()),
-      next_update(std::chrono::steady_clock::now() + first_delay) {}
+progress_bar::progress_bar(uint32_t lines, uint32_t width)
+    : total(lines), line_width(width), is_terminal(error_stream_is_terminal()),
+      start(std::chrono::steady_clock::now()), next_update(start + first_delay) {}
 
 progress_bar::~progress_bar() {
     if (is_shown)
@@ -39,14 +39,20 @@ progress_bar::~progress_bar() {
 
 void progress_bar::show(uint32_t lines_done) {
     const auto now = std::chrono::steady_clock::now();
-    if (!is_terminal || total == 0 || now < next_update)
+    if (!is_terminal || total == 0 || lines_done == 0 || now < next_update)
         return;
     next_update = now + interval;
     is_shown = true;
     const double fraction = static_cast<double>(lines_done) / total;
     const auto filled = static_cast<unsigned>(fraction * cells);
     const std::string bar = std::string(filled, '#') + std::string(cells - filled, '.');
-    std::fprintf(stderr, "\r[%s] %3.0f %%", bar.c_str(), fraction * 100);
+    const double seconds = std::chrono::duration<double>(now - start).count();
+    const double rate = static_cast<double>(lines_done) * line_width / seconds / 1e6;
+    const auto left = static_cast<unsigned>(seconds * (1 - fraction) / fraction + 0.5);
+    char text[text_width + 1];
+    std::snprintf(text, sizeof text, "[%s] %3.0f %%  %.1f Mpixel/s  %u:%02u left", bar.c_str(),
+                  fraction * 100, rate, left / 60, left % 60);
+    std::fprintf(stderr, "\r%-*s", static_cast<int>(text_width), text);
     std::fflush(stderr);
 }
 

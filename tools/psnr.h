@@ -9,10 +9,11 @@
 
 namespace tool {
 
-// Squared differences of 8-bit samples, and how many were compared.
+// Squared differences of samples, and how many were compared.
 struct squared_error {
     double sum = 0;
     double samples = 0;
+    int peak = 255; // the largest sample
 
     double psnr() const; // in dB; infinite if all samples are equal
 };
@@ -24,12 +25,13 @@ struct channel_difference {
 };
 
 struct difference {
-    std::vector<channel_difference> channels; // one for Y8, three for RGB24
+    std::vector<channel_difference> channels; // one for Y8 and Y16, three for RGB24
 
     explicit difference(uint16_t format);
     void add(const pixels &a, const pixels &b); // the columns and lines that both have
     double psnr() const;                        // of all channels together
     int largest() const;
+    int peak() const { return channels.front().error.peak; }
 };
 
 // PSNR of two RGB24 pictures.

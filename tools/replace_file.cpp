@@ -1,9 +1,18 @@
 #include "tools/replace_file.h"
 
 #include <chrono>
-#include <filesystem>
+#include <cstdio>
 
 #include "tools/image_handle.h"
+#include "tools/temporary_folder.h"
+
+#ifdef _WIN32
+#include <io.h>
+#define isatty _isatty
+#define fileno _fileno
+#else
+#include <unistd.h>
+#endif
 
 namespace tool {
 
@@ -11,32 +20,65 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using writer = std::function<void(const std::string &temporary)>;
+
+void write_through(const std::string &name, std::FILE *to, const writer &write);
+void write_beside(const std::string &path, const fs::path &target, const writer &write);
 fs::path resolve_link(const std::string &path);
-bool is_special(const fs::path &path);
 fs::path unused_name_beside(const fs::path &path);
 
 } // namespace
 
-void replace_file(const std::string &path,
-                  const std::function<void(const std::string &temporary)> &write) {
-    const fs::path target = resolve_link(path);
-    const bool direct = is_special(target);
-    const fs::path temporary = direct ? target : unused_name_beside(target);
-    std::error_code error;
-    try {
-        write(temporary.string());
-        if (!direct)
-            fs::rename(temporary, target, error);
-        if (error)
-            throw failure{path + ": " + error.message()};
-    } catch (...) {
-        if (!direct)
-            fs::remove(temporary, error);
-        throw;
+void replace_file(const std::string &path, const writer &write) {
+    if (path == standard_stream) {
+        if (isatty(fileno(stdout)) != 0)
+            throw failure{"standard output: a terminal cannot show a picture file"};
+        write_through("standard output", binary_standard_stream(stdout), write);
+        return;
     }
+    const fs::path target = resolve_link(path);
+    if (fs::is_directory(target))
+        throw failure{path + ": is a folder"};
+    if (is_special_file(target))
+        write_through(path, open_or_fail(target, "wb", path, "cannot be created").get(), write);
+    else
+        write_beside(path, target, write);
 }
 
 namespace {
+
+// Devices and pipes receive the complete content of a temporary file.
+void write_through(const std::string &name, std::FILE *to, const writer &write) {
+    const temporary_folder folder;
+    const fs::path temporary = folder.path / "output";
+    write(temporary.string());
+    const file_ptr from = open_or_fail(temporary, "rb", name, "cannot be created");
+    copy_stream(from.get(), name, to, name);
+}
+
+void write_beside(const std::string &path, const fs::path &target, const writer &write) {
+    const fs::path temporary = unused_name_beside(target);
+    open_or_fail(temporary, "wb", path, "cannot be created");
+    std::error_code error;
+    try {
+        if (temporary.string().size() <= longest_library_name) {
+            write(temporary.string());
+        } else {
+            const temporary_folder folder;
+            const fs::path link = folder.path / "f";
+            fs::create_directory_symlink(fs::absolute(temporary).parent_path(), link);
+            write((link / temporary.filename()).string());
+        }
+        if (const fs::file_status old = fs::status(target, error); fs::exists(old))
+            fs::permissions(temporary, old.permissions(), error);
+        fs::rename(temporary, target, error);
+        if (error)
+            throw failure{path + ": cannot be replaced: " + error.message()};
+    } catch (...) {
+        fs::remove(temporary, error);
+        throw;
+    }
+}
 
 // A symbolic link stays; the file that it refers to is replaced.
 fs::path resolve_link(const std::string &path) {
@@ -44,12 +86,6 @@ fs::path resolve_link(const std::string &path) {
     const fs::path target(path);
     return fs::is_symlink(target, ignored) && fs::exists(target, ignored) ? fs::canonical(target)
                                                                           : target;
-}
-
-bool is_special(const fs::path &path) {
-    std::error_code ignored;
-    const fs::file_status status = fs::status(path, ignored);
-    return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
 }
 
 // The name is short, because the library limits the length of file names.

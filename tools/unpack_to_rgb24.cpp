@@ -18,7 +18,8 @@ using pixel_unpacker = void (*)(const uint8_t *from, uint8_t *rgb);
 void unpack_xrgb(const uint8_t *from, uint8_t *rgb);
 void unpack_cmyk(const uint8_t *from, uint8_t *rgb);
 void unpack_hsi(const uint8_t *from, uint8_t *rgb);
-void unpack_bits(const uint8_t *from, uint8_t *rgb, uint32_t width);
+void unpack_bits(const uint8_t *from, uint8_t *to, uint32_t width, uint32_t pixel_bytes);
+uint32_t shape_like(uint32_t in, uint32_t out, uint16_t format, uint16_t command);
 
 struct format_unpacker {
     uint16_t format;
@@ -45,20 +46,28 @@ bool can_unpack(uint16_t format) {
     return find_unpacker(format) != nullptr;
 }
 
-uint32_t unpack_strip(uint16_t format, uint32_t in, uint32_t out, uint16_t command) {
-    if (command != VIQ_STRIP_NEXT)
-        return 0;
-    const pixels source = pixels_of(in);
-    const uint32_t code =
-        set_shape(out, VIQ_RGB24, source.width, VIQ_get_height(in), VIQ_get_lines_this_strip(in));
-    if (VIQ_IS_ERROR(code))
+uint32_t unpack_bits_to_grey(uint32_t in, uint32_t out, uint16_t command) {
+    const uint32_t code = shape_like(in, out, VIQ_Y8, command);
+    if (VIQ_IS_ERROR(code) || command != VIQ_STRIP_NEXT)
         return code;
+    const pixels source = pixels_of(in);
+    const pixels target = pixels_of(out);
+    for (uint32_t y = 0; y < source.lines; ++y)
+        unpack_bits(source.line(y), target.line(y), source.width, 1);
+    return 0;
+}
+
+uint32_t unpack_strip(uint16_t format, uint32_t in, uint32_t out, uint16_t command) {
+    const uint32_t code = shape_like(in, out, VIQ_RGB24, command);
+    if (VIQ_IS_ERROR(code) || command != VIQ_STRIP_NEXT)
+        return code;
+    const pixels source = pixels_of(in);
     const pixel_unpacker unpack = find_unpacker(format)->pixel;
     const std::size_t pixel_stride = bytes_per_pixel(format);
     const pixels target = pixels_of(out);
     for (uint32_t y = 0; y < source.lines; ++y)
         if (unpack == nullptr)
-            unpack_bits(source.line(y), target.line(y), source.width);
+            unpack_bits(source.line(y), target.line(y), source.width, rgb24_bytes);
         else
             for (std::size_t x = 0; x < source.width; ++x)
                 unpack(source.line(y) + pixel_stride * x, target.line(y) + rgb24_bytes * x);
@@ -95,9 +104,16 @@ void unpack_hsi(const uint8_t *from, uint8_t *rgb) {
 }
 
 // The highest bit of a byte is its first pixel; a 1 is white.
-void unpack_bits(const uint8_t *from, uint8_t *rgb, uint32_t width) {
+void unpack_bits(const uint8_t *from, uint8_t *to, uint32_t width, uint32_t pixel_bytes) {
     for (std::size_t x = 0; x < width; ++x)
-        std::memset(rgb + rgb24_bytes * x, from[x / 8] << x % 8 & 128 ? 255 : 0, rgb24_bytes);
+        std::memset(to + pixel_bytes * x, from[x / 8] << x % 8 & 128 ? 255 : 0, pixel_bytes);
+}
+
+// Prepares the output for a strip of the input.
+uint32_t shape_like(uint32_t in, uint32_t out, uint16_t format, uint16_t command) {
+    return command == VIQ_STRIP_NEXT ? set_shape(out, format, VIQ_get_width(in), VIQ_get_height(in),
+                                                 VIQ_get_lines_this_strip(in))
+                                     : 0;
 }
 
 } // namespace

@@ -1,63 +1,124 @@
 #include "tools/verb_convert.h"
 
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "tools/batch.h"
 #include "tools/jpeg_file.h"
+#include "tools/note.h"
 #include "tools/pixel_format_table.h"
+#include "tools/temporary_folder.h"
 #include "tools/verbs.h"
+#include "tools/wavelet_file.h"
 
 namespace tool {
 
 namespace {
 
+constexpr int most_strip_lines = 1 << 24;
+constexpr int most_pages = 65535;
+
+// The arguments of the command line: options for every picture, and files.
+struct convert_arguments {
+    convert_options each;
+    std::vector<std::string> files;
+    std::string output; // a file, folder or pattern; empty: the last of the files
+};
+
+void declare_files(CLI::App &app, convert_arguments &arguments);
 void declare_coding(CLI::App &app, coding_options &coding);
+int convert_all(const convert_arguments &arguments);
+const file_kind &output_kind(const convert_options &options);
 
 } // namespace
 
 action declare_convert(CLI::App &app) {
-    const auto options = std::make_shared<convert_options>();
-    app.add_option("--format", options->format,
-                   "Convert the picture to this pixel format, and then, if the output file cannot "
-                   "hold it, to one that it can hold")
+    const auto arguments = std::make_shared<convert_arguments>();
+    convert_options &each = arguments->each;
+    declare_files(app, *arguments);
+    app.add_option("--format", each.format,
+                   "Convert the picture to this pixel format after all image processing, and then, "
+                   "if the output file cannot hold it, to one that it can hold")
         ->type_name("NAME")
         ->check(CLI::IsMember(target_format_names()));
-    app.add_option("--strip", options->lines_per_strip, "Lines that are held in memory at a time")
+    app.add_option("--strip", each.lines_per_strip, "Lines that are held in memory at a time")
         ->type_name("N")
         ->capture_default_str()
-        ->check(CLI::PositiveNumber);
-    declare_coding(app, options->coding);
-    declare_processing(app, options->processing);
-    app.add_option("IN", options->in, picture_help)->required();
-    app.add_option("OUT", options->out, output_help())->required();
-    app.footer("Image processing, JPEG and wavelet files take the whole picture in memory.\n"
+        ->check(CLI::Range(1, most_strip_lines));
+    declare_coding(app, each.coding);
+    const auto take_steps = declare_processing(app, each.processing);
+    app.footer("Image processing, JPEG, wavelet, PNG and PNM files take the whole picture in "
+               "memory.\n"
+               "Order: the picture is read, processed by the image processing options in the order "
+               "in which they are written, each as often as it is written, converted to --format, "
+               "and written.\n"
+               "Notes on standard error name what is lost without having been asked for, such as "
+               "the colours in a format that has none.\n"
+               "Several pictures: one that fails does not stop the others; the exit status is then "
+               "2.\n"
                "Named colours: 0 black, 1 to 6 dark blue, green, cyan, red, magenta, yellow, "
                "7 light grey, 8 dark grey, 9 to 14 the colours of 1 to 6 bright, 15 white.");
-    return [options] { return convert(*options); };
+    return [arguments, take_steps] {
+        take_steps();
+        return convert_all(*arguments);
+    };
 }
 
-int convert(const convert_options &options) {
-    const file_kind &kind = kind_of_extension(options.out);
+void convert(const convert_options &options) {
+    const file_kind &kind = output_kind(options);
     const bool is_processed = requires_processing(options.processing);
-    picture_source file = open_picture(options.in, kind.unpadded && !is_processed);
+    picture_source file = open_picture(
+        options.in,
+        {.type = options.from, .page = options.page, .unpadded = kind.unpadded && !is_processed});
+    if (file.pages > 1 && options.page == 1)
+        print_note(file.name, "the first of " + std::to_string(file.pages) +
+                                  " pages is converted; --page selects another one");
     image processed = image(0);
     if (is_processed)
-        processed = process(run_to_memory({file}), options.processing, options.in);
+        processed = process(run_to_memory({file}), options.processing, file.name);
     picture_source memory =
-        is_processed ? picture_in_memory(processed.handle, options.in) : picture_source();
+        is_processed ? picture_in_memory(processed.handle, file.name) : picture_source();
     picture_source &source = is_processed ? memory : file;
     route way = route_from(source.header);
     way.is_whole = is_processed;
     if (!options.format.empty())
-        extend(way, format_from_name(options.format), options.in);
-    extend_to_any(way, kind.accepts, options.in);
+        extend(way, format_from_name(options.format), file.name);
+    extend_to_any(way, kind.accepts, file.name);
+    print_notes(file.name, way.notes);
     run_to_file({source, way.steps, options.lines_per_strip}, kind, options.out, options.coding);
-    return exit_done;
 }
 
 namespace {
+
+void declare_files(CLI::App &app, convert_arguments &arguments) {
+    convert_options &each = arguments.each;
+    app.add_option(
+           "-o,--output", arguments.output,
+           "Where to write, if all FILES are to be read: a file, a folder, or a pattern "
+           "such as out/{name}.jpg with the fields {file}, {name}, {ext}, {dir} and {number} of "
+           "each input; folders are created")
+        ->type_name("FILE|DIR|PATTERN");
+    app.add_option("--from", each.from,
+                   "Type of the pictures to read, such as tga; otherwise their content decides")
+        ->type_name("TYPE");
+    app.add_option("--to", each.to,
+                   "Type of the files to write, such as png; otherwise the extension decides")
+        ->type_name("TYPE");
+    app.add_option("--page", each.page, "Page of a TIFF file to read, counted from 1")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(1, most_pages));
+    app.add_option("FILES", arguments.files,
+                   std::string("IN OUT, or IN... DIR, or IN... with --output; - is standard input "
+                               "or output. IN: ") +
+                       picture_help + ". OUT: " + output_help())
+        ->type_name("")
+        ->required();
+}
 
 void declare_coding(CLI::App &app, coding_options &coding) {
     app.add_option("--quality", coding.quality,
@@ -78,6 +139,37 @@ void declare_coding(CLI::App &app, coding_options &coding) {
         ->check(CLI::Range(1, int{most_decompositions}));
     app.add_flag("--small", coding.wavelet.small,
                  "Code .dwt files with the slower entropy coder, which makes them smaller");
+    app.add_flag("--padded", coding.padded,
+                 "Write the lines of .raw files with the padding that they have in memory");
+}
+
+int convert_all(const convert_arguments &arguments) {
+    std::vector<std::string> inputs = arguments.files;
+    std::string output = arguments.output;
+    if (output.empty()) {
+        if (inputs.size() < 2)
+            throw failure{"OUT is required: name the file to write, or use --output"};
+        output = inputs.back();
+        inputs.pop_back();
+    }
+    const convert_options &each = arguments.each;
+    const std::string extension = each.to.empty() ? "" : kind_of_type(each.to).extensions.front();
+    return run_jobs(plan_jobs(inputs, output, extension), [&each](const conversion_job &job) {
+        convert_options options = each;
+        options.in = job.in;
+        options.out = job.out;
+        convert(options);
+    });
+}
+
+const file_kind &output_kind(const convert_options &options) {
+    if (options.to.empty() && options.out == standard_stream)
+        throw failure{"standard output needs --to TYPE (known: " + writable_extensions() + ")"};
+    const file_kind &kind =
+        options.to.empty() ? kind_of_extension(options.out) : kind_of_type(options.to);
+    if (!kind.is_writable())
+        throw failure{"this build of viq cannot write " + std::string(kind.name) + " files"};
+    return kind;
 }
 
 } // namespace

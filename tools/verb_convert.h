@@ -1,9 +1,10 @@
-// viq convert: one picture file into another, strip by strip. The demo uses it as well.
+// viq convert: picture files into others, strip by strip. The demo uses it as well.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "tools/coding_options.h"
 #include "tools/pipeline.h"
 #include "tools/processing_steps.h"
 
@@ -11,12 +12,15 @@ namespace tool {
 
 struct convert_options {
     std::string in = {}, out = {};
-    std::string format = {}; // name of an intermediate pixel format; empty: none
+    std::string from = {}, to = {}; // file types; empty: by content and by extension
+    uint32_t page = 1;              // of a TIFF file
+    std::string format = {};        // name of an intermediate pixel format; empty: none
     uint32_t lines_per_strip = default_strip_lines;
     coding_options coding = {};
     processing_options processing = {};
 };
 
-int convert(const convert_options &options);
+// Converts one picture.
+void convert(const convert_options &options);
 
 } // namespace tool

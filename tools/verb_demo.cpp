@@ -37,7 +37,7 @@ gallery make_keying_gallery(const fs::path &samples, const fs::path &out);
 shot original_shot(const fs::path &from, const fs::path &to);
 shot recipe_shot(const recipe &what, const fs::path &from, const fs::path &to,
                  const image &original);
-void write_bmp(const image &picture, const fs::path &to);
+void write_picture(const image &picture, const fs::path &to);
 void write_converted(const recipe &what, const fs::path &from, const fs::path &to);
 image make_dib(const recipe &what, const std::string &file);
 image map_by_search(const recipe &what, const image &original, std::string &note);
@@ -81,8 +81,9 @@ int demo(const demo_options &options) {
     return exit_done;
 }
 
-const file_kind &bmp() {
-    return kind_of_extension("page.bmp");
+const file_kind &shown_kind() {
+    const file_kind &png = kind_of_type("png");
+    return png.is_writable() ? png : kind_of_type("bmp");
 }
 
 // ---- Galleries
@@ -90,11 +91,11 @@ const file_kind &bmp() {
 gallery make_gallery(const photograph &photo, const fs::path &samples, const fs::path &out) {
     const std::string name = photo.name;
     const fs::path from = sample_file(samples, name);
-    gallery g{photo, {original_shot(from, out / (name + bmp().extension))}};
+    gallery g{photo, {original_shot(from, out / (name + shown_kind().extensions.front()))}};
     const image original = read_as_rgb24(from.string());
     for (const recipe &what : demo_recipes())
-        g.shots.push_back(
-            recipe_shot(what, from, out / (name + "-" + what.id + bmp().extension), original));
+        g.shots.push_back(recipe_shot(
+            what, from, out / (name + "-" + what.id + shown_kind().extensions.front()), original));
     for (shot &s : codec_shots(photo, from, out, original))
         g.shots.push_back(std::move(s));
     return g;
@@ -105,8 +106,9 @@ gallery make_keying_gallery(const fs::path &samples, const fs::path &out) {
                                            read_as_rgb24(sample_file(samples, "chelsea").string()));
     gallery g{{"keying", "Chroma keying", "Rachel Michetti and Stefan van der Walt, CC0"}, {}};
     for (const key_step &step : scene.steps) {
-        const std::string file = "keying-" + std::to_string(g.shots.size()) + bmp().extension;
-        write_bmp(step.picture, out / file);
+        const std::string file =
+            "keying-" + std::to_string(g.shots.size()) + shown_kind().extensions.front();
+        write_picture(step.picture, out / file);
         const pixels size = pixels_of(step.picture.handle);
         const double psnr = step.is_composite
                                 ? psnr_of(scene.ideal, read_as_rgb24((out / file).string()))
@@ -145,16 +147,16 @@ shot recipe_shot(const recipe &what, const fs::path &from, const fs::path &to,
         write_converted(what, from, to);
         break;
     case recipe_kind::dib:
-        write_bmp(make_dib(what, file), to);
+        write_picture(make_dib(what, file), to);
         break;
     case recipe_kind::cube_search:
-        write_bmp(map_by_search(what, original, note), to);
+        write_picture(map_by_search(what, original, note), to);
         break;
     case recipe_kind::cube_table:
-        write_bmp(map_by_table(what, original, note), to);
+        write_picture(map_by_table(what, original, note), to);
         break;
     case recipe_kind::process:
-        write_bmp(process(read_whole(file), what.processing, file), to);
+        write_picture(process(read_whole(file), what.processing, file), to);
         break;
     }
     const picture_header result = read_header(to.string());
@@ -163,11 +165,11 @@ shot recipe_shot(const recipe &what, const fs::path &from, const fs::path &to,
             fs::file_size(to), result.width, result.height, psnr};
 }
 
-void write_bmp(const image &picture, const fs::path &to) {
+void write_picture(const image &picture, const fs::path &to) {
     picture_source source = picture_in_memory(picture.handle, to.string());
     route way = route_from(source.header);
-    extend_to_any(way, bmp().accepts, to.string());
-    run_to_file({source, way.steps}, bmp(), to.string());
+    extend_to_any(way, shown_kind().accepts, to.string());
+    run_to_file({source, way.steps}, shown_kind(), to.string());
 }
 
 void write_converted(const recipe &what, const fs::path &from, const fs::path &to) {
@@ -181,8 +183,8 @@ void write_converted(const recipe &what, const fs::path &from, const fs::path &t
         extend_dithered(way, file);
     else
         extend(way, what.format, file, what.palette);
-    extend_to_any(way, bmp().accepts, file);
-    run_to_file({source, way.steps}, bmp(), to.string());
+    extend_to_any(way, shown_kind().accepts, file);
+    run_to_file({source, way.steps}, shown_kind(), to.string());
 }
 
 // The lines of the bitmap are stored bottom-up; the returned image has them top-down.

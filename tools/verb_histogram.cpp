@@ -1,14 +1,18 @@
 // viq histogram: histograms of hue, saturation and intensity, as a plot or compared.
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "tools/json_output.h"
 #include "tools/pipeline.h"
+#include "tools/replace_file.h"
+#include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 
 namespace tool {
@@ -19,6 +23,7 @@ struct histogram_options {
     std::string file;
     std::string match; // another picture, or empty
     std::string svg;   // a file to write, or empty: plot on the terminal
+    bool json = false;
 };
 
 struct plane {
@@ -32,8 +37,8 @@ using planes = plane[3]; // in the library's order
 
 int histogram(const histogram_options &options);
 histogram_ptr histogram_of(const std::string &file);
-void print_similarity(const tVIQ_Histogram &a, const tVIQ_Histogram &b, const planes &names,
-                      const std::string &file);
+json similarity_of(const tVIQ_Histogram &a, const tVIQ_Histogram &b, const planes &names,
+                   const std::string &file);
 void print_plot(const plane &p);
 void write_svg(const std::string &path, const planes &plots);
 
@@ -47,6 +52,8 @@ action declare_histogram(CLI::App &app) {
         ->type_name("OTHER");
     app.add_option("--svg", options->svg, "Write the plots to an SVG file instead of the terminal")
         ->type_name("FILE");
+    app.add_flag("--json", options->json,
+                 "Print the numbers of pixels, or with --match the similarities, as JSON");
     app.add_option("FILE", options->file, picture_help)->required();
     app.footer("Hue is in degrees, 0 to 359; saturation and intensity are 0 to 255.");
     return [options] { return histogram(*options); };
@@ -59,13 +66,25 @@ int histogram(const histogram_options &options) {
     const planes plots = {{"hue", found->hue, 360},
                           {"saturation", found->saturation, 256},
                           {"intensity", found->intensity, 256}};
-    if (!options.match.empty())
-        print_similarity(*found, *histogram_of(options.match), plots, options.file);
-    else if (!options.svg.empty())
+    if (!options.svg.empty())
         write_svg(options.svg, plots);
-    else
+    if (!options.match.empty()) {
+        const json percent =
+            similarity_of(*found, *histogram_of(options.match), plots, options.file);
+        if (options.json)
+            print_json(percent);
+        else
+            for (const auto &[name, value] : percent.items())
+                std::printf("%s: %u %%\n", name.c_str(), value.get<unsigned>());
+    } else if (options.json) {
+        json row;
+        for (const plane &p : plots)
+            row[p.name] = std::vector<uint32_t>(p.bins, p.bins + p.count);
+        print_json(row);
+    } else if (options.svg.empty()) {
         for (const plane &p : plots)
             print_plot(p);
+    }
     return exit_done;
 }
 
@@ -77,14 +96,16 @@ histogram_ptr histogram_of(const std::string &file) {
     return counts;
 }
 
-void print_similarity(const tVIQ_Histogram &a, const tVIQ_Histogram &b, const planes &names,
-                      const std::string &file) {
+json similarity_of(const tVIQ_Histogram &a, const tVIQ_Histogram &b, const planes &names,
+                   const std::string &file) {
+    json row;
     uint16_t number = 0;
     for (const plane &p : names) {
         uint32_t percent = 0;
         check(VIQ_IP_histogram_match(&a, &b, ++number, &percent), file);
-        std::printf("%s: %u %%\n", p.name, static_cast<unsigned>(percent));
+        row[p.name] = percent;
     }
+    return row;
 }
 
 // Each column sums several bins. A character cell shows eight levels.
@@ -115,7 +136,7 @@ void write_svg(const std::string &path, const planes &plots) {
     constexpr uint32_t title_height = 92; // above the base line
     constexpr uint32_t first_base = 110;
     constexpr uint32_t base_distance = 115;
-    std::ofstream out(path);
+    std::ostringstream out;
     out << "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 380 360\" "
            "font-family=\"sans-serif\" font-size=\"10\">\n<rect width=\"380\" height=\"360\" "
            "fill=\"white\"/>\n";
@@ -131,9 +152,13 @@ void write_svg(const std::string &path, const planes &plots) {
         base += base_distance;
     }
     out << "</svg>\n";
-    out.close();
-    if (!out)
-        throw failure{path + ": Failed to write file"};
+    replace_file(path, [&](const std::string &temporary) {
+        const file_ptr file = open_or_fail(temporary, "wb", path, "cannot be created");
+        const std::string text = out.str();
+        if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
+            std::fflush(file.get()) != 0)
+            fail_by_system(path, "cannot be written");
+    });
 }
 
 } // namespace

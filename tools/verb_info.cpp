@@ -7,9 +7,9 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include "tools/jpeg_file.h"
+#include "tools/json_output.h"
 #include "tools/picture_source.h"
 #include "tools/pixel_format_table.h"
 #include "tools/verbs.h"
@@ -19,18 +19,20 @@ namespace tool {
 
 namespace {
 
-using json = nlohmann::ordered_json;
-
 struct info_options {
     std::vector<std::string> files;
+    std::string type; // empty: by content
+    uint32_t page = 1;
     bool json = false;
 };
 
 int info(const info_options &options);
-json describe(const std::string &file);
+json describe(const std::string &file, const info_options &options);
+unsigned stored_bits(const picture_source &source);
 void add_jpeg_facts(json &row, const picture_source &source);
 void add_wavelet_facts(json &row, const picture_source &source);
 void print_text(const json &row);
+void print_reader(const json &row);
 void print_jpeg(const json &row);
 void print_wavelet(const json &row);
 
@@ -40,6 +42,11 @@ action declare_info(CLI::App &app) {
     const auto options = std::make_shared<info_options>();
     app.add_flag("--json", options->json,
                  "Print one JSON array with an object for each file, instead of text");
+    app.add_option("--from", options->type, "Type of the files, such as tga")->type_name("TYPE");
+    app.add_option("--page", options->page, "Page of TIFF files, counted from 1")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
     app.add_option("FILE", options->files, picture_help)->required();
     app.footer("Files that cannot be read are reported on standard error; the others are still "
                "printed, and the exit status is 2.");
@@ -53,7 +60,7 @@ int info(const info_options &options) {
     json rows = json::array();
     for (const std::string &file : options.files)
         try {
-            rows.push_back(describe(file));
+            rows.push_back(describe(file, options));
             if (!options.json)
                 print_text(rows.back());
         } catch (const failure &stop) {
@@ -61,30 +68,41 @@ int info(const info_options &options) {
             status = exit_error;
         }
     if (options.json)
-        std::printf("%s\n", rows.dump(2, ' ', false, json::error_handler_t::replace).c_str());
+        print_json(rows);
     return status;
 }
 
-json describe(const std::string &file) {
-    const picture_source source = open_picture(file);
+json describe(const std::string &file, const info_options &options) {
+    const picture_source source = open_picture(file, {.type = options.type, .page = options.page});
     const picture_header &header = source.header;
-    json row = {{"file", file},
+    json row = {{"file", source.name},
                 {"type", source.kind->name},
                 {"width", header.width},
                 {"height", header.height},
-                {"pixel_format", format_name(header.format)},
-                {"bits_per_pixel", header.bits_per_pixel},
+                {"pixel_format", format_name(source.stored_format)},
+                {"bits_per_pixel", stored_bits(source)},
                 {"bytes_per_line", header.bytes_per_line},
-                {"colour", header.colour}};
+                {"colour", header.colour},
+                {"reader", source.reader}};
     if (header.palette_colours != 0)
         row["palette_colours"] = header.palette_colours;
-    if (source.kind->code == VIQ_FILE_JPEG)
+    if (source.pages > 1)
+        row["pages"] = source.pages;
+    if (!source.notes.empty())
+        row["notes"] = source.notes;
+    if (source.coded.handle != 0)
         add_jpeg_facts(row, source);
     if (source.kind->code == VIQ_FILE_WAVELET)
         add_wavelet_facts(row, source);
     std::error_code ignored;
-    row["file_bytes"] = std::filesystem::file_size(file, ignored);
+    row["file_bytes"] = std::filesystem::file_size(source.input.path, ignored);
     return row;
+}
+
+// Of a pixel in the file, which the picture in memory can have in another format.
+unsigned stored_bits(const picture_source &source) {
+    return source.stored_format == source.header.format ? source.header.bits_per_pixel
+                                                        : 8 * bytes_per_pixel(source.stored_format);
 }
 
 void add_jpeg_facts(json &row, const picture_source &source) {
@@ -98,7 +116,7 @@ void add_jpeg_facts(json &row, const picture_source &source) {
 }
 
 void add_wavelet_facts(json &row, const picture_source &source) {
-    const wavelet_sizes sizes = read_wavelet_sizes(source.name);
+    const wavelet_sizes sizes = read_wavelet_sizes(source.input.path);
     row["coding"] = source.small_wavelet ? "small" : "fast";
     row["component_bytes"] = sizes.component_bytes;
     row["settings_bytes"] = sizes.settings_bytes;
@@ -114,10 +132,21 @@ void print_text(const json &row) {
                 row["width"].get<unsigned>(), row["height"].get<unsigned>(),
                 row["pixel_format"].get<std::string>().c_str(), palette.c_str(),
                 row["bits_per_pixel"].get<unsigned>(), row["file_bytes"].get<unsigned long long>());
+    print_reader(row);
     if (row.contains("frames"))
         print_jpeg(row);
     if (row.contains("coding"))
         print_wavelet(row);
+}
+
+void print_reader(const json &row) {
+    if (row["reader"] != "viq")
+        std::printf("  read by %s\n", row["reader"].get<std::string>().c_str());
+    if (row.contains("pages"))
+        std::printf("  %u pages\n", row["pages"].get<unsigned>());
+    if (row.contains("notes"))
+        for (const auto &note : row["notes"])
+            std::printf("  %s\n", note.get<std::string>().c_str());
 }
 
 void print_jpeg(const json &row) {

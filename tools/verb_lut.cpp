@@ -8,8 +8,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/note.h"
 #include "tools/pipeline.h"
 #include "tools/pixel_format_table.h"
+#include "tools/replace_file.h"
+#include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 
 namespace tool {
@@ -121,7 +124,8 @@ int apply(const lut_options &options) {
     route way = route_from(source.header);
     way.grey_data_width = options.data_width;
     extend_by_table(way, options.type, palette, options.in);
-    extend_to_any(way, kind.accepts, options.in);
+    extend_to_any(way, kind.accepts, source.name);
+    print_notes(source.name, way.notes);
     make_table(options, palette);
     run_to_file({source, way.steps}, kind, options.out);
     return exit_done;
@@ -152,15 +156,21 @@ void make_table(const lut_options &options, const image &palette) {
     const std::string name = "table " + std::to_string(options.type);
     const auto begin = std::chrono::steady_clock::now();
     if (loads)
-        check(VIQ_image_conv_LUT_load(palette.handle, options.type, options.load.c_str()),
+        check(VIQ_image_conv_LUT_load(palette.handle, options.type,
+                                      open_input(options.load).path.c_str()),
               options.load);
     else
         check(VIQ_image_conv_LUT_generate(palette.handle, options.type), name);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
-    std::printf("%s %s in %.2f ms\n", name.c_str(), loads ? "loaded" : "generated", time.count());
     if (!options.save.empty())
-        check(VIQ_image_conv_LUT_save(palette.handle, options.type, options.save.c_str()),
-              options.save);
+        replace_file(options.save, [&](const std::string &temporary) {
+            check(VIQ_image_conv_LUT_save(palette.handle, options.type, temporary.c_str()),
+                  options.save);
+        });
+    // Standard output can be the picture or the table.
+    const bool is_busy = options.out == standard_stream || options.save == standard_stream;
+    std::fprintf(is_busy ? stderr : stdout, "%s %s in %.2f ms\n", name.c_str(),
+                 loads ? "loaded" : "generated", time.count());
 }
 
 // Appends the conversion by the table. The palette must outlive the route.
@@ -176,6 +186,8 @@ void extend_by_table(route &way, uint16_t type, const image &palette, const std:
     way.steps.push_back({row.to, run, {}});
     way.format = row.to;
     way.colour = true;
+    if (row.from == VIQ_YUV422)
+        restore_width(way);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/json_output.h"
 #include "tools/pipeline.h"
 #include "tools/verbs.h"
 
@@ -14,6 +15,7 @@ namespace {
 
 struct motion_options {
     std::string before, after;
+    bool json = false;
 };
 
 int motion(const motion_options &options);
@@ -25,6 +27,7 @@ action declare_motion(CLI::App &app) {
     app.add_option("A", options->before, "Picture file of the earlier frame")->required();
     app.add_option("B", options->after, "Picture file of the next frame, of the same size")
         ->required();
+    app.add_flag("--json", options->json, "Print one JSON object instead of text");
     app.footer("Both frames are converted to grey and correlated with the first; the result is the "
                "change of the "
                "correlation, 0 % for equal frames.");
@@ -45,7 +48,10 @@ int motion(const motion_options &options) {
           options.before);
     check(VIQ_IP_motion_detect(after.handle, before.handle, threshold, step, &percent),
           options.after);
-    std::printf("%u %%\n", static_cast<unsigned>(percent));
+    if (options.json)
+        print_json({{"change_percent", percent}});
+    else
+        std::printf("%u %%\n", static_cast<unsigned>(percent));
     return exit_done;
 }
 

@@ -31,10 +31,10 @@ constexpr int exit_error = 2;
 
 // Help texts of arguments that name a picture file to read and to write.
 constexpr const char *picture_help =
-    "Picture file to read: BMP, TIFF, TGA, EPS, JPEG or wavelet, detected by its content";
+    "picture file to read, detected by its content; - is standard input";
 
 inline std::string output_help() {
-    return "Picture file to write; the extension selects its type: " + known_extensions();
+    return "picture file to write; the extension selects its type: " + writable_extensions();
 }
 
 } // namespace tool

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/coding_options.h"
 #include "tools/image_handle.h"
 
 namespace tool {
@@ -12,20 +13,16 @@ namespace tool {
 constexpr uint16_t highest_wavelet_quality = 400; // from 0
 constexpr uint16_t most_decompositions = 32;      // from 1
 
-struct wavelet_options {
-    uint16_t quality = 75;
-    uint16_t decompositions = 6;
-    bool small = false; // the entropy coder for smaller files, which takes more time
-};
-
 struct decoded_wavelet {
     image picture;
-    bool small; // the entropy coder of the file
+    bool small;      // the entropy coder of the file
+    uint16_t format; // of the coded picture
 };
 
 // Decodes the whole picture. The header does not name the entropy coder; if the first one fails,
-// the other one is tried.
-decoded_wavelet read_wavelet(const std::string &file);
+// the other one is tried. Colour pictures are coded with an even width; if the file contains the
+// odd width of the original, the picture is RGB24 and has that width. `name` is for error messages.
+decoded_wavelet read_wavelet(const std::string &path, const std::string &name);
 
 struct wavelet_sizes {
     std::vector<uint32_t> component_bytes; // coded data of each component
@@ -35,8 +32,9 @@ struct wavelet_sizes {
 wavelet_sizes read_wavelet_sizes(const std::string &file);
 
 // Encodes an image that holds a whole picture and writes it to `path`. `name` is for error
-// messages, as the path can be that of a temporary file.
-void write_wavelet(uint32_t picture, const wavelet_options &options, const std::string &path,
-                   const std::string &name);
+// messages, as the path can be that of a temporary file. If `true_width` is not the width of the
+// image, it is written after the coded data, where other readers of the format ignore it.
+void write_wavelet(uint32_t picture, uint32_t true_width, const wavelet_options &options,
+                   const std::string &path, const std::string &name);
 
 } // namespace tool
