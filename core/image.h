@@ -1,6 +1,7 @@
 // Image objects, their handles, and the ownership of their memory.
 #pragma once
 
+#include "core/file_reading.h"
 #include "core/types.h"
 
 namespace viq {
@@ -28,6 +29,7 @@ struct image_companion {
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which the setters accept, is not in the map
     void *wavelet = nullptr;          // the record of a wavelet image, which its data points to
+    file_facts facts;                 // of the file whose header was read last
 };
 
 constexpr u32 handle_slots = 65537;

@@ -39,6 +39,29 @@ extern "C" {
  * @{
  */
 
+/** @name How files are read
+ * @{
+ */
+
+/** Modes of VIQ_set_file_reading. */
+enum {
+    VIQ_READING_ORIGINAL = 0,  /**< fixed layouts, as files of this library have them */
+    VIQ_READING_CONFORMING = 1 /**< as the header of each file describes its picture */
+};
+
+/** Values that VIQ_image_get_file_info returns. */
+enum {
+    VIQ_FILE_INFO_ORIENTATION = 1,    /**< 1 to 8, as the TIFF field Orientation */
+    VIQ_FILE_INFO_SAMPLE_BITS = 2,    /**< bits of a sample or of a palette index in the file */
+    VIQ_FILE_INFO_DROPPED_SAMPLES = 3 /**< samples of a pixel that were not delivered */
+};
+
+VIQ_API uint32_t VIQ_set_file_reading(uint32_t dwMode);
+VIQ_API uint32_t VIQ_get_file_reading(void);
+VIQ_API uint32_t VIQ_image_get_file_info(uint32_t hImage, uint16_t wId);
+
+/** @} */
+
 /** @name Detection, generic reading and writing
  * @{
  */
