@@ -318,8 +318,9 @@ u32 locate_pixels(const read_call &call, const bmp_header &header) {
         return are_inside(pixels.lines, image.height, size) ? success : report_corrupt(name);
     if (header.offset >= size || !is_in_proportion(image, size - header.offset))
         return report_corrupt(name);
+    // The runs of some programs include the padding of a line.
     pixels.runs = {.decode = decode_bmp_runs,
-                   .width = image.width,
+                   .width = static_cast<u32>(line_size * 8 / header.bits),
                    .height = image.height,
                    .pixel_size = 1,
                    .nibbles = header.compression == bmp::rle4,

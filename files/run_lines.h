@@ -38,7 +38,7 @@ using run_decoder = bool (*)(const run_lines &lines, coded_bytes &in, run_state 
 
 struct run_lines {
     run_decoder decode = nullptr;
-    u32 width = 0, height = 0;
+    u32 width = 0, height = 0; // pixels of a coded line, and lines
     u32 pixel_size = 0; // bytes of a decoded pixel
     bool nibbles = false;
     u64 start = 0, end = 0; // of the coded data in the file
