@@ -48,6 +48,8 @@ void go_to(coded_bytes &in, u64 position) {
 }
 
 u32 index_lines(const char *function, std::FILE *file, run_lines &lines) {
+    if (lines.width == 0 || lines.height == 0)
+        return report_corrupt(function);
     lines.spacing = (lines.height + most_entries - 1) / most_entries;
     if (!try_resize(lines.index, (u64{lines.height} + lines.spacing - 1) / lines.spacing))
         return report_no_memory(function, u64{most_entries} * sizeof(run_state));

@@ -84,7 +84,7 @@ u32 begin_plane(component_decoder &decoder, component_plane &plane, const scan_f
 // ---- Rows of MCUs
 
 // The data of an interval ends before the next restart marker, which carries the number of the
-// interval modulo 8.
+// interval modulo 8. Data that a caller has set may contain an end marker.
 u32 begin_interval(component_decoder &decoder) {
     if (decoder.intervals != 0) {
         if (decoder.next + 2 > decoder.length)
@@ -100,7 +100,7 @@ u32 begin_interval(component_decoder &decoder) {
         const auto *ones =
             static_cast<const u8 *>(std::memchr(at, 0xFF, static_cast<std::size_t>(end - at)));
         at = ones == nullptr || ones + 1 == end ? end : ones;
-        if (at == end || is_restart(at[1]))
+        if (at == end || is_restart(at[1]) || at[1] == marker_eoi)
             break;
         at += 2;
     }
