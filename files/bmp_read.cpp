@@ -295,8 +295,7 @@ u32 take_masks(const read_call &call, bmp_header &header) {
     file_facts &facts = companion(call.image).facts;
     facts.sample_bits = 0;
     for (const u32 mask : {masks[0], masks[1], masks[2]})
-        facts.sample_bits =
-            std::max<u32>(facts.sample_bits, static_cast<u32>(std::popcount(mask)));
+        facts.sample_bits = std::max<u32>(facts.sample_bits, static_cast<u32>(std::popcount(mask)));
     facts.dropped_samples = masks[3] != 0 ? 1 : 0;
     return VIQ_image_set_parameter(call.handle, VIQ_IMAGE_TYPE, VIQ_RGB24);
 }
@@ -312,8 +311,7 @@ u32 locate_pixels(const read_call &call, const bmp_header &header) {
     const u64 size = file_size(call.file);
     const u64 line_size = (u64{image.width} * header.bits + 31) / 32 * 4;
     pixels.lines = {header.offset, line_size, header.height > 0};
-    pixels.is_coded =
-        header.compression == bmp::rle8 || header.compression == bmp::rle4;
+    pixels.is_coded = header.compression == bmp::rle8 || header.compression == bmp::rle4;
     if (!pixels.is_coded)
         return are_inside(pixels.lines, image.height, size) ? success : report_corrupt(name);
     if (header.offset >= size || !is_in_proportion(image, size - header.offset))
@@ -347,9 +345,10 @@ u32 read_lines(const read_call &call) {
                               });
     }
     if (bits < 8)
-        return read_stored_lines(
-            strip_name, call, pixels.lines,
-            [bits, width](const u8 *packed, u8 *line) { unpack_indices(packed, bits, line, width); });
+        return read_stored_lines(strip_name, call, pixels.lines,
+                                 [bits, width](const u8 *packed, u8 *line) {
+                                     unpack_indices(packed, bits, line, width);
+                                 });
     if (bits == 16 || bits == 32)
         return read_stored_lines(strip_name, call, pixels.lines,
                                  [bits, width](const u8 *packed, u8 *line) {

@@ -100,7 +100,8 @@ bool is_tga(const file_head &head) {
     if (!reads_conforming())
         return is_typed && one_of(head[16], {1, 8, 16, 24, 32});
     const bool is_mapped = (head[2] & ~tga::run_length) == tga::mapped;
-    const bool valid_map = head[1] == 0 ? !is_mapped : one_of(head[tga::map_bits_at], {15, 16, 24, 32});
+    const bool valid_map =
+        head[1] == 0 ? !is_mapped : one_of(head[tga::map_bits_at], {15, 16, 24, 32});
     return is_typed && valid_map && one_of(head[16], {8, 15, 16, 24, 32});
 }
 

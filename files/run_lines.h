@@ -24,11 +24,11 @@ void go_to(coded_bytes &in, u64 position);
 
 // State before a line.
 struct run_state {
-    u64 position = 0;   // in the file, of the next coded byte
-    u32 pending = 0;    // TGA: pixels left in the packet; BMP: lines that are skipped
-    u32 column = 0;     // BMP: of the next pixel of the line
-    u8 value[4] = {};   // TGA: the repeated pixel
-    bool flag = false;  // TGA: the packet repeats `value`; BMP: the bitmap has ended
+    u64 position = 0;  // in the file, of the next coded byte
+    u32 pending = 0;   // TGA: pixels left in the packet; BMP: lines that are skipped
+    u32 column = 0;    // BMP: of the next pixel of the line
+    u8 value[4] = {};  // TGA: the repeated pixel
+    bool flag = false; // TGA: the packet repeats `value`; BMP: the bitmap has ended
 };
 
 struct run_lines;
@@ -39,7 +39,7 @@ using run_decoder = bool (*)(const run_lines &lines, coded_bytes &in, run_state 
 struct run_lines {
     run_decoder decode = nullptr;
     u32 width = 0, height = 0; // pixels of a coded line, and lines
-    u32 pixel_size = 0; // bytes of a decoded pixel
+    u32 pixel_size = 0;        // bytes of a decoded pixel
     bool nibbles = false;
     u64 start = 0, end = 0; // of the coded data in the file
     u32 spacing = 1;        // lines from entry to entry of the index

@@ -138,8 +138,8 @@ u32 read_stored_lines(const char *function, const read_call &call, const stored_
                       Unpack unpack) {
     const tVIQ_Image &image = call.image;
     const u32 count = image.lines_per_strip;
-    const u64 first = from.bottom_up ? u64{image.height} - call.lines_done - count
-                                     : u64{call.lines_done};
+    const u64 first =
+        from.bottom_up ? u64{image.height} - call.lines_done - count : u64{call.lines_done};
     if (!seek_to(call.file, from.offset + first * from.line_size))
         return report_seek(function);
     const u32 block_lines = std::min(lines_in_block(from.line_size), count);

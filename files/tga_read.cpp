@@ -1,5 +1,5 @@
-// TGA reader: in the original mode grey, and true colour of 15, 16 or 24 bits, not compressed, lines
-// in file order; in the conforming mode as the header describes the picture.
+// TGA reader: in the original mode grey, and true colour of 15, 16 or 24 bits, not compressed,
+// lines in file order; in the conforming mode as the header describes the picture.
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -132,9 +132,8 @@ bool read_bgr(const read_call &call) {
         const u32 lines = std::min(block, image.lines_per_strip - first);
         if (!read_image_lines(call.file, image, first, lines, line_size))
             return false;
-        for_each_run(image, first, lines, [swap](u8 *run, u64 count) {
-            swap(run, run, static_cast<u32>(count), {});
-        });
+        for_each_run(image, first, lines,
+                     [swap](u8 *run, u64 count) { swap(run, run, static_cast<u32>(count), {}); });
     }
     return true;
 }
@@ -235,10 +234,10 @@ u32 check_depth(const tga_header &header) {
     const u32 type = header[tga::image_type_at] & ~tga::run_length;
     const u32 alpha = header[tga::descriptor_at] & tga::alpha_bits;
     const u32 bits = pixels.bits;
-    const bool supported =
-        type == tga::true_colour ? bits == 15 || bits == 16 || bits == 24 || bits == 32
-        : type == tga::grey      ? bits == 8 || (bits == 16 && alpha == 8)
-                                 : bits == 8;
+    const bool supported = type == tga::true_colour
+                               ? bits == 15 || bits == 16 || bits == 24 || bits == 32
+                           : type == tga::grey ? bits == 8 || (bits == 16 && alpha == 8)
+                                               : bits == 8;
     return supported ? success : report_unsupported("TGA pixel depth is not supported");
 }
 

@@ -35,7 +35,13 @@ enum tag : u16 {
     sample_format = 339,
 };
 
-enum field_type : u16 { type_byte = 1, type_short = 3, type_long = 4, type_rational = 5, last_type = 11 };
+enum field_type : u16 {
+    type_byte = 1,
+    type_short = 3,
+    type_long = 4,
+    type_rational = 5,
+    last_type = 11
+};
 
 enum photometric_value : u16 { grey_white_is_0 = 0, grey = 1, rgb = 2, palette = 3, separated = 5 };
 

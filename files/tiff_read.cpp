@@ -139,8 +139,7 @@ u32 read_header(const read_call &call) {
     directory page;
     page.file_size = file_size(call.file);
     const bool conforming = reads_conforming();
-    u32 code =
-        read_directory(call.file, conforming ? take_conforming_entry : take_entry, page);
+    u32 code = read_directory(call.file, conforming ? take_conforming_entry : take_entry, page);
     if (is_error(code))
         return code;
     call.image.width = page.width;
@@ -423,9 +422,9 @@ u32 take_conforming_entry(std::FILE *file, const entry &field, directory &page) 
     u32 directory::*number = number_of(field.tag);
     if (number == nullptr)
         return success;
-    const bool has_number = field.count >= 1 && (field.type == tiff::type_byte ||
-                                                 field.type == tiff::type_short ||
-                                                 field.type == tiff::type_long);
+    const bool has_number =
+        field.count >= 1 && (field.type == tiff::type_byte || field.type == tiff::type_short ||
+                             field.type == tiff::type_long);
     if (!has_number)
         return report_corrupt(name);
     page.*number = copy.value;
@@ -466,10 +465,8 @@ struct list_field {
 };
 
 constexpr list_field list_fields[] = {
-    {tiff::bits_per_sample, &directory::bits_list},
-    {tiff::strip_offsets, &directory::strips},
-    {tiff::strip_byte_counts, &directory::byte_counts},
-    {tiff::colour_map, &directory::map},
+    {tiff::bits_per_sample, &directory::bits_list},     {tiff::strip_offsets, &directory::strips},
+    {tiff::strip_byte_counts, &directory::byte_counts}, {tiff::colour_map, &directory::map},
     {tiff::sample_format, &directory::sample_formats},
 };
 
@@ -592,10 +589,10 @@ struct target_format {
 
 // The first row that matches. Deeper samples of the colours are scaled to 8 bits.
 constexpr target_format target_formats[] = {
-    {tiff::grey_white_is_0, 1, 1, VIQ_Y1}, {tiff::grey, 1, 1, VIQ_Y1},
-    {tiff::grey_white_is_0, 1, 8, VIQ_Y8}, {tiff::grey, 1, 8, VIQ_Y8},
+    {tiff::grey_white_is_0, 1, 1, VIQ_Y1},   {tiff::grey, 1, 1, VIQ_Y1},
+    {tiff::grey_white_is_0, 1, 8, VIQ_Y8},   {tiff::grey, 1, 8, VIQ_Y8},
     {tiff::grey_white_is_0, 1, 16, VIQ_Y16}, {tiff::grey, 1, 16, VIQ_Y16},
-    {tiff::palette, 1, 8, VIQ_PALETTED}, {tiff::rgb, 3, 16, VIQ_RGB24},
+    {tiff::palette, 1, 8, VIQ_PALETTED},     {tiff::rgb, 3, 16, VIQ_RGB24},
     {tiff::separated, 4, 16, VIQ_CMYK32},
 };
 
@@ -622,8 +619,8 @@ u32 decide_conforming_format(const read_call &call, directory &page) {
     const target_format *target = find_target(page);
     if (target == nullptr)
         return report_unsupported();
-    const bool grey = target->format == VIQ_Y1 || target->format == VIQ_Y8 ||
-                      target->format == VIQ_Y16;
+    const bool grey =
+        target->format == VIQ_Y1 || target->format == VIQ_Y8 || target->format == VIQ_Y16;
     const bool planar = page.planar == tiff::planes && page.samples > 1;
     source.planes = planar ? target->samples : 1;
     source.kept = target->samples;
@@ -647,9 +644,7 @@ u32 decide_conforming_format(const read_call &call, directory &page) {
                            (source.rule.bits == 8 || source.rule.bits == 16 || page.bits == 1) &&
                            (source.rule.bits != 16 || grey) &&
                            (page.bits != 1 || target->format == VIQ_Y1);
-    source.unpack = as_stored                  ? nullptr
-                    : target->format == VIQ_Y1 ? unpack_bits
-                                               : unpack_line;
+    source.unpack = as_stored ? nullptr : target->format == VIQ_Y1 ? unpack_bits : unpack_line;
     companion(call.image).facts = {
         .orientation = page.orientation >= 1 && page.orientation <= 8 ? page.orientation : 1,
         .sample_bits = page.bits,
@@ -702,7 +697,7 @@ void unpack_bits(const tVIQ_Image &image, u8 *packed, u8 *line) {
     for (u32 x = 0; x < image.width; ++x) {
         const u64 at = u64{x} * step;
         const u32 bit = (packed[static_cast<std::size_t>(at / 8)] >> (7 - at % 8) & 1u) ^
-                        u32{source.rule.inverted};
+                        u32 { source.rule.inverted };
         line[x / 8] = static_cast<u8>(line[x / 8] | bit << (7 - x % 8));
     }
 }

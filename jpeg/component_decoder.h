@@ -1,5 +1,5 @@
-// Decoder for scans of any sampling factors, with restart intervals: one row of MCUs at a time, from
-// which lines of pixels are made.
+// Decoder for scans of any sampling factors, with restart intervals: one row of MCUs at a time,
+// from which lines of pixels are made.
 #pragma once
 
 #include "jpeg/jpeg_record.h"

@@ -388,8 +388,8 @@ u32 parse_quantisation(parse &state, segment &part) {
     return success;
 }
 
-// Without a JFIF header, three components are red, green and blue if the Adobe header or their names
-// say so.
+// Without a JFIF header, three components are red, green and blue if the Adobe header or their
+// names say so.
 bool is_rgb_stream(const scan_form &form) {
     if (form.components != 3 || form.has_jfif)
         return false;
@@ -408,8 +408,8 @@ u32 take_tables(parse &state, const u8 *selectors) {
             return fail_corrupt(state, "Scan of unknown components");
         component.dc_table = selectors[1] >> 4;
         component.ac_table = selectors[1] & 15;
-        const bool valid = component.dc_table < 4 && component.ac_table < 4 &&
-                           component.q_table < most_q_tables;
+        const bool valid =
+            component.dc_table < 4 && component.ac_table < 4 && component.q_table < most_q_tables;
         if (!valid || !form.dc[component.dc_table].present ||
             !form.ac[component.ac_table].present ||
             (form.q_tables_present >> component.q_table & 1) == 0)
@@ -519,7 +519,7 @@ bool parse_conforming_segment(parse &state, u8 marker, u32 &code) {
     code = read_segment(state, part);
     if (is_error(code))
         return true;
-    code = application             ? parse_application(state, part, marker)
+    code = application            ? parse_application(state, part, marker)
            : marker == marker_dri ? parse_restart(state, part)
                                   : parse_frame(state, part);
     return true;
@@ -632,8 +632,8 @@ std::size_t end_of_data(const parse &state, const u8 *bytes, std::size_t length,
         if (at == nullptr)
             return length;
         const bool continues =
-            at + 1 != end && (at[1] == 0 || (state.form == nullptr ? separates_frames(at[1])
-                                                                   : is_restart(at[1])));
+            at + 1 != end &&
+            (at[1] == 0 || (state.form == nullptr ? separates_frames(at[1]) : is_restart(at[1])));
         if (!continues)
             return static_cast<std::size_t>(at - bytes);
         if (at[1] != 0 && !restarts)

@@ -354,9 +354,9 @@ block_end read_mcu(plain_reader &bits, scan_reader &reader,
                 const u32 block = mcu * from.h + x;
                 decoded_pair &pair = from.pairs[std::size_t{y} * from.pairs_in_row + block / 2];
                 const u32 i = block % 2;
-                const block_end end = read_block<any_dc_bits>(
-                    bits, tables, reader.predictors[c], pair.blocks.coefficients[i],
-                    pair.blocks.masks[i], pair.dc[i]);
+                const block_end end = read_block<any_dc_bits>(bits, tables, reader.predictors[c],
+                                                              pair.blocks.coefficients[i],
+                                                              pair.blocks.masks[i], pair.dc[i]);
                 failed = c == 0 ? std::min(y * from.h + x, block_u - 1)
                                 : block_u + static_cast<u32>(c) - 1;
                 if (end != block_end::good)

@@ -1,6 +1,6 @@
-// Reads picture files in the conforming mode by strips and writes the pixels of each as PPM, for the
-// comparison with other programs. Arguments: lines per strip (0: all), bits of a written sample (8
-// or 16), the files. The output of FILE is FILE.ppm, or FILE.error with the message.
+// Reads picture files in the conforming mode by strips and writes the pixels of each as PPM, for
+// the comparison with other programs. Arguments: lines per strip (0: all), bits of a written sample
+// (8 or 16), the files. The output of FILE is FILE.ppm, or FILE.error with the message.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -96,8 +96,7 @@ uint32_t read_lines(picture &p, uint32_t lines, uint32_t bits) {
                                 lines != 0 ? std::min(lines, p.height) : p.height);
         code = next_strip(p);
         const uint32_t count = VIQ_get_lines_this_strip(p.handle);
-        const auto *data =
-            static_cast<const uint8_t *>(VIQ_image_get_ptr(p.handle, VIQ_PTR_DATA));
+        const auto *data = static_cast<const uint8_t *>(VIQ_image_get_ptr(p.handle, VIQ_PTR_DATA));
         for (uint32_t y = 0; y < count && code == 0; ++y)
             add_line(p, data + std::size_t{y} * VIQ_get_bytes_per_line(p.handle), bits);
         done += count;
@@ -115,7 +114,10 @@ void process(const std::string &name, uint32_t lines, uint32_t bits) {
     std::remove((name + ".error").c_str());
     std::ofstream out(name + (code == 0 ? ".ppm" : ".error"), std::ios::binary);
     if (code == 0)
-        out << "P6\n" << p.width << ' ' << p.height << '\n' << (1u << bits) - 1 << '\n' << p.samples;
+        out << "P6\n"
+            << p.width << ' ' << p.height << '\n'
+            << (1u << bits) - 1 << '\n'
+            << p.samples;
     else
         out << message << '\n';
     if (p.coded != 0)
