@@ -101,8 +101,8 @@ VIQ_API uint32_t VIQ_get_file_reading(void);
 
 /**
  * Returns what the header of a file says that the pixels do not show. The values are set when a
- * reader reads a header into the image in the conforming mode; in the original mode, and before, all
- * values are 0. They are not copied with the parameters of the image.
+ * reader reads a header into the image in the conforming mode; before, and in the original mode,
+ * all values are 0. They are not copied with the parameters of the image.
  *
  * - VIQ_FILE_INFO_ORIENTATION: 1 if the first line is the top and the first pixel the left one, as
  *   in BMP and TGA pictures; 2 mirrored, 3 rotated by 180 degrees, 4 upside down, 5 to 8 the same
@@ -240,8 +240,9 @@ VIQ_API uint32_t VIQ_write_raw_data_file(uint32_t hImage, uint16_t wMode);
 
 /**
  * In the original mode, reads an uncompressed bottom-up bitmap: 8 bits as VIQ_PALETTED with a
- * palette of 256 entries, 24 bits as VIQ_RGB24. Pixels are expected directly after the header and the palette; the fields for
- * the offset of the pixels, the number of colours and the header size are not evaluated.
+ * palette of 256 entries, 24 bits as VIQ_RGB24. Pixels are expected directly after the header and
+ * the palette; the fields for the offset of the pixels, the number of colours and the header size
+ * are not evaluated.
  *
  * @param hImage  the image
  * @param wMode   VIQ_STRIP_NEXT or VIQ_STRIP_FINISH
@@ -252,18 +253,19 @@ VIQ_API uint32_t VIQ_write_raw_data_file(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_STATE "Colourmap is NULL"
  * - VIQ_ERR_INTERNAL "fseek failed": while a strip is read, the file stays open
  *
- * In the conforming mode, reads headers of 12, 40, 52, 56, 64, 108 and 124 bytes; pixels at the data
- * offset, bottom-up or top-down, of 1, 2, 4, 8, 16, 24 and 32 bits; colour masks with or without
- * alpha; palettes of fewer colours; RLE8 and RLE4. Pixels that run-length data skips have index 0.
+ * In the conforming mode, reads headers of 12, 40, 52, 56, 64, 108 and 124 bytes; pixels at the
+ * data offset, bottom-up or top-down, of 1, 2, 4, 8, 16, 24 and 32 bits; colour masks with or
+ * without alpha; palettes of fewer colours; RLE8 and RLE4. Pixels that run-length data skips have
+ * index 0.
  * @par Errors of the conforming mode
  * - VIQ_ERR_CORRUPT "Corrupt image": also for run-length data of more than 65536 pixels with more
  *   than 256 pixels a byte, and for a depth that does not match the compression
  * - VIQ_ERR_CORRUPT "Corrupt run-length data": also while a strip is read
  * - VIQ_ERR_UNSUPPORTED "BMP header size is not supported", "Unsupported image depth", "BMP colour
  *   masks are not supported" (masks with gaps, that overlap, or outside the pixel), "BMP run-length
- *   data from the top is not supported", "BMP compression X is not supported" (X is JPEG, PNG, CMYK,
- *   CMYK RLE8 or CMYK RLE4), "BMP compression of OS/2 is not supported", "Unrecognized compression
- *   type"
+ *   data from the top is not supported", "BMP compression X is not supported" (X is JPEG, PNG,
+ * CMYK, CMYK RLE8 or CMYK RLE4), "BMP compression of OS/2 is not supported", "Unrecognized
+ * compression type"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
 VIQ_API uint32_t VIQ_read_BMP_file(uint32_t hImage, uint16_t wMode);
@@ -343,15 +345,15 @@ VIQ_API uint32_t VIQ_image_write_BMP_buffer(uint32_t hImage, uint8_t *pBuffer, u
  *   SamplesPerPixeltr", "expecting 1 entry in RowsPerStrip", "unsupported image", "compressed TIFF
  *   images not supported", "unsupported image type", "unsupported TIFF format"
  * - VIQ_ERR_CORRUPT "0 rows per strip"
- * - VIQ_ERR_CORRUPT "Corrupt image": also for TIFF strips that overlap so that they claim more pixels
- *   than the file can hold
+ * - VIQ_ERR_CORRUPT "Corrupt image": also for TIFF strips that overlap so that they claim more
+ * pixels than the file can hold
  * - VIQ_ERR_STATE "Colourmap is NULL"
  *
- * In the conforming mode, grey is inverted if the file defines 0 as white; samples of 16 bits are in
- * the byte order of the file; palette values are reduced to their high byte, unless all of them are
- * below 256, as some programs write them; planes may be separate; the first bit of a byte may be the
- * lowest one; extra samples are dropped. Samples of 9 to 15 bits are packed without gaps, unless the
- * byte count of the first TIFF strip shows the words of this library.
+ * In the conforming mode, grey is inverted if the file defines 0 as white; samples of 16 bits are
+ * in the byte order of the file; palette values are reduced to their high byte, unless all of them
+ * are below 256, as some programs write them; planes may be separate; the first bit of a byte may
+ * be the lowest one; extra samples are dropped. Samples of 9 to 15 bits are packed without gaps,
+ * unless the byte count of the first TIFF strip shows the words of this library.
  * @par Errors of the conforming mode
  * - VIQ_ERR_UNEXPECTED "Expecting 'MM' or 'II'", "Expecting 42"
  * - VIQ_ERR_CORRUPT "Corrupt image", "0 rows per strip", "TIFF colour map is missing or damaged"
@@ -360,13 +362,13 @@ VIQ_API uint32_t VIQ_image_write_BMP_buffer(uint32_t hImage, uint8_t *pBuffer, u
  * - VIQ_ERR_UNSUPPORTED "TIFF compression X is not supported": X is CCITT RLE, CCITT group 3, CCITT
  *   group 4, LZW, JPEG (old style), JPEG, Deflate, JBIG, PackBits, ThunderScan, JPEG 2000, LERC,
  *   LZMA, Zstandard or WebP; "TIFF compression is not supported": any other
- * - VIQ_ERR_UNSUPPORTED "TIFF X are not supported": X is transparency masks, YCbCr images, CIE L*a*b*
- *   images, ICC L*a*b* images, ITU L*a*b* images, colour-filter mosaics, linear raw images, LogL
- *   images, LogLuv images or ink sets other than CMYK; "TIFF photometric interpretation is not
+ * - VIQ_ERR_UNSUPPORTED "TIFF X are not supported": X is transparency masks, YCbCr images, CIE
+ * L*a*b* images, ICC L*a*b* images, ITU L*a*b* images, colour-filter mosaics, linear raw images,
+ * LogL images, LogLuv images or ink sets other than CMYK; "TIFF photometric interpretation is not
  *   supported": any other
- * - VIQ_ERR_UNSUPPORTED "TIFF number of samples is not supported" (0 or more than 64), "TIFF samples
- *   other than unsigned integers are not supported", "TIFF samples of different depths are not
- *   supported", "TIFF samples of more than 16 bits are not supported", "unsupported TIFF format"
+ * - VIQ_ERR_UNSUPPORTED "TIFF number of samples is not supported" (0 or more than 64), "TIFF
+ * samples other than unsigned integers are not supported", "TIFF samples of different depths are
+ * not supported", "TIFF samples of more than 16 bits are not supported", "unsupported TIFF format"
  *   (too few samples, or a palette of more than 8 bits), "TIFF samples of 9 to 15 bits in lines so
  *   short are ambiguous" (packed samples and words have the same size)
  * - VIQ_ERR_STATE "Colourmap is NULL"
@@ -424,9 +426,9 @@ VIQ_API uint32_t TIFF_read_data(FILE *f, uint16_t wOrder, uint16_t wType);
  * @par Errors of the conforming mode
  * - VIQ_ERR_CORRUPT "TGA colourmap is missing"
  * - VIQ_ERR_CORRUPT "Corrupt run-length data": also while a strip is read
- * - VIQ_ERR_UNSUPPORTED "unsupported image type", "TGA pixel depth is not supported", "TGA colourmap
- *   type is not supported", "TGA colourmap depth is not supported", "TGA colourmap of more than 256
- *   colours is not supported", "TGA interleaved lines are not supported"
+ * - VIQ_ERR_UNSUPPORTED "unsupported image type", "TGA pixel depth is not supported", "TGA
+ * colourmap type is not supported", "TGA colourmap depth is not supported", "TGA colourmap of more
+ * than 256 colours is not supported", "TGA interleaved lines are not supported"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
 VIQ_API uint32_t VIQ_read_TGA_file(uint32_t hImage, uint16_t wMode);
