@@ -3,6 +3,7 @@
 
 #include "convert/conversion_rows.h"
 #include "core/types.h"
+#include "files/run_lines.h"
 
 namespace viq {
 
@@ -21,8 +22,17 @@ constexpr u32 planes_at = 26;
 constexpr u32 bits_at = 28; // per pixel
 constexpr u32 compression_at = 30;
 constexpr u32 data_size_at = 34;
+constexpr u32 colours_at = 46;
+constexpr u32 masks_at = 54;
 
 constexpr u32 information_size = 40;
+
+// Values of the compression field.
+constexpr u32 not_compressed = 0;
+constexpr u32 rle8 = 1;
+constexpr u32 rle4 = 2;
+constexpr u32 colour_masks = 3;
+constexpr u32 colour_and_alpha_masks = 6;
 
 } // namespace bmp
 
@@ -48,5 +58,8 @@ struct bmp_row {
 bmp_row bmp_row_of(const tVIQ_Image &image);
 
 void copy_bmp_row(const bmp_row &row, const u8 *from, u8 *to);
+
+// Decodes a line of RLE8 or RLE4 to one index a pixel; see run_decoder.
+bool decode_bmp_runs(const run_lines &lines, coded_bytes &in, run_state &state, u8 *line);
 
 } // namespace viq

@@ -3,7 +3,9 @@
 #include <cstring>
 
 #include "core/byte_order.h"
+#include "core/file_reading.h"
 #include "core/report.h"
+#include "files/tga.h"
 #include "files/tiff.h"
 
 using namespace viq;
@@ -67,16 +69,20 @@ u32 format_of(std::FILE *file, const file_head &head) {
     return 0;
 }
 
-// The first entry of the first directory must have a valid field type.
+// In the original mode, the first entry of the first directory must have a valid field type. In the
+// conforming mode the reader reports what it does not support.
 bool is_tiff(std::FILE *file) {
     if (!seek_to(file, 0))
         return false;
     const int first = std::fgetc(file);
-    std::fgetc(file);
+    const int second = std::fgetc(file);
     if (first != 'M' && first != 'I')
         return false;
     const endian order = first == 'M' ? endian::big : endian::little;
-    if (read<u16>(file, order) != tiff::magic)
+    const u16 magic = read<u16>(file, order);
+    if (reads_conforming())
+        return first == second && (magic == tiff::magic || magic == tiff::big_magic);
+    if (magic != tiff::magic)
         return false;
     if (!seek_to(file, read<u32>(file, order)))
         return false;
@@ -90,8 +96,13 @@ bool is_tga(const file_head &head) {
     const auto one_of = [](u8 value, std::initializer_list<u8> values) {
         return std::memchr(values.begin(), value, values.size()) != nullptr;
     };
-    return head[1] <= 1 && one_of(head[2], {1, 2, 3, 9, 10, 11}) &&
-           one_of(head[16], {1, 8, 16, 24, 32});
+    const bool is_typed = head[1] <= 1 && one_of(head[2], {1, 2, 3, 9, 10, 11});
+    if (!reads_conforming())
+        return is_typed && one_of(head[16], {1, 8, 16, 24, 32});
+    const bool is_mapped = (head[2] & ~tga::run_length) == tga::mapped;
+    const bool valid_map =
+        head[1] == 0 ? !is_mapped : one_of(head[tga::map_bits_at], {15, 16, 24, 32});
+    return is_typed && valid_map && one_of(head[16], {8, 15, 16, 24, 32});
 }
 
 bool starts_with(const file_head &head, const char *text) {
@@ -100,7 +111,8 @@ bool starts_with(const file_head &head, const char *text) {
 
 bool is_bmp(const file_head &head) {
     constexpr u8 reserved[4] = {};
-    return starts_with(head, "BM") && std::memcmp(head + 6, reserved, sizeof reserved) == 0;
+    return starts_with(head, "BM") &&
+           (reads_conforming() || std::memcmp(head + 6, reserved, sizeof reserved) == 0);
 }
 
 } // namespace

@@ -7,7 +7,6 @@
 #include "core/geometry.h"
 #include "core/image.h"
 #include "core/report.h"
-#include "core/scratch.h"
 
 namespace viq {
 
@@ -146,6 +145,12 @@ u32 report_format(const char *function, u16 format) {
     return report(function, VIQ_ERR_UNSUPPORTED | format, "Unsupported image format");
 }
 
+bool are_inside(const stored_lines &lines, u32 height, u64 bytes_in_file) {
+    // Any height times a line of 32 bits fits 64 bits.
+    return lines.line_size <= UINT32_MAX && lines.offset <= bytes_in_file &&
+           height * lines.line_size <= bytes_in_file - lines.offset;
+}
+
 u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode) {
     const strip_transfer<strip_writer> transfer = {
         .name = writer.name,
@@ -253,6 +258,7 @@ u32 open_and_read_header(const strip_reader &reader, u32 hImage, tVIQ_Image &ima
         if (reader.unbuffered)
             std::setvbuf(file.get(), nullptr, _IONBF, 0);
     }
+    companion(image).facts = {};
     u32 code = reader.read_header({file.get(), image, hImage, 0});
     if (!is_error(code) && (image.width == 0 || image.height == 0))
         code = report_corrupt(reader.name);

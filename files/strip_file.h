@@ -2,11 +2,13 @@
 // and closing is implemented once, driven by a record for each format.
 #pragma once
 
+#include <algorithm>
 #include <span>
 
 #include "core/byte_order.h"
 #include "core/file_io.h"
 #include "core/report.h"
+#include "core/scratch.h"
 
 namespace viq {
 
@@ -118,6 +120,46 @@ struct strip_reader {
     bool unbuffered = false;  // the reader reads large blocks
     line_rule line = nullptr; // line length of the read strip; null: the check's
 };
+
+// Lines of equal length that follow each other in the file.
+struct stored_lines {
+    u64 offset;    // of the first line
+    u64 line_size; // in bytes, with padding
+    bool bottom_up;
+};
+
+// The lines lie within the file. UINT64_MAX bytes do not.
+bool are_inside(const stored_lines &lines, u32 height, u64 bytes_in_file);
+
+// Reads the lines of the strip; `unpack` converts one file line to an image line, and may change
+// the file line.
+template <class Unpack>
+u32 read_stored_lines(const char *function, const read_call &call, const stored_lines &from,
+                      Unpack unpack) {
+    const tVIQ_Image &image = call.image;
+    const u32 count = image.lines_per_strip;
+    const u64 first =
+        from.bottom_up ? u64{image.height} - call.lines_done - count : u64{call.lines_done};
+    if (!seek_to(call.file, from.offset + first * from.line_size))
+        return report_seek(function);
+    const u32 block_lines = std::min(lines_in_block(from.line_size), count);
+    const u64 block_size = block_lines * from.line_size;
+    u8 *block = scratch_bytes(scratch::file_lines, block_size);
+    if (block == nullptr)
+        return report_no_memory(function, block_size);
+    for (u32 done = 0; done < count;) {
+        const u32 lines = std::min(block_lines, count - done);
+        const auto wanted = static_cast<std::size_t>(lines * from.line_size);
+        if (std::fread(block, 1, wanted, call.file) != wanted)
+            return report_corrupt(function);
+        for (u32 n = 0; n < lines; ++n, ++done) {
+            const u32 line = from.bottom_up ? count - 1 - done : done;
+            unpack(block + n * static_cast<std::size_t>(from.line_size),
+                   image.data + line * static_cast<std::size_t>(image.bytes_per_line));
+        }
+    }
+    return success;
+}
 
 // If the caller has opened the file already, the reader continues with that stream, provided that
 // it is not `unbuffered`; else it opens the image's input file.

@@ -54,13 +54,15 @@ void write_back(const std::string &name) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    const input_file file(data, size);
-    VIQ_image_find_file_format(file.name.c_str());
-    for (const u32 lines : {1u, 3u, 1000u}) {
-        read_with(VIQ_image_read, file.name, lines);
-        read_with(read_bmp, file.name, lines);
-    }
-    write_back(file.name);
-    demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    in_both_modes([&] {
+        const input_file file(data, size);
+        VIQ_image_find_file_format(file.name.c_str());
+        for (const u32 lines : {1u, 3u, 1000u}) {
+            read_with(VIQ_image_read, file.name, lines);
+            read_with(read_bmp, file.name, lines);
+        }
+        write_back(file.name);
+        demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    });
     return 0;
 }

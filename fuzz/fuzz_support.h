@@ -51,11 +51,19 @@ struct input_file {
     ~input_file() { std::remove(name.c_str()); }
 };
 
+// Calls the function in the original and in the conforming reading mode.
+template <class Visit> void in_both_modes(Visit visit) {
+    start_library();
+    for (const u32 mode : {u32{VIQ_READING_ORIGINAL}, u32{VIQ_READING_CONFORMING}}) {
+        demand(VIQ_set_file_reading(mode) == 0);
+        visit();
+    }
+}
+
 // Reads the input with a file reader to its end or its first error: the header, then the picture in
 // one strip. Repeats this with strips of three lines, which starts with the header again because
 // the reader is idle after VIQ_STRIP_FINISH.
-inline void read_input(const u8 *data, std::size_t size, u32 (*read)(u32, u16)) {
-    const input_file file(data, size);
+inline void read_input_once(const input_file &file, u32 (*read)(u32, u16)) {
     VIQ_image_find_file_format(file.name.c_str());
     for (const u32 lines_per_strip : {UINT32_MAX, 3u}) {
         const u32 image = VIQ_image_create();
@@ -72,6 +80,12 @@ inline void read_input(const u8 *data, std::size_t size, u32 (*read)(u32, u16)) 
         VIQ_image_destroy(image);
     }
     VIQ_image_destroy(VIQ_ANY_IMAGE);
+}
+
+// The same in both reading modes.
+inline void read_input(const u8 *data, std::size_t size, u32 (*read)(u32, u16)) {
+    const input_file file(data, size);
+    in_both_modes([&] { read_input_once(file, read); });
 }
 
 } // namespace viq

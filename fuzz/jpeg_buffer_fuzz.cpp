@@ -19,16 +19,14 @@ void decompress(u32 jpeg, u32 lines) {
     VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_FINISH);
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    start_library();
+void read_and_decode(const u8 *data, std::size_t size) {
     const u32 jpeg = VIQ_JPEG_image_create();
     if (VIQ_JPEG_buffer_read(jpeg, data, static_cast<u32>(size)) == 0) {
         const u32 height = VIQ_get_height(jpeg);
         decompress(jpeg, height);
         decompress(jpeg, 8);
         decompress(jpeg, 16);
+        decompress(jpeg, 1);
         VIQ_image_set_parameter(jpeg, VIQ_LINES_PER_STRIP, height);
         std::vector<u8> copy(size + 4000);
         u32 length = 0;
@@ -47,5 +45,11 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
         }
     }
     VIQ_image_destroy(jpeg);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
+    in_both_modes([&] { read_and_decode(data, size); });
     return 0;
 }

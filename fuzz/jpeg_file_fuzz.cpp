@@ -4,8 +4,9 @@
 
 using namespace viq;
 
-extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    const input_file file(data, size);
+namespace {
+
+void read_and_decode(const input_file &file) {
     const u32 jpeg = VIQ_JPEG_image_create();
     VIQ_image_set_infilename(jpeg, file.name.c_str());
     if (VIQ_JPEG_file_open(jpeg) == 0) {
@@ -20,5 +21,12 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
         VIQ_JPEG_decompress(jpeg, out.handle, VIQ_STRIP_FINISH);
     }
     VIQ_image_destroy(jpeg);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
+    const input_file file(data, size);
+    in_both_modes([&] { read_and_decode(file); });
     return 0;
 }

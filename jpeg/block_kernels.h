@@ -19,6 +19,9 @@ struct quantiser {
 
 quantiser make_quantiser(const u8 (&steps)[block_size], const u32 *reciprocals);
 
+// For the inverse transform only.
+quantiser make_quantiser(const u16 (&steps)[block_size]);
+
 // Two quantised blocks, each in natural order. Bit n of a mask is set if coefficient n is not 0.
 struct block_pair {
     alignas(32) i16 coefficients[2][block_size];

@@ -37,6 +37,10 @@ u32 check_tables(const char *function, const huffman_set &tables);
 bool is_ac_symbol(u32 symbol);
 void build_codes(const huffman_set &tables);
 bool build_decoding();
+code_table codes_of(const u8 (&bits)[16], const u8 (&vals)[256]);
+template <class Entries> void build_dc(const code_table &codes, Entries &entries, u32 index_bits);
+void build_ac(const code_table &codes, std::vector<ac_entry> &entries);
+template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast &fast);
 
 } // namespace
 
@@ -93,6 +97,21 @@ const decode_tables &current_decode_tables() {
     return tables_of_context->decoding;
 }
 
+bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], std::vector<dc_entry> &entries) {
+    if (!try_resize(entries, u64{1} << any_dc_bits))
+        return false;
+    build_dc(codes_of(bits, vals), entries, any_dc_bits);
+    return true;
+}
+
+bool build_ac_tables(const u8 (&bits)[16], const u8 (&vals)[256], ac_tables &tables) {
+    if (!try_resize(tables.entries, ac_entries))
+        return false;
+    build_ac(codes_of(bits, vals), tables.entries);
+    build_fast(tables.entries, tables.fast);
+    return true;
+}
+
 } // namespace viq
 
 namespace {
@@ -139,6 +158,12 @@ void build_slot(const u8 (&bits)[16], const u8 (&vals)[256], code_table &table) 
     }
 }
 
+code_table codes_of(const u8 (&bits)[16], const u8 (&vals)[256]) {
+    code_table table;
+    build_slot(bits, vals, table);
+    return table;
+}
+
 void build_codes(const huffman_set &tables) {
     for (u32 slot = 0; slot < huffman_slots; ++slot)
         build_slot(tables.bits[slot], tables.vals[slot], tables_of_context->codes.slots[slot]);
@@ -166,7 +191,7 @@ void fill_prefix(Entries &entries, u32 index_bits, u32 code, u32 length, const E
 }
 
 template <class Entries> void build_dc(const code_table &codes, Entries &entries, u32 index_bits) {
-    entries.fill({invalid_category, 0});
+    std::fill(entries.begin(), entries.end(), dc_entry{invalid_category, 0});
     for (u32 category = 0; category < invalid_category; ++category)
         fill_prefix(entries, index_bits, codes.code[category], codes.length[category],
                     dc_entry{static_cast<u8>(category), codes.length[category]});

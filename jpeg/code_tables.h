@@ -82,4 +82,16 @@ struct decode_tables {
 
 const decode_tables &current_decode_tables();
 
+// Decoding tables of one Huffman table each, for codes of any length up to 16 bits.
+constexpr u32 any_dc_bits = 16;
+
+struct ac_tables {
+    std::vector<ac_entry> entries;
+    std::array<ac_fast_entry, 1u << fast_bits> fast;
+};
+
+// False if memory runs out.
+bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], std::vector<dc_entry> &entries);
+bool build_ac_tables(const u8 (&bits)[16], const u8 (&vals)[256], ac_tables &tables);
+
 } // namespace viq

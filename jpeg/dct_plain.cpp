@@ -141,16 +141,25 @@ const block_kernels &current_blocks() {
 }
 
 quantiser make_quantiser(const u8 (&steps)[block_size], const u32 *reciprocals) {
-    quantiser table = {};
+    u16 words[block_size];
+    std::copy(std::begin(steps), std::end(steps), words);
+    quantiser table = make_quantiser(words);
     for (std::size_t k = 0; k < block_size; ++k) {
         const u32 row = natural_of[k] / 8;
         const u32 reciprocal = reciprocals != nullptr ? reciprocals[k] : 0;
         for (std::size_t x = natural_of[k] % 8; x < pair_width; x += 8) {
-            table.step[row][x] = steps[k];
             table.reciprocal[row][x] = static_cast<u16>(reciprocal);
             table.whole[row][x] = reciprocal > 0xFFFF ? 0xFFFF : 0;
         }
     }
+    return table;
+}
+
+quantiser make_quantiser(const u16 (&steps)[block_size]) {
+    quantiser table = {};
+    for (std::size_t k = 0; k < block_size; ++k)
+        for (std::size_t x = natural_of[k] % 8; x < pair_width; x += 8)
+            table.step[natural_of[k] / 8][x] = steps[k];
     return table;
 }
 

@@ -8,6 +8,7 @@
 #include "core/geometry.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
+#include "jpeg/component_decoder.h"
 #include "jpeg/jpeg_record.h"
 #include "jpeg/picture_size.h"
 #include "jpeg/scan_reader.h"
@@ -33,7 +34,7 @@ struct decode_state {
     u32 handle = 0;
     const tVIQ_Image *image = nullptr;
     const tVIQ_Image *out = nullptr; // of the last call
-    strip_geometry geometry = {};    // of the JPEG image during the decode
+    strip_geometry geometry = {}; // of the JPEG image during the decode
     original_size original = {};
     u32 lines_done = 0;
     scan_layout layout = {};
@@ -41,6 +42,9 @@ struct decode_state {
     scan_reader reader = {};
     // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip.
     std::vector<decoded_pair> pairs;
+    // Pictures that were read in the conforming mode are decoded line by line instead.
+    bool has_form = false;
+    component_decoder by_lines;
 };
 
 void end_sequences(decode_state &state, const tVIQ_Image *image);
@@ -49,6 +53,8 @@ VIQ_PER_CONTEXT(decode_state, decode);
 
 u32 start(u32 hJpegImage);
 u32 decode_strip(u32 hJpegImage, u32 hOutImage);
+u32 start_by_lines(u32 hJpegImage);
+u32 decode_strip_by_lines(u32 hJpegImage, u32 hOutImage);
 void finish();
 bool is_this_decode(const tVIQ_Image &image);
 
@@ -67,7 +73,8 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     if (jpeg.lines_per_strip == 0)
         return success;
-    if (jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422 &&
+    const bool has_form = jpeg.jpeg != nullptr && form_of(*jpeg.jpeg) != nullptr;
+    if (!has_form && jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422 &&
         jpeg.pixel_format != VIQ_YUV411)
         return report(name, VIQ_ERR_UNSUPPORTED | jpeg.pixel_format, "Unsupported image format");
     if (wMode != VIQ_STRIP_NEXT)
@@ -78,12 +85,14 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
         return report_same_image(name);
     if (decode->under_way && !is_this_decode(jpeg))
         return report(name, VIQ_ERR_STATE, "Sequence under way with another image");
-    code = decode->under_way ? success : start(hJpegImage);
     decode->out = find_image(hOutImage);
     companion(jpeg).in_sequence = companion(*decode->out).in_sequence = true;
+    if (!decode->under_way)
+        code = has_form ? start_by_lines(hJpegImage) : start(hJpegImage);
     if (!is_error(code))
-        code = decode_strip(hJpegImage, hOutImage);
-    if (is_error(code) && decode->lines_done == 0)
+        code = decode->has_form ? decode_strip_by_lines(hJpegImage, hOutImage)
+                               : decode_strip(hJpegImage, hOutImage);
+    if (is_error(code) && (decode->lines_done == 0 || decode->has_form))
         finish();
     return code;
 }
@@ -92,6 +101,24 @@ namespace viq {
 
 bool decode_under_way() {
     return decode->under_way;
+}
+
+void transform_pair(const decoded_pair &pair, const quantiser &steps, sample_pair &samples) {
+    const bool flat = (pair.blocks.masks[0] | pair.blocks.masks[1]) == 0;
+    const bool small =
+        pair.dc[0] == static_cast<i16>(pair.dc[0]) && pair.dc[1] == static_cast<i16>(pair.dc[1]);
+    if (flat) {
+        const u8 levels[2] = {flat_sample(pair.dc[0], steps), flat_sample(pair.dc[1], steps)};
+        for (u8(&row)[pair_width] : samples.rows)
+            for (std::size_t i = 0; i < 2; ++i)
+                std::memset(row + 8 * i, levels[i], 8);
+        return;
+    }
+    if (small && current_blocks().inverse(pair.blocks, steps, samples))
+        return;
+    for (std::size_t i = 0; i < 2; ++i)
+        inverse_block(pair.blocks.coefficients[i], pair.dc[i], steps, samples.rows[0] + 8 * i,
+                      pair_width);
 }
 
 } // namespace viq
@@ -121,20 +148,34 @@ scan_layout layout_of(const tVIQ_Image &jpeg) {
     return layout;
 }
 
-u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
+u32 check_content(const tVIQ_Image &jpeg) {
     if (jpeg.jpeg == nullptr)
         return report(name, VIQ_ERR_HANDLE, "Not a JPEG image");
     if (jpeg.width == 0 || jpeg.height == 0)
         return report(name, VIQ_ERR_CORRUPT, "Image has no size");
     if (jpeg.width > largest_side || jpeg.height > largest_side)
         return report_too_large(name);
-    if (!has_data(jpeg))
-        return report_no_data(name);
+    return has_data(jpeg) ? success : report_no_data(name);
+}
+
+u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
+    const u32 code = check_content(jpeg);
+    if (is_error(code))
+        return code;
     const u64 blocks = u64{layout.mcus} * layout.mcu_rows * layout.pairs * 2;
     const u64 possible = (u64{jpeg.jpeg->data_length} + data_allowance) * most_blocks_per_byte;
     if (blocks > possible)
         return report(name, VIQ_ERR_CORRUPT, "Image too large for its data");
     return success;
+}
+
+void enter(u32 hJpegImage, const tVIQ_Image &jpeg) {
+    decode->under_way = true;
+    decode->handle = hJpegImage;
+    decode->image = &jpeg;
+    decode->geometry = geometry_of(jpeg);
+    decode->original = {jpeg.width, jpeg.height, jpeg.lines_per_strip};
+    decode->lines_done = 0;
 }
 
 // During the decode, the size of the JPEG image is rounded up to whole blocks.
@@ -148,11 +189,8 @@ u32 start(u32 hJpegImage) {
         code = VIQ_JPEG_generate_Huffman_decode_tables(hJpegImage);
     if (is_error(code))
         return code;
-    decode->under_way = true;
-    decode->handle = hJpegImage;
-    decode->image = &jpeg;
-    decode->original = {jpeg.width, jpeg.height, jpeg.lines_per_strip};
-    decode->lines_done = 0;
+    enter(hJpegImage, jpeg);
+    decode->has_form = false;
     decode->layout = layout;
     for (u32 i = 0; i < 2; ++i)
         decode->tables[i] = make_quantiser(jpeg.jpeg->q_tables[i], nullptr);
@@ -176,27 +214,14 @@ void finish() {
     decode->image = nullptr;
     std::vector<decoded_pair>().swap(decode->pairs);
     decode->reader = {};
+    decode->has_form = false;
+    decode->by_lines = {};
 }
 
 // ---- Blocks to pixels
 
 void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
-    const quantiser &steps = decode->tables[table];
-    const bool flat = (pair.blocks.masks[0] | pair.blocks.masks[1]) == 0;
-    const bool small =
-        pair.dc[0] == static_cast<i16>(pair.dc[0]) && pair.dc[1] == static_cast<i16>(pair.dc[1]);
-    if (flat) {
-        const u8 levels[2] = {flat_sample(pair.dc[0], steps), flat_sample(pair.dc[1], steps)};
-        for (u8(&row)[pair_width] : samples.rows)
-            for (std::size_t i = 0; i < 2; ++i)
-                std::memset(row + 8 * i, levels[i], 8);
-        return;
-    }
-    if (small && current_blocks().inverse(pair.blocks, steps, samples))
-        return;
-    for (std::size_t i = 0; i < 2; ++i)
-        inverse_block(pair.blocks.coefficients[i], pair.dc[i], steps, samples.rows[0] + 8 * i,
-                      pair_width);
+    transform_pair(pair, decode->tables[table], samples);
 }
 
 // Transforms adjacent MCUs to YUV 4:2:2; `lines` is the number of their lines in the output.
@@ -259,22 +284,22 @@ template <class Visit> u32 for_parts_of_row(Visit visit) {
 
 // ---- Strips
 
-u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage) {
+u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage, bool colour) {
     tVIQ_Image &out = *find_image(hOutImage);
-    const bool keep_yuv = out.pixel_format == VIQ_YUV422;
+    const bool keep_yuv = colour && out.pixel_format == VIQ_YUV422;
     u32 code = success;
     if (decode->lines_done == 0)
         code = VIQ_image_copy_parameters_raw(hJpegImage, hOutImage);
     if (is_error(code))
         return code;
-    out.width = jpeg.width;
+    out.width = keep_yuv ? static_cast<u32>(rounded_up(jpeg.width, 2)) : jpeg.width;
     out.height = jpeg.height;
     out.lines_per_strip = jpeg.lines_per_strip;
     out.flags &= ~VIQ_FLAG_2;
     VIQ_image_set_parameter(hOutImage, VIQ_IMAGE_TYPE,
-                            !decode->layout.colour ? VIQ_Y8
-                            : keep_yuv             ? VIQ_YUV422
-                                                   : VIQ_RGB24);
+                            !colour    ? VIQ_Y8
+                            : keep_yuv ? VIQ_YUV422
+                                       : VIQ_RGB24);
     code = check_image(name, hOutImage);
     return is_error(code) ? code : renew_strip(hOutImage);
 }
@@ -300,8 +325,7 @@ u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
         const u32 line = row * layout.mcu_height;
         const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
         code = for_parts_of_row([&](u32 first, u32 count) {
-            const u32 result =
-                read_mcus(decode->reader, layout, first, count, decode->pairs.data());
+            const u32 result = read_mcus(decode->reader, layout, first, count, decode->pairs.data());
             if (!is_error(result))
                 place_mcus(decode->pairs.data(), first, count, out, lines);
             return result;
@@ -346,7 +370,7 @@ u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
         code = report("VIQ_JPEG_izz_1_strip", VIQ_ERR_UNSUPPORTED,
                       "For YUV 4:1:1 JPEG decoding, strip must be multiple of 16 lines");
     if (!is_error(code))
-        code = set_up_output(jpeg, hJpegImage, hOutImage);
+        code = set_up_output(jpeg, hJpegImage, hOutImage, layout.colour);
     if (!is_error(code) && whole)
         code = decode_whole(jpeg, hOutImage);
     if (is_error(code))
@@ -354,6 +378,42 @@ u32 decode_strip(u32 hJpegImage, u32 hOutImage) {
     if (!whole)
         place_strip(jpeg, *find_image(hOutImage));
     decode->lines_done += jpeg.lines_per_strip;
+    if (last)
+        finish();
+    return success;
+}
+
+// ---- Line by line
+
+u32 start_by_lines(u32 hJpegImage) {
+    const tVIQ_Image &jpeg = *find_image(hJpegImage);
+    const u32 code = check_content(jpeg);
+    if (is_error(code))
+        return code;
+    enter(hJpegImage, jpeg);
+    decode->has_form = true;
+    return begin_components(decode->by_lines, jpeg);
+}
+
+// The output has the size of the picture. Lines of VIQ_YUV422 have a whole number of pairs.
+u32 decode_strip_by_lines(u32 hJpegImage, u32 hOutImage) {
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    component_decoder &decoder = decode->by_lines;
+    // The data is read from the record as it is needed.
+    if (!has_data(jpeg) || jpeg.jpeg->data != decoder.data ||
+        jpeg.jpeg->data_length != decoder.length)
+        return report(name, VIQ_ERR_STATE, "JPEG data changed during the decode");
+    const bool last = clip_last_strip(jpeg, decode->lines_done);
+    u32 code = set_up_output(jpeg, hJpegImage, hOutImage, decoder.components == 3);
+    if (is_error(code))
+        return code;
+    const tVIQ_Image &out = *find_image(hOutImage);
+    u8 *line = out.data;
+    for (u32 n = 0; n < out.lines_per_strip && !is_error(code); ++n, line += out.bytes_per_line)
+        code = decode_line(decoder, decode->lines_done + n, out, line);
+    if (is_error(code))
+        return code;
+    decode->lines_done += out.lines_per_strip;
     if (last)
         finish();
     return success;

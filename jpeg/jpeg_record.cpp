@@ -32,6 +32,7 @@ struct record_companion {
     std::FILE *file = nullptr;                     // opened by the library
     bool made_here = false;                        // the library has allocated the record
     std::atomic<const void *> seen_data = nullptr; // for other threads, as in core/image.h
+    std::unique_ptr<scan_form> form;
 };
 
 constinit address_map<record_companion> record_companions;
@@ -96,6 +97,7 @@ u32 VIQ_JPEG_set_image(u32 hInImage, u32 hJpegImage) {
     record->scan_ss = 0;
     record->scan_se = 63;
     record->scan_ahal = 0;
+    drop_form(*record);
     return check_image(name, hJpegImage, "Corrupt image - probably an internal error");
 }
 
@@ -128,6 +130,17 @@ u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo) {
     copy.data = to->data;
     copy.data_ptr = to->data_ptr;
     *to = copy;
+    if (from == to)
+        return success;
+    const scan_form *form = form_of(*from);
+    if (form == nullptr) {
+        drop_form(*to);
+        return success;
+    }
+    scan_form *own = renew_form(*to);
+    if (own == nullptr)
+        return report_no_memory("VIQ_JPEG_copy_parameters", sizeof *own);
+    *own = *form;
     return success;
 }
 
@@ -190,6 +203,37 @@ u32 VIQ_JPEG_set_file_ptr(u32 hJpegImage, FILE *f) {
 }
 
 namespace viq {
+
+bool is_writable(const scan_form &form) {
+    bool writable = form.restart_interval == 0 && !form.is_rgb;
+    for (u32 i = 0; i < form.components; ++i) {
+        const u32 tables = i == 0 ? 0 : 1;
+        writable = writable && form.component[i].dc_table == tables &&
+                   form.component[i].ac_table == tables;
+    }
+    for (const u16(&steps)[block_size] : form.q_tables)
+        for (const u16 step : steps)
+            writable = writable && step <= 255;
+    return writable;
+}
+
+const scan_form *form_of(const Tjpeg &record) {
+    const record_companion *own = find_value(record_companions, &record);
+    return own != nullptr ? own->form.get() : nullptr;
+}
+
+scan_form *renew_form(Tjpeg &record) {
+    record_companion *own = companion_of(record);
+    if (own == nullptr)
+        return nullptr;
+    own->form.reset(new (std::nothrow) scan_form());
+    return own->form.get();
+}
+
+void drop_form(Tjpeg &record) {
+    if (record_companion *own = companion_of(record))
+        own->form.reset();
+}
 
 Tjpeg *find_record(u32 handle) {
     const tVIQ_Image *image = find_image(handle);

@@ -4,8 +4,42 @@
 #include <cstdio>
 
 #include "core/image.h"
+#include "jpeg/jpeg_tables.h"
 
 namespace viq {
+
+// A Huffman table as it is stored in a stream.
+struct huffman_lists {
+    u8 bits[16];
+    u8 vals[256];
+    bool present;
+};
+
+// What a stream says that was read in the conforming mode, with the fields that the record has no
+// room for.
+struct scan_form {
+    u32 components;
+    struct {
+        u8 id, h, v, q_table, dc_table, ac_table;
+    } component[3];
+    huffman_lists dc[4], ac[4];
+    u16 q_tables[4][block_size]; // in zigzag order
+    u32 q_tables_present;        // one bit for each table
+    u32 restart_interval;        // in MCUs; 0: none
+    bool has_jfif, has_adobe;
+    u8 adobe_transform;
+    bool is_rgb;
+};
+
+// The writers write a header from which every decoder decodes the data.
+bool is_writable(const scan_form &form);
+
+// Null if the record was not read in the conforming mode.
+const scan_form *form_of(const Tjpeg &record);
+
+// A new form for the record; null if memory runs out.
+scan_form *renew_form(Tjpeg &record);
+void drop_form(Tjpeg &record);
 
 // Null for handles without an image and for images without a record.
 Tjpeg *find_record(u32 handle);

@@ -4,6 +4,7 @@
 
 #include "core/byte_order.h"
 #include "core/file_io.h"
+#include "core/file_reading.h"
 #include "core/report.h"
 #include "jpeg/jpeg_markers.h"
 #include "jpeg/jpeg_record.h"
@@ -43,6 +44,7 @@ struct parse {
     bool has_scan = false;
     u32 q_tables_seen = 0; // one bit for each table
     u32 h_tables_seen = 0;
+    scan_form *form = nullptr; // of the conforming mode
 };
 
 // The part of a segment that has not been parsed.
@@ -221,6 +223,43 @@ u16 colour_format(const Tjpeg &record) {
     return no_h ? VIQ_RGB24 : 0;
 }
 
+// The sampling factors of the components divide the largest ones.
+bool can_be_sampled(const scan_form &form) {
+    u32 h = 1, v = 1;
+    for (u32 i = 0; i < form.components; ++i) {
+        h = std::max<u32>(h, form.component[i].h);
+        v = std::max<u32>(v, form.component[i].v);
+    }
+    for (u32 i = 0; i < form.components; ++i) {
+        const auto &c = form.component[i];
+        if (c.h == 0 || c.v == 0 || h > 4 || v > 4 || h % c.h != 0 || v % c.v != 0)
+            return false;
+    }
+    return true;
+}
+
+// The pixel format of the coded image in the conforming mode.
+u32 take_components(parse &state, const u8 *ids, u16 &format) {
+    scan_form &form = *state.form;
+    const Tjpeg &record = state.record;
+    form.components = record.components;
+    for (u32 i = 0; i < form.components; ++i)
+        form.component[i] = {ids[3 * i],
+                             static_cast<u8>(record.h_factor[i]),
+                             static_cast<u8>(record.v_factor[i]),
+                             static_cast<u8>(record.q_table_id[i]),
+                             0,
+                             0};
+    // A scan of one component is not interleaved, whatever its sampling factors are.
+    if (form.components == 1)
+        form.component[0].h = form.component[0].v = 1;
+    if (!can_be_sampled(form))
+        return fail(state, VIQ_ERR_UNSUPPORTED, "JPEG sampling factors are not supported");
+    if (format == 0)
+        format = VIQ_RGB24;
+    return success;
+}
+
 u32 parse_frame(parse &state, segment &part) {
     if (state.has_frame)
         return fail_corrupt(state, "More than one frame");
@@ -236,6 +275,8 @@ u32 parse_frame(parse &state, segment &part) {
     image.width = load<u16>(head + 3, endian::big);
     image.bits_per_pixel = static_cast<u16>(head[5] * 8);
     image.param_18 = 1;
+    if (state.form != nullptr && head[5] == 4)
+        return fail(state, VIQ_ERR_UNSUPPORTED, "JPEG of four components (CMYK) is not supported");
     if (head[5] != 1 && head[5] != 3)
         return fail(state, VIQ_ERR_UNSUPPORTED, "Unsupported image depth");
     record.components = head[5];
@@ -243,6 +284,7 @@ u32 parse_frame(parse &state, segment &part) {
         return fail(state, VIQ_ERR_UNSUPPORTED, "Only 8 bit samples are supported");
     if (image.width == 0 || image.height == 0)
         return fail_corrupt(state, "Image has no size");
+    const u8 *ids = part.at;
     for (u32 i = 0; i < record.components; ++i) {
         const u8 *component = take(part, 3);
         if (component == nullptr)
@@ -253,7 +295,10 @@ u32 parse_frame(parse &state, segment &part) {
     }
     if (part.left != 0)
         return fail_corrupt(state);
-    const u16 format = record.components == 1 ? u16{VIQ_Y8} : colour_format(record);
+    u16 format = record.components == 1 ? u16{VIQ_Y8} : colour_format(record);
+    if (state.form != nullptr)
+        if (const u32 code = take_components(state, ids, format); is_error(code))
+            return code;
     if (format == 0)
         return fail(state, VIQ_ERR_UNSUPPORTED, "Unknown colour image format");
     state.has_frame = true;
@@ -285,6 +330,8 @@ u32 parse_huffman(parse &state, segment &part) {
         if (head == nullptr)
             return fail_corrupt(state, state.rules.cut_short);
         const u32 slot = slot_of_table_id(head[0]);
+        if (state.form != nullptr && (head[0] & ~0x13) != 0)
+            return fail_corrupt(state, "Corrupt Huffman table");
         u8 bits[16];
         std::memcpy(bits, head + 1, sizeof bits);
         if (!is_valid_table(bits))
@@ -296,6 +343,15 @@ u32 parse_huffman(parse &state, segment &part) {
         std::memcpy(record.h_bits[slot], bits, sizeof bits);
         std::memset(record.h_vals[slot], 0, sizeof record.h_vals[slot]);
         std::copy(values, values + symbols, record.h_vals[slot]);
+        if (state.form != nullptr) {
+            constexpr u8 number = 3; // bits of the number; the others are the class
+            scan_form &form = *state.form;
+            huffman_lists &table = (head[0] > number ? form.ac : form.dc)[head[0] & number];
+            table = {};
+            table.present = true;
+            std::memcpy(table.bits, bits, sizeof bits);
+            std::copy(values, values + symbols, table.vals);
+        }
         add_table_id(state, head[0], huffman_head + symbols);
     }
     return success;
@@ -305,15 +361,23 @@ u32 parse_quantisation(parse &state, segment &part) {
     Tjpeg &record = state.record;
     while (part.left != 0) {
         const u8 *table = take(part, 1);
-        if (*table >> 4 != 0)
+        const u32 precision = *table >> 4; // 0: 8 bits, 1: 16 bits
+        if (precision > (state.form != nullptr ? 1 : 0))
             return fail(state, VIQ_ERR_UNSUPPORTED, "16 bit integer precision not supported");
-        const u32 number = *table;
+        const u32 number = *table & 15;
         if (number >= most_q_tables)
             return fail_corrupt(state, "Quantisation table number above 3");
-        const u8 *steps = take(part, block_size);
+        const u8 *steps = take(part, block_size * std::size_t{precision + 1});
         if (steps == nullptr)
             return fail_corrupt(state, state.rules.cut_short);
-        std::copy(steps, steps + block_size, record.q_tables[number]);
+        for (u32 k = 0; k < block_size; ++k) {
+            const u32 step = precision == 0 ? steps[k] : load<u16>(steps + 2 * k, endian::big);
+            record.q_tables[number][k] = static_cast<u8>(std::min(step, 255u));
+            if (state.form != nullptr)
+                state.form->q_tables[number][k] = static_cast<u16>(step);
+        }
+        if (state.form != nullptr)
+            state.form->q_tables_present |= 1u << number;
         state.q_tables_seen |= 1u << number;
     }
     u16 count = 0;
@@ -321,6 +385,37 @@ u32 parse_quantisation(parse &state, segment &part) {
         ++count;
     record.q_table_count = count;
     record.dqt_length = static_cast<u16>(2 + (1 + block_size) * count);
+    return success;
+}
+
+// Without a JFIF header, three components are red, green and blue if the Adobe header or their
+// names say so.
+bool is_rgb_stream(const scan_form &form) {
+    if (form.components != 3 || form.has_jfif)
+        return false;
+    if (form.has_adobe)
+        return form.adobe_transform == 0;
+    return form.component[0].id == 'R' && form.component[1].id == 'G' &&
+           form.component[2].id == 'B';
+}
+
+// The tables of each component, as the scan assigns them.
+u32 take_tables(parse &state, const u8 *selectors) {
+    scan_form &form = *state.form;
+    for (u32 i = 0; i < form.components; ++i, selectors += 2) {
+        auto &component = form.component[i];
+        if (selectors[0] != component.id)
+            return fail_corrupt(state, "Scan of unknown components");
+        component.dc_table = selectors[1] >> 4;
+        component.ac_table = selectors[1] & 15;
+        const bool valid =
+            component.dc_table < 4 && component.ac_table < 4 && component.q_table < most_q_tables;
+        if (!valid || !form.dc[component.dc_table].present ||
+            !form.ac[component.ac_table].present ||
+            (form.q_tables_present >> component.q_table & 1) == 0)
+            return fail_corrupt(state, "JPEG table is missing");
+    }
+    form.is_rgb = is_rgb_stream(form);
     return success;
 }
 
@@ -332,9 +427,11 @@ u32 parse_scan(parse &state, segment &part) {
     if (components == nullptr)
         return fail_corrupt(state);
     if (*components != record.components || state.has_scan)
-        return fail(state, VIQ_ERR_UNSUPPORTED, "Only one scan of all components is supported");
-    const u8 *selection =
-        take(part, std::size_t{2} * *components) != nullptr ? take(part, 3) : nullptr;
+        return fail(state, VIQ_ERR_UNSUPPORTED,
+                    state.form != nullptr ? "JPEG of several scans is not supported"
+                                          : "Only one scan of all components is supported");
+    const u8 *selectors = take(part, std::size_t{2} * *components);
+    const u8 *selection = selectors != nullptr ? take(part, 3) : nullptr;
     if (selection == nullptr || part.left != 0)
         return fail_corrupt(state);
     record.sos_length = part.length;
@@ -343,6 +440,9 @@ u32 parse_scan(parse &state, segment &part) {
     record.scan_ahal = selection[2];
     if (record.scan_ss != 0 || record.scan_se != scan_end || record.scan_ahal != 0)
         return fail_corrupt(state);
+    if (state.form != nullptr)
+        if (const u32 code = take_tables(state, selectors); is_error(code))
+            return code;
     state.has_scan = true;
     record.data_start = static_cast<u32>(state.source.position);
     return state.rules.take_scan(state);
@@ -367,7 +467,67 @@ u32 skip_segment(parse &state, bool is_comment) {
     return success;
 }
 
+u32 parse_restart(parse &state, segment &part) {
+    const u8 *interval = take(part, 2);
+    if (interval == nullptr || part.left != 0)
+        return fail_corrupt(state);
+    state.form->restart_interval = load<u16>(interval, endian::big);
+    return success;
+}
+
+// The Adobe header names the colour transform.
+u32 parse_application(parse &state, segment &part, u8 marker) {
+    constexpr std::size_t adobe_size = 12, transform_at = 11;
+    scan_form &form = *state.form;
+    const std::size_t size = part.left;
+    const u8 *data = part.at;
+    if (marker == marker_app0 && size >= 5 && std::memcmp(data, "JFIF", 5) == 0)
+        form.has_jfif = true;
+    if (marker == marker_app14 && size >= adobe_size && std::memcmp(data, "Adobe", 5) == 0) {
+        form.has_adobe = true;
+        form.adobe_transform = data[transform_at];
+    }
+    return success;
+}
+
+struct refused_marker {
+    u8 first, last;
+    const char *message;
+};
+
+// In the conforming mode; the first row that matches.
+constexpr refused_marker refused_markers[] = {
+    {0xC2, 0xC2, "Progressive JPEG is not supported"},
+    {0xC3, 0xC3, "Lossless JPEG is not supported"},
+    {0xC5, 0xC7, "Hierarchical JPEG is not supported"},
+    {0xC9, 0xCF, "Arithmetic-coded JPEG is not supported"},
+    {marker_dnl, marker_dnl, "JPEG with the number of lines after the scan is not supported"},
+    {0xDE, 0xDF, "Hierarchical JPEG is not supported"},
+};
+
+// True if the conforming mode treats the marker in its own way.
+bool parse_conforming_segment(parse &state, u8 marker, u32 &code) {
+    for (const refused_marker &refused : refused_markers)
+        if (marker >= refused.first && marker <= refused.last) {
+            code = fail(state, VIQ_ERR_UNSUPPORTED, refused.message);
+            return true;
+        }
+    const bool application = marker >= marker_app0 && marker <= marker_app15;
+    if (!application && marker != marker_sof1 && marker != marker_dri)
+        return false;
+    segment part = {};
+    code = read_segment(state, part);
+    if (is_error(code))
+        return true;
+    code = application            ? parse_application(state, part, marker)
+           : marker == marker_dri ? parse_restart(state, part)
+                                  : parse_frame(state, part);
+    return true;
+}
+
 u32 parse_segment(parse &state, u8 marker) {
+    if (u32 code = success; state.form != nullptr && parse_conforming_segment(state, marker, code))
+        return code;
     u32 (*parse_content)(parse &, segment &) = nullptr;
     switch (marker) {
     case marker_sof0:
@@ -416,11 +576,25 @@ bool is_over(const byte_source &source) {
            (source.file == nullptr && source.length < 4);
 }
 
+u32 prepare_form(parse &state) {
+    companion(state.image).facts = {};
+    drop_form(state.record);
+    if (!reads_conforming())
+        return success;
+    state.form = renew_form(state.record);
+    if (state.form == nullptr)
+        return report_no_memory(state.rules.name, sizeof *state.form);
+    companion(state.image).facts = {.orientation = 0, .sample_bits = 8, .dropped_samples = 0};
+    return success;
+}
+
 u32 parse_stream(parse &state) {
     u32 code = parse_start(state);
     // The data of the previous picture does not match the new header.
-    if (!is_error(code))
+    if (!is_error(code)) {
         drop_data(state.image);
+        code = prepare_form(state);
+    }
     while (!is_error(code) && !is_over(state.source)) {
         u8 byte = 0;
         read_bytes(state.source, &byte, 1);
@@ -448,17 +622,21 @@ u32 leave_in_file(parse &state) {
 }
 
 // Length of the coded data: it ends before the 0xFF of the next marker, or with the bytes. Counts
-// the frame separators.
-std::size_t end_of_data(const u8 *bytes, std::size_t length, u32 &frames) {
+// the frame separators. In data with restart intervals they separate intervals.
+std::size_t end_of_data(const parse &state, const u8 *bytes, std::size_t length, u32 &frames) {
+    const bool restarts = state.form != nullptr && state.form->restart_interval != 0;
     const u8 *at = bytes;
     const u8 *const end = bytes + length;
     while (at != end) {
         at = static_cast<const u8 *>(std::memchr(at, 0xFF, static_cast<std::size_t>(end - at)));
         if (at == nullptr)
             return length;
-        if (at + 1 == end || (at[1] != 0 && !separates_frames(at[1])))
+        const bool continues =
+            at + 1 != end &&
+            (at[1] == 0 || (state.form == nullptr ? separates_frames(at[1]) : is_restart(at[1])));
+        if (!continues)
             return static_cast<std::size_t>(at - bytes);
-        if (at[1] != 0)
+        if (at[1] != 0 && !restarts)
             ++frames;
         at += 2;
     }
@@ -484,7 +662,7 @@ u32 read_from_file(parse &state) {
     const std::size_t read =
         std::fread(state.record.data, 1, static_cast<std::size_t>(left), source.file);
     u32 frames = 1;
-    const std::size_t length = end_of_data(state.record.data, read, frames);
+    const std::size_t length = end_of_data(state, state.record.data, read, frames);
     set_scan(state, length, frames, start);
     return skip_bytes(source, 0) ? success : fail_corrupt(state, state.rules.cut_short);
 }
@@ -495,7 +673,7 @@ u32 read_from_memory(parse &state) {
     const u8 *bytes = source.bytes + start;
     u32 frames = 1;
     const std::size_t length =
-        end_of_data(bytes, static_cast<std::size_t>(source.length - start), frames);
+        end_of_data(state, bytes, static_cast<std::size_t>(source.length - start), frames);
     const u32 code = VIQ_JPEG_malloc_N_bytes_data(state.handle, static_cast<u32>(source.length));
     if (is_error(code))
         return code;

@@ -109,6 +109,10 @@ u32 check_writable(const char *function, u32 hJpegImage, u16 mode) {
         return report_no_data(function);
     if (image.width > largest_side || image.height > largest_side)
         return report_too_large(function);
+    const scan_form *form = form_of(*record);
+    if (form != nullptr && !is_writable(*form))
+        return report(function, VIQ_ERR_UNSUPPORTED,
+                      "JPEG data with restart intervals or unusual tables cannot be written");
     const bool valid =
         (record->components == 1 || record->components == 3) && record->q_table_count <= 4;
     return valid ? success : report(function, VIQ_ERR_CORRUPT, "Corrupt image");

@@ -165,21 +165,30 @@ struct marker_reader {
 
 // ---- Blocks
 
-template <u32 dc_bits> constexpr const auto &dc_entries(const decode_tables &tables) {
+// The tables of a block; the DC table is indexed by a number of bits that is fixed at compile time.
+struct block_tables {
+    const dc_entry *dc;
+    const ac_entry *ac;
+    const ac_fast_entry *fast;
+};
+
+template <u32 dc_bits> constexpr block_tables tables_of(const decode_tables &tables) {
+    constexpr u32 component = dc_bits == dc_luminance_bits ? 0 : 1;
+    const dc_entry *dc = nullptr;
     if constexpr (dc_bits == dc_luminance_bits)
-        return tables.dc_luminance;
+        dc = tables.dc_luminance.data();
     else
-        return tables.dc_chrominance;
+        dc = tables.dc_chrominance.data();
+    return {dc, tables.ac[component].data(), tables.ac_fast[component].data()};
 }
 
 // Reads a block whose DC table is indexed by `dc_bits` bits. The coefficients must be 0 before.
 template <u32 dc_bits, class Bits>
-[[gnu::always_inline]] inline block_end read_block(Bits &bits, const decode_tables &tables,
+[[gnu::always_inline]] inline block_end read_block(Bits &bits, const block_tables &tables,
                                                    i32 &predictor, i16 *coefficients, u64 &mask,
                                                    i32 &dc) {
-    constexpr u32 component = dc_bits == dc_luminance_bits ? 0 : 1;
     bits.prepare();
-    const dc_entry first = dc_entries<dc_bits>(tables)[bits.template peek<dc_bits>()];
+    const dc_entry first = tables.dc[bits.template peek<dc_bits>()];
     if (first.category == invalid_category)
         return block_end::corrupt_dc;
     bits.consume(first.length);
@@ -189,8 +198,8 @@ template <u32 dc_bits, class Bits>
                                  static_cast<u32>(bits.value(first.category)));
     dc = predictor;
     coefficients[0] = static_cast<i16>(dc);
-    const ac_entry *entries = tables.ac[component].data();
-    const ac_fast_entry *fast = tables.ac_fast[component].data();
+    const ac_entry *entries = tables.ac;
+    const ac_fast_entry *fast = tables.fast;
     u32 k = 1;
     while (k < block_size) {
         bits.prepare();
@@ -234,8 +243,8 @@ template <u32 dc_bits, class Bits>
 template <u32 dc_bits, class Bits>
 [[gnu::always_inline]] inline block_end read_into(Bits &bits, const decode_tables &tables,
                                                   i32 &predictor, decoded_pair &pair, u32 i) {
-    return read_block<dc_bits>(bits, tables, predictor, pair.blocks.coefficients[i],
-                               pair.blocks.masks[i], pair.dc[i]);
+    return read_block<dc_bits>(bits, tables_of<dc_bits>(tables), predictor,
+                               pair.blocks.coefficients[i], pair.blocks.masks[i], pair.dc[i]);
 }
 
 template <class Bits>
@@ -325,6 +334,51 @@ u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 cou
     if (reader.plain_bits == nullptr)
         return read_with<marker_reader>(reader, layout, first, count, pairs);
     return read_with<plain_reader>(reader, layout, first, count, pairs);
+}
+
+namespace {
+
+// More bits have been consumed than the data has.
+bool is_past_end(const scan_reader &reader) {
+    const u64 data_bits = u64{reader.plain_size - padding} * 8;
+    return u64{reader.plain_next} * 8 - reader.held > data_bits;
+}
+
+block_end read_mcu(plain_reader &bits, scan_reader &reader,
+                   std::span<const scan_component> components, u32 mcu, u32 &failed) {
+    for (std::size_t c = 0; c < components.size(); ++c) {
+        const scan_component &from = components[c];
+        const block_tables tables = {from.dc, from.ac->entries.data(), from.ac->fast.data()};
+        for (u32 y = 0; y < from.v; ++y)
+            for (u32 x = 0; x < from.h; ++x) {
+                const u32 block = mcu * from.h + x;
+                decoded_pair &pair = from.pairs[std::size_t{y} * from.pairs_in_row + block / 2];
+                const u32 i = block % 2;
+                const block_end end = read_block<any_dc_bits>(bits, tables, reader.predictors[c],
+                                                              pair.blocks.coefficients[i],
+                                                              pair.blocks.masks[i], pair.dc[i]);
+                failed = c == 0 ? std::min(y * from.h + x, block_u - 1)
+                                : block_u + static_cast<u32>(c) - 1;
+                if (end != block_end::good)
+                    return end;
+            }
+    }
+    return block_end::good;
+}
+
+} // namespace
+
+u32 read_any_mcus(scan_reader &reader, std::span<const scan_component> components, u32 first,
+                  u32 count) {
+    plain_reader bits(reader);
+    block_end end = block_end::good;
+    u32 failed = 0;
+    for (u32 mcu = first; mcu < first + count && end == block_end::good; ++mcu)
+        end = read_mcu(bits, reader, components, mcu, failed);
+    bits.store(reader);
+    if (is_past_end(reader))
+        return report(worker_name, VIQ_ERR_CORRUPT, "JPEG data ends early");
+    return report_block(end, failed);
 }
 
 } // namespace viq

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <memory>
+#include <span>
 
 #include "jpeg/block_kernels.h"
+#include "jpeg/code_tables.h"
 
 namespace viq {
 
@@ -45,5 +47,19 @@ u32 begin_reading(scan_reader &reader, const u8 *data, u64 length);
 // Decodes `count` MCUs, of which the first one has index `first` in its row.
 u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 count,
               decoded_pair *pairs);
+
+// A component of a scan of any sampling factors. Its blocks follow each other in rows of pairs.
+struct scan_component {
+    const dc_entry *dc; // any_dc_bits
+    const ac_tables *ac;
+    u32 h, v; // blocks of an MCU, across and down
+    decoded_pair *pairs;
+    u32 pairs_in_row;
+};
+
+// Decodes `count` MCUs of data without markers; the first one is MCU `first` of the rows of pairs,
+// whose coefficients must be 0 before. Data that ends early is an error.
+u32 read_any_mcus(scan_reader &reader, std::span<const scan_component> components, u32 first,
+                  u32 count);
 
 } // namespace viq

@@ -39,6 +39,88 @@ extern "C" {
  * @{
  */
 
+/** @name How files are read
+ * @{
+ */
+
+/** Modes of VIQ_set_file_reading. */
+enum {
+    VIQ_READING_ORIGINAL = 0,  /**< fixed layouts, as files of this library have them */
+    VIQ_READING_CONFORMING = 1 /**< as the header of each file describes its picture */
+};
+
+/** Values that VIQ_image_get_file_info returns. */
+enum {
+    VIQ_FILE_INFO_ORIENTATION = 1,    /**< 1 to 8, as the TIFF field Orientation */
+    VIQ_FILE_INFO_SAMPLE_BITS = 2,    /**< bits of a sample or of a palette index in the file */
+    VIQ_FILE_INFO_DROPPED_SAMPLES = 3 /**< samples of a pixel that were not delivered */
+};
+
+/**
+ * Sets how the readers of BMP, TIFF, TGA and JPEG files and VIQ_image_find_file_format interpret a
+ * file. In the original mode, which is in force at first, they expect the layouts that this library
+ * writes: the quirks are listed at each reader, and a file of another program can give wrong pixels
+ * without an error. New programs should use the conforming mode: the picture is delivered as the
+ * format's own rules define it, or refused with a message that names the feature.
+ *
+ * Pixels in the conforming mode; every strip height gives the same pixels:
+ *
+ * | In the file                                                 | Image                          |
+ * |-------------------------------------------------------------|--------------------------------|
+ * | BMP, 1, 2, 4 or 8 bits, also RLE4 and RLE8                  | VIQ_PALETTED                   |
+ * | BMP, 16, 24 or 32 bits, also with colour masks              | VIQ_RGB24                      |
+ * | TIFF, grey of 1 bit                                         | VIQ_Y1, 1 is white             |
+ * | TIFF, grey of 2 to 8 bits                                   | VIQ_Y8, scaled to 0 to 255     |
+ * | TIFF, grey of 9 to 16 bits                                  | VIQ_Y16 with that data width   |
+ * | TIFF, palette of 1 to 8 bits                                | VIQ_PALETTED                   |
+ * | TIFF, RGB of 1 to 16 bits a sample                          | VIQ_RGB24, scaled to 0 to 255  |
+ * | TIFF, CMYK of 1 to 16 bits a sample                         | VIQ_CMYK32, scaled to 0 to 255 |
+ * | TGA, colour-mapped, 8 bits                                  | VIQ_PALETTED                   |
+ * | TGA, grey of 8 bits, or of 16 with alpha                    | VIQ_Y8                         |
+ * | TGA, true colour of 15, 16, 24 or 32 bits                   | VIQ_RGB24                      |
+ * | JPEG, grey, decompressed                                    | VIQ_Y8                         |
+ * | JPEG, three components, decompressed                        | VIQ_RGB24 or VIQ_YUV422        |
+ *
+ * A component with n bits is scaled to v x 255 / (2^n - 1), rounded to the nearest value.
+ * VIQ_PALETTED has 256 colours, of which those that the file does not have are black. BMP and TGA
+ * pictures are delivered with the top line first and the left pixel first, whatever the order in
+ * the file. TIFF pictures are delivered as stored; VIQ_image_get_file_info returns the orientation.
+ * Alpha and other samples beyond the colour are dropped.
+ *
+ * The mode that is set while a header is read applies to the file until its end. JPEG data is
+ * decompressed in the mode in which its header was read.
+ *
+ * @param dwMode  VIQ_READING_ORIGINAL or VIQ_READING_CONFORMING
+ * @par Errors
+ * - VIQ_ERR_PARAMETER "Unknown reading mode": the mode does not change
+ */
+VIQ_API uint32_t VIQ_set_file_reading(uint32_t dwMode);
+
+/** Returns the mode that VIQ_set_file_reading has set. */
+VIQ_API uint32_t VIQ_get_file_reading(void);
+
+/**
+ * Returns what the header of a file says that the pixels do not show. The values are set when a
+ * reader reads a header into the image in the conforming mode; before, and in the original mode,
+ * all values are 0. They are not copied with the parameters of the image.
+ *
+ * - VIQ_FILE_INFO_ORIENTATION: 1 if the first line is the top and the first pixel the left one, as
+ *   in BMP and TGA pictures; 2 mirrored, 3 rotated by 180 degrees, 4 upside down, 5 to 8 the same
+ *   with lines and columns exchanged, as defined for TIFF. 0: not known, as in JPEG files.
+ * - VIQ_FILE_INFO_SAMPLE_BITS: bits of a sample, of the largest colour field or of a palette index.
+ *   If it is above 8 and the image is VIQ_RGB24 or VIQ_CMYK32, the samples have been reduced.
+ * - VIQ_FILE_INFO_DROPPED_SAMPLES: number of samples of a pixel that were dropped, such as alpha.
+ *
+ * @param hImage  the image; for JPEG files the JPEG image
+ * @param wId     VIQ_FILE_INFO_...
+ * @return the value, or an error code
+ * @par Errors
+ * - VIQ_ERR_PARAMETER "Unknown parameter"
+ */
+VIQ_API uint32_t VIQ_image_get_file_info(uint32_t hImage, uint16_t wId);
+
+/** @} */
+
 /** @name Detection, generic reading and writing
  * @{
  */
@@ -47,6 +129,9 @@ extern "C" {
  * Returns the format of a file. It is determined by the contents of the file, not by its name.
  *
  * @param pszFileName  name of the file
+ * In the conforming mode, TIFF files are recognised by their first four bytes, also BigTIFF, the
+ * reserved words of BMP files may have any value, and TGA files must have valid colourmap fields.
+ *
  * @return VIQ_FILE_TIFF, VIQ_FILE_TGA, VIQ_FILE_JPEG, VIQ_FILE_WAVELET, VIQ_FILE_EPS or
  *     VIQ_FILE_BMP, tested in this order; 0 for any other contents; or an error code
  * @par Errors
@@ -61,7 +146,7 @@ VIQ_API uint32_t VIQ_image_find_file_format(const char *pszFileName);
  * VIQ_HEIGHT_UNKNOWN, as in a new image, the whole picture is read as one strip. Otherwise the
  * reader fills the lines per strip of the image; if they are 0, it only reads the header.
  *
- * The image receives pixels from most formats:
+ * The image receives pixels from most formats; for the conforming mode see VIQ_set_file_reading:
  * - memory image: the format of the memory image
  * - TIFF: VIQ_Y1, VIQ_Y8, VIQ_Y16, VIQ_PALETTED or VIQ_RGB24
  * - TGA: VIQ_Y8 or VIQ_RGB24
@@ -154,9 +239,10 @@ VIQ_API uint32_t VIQ_write_raw_data_file(uint32_t hImage, uint16_t wMode);
  */
 
 /**
- * Reads an uncompressed bottom-up bitmap: 8 bits as VIQ_PALETTED with a palette of 256 entries, 24
- * bits as VIQ_RGB24. Pixels are expected directly after the header and the palette; the fields for
- * the offset of the pixels, the number of colours and the header size are not evaluated.
+ * In the original mode, reads an uncompressed bottom-up bitmap: 8 bits as VIQ_PALETTED with a
+ * palette of 256 entries, 24 bits as VIQ_RGB24. Pixels are expected directly after the header and
+ * the palette; the fields for the offset of the pixels, the number of colours and the header size
+ * are not evaluated.
  *
  * @param hImage  the image
  * @param wMode   VIQ_STRIP_NEXT or VIQ_STRIP_FINISH
@@ -166,6 +252,21 @@ VIQ_API uint32_t VIQ_write_raw_data_file(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_UNSUPPORTED "Unrecognized compression type"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  * - VIQ_ERR_INTERNAL "fseek failed": while a strip is read, the file stays open
+ *
+ * In the conforming mode, reads headers of 12, 40, 52, 56, 64, 108 and 124 bytes; pixels at the
+ * data offset, bottom-up or top-down, of 1, 2, 4, 8, 16, 24 and 32 bits; colour masks with or
+ * without alpha; palettes of fewer colours; RLE8 and RLE4. Pixels that run-length data skips have
+ * index 0.
+ * @par Errors of the conforming mode
+ * - VIQ_ERR_CORRUPT "Corrupt image": also for run-length data of more than 65536 pixels with more
+ *   than 256 pixels a byte, and for a depth that does not match the compression
+ * - VIQ_ERR_CORRUPT "Corrupt run-length data": also while a strip is read
+ * - VIQ_ERR_UNSUPPORTED "BMP header size is not supported", "Unsupported image depth", "BMP colour
+ *   masks are not supported" (masks with gaps, that overlap, or outside the pixel), "BMP run-length
+ *   data from the top is not supported", "BMP compression X is not supported" (X is JPEG, PNG,
+ * CMYK, CMYK RLE8 or CMYK RLE4), "BMP compression of OS/2 is not supported", "Unrecognized
+ * compression type"
+ * - VIQ_ERR_STATE "Colourmap is NULL"
  */
 VIQ_API uint32_t VIQ_read_BMP_file(uint32_t hImage, uint16_t wMode);
 
@@ -220,8 +321,8 @@ VIQ_API uint32_t VIQ_image_write_BMP_buffer(uint32_t hImage, uint8_t *pBuffer, u
  */
 
 /**
- * Reads an uncompressed TIFF file of either byte order: the first picture, chunky, in any number of
- * TIFF strips.
+ * Reads an uncompressed TIFF file of either byte order: the first picture in any number of TIFF
+ * strips. In the original mode the picture is chunky:
  *
  * | In the file           | Image                                                                 |
  * |-----------------------|-----------------------------------------------------------------------|
@@ -244,6 +345,32 @@ VIQ_API uint32_t VIQ_image_write_BMP_buffer(uint32_t hImage, uint8_t *pBuffer, u
  *   SamplesPerPixeltr", "expecting 1 entry in RowsPerStrip", "unsupported image", "compressed TIFF
  *   images not supported", "unsupported image type", "unsupported TIFF format"
  * - VIQ_ERR_CORRUPT "0 rows per strip"
+ * - VIQ_ERR_CORRUPT "Corrupt image": also for TIFF strips that overlap so that they claim more
+ * pixels than the file can hold
+ * - VIQ_ERR_STATE "Colourmap is NULL"
+ *
+ * In the conforming mode, grey is inverted if the file defines 0 as white; samples of 16 bits are
+ * in the byte order of the file; palette values are reduced to their high byte, unless all of them
+ * are below 256, as some programs write them; planes may be separate; the first bit of a byte may
+ * be the lowest one; extra samples are dropped. Samples of 9 to 15 bits are packed without gaps,
+ * unless the byte count of the first TIFF strip shows the words of this library.
+ * @par Errors of the conforming mode
+ * - VIQ_ERR_UNEXPECTED "Expecting 'MM' or 'II'", "Expecting 42"
+ * - VIQ_ERR_CORRUPT "Corrupt image", "0 rows per strip", "TIFF colour map is missing or damaged"
+ * - VIQ_ERR_UNSUPPORTED "BigTIFF files are not supported", "Tiled TIFF images are not supported",
+ *   "TIFF files that begin with a reduced image are not supported"
+ * - VIQ_ERR_UNSUPPORTED "TIFF compression X is not supported": X is CCITT RLE, CCITT group 3, CCITT
+ *   group 4, LZW, JPEG (old style), JPEG, Deflate, JBIG, PackBits, ThunderScan, JPEG 2000, LERC,
+ *   LZMA, Zstandard or WebP; "TIFF compression is not supported": any other
+ * - VIQ_ERR_UNSUPPORTED "TIFF X are not supported": X is transparency masks, YCbCr images, CIE
+ * L*a*b* images, ICC L*a*b* images, ITU L*a*b* images, colour-filter mosaics, linear raw images,
+ * LogL images, LogLuv images or ink sets other than CMYK; "TIFF photometric interpretation is not
+ *   supported": any other
+ * - VIQ_ERR_UNSUPPORTED "TIFF number of samples is not supported" (0 or more than 64), "TIFF
+ * samples other than unsigned integers are not supported", "TIFF samples of different depths are
+ * not supported", "TIFF samples of more than 16 bits are not supported", "unsupported TIFF format"
+ *   (too few samples, or a palette of more than 8 bits), "TIFF samples of 9 to 15 bits in lines so
+ *   short are ambiguous" (packed samples and words have the same size)
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
 VIQ_API uint32_t VIQ_read_TIFF_file(uint32_t hImage, uint16_t wMode);
@@ -280,7 +407,8 @@ VIQ_API uint32_t TIFF_read_data(FILE *f, uint16_t wOrder, uint16_t wType);
  */
 
 /**
- * Reads an uncompressed TGA file: grey as VIQ_Y8, true colour of 15, 16 or 24 bits as VIQ_RGB24.
+ * In the original mode, reads an uncompressed TGA file: grey as VIQ_Y8, true colour of 15, 16 or 24
+ * bits as VIQ_RGB24.
  * Words of 15 and 16 bits hold five bits each of red, green and blue, blue lowest, and are
  * unpacked as VIQ_RGB15. Lines are read in file order regardless of the orientation in the header;
  * pixels are expected directly after the 18 bytes of the header, and the length of the
@@ -292,6 +420,16 @@ VIQ_API uint32_t TIFF_read_data(FILE *f, uint16_t wOrder, uint16_t wType);
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "unsupported image": the file has a colourmap
  * - VIQ_ERR_UNSUPPORTED "unsupported image type"
+ *
+ * In the conforming mode, reads the types 1, 2, 3, 9, 10 and 11 with any origin; the identification
+ * is skipped, and lines have no padding.
+ * @par Errors of the conforming mode
+ * - VIQ_ERR_CORRUPT "TGA colourmap is missing"
+ * - VIQ_ERR_CORRUPT "Corrupt run-length data": also while a strip is read
+ * - VIQ_ERR_UNSUPPORTED "unsupported image type", "TGA pixel depth is not supported", "TGA
+ * colourmap type is not supported", "TGA colourmap depth is not supported", "TGA colourmap of more
+ * than 256 colours is not supported", "TGA interleaved lines are not supported"
+ * - VIQ_ERR_STATE "Colourmap is NULL"
  */
 VIQ_API uint32_t VIQ_read_TGA_file(uint32_t hImage, uint16_t wMode);
 

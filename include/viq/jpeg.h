@@ -19,6 +19,12 @@ extern "C" {
  * holds the contents of the header segments and the coded data. Supported are baseline sequential
  * JPEG pictures (ITU-T T.81) of 8-bit samples with one scan and without restart intervals: grey,
  * colour sampled 4:2:2 (written and read) and colour sampled 4:2:0 (read, format VIQ_YUV411).
+ * The conforming mode of VIQ_set_file_reading reads every baseline and extended sequential stream
+ * of 8 bits, one scan and one or three components, with the same sampling factors or factors that
+ * divide the largest ones (else VIQ_RGB24 as format of the JPEG image), with restart intervals, any
+ * assignment of tables and any application segments. Without a JFIF header, three components are
+ * red, green and blue if the Adobe header or the component names say so. The writers refuse such
+ * data if their header cannot describe it.
  *
  * Compressing a picture to a file, and back:
  *
@@ -266,6 +272,11 @@ VIQ_API uint32_t VIQ_pad_to_MCU_1_strip(uint32_t hInImage, uint32_t hPaddedImage
  * "Unexpected EOI - processing byte 1" or VIQ_ERR_STATE|1 "Unexpected EOI - processing byte 2". An
  * error in the first strip ends the decode.
  *
+ * If the stream was read in the conforming mode, strips can have any height and the picture has its
+ * own size (VIQ_YUV422: the width rounded up to an even number); chroma samples are repeated for
+ * the pixels that share them, and averaged over two pixels if VIQ_YUV422 has fewer; the shared code
+ * tables do not change; every error ends the decode.
+ *
  * @param hJpegImage  the JPEG image; 0 lines per strip do nothing
  * @param hOutImage   receives the strip
  * @param wMode       VIQ_STRIP_NEXT, or VIQ_STRIP_FINISH to abandon the decode
@@ -284,6 +295,9 @@ VIQ_API uint32_t VIQ_pad_to_MCU_1_strip(uint32_t hInImage, uint32_t hPaddedImage
  * - VIQ_ERR_STATE "invalid DC category": reported as "read_dc_value"
  * - VIQ_ERR_UNSUPPORTED "For YUV 4:1:1 JPEG decoding, strip must be multiple of 16 lines": reported
  *   as "VIQ_JPEG_izz_1_strip", unless the strip is the last one
+ * - In the conforming mode: VIQ_ERR_CORRUPT "JPEG data ends early", "JPEG restart marker out of
+ *   order", "Image too large for its data" (more than 4 blocks a byte); VIQ_ERR_STATE "JPEG data
+ *   changed during the decode"
  */
 VIQ_API uint32_t VIQ_JPEG_decompress(uint32_t hJpegImage, uint32_t hOutImage, uint16_t wMode);
 
@@ -319,6 +333,8 @@ VIQ_API uint32_t VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage, uint32_
  * @param wMode       VIQ_STRIP_NEXT, VIQ_STRIP_FINISH or VIQ_JPEG_SEPARATOR
  * @par Errors
  * - VIQ_ERR_CORRUPT "Corrupt image": neither 1 nor 3 components, or more than 4 quantisation tables
+ * - VIQ_ERR_UNSUPPORTED "JPEG data with restart intervals or unusual tables cannot be written":
+ * data of the conforming mode that needs another header; also for red, green and blue components
  * - VIQ_ERR_UNSUPPORTED "Image too large for JPEG": width or height above 65535
  * - VIQ_ERR_MEMORY ""
  * - VIQ_ERR_OPEN "Failed to create file"
@@ -366,6 +382,11 @@ VIQ_API uint32_t VIQ_JPEG_buffer_write(uint32_t hJpegImage, uint8_t *pBuffer, ui
  * - VIQ_ERR_UNSUPPORTED "Unsupported image depth"
  * - VIQ_ERR_UNSUPPORTED "Unknown colour image format"
  * - VIQ_ERR_UNSUPPORTED "Define Restart Interval not supported"
+ * - In the conforming mode: VIQ_ERR_UNSUPPORTED "Progressive JPEG is not supported", "Lossless JPEG
+ * is not supported", "Hierarchical JPEG is not supported", "Arithmetic-coded JPEG is not
+ * supported", "JPEG with the number of lines after the scan is not supported", "JPEG of four
+ * components (CMYK) is not supported", "JPEG sampling factors are not supported", "JPEG of several
+ * scans is not supported"; VIQ_ERR_CORRUPT "JPEG table is missing", "Scan of unknown components"
  * - VIQ_ERR_UNSUPPORTED "Only one scan of all components is supported"
  */
 VIQ_API uint32_t VIQ_JPEG_file_open(uint32_t hJpegImage);

@@ -1,0 +1,48 @@
+// Decoder for scans of any sampling factors, with restart intervals: one row of MCUs at a time,
+// from which lines of pixels are made.
+#pragma once
+
+#include "jpeg/jpeg_record.h"
+#include "jpeg/scan_reader.h"
+
+namespace viq {
+
+// The samples of a component in the current row of MCUs.
+struct component_plane {
+    scan_component scan = {};
+    quantiser steps = {};
+    std::vector<dc_entry> dc;
+    ac_tables ac = {};
+    std::vector<decoded_pair> pairs; // of the MCUs that are decoded at a time
+    std::vector<u8> samples;         // 8 lines for each block down
+    std::size_t stride = 0;
+    u32 h_scale = 1, v_scale = 1; // pixels and lines that share a sample
+};
+
+struct component_decoder {
+    u32 components = 0;
+    bool is_rgb = false;
+    u32 mcus = 0; // in a row
+    u32 mcu_rows = 0;
+    u32 mcu_lines = 0;
+    u32 rows_done = 0;
+    component_plane planes[3];
+    // Coded data.
+    const u8 *data = nullptr;
+    u64 length = 0;
+    u64 next = 0; // offset of the first byte after the current interval
+    u32 restart_interval = 0;
+    u32 mcus_left = 0; // in the interval
+    u32 intervals = 0; // that have begun
+    scan_reader reader = {};
+    std::vector<u8> wide[3]; // a line of each component, one sample a pixel
+    std::vector<u8> line;    // a line of pixels that is converted further
+};
+
+// `image` has a form and data; returns a reported error.
+u32 begin_components(component_decoder &decoder, const tVIQ_Image &image);
+
+// Writes a line of VIQ_Y8, VIQ_RGB24 or VIQ_YUV422; lines must be taken in order.
+u32 decode_line(component_decoder &decoder, u32 line, const tVIQ_Image &out, u8 *pixels);
+
+} // namespace viq
