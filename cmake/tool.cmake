@@ -7,7 +7,8 @@ set_target_properties(viq_tool PROPERTIES OUTPUT_NAME viq
                                           RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 target_include_directories(viq_tool PRIVATE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(viq_tool PRIVATE VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
-target_link_libraries(viq_tool PRIVATE viq_static viq_warnings)
+find_package(Threads REQUIRED)
+target_link_libraries(viq_tool PRIVATE viq_static viq_warnings Threads::Threads)
 
 # Header-only packages of the host are used for every target system. Their directory may also hold
 # the system headers of the host; a cross compiler therefore gets a directory of links to them.

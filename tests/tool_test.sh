@@ -278,6 +278,20 @@ expect 0 "" convert coffee.bmp camera.bmp -o "all/{number}-{name}.tiff"
 expect 0 "TIFF" "$tool" info all/1-coffee.tiff all/2-camera.tiff
 expect 2 "1 of 3 pictures failed, 2 were written" convert coffee.bmp missing.bmp camera.bmp all/
 expect 0 "identical" "$tool" compare camera.bmp all/camera.bmp
+# Threads make no difference to the files or to the order of what is printed.
+for kind in jpg dwt tif; do
+    for jobs in 1 4; do
+        expect 2 "1 of 9 pictures failed" convert --jobs $jobs --scale 90% --to $kind \
+            -o "all/$jobs-{number}.$kind" coffee.bmp camera.bmp grey16.tif coffee2.bmp missing.bmp \
+            coffee.bmp camera.bmp coffee2.bmp coffee.bmp
+    done
+    for number in 1 2 3 4 6 7 8 9; do
+        expect 0 "" cmp all/1-$number.$kind all/4-$number.$kind
+    done
+done
+expect 0 "" cmp <("$tool" info --jobs 1 all/*.jpg 2>&1) <("$tool" info --jobs 4 all/*.jpg 2>&1)
+expect 0 "8 frames" "$tool" sequence build --jobs 3 all/frames.jpg all/1-1.jpg all/1-1.jpg all/1-1.jpg \
+    all/1-1.jpg all/1-1.jpg all/1-1.jpg all/1-1.jpg all/1-1.jpg
 expect_error "several pictures need a folder" convert coffee.bmp camera.bmp out.bmp
 expect_error "would be written for" convert coffee.bmp camera.bmp -o all/out.{ext}
 expect_error "would be replaced by" convert coffee.bmp camera.bmp -o camera.{ext}

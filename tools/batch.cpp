@@ -1,5 +1,6 @@
 #include "tools/batch.h"
 
+#include <atomic>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -9,6 +10,7 @@
 #include "tools/pipeline.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
+#include "tools/workers.h"
 
 namespace tool {
 
@@ -49,18 +51,19 @@ std::vector<conversion_job> plan_jobs(const std::vector<std::string> &inputs,
     return jobs;
 }
 
-int run_jobs(const std::vector<conversion_job> &jobs,
+int run_jobs(const std::vector<conversion_job> &jobs, unsigned workers,
              const std::function<void(const conversion_job &)> &run) {
     if (jobs.size() == 1) {
         run(jobs.front());
         return exit_done;
     }
-    std::size_t failed = 0;
+    std::atomic<std::size_t> failed = 0;
     const auto report = [&failed](const std::string &text) {
         std::fprintf(stderr, "viq: %s\n", text.c_str());
         ++failed;
     };
-    for (const conversion_job &job : jobs) {
+    for_each_item(jobs.size(), workers, [&](std::size_t n) {
+        const conversion_job &job = jobs[n];
         try {
             run(job);
         } catch (const failure &stop) {
@@ -70,11 +73,12 @@ int run_jobs(const std::vector<conversion_job> &jobs,
         }
         if (is_interrupted())
             throw failure{"interrupted"};
-    }
+    });
     if (failed == 0)
         return exit_done;
-    std::fprintf(stderr, "viq: %zu of %zu pictures failed, %zu were written\n", failed, jobs.size(),
-                 jobs.size() - failed);
+    const std::size_t count = failed;
+    std::fprintf(stderr, "viq: %zu of %zu pictures failed, %zu were written\n", count, jobs.size(),
+                 jobs.size() - count);
     return exit_error;
 }
 

@@ -49,7 +49,7 @@ library_object::~library_object() {
 }
 
 void prepare_library() {
-    // conforming reading
+    VIQ_set_file_reading(VIQ_READING_CONFORMING);
 }
 
 void start_library() {

@@ -35,7 +35,7 @@ struct library_object {
     library_object &operator=(const library_object &) = delete;
 };
 
-// Selects how the library reads files.
+// Selects how the library reads files in the calling thread's context.
 void prepare_library();
 
 // Initialises the library and installs an error handler that stores messages instead of printing.

@@ -9,6 +9,8 @@
 #include <unistd.h>
 #endif
 
+#include "tools/workers.h"
+
 namespace tool {
 
 namespace {
@@ -29,7 +31,7 @@ bool error_stream_is_terminal() {
 } // namespace
 
 progress_bar::progress_bar(uint32_t lines, uint32_t width)
-    : total(lines), line_width(width), is_terminal(error_stream_is_terminal()),
+    : total(lines), line_width(width), is_terminal(error_stream_is_terminal() && !is_worker()),
       start(std::chrono::steady_clock::now()), next_update(start + first_delay) {}
 
 progress_bar::~progress_bar() {

@@ -14,6 +14,7 @@
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 #include "tools/wavelet_file.h"
+#include "tools/workers.h"
 
 namespace tool {
 
@@ -27,6 +28,7 @@ struct convert_arguments {
     convert_options each;
     std::vector<std::string> files;
     std::string output; // a file, folder or pattern; empty: the last of the files
+    unsigned jobs = 0;  // 0: one for each processor
 };
 
 void declare_files(CLI::App &app, convert_arguments &arguments);
@@ -112,6 +114,7 @@ void declare_files(CLI::App &app, convert_arguments &arguments) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1, most_pages));
+    declare_jobs(app, arguments.jobs);
     app.add_option("FILES", arguments.files,
                    std::string("IN OUT, or IN... DIR, or IN... with --output; - is standard input "
                                "or output. IN: ") +
@@ -154,12 +157,14 @@ int convert_all(const convert_arguments &arguments) {
     }
     const convert_options &each = arguments.each;
     const std::string extension = each.to.empty() ? "" : kind_of_type(each.to).extensions.front();
-    return run_jobs(plan_jobs(inputs, output, extension), [&each](const conversion_job &job) {
-        convert_options options = each;
-        options.in = job.in;
-        options.out = job.out;
-        convert(options);
-    });
+    const std::vector<conversion_job> jobs = plan_jobs(inputs, output, extension);
+    return run_jobs(jobs, worker_count(arguments.jobs, jobs.size()),
+                    [&each](const conversion_job &job) {
+                        convert_options options = each;
+                        options.in = job.in;
+                        options.out = job.out;
+                        convert(options);
+                    });
 }
 
 const file_kind &output_kind(const convert_options &options) {

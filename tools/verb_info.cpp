@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -14,6 +15,7 @@
 #include "tools/pixel_format_table.h"
 #include "tools/verbs.h"
 #include "tools/wavelet_file.h"
+#include "tools/workers.h"
 
 namespace tool {
 
@@ -24,6 +26,7 @@ struct info_options {
     std::string type; // empty: by content
     uint32_t page = 1;
     bool json = false;
+    unsigned jobs = 0; // 0: one for each processor
 };
 
 int info(const info_options &options);
@@ -47,6 +50,7 @@ action declare_info(CLI::App &app) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
+    declare_jobs(app, options->jobs);
     app.add_option("FILE", options->files, picture_help)->required();
     app.footer("Files that cannot be read are reported on standard error; the others are still "
                "printed, and the exit status is 2.");
@@ -58,15 +62,26 @@ namespace {
 int info(const info_options &options) {
     int status = exit_done;
     json rows = json::array();
-    for (const std::string &file : options.files)
+    std::vector<json> described(options.files.size());
+    std::vector<std::string> failures(options.files.size());
+    const std::size_t count = options.files.size();
+    for_each_item(count, worker_count(options.jobs, count), [&](std::size_t n) {
         try {
-            rows.push_back(describe(file, options));
-            if (!options.json)
-                print_text(rows.back());
+            described[n] = describe(options.files[n], options);
         } catch (const failure &stop) {
-            std::fprintf(stderr, "viq: %s\n", stop.text.c_str());
-            status = exit_error;
+            failures[n] = stop.text;
         }
+    });
+    for (std::size_t n = 0; n < count; ++n) {
+        if (!failures[n].empty()) {
+            std::fprintf(stderr, "viq: %s\n", failures[n].c_str());
+            status = exit_error;
+        } else if (options.json) {
+            rows.push_back(std::move(described[n]));
+        } else {
+            print_text(described[n]);
+        }
+    }
     if (options.json)
         print_json(rows);
     return status;

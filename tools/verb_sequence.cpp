@@ -1,4 +1,5 @@
 // viq sequence: several JPEG frames of one size in one file.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -10,6 +11,7 @@
 
 #include "tools/jpeg_file.h"
 #include "tools/verbs.h"
+#include "tools/workers.h"
 
 namespace tool {
 
@@ -20,6 +22,7 @@ namespace {
 struct sequence_options {
     std::string file, folder;
     std::vector<std::string> frames;
+    unsigned jobs = 0; // 0: one for each processor
 };
 
 int build(const sequence_options &options);
@@ -48,6 +51,7 @@ action declare_sequence(CLI::App &app) {
                      "JPEG files or sequences, in order; all must have the size, components, "
                      "quantisation tables and Huffman tables of the first")
         ->required();
+    declare_jobs(*building, options->jobs);
     CLI::App *splitting = add_verb("split", "Write every frame to a JPEG file of its own", split);
     splitting->add_option("IN", options->file, "Sequence file")->required();
     splitting
@@ -65,12 +69,20 @@ namespace {
 int build(const sequence_options &options) {
     const image sequence = read_jpeg(options.frames.front());
     uint32_t count = frame_count(sequence);
-    for (std::size_t i = 1; i < options.frames.size(); ++i) {
-        const std::string &file = options.frames[i];
-        const image frame = read_jpeg(file);
-        require_same_header(sequence, frame, file);
-        check(VIQ_JPEG_sequence_build(frame.handle, sequence.handle), file);
-        count += frame_count(frame);
+    // Read in groups, so that not all frames are in memory at the same time.
+    const std::size_t files = options.frames.size();
+    const unsigned workers = worker_count(options.jobs, files);
+    for (std::size_t first = 1; first < files; first += workers) {
+        std::vector<std::unique_ptr<image>> group(std::min<std::size_t>(workers, files - first));
+        for_each_item(group.size(), worker_count(workers, group.size()), [&](std::size_t n) {
+            group[n] = std::make_unique<image>(read_jpeg(options.frames[first + n]));
+        });
+        for (std::size_t n = 0; n < group.size(); ++n) {
+            const std::string &file = options.frames[first + n];
+            require_same_header(sequence, *group[n], file);
+            check(VIQ_JPEG_sequence_build(group[n]->handle, sequence.handle), file);
+            count += frame_count(*group[n]);
+        }
     }
     set_frame_count(sequence, count);
     write_coded_jpeg(sequence, options.file);

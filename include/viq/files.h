@@ -90,6 +90,8 @@ enum {
  * The mode that is set while a header is read applies to the file until its end. JPEG data is
  * decompressed in the mode in which its header was read.
  *
+ * Every context has its own mode; a new context starts with VIQ_READING_ORIGINAL.
+ *
  * @param dwMode  VIQ_READING_ORIGINAL or VIQ_READING_CONFORMING
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown reading mode": the mode does not change
