@@ -129,7 +129,8 @@ template <u32 bits> VIQ_FORMULA void store_lsb(u8 *frame, bytes32 samples) {
 
 template <u32 bits> VIQ_FORMULA void store_gige(u8 *frame, bytes32 samples) {
     const bytes32 low_bits = _mm256_and_si256(samples, splat16(low_mask(bits - 8)));
-    const bytes32 middle = _mm256_slli_epi32(_mm256_madd_epi16(low_bits, splat_word_pair(1, 16)), 8);
+    const bytes32 middle =
+        _mm256_slli_epi32(_mm256_madd_epi16(low_bits, splat_word_pair(1, 16)), 8);
     const bytes32 units = _mm256_or_si256(_mm256_srli_epi16(samples, bits - 8), middle);
     store_lanes_joined<12>(frame, join_units<3, 4>(units));
 }

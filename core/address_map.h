@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "core/shared_lock.h"
@@ -27,7 +26,7 @@ template <class Value> struct address_table {
 
 template <class Value> struct address_map {
     std::atomic<address_table<Value> *> current = nullptr;
-    std::mutex lock;
+    constant_mutex lock;
     // All tables that have existed: a thread may still be searching an older one. Each has twice
     // the size of the one before it. They are never freed, so that threads that are still running
     // when the process ends can use the map.

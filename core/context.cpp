@@ -9,6 +9,7 @@
 
 #include "core/image.h"
 #include "core/report.h"
+#include "core/shared_lock.h"
 #include "core/start_up.h"
 
 namespace viq {
@@ -37,7 +38,7 @@ struct owned_context {
 };
 
 struct context_table {
-    std::mutex lock;
+    constant_mutex lock;
     std::vector<std::unique_ptr<owned_context>> slots; // index: number - 1
     u32 created = 0;                                   // contexts that exist
 };
@@ -95,7 +96,8 @@ std::unique_ptr<owned_context> *find_place(u32 &code) {
 }
 
 owned_context *find_context(u32 number) {
-    return number >= 1 && number <= contexts.slots.size() ? contexts.slots[number - 1].get() : nullptr;
+    return number >= 1 && number <= contexts.slots.size() ? contexts.slots[number - 1].get()
+                                                          : nullptr;
 }
 
 void bind_thread(context *to) {
@@ -133,6 +135,8 @@ using namespace viq;
 
 u32 VIQ_context_create(void) {
     constexpr const char *name = "VIQ_context_create";
+    if (const u32 code = ensure_started(); is_error(code))
+        return code;
     std::unique_ptr<owned_context> made = make_context();
     u32 code = made != nullptr ? success : VIQ_ERR_MEMORY;
     if (!is_error(code)) {
@@ -152,7 +156,7 @@ u32 VIQ_context_create(void) {
             *place = std::move(made);
             if (contexts.created++ == 0) {
                 update_all_seen();
-                contexts_exist.store(true, std::memory_order_relaxed);
+                contexts_exist.store(true, std::memory_order_release);
             }
             return number;
         }
@@ -163,7 +167,7 @@ u32 VIQ_context_create(void) {
 u32 VIQ_context_use(u32 hContext) {
     constexpr const char *name = "VIQ_context_use";
     u32 code = success;
-    if (called_by_handler())
+    if (handler_runs_here())
         return VIQ_ERR_STATE;
     {
         const std::lock_guard guard(contexts.lock);
@@ -191,7 +195,7 @@ u32 VIQ_context_current(void) {
 
 u32 VIQ_context_destroy(u32 hContext) {
     constexpr const char *name = "VIQ_context_destroy";
-    if (called_by_handler())
+    if (handler_runs_here())
         return VIQ_ERR_STATE;
     std::unique_ptr<owned_context> ended;
     bool busy = false;
@@ -215,6 +219,6 @@ u32 VIQ_context_destroy(u32 hContext) {
     }
     ended.reset();
     const std::lock_guard guard(contexts.lock);
-    contexts_exist.store(--contexts.created != 0, std::memory_order_relaxed);
+    contexts_exist.store(--contexts.created != 0, std::memory_order_release);
     return success;
 }

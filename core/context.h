@@ -88,7 +88,8 @@ template <class T> constexpr auto sequence_end_of() -> void (*)(void *, const tV
 }
 
 template <class T>
-inline constexpr object_rules rules_of = {make_object<T>, destroy_object_of<T>, sequence_end_of<T>()};
+inline constexpr object_rules rules_of = {make_object<T>, destroy_object_of<T>,
+                                          sequence_end_of<T>()};
 
 // Declares `name`, a per_context<type>.
 #define VIQ_PER_CONTEXT(type, name)                                                                \
@@ -102,7 +103,7 @@ void end_sequences_here(const tVIQ_Image *image);
 // Contexts besides context 0 exist, so that other threads may be working.
 extern constinit std::atomic<bool> contexts_exist;
 inline bool has_contexts() {
-    return contexts_exist.load(std::memory_order_relaxed);
+    return contexts_exist.load(std::memory_order_acquire);
 }
 
 // A number that differs from context to context and is never 0.

@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <unordered_map>
 #include <utility>
 
@@ -24,7 +23,7 @@ constexpr u32 colourmap_bytes = colourmap_size * sizeof(tVIQ_Colour);
 
 // Shared by all contexts. A handle is looked up without the lock, everything else takes it.
 struct image_table {
-    std::mutex lock;
+    constant_mutex lock;
     std::atomic<tVIQ_Image *> slots[handle_slots] = {};
     u32 first_candidate = 1;         // no slot below it is free
     std::atomic<u32> slots_used = 1; // no slot from here on has ever held an image
@@ -80,11 +79,8 @@ u32 VIQ_Init(void) {
 
 u32 VIQ_image_create(void) {
     constexpr const char *name = "VIQ_image_create";
-    if (!start->started) {
-        const u32 code = start_up();
-        if (is_error(code))
-            return code;
-    }
+    if (const u32 code = ensure_started(); is_error(code))
+        return code;
     auto *image = static_cast<tVIQ_Image *>(std::calloc(1, sizeof(tVIQ_Image)));
     if (image == nullptr || !enter_companion(*image)) {
         std::free(image);
@@ -377,6 +373,10 @@ u32 start_up() {
     if (!start->errors_ready)
         code = reset_error_record();
     return is_error(code) ? code : start_up_tables();
+}
+
+u32 ensure_started() {
+    return start->started ? success : start_up();
 }
 
 u32 start_up_tables() {

@@ -45,7 +45,7 @@ struct image_companion {
     u32 maker = 0;             // mark of the context that entered the object
     std::atomic<u32> user = 0; // mark of the context whose call is using it; 0: none
     seen_pointers seen = {};
-    file_facts facts;                 // of the file whose header was read last
+    file_facts facts; // of the file whose header was read last
 };
 
 constexpr u32 handle_slots = 65537;

@@ -25,16 +25,21 @@ struct error_state {
 
 VIQ_PER_CONTEXT(error_state, errors);
 constinit std::atomic<u64> reports_made = 0;
+constinit thread_local bool in_handler = false;
 
 // Ends the report also if the handler throws.
 struct report_scope {
     error_state &state;
     explicit report_scope(error_state &of_context) : state(of_context) {
         state.current_report = ++reports_made;
+        in_handler = true;
     }
     report_scope(const report_scope &) = delete;
     report_scope &operator=(const report_scope &) = delete;
-    ~report_scope() { state.current_report = 0; }
+    ~report_scope() {
+        state.current_report = 0;
+        in_handler = false;
+    }
 };
 
 struct class_text {
@@ -133,6 +138,10 @@ u32 report(const char *function, u32 code, const char *message) {
     const report_scope scope(state);
     VIQ_ErrProcess(library_module, function, code, message);
     return code;
+}
+
+bool handler_runs_here() {
+    return in_handler;
 }
 
 u64 running_report() {

@@ -21,6 +21,9 @@ inline bool called_by_handler() {
     return running_report() != 0;
 }
 
+// The calling thread runs a handler; threads that share context 0 are told apart.
+bool handler_runs_here();
+
 inline u32 low_word(u64 value) {
     return static_cast<u32>(value & 0xFFFF);
 }

@@ -10,7 +10,10 @@ namespace viq {
 // installed in the meantime stays.
 u32 start_up();
 
-// The same for a context that has another context's error record.
+// The same unless it has been done.
+u32 ensure_started();
+
+// For a context that has another context's error record.
 u32 start_up_tables();
 
 } // namespace viq

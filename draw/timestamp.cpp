@@ -8,14 +8,27 @@
 
 using namespace viq;
 
+namespace {
+
+// False: there is no local time. std::localtime returns an object that all threads share.
+bool get_local_time(std::time_t now, std::tm &local) {
+#if defined(_WIN32)
+    return localtime_s(&local, &now) == 0;
+#else
+    return localtime_r(&now, &local) != nullptr;
+#endif
+}
+
+} // namespace
+
 u32 VIQ_draw_timestamp(u32 hImage, const tVIQ_Font *pFont, u32 x, u32 y, u16 wBackground,
                        u16 wColour) {
     constexpr u16 blinking = 0x80; // bit of the background mode
     const std::time_t now = std::time(nullptr);
-    const std::tm *local = std::localtime(&now);
-    if (local == nullptr)
+    std::tm local = {};
+    if (!get_local_time(now, local))
         return report("VIQ_draw_timestamp", VIQ_ERR_SYSTEM, "No local time");
-    const std::string text = timestamp_text(*local, (wBackground & blinking) != 0);
+    const std::string text = timestamp_text(local, (wBackground & blinking) != 0);
     return VIQ_draw_text(hImage, text.c_str(), pFont, x, y,
                          static_cast<u16>(wBackground & ~blinking), wColour);
 }

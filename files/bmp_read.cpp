@@ -82,11 +82,12 @@ u32 read_original_header(const read_call &call) {
         return code;
     const bmp_layout layout = bmp_layout_of(image.width, bits_per_pixel);
     *pixels = {.bits = bits_per_pixel,
-              .lines = {layout.offset, layout.line_size, true},
-              .is_coded = false,
-              .runs = {},
-              .fields = {}};
-    return are_inside(pixels->lines, image.height, file_size(file)) ? success : report_corrupt(name);
+               .lines = {layout.offset, layout.line_size, true},
+               .is_coded = false,
+               .runs = {},
+               .fields = {}};
+    return are_inside(pixels->lines, image.height, file_size(file)) ? success
+                                                                    : report_corrupt(name);
 }
 
 u32 set_depth(const read_call &call, u16 bits_per_pixel) {
@@ -318,14 +319,14 @@ u32 locate_pixels(const read_call &call, const bmp_header &header) {
         return report_corrupt(name);
     // The runs of some programs include the padding of a line.
     pixels->runs = {.decode = decode_bmp_runs,
-                   .width = static_cast<u32>(line_size * 8 / header.bits),
-                   .height = image.height,
-                   .pixel_size = 1,
-                   .nibbles = header.compression == bmp::rle4,
-                   .start = header.offset,
-                   .end = size,
-                   .spacing = 1,
-                   .index = {}};
+                    .width = static_cast<u32>(line_size * 8 / header.bits),
+                    .height = image.height,
+                    .pixel_size = 1,
+                    .nibbles = header.compression == bmp::rle4,
+                    .start = header.offset,
+                    .end = size,
+                    .spacing = 1,
+                    .index = {}};
     return index_lines(name, call.file, pixels->runs);
 }
 

@@ -77,7 +77,7 @@ void take_size(tVIQ_Image &image, const tga_header &header) {
 
 u32 read_lines(const read_call &call) {
     return pixels->order == tga_order::original ? read_original_lines(call)
-                                               : read_conforming_lines(call);
+                                                : read_conforming_lines(call);
 }
 
 u32 report_unsupported(const char *message) {
@@ -204,14 +204,14 @@ u32 take_conforming_header(const read_call &call, const tga_header &header) {
     if (!is_coded)
         return are_inside(pixels->lines, image.height, size) ? success : report_corrupt(name);
     pixels->runs = {.decode = decode_runs,
-                   .width = image.width,
-                   .height = image.height,
-                   .pixel_size = pixel_size,
-                   .nibbles = false,
-                   .start = start,
-                   .end = size,
-                   .spacing = 1,
-                   .index = {}};
+                    .width = image.width,
+                    .height = image.height,
+                    .pixel_size = pixel_size,
+                    .nibbles = false,
+                    .start = start,
+                    .end = size,
+                    .spacing = 1,
+                    .index = {}};
     return index_lines(name, call.file, pixels->runs);
 }
 

@@ -626,12 +626,12 @@ u32 decide_conforming_format(const read_call &call, directory &page) {
     source->kept = target->samples;
     source->reversed_bits = page.fill_order == 2;
     source->rule = {.bits = page.bits,
-                   .order = order_of(page.order),
-                   .step = planar ? 1 : page.samples,
-                   .inverted = page.photometric == tiff::grey_white_is_0,
-                   .words = target->format == VIQ_Y16,
-                   .largest = (1u << page.bits) - 1,
-                   .target_step = target->samples};
+                    .order = order_of(page.order),
+                    .step = planar ? 1 : page.samples,
+                    .inverted = page.photometric == tiff::grey_white_is_0,
+                    .words = target->format == VIQ_Y16,
+                    .largest = (1u << page.bits) - 1,
+                    .target_step = target->samples};
     // An index is not scaled.
     if (target->format == VIQ_PALETTED)
         source->rule.largest = 255;

@@ -1,5 +1,5 @@
-// The code tables of a context, which its encoder and decoder share, and the decoding tables that are
-// built from them.
+// The code tables of a context, which its encoder and decoder share, and the decoding tables that
+// are built from them.
 #pragma once
 
 #include <array>

@@ -34,7 +34,7 @@ struct decode_state {
     u32 handle = 0;
     const tVIQ_Image *image = nullptr;
     const tVIQ_Image *out = nullptr; // of the last call
-    strip_geometry geometry = {}; // of the JPEG image during the decode
+    strip_geometry geometry = {};    // of the JPEG image during the decode
     original_size original = {};
     u32 lines_done = 0;
     scan_layout layout = {};
@@ -91,7 +91,7 @@ u32 VIQ_JPEG_decompress(u32 hJpegImage, u32 hOutImage, u16 wMode) {
         code = has_form ? start_by_lines(hJpegImage) : start(hJpegImage);
     if (!is_error(code))
         code = decode->has_form ? decode_strip_by_lines(hJpegImage, hOutImage)
-                               : decode_strip(hJpegImage, hOutImage);
+                                : decode_strip(hJpegImage, hOutImage);
     if (is_error(code) && (decode->lines_done == 0 || decode->has_form))
         finish();
     return code;
@@ -325,7 +325,8 @@ u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
         const u32 line = row * layout.mcu_height;
         const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
         code = for_parts_of_row([&](u32 first, u32 count) {
-            const u32 result = read_mcus(decode->reader, layout, first, count, decode->pairs.data());
+            const u32 result =
+                read_mcus(decode->reader, layout, first, count, decode->pairs.data());
             if (!is_error(result))
                 place_mcus(decode->pairs.data(), first, count, out, lines);
             return result;

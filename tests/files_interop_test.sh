@@ -124,8 +124,7 @@ for name in small.bmp coffee.bmp y8.bmp; do
     "$magick" "$name" -compress none -orient TopLeft in.tga
     check "reading ImageMagick's $name" equal in.tga "$name"
     "$magick" "$name" ppm:- | ppmtotga -rgb -norle > in.tga 2> /dev/null
-    to_bmp "$name" -flip flipped.bmp # lines are read in file order, here bottom-up
-    check "reading netpbm's $name" equal in.tga flipped.bmp
+    check "reading netpbm's $name" equal in.tga "$name" # bottom line first
 done
 check "writing 15 bits" "$tool" convert --format rgb15 small.bmp words.tga
 check "ImageMagick reads 15 bits" to_bmp words.tga words.bmp

@@ -17,6 +17,7 @@ set(shared
     "reports_made"       # atomic
     "contexts_exist"     # atomic
     "bound_context"      # of each thread
+    "in_handler"         # of each thread
     "releases"           # of each thread
 )
 set(of_compiler "completed.0|DW.ref.*|__.*|_DYNAMIC|_GLOBAL_OFFSET_TABLE_")

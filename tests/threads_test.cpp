@@ -105,15 +105,16 @@ u32 job::picture(u16 format, u32 width, u32 height, u32 lines) {
             image.data[n] &= 15;
     }
     for (u32 n = 0; n < 256; ++n)
-        image.colourmap[n] = {static_cast<u8>(n), static_cast<u8>(n * seed), static_cast<u8>(~n), 0};
+        image.colourmap[n] = {static_cast<u8>(n), static_cast<u8>(n * seed), static_cast<u8>(~n),
+                              0};
     return handle;
 }
 
 // Every pair of formats that has a converter, in strips.
 void convert_everything(job &own) {
-    constexpr u16 inputs[] = {VIQ_Y8,     VIQ_Y16,    VIQ_PALETTED, VIQ_RGB15,  VIQ_RGB16, VIQ_RGB24,
-                              VIQ_BGR24,  VIQ_RGBX32, VIQ_BGRX32,   VIQ_XBGR32, VIQ_XRGB32,
-                              VIQ_YUV422, VIQ_RGGB32};
+    constexpr u16 inputs[] = {VIQ_Y8,     VIQ_Y16,    VIQ_PALETTED, VIQ_RGB15,  VIQ_RGB16,
+                              VIQ_RGB24,  VIQ_BGR24,  VIQ_RGBX32,   VIQ_BGRX32, VIQ_XBGR32,
+                              VIQ_XRGB32, VIQ_YUV422, VIQ_RGGB32};
     constexpr u16 outputs[] = {VIQ_Y8,     VIQ_Y16,    VIQ_PALETTED, VIQ_RGB8,   VIQ_RGB15,
                                VIQ_RGB16,  VIQ_RGB24,  VIQ_BGR24,    VIQ_RGBX32, VIQ_BGRX32,
                                VIQ_XBGR32, VIQ_XRGB32, VIQ_CMYK32,   VIQ_YUV422, VIQ_HSI};
@@ -154,9 +155,8 @@ void process_everything(job &own) {
     each(grey, [](u32 in, u32 out) { return VIQ_IP_rotate_image(in, out, 90); });
     each(grey, [](u32 in, u32 out) { return VIQ_IP_mirror_image(in, out, VIQ_STRIP_NEXT); });
     each(grey, [](u32 in, u32 out) { return VIQ_IP_crop(in, out, 3, 4, 20, 20, VIQ_STRIP_NEXT); });
-    each(mosaic, [](u32 in, u32 out) {
-        return VIQ_BAY_RGGB32_to_BGRX32(in, out, 3, 1, VIQ_STRIP_NEXT);
-    });
+    each(mosaic,
+         [](u32 in, u32 out) { return VIQ_BAY_RGGB32_to_BGRX32(in, out, 3, 1, VIQ_STRIP_NEXT); });
     each(yuv, [](u32 in, u32 out) { return VIQ_YUV422_to_HSI(in, out, VIQ_STRIP_NEXT); });
     each(yuv, [](u32 in, u32 out) { return VIQ_YUV422_to_RGB16_LUT(in, out, VIQ_STRIP_NEXT); });
     each(yuv, [](u32 in, u32 out) {
@@ -272,7 +272,7 @@ TEST(Threads, CreateAndDestroyAtRandom) {
     run_threads([&](u32 n) {
         VIQ_ErrHandlerInstall(ignore_report);
         std::mt19937 generator(n + 1);
-            const auto random = [&] { return static_cast<u32>(generator()); };
+        const auto random = [&] { return static_cast<u32>(generator()); };
         std::vector<u32> own;
         for (u32 step = 0; step < steps; ++step) {
             const u32 choice = random() % 100;

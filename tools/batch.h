@@ -21,8 +21,8 @@ std::vector<conversion_job> plan_jobs(const std::vector<std::string> &inputs,
                                       const std::string &output, const std::string &extension);
 
 // Runs the jobs, up to `workers` at the same time, and returns the exit status. The failure of a
-// single job is thrown. Of several, each failure is printed, the others are still run, and a summary
-// follows.
+// single job is thrown. Of several, each failure is printed, the others are still run, and a
+// summary follows.
 int run_jobs(const std::vector<conversion_job> &jobs, unsigned workers,
              const std::function<void(const conversion_job &)> &run);
 

@@ -36,8 +36,9 @@ struct library_context {
 } // namespace
 
 void declare_jobs(CLI::App &app, unsigned &jobs) {
-    app.add_option("--jobs", jobs, "Pictures that are worked on at the same time; 0: one for each "
-                                   "processor")
+    app.add_option("--jobs", jobs,
+                   "Pictures that are worked on at the same time; 0: one for each "
+                   "processor")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(0u, most_jobs));

@@ -45,7 +45,8 @@ extern "C" {
 
 /**
  * Creates a context, with the error handlers of the calling thread's context and otherwise in the
- * state that VIQ_Init leaves. The calling thread stays bound to its own.
+ * state that VIQ_Init leaves. The calling thread stays bound to its own context, which is started
+ * first if it has not been (VIQ_Init).
  *
  * @return the context, 1 to 65535, or:
  *   VIQ_ERR_MEMORY "": an allocation failed;
@@ -56,7 +57,7 @@ VIQ_API uint32_t VIQ_context_create(void);
 
 /**
  * Binds the calling thread to a context. Its previous context becomes free for another thread; so
- * does its context when the thread ends.
+ * does its context when the thread ends. This call needs no serialising with those of other threads.
  *
  * @param hContext  a context, or 0 for the process's own
  * @return 0, or:
