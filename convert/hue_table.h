@@ -6,7 +6,7 @@
 
 namespace viq {
 
-// Generates the table if there is none yet.
+// Generates the table if it has not been generated.
 u32 need_hue_table(const u16 *&table);
 
 } // namespace viq

@@ -79,7 +79,7 @@ struct scoped_binding {
     ~scoped_binding() { bound_context = before; }
 };
 
-// The first free place, appended if there is none; null: memory runs out or no number is left.
+// The first free place, or a new one at the end; null: memory runs out or no number is left.
 std::unique_ptr<owned_context> *find_place(u32 &code) {
     const auto free = std::find(contexts.slots.begin(), contexts.slots.end(), nullptr);
     if (free != contexts.slots.end())

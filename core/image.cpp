@@ -498,7 +498,7 @@ void destroy_object(tVIQ_Image *image) {
         std::free(image);
 }
 
-// An object that no handle refers to because a caller has replaced it; null: there is none.
+// An object that no handle refers to because a caller has replaced it, or null.
 tVIQ_Image *find_orphan() {
     const shared_lock guard(images.lock);
     tVIQ_Image *orphan = nullptr;

@@ -95,7 +95,7 @@ void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map);
 u32 report_bad_handle(const char *function);
 
 // The images of a call belong to the calling thread's context until it returns. `busy` if a call of
-// another context is using one of them; then the call must not go on.
+// another context is using one of them; then the call must not continue.
 struct image_use {
     std::atomic<u32> *marks[2] = {}; // that this call has set
     bool busy = false;

@@ -21,7 +21,7 @@ inline bool called_by_handler() {
     return running_report() != 0;
 }
 
-// The calling thread runs a handler; threads that share context 0 are told apart.
+// The calling thread runs a handler, not another thread of the same context.
 bool handler_runs_here();
 
 inline u32 low_word(u64 value) {

@@ -24,7 +24,7 @@ void unpack_words(const colour_fields &fields, const u8 *words, u8 *rgb, u32 pix
     }
 }
 
-// Samples of up to 16 bits that lie in up to three bytes.
+// Samples of up to 16 bits, each part of up to three bytes.
 u32 bits_at(const u8 *packed, u64 position, u32 bits) {
     const u8 *at = packed + static_cast<std::size_t>(position / 8);
     const u32 end = static_cast<u32>(position % 8) + bits;

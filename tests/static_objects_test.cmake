@@ -1,6 +1,6 @@
 # All objects of the library that can change are declared with VIQ_PER_CONTEXT, which adds the suffix
-# _of_process to the name of context 0's object, or stand in this list with the reason why threads
-# can share them.
+# _of_process to the name of context 0's object, or are in this list with the reason why threads can
+# share them.
 
 cmake_policy(VERSION 3.25)
 

@@ -65,7 +65,7 @@ file_ptr open_special(const std::string &name) {
 
 #else
 
-// A named pipe without a program that writes to it would block for ever.
+// A named pipe without a program that writes to it would block without end.
 file_ptr open_special(const std::string &name) {
     constexpr int longest_wait = 5000; // milliseconds until the first byte
     if (!fs::is_fifo(name) || name.starts_with("/dev/") || name.starts_with("/proc/"))

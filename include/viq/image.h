@@ -53,7 +53,8 @@ VIQ_API tVIQ_Colour *VIQ_image_create_cmap(void);
 
 /**
  * Destroys an image with its data, colourmap, colourmap record and JPEG or wavelet record. A buffer
- * of the caller that has been locked is not freed.
+ * of the caller that has been locked is not freed. Strip sequences of the calling thread's context
+ * that the image takes part in end, and the files that they read or write are closed.
  *
  * @param hImage  an image handle, or one of two other values. VIQ_ALL_IMAGES destroys every image,
  *     chroma-key object and lookup table and frees the library's scratch memory. VIQ_ANY_IMAGE
