@@ -50,7 +50,7 @@ void end_sequences_of(const tVIQ_Image &image);
 u32 free_slot();
 void set_slot(u32 handle, tVIQ_Image *image);
 bool in_a_slot(const tVIQ_Image *image);
-tVIQ_Image *take_from_slots(u32 handle);
+tVIQ_Image *take_from_slots(u32 handle, bool &busy);
 void set_defaults(tVIQ_Image &image);
 void destroy_object(tVIQ_Image *image);
 u32 destroy_all();
@@ -133,11 +133,10 @@ u32 VIQ_image_destroy(u32 hImage) {
     const tVIQ_Image *image = find_image(hImage);
     if (image != nullptr && is_frozen(*image))
         return report_unchangeable(name, hImage);
-    if (tVIQ_Image *taken = take_from_slots(hImage))
+    bool busy = false;
+    if (tVIQ_Image *taken = take_from_slots(hImage, busy))
         destroy_object(taken);
-    else if (find_image(hImage) != nullptr)
-        return report_used_elsewhere(name);
-    return success;
+    return busy ? report_used_elsewhere(name) : success;
 }
 
 namespace viq {
@@ -187,11 +186,11 @@ bool some_image_has(const Tjpeg &record, bool (*condition)(const image_companion
 
 void image_use::take(const tVIQ_Image *one, const tVIQ_Image *other) {
     const u32 mine = context_mark();
-    const tVIQ_Image *images[] = {one, other != one ? other : nullptr};
+    const tVIQ_Image *used[] = {one, other != one ? other : nullptr};
     for (unsigned n = 0; n < 2 && !busy; ++n) {
-        if (images[n] == nullptr)
+        if (used[n] == nullptr)
             continue;
-        std::atomic<u32> &user = companion(*images[n]).user;
+        std::atomic<u32> &user = companion(*used[n]).user;
         u32 before = 0;
         if (user.compare_exchange_strong(before, mine, std::memory_order_acquire))
             marks[n] = &user;
@@ -446,16 +445,18 @@ bool in_a_slot(const tVIQ_Image *image) {
 }
 
 // Removes the image from all handles that refer to it, so that no other thread can destroy it too.
-// Null if there is no image or a call of another context is using it.
-tVIQ_Image *take_from_slots(u32 handle) {
+// Null if there is no image or, `busy`, a call of another context is using it.
+tVIQ_Image *take_from_slots(u32 handle, bool &busy) {
     const shared_lock guard(images.lock);
     tVIQ_Image *image = find_image(handle);
     if (image == nullptr)
         return nullptr;
     const image_companion &own = companion(*image);
     const u32 user = own.user.load(std::memory_order_acquire);
-    if (user != 0 && user != context_mark())
+    if (user != 0 && user != context_mark()) {
+        busy = true;
         return nullptr;
+    }
     set_slot(handle, nullptr);
     if (own.set_by_caller)
         for (u32 other = 1; other < handles_in_use(); ++other)
@@ -512,19 +513,17 @@ tVIQ_Image *find_orphan() {
 
 // All images, and the other objects of the calling thread's context.
 u32 destroy_all() {
-    bool complete = true;
-    for (u32 handle = 1; handle < handles_in_use(); ++handle) {
-        if (tVIQ_Image *image = take_from_slots(handle))
+    bool busy = false;
+    for (u32 handle = 1; handle < handles_in_use(); ++handle)
+        if (tVIQ_Image *image = take_from_slots(handle, busy))
             destroy_object(image);
-        complete = complete && find_image(handle) == nullptr;
-    }
     while (tVIQ_Image *orphan = find_orphan())
         destroy_object(orphan);
     end_sequences_here(nullptr);
     hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
     hooks.destroy_lookup_tables(VIQ_ALL_IMAGES);
     free_scratch();
-    return complete ? success : report_used_elsewhere("VIQ_image_destroy");
+    return busy ? report_used_elsewhere("VIQ_image_destroy") : success;
 }
 
 // Frees a colourmap of the library once no image uses it. Maps that a caller has set are kept.

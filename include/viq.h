@@ -117,9 +117,10 @@
  *
  * @section viq_threads Threads
  *
- * What the library keeps between calls belongs to a context, and every thread is bound to one. Threads
- * that are bound to different contexts call the library at the same time; see @ref viq_context. All
- * threads are bound to context 0 at first and must then not call the library at the same time.
+ * What the library keeps between calls belongs to a context, and every thread is bound to one.
+ * Threads that are bound to different contexts call the library at the same time; see @ref
+ * viq_context. All threads are bound to context 0 at first and must then not call the library at
+ * the same time.
  */
 
 #include "viq/camera.h"

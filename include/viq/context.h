@@ -57,7 +57,8 @@ VIQ_API uint32_t VIQ_context_create(void);
 
 /**
  * Binds the calling thread to a context. Its previous context becomes free for another thread; so
- * does its context when the thread ends. This call needs no serialising with those of other threads.
+ * does its context when the thread ends. This call needs no serialising with those of other
+ * threads.
  *
  * @param hContext  a context, or 0 for the process's own
  * @return 0, or:
@@ -73,9 +74,10 @@ VIQ_API uint32_t VIQ_context_use(uint32_t hContext);
 VIQ_API uint32_t VIQ_context_current(void);
 
 /**
- * Destroys a context: ends what is under way in it, closes its files, frees its tables and objects. A
- * file that is being written keeps the lines that it has, as after VIQ_STRIP_FINISH. Images are not
- * destroyed. If it is the calling thread's own context, the thread is bound to context 0 afterwards.
+ * Destroys a context: ends what is under way in it, closes its files, frees its tables and objects.
+ * A file that is being written keeps the lines that it has, as after VIQ_STRIP_FINISH. Images are
+ * not destroyed. If it is the calling thread's own context, the thread is bound to context 0
+ * afterwards.
  *
  * @param hContext  a context; context 0 cannot be destroyed
  * @return 0, or:

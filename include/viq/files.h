@@ -84,8 +84,8 @@ enum {
  * A component with n bits is scaled to v x 255 / (2^n - 1), rounded to the nearest value.
  * VIQ_PALETTED has 256 colours, of which those that the file does not have are black. BMP and TGA
  * pictures are delivered with the top line first and the left pixel first, regardless of the order
- * in the file. TIFF pictures are delivered as stored; VIQ_image_get_file_info returns the orientation.
- * Alpha and other samples beyond the colour are dropped.
+ * in the file. TIFF pictures are delivered as stored; VIQ_image_get_file_info returns the
+ * orientation. Alpha and other samples beyond the colour are dropped.
  *
  * The mode that is set while a header is read applies to the file until its end. JPEG data is
  * decompressed in the mode in which its header was read.

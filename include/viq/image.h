@@ -61,6 +61,9 @@ VIQ_API tVIQ_Colour *VIQ_image_create_cmap(void);
  *     destroys nothing: if no image exists it frees the scratch memory.
  * @return 0, also if the handle names no image; VIQ_ERR_INTERNAL without a report for VIQ_ANY_IMAGE
  *     while an image exists
+ * @par Errors
+ * - VIQ_ERR_STATE "Image in use by another thread": a call of another context is using it;
+ *   VIQ_ALL_IMAGES destroys the others
  */
 VIQ_API uint32_t VIQ_image_destroy(uint32_t hImage);
 
