@@ -109,11 +109,11 @@ tVIQ_Colour *VIQ_image_create_cmap(void) {
     auto *map = static_cast<tVIQ_Colour *>(std::malloc(colourmap_bytes));
     if (map == nullptr)
         return nullptr;
+    std::memset(map, 0xAA, colourmap_bytes);
     if (enter_value(colourmaps, map) == nullptr) {
         std::free(map);
         return nullptr;
     }
-    std::memset(map, 0xAA, colourmap_bytes);
     return map;
 }
 
