@@ -100,7 +100,7 @@ const std::vector<file_kind> kinds = {
      raw_sink},
 };
 
-// First bytes of files that the library does not detect.
+// First bytes of files that the library does not detect, and of those that need no other look.
 struct signature {
     std::string_view bytes;
     const char *kind;
@@ -115,6 +115,8 @@ constexpr signature signatures[] = {
     {"P5", pnm_name},
     {"P6", pnm_name},
     {"P7", "PAM"},
+    {{"II\x2A\0", 4}, "TIFF"},
+    {{"MM\0\x2A", 4}, "TIFF"},
     {{"II\x2B\0", 4}, "TIFF"}, // with offsets of 64 bits
     {{"MM\0\x2B", 4}, "TIFF"},
     {"GIF8", "GIF"},
@@ -135,13 +137,6 @@ const file_kind *find_extension(std::string extension) {
         return std::find(kind.extensions.begin(), kind.extensions.end(), extension) !=
                kind.extensions.end();
     });
-}
-
-std::string first_bytes(const std::string &path, const std::string &name) {
-    std::string bytes(16, '\0');
-    const file_ptr file = open_or_fail(path, "rb", name, "cannot be opened");
-    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
-    return bytes;
 }
 
 // Names that several kinds share appear once.
@@ -169,8 +164,8 @@ const file_kind &kind_of_type(const std::string &type) {
     return *kind;
 }
 
-const file_kind &kind_of_content(const std::string &path, const std::string &name) {
-    const std::string bytes = first_bytes(path, name);
+const file_kind &kind_of_content(const input_file &input, const std::string &name) {
+    const std::string &bytes = input.first_bytes;
     if (bytes.empty())
         throw failure{name + ": the file is empty"};
     const auto *known =
@@ -179,14 +174,14 @@ const file_kind &kind_of_content(const std::string &path, const std::string &nam
     const std::string readable = " (viq reads: " + readable_kinds() + ")";
     if (known != std::end(signatures)) {
         const file_kind *kind = find_kind([known](const file_kind &k) {
-            return std::string_view(k.name) == known->kind && k.fallback != nullptr;
+            return std::string_view(k.name) == known->kind && k.is_readable();
         });
         if (kind == nullptr)
             throw failure{name + ": this build of viq cannot read " + known->kind + " files" +
                           readable};
         return *kind;
     }
-    const uint32_t code = VIQ_image_find_file_format(path.c_str());
+    const uint32_t code = VIQ_image_find_file_format(input.path.c_str());
     check(code, name);
     const file_kind *kind =
         find_kind([code](const file_kind &k) { return k.code == code && k.is_readable(); });

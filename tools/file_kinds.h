@@ -7,6 +7,7 @@
 
 #include "tools/coding_options.h"
 #include "tools/decoded_picture.h"
+#include "tools/input_file.h"
 #include "tools/strip_sink.h"
 #include "viq.h"
 
@@ -42,9 +43,8 @@ const file_kind &kind_of_extension(const std::string &path);
 // The kind of a type name: an extension with or without its dot.
 const file_kind &kind_of_type(const std::string &type);
 
-// Opens the file, detects its kind and closes it. Throws a failure for an unknown kind. `name` is
-// for error messages.
-const file_kind &kind_of_content(const std::string &path, const std::string &name);
+// Throws a failure for an unknown kind. `name` is for error messages.
+const file_kind &kind_of_content(const input_file &input, const std::string &name);
 
 // The extensions of the kinds that can be written and the names of those that can be read,
 // separated by blanks.

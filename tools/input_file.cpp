@@ -14,6 +14,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
+std::string first_bytes(std::FILE *file) {
+    std::string bytes(16, '\0');
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
+    return bytes;
+}
+
 input_file copy_of(std::FILE *stream, const std::string &name);
 input_file link_to(const std::string &name);
 file_ptr open_special(const std::string &name);
@@ -28,10 +34,10 @@ input_file open_input(const std::string &name) {
         throw failure{name + ": is a folder"};
     if (is_special_file(name))
         return copy_of(open_special(name).get(), name);
-    open_or_fail(name, "rb", name, "cannot be opened");
-    if (name.size() > longest_library_name)
-        return link_to(name);
-    return {name};
+    const file_ptr file = open_or_fail(name, "rb", name, "cannot be opened");
+    input_file input = name.size() > longest_library_name ? link_to(name) : input_file{name};
+    input.first_bytes = first_bytes(file.get());
+    return input;
 }
 
 namespace {
@@ -40,8 +46,10 @@ input_file copy_of(std::FILE *stream, const std::string &name) {
     input_file input = {{}, std::make_shared<temporary_folder>()};
     const fs::path copy = input.folder->path / "input";
     input.path = copy.string();
-    const file_ptr to = open_or_fail(copy, "wb", input.path, "cannot be created");
+    const file_ptr to = open_or_fail(copy, "w+b", input.path, "cannot be created");
     copy_stream(stream, name, to.get(), input.path);
+    std::rewind(to.get());
+    input.first_bytes = first_bytes(to.get());
     return input;
 }
 

@@ -11,7 +11,8 @@ namespace tool {
 struct input_file {
     std::string path; // of the file or of a copy of or a link to it
     std::shared_ptr<temporary_folder> folder =
-        nullptr; // of the copy or link; null if there is none
+        nullptr;                  // of the copy or link; null if there is none
+    std::string first_bytes = {}; // at most 16
 };
 
 // Throws a failure with the system's reason if the file cannot be opened. Standard input, pipes and

@@ -44,8 +44,8 @@ picture_source open_picture(const std::string &file, const reading_options &how)
     picture_source source;
     source.name = file == standard_stream ? "standard input" : file;
     source.input = open_input(file);
-    source.kind = how.type.empty() ? &kind_of_content(source.input.path, source.name)
-                                   : &kind_of_type(how.type);
+    source.kind =
+        how.type.empty() ? &kind_of_content(source.input, source.name) : &kind_of_type(how.type);
     if (!source.kind->is_readable())
         throw failure{source.name + ": viq cannot read files of type " + source.kind->name};
     if (source.kind->code == 0 || how.page != 1) {
