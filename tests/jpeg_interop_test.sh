@@ -3,31 +3,15 @@
 # missing. Arguments: the tool, the source folder.
 set -uo pipefail
 
+source "$(dirname "$0")/interop/status_checks.sh"
 tool=$(realpath "$1")
 samples=$(realpath "$2")/samples
-for program in djpeg cjpeg convert compare; do
-    command -v "$program" > /dev/null || { echo "skipped: $program is missing"; exit 77; }
-done
+need djpeg cjpeg convert compare
 [ -n "${VIQ_JPEG_PLANES:-}" ] ||
     echo "skipped: samples before colour conversion: the library was built without libjpeg's headers"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
-
-checks=0
-failures=0
-
-expect() { # STATUS COMMAND...
-    local status=$1 output got
-    shift
-    output=$("$@" 2>&1)
-    got=$?
-    checks=$((checks + 1))
-    if [ "$got" -ne "$status" ]; then
-        failures=$((failures + 1))
-        printf 'FAILED: %s\n  wanted status %s, got %s and:\n%s\n' "$*" "$status" "$got" "$output"
-    fi
-}
 
 # psnr A B LEAST: as ImageMagick computes it, independently of the tool.
 psnr() {

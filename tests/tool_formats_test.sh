@@ -3,30 +3,14 @@
 # with status 77 if a program is missing. Arguments: the tool, the source folder.
 set -uo pipefail
 
+source "$(dirname "$0")/interop/status_checks.sh"
 tool=$(realpath "$1")
 samples=$(realpath "$2")/samples
-for program in convert identify tiffcp tiffinfo pnmtoplainpnm pamdepth ppmtopgm; do
-    command -v "$program" > /dev/null || { echo "skipped: $program is missing"; exit 77; }
-done
+need convert identify tiffcp tiffinfo pnmtoplainpnm pamdepth ppmtopgm
 libraries=$("$tool" --version | sed -n 's/^other libraries: //p')
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
-
-checks=0
-failures=0
-
-check() { # STATUS COMMAND...
-    local status=$1 output got
-    shift
-    output=$("$@" 2>&1)
-    got=$?
-    checks=$((checks + 1))
-    if [ "$got" -ne "$status" ]; then
-        failures=$((failures + 1))
-        printf 'FAILED: %s\n  expected status %s, got %s and:\n%s\n' "$*" "$status" "$got" "$output"
-    fi
-}
 
 same() { # A B: the pixels of two files as ImageMagick reads them, with all their bits
     [ "$(identify -format '%w %h' "$1")" = "$(identify -format '%w %h' "$2")" ] &&
@@ -36,11 +20,11 @@ same() { # A B: the pixels of two files as ImageMagick reads them, with all thei
 equal() { "$tool" compare "$@"; }
 
 reads() { # FILE REFERENCE: the tool's decoding equals a PNM file, and survives each lossless kind
-    check 0 equal "$1" "$2"
+    expect 0 equal "$1" "$2"
     for kind in $kinds; do
-        check 0 "$tool" convert "$1" "out.$kind"
-        check 0 equal "$2" "out.$kind"
-        [ "$kind" = raw ] || check 0 same "out.$kind" "$2"
+        expect 0 "$tool" convert "$1" "out.$kind"
+        expect 0 equal "$2" "out.$kind"
+        [ "$kind" = raw ] || expect 0 same "out.$kind" "$2"
     done
 }
 
@@ -55,18 +39,18 @@ kinds="pnm pam"
 for name in colour.ppm grey.pgm deep.pgm; do
     reads "$name" "$name"
     pnmtoplainpnm "$name" > plain.pnm
-    check 0 equal plain.pnm "$name"
+    expect 0 equal plain.pnm "$name"
 done
-check 0 "$tool" convert bits.pbm out.pbm
-check 2 "$tool" convert colour.ppm out.pbm
+expect 0 "$tool" convert bits.pbm out.pbm
+expect 2 "$tool" convert colour.ppm out.pbm
 pnmtoplainpnm bits.pbm > plain.pbm
-check 0 equal plain.pbm bits.pbm
+expect 0 equal plain.pbm bits.pbm
 pamdepth 15 colour.ppm > fifteen.ppm 2> /dev/null
 convert fifteen.ppm -depth 8 eight.ppm
-check 0 equal fifteen.ppm eight.ppm
+expect 0 equal fifteen.ppm eight.ppm
 convert colour.ppm -alpha set -channel A -evaluate set 40% alpha.pam
-check 0 equal alpha.pam colour.ppm
-check 0 grep -q "the alpha channel is dropped" <("$tool" convert alpha.pam out.bmp 2>&1)
+expect 0 equal alpha.pam colour.ppm
+expect 0 grep -q "the alpha channel is dropped" <("$tool" convert alpha.pam out.bmp 2>&1)
 
 # Damaged headers and missing data are rejected.
 head -c 500 colour.ppm > cut.ppm
@@ -79,7 +63,7 @@ printf 'P7\nWIDTH 2\nHEIGHT 1\nDEPTH 9\nMAXVAL 255\nENDHDR\n' > deep.pam
 printf 'P7\nWIDTH 2\n' > short.pam
 printf 'P6' > tiny.ppm
 for name in cut.ppm zero.pgm large.pgm wide.pgm above.pgm letter.pgm deep.pam short.pam tiny.ppm; do
-    check 2 "$tool" convert "$name" out.bmp
+    expect 2 "$tool" convert "$name" out.bmp
 done
 
 # ---- PNG
@@ -102,24 +86,24 @@ if [[ $libraries == *libpng* ]]; then
     reads in.png palette.ppm
     convert colour.ppm -depth 16 -resize 200% -define png:bit-depth=16 deep.png
     convert deep.png -depth 8 reference.ppm
-    check 0 equal --tolerance 1 deep.png reference.ppm
-    check 0 grep -q "reduced to 8" <("$tool" convert deep.png out.bmp 2>&1)
+    expect 0 equal --tolerance 1 deep.png reference.ppm
+    expect 0 grep -q "reduced to 8" <("$tool" convert deep.png out.bmp 2>&1)
     convert alpha.pam alpha.png
-    check 0 equal alpha.png colour.ppm
-    check 0 grep -q "the alpha channel is dropped" <("$tool" info alpha.png)
-    check 0 grep -q "read by libpng" <("$tool" info alpha.png)
-    check 0 "$tool" convert --bilevel 128 grey.pgm bits.png
-    check 0 grep -q "^1$" <(identify -format '%[png:IHDR.bit-depth-orig]\n' bits.png)
+    expect 0 equal alpha.png colour.ppm
+    expect 0 grep -q "the alpha channel is dropped" <("$tool" info alpha.png)
+    expect 0 grep -q "read by libpng" <("$tool" info alpha.png)
+    expect 0 "$tool" convert --bilevel 128 grey.pgm bits.png
+    expect 0 grep -q "^1$" <(identify -format '%[png:IHDR.bit-depth-orig]\n' bits.png)
     "$tool" convert --bilevel 128 grey.pgm reference.pbm
-    check 0 same bits.png reference.pbm
+    expect 0 same bits.png reference.pbm
     head -c 1000 deep.png > cut.png
-    check 2 "$tool" convert cut.png out.bmp
+    expect 2 "$tool" convert cut.png out.bmp
     head -c 20 deep.png > cut.png
-    check 2 "$tool" info cut.png
+    expect 2 "$tool" info cut.png
 else
     echo "skipped: PNG: the tool was built without libpng"
     printf '\x89PNG\r\n\x1a\n' > any.png
-    check 2 "$tool" info any.png
+    expect 2 "$tool" info any.png
 fi
 
 # ---- TIFF
@@ -135,30 +119,30 @@ if [[ $libraries == *libtiff* ]]; then
             reads in.tif "$name"
         done
     done
-    check 0 grep -q "read by libtiff" <("$tool" info in.tif)
+    expect 0 grep -q "read by libtiff" <("$tool" info in.tif)
     convert bits.pbm -compress Group4 in.tif
-    check 0 equal in.tif bits.pbm
+    expect 0 equal in.tif bits.pbm
     convert grey.pgm -define quantum:polarity=min-is-white -compress lzw in.tif
-    check 0 grep -q min-is-white <(tiffinfo in.tif)
+    expect 0 grep -q min-is-white <(tiffinfo in.tif)
     convert in.tif reference.pgm
-    check 0 equal in.tif reference.pgm
-    convert palette.ppm -type Palette -compress lzw in.tif 2> /dev/null && check 0 equal in.tif palette.ppm
+    expect 0 equal in.tif reference.pgm
+    convert palette.ppm -type Palette -compress lzw in.tif 2> /dev/null && expect 0 equal in.tif palette.ppm
     convert colour.ppm -depth 16 -compress lzw in.tif
-    check 0 equal in.tif colour.ppm
-    check 0 grep -q "reduced to 8" <("$tool" info in.tif)
+    expect 0 equal in.tif colour.ppm
+    expect 0 grep -q "reduced to 8" <("$tool" info in.tif)
     convert alpha.pam -compress lzw in.tif
-    check 0 equal in.tif colour.ppm
+    expect 0 equal in.tif colour.ppm
     convert colour.ppm grey.pgm -compress lzw pages.tif
-    check 0 "$tool" convert --page 2 pages.tif out.pgm
-    check 0 same out.pgm grey.pgm
+    expect 0 "$tool" convert --page 2 pages.tif out.pgm
+    expect 0 same out.pgm grey.pgm
     tiffcp -c none pages.tif plain.tif
     for name in pages.tif plain.tif; do
-        check 0 grep -q "2 pages" <("$tool" info $name)
-        check 0 grep -q "the first of 2 pages" <("$tool" convert $name out.bmp 2>&1)
+        expect 0 grep -q "2 pages" <("$tool" info $name)
+        expect 0 grep -q "the first of 2 pages" <("$tool" convert $name out.bmp 2>&1)
     done
-    check 2 "$tool" convert --page 3 pages.tif out.pgm
+    expect 2 "$tool" convert --page 3 pages.tif out.pgm
     head -c 700 pages.tif > cut.tif
-    check 2 "$tool" convert cut.tif out.bmp
+    expect 2 "$tool" convert cut.tif out.bmp
 else
     echo "skipped: compressed TIFF: the tool was built without libtiff"
 fi
