@@ -38,6 +38,7 @@ struct owned_context {
 };
 
 struct context_table {
+    constant_mutex creation; // one context is created at a time
     constant_mutex lock;
     std::vector<std::unique_ptr<owned_context>> slots; // index: number - 1
     u32 created = 0;                                   // contexts that exist
@@ -135,12 +136,15 @@ using namespace viq;
 
 u32 VIQ_context_create(void) {
     constexpr const char *name = "VIQ_context_create";
+    if (handler_runs_here())
+        return VIQ_ERR_STATE;
+    const std::lock_guard creating(contexts.creation);
     if (const u32 code = ensure_started(); is_error(code))
         return code;
     std::unique_ptr<owned_context> made = make_context();
     u32 code = made != nullptr ? success : VIQ_ERR_MEMORY;
     if (!is_error(code)) {
-        const error_records handlers = copy_error_records();
+        const error_records handlers = copy_error_handlers();
         const scoped_binding binding(&made->record);
         take_error_handlers(handlers);
         code = start_up_tables();
@@ -154,10 +158,8 @@ u32 VIQ_context_create(void) {
             number = static_cast<u32>(place - contexts.slots.data()) + 1;
             made->record.number = number;
             *place = std::move(made);
-            if (contexts.created++ == 0) {
-                update_all_seen();
-                contexts_exist.store(true, std::memory_order_release);
-            }
+            ++contexts.created;
+            contexts_exist.store(true, std::memory_order_release);
             return number;
         }
     }

@@ -153,12 +153,7 @@ image_companion &companion(const tVIQ_Image &image) {
 }
 
 void update_seen(const tVIQ_Image &image) {
-    if (has_contexts())
-        store_seen(image, companion(image));
-}
-
-void update_all_seen() {
-    visit_objects([](const tVIQ_Image &, const image_companion &) { return true; });
+    store_seen(image, companion(image));
 }
 
 // Images of other contexts are left alone: a record is used by one thread.
@@ -294,8 +289,7 @@ void note_lock(tVIQ_Image &image) {
     image_companion &own = companion(image);
     const bool callers = image.data != own.buffer && image.data != own.wavelet;
     note_lock(own.lock, image, callers ? image.data : nullptr);
-    if (has_contexts())
-        store_seen(image, own);
+    store_seen(image, own);
     if (image.jpeg != nullptr)
         hooks.jpeg_note_lock(image);
 }

@@ -73,11 +73,8 @@ template <class Visit> void for_every_image(Visit visit) {
 
 image_companion &companion(const tVIQ_Image &image);
 
-// Updates what the search for shared memory sees of the image, once there are several contexts.
+// Updates what the search for shared memory sees of the image.
 void update_seen(const tVIQ_Image &image);
-
-// For the first context besides context 0.
-void update_all_seen();
 
 // The image's JPEG record is about to be destroyed: no image refers to it any more, nor does one
 // that a caller has replaced and may set again.

@@ -164,9 +164,13 @@ u32 library_version() {
     return errors->records[library_module].version;
 }
 
-error_records copy_error_records() {
-    error_records copy;
-    std::copy(std::begin(errors->records), std::end(errors->records), copy.begin());
+// The other fields may be changing in a thread that shares the context.
+error_records copy_error_handlers() {
+    error_records copy = {};
+    for (std::size_t n = 0; n < copy.size(); ++n) {
+        copy[n].version = errors->records[n].version;
+        copy[n].handler = errors->records[n].handler;
+    }
     return copy;
 }
 

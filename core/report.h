@@ -51,7 +51,7 @@ u32 library_version();
 // The handlers and versions of all modules, which a new context takes from its maker's.
 constexpr u32 module_count = 16;
 using error_records = std::array<tVIQ_ErrRecord, module_count>;
-error_records copy_error_records();
+error_records copy_error_handlers();
 void take_error_handlers(const error_records &from);
 
 } // namespace viq

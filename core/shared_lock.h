@@ -3,6 +3,11 @@
 
 #include <atomic>
 
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define VIQ_KNOWS_SINGLE_THREAD 1
+#endif
+
 #include "core/context.h"
 
 namespace viq {
@@ -22,10 +27,19 @@ struct constant_mutex {
     }
 };
 
-// Does nothing while context 0 is the only one: its threads serialise their calls.
+// False while the calling thread is the only one that can be in the library. Where the system does
+// not tell how many threads there are, that is as long as context 0 is the only one.
+inline bool has_threads() {
+#if defined(VIQ_KNOWS_SINGLE_THREAD)
+    return __libc_single_threaded == 0;
+#else
+    return has_contexts();
+#endif
+}
+
 struct shared_lock {
     constant_mutex *held;
-    explicit shared_lock(constant_mutex &lock) : held(has_contexts() ? &lock : nullptr) {
+    explicit shared_lock(constant_mutex &lock) : held(has_threads() ? &lock : nullptr) {
         if (held != nullptr)
             held->lock();
     }

@@ -46,19 +46,20 @@ extern "C" {
 /**
  * Creates a context, with the error handlers of the calling thread's context and otherwise in the
  * state that VIQ_Init leaves. The calling thread stays bound to its own context, which is started
- * first if it has not been (VIQ_Init).
+ * first if it has not been (VIQ_Init). Threads may call this function and VIQ_context_use at the
+ * same time as others call any function.
  *
  * @return the context, 1 to 65535, or:
  *   VIQ_ERR_MEMORY "": an allocation failed;
  *   VIQ_ERR_NO_HANDLES "Run out of contexts": 65535 contexts exist;
+ *   VIQ_ERR_STATE, not reported: called by an error handler;
  *   the error of the image that start-up creates for a moment
  */
 VIQ_API uint32_t VIQ_context_create(void);
 
 /**
  * Binds the calling thread to a context. Its previous context becomes free for another thread; so
- * does its context when the thread ends. This call needs no serialising with those of other
- * threads.
+ * does its context when the thread ends.
  *
  * @param hContext  a context, or 0 for the process's own
  * @return 0, or:
