@@ -50,10 +50,10 @@ typename address_table<Value>::entry *find_entry(address_table<Value> *table, co
     auto *entries = table->entries.data();
     for (std::size_t n = hash_of(address) & mask;; n = (n + 1) & mask) {
         const void *found = entries[n].address.load(std::memory_order_acquire);
-        if (found == address)
-            return &entries[n];
         if (found == nullptr)
             return nullptr;
+        if (found == address)
+            return &entries[n];
     }
 }
 

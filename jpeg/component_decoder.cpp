@@ -202,10 +202,10 @@ void join_pairs(const u8 *const (&from)[3], bool chroma_of_pairs, u32 pixels, u8
         const std::size_t right = x + 1 < pixels ? x + 1 : x;
         to[0] = from[0][x];
         to[2] = from[0][right];
-        for (std::size_t i = 1; i < 3; ++i) {
-            const u32 sum = u32{from[i][x]} + from[i][right];
-            to[2 * i - 1] = chroma_of_pairs ? from[i][x / 2] : static_cast<u8>((sum + 1) / 2);
-        }
+        for (std::size_t i = 1; i < 3; ++i)
+            to[2 * i - 1] = chroma_of_pairs
+                                ? from[i][x / 2]
+                                : static_cast<u8>((u32{from[i][x]} + from[i][right] + 1) / 2);
     }
 }
 
