@@ -88,10 +88,17 @@ decoded_picture read_by_libtiff(const std::string &path, const std::string &name
 
 namespace {
 
-tiff_ptr open_tiff(const std::string &path) {
-    first_error.clear();
+// The handlers are those of all threads.
+bool set_handlers() {
     TIFFSetErrorHandler(store_error);
     TIFFSetWarningHandler(nullptr);
+    return true;
+}
+
+tiff_ptr open_tiff(const std::string &path) {
+    static const bool handlers_set = set_handlers();
+    static_cast<void>(handlers_set);
+    first_error.clear();
     return {TIFFOpen(path.c_str(), "r"), TIFFClose};
 }
 

@@ -1,6 +1,8 @@
 #include "tools/replace_file.h"
 
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 
 #include "tools/image_handle.h"
@@ -88,14 +90,16 @@ fs::path resolve_link(const std::string &path) {
                                                                           : target;
 }
 
-// The name is short, because the library limits the length of file names.
+// The name is short, because the library limits the length of file names. Threads never get the
+// same number, so that they cannot take one name between the test and the creation of the file.
 fs::path unused_name_beside(const fs::path &path) {
-    constexpr auto numbers = 100000;
+    constexpr std::uint64_t numbers = 100000;
+    static std::atomic<std::uint64_t> next =
+        static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
     std::error_code ignored;
-    auto number = std::chrono::steady_clock::now().time_since_epoch().count() % numbers;
     fs::path name;
     do
-        name = fs::path(path).replace_filename(".v" + std::to_string(number++));
+        name = fs::path(path).replace_filename(".v" + std::to_string(next++ % numbers));
     while (fs::exists(name, ignored));
     return name;
 }
