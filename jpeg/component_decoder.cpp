@@ -34,12 +34,10 @@ u32 begin_components(component_decoder &decoder, const tVIQ_Image &image) {
     decoder.data = image.jpeg->data;
     decoder.length = image.jpeg->data_length;
     decoder.restart_interval = form.restart_interval;
-    u32 h = 1, v = 1, blocks = 0;
-    for (u32 i = 0; i < form.components; ++i) {
-        h = std::max<u32>(h, form.component[i].h);
-        v = std::max<u32>(v, form.component[i].v);
+    const auto [h, v] = largest_factors(form);
+    u32 blocks = 0;
+    for (u32 i = 0; i < form.components; ++i)
         blocks += u32{form.component[i].h} * form.component[i].v;
-    }
     decoder.mcus = static_cast<u32>(rounded_up(image.width, 8 * h) / (8 * h));
     decoder.mcu_lines = 8 * v;
     decoder.mcu_rows =
@@ -69,15 +67,15 @@ u32 begin_plane(component_decoder &decoder, component_plane &plane, const scan_f
     const huffman_lists &ac = form.ac[component.ac_table];
     plane.steps = make_quantiser(form.q_tables[component.q_table]);
     plane.stride = std::size_t{16} * pairs_of(decoder.mcus * component.h);
-    const u32 pairs_in_row = pairs_of(mcus_at_once * component.h);
+    plane.h = component.h;
+    plane.v = component.v;
+    plane.pairs_in_row = pairs_of(mcus_at_once * component.h);
     const u64 samples = u64{plane.stride} * 8 * component.v;
     if (!build_dc_table(dc.bits, dc.vals, plane.dc) ||
         !build_ac_tables(ac.bits, ac.vals, plane.ac) ||
-        !try_resize(plane.pairs, u64{pairs_in_row} * component.v) ||
+        !try_resize(plane.pairs, u64{plane.pairs_in_row} * component.v) ||
         !try_resize(plane.samples, samples))
         return report_no_memory(name, samples);
-    plane.scan = {plane.dc.data(), &plane.ac,          component.h,
-                  component.v,     plane.pairs.data(), pairs_in_row};
     return success;
 }
 
@@ -115,11 +113,8 @@ u32 read_mcus_at(component_decoder &decoder, u32 count) {
     for (u32 i = 0; i < decoder.components; ++i) {
         component_plane &plane = decoder.planes[i];
         std::memset(plane.pairs.data(), 0, plane.pairs.size() * sizeof plane.pairs[0]);
-        scans[i] = plane.scan;
-        // A component that moved with the decoder has new addresses.
-        scans[i].dc = plane.dc.data();
-        scans[i].ac = &plane.ac;
-        scans[i].pairs = plane.pairs.data();
+        scans[i] = {plane.dc.data(), &plane.ac,          plane.h,
+                    plane.v,         plane.pairs.data(), plane.pairs_in_row};
     }
     const std::span<const scan_component> components(scans, decoder.components);
     for (u32 done = 0, part = 0; done < count; done += part) {
@@ -139,12 +134,12 @@ u32 read_mcus_at(component_decoder &decoder, u32 count) {
 }
 
 void transform_plane(component_plane &plane, u32 first, u32 count) {
-    const u32 pairs = pairs_of(count * plane.scan.h);
-    const std::size_t x = std::size_t{8} * first * plane.scan.h;
-    for (u32 v = 0; v < plane.scan.v; ++v)
+    const u32 pairs = pairs_of(count * plane.h);
+    const std::size_t x = std::size_t{8} * first * plane.h;
+    for (u32 v = 0; v < plane.v; ++v)
         for (u32 n = 0; n < pairs; ++n) {
             sample_pair samples;
-            transform_pair(plane.pairs[std::size_t{v} * plane.scan.pairs_in_row + n], plane.steps,
+            transform_pair(plane.pairs[std::size_t{v} * plane.pairs_in_row + n], plane.steps,
                            samples);
             u8 *to = plane.samples.data() + std::size_t{8} * v * plane.stride + x +
                      std::size_t{pair_width} * n;

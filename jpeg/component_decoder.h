@@ -9,7 +9,8 @@ namespace viq {
 
 // The samples of a component in the current row of MCUs.
 struct component_plane {
-    scan_component scan = {};
+    u32 h = 0, v = 0;     // blocks of an MCU, across and down
+    u32 pairs_in_row = 0; // of the MCUs that are decoded at a time
     quantiser steps = {};
     std::vector<dc_entry> dc;
     ac_tables ac = {};

@@ -1,6 +1,7 @@
 // The JPEG record that an image carries, and who owns its buffer of coded data.
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 
 #include "core/image.h"
@@ -30,6 +31,20 @@ struct scan_form {
     u8 adobe_transform;
     bool is_rgb;
 };
+
+// The largest sampling factors of the components.
+struct sampling_factors {
+    u32 h = 1, v = 1;
+};
+
+inline sampling_factors largest_factors(const scan_form &form) {
+    sampling_factors largest;
+    for (u32 i = 0; i < form.components; ++i) {
+        largest.h = std::max<u32>(largest.h, form.component[i].h);
+        largest.v = std::max<u32>(largest.v, form.component[i].v);
+    }
+    return largest;
+}
 
 // The writers write a header from which every decoder decodes the data.
 bool is_writable(const scan_form &form);

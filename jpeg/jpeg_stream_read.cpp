@@ -225,11 +225,7 @@ u16 colour_format(const Tjpeg &record) {
 
 // The sampling factors of the components divide the largest ones.
 bool can_be_sampled(const scan_form &form) {
-    u32 h = 1, v = 1;
-    for (u32 i = 0; i < form.components; ++i) {
-        h = std::max<u32>(h, form.component[i].h);
-        v = std::max<u32>(v, form.component[i].v);
-    }
+    const auto [h, v] = largest_factors(form);
     for (u32 i = 0; i < form.components; ++i) {
         const auto &c = form.component[i];
         if (c.h == 0 || c.v == 0 || h > 4 || v > 4 || h % c.h != 0 || v % c.v != 0)
