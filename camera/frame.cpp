@@ -18,7 +18,8 @@ struct frame_memory {
     const u8 *data;
     u64 size;
     u32 code, width, height, stride;
-    u32 image; // that the frame is converted to or from
+    u32 image;                            // that the frame is converted to or from
+    const frame_layout *layout = nullptr; // of the code, once it has been checked
     bool operator==(const frame_memory &) const = default;
 };
 
@@ -32,7 +33,7 @@ u32 describe(const char *function, const frame_layout *layout, tVIQ_FrameLayout 
 u32 find_layout(const char *function, u32 code, const frame_layout *&layout);
 u32 measure_frame(const char *function, const frame_layout &layout, u32 width, u32 height,
                   u32 stride, u64 &size);
-u32 check_frame(const char *function, const frame_memory &frame, u32 too_short);
+u32 check_frame(const char *function, frame_memory &frame, u32 too_short);
 u32 set_up_image(const char *function, const frame_memory &frame);
 verdict check_memory(const strip_call &call, const frame_memory &frame);
 u32 unpack_strip(const strip_call &call, const frame_memory &frame);
@@ -90,13 +91,13 @@ u32 VIQ_frame_get_size(u32 dwPixelFormat, u32 dwWidth, u32 dwHeight, u32 dwStrid
 
 u32 VIQ_frame_unpack(const void *pFrame, u64 qwBytes, u32 dwPixelFormat, u32 dwWidth, u32 dwHeight,
                      u32 dwStride, u32 hOutImage, u16 wStripCommand) {
-    const frame_memory frame = {static_cast<const u8 *>(pFrame),
-                                qwBytes,
-                                dwPixelFormat,
-                                dwWidth,
-                                dwHeight,
-                                dwStride,
-                                hOutImage};
+    frame_memory frame = {static_cast<const u8 *>(pFrame),
+                          qwBytes,
+                          dwPixelFormat,
+                          dwWidth,
+                          dwHeight,
+                          dwStride,
+                          hOutImage};
     if (wStripCommand != VIQ_STRIP_FINISH && !called_by_handler()) {
         u32 code = check_frame(unpack_transfer.name, frame, VIQ_ERR_CORRUPT);
         if (!is_error(code) && !unpacking->under_way)
@@ -110,8 +111,8 @@ u32 VIQ_frame_unpack(const void *pFrame, u64 qwBytes, u32 dwPixelFormat, u32 dwW
 u32 VIQ_frame_pack(void *pFrame, u64 qwBytes, u32 dwPixelFormat, u32 dwWidth, u32 dwHeight,
                    u32 dwStride, u32 hInImage, u16 wStripCommand) {
     u8 *target = static_cast<u8 *>(pFrame);
-    const packed_frame packed = {
-        {target, qwBytes, dwPixelFormat, dwWidth, dwHeight, dwStride, hInImage}, target};
+    packed_frame packed = {{target, qwBytes, dwPixelFormat, dwWidth, dwHeight, dwStride, hInImage},
+                           target};
     if (wStripCommand != VIQ_STRIP_FINISH && !called_by_handler()) {
         const u32 code = check_frame(pack_transfer.name, packed.frame, VIQ_ERR_PARAMETER);
         if (is_error(code))
@@ -252,12 +253,12 @@ u32 measure_frame(const char *function, const frame_layout &layout, u32 width, u
     return size < too_large ? success : report(function, VIQ_ERR_PARAMETER, "Frame is too large");
 }
 
-u32 check_frame(const char *function, const frame_memory &frame, u32 too_short) {
-    const frame_layout *layout = nullptr;
-    u32 code = find_layout(function, frame.code, layout);
+u32 check_frame(const char *function, frame_memory &frame, u32 too_short) {
+    u32 code = find_layout(function, frame.code, frame.layout);
     u64 size = 0;
     if (!is_error(code))
-        code = measure_frame(function, *layout, frame.width, frame.height, frame.stride, size);
+        code =
+            measure_frame(function, *frame.layout, frame.width, frame.height, frame.stride, size);
     if (is_error(code))
         return code;
     if (frame.data == nullptr)
@@ -312,7 +313,7 @@ u32 set_up_image(const char *function, const frame_memory &frame) {
     tVIQ_Image *image = find_image(frame.image);
     if (image == nullptr)
         return report_bad_handle(function);
-    const frame_layout &layout = *find_frame_layout(frame.code);
+    const frame_layout &layout = *frame.layout;
     const u32 code = VIQ_image_set_parameter(frame.image, VIQ_IMAGE_TYPE, layout.image_format);
     if (is_error(code))
         return code;
@@ -326,7 +327,7 @@ u32 unpack_strip(const strip_call &call, const frame_memory &frame) {
     const u32 code = renew_strip(call.in_handle);
     if (is_error(code))
         return code;
-    const frame_layout &layout = *find_frame_layout(frame.code);
+    const frame_layout &layout = *frame.layout;
     const frame_unpack_row unpack = row_of_packing(layout.packing).unpack;
     const line_view lines = lines_of(*call.in);
     for (u64 n = 0; n < lines.lines; ++n) {
@@ -339,7 +340,7 @@ u32 unpack_strip(const strip_call &call, const frame_memory &frame) {
 // ---- Packing
 
 verdict check_packed_image(const strip_call &call, const packed_frame &packed) {
-    const frame_layout &layout = *find_frame_layout(packed.frame.code);
+    const frame_layout &layout = *packed.frame.layout;
     const tVIQ_Image &image = *call.in;
     if (image.pixel_format != layout.image_format)
         return stop_with(report(call.name, VIQ_ERR_UNSUPPORTED | image.pixel_format,
@@ -357,7 +358,7 @@ u32 pack_strip(const strip_call &call, const packed_frame &packed) {
     if (!has_lines(*call.in, call.in->lines_per_strip))
         return report_no_data(call.name);
     const frame_memory &frame = packed.frame;
-    const frame_layout &layout = *find_frame_layout(frame.code);
+    const frame_layout &layout = *frame.layout;
     const frame_pack_row pack = row_of_packing(layout.packing).pack;
     const line_view lines = lines_of(*call.in);
     const auto line_bytes = static_cast<std::size_t>(bytes_of_pixels(layout, frame.width));

@@ -80,20 +80,36 @@ struct scoped_binding {
     ~scoped_binding() { bound_context = before; }
 };
 
-// The first free place, or a new one at the end; null: memory runs out or no number is left.
-std::unique_ptr<owned_context> *find_place(u32 &code) {
+// The first free number, or an error code.
+u32 free_number() {
     const auto free = std::find(contexts.slots.begin(), contexts.slots.end(), nullptr);
-    if (free != contexts.slots.end())
-        return &*free;
-    code = VIQ_ERR_NO_HANDLES;
-    if (contexts.slots.size() == last_context)
-        return nullptr;
-    code = VIQ_ERR_MEMORY;
-    try {
-        return &contexts.slots.emplace_back();
-    } catch (...) {
-        return nullptr;
-    }
+    const auto index = static_cast<std::size_t>(free - contexts.slots.begin());
+    if (index == last_context)
+        return VIQ_ERR_NO_HANDLES;
+    if (index == contexts.slots.size() && !try_resize(contexts.slots, index + 1))
+        return VIQ_ERR_MEMORY;
+    return static_cast<u32>(index) + 1;
+}
+
+// A new context has the error handlers of the calling thread's.
+u32 start(owned_context &made) {
+    const error_records handlers = copy_error_handlers();
+    const scoped_binding binding(&made.record);
+    take_error_handlers(handlers);
+    return start_up_tables();
+}
+
+// Returns the number of the context, or an error code.
+u32 enter_context(std::unique_ptr<owned_context> made) {
+    const std::lock_guard guard(contexts.lock);
+    const u32 number = free_number();
+    if (is_error(number))
+        return number;
+    made->record.number = number;
+    contexts.slots[number - 1] = std::move(made);
+    ++contexts.created;
+    contexts_exist.store(true, std::memory_order_release);
+    return number;
 }
 
 owned_context *find_context(u32 number) {
@@ -142,28 +158,14 @@ u32 VIQ_context_create(void) {
     if (const u32 code = ensure_started(); is_error(code))
         return code;
     std::unique_ptr<owned_context> made = make_context();
-    u32 code = made != nullptr ? success : VIQ_ERR_MEMORY;
-    if (!is_error(code)) {
-        const error_records handlers = copy_error_handlers();
-        const scoped_binding binding(&made->record);
-        take_error_handlers(handlers);
-        code = start_up_tables();
-        if (is_error(code)) // reported by what failed
-            return code;
-    }
-    u32 number = 0;
-    if (!is_error(code)) {
-        const std::lock_guard guard(contexts.lock);
-        if (std::unique_ptr<owned_context> *place = find_place(code)) {
-            number = static_cast<u32>(place - contexts.slots.data()) + 1;
-            made->record.number = number;
-            *place = std::move(made);
-            ++contexts.created;
-            contexts_exist.store(true, std::memory_order_release);
-            return number;
-        }
-    }
-    return report(name, code, code == VIQ_ERR_NO_HANDLES ? "Run out of contexts" : "");
+    if (made == nullptr)
+        return report(name, VIQ_ERR_MEMORY, "");
+    if (const u32 code = start(*made); is_error(code)) // reported by what failed
+        return code;
+    const u32 result = enter_context(std::move(made));
+    if (is_error(result))
+        return report(name, result, result == VIQ_ERR_NO_HANDLES ? "Run out of contexts" : "");
+    return result;
 }
 
 u32 VIQ_context_use(u32 hContext) {

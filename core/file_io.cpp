@@ -44,7 +44,7 @@ void drop(file_sequence &state) {
 }
 
 void end_sequences(file_sequence &state, const tVIQ_Image *image) {
-    if (image == nullptr || state.sequence.in == image || state.sequence.out == image)
+    if (takes_part(state.sequence, image))
         drop(state);
 }
 

@@ -12,7 +12,7 @@ strip_geometry geometry_of(const tVIQ_Image &image) {
 }
 
 void end_sequences(strip_sequence &sequence, const tVIQ_Image *image) {
-    if (image == nullptr || sequence.in == image || sequence.out == image)
+    if (takes_part(sequence, image))
         sequence = {};
 }
 

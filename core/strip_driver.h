@@ -38,6 +38,11 @@ struct strip_sequence {
 // The sequences of operations that are declared together.
 template <unsigned count> struct strip_sequences { strip_sequence of[count]; };
 
+// The image was one of those of the last call (null: any image).
+inline bool takes_part(const strip_sequence &sequence, const tVIQ_Image *image) {
+    return image == nullptr || sequence.in == image || sequence.out == image;
+}
+
 void end_sequences(strip_sequence &sequence, const tVIQ_Image *image);
 
 template <unsigned count>

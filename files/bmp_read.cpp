@@ -224,12 +224,7 @@ u32 parse_header(std::FILE *file, bmp_header &header) {
     return success;
 }
 
-struct compression_name {
-    u32 code;
-    const char *message;
-};
-
-constexpr compression_name unread_compressions[] = {
+constexpr named_value unread_compressions[] = {
     {4, "BMP compression JPEG is not supported"},
     {5, "BMP compression PNG is not supported"},
     {11, "BMP compression CMYK is not supported"},
@@ -245,9 +240,6 @@ u32 check_header(const bmp_header &header) {
         return report_unsupported("Unsupported image depth");
     if (header.size == os2_header_size && header.compression > bmp::rle4)
         return report_unsupported("BMP compression of OS/2 is not supported");
-    for (const compression_name &unread : unread_compressions)
-        if (unread.code == header.compression)
-            return report_unsupported(unread.message);
     switch (header.compression) {
     case bmp::not_compressed:
         return success;
@@ -260,7 +252,8 @@ u32 check_header(const bmp_header &header) {
     case bmp::colour_and_alpha_masks:
         return bits == 16 || bits == 32 ? success : report_corrupt(name);
     default:
-        return report_unsupported("Unrecognized compression type");
+        return report_unsupported(
+            message_for(unread_compressions, header.compression, "Unrecognized compression type"));
     }
 }
 

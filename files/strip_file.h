@@ -18,6 +18,20 @@ inline u32 report_corrupt(const char *function) {
 
 u32 report_format(const char *function, u16 format);
 
+// The message for a value of a header field.
+struct named_value {
+    u32 value;
+    const char *message;
+};
+
+inline const char *message_for(std::span<const named_value> names, u32 value,
+                               const char *otherwise) {
+    for (const named_value &named : names)
+        if (named.value == value)
+            return named.message;
+    return otherwise;
+}
+
 // ---- Lines
 
 // Lines of 1-bit images, whose length VIQ_image_check does not set: ceiling(width / 8) bytes,

@@ -477,11 +477,6 @@ entry directory::*list_of(u16 tag) {
     return nullptr;
 }
 
-struct named_value {
-    u32 value;
-    const char *message;
-};
-
 constexpr named_value unread_compressions[] = {
     {2, "TIFF compression CCITT RLE is not supported"},
     {3, "TIFF compression CCITT group 3 is not supported"},
@@ -519,14 +514,6 @@ u32 report_feature(const char *message) {
     return report(name, VIQ_ERR_UNSUPPORTED, message);
 }
 
-template <std::size_t count>
-u32 report_named(const named_value (&names)[count], u32 value, const char *otherwise) {
-    for (const named_value &named : names)
-        if (named.value == value)
-            return report_feature(named.message);
-    return report_feature(otherwise);
-}
-
 // Reads the values of a list; those after `most` are ignored. False if the list is not in the file
 // or not all its values are equal.
 bool equal_values(std::FILE *file, const directory &page, const entry &list, u32 most, u32 &value) {
@@ -550,15 +537,15 @@ constexpr u32 unsigned_samples = 1;
 u32 check_features(std::FILE *file, directory &page) {
     constexpr u32 reduced_or_mask = 1 | 4; // bits of NewSubfileType
     if (page.compression != 1)
-        return report_named(unread_compressions, page.compression,
-                            "TIFF compression is not supported");
+        return report_feature(message_for(unread_compressions, page.compression,
+                                          "TIFF compression is not supported"));
     if (page.tiles != 0)
         return report_feature("Tiled TIFF images are not supported");
     if ((page.subfile & reduced_or_mask) != 0)
         return report_feature("TIFF files that begin with a reduced image are not supported");
     if (page.photometric > tiff::palette && page.photometric != tiff::separated)
-        return report_named(unread_photometrics, page.photometric,
-                            "TIFF photometric interpretation is not supported");
+        return report_feature(message_for(unread_photometrics, page.photometric,
+                                          "TIFF photometric interpretation is not supported"));
     if (page.photometric == tiff::separated && page.ink_set != tiff::ink_set_cmyk)
         return report_feature("TIFF ink sets other than CMYK are not supported");
     if (page.planar != tiff::chunky && page.planar != tiff::planes)
