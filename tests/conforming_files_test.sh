@@ -5,12 +5,10 @@
 # Arguments: the tool, the source folder; VIQ_READ_PICTURE is the program tests/interop/read_picture.
 set -uo pipefail
 
+source "$(dirname "$0")/interop/status_checks.sh"
 reader=$(realpath "${VIQ_READ_PICTURE:?}")
 samples=$(realpath "$2")/samples
-for magick in magick /usr/bin/convert convert ''; do
-    [ -n "$magick" ] || { echo "skipped: ImageMagick is missing"; exit 77; }
-    "$magick" -version 2> /dev/null | grep -q ImageMagick && break
-done
+need_imagemagick
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2

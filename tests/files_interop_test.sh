@@ -3,22 +3,15 @@
 # 77 if one of them is missing. Arguments: the tool, the source folder.
 set -uo pipefail
 
+source "$(dirname "$0")/interop/status_checks.sh"
 tool=$(realpath "$1")
 samples=$(realpath "$2")/samples
-for program in tiffinfo tiffcp gs pnmtotiff pamtotiff tgatoppm ppmtotga pgmtopbm bmptopnm; do
-    command -v "$program" > /dev/null || { echo "skipped: $program is missing"; exit 77; }
-done
-for magick in magick /usr/bin/convert convert ''; do
-    [ -n "$magick" ] || { echo "skipped: ImageMagick is missing"; exit 77; }
-    "$magick" -version 2> /dev/null | grep -q ImageMagick && break
-done
+need tiffinfo tiffcp gs pnmtotiff pamtotiff tgatoppm ppmtotga pgmtopbm bmptopnm
+need_imagemagick
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
 cp "$samples"/*.bmp .
-
-checks=0
-failures=0
 
 check() { # NAME COMMAND...
     local name=$1

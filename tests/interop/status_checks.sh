@@ -10,6 +10,14 @@ need() { # PROGRAM...
     done
 }
 
+# Sets `magick` to ImageMagick's program, which has several names.
+need_imagemagick() {
+    for magick in magick /usr/bin/convert convert ''; do
+        [ -n "$magick" ] || { echo "skipped: ImageMagick is missing"; exit 77; }
+        "$magick" -version 2> /dev/null | grep -q ImageMagick && break
+    done
+}
+
 expect() { # STATUS COMMAND...
     local status=$1 output got
     shift
