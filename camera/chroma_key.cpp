@@ -139,7 +139,7 @@ u32 key_strip(const strip_call &call, const key_arguments &arguments) {
         return success;
     }
     const u32 pairs = in.width / 2;
-    std::vector<u8> decisions; // of the pairs of a line, with one more at both ends
+    vector<u8> decisions; // of the pairs of a line, with one more at both ends
     if (!try_resize(decisions, u64{pairs} + 2))
         return report_no_memory(call.worker_name, u64{pairs} + 2);
     u8 *keyed = decisions.data() + 1;

@@ -77,7 +77,7 @@ i64 mirrored(i64 n, i64 count) {
 
 // Five lines with margins; a new line replaces the oldest one.
 struct line_window {
-    std::vector<u8> bytes;
+    vector<u8> bytes;
     std::size_t stride;
 };
 

@@ -171,7 +171,7 @@ void fill_table(u8 *table, u32 largest, const balance &arguments, u32 colour) {
 u32 apply_balance(const strip_call &call, const balance &arguments) {
     const u32 largest = largest_sample(*call.in);
     const std::size_t entries = std::size_t{largest} + 1;
-    std::vector<u8> tables;
+    vector<u8> tables;
     if (!try_resize(tables, colours * entries))
         return report_no_memory(call.worker_name, colours * entries);
     for (u32 colour = 0; colour < colours; ++colour)

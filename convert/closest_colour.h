@@ -24,8 +24,8 @@ struct closest_cache {
     static constexpr u32 slots = 1u << slot_bits;
     static constexpr u32 no_colour = 0xFF000000; // of an empty slot; colours have 24 bits
     colour_planes planes;
-    std::vector<u32> colours;
-    std::vector<u8> indices;
+    vector<u32> colours;
+    vector<u8> indices;
 };
 
 // Starts an empty cache for a colourmap; false if memory runs out.

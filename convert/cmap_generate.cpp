@@ -165,7 +165,7 @@ u32 histogram_to_cmap(const strip_call &call) {
         return report(function, VIQ_ERR_INTERNAL | 1, "more than 8 bits in one colour");
     if (image.colourmap == nullptr)
         return report_no_colourmap(function);
-    std::vector<u16> order;
+    vector<u16> order;
     if (!try_resize(order, info.bin_count))
         return report_no_memory(function, info.bin_count * sizeof(u16));
     std::iota(order.begin(), order.end(), u16{0});

@@ -25,7 +25,7 @@ struct lut_rule {
 };
 
 struct lut {
-    std::vector<u8> bytes;
+    vector<u8> bytes;
     u16 data_width = 0; // of the images that the table is for; 0: any
 };
 
@@ -77,7 +77,7 @@ u32 VIQ_image_conv_LUT_save(u32 hImage, u16 wLUTType, const char *pszFileName) {
     code = check_fit(name, table, *find_image(hImage));
     if (is_error(code))
         return code;
-    unique_stream file(std::fopen(pszFileName, "wb"));
+    unique_stream file(open_file(pszFileName, "wb"));
     if (file == nullptr)
         return report(name, VIQ_ERR_OPEN, "Failed to create file");
     std::fwrite(table.bytes.data(), 1, table.bytes.size(), file.get());
@@ -100,7 +100,7 @@ u32 VIQ_image_conv_LUT_load(u32 hImage, u16 wLUTType, const char *pszFileName) {
         code = make_room(name, *rule, image, loaded);
     if (is_error(code))
         return code;
-    unique_stream file(std::fopen(pszFileName, "rb"));
+    unique_stream file(open_file(pszFileName, "rb"));
     if (file == nullptr)
         return report(name, VIQ_ERR_OPEN, "Failed to create file");
     const std::size_t size = loaded.bytes.size();

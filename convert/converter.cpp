@@ -107,7 +107,7 @@ u32 convert_skewed_lines(const strip_call &call, row_kernel row, const row_optio
     const tVIQ_Image &out = *call.out;
     const u64 strip = strip_size(in, in.lines_per_strip);
     const u64 line = line_pixel_bytes(in.bits_per_pixel) * in.width;
-    std::vector<u8> cut;
+    vector<u8> cut;
     if (!try_resize(cut, line))
         return report_no_memory(call.worker_name, line);
     for (u64 n = 0; n < in.lines_per_strip; ++n) {

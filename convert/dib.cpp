@@ -5,6 +5,7 @@
 #include "convert/dib.h"
 
 #include <cstring>
+#include <optional>
 
 #include "convert/converter.h"
 #include "core/image.h"
@@ -111,10 +112,11 @@ u32 complete_dib(const strip_call &call) {
 }
 
 u32 store_bottom_up(const strip_call &call) {
-    const scoped_image steps[2];
+    std::optional<scoped_image> steps[2];
     u32 current = call.in_handle;
     for (unsigned n = 0; find_image(current)->pixel_format != call.out->pixel_format; ++n) {
-        const u32 next = steps[n % 2].handle;
+        std::optional<scoped_image> &step = steps[n % 2];
+        const u32 next = step ? step->handle : step.emplace().handle;
         if (is_error(next))
             return next;
         const u32 code = convert_step(current, next, call.out->pixel_format);

@@ -1,9 +1,8 @@
 #include "convert/hue_table.h"
 
+#include <array>
 #include <atomic>
 #include <cmath>
-#include <memory>
-#include <new>
 #include <numbers>
 
 #include "core/context.h"
@@ -17,7 +16,8 @@ constexpr u32 table_size = 65536;
 constexpr int grey_radius = 6; // |u| and |v| up to here are treated as grey
 
 // Made once for all contexts and never changed.
-constinit std::atomic<const u16 *> hues = nullptr;
+using hue_table = std::array<u16, table_size>;
+constinit std::atomic<const hue_table *> hues = nullptr;
 
 double angle_of(int u, int v);
 double degrees_of(double angle);
@@ -28,17 +28,17 @@ u32 VIQ_CK_generate_UV_to_hue_LUT(void) {
     constexpr const char *name = "VIQ_CK_generate_UV_to_hue_LUT";
     if (hues.load(std::memory_order_acquire) != nullptr)
         return success;
-    std::unique_ptr<u16[]> made(new (std::nothrow) u16[table_size]);
+    auto made = make_owned<hue_table>();
     if (made == nullptr)
         return report(name, VIQ_ERR_MEMORY, "");
     for (u32 i = 0; i < table_size; ++i) {
         const int u = static_cast<int>(i >> 8) - 128;
         const int v = static_cast<int>(i & 255) - 128;
-        made[i] = static_cast<u16>(degrees_of(angle_of(u, v)));
-        if (made[i] > 359)
+        (*made)[i] = static_cast<u16>(degrees_of(angle_of(u, v)));
+        if ((*made)[i] > 359)
             return report(name, VIQ_ERR_INTERNAL, "Hue out of range");
     }
-    const u16 *none = nullptr;
+    const hue_table *none = nullptr;
     if (hues.compare_exchange_strong(none, made.get(), std::memory_order_acq_rel))
         made.release(); // otherwise another thread has been faster
     return success;
@@ -48,18 +48,18 @@ u32 VIQ_CK_destroy_UV_to_hue_LUT(void) {
     if (called_by_handler())
         return VIQ_ERR_STATE;
     if (!has_contexts()) // otherwise another thread may be using the table
-        delete[] hues.exchange(nullptr);
+        destroy_owned(const_cast<hue_table *>(hues.exchange(nullptr)));
     return success;
 }
 
 namespace viq {
 
 u32 need_hue_table(const u16 *&table) {
-    table = hues.load(std::memory_order_acquire);
-    if (table != nullptr)
-        return success;
-    const u32 code = VIQ_CK_generate_UV_to_hue_LUT();
-    table = hues.load(std::memory_order_acquire);
+    u32 code = success;
+    if (hues.load(std::memory_order_acquire) == nullptr)
+        code = VIQ_CK_generate_UV_to_hue_LUT();
+    const hue_table *made = hues.load(std::memory_order_acquire);
+    table = made != nullptr ? made->data() : nullptr;
     return code;
 }
 

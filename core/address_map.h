@@ -4,8 +4,6 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
-#include <vector>
 
 #include "core/shared_lock.h"
 #include "core/types.h"
@@ -19,7 +17,7 @@ template <class Value> struct address_table {
             nullptr; // null: free; removed_entry: free, but probed past
         std::atomic<Value *> value = nullptr;
     };
-    std::vector<entry> entries; // the number is a power of 2
+    vector<entry> entries; // the number is a power of 2
     std::size_t mask = 0;       // the number - 1
     std::size_t used = 0;       // entries that are not null
 };
@@ -78,15 +76,22 @@ void store_entry(address_table<Value> &table, const void *address, Value *value)
     table.entries[n].address.store(address, std::memory_order_release);
 }
 
-// Makes room for one more entry, a quarter of the table at most being in use; may throw.
-template <class Value> void make_room(address_map<Value> &map) {
+// Makes room for one more entry, a quarter of the table at most being in use; false: memory runs
+// out.
+template <class Value> bool make_room(address_map<Value> &map) {
     constexpr std::size_t first_size = 64;
     address_table<Value> *before = map.current.load(std::memory_order_relaxed);
     if (before != nullptr && before->used < before->entries.size() / 4)
-        return;
-    auto made = std::make_unique<address_table<Value>>();
-    made->entries = std::vector<typename address_table<Value>::entry>(
-        before != nullptr ? before->entries.size() * 2 : first_size);
+        return true;
+    auto made = make_owned<address_table<Value>>();
+    if (made == nullptr)
+        return false;
+    try {
+        made->entries = vector<typename address_table<Value>::entry>(
+            before != nullptr ? before->entries.size() * 2 : first_size);
+    } catch (...) {
+        return false;
+    }
     made->mask = made->entries.size() - 1;
     if (before != nullptr)
         for (const auto &entry : before->entries) {
@@ -96,6 +101,7 @@ template <class Value> void make_room(address_map<Value> &map) {
         }
     map.tables[map.table_count++] = made.get();
     map.current.store(made.release(), std::memory_order_release);
+    return true;
 }
 
 // The value of the address, made if it is missing; null: memory runs out.
@@ -103,14 +109,12 @@ template <class Value> Value *enter_value(address_map<Value> &map, const void *a
     if (Value *present = find_value(map, address))
         return present;
     const shared_lock guard(map.lock);
-    try {
-        make_room(map);
-        auto made = std::make_unique<Value>();
-        store_entry(*map.current.load(std::memory_order_relaxed), address, made.get());
-        return made.release();
-    } catch (...) {
+    if (!make_room(map))
         return nullptr;
-    }
+    auto made = make_owned<Value>();
+    if (made != nullptr)
+        store_entry(*map.current.load(std::memory_order_relaxed), address, made.get());
+    return made.release();
 }
 
 // An entry that ends a run of occupied ones becomes free, and so do the removed ones before it.
@@ -120,7 +124,7 @@ template <class Value> void remove_value(address_map<Value> &map, const void *ad
     auto *entry = find_entry(table, address);
     if (entry == nullptr)
         return;
-    delete entry->value.load(std::memory_order_relaxed);
+    destroy_owned(entry->value.load(std::memory_order_relaxed));
     entry->address.store(removed_entry, std::memory_order_relaxed);
     const std::size_t mask = table->mask;
     auto n = static_cast<std::size_t>(entry - table->entries.data());

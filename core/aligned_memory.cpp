@@ -1,7 +1,5 @@
 #include "core/aligned_memory.h"
 
-#include <cstdlib>
-
 #if __has_include(<sanitizer/asan_interface.h>)
 #include <sanitizer/asan_interface.h>
 #else
@@ -14,7 +12,7 @@ aligned_memory allocate_aligned(std::size_t size) {
     constexpr std::size_t spare = cache_line - 1;
     if (size > SIZE_MAX - spare)
         return {};
-    void *allocation = std::calloc(1, size + spare);
+    void *allocation = allocate_zeros(size + spare);
     if (allocation == nullptr)
         return {};
     u8 *first = static_cast<u8 *>(allocation);
@@ -24,6 +22,10 @@ aligned_memory allocate_aligned(std::size_t size) {
     ASAN_POISON_MEMORY_REGION(first, before);
     ASAN_POISON_MEMORY_REGION(start + size, spare - before);
     return {allocation, start};
+}
+
+void release_aligned(void *allocation, std::size_t size) {
+    release(allocation, size + cache_line - 1);
 }
 
 } // namespace viq

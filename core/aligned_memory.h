@@ -15,12 +15,15 @@ inline void *align_to_cache_line(void *address) {
 }
 
 struct aligned_memory {
-    void *allocation; // to be passed to free(); null if memory ran out
+    void *allocation; // to be passed to release_aligned; null if memory ran out
     void *start;
 };
 
 // Memory filled with 0. The system provides the pages of large allocations when they are first
 // written.
 aligned_memory allocate_aligned(std::size_t size);
+
+// The size is that of the memory.
+void release_aligned(void *allocation, std::size_t size);
 
 } // namespace viq

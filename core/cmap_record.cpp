@@ -18,7 +18,7 @@ void copy_colours(const tVIQ_Colour *in, tVIQ_Colour *out);
 } // namespace
 
 tVIQ_CmapInfo *VIQ_cmap_create_info(void) {
-    auto *info = static_cast<tVIQ_CmapInfo *>(std::malloc(sizeof(tVIQ_CmapInfo)));
+    auto *info = static_cast<tVIQ_CmapInfo *>(allocate_for_caller(sizeof(tVIQ_CmapInfo)));
     if (info == nullptr)
         return nullptr;
     std::memset(info, 0, sizeof *info);

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <memory>
 #include <mutex>
-#include <vector>
 
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/report.h"
 #include "core/shared_lock.h"
 #include "core/start_up.h"
@@ -29,7 +28,7 @@ constexpr u32 last_context = 65535;
 // A context with its objects.
 struct owned_context {
     context record;
-    std::vector<void *> objects; // by slot
+    vector<void *> objects; // by slot
 
     owned_context() = default;
     owned_context(const owned_context &) = delete;
@@ -40,7 +39,7 @@ struct owned_context {
 struct context_table {
     constant_mutex creation; // one context is created at a time
     constant_mutex lock;
-    std::vector<std::unique_ptr<owned_context>> slots; // index: number - 1
+    vector<owned<owned_context>> slots; // index: number - 1
     u32 created = 0;                                   // contexts that exist
 };
 
@@ -57,8 +56,8 @@ owned_context::~owned_context() {
 }
 
 // Null: memory runs out.
-std::unique_ptr<owned_context> make_context() {
-    std::unique_ptr<owned_context> made(new (std::nothrow) owned_context);
+owned<owned_context> make_context() {
+    owned<owned_context> made = make_owned<owned_context>();
     if (made == nullptr || !try_resize(made->objects, slot_count()))
         return nullptr;
     made->record.objects = made->objects.data();
@@ -91,16 +90,18 @@ u32 free_number() {
     return static_cast<u32>(index) + 1;
 }
 
-// A new context has the error handlers of the calling thread's.
+// A new context has the error handlers and the limits of the calling thread's.
 u32 start(owned_context &made) {
     const error_records handlers = copy_error_handlers();
+    const limit_values limits = current_limits();
     const scoped_binding binding(&made.record);
     take_error_handlers(handlers);
+    take_limits(limits);
     return start_up_tables();
 }
 
 // Returns the number of the context, or an error code.
-u32 enter_context(std::unique_ptr<owned_context> made) {
+u32 enter_context(owned<owned_context> made) {
     const std::lock_guard guard(contexts.lock);
     const u32 number = free_number();
     if (is_error(number))
@@ -157,7 +158,7 @@ u32 VIQ_context_create(void) {
     const std::lock_guard creating(contexts.creation);
     if (const u32 code = ensure_started(); is_error(code))
         return code;
-    std::unique_ptr<owned_context> made = make_context();
+    owned<owned_context> made = make_context();
     if (made == nullptr)
         return report(name, VIQ_ERR_MEMORY, "");
     if (const u32 code = start(*made); is_error(code)) // reported by what failed
@@ -201,7 +202,7 @@ u32 VIQ_context_destroy(u32 hContext) {
     constexpr const char *name = "VIQ_context_destroy";
     if (handler_runs_here())
         return VIQ_ERR_STATE;
-    std::unique_ptr<owned_context> ended;
+    owned<owned_context> ended;
     bool busy = false;
     {
         const std::lock_guard guard(contexts.lock);

@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <new>
 
 #include "core/types.h"
 
@@ -70,11 +69,11 @@ template <class T> struct per_context {
 };
 
 template <class T> void *make_object() {
-    return new (std::nothrow) T();
+    return make_owned<T>().release();
 }
 
 template <class T> void destroy_object_of(void *object) {
-    delete static_cast<T *>(object);
+    destroy_owned(static_cast<T *>(object));
 }
 
 // Types with sequences in them overload end_sequences(T &, const tVIQ_Image *).

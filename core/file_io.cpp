@@ -1,5 +1,7 @@
 #include "core/file_io.h"
 
+#include <atomic>
+
 #include "core/report.h"
 
 #if defined(_WIN32)
@@ -11,6 +13,21 @@
 #endif
 
 namespace viq {
+
+namespace {
+
+constinit std::atomic<file_opener> opener_of_tests = nullptr;
+
+} // namespace
+
+std::FILE *open_file(const char *path, const char *mode) {
+    const file_opener opener = opener_of_tests.load(std::memory_order_relaxed);
+    return opener != nullptr ? opener(path, mode) : std::fopen(path, mode);
+}
+
+void set_file_opener(file_opener opener) {
+    opener_of_tests = opener;
+}
 
 u32 close_file(const char *function, unique_stream &file) {
     if (file == nullptr)
@@ -50,7 +67,7 @@ void end_sequences(file_sequence &state, const tVIQ_Image *image) {
 
 u32 create_file(const char *function, file_sequence &state, const char *path, const char *mode) {
     constexpr std::size_t buffer_size = 16384;
-    state.file.reset(std::fopen(path, mode));
+    state.file.reset(open_file(path, mode));
     if (state.file == nullptr)
         return report(function, VIQ_ERR_OPEN, "Failed to create file");
     std::setvbuf(state.file.get(), nullptr, _IOFBF, buffer_size);

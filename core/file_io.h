@@ -9,6 +9,12 @@
 
 namespace viq {
 
+// Opens every file of the library; null: failed, errno says why. Tests let another function open
+// files whose operations fail (null: fopen()).
+std::FILE *open_file(const char *path, const char *mode);
+using file_opener = std::FILE *(*)(const char *path, const char *mode);
+void set_file_opener(file_opener opener);
+
 struct stream_closer {
     void operator()(std::FILE *stream) const { std::fclose(stream); }
 };

@@ -2,6 +2,7 @@
 #include "core/geometry.h"
 
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/pixel_formats.h"
 #include "core/report.h"
 
@@ -52,15 +53,62 @@ u32 VIQ_image_check(u32 hImage) {
         return VIQ_ERR_STATE;
     if (image->param_18 < 2)
         image->param_18 = 1;
-    const u32 code = derive_line(*image);
-    return is_error(code) ? code : check_format(*image);
+    u32 code = derive_line(*image);
+    if (!is_error(code))
+        code = check_format(*image);
+    return is_error(code) ? code : check_pixel_limit(*image);
 }
 
 namespace viq {
 
 u32 check_image(const char *function, u32 handle, const char *message) {
     const u32 code = VIQ_image_check(handle);
-    return is_error(code) ? report(function, code, message) : success;
+    return is_error(code) && code != too_many_pixels ? report(function, code, message) : code;
+}
+
+// ---- Lines of 1-bit images
+
+namespace {
+
+u64 padded_bits(const tVIQ_Image &image) {
+    const u64 alignment = image.line_alignment;
+    return (bit_line_bytes(image.width) + alignment - 1) / alignment * alignment;
+}
+
+bool is_bit_line(const tVIQ_Image &image, u32 line) {
+    return line == bit_line_bytes(image.width) || line == padded_bits(image);
+}
+
+u32 bit_line(const tVIQ_Image &image, u32 previous, u64 otherwise) {
+    if (image.pixel_format != VIQ_Y1)
+        return image.bytes_per_line;
+    return is_bit_line(image, previous) ? previous : static_cast<u32>(otherwise);
+}
+
+} // namespace
+
+u32 packed_bit_line(const tVIQ_Image &image, u32 previous) {
+    return bit_line(image, previous, bit_line_bytes(image.width));
+}
+
+u32 padded_bit_line(const tVIQ_Image &image, u32 previous) {
+    return bit_line(image, previous, padded_bits(image));
+}
+
+u32 present_bit_line(const tVIQ_Image &image, u32 previous) {
+    const u64 unknown = owns_data(image) ? companion(image).buffer_line
+                        : image.data != nullptr ? bit_line_bytes(image.width)
+                                                : 0;
+    return bit_line(image, previous, unknown);
+}
+
+u32 check_image_with_lines(const char *function, u32 handle, const char *message) {
+    tVIQ_Image *image = find_image(handle);
+    const u32 previous = image != nullptr ? image->bytes_per_line : 0;
+    const u32 code = check_image(function, handle, message);
+    if (!is_error(code))
+        image->bytes_per_line = present_bit_line(*image, previous);
+    return code;
 }
 
 } // namespace viq

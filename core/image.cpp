@@ -3,10 +3,10 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <unordered_map>
 #include <utility>
 
 #include "core/address_map.h"
+#include "core/aligned_memory.h"
 #include "core/cmap_record.h"
 #include "core/context.h"
 #include "core/report.h"
@@ -55,6 +55,7 @@ void set_defaults(tVIQ_Image &image);
 void destroy_object(tVIQ_Image *image);
 u32 destroy_all();
 void release_colourmap(tVIQ_Colour *map);
+void release_unused_colourmaps();
 bool held_elsewhere(const tVIQ_Image &image);
 void destroy_wavelet(image_companion &own);
 
@@ -81,9 +82,9 @@ u32 VIQ_image_create(void) {
     constexpr const char *name = "VIQ_image_create";
     if (const u32 code = ensure_started(); is_error(code))
         return code;
-    auto *image = static_cast<tVIQ_Image *>(std::calloc(1, sizeof(tVIQ_Image)));
+    auto *image = static_cast<tVIQ_Image *>(allocate_zeros(sizeof(tVIQ_Image)));
     if (image == nullptr || !enter_companion(*image)) {
-        std::free(image);
+        release(image, sizeof *image);
         return report(name, VIQ_ERR_MEMORY | 1, "");
     }
     image_companion &own = companion(*image);
@@ -106,12 +107,12 @@ u32 VIQ_image_create(void) {
 }
 
 tVIQ_Colour *VIQ_image_create_cmap(void) {
-    auto *map = static_cast<tVIQ_Colour *>(std::malloc(colourmap_bytes));
+    auto *map = static_cast<tVIQ_Colour *>(allocate(colourmap_bytes));
     if (map == nullptr)
         return nullptr;
     std::memset(map, 0xAA, colourmap_bytes);
     if (enter_value(colourmaps, map) == nullptr) {
-        std::free(map);
+        release(map, colourmap_bytes);
         return nullptr;
     }
     return map;
@@ -316,7 +317,7 @@ bool holds_locked_buffer(tVIQ_Image &image) {
 }
 
 void free_buffer(image_companion &own) {
-    std::free(own.buffer_allocation);
+    release_aligned(own.buffer_allocation, static_cast<std::size_t>(own.buffer_size));
     own.buffer_allocation = nullptr;
     own.buffer = nullptr;
     own.buffer_size = 0;
@@ -490,7 +491,7 @@ void destroy_object(tVIQ_Image *image) {
     for (tVIQ_Colour *map : maps)
         release_colourmap(map);
     if (made_here)
-        std::free(image);
+        release(image, sizeof *image);
 }
 
 // An object that no handle refers to because a caller has replaced it, or null.
@@ -513,6 +514,7 @@ u32 destroy_all() {
             destroy_object(image);
     while (tVIQ_Image *orphan = find_orphan())
         destroy_object(orphan);
+    release_unused_colourmaps();
     end_sequences_here(nullptr);
     hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
     hooks.destroy_lookup_tables(VIQ_ALL_IMAGES);
@@ -520,21 +522,42 @@ u32 destroy_all() {
     return busy ? report_used_elsewhere("VIQ_image_destroy") : success;
 }
 
-// Frees a colourmap of the library once no image uses it. Maps that a caller has set are kept.
+bool is_used_colourmap(const void *map) {
+    bool used = false;
+    visit_objects([&](const tVIQ_Image &, const image_companion &own) {
+        used = own.seen.colourmap == map || own.seen.own_colourmap == map;
+        return !used;
+    });
+    return used;
+}
+
+void free_colourmap(tVIQ_Colour *map) {
+    remove_value(colourmaps, map);
+    release(map, colourmap_bytes);
+}
+
+// Frees a colourmap of the library once no image uses it.
 void release_colourmap(tVIQ_Colour *map) {
     const library_colourmap *ours = find_value(colourmaps, map);
-    if (ours == nullptr)
-        return;
-    bool used = false;
-    if (ours->set_by_caller)
-        visit_objects([&](const tVIQ_Image &, const image_companion &own) {
-            used = own.seen.colourmap == map || own.seen.own_colourmap == map;
-            return !used;
+    if (ours != nullptr && (!ours->set_by_caller || !is_used_colourmap(map)))
+        free_colourmap(map);
+}
+
+// Frees the maps that callers have set and replaced again.
+void release_unused_colourmaps() {
+    constexpr std::size_t at_once = 256;
+    const void *unused[at_once];
+    std::size_t count = 0;
+    do {
+        count = 0;
+        visit_values(colourmaps, [&](const void *map, const library_colourmap &own) {
+            if (own.set_by_caller && !is_used_colourmap(map))
+                unused[count++] = map;
+            return count < at_once;
         });
-    if (used)
-        return;
-    remove_value(colourmaps, map);
-    std::free(map);
+        for (std::size_t n = 0; n < count; ++n)
+            free_colourmap(static_cast<tVIQ_Colour *>(const_cast<void *>(unused[n])));
+    } while (count == at_once);
 }
 
 // True if another image uses the same buffer, which must then not be freed.

@@ -1,7 +1,6 @@
 // Strip buffers, copying of parameters and data, moving of buffers.
 #include "core/image_data.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "core/aligned_memory.h"
@@ -15,7 +14,7 @@ using namespace viq;
 
 namespace {
 
-u32 allocate(tVIQ_Image &image);
+u32 allocate_strip(tVIQ_Image &image);
 u32 free_jpeg_data(u32 handle, const tVIQ_Image &image);
 bool fits(const image_companion &own, u64 size);
 u32 copy_strip(const tVIQ_Image &in, u32 hOutImage);
@@ -31,7 +30,7 @@ u32 VIQ_image_malloc_a_strip(u32 hImage) {
     if (image != nullptr && !is_frozen(*image) && holds_locked_buffer(*image))
         return success;
     const u32 code = check_image(name, hImage);
-    return is_error(code) ? code : allocate(*image);
+    return is_error(code) ? code : allocate_strip(*image);
 }
 
 void *VIQ_malloc_N_lines(u32 hImage, u32 dwLines) {
@@ -39,7 +38,8 @@ void *VIQ_malloc_N_lines(u32 hImage, u32 dwLines) {
     if (image == nullptr)
         return nullptr;
     const u64 size = strip_size(*image, dwLines);
-    return size <= SIZE_MAX ? std::calloc(1, static_cast<std::size_t>(size)) : nullptr;
+    return size <= SIZE_MAX ? allocate_zeros_for_caller(static_cast<std::size_t>(size))
+                            : nullptr;
 }
 
 u32 VIQ_image_free_data(u32 hImage) {
@@ -69,7 +69,7 @@ u32 VIQ_image_copy(u32 hInImage, u32 hOutImage) {
     const tVIQ_Image *in = find_image(hInImage);
     if (in != nullptr && in == find_image(hOutImage))
         return success;
-    u32 code = check_image(name, hInImage);
+    u32 code = check_image_with_lines(name, hInImage);
     if (is_error(code))
         return code;
     code = VIQ_image_copy_parameters(hInImage, hOutImage);
@@ -149,7 +149,7 @@ u32 renew_strip(u32 handle, u32 line) {
     if (line == 0)
         return VIQ_image_malloc_a_strip(handle);
     image->bytes_per_line = line;
-    return keeps_buffer ? success : allocate(*image);
+    return keeps_buffer ? success : allocate_strip(*image);
 }
 
 } // namespace viq
@@ -158,7 +158,7 @@ namespace {
 
 // Buffers are filled with zeros when they are allocated, and again when they are reused with
 // another format or stride, so that the padding never contains bytes of another picture.
-u32 allocate(tVIQ_Image &image) {
+u32 allocate_strip(tVIQ_Image &image) {
     image_companion &own = companion(image);
     const u64 size = strip_size(image, image.lines_per_strip);
     const bool same_lines =
@@ -172,7 +172,7 @@ u32 allocate(tVIQ_Image &image) {
         free_buffer(own);
         aligned_memory memory = {};
         if (size < SIZE_MAX / 2)
-            memory = allocate_aligned(static_cast<std::size_t>(size + (size == 0)));
+            memory = allocate_aligned(static_cast<std::size_t>(size));
         if (memory.allocation == nullptr)
             return report_no_memory("VIQ_image_malloc_a_strip", size);
         own.buffer_allocation = memory.allocation;
@@ -226,7 +226,7 @@ u32 copy_strip(const tVIQ_Image &in, u32 hOutImage) {
         return report_no_data("VIQ_image_copy_1_strip");
     if (uses_buffer_of(in, *find_image(hOutImage)))
         return report_same_image("VIQ_image_copy_1_strip");
-    const u32 code = renew_strip(hOutImage);
+    const u32 code = renew_strip(hOutImage, in.bytes_per_line);
     if (is_error(code))
         return code;
     std::memmove(find_image(hOutImage)->data, in.data,

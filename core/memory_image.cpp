@@ -31,6 +31,7 @@ constexpr strip_transfer<memory_target> write_transfer = {
     .begin = begin_write,
     .process = append_strip,
     .corrupt = "Corrupt input image",
+    .line = present_bit_line,
 };
 
 bool same_image(u32 hOne, u32 hOther) {
@@ -64,7 +65,7 @@ u32 VIQ_read_from_memory(u32 hMemory, u32 hStrip, u16 wMode) {
         return success;
     if (same_image(hMemory, hStrip))
         return report_same_image(read_name);
-    u32 code = check_image(read_name, hMemory, "Corrupt input image");
+    u32 code = check_image_with_lines(read_name, hMemory, "Corrupt input image");
     if (is_error(code))
         return code;
     const tVIQ_Image &memory = *find_image(hMemory);
@@ -82,7 +83,7 @@ namespace viq {
 u32 begin_read_from_memory(u32 hMemory, u32 hStrip) {
     if (same_image(hMemory, hStrip))
         return report_same_image(read_name);
-    u32 code = check_image(read_name, hMemory, "Corrupt input image");
+    u32 code = check_image_with_lines(read_name, hMemory, "Corrupt input image");
     if (!is_error(code))
         code = VIQ_image_copy_parameters(hMemory, hStrip);
     if (!is_error(code))
@@ -108,17 +109,24 @@ u32 begin_write(const strip_call &call, const memory_target &target) {
     if (uses_buffer_of(*call.in, memory))
         return report_same_image(write_name);
     memory.lines_per_strip = memory.height;
-    return renew_strip(hMemory);
+    return success;
 }
 
 u32 append_strip(const strip_call &call, const memory_target &target) {
     const tVIQ_Image *memory = find_image(target.handle);
     const tVIQ_Image &strip = *call.in;
+    // The length of 1-bit lines is known now.
+    if (memory != nullptr && writing->lines_done == 0)
+        if (const u32 code = renew_strip(target.handle, strip.bytes_per_line); is_error(code)) {
+            *writing = {};
+            return code;
+        }
     if (strip.lines_per_strip == 0)
         return success;
     const u64 end = u64{writing->lines_done} + strip.lines_per_strip;
-    if (memory == nullptr || geometry_of(*memory) != writing->geometry ||
-        !has_lines(*memory, end)) {
+    strip_geometry expected = writing->geometry;
+    expected.bytes_per_line = strip.bytes_per_line;
+    if (memory == nullptr || geometry_of(*memory) != expected || !has_lines(*memory, end)) {
         *writing = {};
         return report_changed_image(write_name);
     }
@@ -132,6 +140,7 @@ u32 append_strip(const strip_call &call, const memory_target &target) {
 
 u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip) {
     strip_sequence &sequence = *reading;
+    strip.bytes_per_line = packed_bit_line(strip, memory.bytes_per_line);
     if (sequence.geometry != geometry_of(memory) || sequence.geometry != geometry_of(strip)) {
         sequence = {};
         return report_changed_image(read_name);
@@ -142,7 +151,7 @@ u32 hand_out_strip(const tVIQ_Image &memory, tVIQ_Image &strip, u32 hStrip) {
         return report_no_data(read_name);
     if (uses_buffer_of(memory, strip))
         return report_same_image(read_name);
-    const u32 code = renew_strip(hStrip);
+    const u32 code = renew_strip(hStrip, memory.bytes_per_line);
     if (is_error(code))
         return code;
     std::memmove(strip.data, line_address(memory, sequence.lines_done),

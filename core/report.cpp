@@ -131,10 +131,14 @@ u32 VIQ_ErrHandlerDefault(u32 dwModule, const char *pszFunction, u32 dwCode,
 
 namespace viq {
 
+// Where a limit has refused the memory, the report names it.
 u32 report(const char *function, u32 code, const char *message) {
     error_state &state = *errors;
     if (state.current_report != 0)
         return code;
+    if ((code & 0xFFFF0000u) == VIQ_ERR_MEMORY)
+        if (const char *refusal = take_refusal())
+            message = refusal;
     const report_scope scope(state);
     VIQ_ErrProcess(library_module, function, code, message);
     return code;

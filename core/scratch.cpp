@@ -7,7 +7,7 @@ namespace viq {
 namespace {
 
 struct scratch_memory {
-    std::vector<u8> of_use[scratch_buffers];
+    vector<u8> of_use[scratch_buffers];
 };
 
 VIQ_PER_CONTEXT(scratch_memory, buffers);
@@ -15,15 +15,15 @@ VIQ_PER_CONTEXT(scratch_memory, buffers);
 } // namespace
 
 u8 *scratch_bytes(scratch use, u64 size) {
-    std::vector<u8> &buffer = buffers->of_use[static_cast<unsigned>(use)];
+    vector<u8> &buffer = buffers->of_use[static_cast<unsigned>(use)];
     if (buffer.size() < size && !try_resize(buffer, size))
         return nullptr;
     return buffer.data();
 }
 
 void free_scratch() {
-    for (std::vector<u8> &buffer : buffers->of_use)
-        std::vector<u8>().swap(buffer);
+    for (vector<u8> &buffer : buffers->of_use)
+        vector<u8>().swap(buffer);
 }
 
 } // namespace viq

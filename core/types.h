@@ -3,9 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <new>
-#include <vector>
 
+#include "core/allocation.h"
 #include "viq.h"
 
 // Internal linkage and always inlined: the linker keeps only one copy of an ordinary inline
@@ -27,17 +26,5 @@ constexpr bool is_error(u32 code) {
 }
 
 constexpr u32 success = 0;
-
-// Resizes a vector; false if the allocation fails. No exception crosses the public interface.
-template <class T> [[nodiscard]] bool try_resize(std::vector<T> &items, u64 count) noexcept {
-    if (count > SIZE_MAX / sizeof(T))
-        return false;
-    try {
-        items.resize(static_cast<std::size_t>(count));
-    } catch (...) {
-        return false;
-    }
-    return true;
-}
 
 } // namespace viq

@@ -71,7 +71,7 @@ u32 VIQ_Util_ParseCommand(tVIQ_Command *pCommand, int argc, char **argv) {
 }
 
 void *VIQ_DebugMalloc(u32 dwSize) {
-    void *memory = std::malloc(dwSize);
+    void *memory = allocate_for_caller(dwSize);
     if (memory == nullptr)
         return nullptr;
     ++counts.allocations;

@@ -43,7 +43,7 @@ struct run_lines {
     bool nibbles = false;
     u64 start = 0, end = 0; // of the coded data in the file
     u32 spacing = 1;        // lines from entry to entry of the index
-    std::vector<run_state> index;
+    vector<run_state> index;
 };
 
 // Decodes the whole file once: finds damage and builds the index.

@@ -6,6 +6,7 @@
 
 #include "core/geometry.h"
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/report.h"
 
 namespace viq {
@@ -32,18 +33,6 @@ void swap_bytes(const u8 *from, u8 *to, std::size_t words) {
         word = static_cast<u16>(word << 8 | word >> 8);
         std::memcpy(to + 2 * i, &word, sizeof word);
     }
-}
-
-u64 padded_bits(const tVIQ_Image &image) {
-    const u64 alignment = image.line_alignment;
-    return (bit_line_bytes(image.width) + alignment - 1) / alignment * alignment;
-}
-
-u32 bit_line(const tVIQ_Image &image, u32 previous, u64 line_size) {
-    if (image.pixel_format != VIQ_Y1)
-        return image.bytes_per_line;
-    const bool keep = previous == bit_line_bytes(image.width) || previous == padded_bits(image);
-    return keep ? previous : static_cast<u32>(line_size);
 }
 
 // Lines that are transferred completely are transferred in one call.
@@ -82,14 +71,6 @@ void write_words(std::FILE *stream, const u8 *words, u64 count, endian order) {
 void words_to_host(u8 *words, u64 count, endian order) {
     if (order != host_order)
         swap_bytes(words, words, static_cast<std::size_t>(count));
-}
-
-u32 packed_bit_line(const tVIQ_Image &image, u32 previous) {
-    return bit_line(image, previous, bit_line_bytes(image.width));
-}
-
-u32 padded_bit_line(const tVIQ_Image &image, u32 previous) {
-    return bit_line(image, previous, padded_bits(image));
 }
 
 bool write_image_lines(std::FILE *stream, const tVIQ_Image &image, u64 line_size) {
@@ -252,18 +233,22 @@ u32 open_and_read_header(const strip_reader &reader, u32 hImage, tVIQ_Image &ima
     if (file != nullptr && seek_to(file.get(), 0)) {
         std::clearerr(file.get());
     } else {
-        file.reset(std::fopen(image.infilename, "rb"));
+        file.reset(open_file(image.infilename, "rb"));
         if (file == nullptr)
             return report(reader.name, VIQ_ERR_OPEN, "Failed to open file");
         if (reader.unbuffered)
             std::setvbuf(file.get(), nullptr, _IONBF, 0);
     }
+    if (const u32 code = check_file_limit(reader.name, file.get()); is_error(code))
+        return fail_reading(reader, code);
     companion(image).facts = {};
     u32 code = reader.read_header({file.get(), image, hImage, 0});
     if (!is_error(code) && (image.width == 0 || image.height == 0))
         code = report_corrupt(reader.name);
     if (!is_error(code))
         code = check_image(reader.name, hImage, "VIQ_image_check failed");
+    if (!is_error(code))
+        code = check_ratio_limit(reader.name, image, file_size(file.get()));
     if (is_error(code))
         return fail_reading(reader, code);
     reader.state->sequence = {true, 0, geometry_of(image)};

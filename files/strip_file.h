@@ -34,16 +34,6 @@ inline const char *message_for(std::span<const named_value> names, u32 value,
 
 // ---- Lines
 
-// Lines of 1-bit images, whose length VIQ_image_check does not set: ceiling(width / 8) bytes,
-// without padding or padded to the line alignment. If the previous length is one of the two, it is
-// kept. Other formats have the length that the check sets.
-u32 packed_bit_line(const tVIQ_Image &image, u32 previous);
-u32 padded_bit_line(const tVIQ_Image &image, u32 previous);
-
-constexpr u64 bit_line_bytes(u32 width) {
-    return (u64{width} + 7) / 8;
-}
-
 // Transfers the first `line_size` bytes of image lines; the bytes after them are not changed. False
 // if the stream ends or fails.
 bool write_image_lines(std::FILE *stream, const tVIQ_Image &image, u64 line_size);

@@ -22,7 +22,7 @@ VIQ_PER_CONTEXT(file_sequence, state);
 
 // Location and form of the lines in the open file.
 struct line_source {
-    std::vector<u32> strips; // offsets of the TIFF strips, plane after plane
+    vector<u32> strips; // offsets of the TIFF strips, plane after plane
     u32 rows_per_strip = 1;
     u32 strips_per_plane = 1;
     u64 line_size = 0; // bytes of a file line

@@ -131,6 +131,7 @@
 #include "viq/files.h"
 #include "viq/image.h"
 #include "viq/jpeg.h"
+#include "viq/limits.h"
 #include "viq/lut.h"
 #include "viq/process.h"
 #include "viq/types.h"

@@ -39,8 +39,8 @@ void build_codes(const huffman_set &tables);
 bool build_decoding();
 code_table codes_of(const u8 (&bits)[16], const u8 (&vals)[256]);
 template <class Entries> void build_dc(const code_table &codes, Entries &entries, u32 index_bits);
-void build_ac(const code_table &codes, std::vector<ac_entry> &entries);
-template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast &fast);
+void build_ac(const code_table &codes, vector<ac_entry> &entries);
+template <class Fast> void build_fast(const vector<ac_entry> &entries, Fast &fast);
 
 } // namespace
 
@@ -97,7 +97,7 @@ const decode_tables &current_decode_tables() {
     return tables_of_context->decoding;
 }
 
-bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], std::vector<dc_entry> &entries) {
+bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], vector<dc_entry> &entries) {
     if (!try_resize(entries, u64{1} << any_dc_bits))
         return false;
     build_dc(codes_of(bits, vals), entries, any_dc_bits);
@@ -197,7 +197,7 @@ template <class Entries> void build_dc(const code_table &codes, Entries &entries
                     dc_entry{static_cast<u8>(category), codes.length[category]});
 }
 
-void build_ac(const code_table &codes, std::vector<ac_entry> &entries) {
+void build_ac(const code_table &codes, vector<ac_entry> &entries) {
     std::fill(entries.begin(), entries.end(), ac_entry{0, invalid_category, 0, 0});
     for (u32 symbol = 0; symbol < 256; ++symbol) {
         if (is_ac_symbol(symbol))
@@ -208,7 +208,7 @@ void build_ac(const code_table &codes, std::vector<ac_entry> &entries) {
 }
 
 // Combines codes with their values, as far as both fit the index.
-template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast &fast) {
+template <class Fast> void build_fast(const vector<ac_entry> &entries, Fast &fast) {
     for (u32 i = 0; i < fast.size(); ++i) {
         const ac_entry &entry = entries[i << (ac_bits - fast_bits)];
         const u32 length = u32{entry.length} + entry.size;
@@ -228,7 +228,7 @@ template <class Fast> void build_fast(const std::vector<ac_entry> &entries, Fast
 
 bool build_decoding() {
     decode_tables &tables = tables_of_context->decoding;
-    for (std::vector<ac_entry> &entries : tables.ac)
+    for (vector<ac_entry> &entries : tables.ac)
         if (entries.size() != ac_entries && !try_resize(entries, ac_entries))
             return false;
     const code_table *codes = tables_of_context->codes.slots;

@@ -76,7 +76,7 @@ struct ac_fast_entry {
 struct decode_tables {
     std::array<dc_entry, 1u << dc_luminance_bits> dc_luminance;
     std::array<dc_entry, 1u << dc_chrominance_bits> dc_chrominance;
-    std::vector<ac_entry> ac[2]; // allocated on first use
+    vector<ac_entry> ac[2]; // allocated on first use
     std::array<ac_fast_entry, 1u << fast_bits> ac_fast[2];
 };
 
@@ -86,12 +86,12 @@ const decode_tables &current_decode_tables();
 constexpr u32 any_dc_bits = 16;
 
 struct ac_tables {
-    std::vector<ac_entry> entries;
+    vector<ac_entry> entries;
     std::array<ac_fast_entry, 1u << fast_bits> fast;
 };
 
 // False if memory runs out.
-bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], std::vector<dc_entry> &entries);
+bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], vector<dc_entry> &entries);
 bool build_ac_tables(const u8 (&bits)[16], const u8 (&vals)[256], ac_tables &tables);
 
 } // namespace viq

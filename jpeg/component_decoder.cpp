@@ -54,7 +54,7 @@ u32 begin_components(component_decoder &decoder, const tVIQ_Image &image) {
     }
     const u64 wide = u64{decoder.mcus} * 8 * h;
     bool allocated = try_resize(decoder.line, 3 * wide);
-    for (std::vector<u8> &line : decoder.wide)
+    for (vector<u8> &line : decoder.wide)
         allocated = allocated && try_resize(line, wide);
     return allocated ? success : report_no_memory(name, 6 * wide);
 }
@@ -168,7 +168,7 @@ const u8 *plane_line(const component_plane &plane, u32 line) {
 }
 
 // One sample a pixel, if a sample is shared by `scale` pixels.
-const u8 *widened(const u8 *samples, u32 scale, u32 pixels, std::vector<u8> &line) {
+const u8 *widened(const u8 *samples, u32 scale, u32 pixels, vector<u8> &line) {
     if (scale == 1)
         return samples;
     for (std::size_t x = 0; x < pixels; ++x)

@@ -12,10 +12,10 @@ struct component_plane {
     u32 h = 0, v = 0;     // blocks of an MCU, across and down
     u32 pairs_in_row = 0; // of the MCUs that are decoded at a time
     quantiser steps = {};
-    std::vector<dc_entry> dc;
+    vector<dc_entry> dc;
     ac_tables ac = {};
-    std::vector<decoded_pair> pairs; // of the MCUs that are decoded at a time
-    std::vector<u8> samples;         // 8 lines for each block down
+    vector<decoded_pair> pairs; // of the MCUs that are decoded at a time
+    vector<u8> samples;         // 8 lines for each block down
     std::size_t stride = 0;
     u32 h_scale = 1, v_scale = 1; // pixels and lines that share a sample
 };
@@ -36,8 +36,8 @@ struct component_decoder {
     u32 mcus_left = 0; // in the interval
     u32 intervals = 0; // that have begun
     scan_reader reader = {};
-    std::vector<u8> wide[3]; // a line of each component, one sample a pixel
-    std::vector<u8> line;    // a line of pixels that is converted further
+    vector<u8> wide[3]; // a line of each component, one sample a pixel
+    vector<u8> line;    // a line of pixels that is converted further
 };
 
 // `image` has a form and data; returns a reported error.

@@ -6,6 +6,7 @@
 
 #include "convert/conversion_rows.h"
 #include "core/geometry.h"
+#include "core/limits.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 #include "jpeg/component_decoder.h"
@@ -41,7 +42,7 @@ struct decode_state {
     quantiser tables[2] = {};
     scan_reader reader = {};
     // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip.
-    std::vector<decoded_pair> pairs;
+    vector<decoded_pair> pairs;
     // Pictures that were read in the conforming mode are decoded line by line instead.
     bool has_form = false;
     component_decoder by_lines;
@@ -155,7 +156,8 @@ u32 check_content(const tVIQ_Image &jpeg) {
         return report(name, VIQ_ERR_CORRUPT, "Image has no size");
     if (jpeg.width > largest_side || jpeg.height > largest_side)
         return report_too_large(name);
-    return has_data(jpeg) ? success : report_no_data(name);
+    return has_data(jpeg) ? check_ratio_limit(name, jpeg, jpeg.jpeg->data_length)
+                          : report_no_data(name);
 }
 
 u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
@@ -212,7 +214,7 @@ void finish() {
     }
     decode->under_way = false;
     decode->image = nullptr;
-    std::vector<decoded_pair>().swap(decode->pairs);
+    vector<decoded_pair>().swap(decode->pairs);
     decode->reader = {};
     decode->has_form = false;
     decode->by_lines = {};

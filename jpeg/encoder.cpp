@@ -169,8 +169,8 @@ struct band_source {
     picture_size size;
     row_kernel convert; // null: the lines are not converted
     row_options options;
-    std::vector<u8> lines;
-    std::vector<u8> padded_line;
+    vector<u8> lines;
+    vector<u8> padded_line;
 };
 
 struct band {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "core/address_map.h"
 #include "core/context.h"
@@ -25,14 +24,14 @@ constexpr u64 small_room = 4200;
 
 // Private state of a record.
 struct record_companion {
-    std::unique_ptr<u8[]> buffer; // data buffer that the library has allocated
+    owned_bytes buffer; // data buffer that the library has allocated
     u64 size = 0;
     u64 callers_room = 0; // bytes requested of a caller's locked buffer
     buffer_lock lock;
     std::FILE *file = nullptr;                     // opened by the library
     bool made_here = false;                        // the library has allocated the record
     std::atomic<const void *> seen_data = nullptr; // for other threads, as in core/image.h
-    std::unique_ptr<scan_form> form;
+    owned<scan_form> form;
 };
 
 constinit address_map<record_companion> record_companions;
@@ -51,10 +50,10 @@ u32 VIQ_JPEG_image_create(void) {
     const u32 handle = VIQ_image_create();
     if (is_error(handle))
         return handle;
-    auto *record = static_cast<Tjpeg *>(std::calloc(1, sizeof(Tjpeg)));
+    auto *record = static_cast<Tjpeg *>(allocate_zeros(sizeof(Tjpeg)));
     record_companion *own = record != nullptr ? companion_of(*record) : nullptr;
     if (own == nullptr) {
-        std::free(record);
+        release(record, sizeof *record);
         VIQ_image_destroy(handle);
         return report("VIQ_JPEG_image_create", VIQ_ERR_MEMORY, "");
     }
@@ -226,7 +225,7 @@ scan_form *renew_form(Tjpeg &record) {
     record_companion *own = companion_of(record);
     if (own == nullptr)
         return nullptr;
-    own->form.reset(new (std::nothrow) scan_form());
+    own->form = make_owned<scan_form>();
     return own->form.get();
 }
 
@@ -460,7 +459,7 @@ bool reallocate(Tjpeg &record, u64 size) {
     if (own == nullptr || size > SIZE_MAX)
         return false;
     const auto bytes = static_cast<std::size_t>(size);
-    std::unique_ptr<u8[]> fresh(new (std::nothrow) u8[bytes + (bytes == 0)]);
+    owned_bytes fresh = make_bytes(bytes + (bytes == 0));
     if (fresh == nullptr)
         return false;
     const u64 present = owns(record) ? own->size : record.data != nullptr ? record.data_length : 0;
@@ -522,7 +521,7 @@ void forget(Tjpeg &record) {
     const bool made_here = own->made_here;
     remove_value(record_companions, &record);
     if (made_here)
-        std::free(&record);
+        release(&record, sizeof record);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "core/byte_order.h"
 #include "core/file_io.h"
 #include "core/file_reading.h"
+#include "core/limits.h"
 #include "core/report.h"
 #include "jpeg/jpeg_markers.h"
 #include "jpeg/jpeg_record.h"
@@ -52,7 +53,7 @@ struct segment {
     const u8 *at;
     std::size_t left;
     u16 length; // including its own two bytes
-    std::vector<u8> bytes;
+    vector<u8> bytes;
 };
 
 u32 parse_stream(parse &state);
@@ -137,9 +138,13 @@ u32 read_opened_file(const reader_rules &rules, u32 hJpegImage) {
         return report_unchangeable(rules.name, hJpegImage);
     Tjpeg &record = *image->jpeg;
     drop_file(record);
-    take_file(record, std::fopen(image->infilename, "rb"));
+    take_file(record, open_file(image->infilename, "rb"));
     if (record.file == nullptr)
         return report(rules.name, VIQ_ERR_OPEN, "Failed to open JPEG file");
+    if (const u32 code = check_file_limit(rules.name, record.file); is_error(code)) {
+        drop_file(record);
+        return code;
+    }
     parse state = {
         rules, hJpegImage, *image, record, {record.file, nullptr, file_size(record.file), 0}};
     const u32 code = parse_stream(state);
@@ -657,6 +662,8 @@ u32 read_from_file(parse &state) {
         return report_no_memory(state.rules.name, left);
     const std::size_t read =
         std::fread(state.record.data, 1, static_cast<std::size_t>(left), source.file);
+    if (read != left)
+        return fail_corrupt(state, state.rules.cut_short);
     u32 frames = 1;
     const std::size_t length = end_of_data(state, state.record.data, read, frames);
     set_scan(state, length, frames, start);

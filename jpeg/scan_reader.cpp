@@ -311,7 +311,7 @@ u32 begin_reading(scan_reader &reader, const u8 *data, u64 length) {
     reader.count = -1;
     const u64 size = length + padding;
     if (size <= SIZE_MAX)
-        reader.plain_bits.reset(new (std::nothrow) u8[static_cast<std::size_t>(size)]);
+        reader.plain_bits = make_bytes(static_cast<std::size_t>(size));
     if (reader.plain_bits == nullptr)
         return report_no_memory(worker_name, size);
     std::size_t copied = 0;

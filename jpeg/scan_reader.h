@@ -1,7 +1,6 @@
 // Huffman decoding of coded data into quantised blocks.
 #pragma once
 
-#include <memory>
 #include <span>
 
 #include "jpeg/block_kernels.h"
@@ -29,7 +28,7 @@ struct scan_reader {
     u64 length;
     // Copy of the data without stuffed bytes, padded with 1 bits. Null if the data contains FF D9:
     // then it is read byte by byte, because each refill that meets the marker is reported.
-    std::unique_ptr<u8[]> plain_bits;
+    owned_bytes plain_bits;
     std::size_t plain_size;
     std::size_t plain_next;
     u64 window; // next bits of plain_bits, the first one in the most significant position

@@ -24,7 +24,7 @@ u32 filter_strip(const strip_call &call, const filter_kernel &filter);
 
 VIQ_PER_CONTEXT(strip_sequence, sequence);
 VIQ_PER_CONTEXT(filter_kernel, first_kernel);
-VIQ_PER_CONTEXT(std::vector<u8>, last_line); // of the previous strip
+VIQ_PER_CONTEXT(vector<u8>, last_line); // of the previous strip
 
 constexpr strip_operation<filter_kernel> filter_operation = {.name = "VIQ_IP_filter_3x3",
                                                              .worker_name =
@@ -83,7 +83,7 @@ u32 filter_strip(const strip_call &call, const filter_kernel &filter) {
     const u32 pixel_stride = bytes_per_pixel(*call.in);
     const u32 bytes = in.width * pixel_stride;
     const kernel_pair kernel = read_kernel(filter);
-    std::vector<u8> &kept = *last_line;
+    vector<u8> &kept = *last_line;
     for (u64 n = 0; n < in.lines; ++n) {
         const u8 *line = in.line(n);
         if (done + n == 0 || done + n + 1 == call.in->height) {

@@ -18,16 +18,16 @@ constexpr u32 lut_slots = 15;
 constexpr u32 all_luts = VIQ_ALL_IMAGES;
 
 struct lut_table {
-    std::unique_ptr<lookup_table> slots[lut_slots];
+    owned<lookup_table> slots[lut_slots];
 };
 
 VIQ_PER_CONTEXT(lut_table, luts);
 
 u32 check_size(u32 elements, u16 element_size);
-std::unique_ptr<lookup_table> make_lut(u32 elements, u16 element_size);
+owned<lookup_table> make_lut(u32 elements, u16 element_size);
 lookup_table *lut_of(u32 handle);
 template <class Element>
-void fill_tables(std::vector<Element> (&tables)[lut_tables], const lut_settings &settings,
+void fill_tables(vector<Element> (&tables)[lut_tables], const lut_settings &settings,
                  double largest);
 
 } // namespace
@@ -104,13 +104,13 @@ u32 check_size(u32 elements, u16 element_size) {
     return success;
 }
 
-template <class Element> void fill_identity(std::vector<Element> &table) {
+template <class Element> void fill_identity(vector<Element> &table) {
     std::iota(table.begin(), table.end(), Element{0});
 }
 
 template <class Element>
-bool make_tables(std::vector<Element> (&tables)[lut_tables], u32 elements) {
-    for (std::vector<Element> &table : tables) {
+bool make_tables(vector<Element> (&tables)[lut_tables], u32 elements) {
+    for (vector<Element> &table : tables) {
         if (!try_resize(table, elements))
             return false;
         fill_identity(table);
@@ -118,11 +118,13 @@ bool make_tables(std::vector<Element> (&tables)[lut_tables], u32 elements) {
     return true;
 }
 
-std::unique_ptr<lookup_table> make_lut(u32 elements, u16 element_size) {
-    std::unique_ptr<lookup_table> lut(new (std::nothrow) lookup_table{
-        elements, element_size, {}, {}, {100, 100, 100, {100, 100, 100}}});
+owned<lookup_table> make_lut(u32 elements, u16 element_size) {
+    auto lut = make_owned<lookup_table>();
     if (lut == nullptr)
         return nullptr;
+    lut->elements = elements;
+    lut->element_size = element_size;
+    lut->settings = {100, 100, 100, {100, 100, 100}};
     const bool made =
         element_size == 1 ? make_tables(lut->bytes, elements) : make_tables(lut->words, elements);
     return made ? std::move(lut) : nullptr;
@@ -144,16 +146,16 @@ double gamma_corrected(double i, double n, i16 gamma) {
 }
 
 template <class Element>
-void fill_tables(std::vector<Element> (&tables)[lut_tables], const lut_settings &settings,
+void fill_tables(vector<Element> (&tables)[lut_tables], const lut_settings &settings,
                  double largest) {
     if (is_neutral(settings)) {
-        for (std::vector<Element> &table : tables)
+        for (vector<Element> &table : tables)
             fill_identity(table);
         return;
     }
     const std::size_t n = tables[0].size();
     const double middle = static_cast<double>(n / 2);
-    for (std::vector<Element> &table : tables)
+    for (vector<Element> &table : tables)
         table[0] = 0;
     for (std::size_t i = 1; i < n; ++i) {
         const double g =

@@ -12,10 +12,10 @@ struct lut_settings {
 };
 
 struct lookup_table {
-    u32 elements;
-    u16 element_size;
-    std::vector<u8> bytes[lut_tables];  // used if element_size is 1
-    std::vector<u16> words[lut_tables]; // used if element_size is 2
+    u32 elements = 0;
+    u16 element_size = 0;
+    vector<u8> bytes[lut_tables];  // used if element_size is 1
+    vector<u16> words[lut_tables]; // used if element_size is 2
     lut_settings settings;
 };
 

@@ -57,7 +57,7 @@ verdict check_lut_input(const strip_call &call, const lookup_table &lut) {
     return decision.go_on ? accept_even(call, call.in->width) : decision;
 }
 
-void complete_table(const std::vector<u8> &entries, u8 (&table)[256]) {
+void complete_table(const vector<u8> &entries, u8 (&table)[256]) {
     for (u32 i = 0; i < 256; ++i)
         table[i] = i < entries.size() ? entries[i] : static_cast<u8>(i);
 }
@@ -132,7 +132,7 @@ void map_luma(const byte_tables &tables, const u8 *from, u8 *to, u32 pairs) {
     }
 }
 
-void map_words(const std::vector<u16> &table, const u8 *from, u8 *to, u32 pixels) {
+void map_words(const vector<u16> &table, const u8 *from, u8 *to, u32 pixels) {
     for (; pixels != 0; --pixels, from += 2, to += 2) {
         const u16 v = load_word(from);
         store_word(to, v < table.size() ? table[v] : v);

@@ -25,9 +25,9 @@ struct resample_plan {
     u32 samples = 0;                // of the target line
     u32 source_bytes = 0;           // of the source line
     bool unblended = false;         // all fractions are 0
-    std::vector<u32> source_offset; // by sample
-    std::vector<u8> fraction;
-    std::vector<resample_group> groups; // an even number; each writes 8 samples, used or not
+    vector<u32> source_offset; // by sample
+    vector<u8> fraction;
+    vector<resample_group> groups; // an even number; each writes 8 samples, used or not
     u32 grouped_samples = 0;            // the remaining samples are resampled one by one
 };
 

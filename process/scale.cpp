@@ -20,7 +20,7 @@ struct scaled_size {
 
 // The last two resampled lines, kept from strip to strip. Source line n is stored in entry n % 2.
 struct scaled_lines {
-    std::vector<u8> samples[2];
+    vector<u8> samples[2];
     u64 number[2]; // of the stored source line
 };
 
@@ -142,7 +142,7 @@ bool start_scaling(const tVIQ_Image &in, const tVIQ_Image &out, scaling &state) 
     state.next_line = 0;
     for (u64 &number : state.lines.number)
         number = no_line;
-    for (std::vector<u8> &samples : state.lines.samples)
+    for (vector<u8> &samples : state.lines.samples)
         if (!try_resize(samples, u64{out.width} * bytes_per_pixel(out) + resample_padding))
             return false;
     return make_plan(in, out, state.plan);
@@ -209,19 +209,26 @@ bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan)
 
 // The number of output lines that the first `known_lines` source lines are sufficient for.
 u64 available_lines(const scaling &state, u64 known_lines, u64 source_lines, u64 target_lines) {
-    u64 ready = state.next_line;
-    for (; ready < target_lines; ++ready) {
-        const u64 position = ready * state.vertical_step;
+    const auto last_needed = [&](u64 target_line) {
+        const u64 position = target_line * state.vertical_step;
         const u64 line = position >> fraction_bits;
         const bool unblended = (position >> (fraction_bits - 8) & 255) == 0;
-        if (std::min(unblended ? line : line + 1, source_lines - 1) >= known_lines)
-            break;
+        return std::min(unblended ? line : line + 1, source_lines - 1);
+    };
+    // Later lines need the same source lines or later ones.
+    u64 ready = state.next_line;
+    for (u64 end = std::max(target_lines, ready); ready < end;) {
+        const u64 middle = ready + (end - ready) / 2;
+        if (last_needed(middle) < known_lines)
+            ready = middle + 1;
+        else
+            end = middle;
     }
     return ready;
 }
 
 const u8 *resampled_line(scaling &state, const line_view &strip, u64 strip_start, u64 line) {
-    std::vector<u8> &samples = state.lines.samples[line % 2];
+    vector<u8> &samples = state.lines.samples[line % 2];
     u64 &stored = state.lines.number[line % 2];
     if (stored != line && line >= strip_start) {
         process_rows().resample(strip.line(line - strip_start), samples.data(), state.plan);

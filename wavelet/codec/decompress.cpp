@@ -4,6 +4,7 @@
 
 #include "core/geometry.h"
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/report.h"
 #include "wavelet/codec/image_adapters.h"
 #include "wavelet/codec/wavelet_record.h"
@@ -138,7 +139,8 @@ u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage) {
         out.bits_per_pixel = 16;
     out.line_alignment = 2;
     out.lines_per_strip = out.height;
-    return renew_strip(hOutImage);
+    code = check_ratio_limit(name, out, record.stream_length);
+    return is_error(code) ? code : renew_strip(hOutImage);
 }
 
 // Loads the settings of a chroma component and checks that its size matches the image.

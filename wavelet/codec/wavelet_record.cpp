@@ -26,7 +26,7 @@ u32 VIQ_WVLT_image_create(u16 wType) {
     const u32 handle = VIQ_image_create();
     if (is_error(handle))
         return handle;
-    auto *record = new (std::nothrow) wavelet_record();
+    wavelet_record *record = make_owned<wavelet_record>().release();
     if (record == nullptr) {
         VIQ_image_destroy(handle);
         return report(name, VIQ_ERR_MEMORY, "");
@@ -101,7 +101,7 @@ void destroy_wavelet_record(void *pointer) {
     release_compressor(*record);
     if (!record->decompressor_released)
         destroy_chain(record->decompressor_chain);
-    delete record;
+    destroy_owned(record);
 }
 
 bool resize_stream(wavelet_record &record, u64 size) {

@@ -33,8 +33,8 @@ struct wavelet_record {
     const u8 *settings_buffer = nullptr; // of `settings`
 
     // Private state. The buffers are resized by the functions below, which update the fields above.
-    std::vector<u8> stream;
-    std::vector<u8> settings;           // of component 0, then of components 1 and 2
+    vector<u8> stream;
+    vector<u8> settings;           // of component 0, then of components 1 and 2
     bool decompressor_released = false; // decompressor_chain refers to a destroyed instance
 
     // Shape of the image that the settings were gathered for.

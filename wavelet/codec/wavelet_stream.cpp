@@ -7,6 +7,7 @@
 #include "core/context.h"
 #include "core/file_io.h"
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/report.h"
 #include "wavelet/codec/wavelet_record.h"
 
@@ -76,7 +77,7 @@ u32 VIQ_WVLT_file_write(u32 hWvlt, u16 wMode) {
         code = gather_settings(*record);
     if (is_error(code))
         return code;
-    unique_stream file(std::fopen(find_image(hWvlt)->outfilename, "wb"));
+    unique_stream file(open_file(find_image(hWvlt)->outfilename, "wb"));
     if (file == nullptr)
         return report(name, VIQ_ERR_OPEN, "Failed to create file");
     u8 header[header_size];
@@ -97,11 +98,13 @@ u32 VIQ_WVLT_file_read(u32 hWvlt) {
     if (is_error(code))
         return code;
     tVIQ_Image &image = *find_image(hWvlt);
-    const unique_stream file(std::fopen(image.infilename, "rb"));
+    const unique_stream file(open_file(image.infilename, "rb"));
     if (file == nullptr)
         return report(name, low_word(static_cast<u32>(errno)) | VIQ_ERR_OPEN,
                       "Failed to open file");
-    const u32 read = read_open_file(*record, file.get());
+    u32 read = check_file_limit(name, file.get());
+    if (!is_error(read))
+        read = read_open_file(*record, file.get());
     if (is_error(read))
         return read;
     describe_stream_of(image, *record);

@@ -1,7 +1,6 @@
 #include "wavelet/framework/module.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "core/address_map.h"
@@ -50,9 +49,9 @@ u32 create_module(module_handle *handle, u32 id, u32 size, const void *configura
     if (descriptor == nullptr)
         return create_unknown_id;
     auto *instance = static_cast<module_handle>(
-        std::calloc(1, sizeof(module_instance) + descriptor->instance_size));
+        allocate_zeros(sizeof(module_instance) + descriptor->instance_size));
     if (instance == nullptr || enter_value(live_instances, instance) == nullptr) {
-        std::free(instance);
+        release(instance, sizeof *instance + descriptor->instance_size);
         return create_no_memory;
     }
     *instance = {live_mark, descriptor};
@@ -152,7 +151,7 @@ u32 answer_identity(const module_descriptor &descriptor, u32 &size, void *buffer
 void release(module_handle handle) {
     remove_value(live_instances, handle);
     handle->mark = released_mark;
-    std::free(handle);
+    viq::release(handle, sizeof *handle + handle->descriptor->instance_size);
 }
 
 // Result of a block: the size by which the loop advances, or the status with which it ends.

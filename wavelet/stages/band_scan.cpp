@@ -45,7 +45,7 @@ bool begin_band(component_scan &scan, u32 band) {
     scan.parent_row = no_row;
     scan.area = find_subband(scan.width, scan.height, scan.subbands, band);
     const u32 count = phase_size(scan, 0);
-    for (std::vector<i16> &values : scan.values) {
+    for (vector<i16> &values : scan.values) {
         values.clear();
         if (!try_resize(values, round_up_to_block(count)))
             return false;

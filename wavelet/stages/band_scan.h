@@ -62,7 +62,7 @@ struct component_scan {
     byte_lines phase_magnitudes; // of both phases, of the current line and the line above
     byte_lines context_lines;    // contexts, parent terms, zeros
     u32 parent_row = 0;          // row of the parent band that the parent terms belong to
-    std::vector<i16> values[line_phases];
+    vector<i16> values[line_phases];
 };
 
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands);

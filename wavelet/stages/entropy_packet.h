@@ -28,7 +28,7 @@ inline packet_header header_of(const u8 *packet) {
 
 // Allocates a packet of `size` bytes after the header, and stores the header; false if memory runs
 // out.
-[[nodiscard]] inline bool begin_packet(std::vector<u8> &packet, packet_header header, u64 size) {
+[[nodiscard]] inline bool begin_packet(vector<u8> &packet, packet_header header, u64 size) {
     if (!try_resize(packet, sizeof header + size))
         return false;
     std::memcpy(packet.data(), &header, sizeof header);
@@ -55,7 +55,7 @@ struct packet_stage {
     upstream_link up;
     u32 inverse = 0;
     stream_source stream;
-    std::vector<u8> packet;
+    vector<u8> packet;
 };
 
 void disconnect_stage(packet_stage &stage);
@@ -69,7 +69,7 @@ bool read_varint(stream_source &stream, u32 &value);
 
 // Delivers a packet as a region. The width remains as requested: the run loop ends a stream when a
 // region is not narrower than its stride.
-inline u32 deliver_packet(const std::vector<u8> &packet, region &requested) {
+inline u32 deliver_packet(const vector<u8> &packet, region &requested) {
     requested.height = 1;
     requested.data = packet.data();
     requested.stride = static_cast<u32>(packet.size());

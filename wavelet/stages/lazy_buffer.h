@@ -7,7 +7,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 
 #include "core/aligned_memory.h"
@@ -17,13 +16,14 @@ namespace viq {
 template <class Element> struct lazy_buffer {
     static constexpr std::size_t page_size = 4096 / sizeof(Element); // in elements
 
-    struct release {
-        void operator()(void *block) const { std::free(block); }
+    struct releaser {
+        std::size_t size = 0;
+        void operator()(void *allocation) const { release_aligned(allocation, size); }
     };
-    std::unique_ptr<void, release> memory;
+    std::unique_ptr<void, releaser> memory;
     Element *elements = nullptr; // aligned to cache lines
     u64 capacity = 0;
-    std::vector<u8> written; // for each page
+    vector<u8> written; // for each page
 
     // Provides at least `count` elements, which are 0 or those of an earlier use.
     [[nodiscard]] bool resize(u64 count) {
@@ -34,9 +34,9 @@ template <class Element> struct lazy_buffer {
         capacity = 0;
         if (count > SIZE_MAX / sizeof(Element) || !try_resize(written, count / page_size + 1))
             return false;
-        const auto [allocation, start] =
-            allocate_aligned(static_cast<std::size_t>(count) * sizeof(Element));
-        memory.reset(allocation);
+        const std::size_t size = static_cast<std::size_t>(count) * sizeof(Element);
+        const auto [allocation, start] = allocate_aligned(size);
+        memory = {allocation, {size}};
         if (allocation == nullptr)
             return false;
         elements = static_cast<Element *>(start);

@@ -17,7 +17,7 @@ struct shifter_data {
     upstream_link up;
     u32 target = type_unspecified;
     u32 component = 0;
-    std::vector<u8> converted;
+    vector<u8> converted;
 };
 
 constexpr u32 bytes_per_sample(u32 type) {

@@ -28,7 +28,7 @@ constexpr u32 coefficient_padding = 32;
 
 // A buffer that is aligned to cache lines, so that vector stores do not cross two of them.
 template <class Element> struct aligned_buffer {
-    std::vector<Element> elements;
+    vector<Element> elements;
 
     [[nodiscard]] bool resize(u64 count) {
         return try_resize(elements, count + cache_line / sizeof(Element));
@@ -49,7 +49,7 @@ struct column_filter {
     u32 begin = 0, count = 0; // columns of the level
     std::size_t stride = 0;
     aligned_buffer<i32> lines;
-    std::vector<u8> exact_steps; // see column_state
+    vector<u8> exact_steps; // see column_state
 };
 
 struct dwt_level {
@@ -64,9 +64,9 @@ struct dwt_level {
 struct line_based_dwt {
     const wavelet_kernels *kernels = nullptr;
     coefficient_buffer target = {};
-    std::vector<dwt_level> levels;
-    std::vector<i32> scratch;
-    std::vector<i16> discarded; // receives results that are outside the component
+    vector<dwt_level> levels;
+    vector<i32> scratch;
+    vector<i16> discarded; // receives results that are outside the component
     line_buffer strip;          // inverse: the current strip of output lines
     u32 strip_begin = 0;
     bool saturated = false; // forward: a coefficient did not fit 16 bits

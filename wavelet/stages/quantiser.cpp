@@ -18,12 +18,12 @@ struct quantiser_data {
     u32 inverse = 0;
     i16 control = 0;
     u32 component = 0;
-    std::vector<u8> settings; // inverse: the block as it was set
-    std::vector<i16> values;
+    vector<u8> settings; // inverse: the block as it was set
+    vector<i16> values;
     region_destination destination = {}; // of the next region, instead of `values`
     u32 headroom = 0;                    // of the coefficients in this run (lifting_kernels.h)
     bool steps_valid = false;            // for the current run
-    std::vector<u16> steps;
+    vector<u16> steps;
 };
 
 // Size of the settings block: the header, whose module-specific value is the number of subbands, a
@@ -75,7 +75,7 @@ u32 answer_settings(quantiser_data &quantiser, u32 &size, void *buffer) {
     if (failed(status))
         return status;
     const auto subbands = static_cast<u32>(quantiser.steps.size());
-    std::vector<u8> block;
+    vector<u8> block;
     if (!try_resize(block, block_size(subbands)))
         return quantiser_no_memory;
     store_settings_header(block.data(), quantiser_id, static_cast<u16>(subbands));

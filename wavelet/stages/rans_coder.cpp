@@ -74,12 +74,12 @@ void begin_value_table(symbol_table &table, const class_parameters &initial) {
 }
 
 void classify(const component_scan &scan, u32 phase, const u8 *contexts, u32 count,
-              std::vector<u8> &classes) {
+              vector<u8> &classes) {
     scan.kernels->classify(contexts, class_thresholds[phase], rans_classes - 1, classes.data(),
                            count);
 }
 
-bool resize_classes(std::vector<u8> &classes, u32 width) {
+bool resize_classes(vector<u8> &classes, u32 width) {
     return try_resize(classes, round_up_to_block(width / 2 + 1));
 }
 
@@ -252,7 +252,7 @@ void rans_encoder::code_phase(component_scan &scan, u32 phase, const u8 *context
     models->coefficients += count;
 }
 
-bool rans_encoder::finish(u64 min_bytes, std::vector<u8> &packet) {
+bool rans_encoder::finish(u64 min_bytes, vector<u8> &packet) {
     const u64 max_size = max_states_size + u64{used} * sizeof(u16);
     if (out_of_memory || !try_resize(code, max_size))
         return false;

@@ -40,9 +40,9 @@ struct rans_models {
 struct rans_encoder {
     static constexpr bool decodes = false;
     rans_models *models = nullptr;
-    std::vector<u8> classes;
-    std::vector<u32> operations; // in decoding order
-    std::vector<u8> code;        // filled from its end
+    vector<u8> classes;
+    vector<u32> operations; // in decoding order
+    vector<u8> code;        // filled from its end
     std::size_t used = 0;        // operations
     bool out_of_memory = false;
 
@@ -53,7 +53,7 @@ struct rans_encoder {
     }
     // Assembles the packet, of at least `min_bytes` bytes: a bit for each lane whose state is
     // stored, these states, then the units.
-    [[nodiscard]] bool finish(u64 min_bytes, std::vector<u8> &packet);
+    [[nodiscard]] bool finish(u64 min_bytes, vector<u8> &packet);
 
     unit_content code_unit_header(unit_content content);
     void code_phase(component_scan &scan, u32 phase, const u8 *contexts, const i16 *values,
@@ -64,8 +64,8 @@ struct rans_encoder {
 struct rans_decoder {
     static constexpr bool decodes = true;
     rans_models *models = nullptr;
-    std::vector<u8> classes;
-    std::vector<u8> code; // of the packet, with padding_units zero units
+    vector<u8> classes;
+    vector<u8> code; // of the packet, with padding_units zero units
     rans_states states = {};
     row_reader read_rows = nullptr;
     bool overrun = false;

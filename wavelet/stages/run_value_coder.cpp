@@ -170,7 +170,7 @@ void run_value_encoder::begin() {
     out_of_memory = false;
 }
 
-bool run_value_encoder::finish(u64 min_bytes, std::vector<u8> &packet) const {
+bool run_value_encoder::finish(u64 min_bytes, vector<u8> &packet) const {
     const std::span<const symbol_slot> written(slots.data(), used);
     u64 bits = 0;
     for (const symbol_slot &slot : written)

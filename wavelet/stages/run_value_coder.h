@@ -47,7 +47,7 @@ struct symbol_slot {
 
 struct run_value_encoder {
     static constexpr bool decodes = false;
-    std::vector<symbol_slot> slots;
+    vector<symbol_slot> slots;
     u32 used = 0; // slots
     segment_classes segment;
     u32 nonzero[segment_size / kernel_block]; // a mask
@@ -56,7 +56,7 @@ struct run_value_encoder {
 
     void begin();
     // Assembles the packet, with at least `min_bytes` bytes of extra bits.
-    [[nodiscard]] bool finish(u64 min_bytes, std::vector<u8> &packet) const;
+    [[nodiscard]] bool finish(u64 min_bytes, vector<u8> &packet) const;
 
     unit_content code_unit_header(unit_content content);
     void code_phase(component_scan &scan, u32 phase, const u8 *contexts, const i16 *values,
@@ -68,7 +68,7 @@ struct run_value_decoder {
     static constexpr bool decodes = true;
     segment_classes segment;
     run_value_models *models = nullptr;
-    std::vector<u8> packet; // a copy with padding
+    vector<u8> packet; // a copy with padding
     packet_position at;
     bool corrupt = false;
 

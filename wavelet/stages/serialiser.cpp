@@ -5,6 +5,7 @@
 // this from the sizes of the bands, so that the stream does not mark it. Packets bound the memory
 // of a run. Statistics and codebooks continue across packets; only the coder states restart.
 #include <algorithm>
+#include <array>
 
 #include "wavelet/framework/module_support.h"
 #include "wavelet/stages/entropy_packet.h"
@@ -36,29 +37,27 @@ struct serialiser_data {
     component_scan scan;
     u32 band = 0, line = 0; // where the next coding unit begins
     // Models of the selected entropy coder, one for each kind of band.
-    std::unique_ptr<rans_models[]> rans;
-    std::unique_ptr<run_value_models[]> run_value;
+    owned<std::array<rans_models, band_kinds>> rans;
+    owned<std::array<run_value_models, band_kinds>> run_value;
 
     run_value_encoder run_value_writer;
     rans_encoder rans_writer;
-    std::vector<u8> packet;
+    vector<u8> packet;
 
     run_value_decoder run_value_reader;
     rans_decoder rans_reader;
     bool packet_open = false;
     u64 decoded = 0; // coefficients of the open packet
-    std::vector<i16> values;
+    vector<i16> values;
 };
 
 u32 begin_run(serialiser_data &serialiser) {
-    try {
-        if (serialiser.coder == coder_rans)
-            serialiser.rans = std::make_unique<rans_models[]>(band_kinds);
-        else
-            serialiser.run_value = std::make_unique<run_value_models[]>(band_kinds);
-    } catch (...) {
+    if (serialiser.coder == coder_rans)
+        serialiser.rans = make_owned<std::array<rans_models, band_kinds>>();
+    else
+        serialiser.run_value = make_owned<std::array<run_value_models, band_kinds>>();
+    if (serialiser.rans == nullptr && serialiser.run_value == nullptr)
         return stage_no_memory;
-    }
     begin_component(serialiser.scan, serialiser.width, serialiser.height, serialiser.subbands);
     if (!serialiser.rans_writer.resize(serialiser.width) ||
         !serialiser.rans_reader.resize(serialiser.width) || !begin_band(serialiser.scan, 0))
@@ -92,7 +91,7 @@ u32 advance(serialiser_data &serialiser, u32 lines) {
 
 void discard_open_pairs(serialiser_data &serialiser) {
     for (u32 kind = 0; kind < band_kinds; ++kind)
-        serialiser.run_value[kind].discard_open_pairs();
+        (*serialiser.run_value)[kind].discard_open_pairs();
 }
 
 // Codes or decodes the current coding unit. If all its values are 0, only one line is decoded.
@@ -183,9 +182,9 @@ u32 write_packet(serialiser_data &serialiser, region &requested) {
     }
     u32 status = success;
     if (serialiser.coder == coder_rans) {
-        status = write_units(serialiser, serialiser.rans_writer, serialiser.rans.get());
+        status = write_units(serialiser, serialiser.rans_writer, serialiser.rans->data());
     } else {
-        status = write_units(serialiser, serialiser.run_value_writer, serialiser.run_value.get());
+        status = write_units(serialiser, serialiser.run_value_writer, serialiser.run_value->data());
         discard_open_pairs(serialiser);
     }
     return failed(status) ? status : deliver_packet(serialiser.packet, requested);
@@ -236,10 +235,10 @@ u32 read_unit(serialiser_data &serialiser, region &requested) {
     i16 *values = serialiser.values.data();
     unit_content content = unit_content::all_zero;
     if (serialiser.coder == coder_rans) {
-        serialiser.rans_reader.models = &serialiser.rans[kind];
+        serialiser.rans_reader.models = &(*serialiser.rans)[kind];
         content = code_unit(serialiser, serialiser.rans_reader, lines, values, width, content);
     } else {
-        serialiser.run_value_reader.models = &serialiser.run_value[kind];
+        serialiser.run_value_reader.models = &(*serialiser.run_value)[kind];
         content = code_unit(serialiser, serialiser.run_value_reader, lines, values, width, content);
     }
     serialiser.decoded += u64{width} * lines;

@@ -25,7 +25,7 @@ struct transform_data {
     lazy_buffer<i16> coefficients; // forward: written pages are not recorded
     line_based_dwt dwt;
     u32 headroom = 0;        // of the coefficients of the current run
-    std::vector<i16> scaled; // samples shifted by the headroom
+    vector<i16> scaled; // samples shifted by the headroom
 };
 
 constexpr u32 strip_lines = 16;
