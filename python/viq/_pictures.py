@@ -119,12 +119,12 @@ def build_jpeg_sequence(pictures: Sequence[Picture], quality: int = 32) -> bytes
     with _Jpeg() as frame, _Jpeg() as sequence:
         c.VIQ_JPEG_set_Quality_factor(frame.handle, quality)
         first = as_image(pictures[0])
-        for picture in pictures:
+        for number, picture in enumerate(pictures):
             image = as_image(picture)
             if (image.width, image.height) != (first.width, first.height):
                 raise ValueError('the pictures of a sequence have one size')
             c.VIQ_JPEG_compress(image.handle, frame.handle)
-            if image is first:
+            if number == 0:
                 c.VIQ_image_copy_parameters(frame.handle, sequence.handle)
                 c.VIQ_image_set_parameter(sequence.handle, c.VIQ_JPEG_PARAM, 0)
                 c.VIQ_image_set_parameter(sequence.handle, c.VIQ_PARAM_18, 0)
@@ -232,7 +232,8 @@ def insert(host: Image, picture: Picture, x: int, y: int) -> None:
     """Copies a picture of the same format into an image, its left top pixel at column x and line y,
     both from 0. See VIQ_IP_image_insert."""
     require_writable(host)
-    c.VIQ_IP_image_insert(host.handle, as_image(picture).handle, x + 1, y + 1)
+    inserted = as_image(picture)
+    c.VIQ_IP_image_insert(host.handle, inserted.handle, x + 1, y + 1)
 
 
 def shading_references(black: Picture, white: Picture) -> Tuple[Image, Image]:
@@ -293,16 +294,17 @@ def match_histograms(one: Histogram, other: Histogram, plane: str = 'hue') -> in
 
 def averages(picture: Picture) -> Tuple[int, int, int]:
     """Mean hue, saturation and intensity of "hsi"; mean, minimum and maximum of "y8"."""
+    image = as_image(picture)
     record = c.tVIQ_Average()
-    c.VIQ_IP_generate_averages(as_image(picture).handle, ctypes.byref(record), NEXT)
+    c.VIQ_IP_generate_averages(image.handle, ctypes.byref(record), NEXT)
     return record.average[0], record.average[1], record.average[2]
 
 
 def motion(picture: Picture, reference: Picture, threshold: int = 0, step: int = 1) -> int:
     """The change of the correlation with a reference in percent. See VIQ_IP_motion_detect."""
+    image, compared = as_image(picture), as_image(reference)
     result = ctypes.c_uint32()
-    c.VIQ_IP_motion_detect(as_image(picture).handle, as_image(reference).handle, threshold, step,
-                           ctypes.byref(result))
+    c.VIQ_IP_motion_detect(image.handle, compared.handle, threshold, step, ctypes.byref(result))
     return result.value
 
 
@@ -327,9 +329,9 @@ def demosaic(picture: Picture, pattern: str = 'rg', scheme: int = 3,
 
 def grey_world_gains(picture: Picture, pattern: str = 'rg', black_level: int = 0) -> np.ndarray:
     """Gains of red, green and blue that make the picture grey in the mean; 4096 is 1."""
+    image = _mosaic(picture)
     gains = np.zeros(3, np.uint16)
-    c.VIQ_BAY_grey_world_gains(_mosaic(picture).handle, _PATTERNS[pattern], black_level,
-                               gains.ctypes.data)
+    c.VIQ_BAY_grey_world_gains(image.handle, _PATTERNS[pattern], black_level, gains.ctypes.data)
     return gains
 
 
@@ -415,9 +417,10 @@ def _yuv(picture: Picture) -> Image:
 
 def calibrate_key(picture: Picture) -> KeyWindow:
     """The window of a picture of the key screen. See VIQ_CK_calibrate."""
+    image = _yuv(picture)
     key = c.VIQ_CK_create()
     try:
-        c.VIQ_CK_calibrate(_yuv(picture).handle, key, NEXT)
+        c.VIQ_CK_calibrate(image.handle, key, NEXT)
         return KeyWindow(*(c.VIQ_CK_get_parameter(key, number) for number in _KEY_PARAMETERS))
     finally:
         c.VIQ_CK_destroy(key)
