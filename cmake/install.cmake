@@ -18,7 +18,7 @@ foreach(target IN LISTS installed_targets)
 endforeach()
 
 install(TARGETS viq viq_static EXPORT viqTargets)
-install(FILES include/viq.h TYPE INCLUDE)
+install(FILES include/viq.h include/viq.hpp TYPE INCLUDE)
 install(DIRECTORY include/viq TYPE INCLUDE FILES_MATCHING PATTERN "*.h")
 install(EXPORT viqTargets NAMESPACE viq:: DESTINATION ${package_dir})
 if(VIQ_TOOL)

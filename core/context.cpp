@@ -141,6 +141,46 @@ void release_at_thread_end() {
 
 } // namespace
 
+namespace {
+
+VIQ_PER_CONTEXT(std::unique_ptr<owned_context>, inner);
+
+u32 make_inner_context() {
+    if (const u32 code = ensure_started(); is_error(code))
+        return code;
+    std::unique_ptr<owned_context> made = make_context();
+    if (made == nullptr)
+        return report("VIQ_context_create", VIQ_ERR_MEMORY, "");
+    made->record.number = VIQ_context_current();
+    if (const u32 code = start(*made); is_error(code))
+        return code;
+    *inner = std::move(made);
+    return success;
+}
+
+} // namespace
+
+inner_context::inner_context() : outer(bound_context), status(success) {
+    if (called_by_handler())
+        status = VIQ_ERR_STATE;
+    else if (*inner == nullptr)
+        status = make_inner_context();
+    if (is_error(status))
+        return;
+    const error_records records = copy_error_records();
+    bound_context = &(*inner)->record;
+    set_error_records(records);
+}
+
+inner_context::~inner_context() {
+    if (is_error(status))
+        return;
+    end_sequences_here(nullptr);
+    const error_records records = copy_error_records();
+    bound_context = outer;
+    set_error_records(records);
+}
+
 void end_sequences_here(const tVIQ_Image *image) {
     for (const context_slot *slot = slots_begin(); slot != end_of_slots; ++slot)
         if (slot->rules->end_sequences != nullptr)

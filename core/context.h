@@ -96,6 +96,19 @@ inline constexpr object_rules rules_of = {make_object<T>, destroy_object_of<T>,
     [[gnu::section(VIQ_CONTEXT_SECTION), gnu::used]] constinit const ::viq::per_context<type>      \
         name = {{&name##_of_process, &::viq::rules_of<type>}}
 
+// While the object exists, the calling thread works in a context inside its own one, so that the
+// functions it calls disturb no sequence, open file or table of the caller. The inner context is
+// created when it is first used and destroyed with the outer one. It has the number and the error
+// records of the outer context; changes of the records are kept.
+struct inner_context {
+    context *outer;
+    u32 status; // an error: there is no inner context
+    inner_context();
+    inner_context(const inner_context &) = delete;
+    inner_context &operator=(const inner_context &) = delete;
+    ~inner_context();
+};
+
 // Ends the sequences of the calling thread's context that the image takes part in (null: all).
 void end_sequences_here(const tVIQ_Image *image);
 

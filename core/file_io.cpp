@@ -1,7 +1,9 @@
 #include "core/file_io.h"
 
 #include <atomic>
+#include <utility>
 
+#include "core/context.h"
 #include "core/report.h"
 
 #if defined(_WIN32)
@@ -17,6 +19,20 @@ namespace viq {
 namespace {
 
 constinit std::atomic<file_opener> opener_of_tests = nullptr;
+VIQ_PER_CONTEXT(substitute_file, substitute);
+
+// Null: the system cannot provide a stream.
+std::FILE *stream_of(const u8 *data, std::size_t size) {
+#if defined(_WIN32)
+    unique_stream stream(std::tmpfile());
+    if (stream == nullptr || std::fwrite(data, 1, size, stream.get()) != size ||
+        !seek_to(stream.get(), 0))
+        return nullptr;
+    return stream.release();
+#else
+    return fmemopen(const_cast<u8 *>(data), size, "rb"); // the mode does not write
+#endif
+}
 
 } // namespace
 
@@ -27,6 +43,30 @@ std::FILE *open_file(const char *path, const char *mode) {
 
 void set_file_opener(file_opener opener) {
     opener_of_tests = opener;
+}
+
+file_substitution::file_substitution(const substitute_file &used) {
+    *substitute = used;
+}
+
+file_substitution::~file_substitution() {
+    if (substitute->target != nullptr)
+        std::fclose(substitute->target);
+    *substitute = {};
+}
+
+std::FILE *open_to_read(const char *path) {
+    if (substitute->path != nullptr)
+        return open_file(substitute->path, "rb");
+    if (substitute->data != nullptr)
+        return stream_of(substitute->data, static_cast<std::size_t>(substitute->size));
+    return open_file(path, "rb");
+}
+
+std::FILE *open_to_write(const char *path, const char *mode) {
+    if (substitute->target != nullptr)
+        return std::exchange(substitute->target, nullptr);
+    return open_file(path, mode);
 }
 
 u32 close_file(const char *function, unique_stream &file) {
@@ -67,7 +107,7 @@ void end_sequences(file_sequence &state, const tVIQ_Image *image) {
 
 u32 create_file(const char *function, file_sequence &state, const char *path, const char *mode) {
     constexpr std::size_t buffer_size = 16384;
-    state.file.reset(open_file(path, mode));
+    state.file.reset(open_to_write(path, mode));
     if (state.file == nullptr)
         return report(function, VIQ_ERR_OPEN, "Failed to create file");
     std::setvbuf(state.file.get(), nullptr, _IOFBF, buffer_size);

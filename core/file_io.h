@@ -23,6 +23,26 @@ using unique_stream = std::unique_ptr<std::FILE, stream_closer>;
 // Closes the file and reports a failure of any write to it. NULL is a success.
 u32 close_file(const char *function, unique_stream &file);
 
+// What readers and writers open in the calling thread's context instead of the file that an image
+// names.
+struct substitute_file {
+    const char *path = nullptr; // to read; may be longer than the name in an image
+    const u8 *data = nullptr;   // to read, if there is no path
+    u64 size = 0;
+    std::FILE *target = nullptr; // to write; closed by the writer that takes it
+};
+
+// The functions below use a substitute while the object exists.
+struct file_substitution {
+    explicit file_substitution(const substitute_file &used);
+    file_substitution(const file_substitution &) = delete;
+    file_substitution &operator=(const file_substitution &) = delete;
+    ~file_substitution();
+};
+
+std::FILE *open_to_read(const char *path);
+std::FILE *open_to_write(const char *path, const char *mode = "wb");
+
 bool seek_to(std::FILE *stream, u64 position);
 
 // 0 if the position is unknown.

@@ -19,7 +19,7 @@ constexpr u32 library_module = 1;
 constexpr std::size_t text_size = 512;
 
 struct error_state {
-    tVIQ_ErrRecord records[module_count];
+    error_records records;
     u64 current_report; // 0: no handler is running
 };
 
@@ -183,6 +183,14 @@ void take_error_handlers(const error_records &from) {
         errors->records[n].version = from[n].version;
         errors->records[n].handler = from[n].handler;
     }
+}
+
+error_records copy_error_records() {
+    return errors->records;
+}
+
+void set_error_records(const error_records &records) {
+    errors->records = records;
 }
 
 } // namespace viq

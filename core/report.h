@@ -54,4 +54,8 @@ using error_records = std::array<tVIQ_ErrRecord, module_count>;
 error_records copy_error_handlers();
 void take_error_handlers(const error_records &from);
 
+// The whole records of the calling thread's context.
+error_records copy_error_records();
+void set_error_records(const error_records &records);
+
 } // namespace viq

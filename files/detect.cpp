@@ -39,7 +39,7 @@ u32 VIQ_image_find_file_format(const char *pszFileName) {
 }
 
 u32 viq::open_and_detect(const char *path, unique_stream &file) {
-    file.reset(open_file(path, "rb"));
+    file.reset(open_to_read(path));
     file_head head;
     std::memset(head, 0xFF, sizeof head);
     // Some systems open a directory; reading from it fails on all of them.

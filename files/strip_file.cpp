@@ -233,7 +233,7 @@ u32 open_and_read_header(const strip_reader &reader, u32 hImage, tVIQ_Image &ima
     if (file != nullptr && seek_to(file.get(), 0)) {
         std::clearerr(file.get());
     } else {
-        file.reset(open_file(image.infilename, "rb"));
+        file.reset(open_to_read(image.infilename));
         if (file == nullptr)
             return report(reader.name, VIQ_ERR_OPEN, "Failed to open file");
         if (reader.unbuffered)

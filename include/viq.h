@@ -27,6 +27,7 @@
  * - viq/process.h: VIQ_IP_..., VIQ_SPL_...
  * - viq/camera.h: VIQ_BAY_..., VIQ_CK_...
  * - viq/draw.h: VIQ_draw_..., VIQ_DrawPixel
+ * - viq/one_call.h: VIQ_open_as, VIQ_decode_as, VIQ_convert_as, VIQ_save, VIQ_encode
  *
  * Handles and results are uint32_t. Prefixes of arguments name their type: h is a handle, dw 32
  * bits, w 16 bits, b 8 bits, p a pointer, psz a zero-terminated text.
@@ -133,6 +134,7 @@
 #include "viq/jpeg.h"
 #include "viq/limits.h"
 #include "viq/lut.h"
+#include "viq/one_call.h"
 #include "viq/process.h"
 #include "viq/types.h"
 #include "viq/wavelet.h"

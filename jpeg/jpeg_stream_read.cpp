@@ -138,7 +138,7 @@ u32 read_opened_file(const reader_rules &rules, u32 hJpegImage) {
         return report_unchangeable(rules.name, hJpegImage);
     Tjpeg &record = *image->jpeg;
     drop_file(record);
-    take_file(record, open_file(image->infilename, "rb"));
+    take_file(record, open_to_read(image->infilename));
     if (record.file == nullptr)
         return report(rules.name, VIQ_ERR_OPEN, "Failed to open JPEG file");
     if (const u32 code = check_file_limit(rules.name, record.file); is_error(code)) {

@@ -98,7 +98,7 @@ u32 VIQ_WVLT_file_read(u32 hWvlt) {
     if (is_error(code))
         return code;
     tVIQ_Image &image = *find_image(hWvlt);
-    const unique_stream file(open_file(image.infilename, "rb"));
+    const unique_stream file(open_to_read(image.infilename));
     if (file == nullptr)
         return report(name, low_word(static_cast<u32>(errno)) | VIQ_ERR_OPEN,
                       "Failed to open file");

@@ -1,0 +1,19 @@
+"""A pipeline that kills its worker once, in the middle of an output, and refuses bad files."""
+import os
+import signal
+
+import viq
+
+
+def convert(source, target):
+    if 'deadly' in source:
+        first_time = os.environ['VIQ_TEST_MARK']
+        try:
+            os.close(os.open(first_time, os.O_CREAT | os.O_EXCL))
+        except FileExistsError:
+            pass
+        else:
+            with open(target, 'wb') as part:
+                part.write(b'partial')
+            os.kill(os.getpid(), signal.SIGKILL)
+    viq.save(viq.open(source, 'y8'), target)
