@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Everything that must hold before a change is shared: the tests in the release build and under the
 # address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
-# with clang and for 32-bit Windows, formatting. With --quick only the release build and its tests.
-# The last lines name what failed or was skipped; the very last one counts.
+# with clang and for 32-bit Windows, formatting, the manual. With --quick only the release build and
+# its tests. The last lines name what failed or was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 
@@ -92,8 +92,9 @@ if [ "$quick" = 1 ]; then
     bash scripts/setup.sh --tests || exit 1
     build_and_test release
 else
-    bash scripts/setup.sh --tests --clang --windows || exit 1
+    bash scripts/setup.sh --tests --clang --windows --manual || exit 1
     check "formatting" formatting
+    check "manual" scripts/manual.sh
     build_and_test release
     build_and_test asan
     build_and_test tsan

@@ -134,9 +134,10 @@ int main(int argc, char **argv) {
                    "no output file has been changed.");
         app.set_version_flag("--version", version_text);
         std::string manual_folder;
-        app.add_option("--write-manual", manual_folder,
-                       "Write the man pages and the completion scripts of bash and zsh to a folder; "
-                       "takes no command")
+        app.add_option(
+               "--write-manual", manual_folder,
+               "Write the man pages and the completion scripts of bash and zsh to a folder; "
+               "takes no command")
             ->type_name("DIR");
         if (argc == 3 && argv[1] == std::string_view("--write-manual")) {
             tool::write_manual(app, argv[2]);

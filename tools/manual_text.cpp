@@ -107,10 +107,10 @@ std::string heading(const char *macro, const std::string &text) {
 std::string option_entry(const CLI::Option &option) {
     std::string type = option.get_type_name();
     const std::string initial = option.get_default_str();
-    std::string text = ".TP\n\\fB" +
-                       roff(is_positional(option) ? option.get_name(true)
-                                                  : joined(names_of(option), ", ")) +
-                       "\\fR";
+    std::string text =
+        ".TP\n\\fB" +
+        roff(is_positional(option) ? option.get_name(true) : joined(names_of(option), ", ")) +
+        "\\fR";
     if (!is_positional(option) && takes_value(option))
         text += " \\fI" + roff(value_name(option)) + "\\fR";
     text += "\n" + roff(option.get_description()) + "\n";
@@ -147,8 +147,8 @@ std::string argument_entries(const CLI::App &app) {
 
 std::string synopsis(const std::string &name, const CLI::App &app) {
     std::string text = "\\fB" + roff(name) + "\\fR [\\fIOPTIONS\\fR]";
-    for (const CLI::Option *option : app.get_options(
-             [](const CLI::Option *candidate) { return is_positional(*candidate); }))
+    for (const CLI::Option *option :
+         app.get_options([](const CLI::Option *candidate) { return is_positional(*candidate); }))
         text += " \\fI" + roff(option->get_name(true)) +
                 (option->get_expected_max() > 1 ? "\\fR..." : "\\fR");
     if (!commands_of(app).empty())
@@ -184,8 +184,8 @@ std::string verb_page(const CLI::App &verb) {
     text += heading(".SH", "DESCRIPTION") + roff(verb.get_description()) + ".\n" +
             argument_entries(verb);
     for (const CLI::App *part : commands_of(verb)) {
-        text += heading(".SH", command + " " + part->get_name()) +
-                roff(part->get_description()) + ".\n" + argument_entries(*part);
+        text += heading(".SH", command + " " + part->get_name()) + roff(part->get_description()) +
+                ".\n" + argument_entries(*part);
         if (!part->get_footer().empty())
             text += ".PP\n" + roff(part->get_footer()) + "\n";
     }
@@ -225,8 +225,8 @@ void list_commands(const CLI::App &app, const std::string &words,
                    std::vector<named_command> &commands) {
     commands.push_back({words, &app});
     for (const CLI::App *command : commands_of(app))
-        list_commands(*command, words.empty() ? command->get_name() : words + " " +
-                                                                          command->get_name(),
+        list_commands(*command,
+                      words.empty() ? command->get_name() : words + " " + command->get_name(),
                       commands);
 }
 
@@ -335,9 +335,10 @@ std::string zsh_function(const named_command &command) {
             command.words.empty() ? part->get_name() : command.words + " " + part->get_name();
         cases += "    " + part->get_name() + ") " + zsh_function_name(words) + " ;;\n";
     }
-    return text + "))' \\\n        '*::argument:->argument'\n"
-                  "    [ \"$state\" = argument ] || return\n"
-                  "    case $words[1] in\n" +
+    return text +
+           "))' \\\n        '*::argument:->argument'\n"
+           "    [ \"$state\" = argument ] || return\n"
+           "    case $words[1] in\n" +
            cases + "    esac\n}\n";
 }
 

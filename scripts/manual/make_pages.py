@@ -207,6 +207,7 @@ def documented_messages():
         for text, function in comments(header):
             for item in list_items(text):
                 code = re.match(r"(VIQ_ERR_[A-Z_]+)(\|\w+)?", item)
+                item = re.sub(r'reported (as|under the name) "[^"]*"', "", item)
                 for message in re.findall(r'"([^"]*)"', item) if code else []:
                     rows.append((code.group(1), code.group(2) or "", message,
                                  function or f"common to {group}"))

@@ -76,9 +76,8 @@ int main() {
     for (const pixel_format &row : pixel_formats) {
         std::printf("%s\n  {\"code\": %u, \"name\": \"%s\", \"depth\": %u, \"bytes\": %u, "
                     "\"colour\": %s, \"mosaic\": %s, \"components\": [",
-                    &row == pixel_formats ? "" : ",", row.code,
-                    row.name != nullptr ? row.name : "", row.bits_per_pixel, row.bytes_per_pixel,
-                    row.is_colour ? "true" : "false",
+                    &row == pixel_formats ? "" : ",", row.code, row.name != nullptr ? row.name : "",
+                    row.bits_per_pixel, row.bytes_per_pixel, row.is_colour ? "true" : "false",
                     row.chroma == chroma_layout::mosaic ? "true" : "false");
         separator = "";
         print_components(row);
