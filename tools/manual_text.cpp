@@ -104,8 +104,22 @@ std::string heading(const char *macro, const std::string &text) {
     return std::string(macro) + " \"" + roff(text) + "\"\n";
 }
 
+// The values that an option accepts, as a list or as a range; empty if neither is declared.
+std::string accepted_values(const CLI::Option &option) {
+    if (const std::vector<std::string> listed = values_of(option); !listed.empty())
+        return joined(listed, ", ");
+    // "N:INT in [1 - 400]"
+    const std::string type = option.get_type_name();
+    const std::size_t open = type.find('[');
+    const std::size_t between = type.find(" - ", open);
+    const std::size_t close = type.find(']', between);
+    if (open == std::string::npos || between == std::string::npos || close == std::string::npos)
+        return "";
+    return type.substr(open + 1, between - open - 1) + " to " +
+           type.substr(between + 3, close - between - 3);
+}
+
 std::string option_entry(const CLI::Option &option) {
-    std::string type = option.get_type_name();
     const std::string initial = option.get_default_str();
     std::string text =
         ".TP\n\\fB" +
@@ -114,8 +128,8 @@ std::string option_entry(const CLI::Option &option) {
     if (!is_positional(option) && takes_value(option))
         text += " \\fI" + roff(value_name(option)) + "\\fR";
     text += "\n" + roff(option.get_description()) + "\n";
-    if (type.find('{') != std::string::npos || type.find('[') != std::string::npos)
-        text += ".br\nValues: " + roff(type.substr(type.find(':') + 1)) + "\n";
+    if (const std::string values = accepted_values(option); !values.empty())
+        text += ".br\nValues: " + roff(values) + "\n";
     if (!initial.empty())
         text += ".br\nDefault: " + roff(initial) + "\n";
     return text;

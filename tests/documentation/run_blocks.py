@@ -11,6 +11,7 @@ import re
 import shlex
 import subprocess
 import sys
+import textwrap
 
 BLOCK = re.compile(r"(<!-- not run: (?P<reason>.*?) -->\n)?^```(?P<language>\w*)\n(?P<code>.*?)^```",
                    re.M | re.S)
@@ -28,8 +29,8 @@ def blocks_of(path):
 def as_program(code):
     if re.search(r"\bmain\s*\(", code):
         return code
-    return ("#include <stdio.h>\n#include <viq.h>\nint main(void) {\n    VIQ_Init();\n" + code
-            + "    return 0;\n}\n")
+    return ("#include <stdio.h>\n#include <viq.h>\nint main(void) {\n    VIQ_Init();\n"
+            + textwrap.indent(code, "    ") + "    return 0;\n}\n")
 
 
 def compile_and_run(language, code, folder, source):
