@@ -36,3 +36,5 @@ install(FILES ${PROJECT_BINARY_DIR}/viqConfig.cmake ${PROJECT_BINARY_DIR}/viqCon
 file(RELATIVE_PATH VIQ_PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(viq.pc.in viq.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/viq.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+include(manual_pages)

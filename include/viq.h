@@ -13,8 +13,8 @@
  *
  * - viq/types.h: constants, error codes and records
  * - viq/image.h: VIQ_Init, VIQ_image_... except those below, VIQ_get_..., VIQ_copy_outfilename,
- *   VIQ_Err..., VIQ_malloc_N_lines, VIQ_write_to_memory, VIQ_read_from_memory, VIQ_sscanf,
- *   VIQ_Util_..., VIQ_test_pattern..., VIQ_Debug..., VIQ_print_...
+ *   VIQ_Err..., VIQ_error_text, VIQ_malloc_N_lines, VIQ_write_to_memory, VIQ_read_from_memory,
+ *   VIQ_sscanf, VIQ_Util_..., VIQ_test_pattern..., VIQ_Debug..., VIQ_print_...
  * - viq/convert.h: VIQ_image_convert, VIQ_convert_to_..., VIQ_YUV422_to_..., VIQ_paletted_to_...,
  *   except names that end in _LUT
  * - viq/colourmap.h: VIQ_cmap_...
@@ -93,13 +93,18 @@
  * is locked, however the flag got there; clear the flag first to pass a buffer to the library.
  * Pointers that the library returns stay the library's unless the function says otherwise.
  *
+ * On Windows, memory that the library frees with free(), and every FILE pointer that is passed to
+ * it, must come from the C run-time that the library uses. A program with another run-time locks
+ * its buffers, or allocates them with VIQ_malloc_N_lines or VIQ_DebugMalloc.
+ *
  * @section viq_reporting Errors
  *
  * A function that fails reports the failure once through VIQ_ErrProcess, under its own name or, for
  * the processing of a strip, mostly under its name followed by "_1_strip", and returns the error
  * code. A function that passes on the failure of another one may report it again with its own
  * message.
- * @ref viq_errors contains the table of codes and the errors that all functions have in common.
+ * VIQ_error_text returns the meaning of a code. @ref viq_errors contains the table of codes and the
+ * errors that all functions have in common.
  *
  * @section viq_error_handlers Error handlers
  *

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Everything that must hold before a change is shared: the tests in the release build and under the
 # address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
-# with clang and for 32-bit Windows, formatting. With --quick only the release build and its tests.
-# The last lines name what failed or was skipped; the very last one counts.
+# with clang and for 32-bit Windows, formatting, the manual. With --quick only the release build and
+# its tests, and the manual if doxygen is installed. The last lines name what failed or was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 
@@ -79,6 +79,14 @@ formatting() {
         xargs clang-format --dry-run -Werror
 }
 
+manual() {
+    if command -v doxygen >/dev/null; then
+        check "manual" bash scripts/manual.sh
+    else
+        skipped+=("manual: doxygen is not installed")
+    fi
+}
+
 build_and_test() { # PRESET
     if check "$1 build" build "$1"; then
         run_tests "$1"
@@ -90,10 +98,12 @@ build_and_test() { # PRESET
 mkdir -p build
 if [ "$quick" = 1 ]; then
     bash scripts/setup.sh --tests || exit 1
+    manual
     build_and_test release
 else
-    bash scripts/setup.sh --tests --clang --windows || exit 1
+    bash scripts/setup.sh --tests --clang --windows --manual || exit 1
     check "formatting" formatting
+    manual
     build_and_test release
     build_and_test asan
     build_and_test tsan

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <set>
 
 #include "tests/support.h"
 
@@ -232,6 +233,26 @@ TEST(Errors, ReachTheHandlerAndReturnItsResult) {
     EXPECT_EQ(VIQ_ErrProcess(1, "f", 0x10050000, "m"), 0u);
     VIQ_ErrHandlerInstall(record_failure);
     EXPECT_TRUE(reported.empty());
+}
+
+TEST(Errors, EveryCodeHasAText) {
+    const std::pair<u32, const char *> texts[] = {
+        {0, "No error"},
+        {0xFFFF, "No error"},
+        {0x10000, "Unknown error code"},
+        {0x100e0000, "Unknown error code"},
+        {0x80004005, "Unknown error code"},
+        {VIQ_ERR_OTHER, "Code of another library or of the system"},
+        {VIQ_ERR_CORRUPT | 0x11, "Invalid image, file or stream"},
+        {VIQ_ERR_MEMORY | 0xFFFF, "Not enough memory"},
+        {VIQ_ERR_SYSTEM, "Reading or writing a file has failed"}};
+    for (const auto &[code, text] : texts)
+        EXPECT_STREQ(VIQ_error_text(code), text) << std::hex << code;
+    std::set<std::string> classes;
+    for (u32 code = VIQ_ERR_OTHER; code <= VIQ_ERR_SYSTEM; code += 0x10000)
+        classes.insert(VIQ_error_text(code));
+    EXPECT_EQ(classes.size(), 13u);
+    EXPECT_FALSE(classes.contains("Unknown error code"));
 }
 
 #if !defined(_WIN32)

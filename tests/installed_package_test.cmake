@@ -26,6 +26,19 @@ foreach(command first_steps first_steps_static "four_cameras 2 .")
                     COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
 
+# The documents, and what belongs to the tool if it has been installed.
+set(documents man/man3/viq.3 doc/viq/THIRD_PARTY.md)
+file(GLOB tools ${prefix}/bin/viq*)
+if(tools)
+    list(APPEND documents man/man1/viq.1 man/man1/viq-convert.1 bash-completion/completions/viq
+         zsh/site-functions/_viq)
+endif()
+foreach(document IN LISTS documents)
+    if(NOT EXISTS ${prefix}/share/${document})
+        message(FATAL_ERROR "not installed: share/${document}")
+    endif()
+endforeach()
+
 file(GLOB_RECURSE pc ${prefix}/viq.pc)
 cmake_path(GET pc PARENT_PATH pc_directory)
 set(ENV{PKG_CONFIG_PATH} ${pc_directory})

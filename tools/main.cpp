@@ -14,6 +14,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/image_handle.h"
+#include "tools/manual_text.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 
@@ -132,6 +133,16 @@ int main(int argc, char **argv) {
                    "Exit status: 0 success, 1 compared pictures differ, 2 error. After an error, "
                    "no output file has been changed.");
         app.set_version_flag("--version", version_text);
+        std::string manual_folder;
+        app.add_option(
+               "--write-manual", manual_folder,
+               "Write the man pages and the completion scripts of bash and zsh to a folder; "
+               "takes no command")
+            ->type_name("DIR");
+        if (argc == 3 && argv[1] == std::string_view("--write-manual")) {
+            tool::write_manual(app, argv[2]);
+            return tool::exit_done;
+        }
         wrap_help(app);
         if (argc > 1)
             check_verb(argv[1]);

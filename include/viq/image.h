@@ -233,6 +233,17 @@ VIQ_API uint32_t VIQ_ErrHandlerInstall(VIQ_ErrHandler pHandler);
 VIQ_API uint32_t VIQ_ErrHandlerDefault(uint32_t dwModule, const char *pszFunction, uint32_t dwCode,
                                        const char *pszMessage);
 
+/**
+ * Returns what an error code means, in a few words without a full stop, such as "Not enough
+ * memory". The low 16 bits of the code do not change the text. The text is valid for the life of
+ * the process. Any thread may call this function, also in a handler.
+ *
+ * @param dwCode  a result of any function
+ * @return the text; "No error" for a result that is no error code, "Unknown error code" for a code
+ *     of no class; never NULL
+ */
+VIQ_API const char *VIQ_error_text(uint32_t dwCode);
+
 /** @} */
 
 /** @name Checking and strip buffers

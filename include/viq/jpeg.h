@@ -218,6 +218,8 @@ VIQ_API uint32_t VIQ_JPEG_destroy_Tjpeg(uint32_t hImage);
  * - VIQ_ERR_UNSUPPORTED|format "Unsupported image format"
  * - VIQ_ERR_UNSUPPORTED "Unsupported image type": VIQ_YUV422 of a size that is not a multiple of 16
  *   x 8, reported as "VIQ_pad_to_MCU_1_strip"
+ * - VIQ_ERR_UNSUPPORTED "Unsupported image type/pixel format": the JPEG image is neither VIQ_Y8 nor
+ *   VIQ_YUV422
  * - VIQ_ERR_UNSUPPORTED "Image too large for JPEG": width or height above 65535
  * - VIQ_ERR_CORRUPT "Image has no size"
  * - VIQ_ERR_STATE "Huffman codes lack symbols": the code tables are those of a decompressed stream

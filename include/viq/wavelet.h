@@ -87,6 +87,7 @@ VIQ_API uint32_t VIQ_WVLT_set_subbands(uint32_t hWvlt, uint16_t wSubbands);
  * - VIQ_ERR_INTERNAL|status "No image info", "Wavelet compressor failed": the status of a module
  * - VIQ_ERR_INTERNAL|status "Can't get settings size", "Can't get settings": reported as
  *   "GetSettings"
+ * - VIQ_ERR_UNSUPPORTED|type "Unsupported compressor output type": reported as "InfoToImage"
  */
 VIQ_API uint32_t VIQ_WVLT_compress(uint32_t hInImage, uint32_t hWvlt, uint32_t dwMode);
 

@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Compares the man pages and the completion of commands with the help of the tool. Arguments: the
+# tool, the source folder.
+set -euo pipefail
+
+tool=$(realpath "$1")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+fail() {
+    echo "FAILED: $*"
+    exit 1
+}
+
+# The subcommands and the options that a help text lists.
+subcommands() { "$tool" "$@" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p'; }
+options() { "$tool" "$@" --help | sed -nE 's/^  (-[a-zA-Z],)?(--[a-z-]+).*/\2/p'; }
+
+# What bash offers for the last of the words.
+offered() {
+    COMP_WORDS=("$@")
+    COMP_CWORD=$(($# - 1))
+    COMPREPLY=()
+    _viq
+    printf '%s\n' "${COMPREPLY[@]}"
+}
+offers() { # WORD WORDS...
+    local word=$1
+    shift
+    offered "$@" | grep -qxF -- "$word" || fail "completion of '$*' lacks $word"
+}
+
+"$tool" --write-manual manual
+source manual/bash/viq
+
+check_command() { # PAGE WORDS...
+    local page=$1 option part
+    shift
+    for option in $(options "$@"); do
+        grep -qF -- "${option//-/\\-}" "manual/man1/$page.1" || fail "$page lacks $option"
+        offers "$option" viq "$@" --
+        grep -qF -- "'*$option[" manual/zsh/_viq || fail "zsh lacks $option"
+    done
+    for part in $(subcommands "$@"); do
+        offers "$part" viq "$@" ''
+        if [ "$page" = viq ]; then
+            check_command "viq-$part" "$@" "$part"
+        else
+            check_command "$page" "$@" "$part"
+        fi
+    done
+}
+check_command viq
+[ "$(subcommands | wc -l)" -ge 8 ] || fail "commands of the tool"
+[ "$(find manual/man1 -name '*.1' | wc -l)" -eq $(($(subcommands | wc -l) + 1)) ] || fail "pages"
+
+offers yuv422 viq convert --format yu
+[ "$(offered viq convert --format y1)" = y16 ] || fail "values of --format"
+touch picture.bmp
+offers picture.bmp viq convert --mirror pic
+offers picture.bmp viq convert -o pic
+[ -z "$(offered viq convert --quality '')" ] || fail "files are offered for a number"
+
+"$tool" --write-manual "/dev/null/folder" 2> message && fail "a folder that cannot be made"
+grep -q '^viq: /dev/null/folder' message || fail "message: $(cat message)"
+
+if command -v mandoc > /dev/null; then
+    mandoc -T lint -W warning manual/man1/*.1 | grep -v 'missing date' > lint && fail "$(cat lint)"
+else
+    echo "skipped: mandoc is missing"
+fi
+if command -v zsh > /dev/null; then
+    zsh -n manual/zsh/_viq || fail "zsh: syntax"
+    zsh -f -c 'autoload -Uz compinit; fpath=(manual/zsh $fpath); compinit -D -u
+               [ "$_comps[viq]" = _viq ] && autoload +X _viq' || fail "zsh: loading"
+else
+    echo "skipped: zsh is missing"
+fi
