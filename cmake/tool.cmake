@@ -6,7 +6,10 @@ add_executable(viq_tool ${tool_sources})
 set_target_properties(viq_tool PROPERTIES OUTPUT_NAME viq
                                           RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 target_include_directories(viq_tool PRIVATE ${PROJECT_SOURCE_DIR})
-target_compile_definitions(viq_tool PRIVATE VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
+option(VIQ_SOURCE_SAMPLES "The tool finds the samples in the source folder from any place" ON)
+if(VIQ_SOURCE_SAMPLES)
+    target_compile_definitions(viq_tool PRIVATE VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
+endif()
 find_package(Threads REQUIRED)
 target_link_libraries(viq_tool PRIVATE viq_static viq_warnings Threads::Threads)
 

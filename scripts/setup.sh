@@ -10,13 +10,14 @@ set -euo pipefail
 
 usage() {
     cat <<EOF
-usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench]
+usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--package]
   --tests    GoogleTest and the programs that the tests compare with
   --clang    clang and clang-format
   --windows  the cross compiler for 32-bit Windows
   --tidy     clang-tidy
   --fuzz     clang and its sanitizer libraries
   --bench    Google Benchmark and the libraries that the benchmarks compare with
+  --package  the programs that make, check and try Debian packages
 EOF
 }
 
@@ -35,6 +36,7 @@ for argument in "$@"; do
         packages+=(libbenchmark-dev pkg-config libjpeg-dev libyuv-dev libopencv-core-dev
             libopencv-imgproc-dev libturbojpeg0-dev libtiff-dev libopenjp2-7-dev)
         ;;
+    --package) packages+=(dpkg-dev file lintian debootstrap) ;;
     --help)
         usage
         exit 0
