@@ -1,6 +1,8 @@
 # The command-line tool. It links the static library, so that it runs without the shared one.
 
 file(GLOB tool_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tools/*.cpp)
+include(demo_page)
+viq_add_demo_page(tool_sources)
 add_executable(viq_tool ${tool_sources})
 # In a directory of its own, because "viq" is also the name of the build target of the library.
 set_target_properties(viq_tool PROPERTIES OUTPUT_NAME viq
