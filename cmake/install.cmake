@@ -1,4 +1,5 @@
-# Installs the headers, both libraries, their CMake and pkg-config packages, and the tool with its samples.
+# Installs the headers, both libraries, their CMake and pkg-config packages, the examples, and the
+# tool with its samples. Each component becomes a Debian package, see package.cmake.
 
 include(CMakePackageConfigHelpers)
 
@@ -17,24 +18,37 @@ foreach(target IN LISTS installed_targets)
         endif()")
 endforeach()
 
-install(TARGETS viq viq_static EXPORT viqTargets)
-install(FILES include/viq.h include/viq.hpp TYPE INCLUDE)
-install(DIRECTORY include/viq TYPE INCLUDE FILES_MATCHING PATTERN "*.h")
-install(EXPORT viqTargets NAMESPACE viq:: DESTINATION ${package_dir})
+install(TARGETS viq EXPORT viqTargets
+        RUNTIME COMPONENT library
+        LIBRARY COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE COMPONENT development)
+install(TARGETS viq_static EXPORT viqTargets COMPONENT development)
+install(FILES include/viq.h include/viq.hpp TYPE INCLUDE COMPONENT development)
+install(DIRECTORY include/viq TYPE INCLUDE COMPONENT development FILES_MATCHING PATTERN "*.h*")
+install(EXPORT viqTargets NAMESPACE viq:: DESTINATION ${package_dir} COMPONENT development)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libviq-dev
+        COMPONENT development)
 if(VIQ_TOOL)
-    install(TARGETS viq_tool)
-    install(DIRECTORY samples DESTINATION ${CMAKE_INSTALL_DATADIR}/viq)
+    install(TARGETS viq_tool COMPONENT tool)
+    install(DIRECTORY samples DESTINATION ${CMAKE_INSTALL_DATADIR}/viq COMPONENT tool)
 endif()
 
 configure_package_config_file(cmake/viqConfig.cmake.in viqConfig.cmake
                               INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(viqConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/viqConfig.cmake ${PROJECT_BINARY_DIR}/viqConfigVersion.cmake
-        DESTINATION ${package_dir})
+        DESTINATION ${package_dir} COMPONENT development)
 
 # The prefix is relative to the directory of viq.pc, so that an installed tree can be moved.
 file(RELATIVE_PATH VIQ_PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(viq.pc.in viq.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/viq.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/viq.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
 
 include(manual_pages)
+
+# The Python package of a system finds the shared library where the linker does.
+if(EXISTS ${PROJECT_SOURCE_DIR}/python/viq/__init__.py)
+    install(DIRECTORY python/viq DESTINATION lib/python3/dist-packages COMPONENT python
+            FILES_MATCHING PATTERN "*.py" PATTERN "*.pyi" PATTERN "py.typed")
+endif()

@@ -23,14 +23,16 @@ foreach(header IN LISTS headers)
 endforeach()
 string(STRIP "${viq_header_entries}" viq_header_entries)
 configure_file(docs/man/viq.3.in ${manual_dir}/man3/viq.3 @ONLY)
-install(FILES ${manual_dir}/man3/viq.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
-install(FILES README.md CHANGELOG.md THIRD_PARTY.md TYPE DOC)
+install(FILES ${manual_dir}/man3/viq.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
+        COMPONENT development)
+install(FILES README.md CHANGELOG.md THIRD_PARTY.md TYPE DOC COMPONENT development)
 
 if(VIQ_TOOL AND NOT CMAKE_CROSSCOMPILING)
     add_custom_command(TARGET viq_tool POST_BUILD
                        COMMAND $<TARGET_FILE:viq_tool> --write-manual ${manual_dir} VERBATIM)
-    install(DIRECTORY ${manual_dir}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR})
+    install(DIRECTORY ${manual_dir}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tool)
     install(FILES ${manual_dir}/bash/viq
-            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-    install(FILES ${manual_dir}/zsh/_viq DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+    install(FILES ${manual_dir}/zsh/_viq DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+            COMPONENT tool)
 endif()

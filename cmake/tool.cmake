@@ -1,12 +1,17 @@
 # The command-line tool. It links the static library, so that it runs without the shared one.
 
 file(GLOB tool_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tools/*.cpp)
+include(demo_page)
+viq_add_demo_page(tool_sources)
 add_executable(viq_tool ${tool_sources})
 # In a directory of its own, because "viq" is also the name of the build target of the library.
 set_target_properties(viq_tool PROPERTIES OUTPUT_NAME viq
                                           RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 target_include_directories(viq_tool PRIVATE ${PROJECT_SOURCE_DIR})
-target_compile_definitions(viq_tool PRIVATE VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
+option(VIQ_SOURCE_SAMPLES "The tool finds the samples in the source folder from any place" ON)
+if(VIQ_SOURCE_SAMPLES)
+    target_compile_definitions(viq_tool PRIVATE VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
+endif()
 find_package(Threads REQUIRED)
 target_link_libraries(viq_tool PRIVATE viq_static viq_warnings Threads::Threads)
 

@@ -1,7 +1,8 @@
-/* Converts a picture to grey: first_steps IN.bmp OUT.bmp
+/* Converts a colour picture to grey: first_steps IN.bmp OUT.bmp
  *
- * Without arguments it first writes a test picture, picture.bmp, and then grey.bmp. The library
- * prints error messages on standard error, so the program checks the results only. */
+ * IN is a BMP, TIFF or TGA file without a palette.  * Without arguments it first writes a test
+ * picture, picture.bmp, and then grey.bmp. The library prints error messages on standard error, so
+ * the program checks the results only. */
 #include "viq.h"
 
 #include <stdint.h>
@@ -31,6 +32,7 @@ static uint32_t convert_to_grey(const char *in, const char *out) {
     uint32_t status;
     uint32_t colour = VIQ_image_create();
     uint32_t grey = VIQ_image_create();
+    VIQ_set_file_reading(VIQ_READING_CONFORMING);
     VIQ_image_set_infilename(colour, in);
     status = VIQ_image_read(colour, 0, VIQ_STRIP_NEXT);
     if (!VIQ_IS_ERROR(status))

@@ -10,7 +10,7 @@ set -euo pipefail
 
 usage() {
     cat <<EOF
-usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual]
+usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual] [--package]
   --tests    GoogleTest and the programs that the tests compare with
   --clang    clang and clang-format
   --windows  the cross compiler for 32-bit Windows
@@ -18,6 +18,7 @@ usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual]
   --fuzz     clang and its sanitizer libraries
   --bench    Google Benchmark and the libraries that the benchmarks compare with
   --manual   doxygen and its theme; mandoc and zsh, which check man pages and completion
+  --package  the programs that make, check and try Debian packages
 EOF
 }
 
@@ -38,6 +39,7 @@ for argument in "$@"; do
             libopencv-imgproc-dev libturbojpeg0-dev libtiff-dev libopenjp2-7-dev)
         ;;
     --manual) packages+=(doxygen doxygen-awesome-css python3 mandoc zsh) ;;
+    --package) packages+=(dpkg-dev file lintian debootstrap) ;;
     --help)
         usage
         exit 0

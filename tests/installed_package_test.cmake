@@ -45,4 +45,7 @@ set(ENV{PKG_CONFIG_PATH} ${pc_directory})
 execute_process(COMMAND ${PKG_CONFIG} --cflags --libs viq OUTPUT_VARIABLE flags
                 OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(${C_COMPILER} -std=c99 ${SOURCE}/examples/first_steps.c -o ${consumer}/by_pkg_config ${flags})
+file(GLOB examples ${SOURCE}/examples/*.c)
+foreach(example IN LISTS examples)
+    run(${C_COMPILER} -std=c99 ${example} -o ${consumer}/by_pkg_config -pthread ${flags})
+endforeach()

@@ -2,61 +2,68 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
+#include "tools/demo_runner.h"
+#include "tools/image_handle.h"
+#include "tools/pipeline.h"
 #include "tools/pixel_format_table.h"
+#include "tools/psnr.h"
 
 namespace tool {
+
+namespace fs = std::filesystem;
 
 namespace {
 
 constexpr const char *subject = "key screen"; // in error messages
-constexpr uint16_t green = 10;                // named colour
-
-// Modes of VIQ_CK_chroma_key.
-constexpr uint16_t hard_edges = 0;
-constexpr uint16_t soft_edges = 1;
+constexpr const char *rim = "430,280,74,50";  // of the saucer
 
 image draw_screen(uint32_t width, uint32_t height);
 image compose(const image &object, const image &background);
-image scaled_to(const image &from, uint32_t width, uint32_t height);
-image as_yuv422(const image &from);
-image keyed(const image &scene, const image *background, uint32_t object, uint16_t mode);
-image magnified(const image &from);
-std::string calibration_text(uint32_t object);
+std::string file_of(const std::string &name);
+void write(const image &picture, const std::string &name);
+card keyed_card(const std::string &id, const std::string &options, const std::string &title,
+                const std::string &note);
 
 } // namespace
 
-key_scene make_key_scene(const image &photograph, const image &background) {
+section keying_section(const std::string &photo, const std::string &background_photo) {
+    const image photograph = read_as_rgb24(photo);
+    const image other = read_as_rgb24(background_photo);
     const uint32_t width = VIQ_get_width(photograph.handle);
     const uint32_t height = VIQ_get_height(photograph.handle);
-    image screen = draw_screen(width, height);
-    image scene = compose(photograph, screen);
-    image scaled = scaled_to(background, width, height);
-    key_scene made;
-    made.ideal = compose(photograph, scaled);
-    const image scene_yuv = as_yuv422(scene);
-    const image background_yuv = as_yuv422(scaled);
-    const library_object key(VIQ_CK_create(), VIQ_CK_destroy);
-    check(VIQ_CK_calibrate(as_yuv422(screen).handle, key.handle, VIQ_STRIP_NEXT), subject);
-    image hard = keyed(scene_yuv, &background_yuv, key.handle, hard_edges);
-    image soft = keyed(scene_yuv, &background_yuv, key.handle, soft_edges);
-    image hard_detail = magnified(hard);
-    image soft_detail = magnified(soft);
-    const auto add = [&made](const char *name, const std::string &note, image picture,
-                             bool is_composite = false) {
-        made.steps.push_back({name, note, std::move(picture), is_composite});
-    };
-    add("Scene", "a cup in front of a blue screen, with uneven light and noise", std::move(scene));
-    add("Empty screen", "calibration measures " + calibration_text(key.handle), std::move(screen));
-    add("Background", "another photograph, scaled", std::move(scaled));
-    add("Key colour", "mode 0, keyed pixel pairs become green",
-        keyed(scene_yuv, nullptr, key.handle, hard_edges));
-    add("Mode 0", "keyed pixel pairs are replaced by the background", std::move(hard), true);
-    add("Mode 1", "the same with softened edges", std::move(soft), true);
-    add("Mode 0, magnified", "the rim of the saucer, 8 times", std::move(hard_detail));
-    add("Mode 1, magnified", "pairs next to keyed ones are mixed with the background",
-        std::move(soft_detail));
-    return made;
+    const image screen = draw_screen(width, height);
+    image background;
+    check(VIQ_IP_scale(other.handle, background.handle, width, height, VIQ_STRIP_NEXT), subject);
+    const image scene = compose(photograph, screen);
+    const image ideal = compose(photograph, background);
+    write(scene, "scene");
+    write(screen, "screen");
+    write(background, "background");
+
+    section s = {.id = "keying",
+                 .title = "Chroma key",
+                 .intro = "A cup in front of a blue screen with uneven light and noise, composed "
+                          "from two photographs. The hue of the screen is measured in a picture "
+                          "of the empty screen.",
+                 .is_wide = true};
+    card keyed = keyed_card("keyed", "--key 10," + file_of("background"), "Before a background",
+                            "pixel pairs of the screen's hue are replaced, and edges softened");
+    keyed.facts = {
+        {"PSNR against an ideal mask", psnr_text(psnr_of(ideal, read_as_rgb24(file_of("keyed"))))}};
+    s.cards.push_back(keyed);
+    s.cards.push_back({.title = "The rim of the saucer",
+                       .note = "a part of the same pictures, magnified",
+                       .after = show(file_of("keyed"), "keyed-rim", rim),
+                       .before = show(file_of("scene"), "scene-rim", rim),
+                       .before_label = "Scene",
+                       .after_label = "Keyed"});
+    s.cards.push_back(
+        keyed_card("key-colour", "--key 10", "Key colour", "what is replaced, in bright green"));
+    fs::remove(file_of("keyed"));
+    fs::remove(file_of("key-colour"));
+    return s;
 }
 
 namespace {
@@ -143,45 +150,29 @@ image compose(const image &object, const image &background) {
     return scene;
 }
 
-// ---- Keying
+// ---- Pictures and commands
 
-image scaled_to(const image &from, uint32_t width, uint32_t height) {
-    image scaled;
-    check(VIQ_IP_scale(from.handle, scaled.handle, width, height, VIQ_STRIP_NEXT), subject);
-    return scaled;
+std::string file_of(const std::string &name) {
+    return name + (kind_of_type("png").is_writable() ? ".png" : ".bmp");
 }
 
-image as_yuv422(const image &from) {
-    image yuv;
-    check(VIQ_convert_to_YUV422(from.handle, yuv.handle, VIQ_STRIP_NEXT), subject);
-    return yuv;
+void write(const image &picture, const std::string &name) {
+    picture_source source = picture_in_memory(picture.handle, name);
+    run_to_file({source}, kind_of_extension(file_of(name)), file_of(name));
 }
 
-image keyed(const image &scene, const image *background, uint32_t object, uint16_t mode) {
-    image result;
-    check(VIQ_CK_chroma_key(scene.handle, result.handle,
-                            background != nullptr ? background->handle : 0, green, object, mode,
-                            VIQ_STRIP_NEXT),
-          subject);
-    return result;
-}
-
-image magnified(const image &from) {
-    constexpr uint16_t factor = 8;
-    image detail;
-    image large;
-    check(VIQ_IP_crop(from.handle, detail.handle, 430, 280, 74, 50, VIQ_STRIP_NEXT), subject);
-    check(VIQ_IP_pixel_rep(detail.handle, large.handle, factor, VIQ_STRIP_NEXT), subject);
-    return large;
-}
-
-std::string calibration_text(uint32_t object) {
-    const auto value = [object](uint16_t which) {
-        return std::to_string(VIQ_CK_get_parameter(object, which));
-    };
-    return "hue " + value(VIQ_CK_HUE_CENTRE) + " \u00b1 " + value(VIQ_CK_HUE_TOLERANCE) +
-           ", and sets luma " + value(VIQ_CK_LUMA_CENTRE) + " \u00b1 " +
-           value(VIQ_CK_LUMA_TOLERANCE);
+card keyed_card(const std::string &id, const std::string &options, const std::string &title,
+                const std::string &note) {
+    const std::string command = "viq convert " + options + " --screen " + file_of("screen") + " " +
+                                file_of("scene") + " " + file_of(id);
+    run_command(command);
+    return {.title = title,
+            .note = note,
+            .after = show(file_of(id), id),
+            .before = show(file_of("scene"), "scene"),
+            .before_label = "Scene",
+            .after_label = "Keyed",
+            .command = command};
 }
 
 } // namespace

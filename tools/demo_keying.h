@@ -2,25 +2,13 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
-#include "tools/image_handle.h"
+#include "tools/demo_page.h"
 
 namespace tool {
 
-struct key_step {
-    std::string name, note;
-    image picture;
-    bool is_composite = false; // the object in front of another background
-};
-
-struct key_scene {
-    std::vector<key_step> steps; // the first is the scene as the camera records it
-    image ideal;                 // the object composed with the background directly, for comparison
-};
-
-// The object is the cup of the photograph. The background is scaled to the photograph's size. Both
-// are RGB24.
-key_scene make_key_scene(const image &photograph, const image &background);
+// The object is the cup of the first photograph; the second one becomes the background. Writes the
+// scene, the empty screen and the background to the current folder.
+section keying_section(const std::string &photo, const std::string &background_photo);
 
 } // namespace tool

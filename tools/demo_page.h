@@ -2,44 +2,58 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
-
-#include "tools/demo_samples.h"
-#include "viq.h"
 
 namespace tool {
 
-// Groups of shots whose file sizes and PSNR are also drawn as curves.
-constexpr const char *jpeg_group = "JPEG";
-constexpr const char *fast_group = "Wavelet, fast";
-constexpr const char *small_group = "Wavelet, small";
+// The template of the page with its fields {{NAME}}, its style and its script: demo/page.*.
+extern const char *const page_html;
+extern const char *const page_css;
+extern const char *const page_js;
 
-// For pictures that are not meant to equal the original.
-constexpr double no_psnr = -1;
-
-// One picture of the page.
-struct shot {
-    std::string group, name, note;
-    std::string file; // name, in the folder of the page
-    std::uintmax_t bytes = 0;
+// A picture file of the page. Without a name there is no picture.
+struct shown_picture {
+    std::string file = {}; // relative to the page
     uint32_t width = 0, height = 0;
-    double psnr = no_psnr;   // against the original
-    std::string before = {}; // file that is shown while the pointer is over the picture; empty: the
-                             // original
+    bool is_exact = false; // magnified without interpolation
 };
 
-struct gallery {
-    photograph photo;
-    std::vector<shot> shots; // the first is the original
+struct fact {
+    std::string name, value;
 };
 
-// For each pair of formats that the library converts: PSNR after the conversion and back.
-using route_table = std::map<std::pair<uint16_t, uint16_t>, double>;
+// A picture, or two that are compared, with a text.
+struct card {
+    std::string title, note;
+    shown_picture after;
+    shown_picture before = {};
+    std::string before_label = "Original";
+    std::string after_label = {}; // empty: the title
+    std::vector<fact> facts = {};
+    std::string command = {}; // that makes the picture; empty: none
+};
 
-void write_page(const std::string &path, const std::vector<gallery> &galleries,
-                const route_table &routes);
+struct section {
+    std::string id, title;
+    std::string intro; // HTML
+    std::vector<card> cards = {};
+    std::string charts = {}; // HTML before the cards
+    std::string table = {};  // HTML after them
+    bool is_wide = false;    // larger cards
+};
+
+struct page {
+    std::string version;
+    std::vector<card> top;
+    std::vector<section> sections;
+};
+
+void write_page(const std::string &path, const page &contents);
+
+// The text with the characters replaced that have a meaning in HTML.
+std::string escaped(const std::string &text);
+
+std::string fixed_point(double value, int decimals);
 
 } // namespace tool

@@ -1,109 +1,122 @@
 #include "tools/demo_recipes.h"
 
-#include <utility>
-#include <vector>
-
 namespace tool {
 
 namespace {
 
-constexpr const char *formats_group = "Pixel formats";
-constexpr const char *palettes_group = "Palettes";
-constexpr const char *dib_group = "Device-independent bitmaps";
-constexpr const char *processing_group = "Processing";
-
-recipe to_format(uint16_t format, const char *id, const char *name, const char *note) {
-    return {formats_group, id, name, note, recipe_kind::convert, format};
+recipe to_format(const char *name, uint16_t format, const char *title, const char *note) {
+    return {name, title, note, "coffee", std::string("--format ") + name, comparison::psnr,
+            "",   format};
 }
 
-recipe to_palette(const char *id, const char *name, const char *note, palette_rule palette) {
-    return {palettes_group, id, name, note, recipe_kind::convert, VIQ_PALETTED, palette};
+recipe to_palette(const char *id, const char *options, const char *title, const char *note) {
+    return {id, title, note, "chelsea", options, comparison::psnr};
 }
 
-recipe to_cube(recipe_kind kind, const char *id, const char *name, const char *note) {
-    return {palettes_group, id, name, note, kind};
+// The hair and the eye of the cat, where the interpolation shows most.
+recipe demosaiced(const char *id, const char *options, const char *title, const char *note) {
+    return {id, title, note, "chelsea", options, comparison::psnr, "205,85,96,64"};
 }
 
-recipe to_dib(uint32_t depth, const char *id, const char *name, const char *note) {
-    return {dib_group, id, name, note, recipe_kind::dib, VIQ_PALETTED, {}, depth};
+const recipe camera[] = {
+    demosaiced("mosaic", "--mosaic", "Mosaic", "what the sensor sees: one colour at each pixel"),
+    demosaiced("demosaic1", "--mosaic --demosaic 1", "Scheme 1", "missing colours are repeated"),
+    demosaiced("demosaic2", "--mosaic --demosaic 2", "Scheme 2", "bilinear interpolation"),
+    demosaiced("demosaic3", "--mosaic --demosaic 3", "Scheme 3", "interpolation along edges"),
+};
+
+const recipe formats[] = {
+    to_format("rgb24", VIQ_RGB24, "RGB24", "three bytes, red first"),
+    to_format("bgrx32", VIQ_BGRX32, "BGRX32", "four bytes, blue first; also RGBX, XBGR and XRGB"),
+    to_format("rgb16", VIQ_RGB16, "RGB16", "5, 6 and 5 bits"),
+    to_format("rgb15", VIQ_RGB15, "RGB15", "5 bits per component"),
+    to_format("rgb8", VIQ_RGB8, "RGB8", "3, 3 and 2 bits"),
+    to_format("yuv422", VIQ_YUV422, "YUV 4:2:2", "two pixels share their chroma"),
+    to_format("hsi", VIQ_HSI, "HSI", "hue, saturation and intensity"),
+    to_format("cmyk32", VIQ_CMYK32, "CMYK32", "for print, from 256 adaptive colours"),
+    to_format("y8", VIQ_Y8, "Y8", "luminance"),
+    to_format("y16", VIQ_Y16, "Y16", "luminance of up to 16 bits"),
+};
+
+const recipe palettes[] = {
+    to_palette("adaptive256", "--palette 256", "256 colours", "the most frequent ones"),
+    to_palette("adaptive64", "--palette 64", "64 colours", "the most frequent ones"),
+    to_palette("adaptive16", "--palette 16", "16 colours", "the most frequent ones"),
+    to_palette("named", "--palette named", "16 named colours", "the nearest of a fixed palette"),
+    to_palette("cube", "--palette cube", "Colour cube", "the nearest of 3-3-2 bits"),
+    to_palette("dither", "--palette dither", "Colour cube, dithered",
+               "the same 256 colours with error diffusion"),
+    to_palette("ramp", "--palette ramp", "Grey ramp", "the nearest of 256 greys"),
+    {"bilevel", "Black and white", "1 bit a pixel with error diffusion", "camera",
+     "--bilevel dither"},
+};
+
+const recipe processing[] = {
+    {"sharpen", "Sharpen", "a 3 x 3 filter", "astronaut", "--filter sharpen"},
+    {"blur", "Blur", "a 3 x 3 filter", "astronaut", "--filter blur"},
+    {"edge", "Edges", "a 3 x 3 filter whose sum is 0", "camera", "--filter edge"},
+    {"pseudo", "False colour", "grey levels as colours", "camera", "--pseudo"},
+    {"lut", "Lookup table", "more contrast, gamma 1.5, less blue", "astronaut",
+     "--lut contrast=140,gamma=150,b=70"},
+    {"threshold", "Thresholds", "black below 80, white from 160 on", "camera",
+     "--threshold 80,160"},
+    {"mirror", "Mirror", "left to right", "chelsea", "--mirror"},
+    {"rotate", "Rotate", "by 90 degrees", "camera", "--rotate 90", comparison::none},
+    {"crop", "Crop", "a rectangle", "coffee", "--crop 100,60,330,220", comparison::none},
+    {"scale", "Scale", "bilinear, the proportions changed", "coffee", "--scale 300x400",
+     comparison::none},
+    {"subsample", "Subsample", "every 8th pixel of every 8th line, repeated 8 times", "astronaut",
+     "--subsample 8 --replicate 8"},
+    {"field", "Field to frame", "the missing lines of a video field, along edges", "coffee",
+     "--scale 600x200 --field-to-frame 3"},
+};
+
+// Three lines of a font in white, yellow and cyan on a black picture.
+recipe font_sheet(const char *id, const char *title, const std::string &font) {
+    const auto line = [&font](const char *text, const char *y, const char *colour) {
+        return " --text \"" + (text + (",8," + (y + ("," + font)))) + "," + colour + "\"";
+    };
+    return {id,
+            title,
+            "letters, digits and signs of ASCII",
+            "coffee",
+            "--crop 0,0,406,88 --lut brightness=0" + line("ABCDEFGHIJKLMNOPQRSTUVWXYZ", "6", "15") +
+                line("abcdefghijklmnopqrstuvwxyz", "34", "14") +
+                line("0123456789 +-*/=()[]!?", "62", "11"),
+            comparison::none,
+            "0,0,406,88"};
 }
 
-recipe processed(const char *id, const char *name, const char *note,
-                 std::vector<requested_step> steps) {
-    return {processing_group,  id, name, note, recipe_kind::process, VIQ_RGB24, {}, 0,
-            {std::move(steps)}};
-}
+const recipe drawing[] = {
+    font_sheet("font0", "Font 0, 7 x 7 pixels", "0"),
+    font_sheet("font1", "Font 1, 9 x 14 pixels", "1"),
+    font_sheet("font2", "Font 2, 15 x 19 pixels", "2"),
+    {"text", "Text and time", "on a darkened background", "coffee",
+     "--text \"VIQ draws text,12,12,2,14\" --timestamp", comparison::none},
+};
 
-const recipe recipes[] = {
-    to_format(VIQ_BGR24, "bgr24", "BGR24", "three bytes, blue first"),
-    to_format(VIQ_RGBX32, "rgbx32", "RGBX32", "four bytes, the last unused"),
-    to_format(VIQ_BGRX32, "bgrx32", "BGRX32", "four bytes, blue first"),
-    to_format(VIQ_XBGR32, "xbgr32", "XBGR32", "four bytes, the first unused"),
-    to_format(VIQ_XRGB32, "xrgb32", "XRGB32", "four bytes, the first unused; to RGB24 by the tool"),
-    to_format(VIQ_RGB16, "rgb16", "RGB16", "5, 6 and 5 bits"),
-    to_format(VIQ_RGB15, "rgb15", "RGB15", "5 bits per component"),
-    to_format(VIQ_RGB8, "rgb8", "RGB8", "3, 3 and 2 bits"),
-    to_format(VIQ_YUV422, "yuv422", "YUV 4:2:2", "two pixels share their chroma"),
-    to_format(VIQ_HSI, "hsi", "HSI", "hue, saturation, intensity; to RGB24 by the tool"),
-    to_format(VIQ_CMYK32, "cmyk32", "CMYK32", "from 256 adaptive colours"),
-    to_format(VIQ_Y8, "y8", "Y8", "luminance"),
-    to_format(VIQ_Y16, "y16", "Y16", "16-bit luminance"),
-    to_palette("adaptive256", "Adaptive, 256 colours", "the most frequent colours",
-               {.colours = 256}),
-    to_palette("adaptive64", "Adaptive, 64 colours", "the most frequent colours", {.colours = 64}),
-    to_palette("adaptive16", "Adaptive, 16 colours", "the most frequent colours", {.colours = 16}),
-    to_palette("bits453", "Adaptive, 4-5-3 bits", "distinguishes fewer blues and more greens",
-               {.colours = 256, .red_bits = 4, .green_bits = 5, .blue_bits = 3, .grey_bits = 6}),
-    to_palette("named16", "16 named colours", "the nearest colour of a fixed palette",
-               {.colours = 16, .base = VIQ_CMAP_NAMED}),
-    to_palette("extended64", "Named colours and 48 adaptive", "a fixed palette, extended",
-               {.colours = 64, .base = VIQ_CMAP_NAMED}),
-    to_palette("ramp", "Grey ramp", "the nearest of 256 grey levels",
-               {.colours = 256, .base = VIQ_CMAP_GREY}),
-    to_palette("cube", "3-3-2 cube", "the nearest of 256 fixed colours",
-               {.colours = 256, .base = VIQ_CMAP_CUBE}),
-    to_cube(recipe_kind::dither, "dithered", "3-3-2 dithered",
-            "the same cube with error diffusion"),
-    to_cube(recipe_kind::cube_search, "search", "3-3-2 cube by search",
-            "the nearest colours, found by search"),
-    to_cube(recipe_kind::cube_table, "table", "3-3-2 cube by table",
-            "16-bit colours, by a lookup table"),
-    to_dib(0, "dib", "DIB", "depth chosen by the library; lines reversed for display"),
-    to_dib(8, "dib8", "DIB, 8 bits", "with its colourmap"),
-    to_dib(16, "dib16", "DIB, 16 bits", "RGB15"),
-    to_dib(24, "dib24", "DIB, 24 bits", "BGR24"),
-    to_dib(32, "dib32", "DIB, 32 bits", "BGRX32"),
-    processed("crop", "Crop", "a rectangle", {{"--crop", "100,60,240,160"}}),
-    processed("scale", "Scale", "bilinear, to 300 x 200", {{"--scale", "300x200"}}),
-    processed("subsample", "Subsample", "every third pixel and line", {{"--subsample", "3"}}),
-    processed("replicate", "Replicate", "a rectangle, each pixel four times",
-              {{"--crop", "150,80,120,80"}, {"--replicate", "4"}}),
-    processed("rotate", "Rotate", "clockwise by 90 degrees", {{"--rotate", "90"}}),
-    processed("mirror", "Mirror", "left to right", {{"--mirror"}}),
-    processed("blur", "Blur", "3 x 3 mean", {{"--filter", "blur"}}),
-    processed("sharpen", "Sharpen", "3 x 3 kernel", {{"--filter", "sharpen"}}),
-    processed("edge", "Edges", "3 x 3 kernel with sum 0", {{"--filter", "edge"}}),
-    processed("lut", "Lookup table", "contrast 140, gamma 150, less blue",
-              {{"--lut", "contrast=140,gamma=150,b=70"}}),
-    processed("threshold", "Threshold", "black below 80, white from 160",
-              {{"--threshold", "80,160"}}),
-    processed("mosaic", "Mosaic", "one colour sample per pixel", {{"--mosaic"}}),
-    processed("demosaic1", "Demosaic, scheme 1", "replication",
-              {{"--mosaic"}, {"--demosaic", "1"}}),
-    processed("demosaic2", "Demosaic, scheme 2", "bilinear", {{"--mosaic"}, {"--demosaic", "2"}}),
-    processed("demosaic3", "Demosaic, scheme 3", "gradient-adaptive",
-              {{"--mosaic"}, {"--demosaic", "3"}}),
-    processed("field", "Field to frame", "lines interpolated along edges",
-              {{"--field-to-frame", "3"}}),
-    processed("pseudo", "False colour", "by grey level", {{"--pseudo"}}),
-    processed("text", "Text and time", "in two of the fonts",
-              {{"--text", "VIQ draws text,12,12,2,14,0"}, {"--timestamp"}}),
+const recipe_group groups[] = {
+    {"camera", "Demosaicing",
+     "A colour camera sees one colour at each pixel. Three schemes interpolate the other two; the "
+     "pictures show a part, four times magnified, and the PSNR is that of the whole photograph.",
+     camera},
+    {"formats", "Pixel formats",
+     "The photograph is converted to a format and back to RGB24. The size is that of the pixels "
+     "in memory, the PSNR that of the result against the original.",
+     formats},
+    {"palettes", "Palettes",
+     "Pictures of at most 256 colours, by adaptive and by fixed palettes, and of two.", palettes},
+    {"processing", "Processing",
+     "Each option of <code>viq convert</code> is a function of the library. Options are applied in "
+     "the order in which they are written.",
+     processing},
+    {"drawing", "Text", "The three built-in fonts, drawn into pictures of any format.", drawing},
 };
 
 } // namespace
 
-std::span<const recipe> demo_recipes() {
-    return recipes;
+std::span<const recipe_group> recipe_groups() {
+    return groups;
 }
 
 } // namespace tool

@@ -1,35 +1,36 @@
-// The conversions and processing steps that the demo applies to each photograph.
+// The commands whose results the demo shows.
 #pragma once
 
 #include <cstdint>
 #include <span>
+#include <string>
 
-#include "tools/conversion_route.h"
-#include "tools/processing_steps.h"
+#include "viq.h"
 
 namespace tool {
 
-enum class recipe_kind {
-    convert,     // by a conversion route to `format`
-    dither,      // to the 3-3-2 cube with error diffusion
-    dib,         // to a device-independent bitmap of `dib_depth` bits
-    cube_search, // to the nearest colours of the 3-3-2 cube, found by search
-    cube_table,  // the same by a lookup table
-    process      // by processing steps
+enum class comparison {
+    none,
+    visual, // with the photograph, by eye
+    psnr    // the result is meant to equal the photograph
 };
 
 struct recipe {
-    const char *group; // heading on the page
-    const char *id;    // part of the file name
-    const char *name;
-    const char *note;
-    recipe_kind kind = recipe_kind::convert;
-    uint16_t format = VIQ_PALETTED;
-    palette_rule palette = {};
-    uint32_t dib_depth = 0; // bits per pixel; 0: chosen by the library
-    processing_options processing = {};
+    const char *id; // name of the result, without the extension
+    const char *title, *note;
+    const char *photo;   // name of the photograph
+    std::string options; // of viq convert
+    comparison compared = comparison::visual;
+    const char *detail = ""; // X,Y,W,H of the part that is shown, magnified; empty: all
+    uint16_t format = 0;     // whose size in memory is stated; 0: none
 };
 
-std::span<const recipe> demo_recipes();
+// The recipes of a section of the page.
+struct recipe_group {
+    const char *id, *title, *intro;
+    std::span<const recipe> recipes;
+};
+
+std::span<const recipe_group> recipe_groups();
 
 } // namespace tool

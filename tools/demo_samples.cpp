@@ -1,5 +1,6 @@
 #include "tools/demo_samples.h"
 
+#include <string>
 #include <vector>
 
 #ifdef _WIN32
@@ -14,11 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr photograph photos[] = {
-    {"coffee", "Coffee cup", "Rachel Michetti, CC0"},
-    {"chelsea", "Chelsea the cat (odd width)", "Stefan van der Walt, CC0"},
-    {"camera", "Man with camera (grey)", "Lav Varshney, CC0"},
-};
+constexpr const char *photos[] = {"coffee", "chelsea", "camera", "astronaut"};
 
 // A build folder is a few levels below the source folder.
 constexpr int levels_up = 5;
@@ -36,7 +33,7 @@ fs::path program_folder() {
 
 } // namespace
 
-std::span<const photograph> photographs() {
+std::span<const char *const> photographs() {
     return photos;
 }
 
@@ -53,13 +50,9 @@ fs::path samples_folder() {
 #endif
     std::error_code ignored;
     for (const fs::path &candidate : candidates)
-        if (fs::exists(sample_file(candidate, photos[0].name), ignored))
+        if (fs::exists(candidate / (std::string(photos[0]) + ".bmp"), ignored))
             return candidate;
     throw failure{"samples: no folder with the sample photographs found near the program"};
-}
-
-fs::path sample_file(const fs::path &folder, const std::string &name) {
-    return folder / (name + ".bmp");
 }
 
 } // namespace tool

@@ -10,6 +10,7 @@
 #include "tools/batch.h"
 #include "tools/jpeg_file.h"
 #include "tools/note.h"
+#include "tools/palette_option.h"
 #include "tools/pixel_format_table.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
@@ -47,6 +48,9 @@ action declare_convert(CLI::App &app) {
                    "if the output file cannot hold it, to one that it can hold")
         ->type_name("NAME")
         ->check(CLI::IsMember(target_format_names()));
+    app.add_option("--palette", each.palette, palette_help)
+        ->type_name("N|NAME")
+        ->check(CLI::Validator(palette_fault, ""));
     app.add_option("--strip", each.lines_per_strip, "Lines that are held in memory at a time")
         ->type_name("N")
         ->capture_default_str()
@@ -87,7 +91,11 @@ void convert(const convert_options &options) {
     picture_source &source = is_processed ? memory : file;
     route way = route_from(source.header);
     way.is_whole = is_processed;
-    if (!options.format.empty())
+    if (!options.palette.empty()) {
+        if (!options.format.empty() && options.format != format_name(VIQ_PALETTED))
+            throw failure{"--palette requires --format paletted"};
+        extend_to_palette(way, options.palette, file.name);
+    } else if (!options.format.empty())
         extend(way, format_from_name(options.format), file.name);
     extend_to_any(way, kind.accepts, file.name);
     print_notes(file.name, way.notes);

@@ -15,6 +15,7 @@ struct convert_options {
     std::string from = {}, to = {}; // file types; empty: by content and by extension
     uint32_t page = 1;              // of a TIFF file
     std::string format = {};        // name of an intermediate pixel format; empty: none
+    std::string palette = {};       // of an intermediate paletted picture; empty: none
     uint32_t lines_per_strip = default_strip_lines;
     coding_options coding = {};
     processing_options processing = {};

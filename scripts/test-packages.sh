@@ -1,0 +1,159 @@
+#!/usr/bin/env bash
+# Builds the packages, installs them in a bare Debian 12 root, builds the examples there with
+# find_package and with pkg-config, runs them and the tool, and removes the packages again. Also
+# unpacks the archive in the root and links an example with it.
+#
+# The root is kept as build/package-root and used again. Mounts exist in a mount namespace of
+# their own and end with it. Exits with status 77 if a root cannot be made here.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+project=$PWD
+root=$project/build/package-root
+packages=$project/build/package/packages
+names='libviq4|libviq-dev|viq|python3-viq'
+
+skip() {
+    echo "skipped: $*"
+    exit 77
+}
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+# ---- Inside the mount namespace
+
+if [ "${1:-}" = --inside ]; then
+    mount -t proc proc "$root/proc"
+    mount --rbind /dev "$root/dev"
+    export DEBIAN_FRONTEND=noninteractive HOME=/root LANG=C.UTF-8
+    export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
+    exec chroot "$root" bash -euo pipefail -c "$2"
+fi
+
+in_root() { # COMMANDS
+    unshare --mount --propagation private bash "$project/scripts/test-packages.sh" --inside "$1"
+}
+
+# ---- The root
+
+# Nothing below the root may be mounted when files are removed there.
+remove_root() {
+    ! grep -q " $root/" /proc/self/mountinfo || fail "$root has mounts; not removed"
+    rm -rf --one-file-system "$root"
+}
+
+make_root() {
+    local maker mirror settings
+    for maker in debootstrap mmdebstrap ''; do
+        [ -n "$maker" ] && command -v $maker > /dev/null && break
+    done
+    [ -n "$maker" ] || skip "neither debootstrap nor mmdebstrap is installed"
+    mirror=$(grep -rhoE 'https?://[^ ]+/debian/?( |$)' /etc/apt/sources.list* 2> /dev/null | head -n 1 || true)
+    remove_root
+    echo "makes $root"
+    "$maker" --variant=minbase "$release" "$root" "${mirror:-http://deb.debian.org/debian}" \
+        > build/package-root.log 2>&1 || {
+        tail -n 5 build/package-root.log
+        remove_root
+        skip "$maker cannot make a root here"
+    }
+    # Proxies and similar settings of this machine.
+    for settings in $(grep -lE '^ *Acquire::' /etc/apt/apt.conf.d/* 2> /dev/null || true); do
+        cp "$settings" "$root/etc/apt/apt.conf.d/"
+    done
+    cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
+    in_root 'apt-get update -qq; apt-get install -qq --no-install-recommends g++ make cmake pkg-config' \
+        >> build/package-root.log 2>&1 || fail "no compiler: $(tail -n 5 build/package-root.log)"
+    touch "$root/.complete"
+}
+
+[ "$(id -u)" -eq 0 ] || skip "making a root needs the rights of root"
+unshare --mount --propagation private true 2> /dev/null || skip "mount namespaces are not permitted"
+release=$(. /etc/os-release && [ "$ID" = debian ] && echo "$VERSION_CODENAME") || skip "not Debian"
+command -v dpkg-shlibdeps > /dev/null || skip "dpkg-dev is not installed"
+
+# ---- The packages
+
+mkdir -p build
+rm -rf "$packages"
+{
+    cmake --preset package && cmake --build --preset package && cpack --preset package
+} > build/package.log 2>&1 || fail "no packages: $(tail -n 20 build/package.log)"
+ls -l "$packages"/*.deb "$packages"/*.tar.gz
+
+if command -v lintian > /dev/null; then
+    lintian --allow-root --fail-on error "$packages"/*.deb || fail "lintian finds errors"
+else
+    echo "skipped: lintian is missing"
+fi
+
+# ---- Install, build, run, remove
+
+[ -e "$root/.complete" ] || make_root
+rm -rf "$root/work"
+mkdir "$root/work"
+cp "$packages"/*.deb "$packages"/*.tar.gz "$root/work/"
+
+remove='apt-get purge -qq $(dpkg-query -W -f "\${Package}\n" | grep -xE "'$names'") > /dev/null'
+in_root "! dpkg-query -W viq libviq4 > /dev/null 2>&1 || $remove"
+in_root '
+    cd /work
+    apt-get install -qq --no-install-recommends ./*.deb > install.log || { cat install.log; exit 1; }
+    viq --version
+    viq demo --out demo > /dev/null
+    samples=/usr/share/viq/samples
+    examples=/usr/share/doc/libviq-dev/examples
+
+    run_examples() { # FOLDER OF THE PROGRAMS
+        mkdir -p results
+        cd results
+        ../$1/first_steps $samples/coffee.bmp grey.bmp
+        ../$1/large_picture $samples/camera.bmp half.bmp
+        ../$1/record_sequence 3 film.jpg
+        ../$1/chroma_key $samples/coffee.bmp $samples/astronaut.bmp $samples/chelsea.bmp keyed.bmp
+        ../$1/error_handler $samples/coffee.bmp
+        cp $samples/*.bmp .
+        ../$1/four_threads ./*.bmp
+        viq convert --mosaic $samples/camera.bmp frame.raw
+        ../$1/camera_frame BayerRG8 512 512 frame.raw developed.jpg
+        viq info *.bmp *.jpg > /dev/null
+        cd ..
+    }
+
+    cmake -S $examples -B cmake-build > /dev/null
+    cmake --build cmake-build -j 2 > /dev/null
+    run_examples cmake-build
+    echo "examples built with find_package: run"
+
+    mkdir by-pkg-config
+    for source in $examples/*.c; do
+        name=$(basename $source .c)
+        cc -std=c99 -Wall -Werror $source -o by-pkg-config/$name $(pkg-config --cflags --libs viq) -pthread
+    done
+    run_examples by-pkg-config
+    echo "examples built with pkg-config: run"
+
+    if [ -d /usr/lib/python3/dist-packages/viq ]; then
+        python3 -c "import viq, sys; print(viq.open(sys.argv[1]).to(\"rgb24\").array.shape)" $samples/coffee.bmp
+    fi
+'
+in_root "$remove"
+left=$(find "$root/usr" "$root/etc" "$root/var/lib/dpkg/info" -iname '*viq*' | head)
+[ -z "$left" ] || fail "the packages leave: $left"
+echo "packages: installed, used and removed"
+
+# The archive works from any folder, beside the packages or without them.
+in_root '
+    cd /work
+    mkdir archive
+    tar xzf viq-*.tar.gz -C archive --strip-components 1
+    examples=archive/share/doc/libviq-dev/examples
+    cmake -S $examples -B archive-build -D CMAKE_PREFIX_PATH=/work/archive > /dev/null
+    cmake --build archive-build --target first_steps > /dev/null
+    archive-build/first_steps
+'
+echo "archive: unpacked and linked with"
+rm -rf "$root/work"
