@@ -169,7 +169,8 @@ conversion_plan plan_conversion(const convert_arguments &arguments) {
         plan.inputs.push_back(arguments.raw.empty() ? job_input()
                                                     : open_input_frames(file, arguments));
         const auto &frames = plan.inputs.back().frames;
-        const frame_range range = frames ? frames->selected : frame_range{0, 0};
+        const uint64_t only = arguments.raw.empty() ? 0 : 1;
+        const frame_range range = frames ? frames->selected : frame_range{only, only};
         for (uint64_t n = range.first; n <= range.last; ++n)
             plan.jobs.push_back({.in = file, .input = number, .frame = n});
     }

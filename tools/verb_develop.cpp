@@ -1,4 +1,5 @@
 // viq develop: pictures of the samples of a camera.
+#include <charconv>
 #include <cmath>
 #include <map>
 #include <memory>
@@ -20,15 +21,12 @@ namespace tool {
 
 namespace {
 
-constexpr double fixed_one = 4096; // of gains
-constexpr double highest_gain = 65535 / fixed_one;
-
 struct develop_arguments {
     convert_arguments conversion;
     development how;
     reference_files references;
     std::string mosaic; // of picture files
-    std::vector<double> gains;
+    std::string gains;  // of red, green and blue; empty: measured
     double gamma = 2.2;
     bool no_balance = false;
 };
@@ -46,6 +44,7 @@ colour_gains gains_of_frames(const frame_file &frames, const development &how,
                              measured_gains &measured);
 image read_samples(const std::string &file, const convert_options &options);
 uint16_t mosaic_of(const std::string &name);
+colour_gains parse_gains(const std::string &argument);
 
 } // namespace
 
@@ -92,10 +91,7 @@ void declare_steps(CLI::App &app, develop_arguments &arguments) {
         add("--gains", arguments.gains,
             "Gains of red, green and blue (default: those that make the mean of the picture grey; "
             "for several frames of a file, that of the first)")
-            ->type_name("R,G,B")
-            ->delimiter(',')
-            ->expected(3)
-            ->check(CLI::Range(0.0, highest_gain));
+            ->type_name("R,G,B");
     app.add_flag("--no-balance", arguments.no_balance, "No white balance: all gains are 1")
         ->group(group)
         ->excludes(gains);
@@ -130,11 +126,8 @@ int develop_all(const develop_arguments &arguments) {
     std::optional<colour_gains> fixed;
     if (arguments.no_balance)
         fixed = no_gains;
-    else if (!arguments.gains.empty()) {
-        fixed = no_gains;
-        for (std::size_t n = 0; n < fixed->size(); ++n)
-            (*fixed)[n] = static_cast<uint16_t>(std::lround(arguments.gains[n] * fixed_one));
-    }
+    else if (!arguments.gains.empty())
+        fixed = parse_gains(arguments.gains);
     measured_gains measured;
     const auto develop_frame = [&](const conversion_job &job, const frame_file *frames) {
         development each = how;
@@ -181,6 +174,24 @@ image read_samples(const std::string &file, const convert_options &options) {
     if (format_of(picture.handle) != VIQ_Y16)
         throw failure{source.name + ": holds no samples of a sensor, which are grey, 8 or 16 bits"};
     return picture;
+}
+
+colour_gains parse_gains(const std::string &argument) {
+    constexpr double fixed_one = 4096;
+    constexpr double highest_gain = 65535 / fixed_one;
+    const std::vector<std::string> parts = split(argument);
+    colour_gains gains = no_gains;
+    if (parts.size() != gains.size())
+        reject_argument(argument, "R,G,B");
+    for (std::size_t n = 0; n < gains.size(); ++n) {
+        double gain = 0;
+        const char *end = parts[n].data() + parts[n].size();
+        const auto [rest, error] = std::from_chars(parts[n].data(), end, gain);
+        if (error != std::errc() || rest != end || !(gain >= 0 && gain <= highest_gain))
+            reject_argument(argument, "R,G,B with gains from 0 to 15.99");
+        gains[n] = static_cast<uint16_t>(std::lround(gain * fixed_one));
+    }
+    return gains;
 }
 
 uint16_t mosaic_of(const std::string &name) {
