@@ -1,13 +1,14 @@
 #include "tools/batch.h"
 
+#include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <map>
 
 #include "tools/image_handle.h"
 #include "tools/pipeline.h"
+#include "tools/progress_bar.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 #include "tools/workers.h"
@@ -18,28 +19,42 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool is_folder(const std::string &output);
-std::string filled(const std::string &pattern, const std::string &input, std::size_t number);
+std::string filled(const std::string &pattern, const conversion_job &job, std::size_t number,
+                   std::size_t frame_digits);
 std::string key_of(const std::string &path);
 void check_jobs(const std::vector<conversion_job> &jobs);
 
 } // namespace
 
-std::vector<conversion_job> plan_jobs(const std::vector<std::string> &inputs,
-                                      const std::string &output, const std::string &extension) {
+bool is_pattern(const std::string &output) {
+    return output.find('{') != std::string::npos;
+}
+
+bool is_folder(const std::string &output) {
+    std::error_code ignored;
+    return output.ends_with('/') || fs::is_directory(output, ignored);
+}
+
+std::vector<conversion_job> plan_jobs(std::vector<conversion_job> jobs, const std::string &output,
+                                      const std::string &extension) {
+    uint64_t last_frame = 0;
+    for (const conversion_job &job : jobs)
+        last_frame = std::max(last_frame, job.frame);
     std::string pattern = output;
-    if (is_folder(output))
-        pattern =
-            (fs::path(output) / (extension.empty() ? "{file}" : "{name}" + extension)).string();
-    if (pattern.find('{') == std::string::npos) {
-        if (inputs.size() > 1)
-            throw failure{output + ": several pictures need a folder or a pattern such as "
-                                   "out/{name}.jpg to be written to"};
-        return {{inputs.front(), output}};
+    if (is_folder(output)) {
+        const std::string name = last_frame == 0 ? "{name}" : "{name}-{frame}";
+        pattern = (fs::path(output) / (extension.empty() ? "{file}" : name + extension)).string();
     }
-    std::vector<conversion_job> jobs;
-    for (const std::string &input : inputs)
-        jobs.push_back({input, filled(pattern, input, jobs.size() + 1)});
+    if (!is_pattern(pattern)) {
+        if (jobs.size() > 1)
+            throw failure{output + ": several pictures need a folder or a pattern such as " +
+                          (last_frame == 0 ? "out/{name}.jpg" : "out/{name}-{frame}.tif") +
+                          " to be written to"};
+        jobs.front().out = output;
+        return jobs;
+    }
+    for (std::size_t n = 0; n < jobs.size(); ++n)
+        jobs[n].out = filled(pattern, jobs[n], n + 1, std::to_string(last_frame).size());
     check_jobs(jobs);
     for (const conversion_job &job : jobs)
         if (const fs::path folder = fs::path(job.out).parent_path(); !folder.empty()) {
@@ -58,8 +73,10 @@ int run_jobs(const std::vector<conversion_job> &jobs, unsigned workers,
         return exit_done;
     }
     std::atomic<std::size_t> failed = 0;
+    std::atomic<std::size_t> done = 0;
+    progress_bar progress(jobs.size(), 0);
     const auto report = [&failed](const std::string &text) {
-        std::fprintf(stderr, "viq: %s\n", text.c_str());
+        print_message("viq: " + text);
         ++failed;
     };
     for_each_item(jobs.size(), workers, [&](std::size_t n) {
@@ -71,34 +88,35 @@ int run_jobs(const std::vector<conversion_job> &jobs, unsigned workers,
         } catch (const std::exception &error) {
             report(job.in + ": " + error.what());
         }
+        progress.show(++done);
         if (is_interrupted())
             throw failure{"interrupted"};
     });
     if (failed == 0)
         return exit_done;
     const std::size_t count = failed;
-    std::fprintf(stderr, "viq: %zu of %zu pictures failed, %zu were written\n", count, jobs.size(),
-                 jobs.size() - count);
+    print_message("viq: " + std::to_string(count) + " of " + std::to_string(jobs.size()) +
+                  " pictures failed, " + std::to_string(jobs.size() - count) + " were written");
     return exit_error;
 }
 
 namespace {
 
-bool is_folder(const std::string &output) {
-    std::error_code ignored;
-    return output.ends_with('/') || fs::is_directory(output, ignored);
-}
-
-std::string filled(const std::string &pattern, const std::string &input, std::size_t number) {
-    const fs::path path = input == standard_stream ? fs::path("stdin") : fs::path(input);
+std::string filled(const std::string &pattern, const conversion_job &job, std::size_t number,
+                   std::size_t frame_digits) {
+    const fs::path path = job.in == standard_stream ? fs::path("stdin") : fs::path(job.in);
+    std::string frame = std::to_string(job.frame);
+    frame.insert(0, frame_digits - frame.size(), '0');
     const fs::path folder = path.parent_path();
     const std::string extension = path.extension().string();
-    const std::map<std::string, std::string> fields = {
+    std::map<std::string, std::string> fields = {
         {"name", path.stem().string()},
         {"ext", extension.empty() ? "" : extension.substr(1)},
         {"file", path.filename().string()},
         {"dir", folder.empty() ? "." : folder.string()},
         {"number", std::to_string(number)}};
+    if (job.frame != 0)
+        fields["frame"] = frame;
     std::string result;
     for (std::size_t at = 0; at < pattern.size();) {
         if (pattern[at] != '{') {
@@ -109,7 +127,8 @@ std::string filled(const std::string &pattern, const std::string &input, std::si
         const auto field =
             fields.find(pattern.substr(at + 1, end == std::string::npos ? end : end - at - 1));
         if (field == fields.end())
-            throw failure{pattern + ": unknown field (known: {name} {ext} {file} {dir} {number})"};
+            throw failure{pattern +
+                          ": unknown field (known: {name} {ext} {file} {dir} {number} {frame})"};
         result += field->second;
         at = end + 1;
     }
@@ -130,10 +149,12 @@ void check_jobs(const std::vector<conversion_job> &jobs) {
     std::map<std::string, std::string> writers;
     for (const conversion_job &job : jobs) {
         const std::string out = key_of(job.out);
-        const auto [writer, is_new] = writers.try_emplace(out, job.in);
+        const std::string description =
+            job.in + (job.frame != 0 ? " frame " + std::to_string(job.frame) : "");
+        const auto [writer, is_new] = writers.try_emplace(out, description);
         if (!is_new)
             throw failure{job.out + ": would be written for " + writer->second + " and for " +
-                          job.in};
+                          description};
         if (const auto input = inputs.find(out); input != inputs.end() && out != key_of(job.in))
             throw failure{job.out + ": would be replaced by the result of " + job.in};
     }

@@ -1,6 +1,7 @@
 // The result of a reader that decodes whole pictures.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ struct decoded_picture {
     std::string reader;                  // such as "libpng 1.6.39"
     std::vector<std::string> notes = {}; // what of the file the picture does not contain
     uint32_t pages = 1;                  // of the file
+    uint16_t orientation = 1;            // as the TIFF field Orientation
 };
 
 // An image without padding requirements of the caller, for a whole picture. The failure names the

@@ -157,6 +157,11 @@ const file_kind &kind_of_extension(const std::string &path) {
     return *kind;
 }
 
+bool has_picture_extension(const std::string &path) {
+    const file_kind *kind = find_extension(std::filesystem::path(path).extension().string());
+    return kind != nullptr && kind->is_readable();
+}
+
 const file_kind &kind_of_type(const std::string &type) {
     const file_kind *kind = find_extension(type.starts_with('.') ? type : "." + type);
     if (kind == nullptr)

@@ -40,6 +40,9 @@ struct file_kind {
 // Throws a failure for an unknown extension.
 const file_kind &kind_of_extension(const std::string &path);
 
+// Whether the extension is that of picture files that can be read.
+bool has_picture_extension(const std::string &path);
+
 // The kind of a type name: an extension with or without its dot.
 const file_kind &kind_of_type(const std::string &type);
 

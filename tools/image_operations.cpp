@@ -272,9 +272,8 @@ image mosaic(image picture, const operation_input &in) {
 }
 
 image demosaic(image picture, const operation_input &in) {
-    constexpr int default_phase = 1;
     const numbers n = read_numbers(in.argument, 1, 2, "SCHEME[,PHASE]");
-    const int phase = n.size() > 1 ? n[1] : default_phase;
+    const int phase = n.size() > 1 ? n[1] : in.options.phase;
     if (format_of(picture.handle) != VIQ_RGGB32)
         picture = mosaic_from_grey(std::move(picture), in.name);
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {

@@ -8,6 +8,7 @@
 
 #include <jpeglib.h>
 
+#include "tools/orientation.h"
 #include "tools/pixel_format_table.h"
 #include "tools/temporary_folder.h"
 
@@ -51,6 +52,7 @@ decoded_picture read_by_libjpeg(const std::string &path, const std::string &name
     decoded_picture decoded = {whole_picture(is_grey ? VIQ_Y8 : VIQ_RGB24, from.jpeg.output_width,
                                              from.jpeg.output_height, name),
                                "libjpeg"};
+    decoded.orientation = jpeg_orientation(path);
     if (is_cmyk)
         decoded.notes.emplace_back("CMYK is converted to RGB without a colour profile");
     const pixels to = pixels_of(decoded.picture.handle);

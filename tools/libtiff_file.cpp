@@ -42,7 +42,7 @@ void read_plain(TIFF *tiff, const page_layout &page, const pixels &to, const std
 void copy_block(const page_layout &page, const uint8_t *block, uint32_t left, uint32_t top,
                 uint16_t plane, const pixels &to);
 void read_converted(TIFF *tiff, const page_layout &page, const pixels &to, const std::string &name);
-std::vector<std::string> notes_of(TIFF *tiff, const page_layout &page);
+std::vector<std::string> notes_of(const page_layout &page);
 void store_error(const char *module, const char *format, va_list values);
 
 thread_local std::string first_error;
@@ -77,7 +77,8 @@ decoded_picture read_by_libtiff(const std::string &path, const std::string &name
                                version.starts_with("LIBTIFF, Version ")
                                    ? "libtiff " + version.substr(std::strlen("LIBTIFF, Version "))
                                    : version,
-                               notes_of(tiff.get(), layout), pages};
+                               notes_of(layout), pages};
+    TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_ORIENTATION, &decoded.orientation);
     const pixels to = pixels_of(decoded.picture.handle);
     if (layout.is_plain())
         read_plain(tiff.get(), layout, to, name);
@@ -188,7 +189,7 @@ void read_converted(TIFF *tiff, const page_layout &page, const pixels &to,
     if (!TIFFRGBAImageOK(tiff, problem) || !TIFFRGBAImageBegin(&source, tiff, 1, problem))
         throw failure{name + ": " + problem};
     source.req_orientation = ORIENTATION_TOPLEFT;
-    source.orientation = ORIENTATION_TOPLEFT; // a note reports another one
+    source.orientation = ORIENTATION_TOPLEFT; // another one is not applied here
     std::vector<uint32_t> raster(std::size_t{page.width} * page.height);
     const bool done = TIFFRGBAImageGet(&source, raster.data(), page.width, page.height) != 0;
     TIFFRGBAImageEnd(&source);
@@ -207,7 +208,7 @@ void read_converted(TIFF *tiff, const page_layout &page, const pixels &to,
         }
 }
 
-std::vector<std::string> notes_of(TIFF *tiff, const page_layout &page) {
+std::vector<std::string> notes_of(const page_layout &page) {
     std::vector<std::string> notes;
     const uint16_t colours = page.is_grey()                              ? 1
                              : page.photometric == PHOTOMETRIC_SEPARATED ? 4
@@ -219,10 +220,6 @@ std::vector<std::string> notes_of(TIFF *tiff, const page_layout &page) {
         notes.emplace_back(depth_reduced);
     if (page.photometric == PHOTOMETRIC_SEPARATED)
         notes.emplace_back("CMYK is converted to RGB without a colour profile");
-    uint16_t orientation = ORIENTATION_TOPLEFT;
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &orientation);
-    if (orientation != ORIENTATION_TOPLEFT)
-        notes.push_back("its orientation " + std::to_string(orientation) + " is not applied");
     return notes;
 }
 

@@ -6,15 +6,13 @@
 #include <iostream>
 #include <iterator>
 #include <new>
-#include <numeric>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "tools/image_handle.h"
 #include "tools/manual_text.h"
+#include "tools/nearest_name.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 
@@ -30,6 +28,9 @@ constexpr verb verbs[] = {
     {"info", "Print the type, size and pixel format of picture files", tool::declare_info},
     {"convert", "Convert a picture file to another file type or pixel format, or process it",
      tool::declare_convert},
+    {"develop",
+     "Make pictures of the frames of a camera: black level, shading, white balance, colours",
+     tool::declare_develop},
     {"compare", "Print the PSNR and the largest difference of two pictures", tool::declare_compare},
     {"lut", "Generate, save, load and apply lookup tables for pixel format conversions",
      tool::declare_lut},
@@ -71,33 +72,18 @@ void wrap_help(CLI::App &app) {
         wrap_help(*command);
 }
 
-std::size_t edit_distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1); // distances of a prefix of `a` to those of `b`
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (const char c : a) {
-        std::size_t diagonal = row[0]++;
-        for (std::size_t n = 0; n < b.size(); ++n) {
-            const std::size_t replaced = diagonal + (c == b[n] ? 0 : 1);
-            diagonal = row[n + 1];
-            row[n + 1] = std::min({replaced, row[n] + 1, row[n + 1] + 1});
-        }
-    }
-    return row.back();
-}
-
 // Rejects a first argument that is neither an option nor a verb, and names the most similar verb.
 void check_verb(const std::string &word) {
-    constexpr std::size_t most_edits = 3;
-    const auto distance = [&word](const verb &row) { return edit_distance(word, row.name); };
-    const verb *nearest =
-        std::min_element(std::begin(verbs), std::end(verbs),
-                         [&](const verb &a, const verb &b) { return distance(a) < distance(b); });
-    if (word.starts_with('-') || distance(*nearest) == 0)
+    const char *names[std::size(verbs)];
+    std::transform(std::begin(verbs), std::end(verbs), names,
+                   [](const verb &row) { return row.name; });
+    if (word.starts_with('-') ||
+        std::find(std::begin(names), std::end(names), word) != std::end(names))
         return;
-    const std::string known = distance(*nearest) <= most_edits
-                                  ? std::string("did you mean '") + nearest->name + "'?"
-                                  : "viq --help lists the commands";
-    throw tool::failure{"'" + word + "' is not a command; " + known};
+    const std::string nearest = tool::nearest_name(word, names);
+    throw tool::failure{
+        "'" + word + "' is not a command; " +
+        (nearest.empty() ? "viq --help lists the commands" : "did you mean '" + nearest + "'?")};
 }
 
 std::string version_text() {

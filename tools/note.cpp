@@ -1,11 +1,11 @@
 #include "tools/note.h"
 
-#include <cstdio>
+#include "tools/progress_bar.h"
 
 namespace tool {
 
 void print_note(const std::string &file, const std::string &text) {
-    std::fprintf(stderr, "viq: note: %s: %s\n", file.c_str(), text.c_str());
+    print_message("viq: note: " + file + ": " + text);
 }
 
 void print_notes(const std::string &file, const std::vector<std::string> &texts) {

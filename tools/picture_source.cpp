@@ -6,6 +6,7 @@
 
 #include "tools/jpeg_file.h"
 #include "tools/note.h"
+#include "tools/orientation.h"
 #include "tools/pixel_format_table.h"
 #include "tools/wavelet_file.h"
 
@@ -122,6 +123,7 @@ void open_by_library(picture_source &source, const reading_options &how) {
         source.coded = read_jpeg(source.input, source.name);
         source.header = decoded_header(source.coded);
         source.stored_format = source.header.format;
+        source.orientation = jpeg_orientation(source.input.path);
         return;
     }
     if (source.kind->code == VIQ_FILE_WAVELET) {
@@ -136,6 +138,10 @@ void open_by_library(picture_source &source, const reading_options &how) {
         source.stored_format = format_of(source.handle);
         if (source.kind->count_pages != nullptr)
             source.pages = source.kind->count_pages(source.input.path);
+        if (const uint32_t value =
+                VIQ_image_get_file_info(source.handle, VIQ_FILE_INFO_ORIENTATION);
+            value != 0)
+            source.orientation = static_cast<uint16_t>(value);
     }
     source.header = header_of(source.handle);
 }
@@ -154,6 +160,7 @@ void open_by_fallback(picture_source &source, uint32_t page) {
     source.reader = decoded.reader;
     source.notes = decoded.notes;
     source.pages = decoded.pages;
+    source.orientation = decoded.orientation;
 }
 
 // Some features of JPEG files are rejected by the decoder, not by the reader of the headers.

@@ -12,6 +12,7 @@
 #include <png.h>
 
 #include "tools/file_lines.h"
+#include "tools/orientation.h"
 #include "tools/temporary_folder.h"
 
 namespace tool {
@@ -72,6 +73,13 @@ decoded_picture read_png(const std::string &path, const std::string &name) {
                                     png_get_image_width(codec.png, codec.info),
                                     png_get_image_height(codec.png, codec.info), name);
     require(read_lines(codec, pixels_of(decoded.picture.handle)), codec);
+#ifdef PNG_eXIf_SUPPORTED
+    // The chunk can follow the pixels.
+    png_uint_32 size = 0;
+    png_bytep exif = nullptr;
+    if (png_get_eXIf_1(codec.png, codec.info, &size, &exif) != 0)
+        decoded.orientation = exif_orientation(exif, size);
+#endif
     return decoded;
 }
 
@@ -157,7 +165,7 @@ bool read_lines(png_codec &codec, const pixels &to) {
     for (int pass = 0; pass < passes; ++pass)
         for (uint32_t y = 0; y < to.lines; ++y)
             png_read_row(codec.png, to.line(y), nullptr);
-    png_read_end(codec.png, nullptr);
+    png_read_end(codec.png, codec.info);
     return true;
 }
 

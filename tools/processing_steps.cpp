@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <string_view>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -81,10 +82,15 @@ const processing_step &step_of_option(const std::string &option) {
 
 } // namespace
 
-std::function<void()> declare_processing(CLI::App &app, processing_options &options) {
+std::function<void()> declare_processing(CLI::App &app, processing_options &options,
+                                         std::initializer_list<const char *> except) {
     constexpr const char *group = "Image processing, applied in the order of the command line";
     std::vector<CLI::Option *> declared;
     for (const processing_step &step : steps) {
+        if (std::find_if(except.begin(), except.end(), [&](const char *name) {
+                return std::string_view(name) == step.option;
+            }) != except.end())
+            continue;
         CLI::Option *option = step.is_flag() ? app.add_flag(step.option, step.purpose)
                                              : app.add_option(step.option, step.purpose)
                                                    ->type_name(step.form)

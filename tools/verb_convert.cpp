@@ -1,62 +1,33 @@
 #include "tools/verb_convert.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include "tools/batch.h"
-#include "tools/jpeg_file.h"
+#include "tools/conversion_batch.h"
 #include "tools/note.h"
+#include "tools/orientation.h"
 #include "tools/palette_option.h"
 #include "tools/pixel_format_table.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
-#include "tools/wavelet_file.h"
-#include "tools/workers.h"
 
 namespace tool {
 
 namespace {
 
-constexpr int most_strip_lines = 1 << 24;
-constexpr int most_pages = 65535;
-
-// The arguments of the command line: options for every picture, and files.
-struct convert_arguments {
-    convert_options each;
-    std::vector<std::string> files;
-    std::string output; // a file, folder or pattern; empty: the last of the files
-    unsigned jobs = 0;  // 0: one for each processor
-};
-
-void declare_files(CLI::App &app, convert_arguments &arguments);
-void declare_coding(CLI::App &app, coding_options &coding);
-int convert_all(const convert_arguments &arguments);
+int convert_pictures(const convert_arguments &arguments);
+void turn_upright(processing_options &processing, uint16_t orientation);
 const file_kind &output_kind(const convert_options &options);
 
 } // namespace
 
 action declare_convert(CLI::App &app) {
     const auto arguments = std::make_shared<convert_arguments>();
-    convert_options &each = arguments->each;
-    declare_files(app, *arguments);
-    app.add_option("--format", each.format,
-                   "Convert the picture to this pixel format after all image processing, and then, "
-                   "if the output file cannot hold it, to one that it can hold")
-        ->type_name("NAME")
-        ->check(CLI::IsMember(target_format_names()));
-    app.add_option("--palette", each.palette, palette_help)
-        ->type_name("N|NAME")
-        ->check(CLI::Validator(palette_fault, ""));
-    app.add_option("--strip", each.lines_per_strip, "Lines that are held in memory at a time")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, most_strip_lines));
-    declare_coding(app, each.coding);
-    const auto take_steps = declare_processing(app, each.processing);
+    const auto take_steps = declare_conversion(app, *arguments);
     app.footer("Image processing, JPEG, wavelet, PNG and PNM files take the whole picture in "
                "memory.\n"
                "Order: the picture is read, processed by the image processing options in the order "
@@ -70,27 +41,38 @@ action declare_convert(CLI::App &app) {
                "7 light grey, 8 dark grey, 9 to 14 the colours of 1 to 6 bright, 15 white.");
     return [arguments, take_steps] {
         take_steps();
-        return convert_all(*arguments);
+        return convert_pictures(*arguments);
     };
 }
 
 void convert(const convert_options &options) {
     const file_kind &kind = output_kind(options);
-    const bool is_processed = requires_processing(options.processing);
-    picture_source file = open_picture(
-        options.in,
-        {.type = options.from, .page = options.page, .unpadded = kind.unpadded && !is_processed});
+    processing_options processing = options.processing;
+    bool is_processed = requires_processing(processing);
+    picture_source file =
+        options.read ? options.read()
+                     : open_picture(options.in, {.type = options.from,
+                                                 .page = options.page,
+                                                 .unpadded = kind.unpadded && !is_processed});
     if (file.pages > 1 && options.page == 1)
         print_note(file.name, "the first of " + std::to_string(file.pages) +
                                   " pages is converted; --page selects another one");
+    if (file.orientation != upright) {
+        if (options.auto_orient)
+            turn_upright(processing, file.orientation);
+        else
+            print_note(file.name, "its orientation, " + orientation_text(file.orientation) +
+                                      ", is not applied; --auto-orient applies it");
+        is_processed = !processing.steps.empty();
+    }
     image processed = image(0);
     if (is_processed)
-        processed = process(run_to_memory({file}), options.processing, file.name);
+        processed = process(run_to_memory({file}), processing, file.name);
     picture_source memory =
         is_processed ? picture_in_memory(processed.handle, file.name) : picture_source();
     picture_source &source = is_processed ? memory : file;
     route way = route_from(source.header);
-    way.is_whole = is_processed;
+    way.is_whole = source.kind == nullptr;
     if (!options.palette.empty()) {
         if (!options.format.empty() && options.format != format_name(VIQ_PALETTED))
             throw failure{"--palette requires --format paletted"};
@@ -104,75 +86,24 @@ void convert(const convert_options &options) {
 
 namespace {
 
-void declare_files(CLI::App &app, convert_arguments &arguments) {
-    convert_options &each = arguments.each;
-    app.add_option(
-           "-o,--output", arguments.output,
-           "Where to write, if all FILES are to be read: a file, a folder, or a pattern "
-           "such as out/{name}.jpg with the fields {file}, {name}, {ext}, {dir} and {number} of "
-           "each input; folders are created")
-        ->type_name("FILE|DIR|PATTERN");
-    app.add_option("--from", each.from,
-                   "Type of the pictures to read, such as tga; otherwise their content decides")
-        ->type_name("TYPE");
-    app.add_option("--to", each.to,
-                   "Type of the files to write, such as png; otherwise the extension decides")
-        ->type_name("TYPE");
-    app.add_option("--page", each.page, "Page of a TIFF file to read, counted from 1")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, most_pages));
-    declare_jobs(app, arguments.jobs);
-    app.add_option("FILES", arguments.files,
-                   std::string("IN OUT, or IN... DIR, or IN... with --output; - is standard input "
-                               "or output. IN: ") +
-                       picture_help + ". OUT: " + output_help())
-        ->type_name("")
-        ->required();
+// A mosaic is written as the samples that it has.
+int convert_pictures(const convert_arguments &arguments) {
+    const auto &steps = arguments.each.processing.steps;
+    const bool has_demosaic = std::any_of(
+        steps.begin(), steps.end(), [](const auto &step) { return step.option == "--demosaic"; });
+    return convert_all(arguments, [=](const conversion_job &job, const frame_file *frames) {
+        if (frames->format.phase != 0 && !has_demosaic && job.frame == frames->selected.first)
+            print_note(frames->name, "the mosaic is written as grey samples; viq develop makes a "
+                                     "picture in colour of it");
+        return source_of_image(picture_of_frame(read_frame(*frames, job.frame), *frames),
+                               frames->name);
+    });
 }
 
-void declare_coding(CLI::App &app, coding_options &coding) {
-    app.add_option("--quality", coding.quality,
-                   "Quality factor of .jpg files, 1 (smallest file) to 400 (best picture); 16 uses "
-                   "the standard quantisation tables")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(lowest_jpeg_quality, highest_jpeg_quality));
-    app.add_option("--wavelet-quality", coding.wavelet.quality,
-                   "Quality of .dwt files, 0 (smallest file) to 400 (best picture)")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(0, int{highest_wavelet_quality}));
-    app.add_option("--subbands", coding.wavelet.decompositions,
-                   "Levels of the wavelet transform of .dwt files; small pictures use fewer")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, int{most_decompositions}));
-    app.add_flag("--small", coding.wavelet.small,
-                 "Code .dwt files with the slower entropy coder, which makes them smaller");
-    app.add_flag("--padded", coding.padded,
-                 "Write the lines of .raw files with the padding that they have in memory");
-}
-
-int convert_all(const convert_arguments &arguments) {
-    std::vector<std::string> inputs = arguments.files;
-    std::string output = arguments.output;
-    if (output.empty()) {
-        if (inputs.size() < 2)
-            throw failure{"OUT is required: name the file to write, or use --output"};
-        output = inputs.back();
-        inputs.pop_back();
-    }
-    const convert_options &each = arguments.each;
-    const std::string extension = each.to.empty() ? "" : kind_of_type(each.to).extensions.front();
-    const std::vector<conversion_job> jobs = plan_jobs(inputs, output, extension);
-    return run_jobs(jobs, worker_count(arguments.jobs, jobs.size()),
-                    [&each](const conversion_job &job) {
-                        convert_options options = each;
-                        options.in = job.in;
-                        options.out = job.out;
-                        convert(options);
-                    });
+// Before all other steps.
+void turn_upright(processing_options &processing, uint16_t orientation) {
+    const std::vector<requested_step> steps = steps_to_upright(orientation);
+    processing.steps.insert(processing.steps.begin(), steps.begin(), steps.end());
 }
 
 const file_kind &output_kind(const convert_options &options) {

@@ -1,15 +1,16 @@
 // viq sequence: several JPEG frames of one size in one file.
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "tools/jpeg_file.h"
+#include "tools/jpeg_sequence.h"
 #include "tools/verbs.h"
 #include "tools/workers.h"
 
@@ -28,7 +29,6 @@ struct sequence_options {
 int build(const sequence_options &options);
 int split(const sequence_options &options);
 int describe(const sequence_options &options);
-void require_same_header(const image &first, const image &next, const std::string &file);
 image extract_frame(const image &sequence, uint32_t number, const std::string &file);
 void remove_separator(const image &frame);
 
@@ -67,8 +67,7 @@ action declare_sequence(CLI::App &app) {
 namespace {
 
 int build(const sequence_options &options) {
-    const image sequence = read_jpeg(options.frames.front());
-    uint32_t count = frame_count(sequence);
+    image sequence = read_jpeg(options.frames.front());
     // Read in groups, so that not all frames are in memory at the same time.
     const std::size_t files = options.frames.size();
     const unsigned workers = worker_count(options.jobs, files);
@@ -77,16 +76,12 @@ int build(const sequence_options &options) {
         for_each_item(group.size(), worker_count(workers, group.size()), [&](std::size_t n) {
             group[n] = std::make_unique<image>(read_jpeg(options.frames[first + n]));
         });
-        for (std::size_t n = 0; n < group.size(); ++n) {
-            const std::string &file = options.frames[first + n];
-            require_same_header(sequence, *group[n], file);
-            check(VIQ_JPEG_sequence_build(group[n]->handle, sequence.handle), file);
-            count += frame_count(*group[n]);
-        }
+        for (std::size_t n = 0; n < group.size(); ++n)
+            append_frames(sequence, std::move(*group[n]), options.frames[first + n]);
     }
-    set_frame_count(sequence, count);
     write_coded_jpeg(sequence, options.file);
-    std::printf("wrote %s: %u frames\n", options.file.c_str(), static_cast<unsigned>(count));
+    std::printf("wrote %s: %u frames\n", options.file.c_str(),
+                static_cast<unsigned>(frame_count(sequence)));
     return exit_done;
 }
 
@@ -120,21 +115,6 @@ int describe(const sequence_options &options) {
                     static_cast<unsigned>(record_of(frame).data_length));
     }
     return exit_done;
-}
-
-// The frames of a sequence share one header.
-void require_same_header(const image &first, const image &next, const std::string &file) {
-    const Tjpeg &a = record_of(first);
-    const Tjpeg &b = record_of(next);
-    const bool same_size = VIQ_get_width(first.handle) == VIQ_get_width(next.handle) &&
-                           VIQ_get_height(first.handle) == VIQ_get_height(next.handle) &&
-                           format_of(first.handle) == format_of(next.handle);
-    if (!same_size)
-        throw failure{file + ": size or components differ from the first frame"};
-    if (std::memcmp(a.q_tables, b.q_tables, sizeof a.q_tables) != 0 ||
-        std::memcmp(a.h_bits, b.h_bits, sizeof a.h_bits) != 0 ||
-        std::memcmp(a.h_vals, b.h_vals, sizeof a.h_vals) != 0)
-        throw failure{file + ": tables differ from the first frame"};
 }
 
 image extract_frame(const image &sequence, uint32_t number, const std::string &file) {

@@ -18,6 +18,7 @@ using action = std::function<int()>;
 // Each declares the arguments of a verb; the action owns the variables that they are parsed into.
 action declare_info(CLI::App &app);
 action declare_convert(CLI::App &app);
+action declare_develop(CLI::App &app);
 action declare_compare(CLI::App &app);
 action declare_lut(CLI::App &app);
 action declare_histogram(CLI::App &app);

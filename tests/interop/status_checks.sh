@@ -18,8 +18,9 @@ need_imagemagick() {
     done
 }
 
+# Sets `output` to what the command has printed.
 expect() { # STATUS COMMAND...
-    local status=$1 output got
+    local status=$1 got
     shift
     output=$("$@" 2>&1)
     got=$?
