@@ -4,6 +4,7 @@
 
 #include "core/image.h"
 #include "fuzz/fuzz_support.h"
+#include "fuzz/mutators.h"
 
 using namespace viq;
 
@@ -48,6 +49,8 @@ void read_and_decode(const u8 *data, std::size_t size) {
 }
 
 } // namespace
+
+VIQ_MUTATOR(viq::mutate_jpeg)
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     in_both_modes([&] { read_and_decode(data, size); });

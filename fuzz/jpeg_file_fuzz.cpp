@@ -1,6 +1,7 @@
 // JPEG files: opening, counting frames, reading with the generic reader, decompression.
 #include "core/image.h"
 #include "fuzz/fuzz_support.h"
+#include "fuzz/mutators.h"
 
 using namespace viq;
 
@@ -24,6 +25,8 @@ void read_and_decode(const input_file &file) {
 }
 
 } // namespace
+
+VIQ_MUTATOR(viq::mutate_jpeg)
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     const input_file file(data, size);

@@ -10,6 +10,11 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
 
+// Inputs are replayed as they are.
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t *, std::size_t size, std::size_t) {
+    return size;
+}
+
 namespace {
 
 int replay(const std::filesystem::path &folder) {

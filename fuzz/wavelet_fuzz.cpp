@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/image.h"
+#include "fuzz/mutators.h"
 
 using namespace viq;
 
@@ -33,6 +34,8 @@ void decode(u16 type, const u8 *data, u32 size) {
 }
 
 } // namespace
+
+VIQ_MUTATOR(viq::mutate_wavelet)
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     VIQ_ErrHandlerInstall(nullptr);
