@@ -207,23 +207,63 @@ void build_ac(const code_table &codes, vector<ac_entry> &entries) {
     }
 }
 
-// Combines codes with their values, as far as both fit the index.
-template <class Fast> void build_fast(const vector<ac_entry> &entries, Fast &fast) {
-    for (u32 i = 0; i < fast.size(); ++i) {
-        const ac_entry &entry = entries[i << (ac_bits - fast_bits)];
-        const u32 length = u32{entry.length} + entry.size;
-        fast[i] = {};
-        if (entry.size == invalid_category || length > fast_bits)
-            continue;
-        if (entry.size == 0) {
-            fast[i] = {0, entry.run == 0 ? fast_end_of_block : entry.run, entry.length};
-            continue;
-        }
-        const i32 top = 1 << entry.size;
-        const i32 bits = static_cast<i32>(i >> (fast_bits - length)) & (top - 1);
-        fast[i] = {static_cast<i16>(bits < top / 2 ? bits - top + 1 : bits), entry.run,
-                   static_cast<u8>(length)};
+struct coded_coefficient {
+    i32 value;
+    u32 zeros; // before the value
+    u32 length;
+    bool ends; // the code is the end of the block
+};
+
+// The code at the start of `bits`, a value of `fast_bits` bits of which the first `known` are
+// given; length 0: it does not fit.
+coded_coefficient first_code(const vector<ac_entry> &entries, u32 bits, u32 known) {
+    const ac_entry &entry = entries[bits << (ac_bits - fast_bits)];
+    const u32 length = u32{entry.length} + entry.size;
+    if (entry.size == invalid_category || length > known)
+        return {};
+    if (entry.size == 0)
+        return {0, entry.run, length, entry.run == 0};
+    const i32 top = 1 << entry.size;
+    const i32 extra = static_cast<i32>(bits >> (fast_bits - length)) & (top - 1);
+    return {extra < top / 2 ? extra - top + 1 : extra, entry.run, length, false};
+}
+
+ac_fast_entry combined(const vector<ac_entry> &entries, u32 bits) {
+    const coded_coefficient first = first_code(entries, bits, fast_bits);
+    ac_fast_entry entry;
+    entry.reach = not_fast;
+    if (first.length == 0)
+        return entry;
+    const auto length = static_cast<u8>(first.length);
+    if (first.ends)
+        return {.advance = fast_end_of_block, .reach = 1, .length = length};
+    const auto after = static_cast<u8>(first.zeros + 1);
+    entry = {static_cast<i16>(first.value),
+             0,
+             static_cast<u8>(first.zeros),
+             static_cast<u8>(first.zeros),
+             after,
+             after,
+             length};
+    const u32 rest = bits << first.length & ((1u << fast_bits) - 1);
+    const coded_coefficient second = first_code(entries, rest, fast_bits - first.length);
+    if (second.length == 0)
+        return entry;
+    entry.length = static_cast<u8>(first.length + second.length);
+    if (second.ends) {
+        entry.advance = static_cast<u8>(after + fast_end_of_block);
+        entry.reach = static_cast<u8>(after + 1);
+        return entry;
     }
+    entry.second = static_cast<signed char>(second.value);
+    entry.second_at = static_cast<u8>(after + second.zeros);
+    entry.advance = entry.reach = static_cast<u8>(entry.second_at + 1);
+    return entry;
+}
+
+template <class Fast> void build_fast(const vector<ac_entry> &entries, Fast &fast) {
+    for (u32 bits = 0; bits < fast.size(); ++bits)
+        fast[bits] = combined(entries, bits);
 }
 
 bool build_decoding() {

@@ -64,13 +64,20 @@ struct ac_entry {
     u8 reserved;
 };
 
-// Code and value in one entry, if both fit `fast_bits`; else the length is 0. A run of 16 zeros is
-// stored as a run of 15 and the value 0.
-constexpr u8 fast_end_of_block = 128; // value of `run`
+// The values of one or two codes, if they fit `fast_bits`, and possibly the end of the block after
+// them. Positions count from that of the next coefficient. If the second value is missing, it is a
+// 0 at the position of the first one, which is stored after it. A code without a value has the
+// value 0, which changes nothing.
+constexpr u8 fast_end_of_block = 128; // added to `advance`
+constexpr u8 not_fast = 255;          // value of `reach`: the codes do not fit
 struct ac_fast_entry {
-    i16 value;
-    u8 run; // zeros before the value
-    u8 length;
+    i16 first = 0;
+    signed char second = 0;
+    u8 first_at = 0;
+    u8 second_at = 0;
+    u8 advance = 0; // positions to go on
+    u8 reach = 0;   // positions that the block must still have for this entry to be valid
+    u8 length = 0;
 };
 
 struct decode_tables {

@@ -49,9 +49,9 @@ u32 report_block(block_end end, u32 block) {
 
 // The value that the extra bits of a category represent.
 inline i32 value_of(u32 bits, u32 category) {
-    const i32 top = 1 << category;
-    const auto value = static_cast<i32>(bits);
-    return value < top / 2 ? value - top + 1 : value;
+    // Values whose first bit is 0 are negative.
+    const u32 negative = (bits >> (category - 1)) - 1; // all bits or none
+    return static_cast<i32>(bits + (negative & (1 - (1u << category))));
 }
 
 // ---- Bits of data without markers
@@ -204,17 +204,12 @@ template <u32 dc_bits, class Bits>
     while (k < block_size) {
         bits.prepare();
         if constexpr (Bits::looks_ahead) {
-            const ac_fast_entry both = fast[bits.template peek<fast_bits>()];
-            if (both.length != 0) {
-                bits.consume(both.length);
-                k += both.run;
-                if (k >= block_size) {
-                    if (both.run != fast_end_of_block)
-                        return block_end::overrun;
-                    k -= both.run;
-                    break;
-                }
-                coefficients[natural_of[k++]] = both.value;
+            const ac_fast_entry known = fast[bits.template peek<fast_bits>()];
+            if (k + known.reach <= block_size) {
+                bits.consume(known.length);
+                coefficients[natural_of[k + known.second_at]] = known.second;
+                coefficients[natural_of[k + known.first_at]] = known.first;
+                k += known.advance;
                 continue;
             }
         }
@@ -224,8 +219,10 @@ template <u32 dc_bits, class Bits>
         bits.consume(entry.length);
         const i32 value = bits.value(entry.size);
         if (entry.size == 0) {
-            if (entry.run == 0)
+            if (entry.run == 0) {
+                k += fast_end_of_block;
                 break;
+            }
             k += 16;
             if (k > block_size)
                 return block_end::overrun;
@@ -236,7 +233,7 @@ template <u32 dc_bits, class Bits>
             return block_end::overrun;
         coefficients[natural_of[k++]] = static_cast<i16>(value);
     }
-    mask = k > 1;
+    mask = k != 1 + fast_end_of_block;
     return block_end::good;
 }
 
