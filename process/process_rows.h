@@ -21,14 +21,14 @@ struct resample_group {
 // How a target line is resampled: target sample n blends source[source_offset[n]] with the sample
 // of the next pixel by fraction[n] / 256. Samples of the source line's last pixel are not blended.
 struct resample_plan {
-    u32 pixel_stride = 1;           // bytes per pixel
-    u32 samples = 0;                // of the target line
-    u32 source_bytes = 0;           // of the source line
-    bool unblended = false;         // all fractions are 0
+    u32 pixel_stride = 1;      // bytes per pixel
+    u32 samples = 0;           // of the target line
+    u32 source_bytes = 0;      // of the source line
+    bool unblended = false;    // all fractions are 0
     vector<u32> source_offset; // by sample
     vector<u8> fraction;
     vector<resample_group> groups; // an even number; each writes 8 samples, used or not
-    u32 grouped_samples = 0;            // the remaining samples are resampled one by one
+    u32 grouped_samples = 0;       // the remaining samples are resampled one by one
 };
 
 constexpr u32 resample_padding = 8; // bytes that a target line needs after its samples

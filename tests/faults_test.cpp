@@ -143,9 +143,9 @@ struct scenario {
 #define CONVERTS(function, format)                                                                 \
     { #function, format, CALL(function(s.in, s.out, VIQ_STRIP_NEXT)) }
 #define READS(read, write, format)                                                                 \
-    { #read, format, read_whole<read>, written<write>, true }
+    { #read, format, read_whole < read>, written < write>, true }
 #define WRITES(write, format)                                                                      \
-    { #write, format, write_strips<write>, nullptr, true }
+    { #write, format, write_strips < write>, nullptr, true }
 
 constexpr i32 blur[9] = {1, 2, 1, 2, 4, 2, 1, 2, 1};
 constexpr u16 gains[4] = {256, 300, 300, 280};

@@ -34,7 +34,7 @@ struct wavelet_record {
 
     // Private state. The buffers are resized by the functions below, which update the fields above.
     vector<u8> stream;
-    vector<u8> settings;           // of component 0, then of components 1 and 2
+    vector<u8> settings;                // of component 0, then of components 1 and 2
     bool decompressor_released = false; // decompressor_chain refers to a destroyed instance
 
     // Shape of the image that the settings were gathered for.
