@@ -143,12 +143,12 @@ void release_at_thread_end() {
 
 namespace {
 
-VIQ_PER_CONTEXT(std::unique_ptr<owned_context>, inner);
+VIQ_PER_CONTEXT(owned<owned_context>, inner);
 
 u32 make_inner_context() {
     if (const u32 code = ensure_started(); is_error(code))
         return code;
-    std::unique_ptr<owned_context> made = make_context();
+    owned<owned_context> made = make_context();
     if (made == nullptr)
         return report("VIQ_context_create", VIQ_ERR_MEMORY, "");
     made->record.number = VIQ_context_current();
