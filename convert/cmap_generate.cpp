@@ -146,7 +146,7 @@ u32 count_strip(const strip_call &call) {
         return report_no_memory(strip_name, size);
     const bin_kernel bins_of = find_bins(image.pixel_format);
     const bin_rule rule = bin_rule_of(image);
-    for (std::size_t n = 0; n < image.lines_per_strip; ++n) {
+    for (std::size_t n = 0; n < lines_with_pixels(image); ++n) {
         bins_of(image.data + n * image.bytes_per_line, bins, image.width, rule);
         for (u32 x = 0; x < image.width; ++x)
             ++info.bins[bins[x]].occurrences;

@@ -66,7 +66,7 @@ u32 convert_lines(const strip_call &call) {
     if (lines_join(in, out))
         row(in.data, out.data, in.width * in.lines_per_strip, options);
     else
-        for (std::size_t n = 0; n < in.lines_per_strip; ++n)
+        for (std::size_t n = 0; n < lines_with_pixels(in); ++n)
             row(in.data + n * in.bytes_per_line, out.data + n * out.bytes_per_line, in.width,
                 options);
     return success;
@@ -110,7 +110,7 @@ u32 convert_skewed_lines(const strip_call &call, row_kernel row, const row_optio
     vector<u8> cut;
     if (!try_resize(cut, line))
         return report_no_memory(call.worker_name, line);
-    for (u64 n = 0; n < in.lines_per_strip; ++n) {
+    for (u64 n = 0; n < lines_with_pixels(in); ++n) {
         const u64 start = std::min(n * (u64{in.bytes_per_line} + skew), strip);
         const u8 *source = in.data + static_cast<std::size_t>(start);
         if (strip - start < line) {

@@ -166,7 +166,7 @@ u16 next_format(const tVIQ_Image &in, u16 target) {
 
 void copy_upside_down(const tVIQ_Image &from, tVIQ_Image &to) {
     const std::size_t line = from.bytes_per_line - from.skip_bytes;
-    for (std::size_t n = 0; n < to.lines_per_strip; ++n)
+    for (std::size_t n = 0; n < lines_with_pixels(to); ++n)
         std::memcpy(to.data + (to.lines_per_strip - 1 - n) * to.bytes_per_line,
                     from.data + n * from.bytes_per_line, line);
 }

@@ -113,7 +113,7 @@ u32 map_by_bins(const strip_call &call) {
     // The first, middle and last byte of a pixel are red, green and blue in RGB24, and the grey of
     // Y8.
     const std::size_t bytes = pixel_bytes(in.pixel_format);
-    for (std::size_t n = 0; n < in.lines_per_strip; ++n) {
+    for (std::size_t n = 0; n < lines_with_pixels(in); ++n) {
         const u8 *source = in.data + n * in.bytes_per_line;
         u8 *target = out.data + n * out.bytes_per_line;
         bins_of(source, bins, in.width, rule);
@@ -145,7 +145,7 @@ u32 dither_strip(const strip_call &call) {
     const u32 code = begin_strip(call);
     if (is_error(code))
         return code;
-    for (std::size_t n = 0; n < in.lines_per_strip; ++n)
+    for (std::size_t n = 0; n < lines_with_pixels(in); ++n)
         dither_row(in.data + n * in.bytes_per_line, out.data + n * out.bytes_per_line, in.width);
     return success;
 }

@@ -220,7 +220,7 @@ u32 convert_by_table(const strip_call &call) {
         return code;
     row_options options;
     options.keep_spare = !owns_data(out);
-    for (std::size_t n = 0; n < in.lines_per_strip; ++n)
+    for (std::size_t n = 0; n < lines_with_pixels(in); ++n)
         route.row(in.data + n * in.bytes_per_line, out.data + n * out.bytes_per_line, in.width, lut,
                   options);
     return success;

@@ -14,6 +14,11 @@ inline u64 strip_size(const tVIQ_Image &image, u64 lines) {
     return lines * image.bytes_per_line;
 }
 
+// Lines of the strip that have pixels: none if the width is 0, however many lines there are.
+inline u32 lines_with_pixels(const tVIQ_Image &image) {
+    return image.width != 0 ? image.lines_per_strip : 0;
+}
+
 // Runs VIQ_image_check and reports a failure again under the caller's name, except that of a limit.
 u32 check_image(const char *function, u32 handle, const char *message = "Corrupt image");
 

@@ -515,6 +515,7 @@ u32 destroy_all() {
     while (tVIQ_Image *orphan = find_orphan())
         destroy_object(orphan);
     release_unused_colourmaps();
+    hooks.jpeg_destroy_replaced();
     end_sequences_here(nullptr);
     hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
     hooks.destroy_lookup_tables(VIQ_ALL_IMAGES);

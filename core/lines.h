@@ -10,14 +10,14 @@ namespace viq {
 struct line_view {
     u8 *data;
     u32 width;
-    u32 lines;
+    u32 lines;  // 0 if the width is 0
     u32 stride; // bytes from one line's start to the next
 
     u8 *line(u64 number) const { return data + static_cast<std::size_t>(number * stride); }
 };
 
 inline line_view lines_of(const tVIQ_Image &image) {
-    return {image.data, image.width, image.lines_per_strip, image.bytes_per_line};
+    return {image.data, image.width, lines_with_pixels(image), image.bytes_per_line};
 }
 
 // Bytes of a pixel in the lines of an image; 0 for 1-bit pixels.

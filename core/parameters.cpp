@@ -193,6 +193,8 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
     case VIQ_PTR_JPEG:
         if (is_frozen_record(static_cast<Tjpeg *>(pValue)))
             return report(name, VIQ_ERR_STATE, "Image in use by the call that reports");
+        if (image->jpeg != nullptr)
+            hooks.jpeg_note_replaced(*image);
         image->jpeg = static_cast<Tjpeg *>(pValue);
         companion(*image).exposed = true;
         update_seen(*image);

@@ -6,6 +6,7 @@
 
 #include "convert/conversion_rows.h"
 #include "core/geometry.h"
+#include "core/lazy_buffer.h"
 #include "core/limits.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
@@ -41,8 +42,9 @@ struct decode_state {
     scan_layout layout = {};
     quantiser tables[2] = {};
     scan_reader reader = {};
-    // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip.
-    vector<decoded_pair> pairs;
+    // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip. They occupy
+    // memory as they are decoded: the data may end before the picture does.
+    lazy_buffer<decoded_pair> pairs;
     // Pictures that were read in the conforming mode are decoded line by line instead.
     bool has_form = false;
     component_decoder by_lines;
@@ -214,7 +216,7 @@ void finish() {
     }
     decode->under_way = false;
     decode->image = nullptr;
-    vector<decoded_pair>().swap(decode->pairs);
+    decode->pairs = {};
     decode->reader = {};
     decode->has_form = false;
     decode->by_lines = {};
@@ -308,14 +310,14 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage, bool co
 
 u32 begin_data(const tVIQ_Image &jpeg, u64 mcus_held) {
     const u64 count = mcus_held * decode->layout.pairs;
-    if (!try_resize(decode->pairs, count))
+    if (!decode->pairs.resize(count))
         return report_no_memory(name, count * sizeof(decoded_pair));
     return begin_reading(decode->reader, jpeg.jpeg->data, jpeg.jpeg->data_length);
 }
 
 decoded_pair *pairs_at(u32 row, u32 mcu) {
     const scan_layout &layout = decode->layout;
-    return decode->pairs.data() + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
+    return decode->pairs.elements + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
 }
 
 // Decodes a picture that is one strip; MCUs are transformed directly after decoding.
@@ -328,9 +330,9 @@ u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
         const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
         code = for_parts_of_row([&](u32 first, u32 count) {
             const u32 result =
-                read_mcus(decode->reader, layout, first, count, decode->pairs.data());
+                read_mcus(decode->reader, layout, first, count, decode->pairs.elements);
             if (!is_error(result))
-                place_mcus(decode->pairs.data(), first, count, out, lines);
+                place_mcus(decode->pairs.elements, first, count, out, lines);
             return result;
         });
     }

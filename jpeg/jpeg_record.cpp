@@ -30,6 +30,7 @@ struct record_companion {
     buffer_lock lock;
     std::FILE *file = nullptr;                     // opened by the library
     bool made_here = false;                        // the library has allocated the record
+    std::atomic<bool> replaced = false;            // a caller has taken it out of an image
     std::atomic<const void *> seen_data = nullptr; // for other threads, as in core/image.h
     owned<scan_form> form;
 };
@@ -345,6 +346,31 @@ void jpeg_destroy_record(tVIQ_Image &image) {
         drop_data(image);
     remove_jpeg_record(image);
     forget(record);
+}
+
+void jpeg_note_replaced(const tVIQ_Image &image) {
+    if (record_companion *own = find_value(record_companions, image.jpeg))
+        own->replaced = own->made_here;
+}
+
+void jpeg_destroy_replaced() {
+    const auto is_set = [](const Tjpeg &record) {
+        return some_image_has(record, [](const image_companion &) { return true; });
+    };
+    Tjpeg *unused = nullptr;
+    do {
+        unused = nullptr;
+        visit_values(record_companions, [&](const void *address, const record_companion &own) {
+            auto *record = static_cast<Tjpeg *>(const_cast<void *>(address));
+            if (own.replaced && !is_set(*record))
+                unused = record;
+            return unused == nullptr;
+        });
+        if (unused != nullptr) {
+            release_data(*unused);
+            forget(*unused);
+        }
+    } while (unused != nullptr);
 }
 
 u32 jpeg_start_up() {

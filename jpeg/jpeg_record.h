@@ -94,6 +94,8 @@ void drop_data(tVIQ_Image &image);
 bool holds_locked_data(tVIQ_Image &image);
 
 // The hooks of the image core into the JPEG subsystem.
+void jpeg_note_replaced(const tVIQ_Image &image);
+void jpeg_destroy_replaced();
 u32 jpeg_start_up();
 void jpeg_destroy_record(tVIQ_Image &image);
 void jpeg_move_data(tVIQ_Image &from, tVIQ_Image &to);

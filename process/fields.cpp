@@ -142,7 +142,7 @@ u32 weave_fields(const strip_call &call, const u32 &second_handle) {
     const bool swap = second_comes_first(*call.in);
     const line_view upper = lines_of(swap ? second : *call.in);
     const line_view lower = lines_of(swap ? *call.in : second);
-    for (u64 n = 0; n < lines; ++n) {
+    for (u64 n = 0; n < upper.lines; ++n) {
         copy_line(upper, n, lines_of(*call.out), 2 * n);
         copy_line(lower, n, lines_of(*call.out), 2 * n + 1);
     }
@@ -207,7 +207,7 @@ void interpolate_line(const strip_call &call, u32 scheme, u64 n, u8 *target) {
 }
 
 u32 fill_frame(const strip_call &call, const u16 &scheme) {
-    const u32 lines = call.in->lines_per_strip;
+    const u32 lines = lines_with_pixels(*call.in);
     call.out->lines_per_strip = call.out->height;
     const u32 code = begin_strip(call);
     if (is_error(code) || lines == 0)

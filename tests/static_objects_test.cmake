@@ -13,7 +13,13 @@ set(shared
     "contexts"           # changed under their lock
     "hues"               # made once
     "selected"           # the instruction set, selected once
-    "counts"             # of allocations: atomic sums
+    "counts"             # of VIQ_DebugMalloc: atomic sums
+    "held"               # by the library: atomic sums
+    "watched"            # atomic: allocations look at limits
+    "limits_set"         # atomic
+    "last_refusal"       # of each thread
+    "allocation_faults"  # set by tests
+    "opener_of_tests"    # set by tests
     "reports_made"       # atomic
     "contexts_exist"     # atomic
     "bound_context"      # of each thread

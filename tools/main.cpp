@@ -13,6 +13,7 @@
 #include "tools/image_handle.h"
 #include "tools/manual_text.h"
 #include "tools/nearest_name.h"
+#include "tools/limit_options.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 
@@ -110,9 +111,11 @@ int main(int argc, char **argv) {
         CLI::App app("viq: reads, converts, processes and compares pictures", "viq");
         app.require_subcommand(1);
         tool::action chosen;
+        tool::limits limits;
         for (const verb &row : verbs) {
             CLI::App *command = app.add_subcommand(row.name, row.purpose);
             command->callback([&chosen, run = row.declare(*command)] { chosen = run; });
+            tool::declare_limits(*command, limits);
         }
         // Set last, because new subcommands inherit the footer.
         app.footer("viq SUBCOMMAND --help describes the arguments.\n"
@@ -144,6 +147,7 @@ int main(int argc, char **argv) {
             return report_error(error.what());
         }
         tool::start_library();
+        tool::set_limits(limits);
         const int status = chosen();
         flush_standard_output();
         return status;

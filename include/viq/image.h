@@ -123,12 +123,14 @@ VIQ_API uint32_t VIQ_image_get_flags(uint32_t hImage, uint32_t dwBits);
  *   to keep the buffer; otherwise the library owns it and frees it with free(). A strip buffer that
  *   the library has allocated for the image stays with the image and is freed with it.
  * - VIQ_PTR_CMAP: a colourmap of 256 entries. A colourmap that VIQ_image_create_cmap has not
- *   allocated stays the caller's.
+ *   allocated stays the caller's. One of the library that is set or replaced exists until the image
+ *   that uses it is destroyed, or until VIQ_image_destroy(VIQ_ALL_IMAGES).
  * - VIQ_PTR_JPEG_DATA, VIQ_PTR_JPEG_DATA2: the coded data and the position in it.
  * - VIQ_PTR_IMAGE: the object that the handle names; NULL clears it. Objects that the caller has
  *   allocated stay the caller's. An object of the library that is replaced exists until
  *   VIQ_image_destroy(VIQ_ALL_IMAGES).
- * - VIQ_PTR_JPEG: the JPEG record.
+ * - VIQ_PTR_JPEG: the JPEG record. One of the library that is replaced exists until
+ *   VIQ_image_destroy(VIQ_ALL_IMAGES).
  * - VIQ_PTR_JPEG_ID: copies 32 bytes from the address into Tjpeg::comment.
  *
  * @param hImage  the image

@@ -19,7 +19,7 @@
 
 #include "core/types.h"
 #include "wavelet/stages/context_kernels.h"
-#include "wavelet/stages/lazy_buffer.h"
+#include "core/lazy_buffer.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {

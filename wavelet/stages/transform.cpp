@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "wavelet/framework/module_support.h"
-#include "wavelet/stages/lazy_buffer.h"
+#include "core/lazy_buffer.h"
 #include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 
