@@ -16,10 +16,9 @@ namespace {
 constexpr const char *name = "VIQ_convert_as";
 
 // Formats between which pictures are converted; from Y1 and to HSI there is only one direction.
-constexpr format_set both_ways =
-    grey_formats | rgb_32_formats |
-    formats(VIQ_PALETTED, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_XRGB32,
-            VIQ_YUV422, VIQ_CMYK32);
+constexpr format_set both_ways = grey_formats | rgb_32_formats |
+                                 formats(VIQ_PALETTED, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24,
+                                         VIQ_BGR24, VIQ_XRGB32, VIQ_YUV422, VIQ_CMYK32);
 
 constexpr u32 palette_size = 256;
 
@@ -118,9 +117,10 @@ bool is_one_step(const tVIQ_Image &in, u16 to) {
         return false;
     if (to == VIQ_PALETTED)
         return from == VIQ_RGB24 || from == VIQ_Y8;
-    const bool skews = to == VIQ_Y8 && in.width % 2 != 0 &&
-                       contains(rgb_32_formats | formats(VIQ_YUV422), from);
-    const converter *found = from == VIQ_YUV422 || to == VIQ_YUV422 ? yuv422_converter(to) : nullptr;
+    const bool skews =
+        to == VIQ_Y8 && in.width % 2 != 0 && contains(rgb_32_formats | formats(VIQ_YUV422), from);
+    const converter *found =
+        from == VIQ_YUV422 || to == VIQ_YUV422 ? yuv422_converter(to) : nullptr;
     if (found == nullptr)
         found = packed_converter(to);
     return !skews && found != nullptr && contains(found->accepted, from);

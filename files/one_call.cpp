@@ -253,9 +253,9 @@ struct extension {
     u32 file_format;
 };
 constexpr extension extensions[] = {
-    {".bmp", VIQ_FILE_BMP},  {".tif", VIQ_FILE_TIFF}, {".tiff", VIQ_FILE_TIFF},
-    {".tga", VIQ_FILE_TGA},  {".eps", VIQ_FILE_EPS},  {".jpg", VIQ_FILE_JPEG},
-    {".jpeg", VIQ_FILE_JPEG}, {".raw", VIQ_FILE_RAW}, {".dwt", VIQ_FILE_WAVELET},
+    {".bmp", VIQ_FILE_BMP},      {".tif", VIQ_FILE_TIFF}, {".tiff", VIQ_FILE_TIFF},
+    {".tga", VIQ_FILE_TGA},      {".eps", VIQ_FILE_EPS},  {".jpg", VIQ_FILE_JPEG},
+    {".jpeg", VIQ_FILE_JPEG},    {".raw", VIQ_FILE_RAW},  {".dwt", VIQ_FILE_WAVELET},
     {".wvlt", VIQ_FILE_WAVELET},
 };
 
@@ -335,8 +335,7 @@ u32 make_writable(const char *function, u32 hImage, u32 file_format, owned_image
     if (file == std::end(writable_files))
         return report(function, VIQ_ERR_UNSUPPORTED, "Unsupported/unrecognized image format");
     const tVIQ_Image &image = *find_image(hImage);
-    const bool is_colour =
-        VIQ_image_is_colour(hImage) == 1 || image.pixel_format == VIQ_XRGB32;
+    const bool is_colour = VIQ_image_is_colour(hImage) == 1 || image.pixel_format == VIQ_XRGB32;
     if (!contains(file->held, image.pixel_format) && file->held != ~0u) {
         picture = convert_whole(function, hImage, is_colour ? file->colour : u16{VIQ_Y8});
         if (is_error(picture))
@@ -409,9 +408,8 @@ u32 encode_bmp(u32 picture, encoded_file &encoded) {
     constexpr u32 header_and_palette = 1078; // at most
     const tVIQ_Image &image = *find_image(picture);
     u32 size = 0;
-    u32 code = allocate(encode_name,
-                        (u64{image.bytes_per_line} + 3) * image.height + header_and_palette,
-                        encoded);
+    u32 code = allocate(
+        encode_name, (u64{image.bytes_per_line} + 3) * image.height + header_and_palette, encoded);
     if (!is_error(code))
         code = VIQ_image_write_BMP_buffer(picture, encoded.data.get(), &size, VIQ_STRIP_NEXT);
     encoded.size = size;
@@ -460,8 +458,8 @@ u32 write_in_memory(const owned_image &picture, u32 file_format, encoded_file &e
         const u64 size = file != nullptr ? file_size(file.get()) : 0;
         code = allocate(encode_name, size, encoded);
         encoded.size = size;
-        if (!is_error(code) && std::fread(encoded.data.get(), 1, static_cast<std::size_t>(size),
-                                          file.get()) != size)
+        if (!is_error(code) &&
+            std::fread(encoded.data.get(), 1, static_cast<std::size_t>(size), file.get()) != size)
             code = report(encode_name, VIQ_ERR_SYSTEM, "Failed to read from file");
     }
     std::remove(name.get());

@@ -45,10 +45,10 @@ public:
 
     static const char *name_of(std::uint32_t code) {
         constexpr const char *names[] = {
-            "VIQ_ERR_OTHER",       "VIQ_ERR_INTERNAL",   "VIQ_ERR_PARAMETER", "VIQ_ERR_HANDLE",
-            "VIQ_ERR_CORRUPT",     "VIQ_ERR_MEMORY",     "VIQ_ERR_UNSUPPORTED",
-            "VIQ_ERR_NO_HANDLES",  "VIQ_ERR_OPEN",       "VIQ_ERR_CLOSE",     "VIQ_ERR_STATE",
-            "VIQ_ERR_UNEXPECTED",  "VIQ_ERR_SYSTEM"};
+            "VIQ_ERR_OTHER",   "VIQ_ERR_INTERNAL", "VIQ_ERR_PARAMETER",   "VIQ_ERR_HANDLE",
+            "VIQ_ERR_CORRUPT", "VIQ_ERR_MEMORY",   "VIQ_ERR_UNSUPPORTED", "VIQ_ERR_NO_HANDLES",
+            "VIQ_ERR_OPEN",    "VIQ_ERR_CLOSE",    "VIQ_ERR_STATE",       "VIQ_ERR_UNEXPECTED",
+            "VIQ_ERR_SYSTEM"};
         const std::uint32_t number = (code >> 16) - (VIQ_ERR_OTHER >> 16);
         return number < std::size(names) ? names[number] : "unknown error";
     }
@@ -276,8 +276,9 @@ private:
 // ---- Strips
 
 /**
- * The strips of a file, one after the other in one image: a range for `for (image &strip : strips)`.
- * It reads BMP, TIFF, TGA and EPS files as VIQ_image_read does, in the reading mode of the context.
+ * The strips of a file, one after the other in one image: a range for `for (image &strip :
+ * strips)`. It reads BMP, TIFF, TGA and EPS files as VIQ_image_read does, in the reading mode of
+ * the context.
  */
 class strips {
 public:

@@ -1,5 +1,5 @@
-// The C++ interface viq.hpp. Its names are those of the library's own namespace, so that this source
-// includes no internal header.
+// The C++ interface viq.hpp. Its names are those of the library's own namespace, so that this
+// source includes no internal header.
 #include <algorithm>
 #include <filesystem>
 #include <thread>
@@ -59,7 +59,8 @@ TEST(CppInterface, ThrowsWhatWasReported) {
         EXPECT_STREQ(failure.name(), "VIQ_ERR_PARAMETER");
         EXPECT_EQ(failure.function(), "VIQ_IP_crop");
         EXPECT_EQ(failure.text(), "Rectangle outside the image");
-        EXPECT_STREQ(failure.what(), "VIQ_IP_crop: Rectangle outside the image (VIQ_ERR_PARAMETER)");
+        EXPECT_STREQ(failure.what(),
+                     "VIQ_IP_crop: Rectangle outside the image (VIQ_ERR_PARAMETER)");
     }
     EXPECT_THROW(viq::image::open("missing"), viq::error);
     EXPECT_EQ(ramp(4, 4).through(VIQ_IP_crop, 1, 1, 2, 2).width(), 2u); // no sequence is left
@@ -88,8 +89,8 @@ TEST(CppInterface, StripsGiveTheWholePicture) {
         const viq::strip_file result(out, VIQ_FILE_TIFF);
         for (const viq::image &strip : strips)
             result.write(grey(smaller(strip)));
-        EXPECT_TRUE(same_pixels(viq::image::open(out),
-                                picture.through(VIQ_IP_scale, 20u, 19u).to(VIQ_Y8)));
+        EXPECT_TRUE(
+            same_pixels(viq::image::open(out), picture.through(VIQ_IP_scale, 20u, 19u).to(VIQ_Y8)));
     }
     // What is abandoned in the middle leaves no sequence behind.
     viq::strips abandoned(in, 4);

@@ -105,7 +105,8 @@ TEST(OneCall, ConvertsBetweenAllFormats) {
                            VIQ_YUV422, VIQ_CMYK32,   VIQ_Y16,    VIQ_XRGB32};
     const picture grey(VIQ_Y8, 7, 3);
     fill_with_noise(grey);
-    for (std::size_t n = 0; n < grey->width * grey->height; ++n) // values that 5 bits hold, 33 apart
+    for (std::size_t n = 0; n < grey->width * grey->height;
+         ++n) // values that 5 bits hold, 33 apart
         grey->data[n / 7 * grey->bytes_per_line + n % 7] = static_cast<u8>(n % 8 * 33);
     for (const u16 from : formats)
         for (const u16 to : formats) {
@@ -120,13 +121,16 @@ TEST(OneCall, ConvertsBetweenAllFormats) {
             for (u32 y = 0; y < 3; ++y)
                 for (u32 x = 0; x < 7; ++x) {
                     const bool coarse = from == VIQ_RGB8 || to == VIQ_RGB8;
-                    const bool fields = from == VIQ_RGB15 || to == VIQ_RGB15 ||
-                                        from == VIQ_RGB16 || to == VIQ_RGB16;
+                    const bool fields = from == VIQ_RGB15 || to == VIQ_RGB15 || from == VIQ_RGB16 ||
+                                        to == VIQ_RGB16;
                     const bool chroma = from == VIQ_YUV422 || to == VIQ_YUV422;
                     const bool bins = from == VIQ_PALETTED || to == VIQ_PALETTED;
                     EXPECT_NEAR(back->data[y * back->bytes_per_line + x],
                                 grey->data[y * grey->bytes_per_line + x],
-                                coarse ? 64 : fields || bins ? 17 : chroma ? 3 : 1);
+                                coarse           ? 64
+                                : fields || bins ? 17
+                                : chroma         ? 3
+                                                 : 1);
                 }
         }
 }
