@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -100,13 +101,33 @@ private:
     std::string function_ = "viq", text_;
 };
 
+/** An argument as the type of the parameter; numbers must fit it. */
+template <class Parameter, class Argument> Parameter fit(Argument argument) {
+    if constexpr (std::is_enum_v<Argument>) {
+        return fit<Parameter>(static_cast<std::underlying_type_t<Argument>>(argument));
+    } else if constexpr (std::is_integral_v<Parameter> && std::is_integral_v<Argument>) {
+        if (!std::in_range<Parameter>(argument))
+            throw error(VIQ_ERR_PARAMETER, "viq", "Argument out of range");
+        return static_cast<Parameter>(argument);
+    } else {
+        return argument;
+    }
+}
+
+/** A function of the library without a report. */
+template <class... Parameters, class... Arguments>
+void call_silently(std::uint32_t (*function)(Parameters...), Arguments... arguments) {
+    const report_recorder silent;
+    function(fit<Parameters>(arguments)...);
+}
+
 } // namespace detail
 
 /** Calls a function of the library; throws viq::error if its result is an error code. */
-template <class Function, class... Arguments>
-std::uint32_t call(Function function, Arguments &&...arguments) {
+template <class... Parameters, class... Arguments>
+std::uint32_t call(std::uint32_t (*function)(Parameters...), Arguments... arguments) {
     const detail::report_recorder recorder;
-    const std::uint32_t result = function(std::forward<Arguments>(arguments)...);
+    const std::uint32_t result = function(detail::fit<Parameters>(arguments)...);
     if (VIQ_IS_ERROR(result))
         throw recorder.make_error(result);
     return result;
@@ -241,8 +262,8 @@ public:
         try {
             call(operation, handle_, result.handle_, arguments..., VIQ_STRIP_NEXT);
         } catch (const error &) {
-            const detail::report_recorder silent;
-            operation(handle_, result.handle_, arguments..., VIQ_STRIP_FINISH);
+            detail::call_silently(operation, handle_, result.handle_, arguments...,
+                                  VIQ_STRIP_FINISH);
             throw;
         }
         return result;
@@ -263,16 +284,14 @@ class strips {
 public:
     strips(const std::string &name, std::uint32_t lines) : lines_(lines) {
         call(VIQ_image_set_infilename, strip_.handle(), name.c_str());
-        call(VIQ_image_set_parameter, strip_.handle(), VIQ_HEIGHT, 0u);
+        call(VIQ_image_set_parameter, strip_.handle(), VIQ_HEIGHT, 0);
         read_lines(0); // the header
     }
     strips(const strips &) = delete;
     strips &operator=(const strips &) = delete;
     ~strips() {
-        if (done_ < strip_.height()) {
-            const detail::report_recorder silent;
-            VIQ_image_read(strip_.handle(), 0, VIQ_STRIP_FINISH);
-        }
+        if (done_ < strip_.height())
+            detail::call_silently(VIQ_image_read, strip_.handle(), 0, VIQ_STRIP_FINISH);
     }
 
     std::uint32_t width() const { return strip_.width(); }
@@ -306,7 +325,7 @@ public:
 private:
     void read_lines(std::uint32_t lines) {
         call(VIQ_image_set_parameter, strip_.handle(), VIQ_LINES_PER_STRIP, lines);
-        call(VIQ_image_read, strip_.handle(), 0u, VIQ_STRIP_NEXT);
+        call(VIQ_image_read, strip_.handle(), 0, VIQ_STRIP_NEXT);
     }
     bool advance() {
         if (done_ >= strip_.height())
@@ -331,16 +350,15 @@ public:
     strip_stage(const strip_stage &) = delete;
     strip_stage &operator=(const strip_stage &) = delete;
     ~strip_stage() {
-        if (done_ < height_) {
-            const detail::report_recorder silent;
-            run(operation_, source_, VIQ_STRIP_FINISH);
-        }
+        if (done_ < height_)
+            run([this](auto... all) { detail::call_silently(operation_, all...); },
+                VIQ_STRIP_FINISH);
     }
 
     image &operator()(const image &strip) {
         source_ = strip.handle();
         height_ = strip.height();
-        run([this](auto... all) { return call(operation_, all...); }, source_, VIQ_STRIP_NEXT);
+        run([this](auto... all) { call(operation_, all...); }, VIQ_STRIP_NEXT);
         done_ += strip.lines_in_strip();
         if (done_ >= height_)
             done_ = height_ = 0; // ready for another picture
@@ -348,10 +366,9 @@ public:
     }
 
 private:
-    template <class Function>
-    void run(Function function, std::uint32_t source, std::uint16_t command) {
+    template <class Function> void run(Function function, std::uint16_t command) {
         std::apply(
-            [&](auto... arguments) { function(source, result_.handle(), arguments..., command); },
+            [&](auto... arguments) { function(source_, result_.handle(), arguments..., command); },
             arguments_);
     }
 
@@ -370,7 +387,7 @@ public:
 
     void write(const image &strip) const {
         call(VIQ_image_set_outfilename, strip.handle(), name_.c_str());
-        call(VIQ_image_write, strip.handle(), 0u, file_format_, VIQ_STRIP_NEXT);
+        call(VIQ_image_write, strip.handle(), 0, file_format_, VIQ_STRIP_NEXT);
     }
 
 private:

@@ -20,7 +20,9 @@ run(${CMAKE_COMMAND} -S ${SOURCE}/examples -B ${consumer} -G ${GENERATOR}
     -DCMAKE_MAKE_PROGRAM=${MAKE_PROGRAM} -DCMAKE_C_COMPILER=${C_COMPILER}
     -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${consumer})
-foreach(command first_steps first_steps_static "four_cameras 2 .")
+set(sample ${SOURCE}/samples/chelsea.bmp)
+foreach(command first_steps first_steps_static "four_cameras 2 ." "thumbnail ${sample} small.jpg"
+        "strips_in_cpp ${sample} grey.bmp")
     separate_arguments(command UNIX_COMMAND ./${command})
     execute_process(COMMAND ${command} WORKING_DIRECTORY ${consumer} OUTPUT_QUIET
                     COMMAND_ERROR_IS_FATAL ANY)

@@ -239,7 +239,7 @@ TEST(OneCall, ReportsFailuresOnce) {
     EXPECT_EQ(data, nullptr);
     EXPECT_FALSE(std::filesystem::exists(name));
     set_lines(in, 4);
-    for (const u16 cut : {1, 20, 60}) {
+    for (const u64 cut : {1u, 20u, 60u}) {
         const encoded whole(in, VIQ_FILE_BMP);
         EXPECT_TRUE(is_error(VIQ_decode_as(whole.data, cut, 0)));
         EXPECT_EQ(reported.size(), 1u) << cut;

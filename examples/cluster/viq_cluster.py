@@ -11,7 +11,6 @@ import tempfile
 import time
 from pathlib import Path
 
-import dask
 from distributed import Client, LocalCluster, as_completed
 
 PART = '.viq-part-'  # starts the names of unfinished outputs
@@ -82,7 +81,10 @@ def run_tool(command, pairs):
 def convert_batch(pipeline, pairs):
     """One task: gives the inputs of the batch with their failures, None if there is none."""
     kind, what = pipeline
-    failures = (run_function if kind == 'function' else run_tool)(what, pairs)
+    try:
+        failures = (run_function if kind == 'function' else run_tool)(what, pairs)
+    except Exception as failure:  # the disk is full, the tool is missing
+        failures = {source: reason_of(failure) for source, _ in pairs}
     return [(source, failures.get(source)) for source, _ in pairs]
 
 
@@ -160,33 +162,44 @@ def process(client, pipeline, pairs, out, batch):
     finished = read_lines(finished_file)
     todo = [(s, t) for s, t in pairs if not (s in finished and os.path.exists(t))]
     progress = Progress(len(todo), len(pairs) - len(todo))
-    batches = iter([todo[n:n + batch] for n in range(0, len(todo), batch)])
+    waiting = [todo[n:n + batch] for n in range(0, len(todo), batch)][::-1]
+    parts = {}  # of the tasks under way, by their keys
 
     def submit():
-        part = next(batches, None)
-        return None if part is None else client.submit(convert_batch, pipeline, part, pure=False)
+        part = waiting.pop()
+        future = client.submit(convert_batch, pipeline, part, pure=False)
+        parts[future.key] = part
+        return future
+
+    def results_of(future):
+        part = parts.pop(future.key)
+        try:
+            return future.result()
+        except Exception as failure:  # the workers that had the batch have ended one after the other
+            if len(part) == 1:
+                return [(part[0][0], reason_of(failure))]
+            waiting.extend([pair] for pair in reversed(part))
+            return []
 
     # As many tasks are under way as keep the workers busy, however many pictures there are.
     window = 4 * max(1, sum(client.nthreads().values()))
-    first = [future for future in (submit() for _ in range(window)) if future is not None]
-    running = as_completed(first)
+    running = as_completed([submit() for _ in range(min(window, len(waiting)))])
     with open(finished_file, 'a+', errors='surrogateescape') as journal, \
             open(os.path.join(out, 'failed.txt'), 'w', errors='surrogateescape') as failures:
         if is_cut(finished_file):
             journal.write('\n')
         for future in running:
-            for source, failure in (results := future.result()):
-                if failure is None:
-                    if source not in finished:
-                        journal.write(source + '\n')
-                else:
+            results = results_of(future)
+            for source, failure in results:
+                if failure is not None:
                     failures.write(f'{source}\t{failure}\n')
+                elif source not in finished:
+                    journal.write(source + '\n')
             journal.flush()
             failures.flush()
             progress.add(results)
-            following = submit()
-            if following is not None:
-                running.add(following)
+            while waiting and len(parts) < window:
+                running.add(submit())
     remove_parts(out)
     progress.show()
     return progress.failed
@@ -206,7 +219,6 @@ def main():
     parser.add_argument('--batch', type=int, default=50, help='pictures of a task (50)')
     options = parser.parse_args()
 
-    dask.config.set({'distributed.scheduler.allowed-failures': 10})
     pairs = list(plan(options.input, os.path.abspath(options.out),
                       '.' + options.to.lstrip('.')))
     pipeline = ('function', options.function) if options.function else ('tool', options.viq)

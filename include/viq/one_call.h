@@ -43,8 +43,8 @@ enum { VIQ_FILE_WAVELET_SMALL = 0x10C };
  * VIQ_image_get_file_info of the new image returns the orientation.
  *
  * @param pszFileName  name of the file
- * @param wFormat      pixel format of the image, such as VIQ_RGB24 or VIQ_Y8: every file gives
- * both; others as VIQ_convert_as. 0: as the reader delivers it (VIQ_set_file_reading), VIQ_RGB24 or
+ * @param wFormat      pixel format of the image: VIQ_RGB24 or VIQ_Y8, which every file gives, or
+ *     others, as VIQ_convert_as. 0: as the reader delivers it (VIQ_set_file_reading), VIQ_RGB24 or
  *     VIQ_Y8 for JPEG, VIQ_YUV422 or VIQ_Y8 for wavelet.
  * @return the handle of a new image, which holds the whole picture and which the caller frees with
  *     VIQ_image_destroy; or an error code

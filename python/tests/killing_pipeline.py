@@ -1,8 +1,9 @@
-"""A pipeline that kills its worker once, in the middle of an output, and refuses bad files."""
+"""A pipeline that kills its worker once, in the middle of an output."""
 import os
 import signal
 
 import viq
+import viq_cluster
 
 
 def convert(source, target):
@@ -17,3 +18,10 @@ def convert(source, target):
                 part.write(b'partial')
             os.kill(os.getpid(), signal.SIGKILL)
     viq.save(viq.open(source, 'y8'), target)
+
+
+def failing_batch(pipeline, pairs):
+    """Fails as a whole, as a batch does that no worker survives."""
+    if any('fatal.bmp' in source for source, _ in pairs):
+        raise RuntimeError('lost')
+    return viq_cluster.convert_batch(pipeline, pairs)

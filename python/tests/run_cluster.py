@@ -5,6 +5,7 @@ from pathlib import Path
 
 import numpy as np
 
+import killing_pipeline
 import viq
 import viq_cluster
 
@@ -73,6 +74,19 @@ def main():
     again = {n for n in times if (out / n).stat().st_mtime_ns != times[n]}
     made = os.path.splitext(os.path.relpath(cut, pictures))[0] + '.tif'
     assert again == {'part1/picture1.tif', made}, again
+
+    # A picture that ends every worker fails alone.
+    fatal = work / 'fatal_in'
+    fatal.mkdir()
+    for name in ('a', 'fatal', 'z'):
+        viq.save(np.zeros((4, 4, 3), np.uint8), fatal / f'{name}.bmp')
+    fatal_out = work / 'fatal_out'
+    real, viq_cluster.convert_batch = viq_cluster.convert_batch, killing_pipeline.failing_batch
+    assert run(fatal, fatal_out, '--to', 'tif', '--function', 'killing_pipeline:convert',
+               '--workers', 1, '--batch', 3) == 1
+    viq_cluster.convert_batch = real
+    assert outputs_of(fatal_out) == {'a.tif', 'z.tif'}
+    assert 'fatal.bmp\tRuntimeError: lost' in (fatal_out / 'failed.txt').read_text()
 
     # The tool, from a manifest.
     manifest = work / 'manifest.txt'
