@@ -29,6 +29,7 @@ install(FILES README.md CHANGELOG.md THIRD_PARTY.md TYPE DOC COMPONENT developme
 
 if(VIQ_TOOL AND NOT CMAKE_CROSSCOMPILING)
     add_custom_command(TARGET viq_tool POST_BUILD
+                       COMMAND ${CMAKE_COMMAND} -E rm -rf ${manual_dir}/man1
                        COMMAND $<TARGET_FILE:viq_tool> --write-manual ${manual_dir} VERBATIM)
     install(DIRECTORY ${manual_dir}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tool)
     install(FILES ${manual_dir}/bash/viq

@@ -27,9 +27,10 @@ export VIQ_MANUAL VIQ_VERSION
 cp docs/manual/Doxyfile "$output/Doxyfile"
 if [ -f "$theme/doxygen-awesome.css" ]; then
     doxygen -w html "$output/header.html" "$output/footer.html" "$output/style.css" "$output/Doxyfile"
-    # The scripts of the theme: dark mode, copy buttons, anchors of headings, contents of a page.
-    python3 scripts/manual/add_theme.py "$output/header.html"
+    doxygen -l "$output/layout.xml"
+    python3 scripts/manual/set_up_theme.py "$output/header.html" "$output/layout.xml"
     cat >>"$output/Doxyfile" <<END
+LAYOUT_FILE = $output/layout.xml
 HTML_HEADER = $output/header.html
 HTML_EXTRA_STYLESHEET = $theme/doxygen-awesome.css $theme/doxygen-awesome-sidebar-only.css $theme/doxygen-awesome-sidebar-only-darkmode-toggle.css docs/manual/manual.css
 HTML_EXTRA_FILES = $(echo "$theme"/*.js)

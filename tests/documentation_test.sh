@@ -3,6 +3,7 @@
 # VIQ_CC, VIQ_CXX: the compilers; VIQ_LINK: what links a program with the library.
 set -euo pipefail
 command -v python3 >/dev/null || { echo "skipped: python3 is missing"; exit 77; }
+[ -n "${VIQ_LINK:-}" ] || { echo "skipped: programs of this build do not run here"; exit 77; }
 
 tool=$(realpath "$1")
 source=$(realpath "$2")
@@ -21,6 +22,8 @@ viq convert --crop 62,20,320,240 "$source/samples/astronaut.bmp" after.bmp
 for name in a b; do
     viq convert photo.bmp $name.jpg
 done
+viq convert photo.bmp colour.bmp
+viq convert photo.bmp big.tif
 viq convert photo.bmp scan.tif
 if command -v tiffcp >/dev/null; then
     tiffcp scan.tif scan.tif pages.tif
@@ -28,4 +31,5 @@ if command -v tiffcp >/dev/null; then
 fi
 
 cd "$source"
-python3 tests/documentation/run_blocks.py "$work" "$source" README.md docs/*.md docs/manual/*.md
+python3 tests/documentation/run_blocks.py "$work" "$source" README.md docs/*.md docs/manual/*.md \
+    include/viq.h include/viq/*.h

@@ -17,18 +17,18 @@ fail() {
 subcommands() { "$tool" "$@" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p'; }
 options() { "$tool" "$@" --help | sed -nE 's/^  (-[a-zA-Z],)?(--[a-z-]+).*/\2/p'; }
 
-# What bash offers for the last of the words.
-offered() {
+# What bash offers for the last of the words, in COMPREPLY.
+complete_words() {
     COMP_WORDS=("$@")
     COMP_CWORD=$(($# - 1))
     COMPREPLY=()
     _viq
-    printf '%s\n' "${COMPREPLY[@]}"
 }
 offers() { # WORD WORDS...
     local word=$1
     shift
-    offered "$@" | grep -qxF -- "$word" || fail "completion of '$*' lacks $word"
+    complete_words "$@"
+    [[ " ${COMPREPLY[*]} " == *" $word "* ]] || fail "completion of '$*' lacks $word"
 }
 
 "$tool" --write-manual manual
@@ -56,11 +56,13 @@ check_command viq
 [ "$(find manual/man1 -name '*.1' | wc -l)" -eq $(($(subcommands | wc -l) + 1)) ] || fail "pages"
 
 offers yuv422 viq convert --format yu
-[ "$(offered viq convert --format y1)" = y16 ] || fail "values of --format"
+complete_words viq convert --format y1
+[ "${COMPREPLY[*]}" = y16 ] || fail "values of --format"
 touch picture.bmp
 offers picture.bmp viq convert --mirror pic
 offers picture.bmp viq convert -o pic
-[ -z "$(offered viq convert --quality '')" ] || fail "files are offered for a number"
+complete_words viq convert --quality ''
+[ ${#COMPREPLY[@]} -eq 0 ] || fail "files are offered for a number"
 
 "$tool" --write-manual "/dev/null/folder" 2> message && fail "a folder that cannot be made"
 grep -q '^viq: /dev/null/folder' message || fail "message: $(cat message)"

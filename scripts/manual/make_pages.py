@@ -182,38 +182,32 @@ def comments(header):
         yield text, declared.group(1) if declared else None
 
 
-def list_items(text):
-    """The items of the lists of a comment, with their continuation lines."""
-    item = None
-    for line in text.split("\n"):
-        if re.match(r"\s*- ", line):
-            if item:
-                yield item
-            item = line.strip()[2:]
-        elif item and line.strip() and not re.match(r"\s*@", line):
-            item += " " + line.strip()
-        elif item:
-            yield item
-            item = None
-    if item:
-        yield item
+def paragraphs(text):
+    """The paragraphs and list items of a comment, each as one line. Tables are left out."""
+    lines = [line for line in text.split("\n") if not line.lstrip().startswith("|")]
+    parts = re.split(r"\n\s*\n|\n(?=\s*- )|\n(?=\s*@)", "\n".join(lines))
+    return [re.sub(r"\s+", " ", part).strip() for part in parts]
+
+
+PASSED_ON = r'\b(code of \w+|Errors as in \w+,) with "|\bmessage for an input .* is "'
 
 
 def documented_messages():
-    """Rows (class, detail, message, function or group) of all headers."""
+    """Rows (class, detail, message, function or group) of all headers. A message belongs to the code
+    before it in the same paragraph; "code ... with "message"" passes on the code of another function."""
     rows = []
     for header in sorted(glob.glob("include/**/*.h", recursive=True)):
         group = os.path.basename(header)[:-2]
         for text, function in comments(header):
-            for item in list_items(text):
-                code = re.match(r"(VIQ_ERR_[A-Z_]+)(\|\w+)?", item)
-                item = re.sub(r'reported (as|under the name) "[^"]*"', "", item)
-                for message in re.findall(r'"([^"]*)"', item) if code else []:
-                    rows.append((code.group(1), code.group(2) or "", message,
-                                 function or f"common to {group}"))
-                if not code:  # "- The code of VIQ_image_check with "Corrupt image": ..."
-                    for message in re.findall(r'with "([^"]*)"', item):
-                        rows.append(("passed on", "", message, function or f"common to {group}"))
+            owner = function or f"common to {group}"
+            for part in paragraphs(text):
+                part = re.sub(r'(reported (as|under the name)|followed by) "[^"]*"', "", part)
+                code = ("passed on", "") if re.search(PASSED_ON, part) else None
+                for token in re.finditer(r'(VIQ_ERR_[A-Z_]+)(\|\w+)?|"([^"]*)"', part):
+                    if token.group(1):
+                        code = (token.group(1), token.group(2) or "")
+                    elif code and token.group(3):
+                        rows.append((*code, token.group(3), owner))
     return rows
 
 
@@ -235,11 +229,8 @@ def check_messages(rows):
     # In a documented message a single capital stands for the texts that the item lists.
     patterns = [re.compile(re.sub(r"(?<![A-Za-z0-9])[BNX](?![A-Za-z0-9])", ".*", re.escape(row[2])))
                 for row in rows]
-    everything = re.sub(r"\s*\n \*\s*", " ", "".join(
-        read(header) for header in glob.glob("include/**/*.h", recursive=True)))
     missing = [f"{path}: \"{message}\"" for message, path in messages_in_sources().items()
-               if not any(pattern.fullmatch(message) for pattern in patterns)
-               and f'"{message}"' not in everything]
+               if not any(pattern.fullmatch(message) for pattern in patterns)]
     if missing:
         sys.exit("make_pages.py: messages that no header documents:\n  " + "\n  ".join(missing))
 
@@ -289,36 +280,69 @@ def chapters():
     return found
 
 
-def with_identifier(name, text):
-    """The first heading names the page, so that other pages can refer to it."""
-    return re.sub(r"\A# ([^{\n]+)\n", rf"# \1 {{#manual_{name}}}\n", text)
+def identifier(name, heading=None):
+    """Of a page, or of a heading in it, as doxygen's references name it."""
+    if name == "index":
+        name = "mainpage" if heading is None else "viq"
+    else:
+        name = "manual_" + name
+    return name if heading is None else f"{name}_{slug(heading).replace('-', '_')}"
+
+
+def slug(heading):
+    """The anchor that web sites with Markdown files give a heading."""
+    return re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
+
+
+def with_identifiers(name, text):
+    first = True
+
+    def replace(match):
+        nonlocal first
+        anchor = identifier(name, None if first else match.group(2))
+        first = False
+        return f"{match.group(1)} {match.group(2)} {{#{anchor}}}"
+
+    return outside_code(text, lambda part: re.sub(r"^(#{1,3}) ([^{\n]+)$", replace, part, flags=re.M))
+
+
+def outside_code(text, change):
+    parts = re.split(r"(^```.*?^```|`[^`\n]+`)", text, flags=re.M | re.S)
+    parts[0::2] = [change(part) for part in parts[0::2]]
+    return "".join(parts)
 
 
 def with_links(path, text, pages):
-    """Links to other chapters lead to their pages, those to other files become text."""
+    """Links to chapters and to groups of headers (viq/files.h#viq_files) become references, those to
+    other files text. In the index, the items of the list become the chapters of the manual."""
     names = {os.path.normpath(file): name for name, file in pages.items()}
 
     def replace(match):
-        words, link = match.groups()
+        start, words, link = match.groups()
         target, _, anchor = link.partition("#")
-        if ":" in target or not target:
+        if ":" in target or not (target or anchor):
             return match.group(0)
-        name = names.get(os.path.normpath(os.path.join(os.path.dirname(path), target)))
-        if name:
-            return f"[{words}](@ref manual_{name})"
-        return words
+        file = os.path.normpath(os.path.join(os.path.dirname(path), target)) if target else path
+        if file in names:
+            to = identifier(names[file], anchor or None)
+            command = "subpage" if start and path == pages["index"] else "ref"
+            return f"{start}@{command} {to}" + (f' "{words}"' if command == "ref" else "")
+        if file.startswith("include/") and anchor:
+            return f"{start}@ref {anchor} \"{words}\""
+        return start + words
 
-    # Pictures are kept, and so is everything in code.
-    parts = re.split(r"(^```.*?^```|`[^`\n]+`)", text, flags=re.M | re.S)
-    parts[0::2] = [re.sub(r"(?<!!)\[([^\]]+)\]\(([^)\s]+)\)", replace, part) for part in parts[0::2]]
-    return "".join(parts)
+    # Pictures are kept.
+    return outside_code(text, lambda part: re.sub(r"(^- |(?<!!))\[([^\]]+)\]\(([^)\s]+)\)", replace, part,
+                                                  flags=re.M))
 
 
 def further_chapters(pages):
     """The chapters that the index does not list itself."""
     index = read(pages["index"])
-    return "\n".join(f"- @subpage manual_{name}" for name in pages
-                     if name != "index" and f"@subpage manual_{name}" not in index) + "\n"
+    here = os.path.dirname(pages["index"])
+    names = [identifier(name) for name, path in pages.items()
+             if name != "index" and f"]({os.path.relpath(path, here)})" not in index]
+    return "\n".join(f"- @subpage {name}" for name in names) + "\n"
 
 
 def main():
@@ -332,7 +356,7 @@ def main():
         "further chapters": lambda: further_chapters(pages),
     }
     for name, path in pages.items():
-        text = with_links(path, with_identifier(name, read(path)), pages)
+        text = with_links(path, with_identifiers(name, read(path)), pages)
         text = re.sub(r"^<!-- generated: ([a-z ]+) -->$",
                       lambda match: generated[match.group(1)](), text, flags=re.M)
         write(os.path.join(output, name + ".md"), text)

@@ -5,7 +5,7 @@ Each file has a folder in WORK with pictures under the names that the blocks use
 in their order. `sh` runs in bash; `c` and `cpp` are compiled with $VIQ_CC and $VIQ_CXX, and a block
 without main() becomes the body of one; `python` runs with the package in python/ if there is one.
 `text` is output. A comment <!-- not run: REASON --> before a block leaves it out; a shell block is
-then still parsed."""
+then still parsed. Fragments in the comments of headers are C as well."""
 import os
 import re
 import shlex
@@ -18,9 +18,41 @@ BLOCK = re.compile(r"(<!-- not run: (?P<reason>.*?) -->\n)?^```(?P<language>\w*)
 NOT_CODE = ("text", "json")
 
 
+# Ends the program with status 1 when the library reports an error.
+HANDLER = """#include <stdio.h>
+#include <stdlib.h>
+#include <viq.h>
+static uint32_t stop(uint32_t module, const char *function, uint32_t code, const char *message) {
+    printf("%s: %s %s\\n", function, VIQ_error_text(code), message);
+    exit(1);
+}
+"""
+
+# Images that the fragments in the headers use without declaring them.
+HEADER_PRELUDE = """VIQ_ErrHandlerInstall(stop);
+uint32_t jpeg = VIQ_JPEG_image_create(), picture = VIQ_image_create();
+uint32_t strip = VIQ_image_create(), whole = VIQ_image_create(), done = 0;
+(void)jpeg, (void)picture, (void)strip, (void)whole, (void)done;
+VIQ_image_set_infilename(picture, "photo.bmp");
+VIQ_image_read(picture, 0, VIQ_STRIP_NEXT);
+"""
+
+
+def blocks_of_header(text):
+    """The fragments in the comments: lines that are indented by four columns."""
+    for match in re.finditer(r"(?:^ \*(?:     .*)?\n)+", text, re.M):
+        code = re.sub(r"^ \*(     )?", "", match.group(), flags=re.M)
+        if re.search(r"VIQ_\w+\(.*;", code):
+            line = text.count("\n", 0, match.start()) + 1
+            yield line, "c", HEADER_PRELUDE + "{\n" + code + "}\n", None
+
+
 def blocks_of(path):
     with open(path, encoding="utf-8") as file:
         text = file.read()
+    if path.endswith(".h"):
+        yield from blocks_of_header(text)
+        return
     for match in BLOCK.finditer(text):
         line = text.count("\n", 0, match.start("code"))
         yield line, match["language"], match["code"], match["reason"]
@@ -29,7 +61,7 @@ def blocks_of(path):
 def as_program(code):
     if re.search(r"\bmain\s*\(", code):
         return code
-    return ("#include <stdio.h>\n#include <viq.h>\nint main(void) {\n    VIQ_Init();\n"
+    return (HANDLER + "int main(void) {\n    (void)stop;\n    VIQ_Init();\n"
             + textwrap.indent(code, "    ") + "    return 0;\n}\n")
 
 
