@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Everything that must hold before a change is shared: the tests in the release build and under the
 # address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
-# with clang and for 32-bit Windows, formatting, the manual. With --quick only the release build and
-# its tests, and the manual if doxygen is installed. The last lines name what failed or was skipped; the very last one counts.
+# with clang and for 32-bit Windows, formatting, the manual, the packages. With --quick only the
+# release build and its tests, and the manual if doxygen is installed. The last lines name what
+# failed or was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 
@@ -95,13 +96,25 @@ build_and_test() { # PRESET
     fi
 }
 
+packages() {
+    local log=build/packages.log status
+    echo "== packages"
+    bash scripts/test-packages.sh 2>&1 | tee "$log"
+    status=${PIPESTATUS[0]}
+    case "$status" in
+    0) passed=$((passed + 1)) ;;
+    77) skipped+=("packages: $(sed -n 's/^skipped: //p' "$log" | tail -n 1)") ;;
+    *) failed+=("packages") ;;
+    esac
+}
+
 mkdir -p build
 if [ "$quick" = 1 ]; then
     bash scripts/setup.sh --tests || exit 1
     manual
     build_and_test release
 else
-    bash scripts/setup.sh --tests --clang --windows --manual || exit 1
+    bash scripts/setup.sh --tests --clang --windows --manual --package || exit 1
     check "formatting" formatting
     manual
     build_and_test release
@@ -114,6 +127,7 @@ else
     else
         build_and_test windows
     fi
+    packages
 fi
 
 echo

@@ -136,6 +136,16 @@ for change in "--filter edge" "--filter 0,0,0,0,2,0,0,0,0" "--lut contrast=140,b
         expect 0 "BMP" "$tool" info out.bmp
     done
 done
+for palette in 2 16 256 cube named ramp dither; do
+    for picture in coffee camera; do
+        expect 0 "" convert --palette $palette $picture.bmp out.bmp
+        expect 0 "paletted" "$tool" info out.bmp
+    done
+done
+expect 0 "" convert --palette ramp camera.bmp out.bmp
+expect 0 "identical" "$tool" compare camera.bmp out.bmp
+expect_error "'1' is none of 2 to 256" convert --palette 1 coffee.bmp out.bmp
+expect_error "--palette requires --format paletted" convert --palette 16 --format y8 coffee.bmp out.bmp
 expect 0 "" convert --mosaic --demosaic 2 coffee.bmp out.bmp
 expect 0 "dB" "$tool" compare --tolerance 255 coffee.bmp out.bmp
 expect_error "Rectangle outside the image" convert --crop 600,0,1,1 coffee.bmp out.bmp
@@ -405,6 +415,8 @@ fi
 expect 0 "wrote page/index.html" "$tool" demo --out page
 expect 0 "All conversions" cat page/index.html
 expect 0 "" bash -c 'grep -o "src=\"[^\"]*\"" page/index.html | cut -d\" -f2 | (cd page && xargs ls)'
+expect 0 "viq convert --format rgb16 coffee.bmp rgb16.png" bash -c 'sed "s/<[^>]*>//g" page/index.html'
+expect 0 "under 8 MB" bash -c '[ "$(du -sk page | cut -f1)" -lt 8000 ] && echo under 8 MB'
 expect_error "coffee.bmp/page: " "$tool" demo --out coffee.bmp/page
 
 echo "$((checks - failures)) passed, $failures failed"

@@ -13,8 +13,8 @@ constexpr double width = 560;
 constexpr double height = 340;
 constexpr double left = 34;
 constexpr double right = 12;
-constexpr double top = 22;
-constexpr double bottom = 40;
+constexpr double top = 28;
+constexpr double bottom = 50;
 constexpr double least_bits = 0.125;
 constexpr double most_bits = 8;
 constexpr double lowest_psnr = 22; // in dB
@@ -57,10 +57,10 @@ std::string axes() {
     for (double bits = least_bits; bits <= most_bits; bits *= 2) {
         const std::string value = bits < 1 ? "1/" + fixed_point(1 / bits, 0) : fixed_point(bits, 0);
         text += grid_line(x_of(bits), top, x_of(bits), height - bottom) +
-                label(x_of(bits), height - bottom + 17, "middle", value);
+                label(x_of(bits), height - bottom + 18, "middle", value);
     }
-    return text + label(left - 26, 12, "start", "PSNR in dB") +
-           label(width - right, height - 6, "end", "bits per pixel");
+    return text + label(left - 26, 16, "start", "PSNR in dB") +
+           label(width - right, height - 5, "end", "bits per pixel");
 }
 
 std::string class_of(const rate_curve &curve, std::size_t index) {

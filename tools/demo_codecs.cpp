@@ -193,7 +193,7 @@ section codec_section() {
                           "magnified; the numbers are those of the whole photograph.",
                  .charts = "<div class=\"charts\">\n" + chart_of("Coffee cup, colour", photo) +
                            chart_of("Cameraman, grey", "camera.bmp") + "</div>\n",
-                 .is_wide = true};
+                 .layout = "wide"};
     s.cards.push_back(equal_size_card());
     s.cards.push_back(
         coded_card(jpeg, 16, "jpeg16", "JPEG, quality factor 16", "the tables of the standard"));

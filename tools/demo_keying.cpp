@@ -47,7 +47,7 @@ section keying_section(const std::string &photo, const std::string &background_p
                  .intro = "A cup in front of a blue screen with uneven light and noise, composed "
                           "from two photographs. The hue of the screen is measured in a picture "
                           "of the empty screen.",
-                 .is_wide = true};
+                 .layout = "wide"};
     card keyed = keyed_card("keyed", "--key 10," + file_of("background"), "Before a background",
                             "pixel pairs of the screen's hue are replaced, and edges softened");
     keyed.facts = {

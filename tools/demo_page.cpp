@@ -75,7 +75,7 @@ std::string section_html(const section &s) {
     std::string text = "<section id=\"" + s.id + "\">\n<h2>" + escaped(s.title) +
                        "</h2>\n<p class=\"intro\">" + s.intro + "</p>\n" + s.charts;
     if (!s.cards.empty()) {
-        text += std::string("<div class=\"cards") + (s.is_wide ? " wide" : "") + "\">\n";
+        text += "<div class=\"cards " + s.layout + "\">\n";
         for (const card &c : s.cards)
             text += card_html(c, "figure class=\"card\"");
         text += "</div>\n";
@@ -113,9 +113,14 @@ std::string image_element(const shown_picture &p, const char *role, const std::s
            std::to_string(p.height) + "\" alt=\"" + escaped(label) + "\">";
 }
 
+// Lines are broken between words only, not after the hyphens of options.
 std::string command_html(const std::string &command) {
-    return "<div class=\"command\"><code>" + escaped(command) +
-           "</code><button type=\"button\">Copy</button></div>";
+    std::string words = "<span>";
+    for (const char c : command)
+        words += c == ' ' || c == '\n' ? std::string("</span>") + c + "<span>"
+                                       : escaped(std::string(1, c));
+    return "<div class=\"command\"><code>" + words +
+           "</span></code><button type=\"button\">Copy</button></div>";
 }
 
 } // namespace

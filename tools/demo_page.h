@@ -40,7 +40,7 @@ struct section {
     std::vector<card> cards = {};
     std::string charts = {}; // HTML before the cards
     std::string table = {};  // HTML after them
-    bool is_wide = false;    // larger cards
+    std::string layout = {}; // of the cards: empty, "wide" or "large"
 };
 
 struct page {

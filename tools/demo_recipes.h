@@ -29,6 +29,7 @@ struct recipe {
 struct recipe_group {
     const char *id, *title, *intro;
     std::span<const recipe> recipes;
+    const char *layout = "";
 };
 
 std::span<const recipe_group> recipe_groups();

@@ -133,7 +133,8 @@ void copy_samples(const fs::path &to) {
 }
 
 section recipe_section(const recipe_group &group) {
-    section s = {.id = group.id, .title = group.title, .intro = group.intro};
+    section s = {
+        .id = group.id, .title = group.title, .intro = group.intro, .layout = group.layout};
     for (const recipe &what : group.recipes)
         s.cards.push_back(recipe_card(what));
     return s;
