@@ -239,6 +239,7 @@ for size in 53x37 16x9; do
             same 8 "planes_$t.tif" "$magick" rgb.ppm -interlace plane "${options[@]}" "planes_$t.tif"
             rounded "rgb16_$t.tif" "$magick" deep.ppm "${options[@]}" "rgb16_$t.tif"
             same 16 "grey16_$t.tif" "$magick" deep.pgm "${options[@]}" "grey16_$t.tif"
+            same 16 "grey12_$t.tif" "$magick" deep.pgm -depth 12 "${options[@]}" "grey12_$t.tif"
             same 8 "grey_$t.tif" "$magick" grey.pgm "${options[@]}" "grey_$t.tif"
             same 8 "bits_$t.tif" "$magick" bits.pbm "${options[@]}" "bits_$t.tif"
             same 8 "map_$t.tif" "$magick" map200.ppm -type Palette "${options[@]}" "map_$t.tif"

@@ -108,6 +108,21 @@ fi
 
 # ---- TIFF
 
+# Samples of 12 bits are written with 16, which all programs read alike; what the library reduces or
+# drops is named.
+convert deep.pgm -depth 12 -compress none twelve.tif
+expect 0 "$tool" convert twelve.tif out.tif
+expect 0 same out.tif twelve.tif
+expect 0 equal twelve.tif out.tif
+expect 0 "$tool" convert --strip 3 twelve.tif out.pgm
+expect 0 equal twelve.tif out.pgm
+convert colour.ppm -depth 16 -compress none in.tif
+expect 0 grep -q "note: in.tif: 16 bits a colour sample are reduced to 8" <("$tool" convert in.tif out.bmp 2>&1)
+for kind in tif bmp tga; do
+    convert alpha.pam -compress none in.$kind
+    expect 0 grep -q "note: in.$kind: the alpha channel is dropped" <("$tool" convert in.$kind out.png 2>&1)
+done
+
 if [[ $libraries == *libtiff* ]]; then
     kinds="tif"
     for name in colour.ppm grey.pgm deep.pgm; do

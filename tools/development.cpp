@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/file_kinds.h"
+#include "tools/grey16_operations.h"
 #include "tools/image_operations.h"
 #include "tools/pipeline.h"
 #include "tools/pixel_format_table.h"
@@ -152,7 +153,7 @@ image to_16_bits(image grey, const std::string &name) {
     constexpr uint16_t byte_to_word = 257; // both bytes of the word have the value
     const uint16_t format = format_of(grey.handle);
     if (format == VIQ_Y16) {
-        scale_to_16_bits(grey);
+        scale_to_16_bits(grey.handle);
         return grey;
     }
     if (format != VIQ_Y8 && format != VIQ_RGGB32)

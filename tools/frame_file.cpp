@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include "camera/frame_layouts.h"
+#include "tools/grey16_operations.h"
 #include "tools/image_operations.h"
 #include "tools/nearest_name.h"
 #include "tools/number_arguments.h"
@@ -146,28 +147,10 @@ image picture_of_frame(image frame, const frame_file &file) {
     if (format_of(frame.handle) == VIQ_RGGB32)
         return with_format(frame, VIQ_Y8, file.name);
     if (format_of(frame.handle) == VIQ_Y16 && !file.format.keeps_values)
-        scale_to_16_bits(frame);
+        scale_to_16_bits(frame.handle);
     VIQ_image_set_parameter(frame.handle, VIQ_DATA_WIDTH,
                             format_of(frame.handle) == VIQ_Y16 ? 16 : 8);
     return frame;
-}
-
-void scale_to_16_bits(const image &grey) {
-    constexpr uint32_t full = 65535;
-    const uint32_t bits = VIQ_image_get_parameter(grey.handle, VIQ_DATA_WIDTH);
-    if (bits == 16)
-        return;
-    const uint32_t largest = (1u << bits) - 1;
-    std::vector<uint16_t> scaled(largest + 1);
-    for (uint32_t value = 0; value <= largest; ++value)
-        scaled[value] = static_cast<uint16_t>((value * full + largest / 2) / largest);
-    const pixels to = pixels_of(grey.handle);
-    for (uint32_t y = 0; y < to.lines; ++y) {
-        auto *line = reinterpret_cast<uint16_t *>(to.line(y));
-        std::transform(line, line + to.width, line,
-                       [&](uint16_t value) { return scaled[value & largest]; });
-    }
-    VIQ_image_set_parameter(grey.handle, VIQ_DATA_WIDTH, 16);
 }
 
 picture_source source_of_image(image picture, const std::string &name) {

@@ -66,9 +66,6 @@ image read_frame(const frame_file &file, uint64_t number);
 // The frame as files contain it: 16-bit grey uses all 16 bits, and a mosaic of 8 bits is grey.
 image picture_of_frame(image frame, const frame_file &file);
 
-// Y16 samples of fewer bits, scaled to 16 bits.
-void scale_to_16_bits(const image &grey);
-
 // The source of a picture that has been made in memory.
 picture_source source_of_image(image picture, const std::string &name);
 

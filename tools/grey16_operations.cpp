@@ -25,6 +25,24 @@ uint16_t *samples_to_write(const pixels &picture, uint32_t line) {
 
 } // namespace
 
+void scale_to_16_bits(uint32_t handle) {
+    constexpr uint32_t full = 65535;
+    const uint32_t bits = VIQ_image_get_parameter(handle, VIQ_DATA_WIDTH);
+    if (bits == 16)
+        return;
+    const uint32_t largest = (1u << bits) - 1;
+    std::vector<uint16_t> scaled(largest + 1);
+    for (uint32_t value = 0; value <= largest; ++value)
+        scaled[value] = static_cast<uint16_t>((value * full + largest / 2) / largest);
+    const pixels to = pixels_of(handle);
+    for (uint32_t y = 0; y < to.lines; ++y) {
+        auto *line = reinterpret_cast<uint16_t *>(to.line(y));
+        std::transform(line, line + to.width, line,
+                       [&](uint16_t value) { return scaled[value & largest]; });
+    }
+    VIQ_image_set_parameter(handle, VIQ_DATA_WIDTH, 16);
+}
+
 image scale_grey16(const image &picture, uint32_t width, uint32_t height, const std::string &name) {
     constexpr uint64_t one = 1u << 13; // of positions
     const pixels from = pixels_of(picture.handle);

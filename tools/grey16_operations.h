@@ -1,5 +1,5 @@
-// Scaling and filtering of 16-bit grey pictures, by the rules of the library's operations for 8-bit
-// ones.
+// Scaling of samples, and scaling and filtering of 16-bit grey pictures by the rules of the
+// library's operations for 8-bit ones.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,10 @@
 #include "tools/image_handle.h"
 
 namespace tool {
+
+// Scales the Y16 samples of the current strip, if their data width is less than 16 bits. All files
+// that the tool writes contain 16 bits.
+void scale_to_16_bits(uint32_t handle);
 
 // Bilinear interpolation. `name` is for error messages.
 image scale_grey16(const image &picture, uint32_t width, uint32_t height, const std::string &name);

@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "tools/grey16_operations.h"
 #include "tools/jpeg_file.h"
 #include "tools/note.h"
 #include "tools/orientation.h"
@@ -15,6 +16,7 @@ namespace tool {
 namespace {
 
 void open_by_library(picture_source &source, const reading_options &how);
+void take_facts(picture_source &source);
 void open_by_fallback(picture_source &source, uint32_t page);
 void decode_coded(picture_source &source);
 picture_header decoded_header(const image &jpeg);
@@ -97,6 +99,10 @@ void read_strip(picture_source &source) {
     const uint32_t lines = VIQ_get_lines_this_strip(source.handle);
     if (lines == 0)
         throw failure{source.name + ": the picture data ends early"};
+    if (source.grey_bits < 16) {
+        VIQ_image_set_parameter(source.handle, VIQ_DATA_WIDTH, source.grey_bits);
+        scale_to_16_bits(source.handle);
+    }
     // The library closes the file after the last strip.
     source.lines_read += lines;
     if (source.lines_read >= source.header.height)
@@ -138,12 +144,26 @@ void open_by_library(picture_source &source, const reading_options &how) {
         source.stored_format = format_of(source.handle);
         if (source.kind->count_pages != nullptr)
             source.pages = source.kind->count_pages(source.input.path);
-        if (const uint32_t value =
-                VIQ_image_get_file_info(source.handle, VIQ_FILE_INFO_ORIENTATION);
-            value != 0)
-            source.orientation = static_cast<uint16_t>(value);
+        take_facts(source);
     }
     source.header = header_of(source.handle);
+}
+
+// What the header of the file says that the pixels do not show.
+void take_facts(picture_source &source) {
+    const auto fact = [&source](uint16_t id) {
+        return static_cast<uint16_t>(VIQ_image_get_file_info(source.handle, id));
+    };
+    if (format_of(source.handle) == VIQ_Y16)
+        source.grey_bits =
+            static_cast<uint16_t>(VIQ_image_get_parameter(source.handle, VIQ_DATA_WIDTH));
+    else if (fact(VIQ_FILE_INFO_SAMPLE_BITS) > 8)
+        source.notes.push_back(std::to_string(fact(VIQ_FILE_INFO_SAMPLE_BITS)) +
+                               " bits a colour sample are reduced to 8");
+    if (fact(VIQ_FILE_INFO_DROPPED_SAMPLES) != 0)
+        source.notes.emplace_back(alpha_dropped);
+    if (const uint16_t orientation = fact(VIQ_FILE_INFO_ORIENTATION); orientation != 0)
+        source.orientation = orientation;
 }
 
 void open_by_fallback(picture_source &source, uint32_t page) {

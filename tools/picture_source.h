@@ -35,6 +35,7 @@ struct picture_source {
     std::vector<std::string> notes = {}; // what of the file the picture does not contain
     uint32_t pages = 1;                  // of the file
     uint16_t stored_format = 0;          // in the file
+    uint16_t grey_bits = 16;             // of Y16 samples in the file
     uint16_t orientation = 1;            // as the TIFF field Orientation; it is not applied
 
     // Used by the functions below.
