@@ -53,17 +53,21 @@ action declare_convert(CLI::App &app) {
         ->check(CLI::Range(1, most_strip_lines));
     declare_coding(app, each.coding);
     const auto take_steps = declare_processing(app, each.processing);
-    app.footer("Image processing, JPEG, wavelet, PNG and PNM files take the whole picture in "
-               "memory.\n"
-               "Order: the picture is read, processed by the image processing options in the order "
-               "in which they are written, each as often as it is written, converted to --format, "
-               "and written.\n"
-               "Notes on standard error name what is lost without having been asked for, such as "
-               "the colours in a format that has none.\n"
-               "Several pictures: one that fails does not stop the others; the exit status is then "
-               "2.\n"
-               "Named colours: 0 black, 1 to 6 dark blue, green, cyan, red, magenta, yellow, "
-               "7 light grey, 8 dark grey, 9 to 14 the colours of 1 to 6 bright, 15 white.");
+    app.footer(
+        "Pictures pass through memory in strips, except those of wavelet files and those that "
+        "are read from PNG or PNM files or by libjpeg or libtiff, and except for image "
+        "processing other than --crop, --scale, --mirror, --flip, --filter, --lut, "
+        "--threshold and --rotate 180. --flip and --rotate 180 write the picture to a "
+        "temporary file.\n"
+        "Order: the picture is read, processed by the image processing options in the order "
+        "in which they are written, each as often as it is written, converted to --format, "
+        "and written.\n"
+        "Notes on standard error name what is lost without having been asked for, such as "
+        "the colours in a format that has none.\n"
+        "Several pictures: one that fails does not stop the others; the exit status is then "
+        "2.\n"
+        "Named colours: 0 black, 1 to 6 dark blue, green, cyan, red, magenta, yellow, "
+        "7 light grey, 8 dark grey, 9 to 14 the colours of 1 to 6 bright, 15 white.");
     return [arguments, take_steps] {
         take_steps();
         return convert_all(*arguments);
@@ -79,19 +83,19 @@ void convert(const convert_options &options) {
     if (file.pages > 1 && options.page == 1)
         print_note(file.name, "the first of " + std::to_string(file.pages) +
                                   " pages is converted; --page selects another one");
-    image processed = image(0);
+    picture_flow flow = {file.name, &file, options.lines_per_strip};
     if (is_processed)
-        processed = process(run_to_memory({file}), options.processing, file.name);
-    picture_source memory =
-        is_processed ? picture_in_memory(processed.handle, file.name) : picture_source();
-    picture_source &source = is_processed ? memory : file;
-    route way = route_from(source.header);
+        process(flow, options.processing);
+    route way = route_from(header_of(flow));
     way.is_whole = is_processed;
+    way.used_converters = flow.converters;
     if (!options.format.empty())
         extend(way, format_from_name(options.format), file.name);
     extend_to_any(way, kind.accepts, file.name);
     print_notes(file.name, way.notes);
-    run_to_file({source, way.steps, options.lines_per_strip}, kind, options.out, options.coding);
+    if (way.repeats_converter)
+        continue_with(flow, take_whole(flow));
+    run_to_file(pipeline_of(flow, way.steps), kind, options.out, options.coding);
 }
 
 namespace {

@@ -38,6 +38,8 @@ shot original_shot(const fs::path &from, const fs::path &to);
 shot recipe_shot(const recipe &what, const fs::path &from, const fs::path &to,
                  const image &original);
 void write_picture(const image &picture, const fs::path &to);
+void write_processed(const std::string &file, const processing_options &options,
+                     const fs::path &to);
 void write_converted(const recipe &what, const fs::path &from, const fs::path &to);
 image make_dib(const recipe &what, const std::string &file);
 image map_by_search(const recipe &what, const image &original, std::string &note);
@@ -156,7 +158,7 @@ shot recipe_shot(const recipe &what, const fs::path &from, const fs::path &to,
         write_picture(map_by_table(what, original, note), to);
         break;
     case recipe_kind::process:
-        write_picture(process(read_whole(file), what.processing, file), to);
+        write_processed(file, what.processing, to);
         break;
     }
     const picture_header result = read_header(to.string());
@@ -170,6 +172,14 @@ void write_picture(const image &picture, const fs::path &to) {
     route way = route_from(source.header);
     extend_to_any(way, shown_kind().accepts, to.string());
     run_to_file({source, way.steps}, shown_kind(), to.string());
+}
+
+void write_processed(const std::string &file, const processing_options &options,
+                     const fs::path &to) {
+    picture_source source = open_picture(file);
+    picture_flow flow = {file, &source};
+    process(flow, options);
+    write_picture(take_whole(flow), to);
 }
 
 void write_converted(const recipe &what, const fs::path &from, const fs::path &to) {
