@@ -6,6 +6,7 @@
 #include "convert/conversion_rows.h"
 #include "convert/pixel_formulas.h"
 #include "core/report.h"
+#include "jpeg/dct.h"
 #include "jpeg/decoder.h"
 #include "jpeg/jpeg_markers.h"
 #include "jpeg/picture_size.h"
@@ -31,19 +32,17 @@ u32 begin_components(component_decoder &decoder, const tVIQ_Image &image) {
     decoder = {};
     decoder.components = form.components;
     decoder.is_rgb = form.is_rgb;
-    decoder.data = image.jpeg->data;
-    decoder.length = image.jpeg->data_length;
+    decoder.input = coded_input_of(*image.jpeg);
     decoder.restart_interval = form.restart_interval;
     const auto [h, v] = largest_factors(form);
-    u32 blocks = 0;
     for (u32 i = 0; i < form.components; ++i)
-        blocks += u32{form.component[i].h} * form.component[i].v;
+        decoder.mcu_blocks += u32{form.component[i].h} * form.component[i].v;
     decoder.mcus = static_cast<u32>(rounded_up(image.width, 8 * h) / (8 * h));
     decoder.mcu_lines = 8 * v;
     decoder.mcu_rows =
         static_cast<u32>(rounded_up(image.height, decoder.mcu_lines) / decoder.mcu_lines);
     // A block has at least two bits: a code for its DC value and one for the end.
-    if (u64{decoder.mcus} * decoder.mcu_rows * blocks > decoder.length * 4)
+    if (u64{decoder.mcus} * decoder.mcu_rows * decoder.mcu_blocks > decoder.input.length * 4)
         return report(name, VIQ_ERR_CORRUPT, "Image too large for its data");
     for (u32 i = 0; i < form.components; ++i) {
         decoder.planes[i].h_scale = h / form.component[i].h;
@@ -66,6 +65,8 @@ u32 begin_plane(component_decoder &decoder, component_plane &plane, const scan_f
     const huffman_lists &dc = form.dc[component.dc_table];
     const huffman_lists &ac = form.ac[component.ac_table];
     plane.steps = make_quantiser(form.q_tables[component.q_table]);
+    plane.dc_step = plane.steps.step[0][0];
+    plane.steps.step[0][0] = plane.steps.step[0][pair_width / 2] = 1;
     plane.stride = std::size_t{16} * pairs_of(decoder.mcus * component.h);
     plane.h = component.h;
     plane.v = component.v;
@@ -81,31 +82,19 @@ u32 begin_plane(component_decoder &decoder, component_plane &plane, const scan_f
 
 // ---- Rows of MCUs
 
-// The data of an interval ends before the next restart marker, which carries the number of the
-// interval modulo 8. Data that a caller has set may contain an end marker.
-u32 begin_interval(component_decoder &decoder) {
+// A restart marker carries the number of the interval before it, modulo 8.
+u32 begin_next_interval(component_decoder &decoder) {
     if (decoder.intervals != 0) {
-        if (decoder.next + 2 > decoder.length)
+        const u8 marker = skip_to_marker(decoder.input, decoder.reader);
+        if (marker == 0)
             return report(name, VIQ_ERR_CORRUPT, "JPEG data ends early");
-        if (decoder.data[decoder.next + 1] != marker_rst0 + (decoder.intervals - 1) % 8)
+        if (marker != marker_rst0 + (decoder.intervals - 1) % 8)
             return report(name, VIQ_ERR_CORRUPT, "JPEG restart marker out of order");
-        decoder.next += 2;
+        decoder.input.next += 2;
     }
-    const u8 *start = decoder.data + decoder.next;
-    const u8 *const end = decoder.data + decoder.length;
-    const u8 *at = start;
-    while (at != end) {
-        const auto *ones =
-            static_cast<const u8 *>(std::memchr(at, 0xFF, static_cast<std::size_t>(end - at)));
-        at = ones == nullptr || ones + 1 == end ? end : ones;
-        if (at == end || is_restart(at[1]) || at[1] == marker_eoi)
-            break;
-        at += 2;
-    }
-    decoder.next += static_cast<u64>(at - start);
     decoder.mcus_left = decoder.restart_interval;
     ++decoder.intervals;
-    return begin_reading(decoder.reader, start, static_cast<u64>(at - start));
+    return begin_interval(decoder.input, decoder.reader);
 }
 
 u32 read_mcus_at(component_decoder &decoder, u32 count) {
@@ -121,16 +110,30 @@ u32 read_mcus_at(component_decoder &decoder, u32 count) {
         part = count - done;
         const bool restarts = decoder.restart_interval != 0;
         if (decoder.intervals == 0 || (restarts && decoder.mcus_left == 0))
-            if (const u32 code = begin_interval(decoder); is_error(code))
+            if (const u32 code = begin_next_interval(decoder); is_error(code))
                 return code;
         if (restarts)
             part = std::min(part, decoder.mcus_left);
         decoder.mcus_left -= restarts ? part : 0;
-        const u32 code = read_any_mcus(decoder.reader, components, done, part);
+        u32 code = fill_window(decoder.input, decoder.reader,
+                               std::size_t{part} * decoder.mcu_blocks * most_block_bytes);
+        if (!is_error(code))
+            code = read_any_mcus(decoder.reader, components, done, part);
         if (is_error(code))
             return code;
     }
     return success;
+}
+
+// Dequantises the DC values. The inverse transform rounds down; half a sample value is 4 in units
+// of the DC value.
+void prepare_dc(component_plane &plane, decoded_pair &pair) {
+    constexpr i32 half = 4;
+    for (u32 i = 0; i < 2; ++i) {
+        pair.dc[i] =
+            wrapped_sum(wrapped_product(pair.dc[i], static_cast<i32>(plane.dc_step)), half);
+        pair.blocks.coefficients[i][0] = static_cast<i16>(pair.dc[i]);
+    }
 }
 
 void transform_plane(component_plane &plane, u32 first, u32 count) {
@@ -139,8 +142,9 @@ void transform_plane(component_plane &plane, u32 first, u32 count) {
     for (u32 v = 0; v < plane.v; ++v)
         for (u32 n = 0; n < pairs; ++n) {
             sample_pair samples;
-            transform_pair(plane.pairs[std::size_t{v} * plane.pairs_in_row + n], plane.steps,
-                           samples);
+            decoded_pair &pair = plane.pairs[std::size_t{v} * plane.pairs_in_row + n];
+            prepare_dc(plane, pair);
+            transform_pair(pair, plane.steps, samples);
             u8 *to = plane.samples.data() + std::size_t{8} * v * plane.stride + x +
                      std::size_t{pair_width} * n;
             for (std::size_t y = 0; y < block_lines; ++y)

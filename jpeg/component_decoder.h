@@ -1,9 +1,8 @@
 // Decoder for scans of any sampling factors, with restart intervals: one row of MCUs at a time,
-// from which lines of pixels are made.
+// from which lines of pixels are made. Samples are rounded to the nearest value.
 #pragma once
 
-#include "jpeg/jpeg_record.h"
-#include "jpeg/scan_reader.h"
+#include "jpeg/coded_input.h"
 
 namespace viq {
 
@@ -11,7 +10,8 @@ namespace viq {
 struct component_plane {
     u32 h = 0, v = 0;     // blocks of an MCU, across and down
     u32 pairs_in_row = 0; // of the MCUs that are decoded at a time
-    quantiser steps = {};
+    quantiser steps = {}; // the first one is 1
+    u32 dc_step = 0;
     vector<dc_entry> dc;
     ac_tables ac = {};
     vector<decoded_pair> pairs; // of the MCUs that are decoded at a time
@@ -28,10 +28,8 @@ struct component_decoder {
     u32 mcu_lines = 0;
     u32 rows_done = 0;
     component_plane planes[3];
-    // Coded data.
-    const u8 *data = nullptr;
-    u64 length = 0;
-    u64 next = 0; // offset of the first byte after the current interval
+    coded_input input;
+    u32 mcu_blocks = 0;
     u32 restart_interval = 0;
     u32 mcus_left = 0; // in the interval
     u32 intervals = 0; // that have begun
@@ -40,7 +38,7 @@ struct component_decoder {
     vector<u8> line;    // a line of pixels that is converted further
 };
 
-// `image` has a form and data; returns a reported error.
+// `image` has a form and coded input; returns a reported error.
 u32 begin_components(component_decoder &decoder, const tVIQ_Image &image);
 
 // Writes a line of VIQ_Y8, VIQ_RGB24 or VIQ_YUV422; lines must be taken in order.

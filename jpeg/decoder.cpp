@@ -158,8 +158,8 @@ u32 check_content(const tVIQ_Image &jpeg) {
         return report(name, VIQ_ERR_CORRUPT, "Image has no size");
     if (jpeg.width > largest_side || jpeg.height > largest_side)
         return report_too_large(name);
-    return has_data(jpeg) ? check_ratio_limit(name, jpeg, jpeg.jpeg->data_length)
-                          : report_no_data(name);
+    return has_coded_input(jpeg) ? check_ratio_limit(name, jpeg, coded_input_of(*jpeg.jpeg).length)
+                                 : report_no_data(name);
 }
 
 u32 check_data(const tVIQ_Image &jpeg, const scan_layout &layout) {
@@ -405,8 +405,7 @@ u32 decode_strip_by_lines(u32 hJpegImage, u32 hOutImage) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     component_decoder &decoder = decode->by_lines;
     // The data is read from the record as it is needed.
-    if (!has_data(jpeg) || jpeg.jpeg->data != decoder.data ||
-        jpeg.jpeg->data_length != decoder.length)
+    if (!has_coded_input(jpeg) || !is_input_of(decoder.input, *jpeg.jpeg))
         return report(name, VIQ_ERR_STATE, "JPEG data changed during the decode");
     const bool last = clip_last_strip(jpeg, decode->lines_done);
     u32 code = set_up_output(jpeg, hJpegImage, hOutImage, decoder.components == 3);

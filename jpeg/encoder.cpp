@@ -19,17 +19,38 @@ namespace {
 
 constexpr const char *name = "VIQ_JPEG_compress";
 constexpr const char *worker_name = "VIQ_JPEG_compress_1_strip";
+constexpr const char *strip_name = "VIQ_JPEG_compress_strip";
 constexpr const char *pad_name = "VIQ_pad_to_MCU_1_strip";
 
 bool accepts(u16 format);
-u32 check_input(const char *function, const tVIQ_Image &in);
+u32 check_input(const char *function, const tVIQ_Image &in, u32 lines);
 void pad_line(u8 *line, u32 width, u32 padded, u32 size);
+u32 check_images(const char *function, u32 hInImage, u32 hJpegImage);
 u32 set_up_jpeg(u32 hInImage, u32 hJpegImage);
 u32 code_picture(const tVIQ_Image &in, u32 hJpegImage);
+u32 code_next_strip(u32 hInImage, u32 hJpegImage);
 
 struct picture_size {
     u32 width, height;
 };
+
+// Quantisation tables of a picture.
+struct quantisers {
+    quantiser luminance, chrominance;
+};
+
+// A picture that is coded strip by strip.
+struct coding_in_strips {
+    strip_sequence sequence; // first, see sequence_place
+    quantisers tables;
+    scan_writer writer;
+};
+
+void end_sequences(coding_in_strips &state, const tVIQ_Image *image) {
+    end_sequences(state.sequence, image);
+}
+
+VIQ_PER_CONTEXT(coding_in_strips, strip_coding);
 
 picture_size padded_size(const tVIQ_Image &in);
 bool needs_padding(const tVIQ_Image &in);
@@ -44,18 +65,9 @@ u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
     if (in.lines_per_strip != in.height)
         return report(name, VIQ_ERR_UNSUPPORTED | low_word(in.lines_per_strip),
                       "This function only supports a complete image");
-    if (!accepts(in.pixel_format))
-        return report(name, VIQ_ERR_UNSUPPORTED | in.pixel_format, "Unsupported image format");
-    code = check_input(name, in);
+    code = check_images(name, hInImage, hJpegImage);
     if (is_error(code))
         return code;
-    code = check_record(name, hJpegImage);
-    if (is_error(code))
-        return code;
-    if (find_image(hJpegImage) == &in)
-        return report_same_image(name);
-    if (in.width > largest_side || in.height > largest_side)
-        return report_too_large(name);
 
     code = set_up_jpeg(hInImage, hJpegImage);
     if (is_error(code))
@@ -65,6 +77,26 @@ u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
     jpeg.width = in.width;
     jpeg.height = in.height;
     jpeg.flags |= VIQ_FLAG_2;
+    return code;
+}
+
+u32 VIQ_JPEG_compress_strip(u32 hInImage, u32 hJpegImage, u16 wMode) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
+    strip_sequence &sequence = strip_coding->sequence;
+    if (wMode == VIQ_STRIP_FINISH)
+        sequence = {};
+    if (wMode != VIQ_STRIP_NEXT)
+        return success;
+    u32 code = check_image(strip_name, hInImage);
+    if (!is_error(code) && find_image(hInImage)->lines_per_strip == 0)
+        return success;
+    if (!is_error(code))
+        code = check_images(strip_name, hInImage, hJpegImage);
+    if (!is_error(code))
+        code = code_next_strip(hInImage, hJpegImage);
+    if (is_error(code))
+        sequence = {};
     return code;
 }
 
@@ -78,7 +110,7 @@ u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage) {
     const tVIQ_Image *out = find_image(hPaddedImage);
     if (out != nullptr && (out == &in || uses_buffer_of(in, *out)))
         return report_same_image(pad_name);
-    code = check_input(pad_name, in);
+    code = check_input(pad_name, in, in.height);
     if (!is_error(code))
         code = VIQ_image_copy_parameters_raw(hInImage, hPaddedImage);
     if (is_error(code))
@@ -112,10 +144,25 @@ bool accepts(u16 format) {
     return contains(rgb_32_formats | formats(VIQ_Y8, VIQ_YUV422, VIQ_RGB24, VIQ_BGR24), format);
 }
 
-u32 check_input(const char *function, const tVIQ_Image &in) {
+u32 check_input(const char *function, const tVIQ_Image &in, u32 lines) {
     if (in.width == 0 || in.height == 0)
         return report(function, VIQ_ERR_CORRUPT, "Image has no size");
-    return has_lines(in, in.height) ? success : report_no_data(function);
+    return has_lines(in, lines) ? success : report_no_data(function);
+}
+
+u32 check_images(const char *function, u32 hInImage, u32 hJpegImage) {
+    const tVIQ_Image &in = *find_image(hInImage);
+    if (!accepts(in.pixel_format))
+        return report(function, VIQ_ERR_UNSUPPORTED | in.pixel_format, "Unsupported image format");
+    u32 code = check_input(function, in, in.lines_per_strip);
+    if (!is_error(code))
+        code = check_record(function, hJpegImage);
+    if (is_error(code))
+        return code;
+    if (find_image(hJpegImage) == &in)
+        return report_same_image(function);
+    return in.width > largest_side || in.height > largest_side ? report_too_large(function)
+                                                               : success;
 }
 
 picture_size padded_size(const tVIQ_Image &in) {
@@ -162,7 +209,7 @@ u32 set_up_jpeg(u32 hInImage, u32 hJpegImage) {
     return check_image(name, hJpegImage);
 }
 
-// The source of the lines of a band: the picture itself, or a buffer of lines that are padded or
+// The source of the lines of a band: the strip itself, or a buffer of lines that are padded or
 // converted.
 struct band_source {
     const tVIQ_Image *in;
@@ -201,7 +248,7 @@ band lines_of(band_source &source, u32 first) {
     const std::size_t line = source.lines.size() / block_lines;
     u8 *to = source.lines.data();
     for (u32 y = 0; y < block_lines; ++y, to += line) {
-        if (first + y >= in.height) {
+        if (first + y >= in.lines_per_strip) {
             std::memcpy(to, to - line, line);
             continue;
         }
@@ -219,11 +266,6 @@ band lines_of(band_source &source, u32 first) {
     }
     return {source.lines.data(), line};
 }
-
-// Quantisation tables of a picture.
-struct quantisers {
-    quantiser luminance, chrominance;
-};
 
 // Codes a band of a colour picture; false if memory runs out.
 bool code_colour_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
@@ -259,7 +301,9 @@ bool code_grey_band(scan_writer &writer, const quantisers &tables, const band &l
     return write_grey_blocks(writer, pair, 1);
 }
 
-u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
+// Codes the strip of the input into a new data buffer. The whole picture is a strip, too.
+u32 code_strip(const tVIQ_Image &in, u32 hJpegImage, const quantisers &tables, scan_writer &writer,
+               bool is_last) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     if (jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422)
         return report(worker_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type/pixel format");
@@ -269,18 +313,64 @@ u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
     const u32 code = VIQ_JPEG_malloc_data(hJpegImage);
     if (is_error(code))
         return code;
-    const Tjpeg &record = *jpeg.jpeg;
-    const quantisers tables = {make_quantiser(record.q_tables[0], record.q_recip[0]),
-                               make_quantiser(record.q_tables[1], record.q_recip[1])};
     band_source source;
     bool has_memory = prepare(source, in);
-    scan_writer writer;
-    begin_scan(writer, jpeg);
+    continue_scan(writer, jpeg);
     const auto code_band = jpeg.pixel_format == VIQ_Y8 ? code_grey_band : code_colour_band;
-    for (u32 y = 0; has_memory && y < source.size.height; y += block_lines)
+    for (u32 y = 0; has_memory && y < in.lines_per_strip; y += block_lines)
         has_memory = code_band(writer, tables, lines_of(source, y), source.size.width);
-    has_memory = has_memory && end_scan(writer);
+    if (has_memory && is_last)
+        has_memory = end_scan(writer);
+    else if (has_memory)
+        pause_scan(writer);
     return has_memory ? success : report_no_memory(worker_name, data_room(jpeg));
+}
+
+quantisers quantisers_of(const Tjpeg &record) {
+    return {make_quantiser(record.q_tables[0], record.q_recip[0]),
+            make_quantiser(record.q_tables[1], record.q_recip[1])};
+}
+
+u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
+    scan_writer writer;
+    begin_scan(writer);
+    return code_strip(in, hJpegImage, quantisers_of(*find_image(hJpegImage)->jpeg), writer, true);
+}
+
+// The JPEG image has the padded size while a strip is coded.
+u32 code_next_strip(u32 hInImage, u32 hJpegImage) {
+    tVIQ_Image &in = *find_image(hInImage);
+    tVIQ_Image &jpeg = *find_image(hJpegImage);
+    auto &[sequence, tables, writer] = *strip_coding;
+    if (sequence.under_way && (sequence.out != &jpeg || !(sequence.geometry == geometry_of(in))))
+        return report(strip_name, VIQ_ERR_STATE, "Sequence under way with another image");
+    const bool is_last = clip_last_strip(in, sequence.lines_done);
+    if (!is_last && in.lines_per_strip % block_lines != 0)
+        return report(strip_name, VIQ_ERR_UNSUPPORTED | low_word(in.lines_per_strip),
+                      "Strips must have a multiple of 8 lines");
+    u32 code = success;
+    if (!sequence.under_way) {
+        code = set_up_jpeg(hInImage, hJpegImage);
+        if (is_error(code))
+            return code;
+        sequence = {true, 0, geometry_of(in)};
+        tables = quantisers_of(*jpeg.jpeg);
+        begin_scan(writer);
+    }
+    join_sequence(sequence, &in, &jpeg);
+    const picture_size size = padded_size(in);
+    jpeg.width = size.width;
+    jpeg.height = size.height;
+    jpeg.lines_per_strip = static_cast<u32>(rounded_up(in.lines_per_strip, block_lines));
+    code = code_strip(in, hJpegImage, tables, writer, is_last);
+    jpeg.width = in.width;
+    jpeg.height = in.height;
+    jpeg.lines_per_strip = in.lines_per_strip;
+    jpeg.flags |= VIQ_FLAG_2;
+    sequence.lines_done += in.lines_per_strip;
+    if (is_last)
+        sequence = {};
+    return code;
 }
 
 } // namespace

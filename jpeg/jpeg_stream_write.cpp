@@ -211,6 +211,10 @@ bool write_part(stream_sink &sink, strip_sequence &sequence, const tVIQ_Image &i
     if (mode != VIQ_STRIP_NEXT)
         return false;
     write_bytes(sink, image.jpeg->data, image.jpeg->data_length);
+    // Callers may write parts from several images. The last one must exist until the next part.
+    sequence.in = nullptr;
+    if (image.lines_per_strip != 0)
+        join_sequence(sequence, &image);
     const u64 lines = u64{sequence.lines_done} + image.lines_per_strip;
     sequence.lines_done = static_cast<u32>(lines);
     if (lines < image.height)

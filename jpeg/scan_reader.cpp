@@ -12,7 +12,6 @@ namespace viq {
 namespace {
 
 constexpr const char *worker_name = "VIQ_Huffman_decode_1_strip";
-constexpr u32 padding = 16; // bytes of 1 bits after the data
 
 enum class block_end { good, corrupt_dc, bad_dc_category, corrupt_ac, overrun };
 
@@ -306,15 +305,15 @@ u32 begin_reading(scan_reader &reader, const u8 *data, u64 length) {
     reader.data = data;
     reader.length = length;
     reader.count = -1;
-    const u64 size = length + padding;
+    const u64 size = length + plain_padding;
     if (size <= SIZE_MAX)
         reader.plain_bits = make_bytes(static_cast<std::size_t>(size));
     if (reader.plain_bits == nullptr)
         return report_no_memory(worker_name, size);
     std::size_t copied = 0;
     if (copy_plain(reader.plain_bits.get(), data, length, copied)) {
-        std::memset(reader.plain_bits.get() + copied, 0xFF, padding);
-        reader.plain_size = copied + padding;
+        std::memset(reader.plain_bits.get() + copied, 0xFF, plain_padding);
+        reader.plain_size = copied + plain_padding;
         return success;
     }
     reader.plain_bits.reset();
@@ -337,8 +336,8 @@ namespace {
 
 // More bits have been consumed than the data has.
 bool is_past_end(const scan_reader &reader) {
-    const u64 data_bits = u64{reader.plain_size - padding} * 8;
-    return u64{reader.plain_next} * 8 - reader.held > data_bits;
+    const u64 data_bits = u64{reader.plain_size - plain_padding} * 8;
+    return reader.is_complete && u64{reader.plain_next} * 8 > data_bits + reader.held;
 }
 
 block_end read_mcu(plain_reader &bits, scan_reader &reader,

@@ -23,14 +23,19 @@ struct decoded_pair {
     i32 dc[2];
 };
 
+constexpr u32 plain_padding = 16; // bytes of 1 bits after the data
+
 struct scan_reader {
     const u8 *data; // with stuffed bytes
     u64 length;
     // Copy of the data without stuffed bytes, padded with 1 bits. Null if the data contains FF D9:
     // then it is read byte by byte, because each refill that meets the marker is reported.
+    // For scans of any sampling factors it is a window of the data (jpeg/coded_input.h).
     owned_bytes plain_bits;
     std::size_t plain_size;
     std::size_t plain_next;
+    std::size_t plain_capacity; // of a window
+    bool is_complete;           // the window contains the end of the interval and the padding
     u64 window; // next bits of plain_bits, the first one in the most significant position
     u32 held;   // number of valid bits in the window
     // State of byte by byte reading: the lowest `count` + 1 bits of `refilled` are valid.
@@ -57,7 +62,9 @@ struct scan_component {
 };
 
 // Decodes `count` MCUs of data without markers; the first one is MCU `first` of the rows of pairs,
-// whose coefficients must be 0 before. Data that ends early is an error.
+// whose coefficients must be 0 before. The window must hold what they can take, at most
+// `most_block_bytes` a block. Data that ends early is an error.
+constexpr u32 most_block_bytes = 256;
 u32 read_any_mcus(scan_reader &reader, std::span<const scan_component> components, u32 first,
                   u32 count);
 

@@ -137,15 +137,20 @@ template <u32 component> bool write_pair(scan_writer &writer, const block_pair &
 
 } // namespace
 
-void begin_scan(scan_writer &writer, tVIQ_Image &image) {
+void begin_scan(scan_writer &writer) {
+    writer.bits = 0;
+    writer.free_bits = word_bits;
+    for (i32 &predictor : writer.predictors)
+        predictor = 0;
+}
+
+void continue_scan(scan_writer &writer, tVIQ_Image &image) {
     Tjpeg &record = *image.jpeg;
     record.data_ptr = record.data;
     record.data_length = 0;
     writer.image = &image;
     writer.at = record.data;
     writer.end = record.data + data_room(image);
-    writer.bits = 0;
-    writer.free_bits = word_bits;
     const code_tables &codes = current_codes();
     for (u32 i = 0; i < 2; ++i) {
         const code_table &ac = codes.slots[ac_luminance + i];
@@ -153,8 +158,6 @@ void begin_scan(scan_writer &writer, tVIQ_Image &image) {
         for (u32 symbol = 0; symbol < 256; ++symbol)
             writer.components[i].ac[symbol] = u32{ac.code[symbol]} << 16 | ac.length[symbol];
     }
-    for (i32 &predictor : writer.predictors)
-        predictor = 0;
 }
 
 bool write_grey_blocks(scan_writer &writer, const block_pair &pair, u32 count) {
@@ -165,6 +168,11 @@ bool write_colour_blocks(scan_writer &writer, const block_pair &y, const block_p
     return write_pair<0>(writer, y, 2) && write_pair<1>(writer, uv, 2);
 }
 
+void pause_scan(scan_writer &writer) {
+    Tjpeg &record = *writer.image->jpeg;
+    record.data_length = static_cast<u32>(writer.at - record.data);
+}
+
 bool end_scan(scan_writer &writer) {
     if (!make_room(writer, largest_rest))
         return false;
@@ -173,8 +181,7 @@ bool end_scan(scan_writer &writer) {
         writer.at = store_stuffed(writer.at, writer.bits << writer.free_bits, (held + 7) / 8);
     writer.at[0] = 0xFF;
     writer.at[1] = marker_eoi;
-    Tjpeg &record = *writer.image->jpeg;
-    record.data_length = static_cast<u32>(writer.at - record.data);
+    pause_scan(writer);
     return true;
 }
 

@@ -23,12 +23,18 @@ struct scan_writer {
     component_codes components[2]; // luminance, chrominance
 };
 
-// Starts the coded data of an image, whose data buffer has been allocated.
-void begin_scan(scan_writer &writer, tVIQ_Image &image);
+// Starts a scan without pending bits.
+void begin_scan(scan_writer &writer);
+
+// Starts or continues the scan at the start of the image's data buffer, which has been allocated.
+void continue_scan(scan_writer &writer, tVIQ_Image &image);
 
 // Writes the blocks of one MCU, for grey `count` blocks; false if memory runs out.
 bool write_grey_blocks(scan_writer &writer, const block_pair &pair, u32 count);
 bool write_colour_blocks(scan_writer &writer, const block_pair &y, const block_pair &uv);
+
+// Sets the length of the data that has been written; the pending bits stay in the writer.
+void pause_scan(scan_writer &writer);
 
 // Writes the pending bits, padded with 0 bits to a byte, sets the data length and appends FF D9,
 // which is not counted; false if memory runs out.

@@ -3,6 +3,7 @@
 
 #include "core/image.h"
 #include "tests/file_support.h"
+#include "tests/jpeg_support.h"
 
 using namespace viq;
 
@@ -162,4 +163,55 @@ TEST(Contexts, DestroyedImagesEndTheirSequences) {
         EXPECT_OK(VIQ_convert_to_RGB24(whole, converted, VIQ_STRIP_NEXT));
         EXPECT_EQ(VIQ_get_lines_this_strip(converted), 4u);
     }
+}
+
+// The last image of a JPEG stream that lacks lines closes it; parts without lines do not.
+TEST(Contexts, DestroyedImagesEndTheirJpegStreams) {
+    for (const u32 lines : {8u, 0u}) {
+        const std::string names[] = {scratch_file("first.jpg"), scratch_file("second.jpg")};
+        {
+            const jpeg_picture jpeg;
+            const picture scene(VIQ_Y8, 16, 16);
+            draw_scene(scene);
+            name_files(scene, names[0]);
+            EXPECT_OK(VIQ_JPEG_compress(scene, jpeg));
+            jpeg->lines_per_strip = lines;
+            EXPECT_OK(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT));
+        }
+        const jpeg_picture jpeg;
+        const picture scene(VIQ_Y8, 16, 16);
+        draw_scene(scene);
+        name_files(scene, names[1]);
+        EXPECT_OK(VIQ_JPEG_compress(scene, jpeg));
+        EXPECT_OK(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT));
+        EXPECT_EQ(std::filesystem::exists(names[1]), lines != 0);
+        std::filesystem::remove(names[1]);
+    }
+}
+
+// The sequence of another context is not ended at once; its next call finds no image.
+TEST(Contexts, SequencesOfOtherContextsMissDestroyedImages) {
+    const picture target;
+    u32 handle = 0;
+    const u32 other = VIQ_context_create();
+    {
+        const picture source(VIQ_RGB24, 8, 6);
+        fill_with_noise(source);
+        set_lines(source, 2);
+        handle = source;
+        EXPECT_OK(VIQ_context_use(other));
+        EXPECT_OK(VIQ_convert_to_BGR24(source, target, VIQ_STRIP_NEXT));
+        EXPECT_OK(VIQ_context_use(0));
+    }
+    EXPECT_OK(VIQ_context_use(other));
+    EXPECT_EQ(VIQ_convert_to_BGR24(handle, target, VIQ_STRIP_NEXT) & 0xFFFF0000, VIQ_ERR_HANDLE);
+    // A picture of the same size, perhaps with the same handle, starts again or is an ordinary
+    // error.
+    const picture next(VIQ_RGB24, 8, 6);
+    fill_with_noise(next);
+    EXPECT_OK(VIQ_convert_to_BGR24(next, target, VIQ_STRIP_FINISH));
+    EXPECT_OK(VIQ_convert_to_BGR24(next, target, VIQ_STRIP_NEXT));
+    EXPECT_EQ(VIQ_get_lines_this_strip(target), 6u);
+    EXPECT_OK(VIQ_context_use(0));
+    EXPECT_OK(VIQ_context_destroy(other));
 }

@@ -93,6 +93,63 @@ TEST_P(JpegCodec, DecompressionByStripsMatchesTheWholePicture) {
     }
 }
 
+TEST_P(JpegCodec, CompressionByStripsMatchesTheWholePicture) {
+    for (const u16 format : words{VIQ_Y8, VIQ_YUV422, VIQ_RGB24, VIQ_XBGR32})
+        for (const u32 lines : {8u, 16u, 40u, 100u}) {
+            SCOPED_TRACE(text_of(format, lines));
+            const picture scene(format, format == VIQ_YUV422 ? 80 : 83,
+                                format == VIQ_YUV422 ? 64 : 61);
+            draw_scene(scene);
+            const jpeg_picture whole, parts;
+            EXPECT_OK(VIQ_JPEG_compress(scene, whole));
+            const std::string names[] = {scratch_file("whole.jpg"), scratch_file("parts.jpg")};
+            EXPECT_OK(VIQ_image_set_outfilename(whole, names[0].c_str()));
+            EXPECT_OK(VIQ_JPEG_file_write(whole, VIQ_STRIP_NEXT));
+            const picture strip;
+            bytes data;
+            for (u32 done = 0; done < scene->height; done += strip->lines_per_strip) {
+                set_lines(scene, lines);
+                EXPECT_OK(VIQ_read_from_memory(scene, strip, VIQ_STRIP_NEXT));
+                EXPECT_OK(VIQ_image_set_outfilename(strip, names[1].c_str()));
+                EXPECT_OK(VIQ_JPEG_compress_strip(strip, parts, VIQ_STRIP_NEXT));
+                EXPECT_EQ(parts->lines_per_strip, strip->lines_per_strip);
+                EXPECT_OK(VIQ_JPEG_file_write(parts, VIQ_STRIP_NEXT));
+                const bytes part = parts.data();
+                data.insert(data.end(), part.begin(), part.end());
+                ASSERT_GT(strip->lines_per_strip, 0u);
+            }
+            EXPECT_EQ(data, whole.data());
+            EXPECT_EQ(parts->width, scene->width);
+            EXPECT_EQ(parts->height, scene->height);
+            EXPECT_EQ(read_file(names[0]), read_file(names[1]));
+        }
+}
+
+TEST(JpegCodec, RejectsStripsOfAnotherPicture) {
+    constexpr const char *name = "VIQ_JPEG_compress_strip";
+    constexpr const char *other = "Sequence under way with another image";
+    const picture scene(VIQ_RGB24, 32, 32);
+    draw_scene(scene);
+    set_lines(scene, 12);
+    const jpeg_picture jpeg, second;
+    const auto compress = [&](const picture &strip, u32 to) {
+        return VIQ_JPEG_compress_strip(strip, to, VIQ_STRIP_NEXT);
+    };
+    EXPECT_REPORT(compress(scene, jpeg), name, VIQ_ERR_UNSUPPORTED | 12,
+                  "Strips must have a multiple of 8 lines");
+    set_lines(scene, 8);
+    EXPECT_OK(compress(scene, jpeg));
+    EXPECT_REPORT(compress(scene, second), name, VIQ_ERR_STATE, other);
+    EXPECT_OK(compress(scene, jpeg));
+    const picture wider(VIQ_RGB24, 33, 32);
+    draw_scene(wider);
+    EXPECT_REPORT(compress(wider, jpeg), name, VIQ_ERR_STATE, other);
+    EXPECT_OK(compress(scene, jpeg));
+    EXPECT_OK(VIQ_JPEG_compress_strip(scene, jpeg, VIQ_STRIP_FINISH));
+    EXPECT_OK(compress(wider, second));
+    EXPECT_EQ(VIQ_get_lines_this_strip(second), 32u);
+}
+
 TEST(JpegCodec, UsesTheStandardHuffmanTables) {
     const picture flat(VIQ_Y8, 8, 8);
     EXPECT_OK(VIQ_image_malloc_a_strip(flat));

@@ -190,7 +190,8 @@ void append(route &way, std::span<const uint16_t> chain, const palette_rule &pal
             way.colour =
                 from != VIQ_Y8 || palette.base == VIQ_CMAP_NAMED || palette.base == VIQ_CMAP_CUBE;
         }
-        way.used_converters.insert(converter_between(from, to));
+        if (!way.used_converters.insert(converter_between(from, to)).second)
+            way.repeats_converter = true;
         way.steps.push_back(std::move(next));
         way.format = to;
         if (from == VIQ_YUV422)

@@ -41,6 +41,7 @@ struct route {
     // whole pictures pass through.
     bool is_whole = false;
     std::set<uint32_t> used_converters;
+    bool repeats_converter = false; // the route is for whole pictures only
     std::vector<step> steps;
     std::vector<std::string> notes; // what the steps lose without having been asked for
 };

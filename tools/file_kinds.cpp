@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tools/image_handle.h"
+#include "tools/jpeg_file.h"
 #include "tools/libjpeg_file.h"
 #include "tools/libtiff_file.h"
 #include "tools/png_file.h"
@@ -74,7 +75,8 @@ const std::vector<file_kind> kinds = {
      nullptr,
      {VIQ_RGB24, VIQ_Y8, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32},
      false,
-     jpeg_fallback},
+     jpeg_fallback,
+     jpeg_sink},
     {VIQ_FILE_WAVELET, "wavelet", {".dwt", ".wvlt"}, nullptr, {VIQ_YUV422, VIQ_Y8}},
     {0, png_name, {".png"}, nullptr, png_formats, false, png_reader, png_writer},
     {0,

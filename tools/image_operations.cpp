@@ -42,43 +42,6 @@ void check_not_empty(const image &picture, const operation_input &in) {
         throw failure{in.name + ": smaller than " + in.argument + " pixels"};
 }
 
-struct picture_size {
-    uint32_t width, height;
-};
-
-// The size that an argument such as 640x480, 640x, x480 or 50% gives for a picture.
-picture_size scaled_size(const std::string &argument, uint32_t width, uint32_t height) {
-    constexpr const char *form = "WxH, Wx, xH or N%";
-    constexpr uint64_t most = 1u << 24;
-    const auto part = [&](const std::string &text) {
-        int number = 0;
-        if (!read_number(text, number) || number <= 0)
-            reject_argument(argument, form);
-        return static_cast<uint64_t>(number);
-    };
-    uint64_t w;
-    uint64_t h;
-    if (argument.ends_with('%')) {
-        const uint64_t percent = part(argument.substr(0, argument.size() - 1));
-        w = (width * percent + 50) / 100;
-        h = (height * percent + 50) / 100;
-    } else {
-        const std::vector<std::string> sides = split(argument, 'x');
-        if (sides.size() != 2 || argument == "x")
-            reject_argument(argument, form);
-        w = sides[0].empty() ? 0 : part(sides[0]);
-        h = sides[1].empty() ? 0 : part(sides[1]);
-        if (w == 0)
-            w = (width * h + height / 2) / height;
-        else if (h == 0)
-            h = (height * w + width / 2) / width;
-    }
-    if (w > most || h > most)
-        throw failure{"'" + argument + "': the picture would be too large"};
-    return {static_cast<uint32_t>(std::max<uint64_t>(w, 1)),
-            static_cast<uint32_t>(std::max<uint64_t>(h, 1))};
-}
-
 image change_by_factor(image picture, const operation_input &in,
                        uint32_t (*call)(uint32_t, uint32_t, uint16_t, uint16_t)) {
     const numbers n = read_numbers(in.argument, 1, 1, "N");
@@ -144,28 +107,6 @@ image with_format(const image &picture, uint16_t format, const std::string &name
 
 // ---- Geometry
 
-image crop(image picture, const operation_input &in) {
-    const numbers n = read_numbers(in.argument, 4, 4, "X,Y,W,H");
-    if (format_of(picture.handle) == VIQ_RGB8 || format_of(picture.handle) == VIQ_XRGB32)
-        picture = converted_with_notes(std::move(picture), {VIQ_RGB24}, in.name);
-    return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
-        return VIQ_IP_crop(from, to, checked_cast<int16_t>(n[0]), checked_cast<int16_t>(n[1]),
-                           checked_cast<int16_t>(n[2]), checked_cast<int16_t>(n[3]),
-                           VIQ_STRIP_NEXT);
-    });
-}
-
-image scale(image picture, const operation_input &in) {
-    const picture_size size =
-        scaled_size(in.argument, VIQ_get_width(picture.handle), VIQ_get_height(picture.handle));
-    if (format_of(picture.handle) == VIQ_Y16)
-        return scale_grey16(picture, size.width, size.height, in.name);
-    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
-    return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
-        return VIQ_IP_scale(from, to, size.width, size.height, VIQ_STRIP_NEXT);
-    });
-}
-
 image subsample(image picture, const operation_input &in) {
     return change_by_factor(std::move(picture), in, VIQ_IP_subsample);
 }
@@ -174,79 +115,10 @@ image replicate(image picture, const operation_input &in) {
     return change_by_factor(std::move(picture), in, VIQ_IP_pixel_rep);
 }
 
-image rotate(image picture, const operation_input &in) {
+image rotate_quarters(image picture, const operation_input &in) {
     const numbers n = read_numbers(in.argument, 1, 1, "ANGLE");
     return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
         return VIQ_IP_rotate_image(from, to, checked_cast<uint16_t>(n[0]));
-    });
-}
-
-image mirror(image picture, const operation_input &in) {
-    return result_of(picture, in.name, [](uint32_t from, uint32_t to) {
-        return VIQ_IP_mirror_image(from, to, VIQ_STRIP_NEXT);
-    });
-}
-
-image flip(image picture, const operation_input &in) {
-    const operation_input half_turn = {"180", in.options, in.name};
-    return mirror(rotate(std::move(picture), half_turn), in);
-}
-
-// ---- Filters and lookup tables
-
-image filter(image picture, const operation_input &in) {
-    const struct {
-        const char *name;
-        numbers kernel;
-    } named[] = {{"blur", {1, 1, 1, 1, 1, 1, 1, 1, 1}},
-                 {"sharpen", {0, -1, 0, -1, 5, -1, 0, -1, 0}},
-                 {"edge", {-1, -1, -1, -1, 8, -1, -1, -1, -1}}};
-    numbers kernel;
-    for (const auto &row : named)
-        if (in.argument == row.name)
-            kernel = row.kernel;
-    if (kernel.empty())
-        kernel = read_numbers(in.argument, 9, 9, "blur, sharpen, edge or k1,..,k9");
-    const std::vector<int32_t> coefficients(kernel.begin(), kernel.end());
-    if (format_of(picture.handle) == VIQ_Y16)
-        return filter_grey16(picture, kernel, in.name);
-    picture = converted_with_notes(std::move(picture), {VIQ_RGB24, VIQ_Y8}, in.name);
-    return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
-        return VIQ_IP_filter_3x3(from, to, coefficients.data(), VIQ_STRIP_NEXT);
-    });
-}
-
-image look_up(image picture, const operation_input &in) {
-    constexpr const char *form = "brightness=N,contrast=N,gamma=N,r=N,g=N,b=N";
-    constexpr const char *names[] = {"brightness", "contrast", "gamma", "r", "g", "b"};
-    constexpr uint32_t entries = 256; // of one byte
-    int16_t percent[] = {100, 100, 100, 100, 100, 100};
-    for (const std::string &part : split(in.argument)) {
-        const std::vector<std::string> pair = split(part, '=');
-        const auto name = std::find(std::begin(names), std::end(names), pair[0]);
-        int value = 0;
-        if (pair.size() != 2 || name == std::end(names) || !read_number(pair[1], value))
-            reject_argument(in.argument, form);
-        percent[name - std::begin(names)] = checked_cast<int16_t>(value);
-    }
-    const library_object lut(VIQ_LUT_create(entries, 1), VIQ_LUT_destroy);
-    check(VIQ_LUT_generate(lut.handle, percent[0], percent[1], percent[2], percent[3], percent[4],
-                           percent[5]),
-          in.name);
-    picture = converted_with_notes(std::move(picture),
-                                   {VIQ_RGB24, VIQ_Y8, VIQ_YUV422, VIQ_RGB16, VIQ_RGB15, VIQ_RGB8},
-                                   in.name);
-    return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
-        return VIQ_LUT_apply(from, to, lut.handle, VIQ_STRIP_NEXT);
-    });
-}
-
-image threshold(image picture, const operation_input &in) {
-    const numbers n = read_numbers(in.argument, 2, 2, "LO,HI");
-    picture = converted_to_any(std::move(picture), {VIQ_Y8}, in.name);
-    return result_of(picture, in.name, [&](uint32_t from, uint32_t to) {
-        return VIQ_IP_threshold_grayscale(from, to, checked_cast<uint16_t>(n[1]),
-                                          checked_cast<uint16_t>(n[0]), VIQ_STRIP_NEXT);
     });
 }
 

@@ -1,4 +1,5 @@
-// The steps of image processing in viq convert. Each takes a whole picture and returns the result.
+// The operations of viq convert that take a whole picture and return the result. The others are
+// in tools/streamed_operations.h.
 #pragma once
 
 #include <string>
@@ -19,16 +20,9 @@ struct operation_input {
 // The bytes of a picture under another format of the same pixel size.
 image with_format(const image &picture, uint16_t format, const std::string &name);
 
-image crop(image picture, const operation_input &in);
-image scale(image picture, const operation_input &in);
 image subsample(image picture, const operation_input &in);
 image replicate(image picture, const operation_input &in);
-image rotate(image picture, const operation_input &in);
-image mirror(image picture, const operation_input &in);
-image flip(image picture, const operation_input &in);
-image filter(image picture, const operation_input &in);
-image look_up(image picture, const operation_input &in);
-image threshold(image picture, const operation_input &in);
+image rotate_quarters(image picture, const operation_input &in);
 image bilevel(image picture, const operation_input &in);
 image mosaic(image picture, const operation_input &in);
 image demosaic(image picture, const operation_input &in);

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 
 #include "tools/replace_file.h"
-#include "tools/upper_left_part.h"
+#include "tools/strip_stages.h"
 
 namespace tool {
 
@@ -17,19 +18,32 @@ constexpr uint16_t frame_count_parameter = VIQ_PARAM_18;
 double estimate_quality(const uint8_t (&steps)[64]);
 void use_standard_huffman_tables(const image &jpeg, const std::string &name);
 
+struct jpeg_writer {
+    image jpeg = make_jpeg();
+    bool is_writing = false; // a file is open
+};
+
+void check_content(const image &jpeg, const std::string &name) {
+    if (record_of(jpeg).components == 0 || record_of(jpeg).data_length == 0)
+        throw failure{name + ": the picture data ends early"};
+}
+
+image read_by(uint32_t (*read)(uint32_t), const input_file &file, const std::string &name) {
+    image jpeg = make_jpeg();
+    check(VIQ_image_set_infilename(jpeg.handle, file.path.c_str()), name);
+    check(read(jpeg.handle), name);
+    check_content(jpeg, name);
+    return jpeg;
+}
+
 } // namespace
 
 image read_jpeg(const std::string &file) {
-    return read_jpeg(open_input(file), file);
+    return read_by(VIQ_JPEG_file_read, open_input(file), file);
 }
 
-image read_jpeg(const input_file &file, const std::string &name) {
-    image jpeg = make_jpeg();
-    check(VIQ_image_set_infilename(jpeg.handle, file.path.c_str()), name);
-    check(VIQ_JPEG_file_read(jpeg.handle), name);
-    if (record_of(jpeg).components == 0 || record_of(jpeg).data_length == 0)
-        throw failure{name + ": the picture data ends early"};
-    return jpeg;
+image open_jpeg(const input_file &file, const std::string &name) {
+    return read_by(VIQ_JPEG_file_open, file, name);
 }
 
 image make_jpeg() {
@@ -44,25 +58,26 @@ uint16_t decoded_format(const image &jpeg) {
     return record_of(jpeg).components != 1 ? VIQ_RGB24 : VIQ_Y8;
 }
 
-image decode_jpeg(const image &jpeg, const std::string &file) {
-    const uint32_t width = VIQ_get_width(jpeg.handle);
-    const uint32_t height = VIQ_get_height(jpeg.handle);
-    const image decoded;
-    VIQ_image_set_parameter(decoded.handle, VIQ_IMAGE_TYPE, VIQ_RGB24);
-    check(VIQ_JPEG_decompress(jpeg.handle, decoded.handle, VIQ_STRIP_NEXT), file);
-    if (VIQ_get_lines_this_strip(decoded.handle) == 0)
-        throw failure{file + ": the picture data ends early"};
-    return upper_left_part(decoded, width, height, file);
-}
-
-void write_jpeg(uint32_t picture, uint16_t quality, const std::string &path,
-                const std::string &name) {
-    const image jpeg = make_jpeg();
-    check(VIQ_JPEG_set_Quality_factor(jpeg.handle, quality), name);
-    use_standard_huffman_tables(jpeg, name);
-    check(VIQ_image_set_outfilename(picture, path.c_str()), name);
-    check(VIQ_JPEG_compress(picture, jpeg.handle), name);
-    check(VIQ_JPEG_file_write(jpeg.handle, VIQ_STRIP_NEXT), name);
+strip_sink jpeg_sink(const std::string &path, const std::string &name,
+                     const coding_options &coding) {
+    constexpr uint32_t block_lines = 8;
+    const std::shared_ptr<jpeg_writer> writer = std::make_shared<jpeg_writer>();
+    check(VIQ_JPEG_set_Quality_factor(writer->jpeg.handle, coding.quality), name);
+    use_standard_huffman_tables(writer->jpeg, name);
+    const auto take = [writer, path, name](uint32_t strip, bool is_last) {
+        check(VIQ_image_set_outfilename(strip, path.c_str()), name);
+        check(VIQ_JPEG_compress_strip(strip, writer->jpeg.handle, VIQ_STRIP_NEXT), name);
+        writer->is_writing = true;
+        check(VIQ_JPEG_file_write(writer->jpeg.handle, VIQ_STRIP_NEXT), name);
+        writer->is_writing = !is_last;
+    };
+    const auto abandon = [writer](uint32_t strip) {
+        VIQ_JPEG_compress_strip(strip, writer->jpeg.handle, VIQ_STRIP_FINISH);
+        if (writer->is_writing)
+            VIQ_JPEG_file_write(writer->jpeg.handle, VIQ_STRIP_FINISH);
+    };
+    return divide_into_strips(default_strip_lines / block_lines * block_lines, name,
+                              {take, abandon});
 }
 
 void write_coded_jpeg(const image &jpeg, const std::string &path) {
@@ -74,6 +89,8 @@ void write_coded_jpeg(const image &jpeg, const std::string &path) {
 
 jpeg_facts facts_of(const image &jpeg) {
     const Tjpeg &record = record_of(jpeg);
+    if (record.data == nullptr)
+        check(VIQ_JPEG_file_read(jpeg.handle), "JPEG data");
     jpeg_facts facts = {{}, record.q_table_count, 0, 0, 0};
     for (uint16_t i = 0; i < record.components; ++i)
         facts.sampling.push_back(std::to_string(record.h_factor[i]) + "x" +

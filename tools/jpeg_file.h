@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "tools/coding_options.h"
 #include "tools/image_handle.h"
 #include "tools/input_file.h"
+#include "tools/strip_sink.h"
 
 namespace tool {
 
@@ -16,24 +18,22 @@ constexpr int highest_jpeg_quality = 400;
 // Reads the header and the coded data into an image with a JPEG record. `name` is for error
 // messages.
 image read_jpeg(const std::string &file);
-image read_jpeg(const input_file &file, const std::string &name);
+
+// Reads the header. The file stays open, and the decoder reads the coded data from it.
+image open_jpeg(const input_file &file, const std::string &name);
 
 // An image with an empty JPEG record.
 image make_jpeg();
 
 const Tjpeg &record_of(const image &jpeg);
 
-// The pixel format that decode_jpeg produces: RGB24, or Y8 for one component.
+// The pixel format that the decoder produces: RGB24, or Y8 for one component.
 uint16_t decoded_format(const image &jpeg);
 
-// Decodes the whole picture. The decoder works in whole blocks; the result has the size that the
-// header gives. The file name is for error messages.
-image decode_jpeg(const image &jpeg, const std::string &file);
-
-// Encodes an image that holds a whole picture and writes it to `path`. `name` is for error
-// messages, as the path can be that of a temporary file.
-void write_jpeg(uint32_t picture, uint16_t quality, const std::string &path,
-                const std::string &name);
+// Encodes a picture and writes it to `path`, strip by strip. `name` is for error messages, as the
+// path can be that of a temporary file.
+strip_sink jpeg_sink(const std::string &path, const std::string &name,
+                     const coding_options &coding);
 
 // Writes coded data. After a failure an existing file is unchanged.
 void write_coded_jpeg(const image &jpeg, const std::string &path);
@@ -44,6 +44,7 @@ struct jpeg_facts {
     double quality; // estimate of the quality factor
 };
 
+// Reads the coded data, if only the header has been read.
 jpeg_facts facts_of(const image &jpeg);
 
 // Number of frames in a JPEG sequence; 1 for a single picture.

@@ -18,9 +18,10 @@ namespace {
 void open_by_library(picture_source &source, const reading_options &how);
 void take_facts(picture_source &source);
 void open_by_fallback(picture_source &source, uint32_t page);
-void decode_coded(picture_source &source);
 picture_header decoded_header(const image &jpeg);
 void open_strips(picture_source &source);
+uint32_t call_reader(picture_source &source, uint16_t command);
+void read_coded_strip(picture_source &source);
 void check_size(const picture_source &source);
 
 } // namespace
@@ -80,22 +81,44 @@ picture_source picture_in_memory(uint32_t handle, const std::string &name) {
     return source;
 }
 
+picture_source stored_source(const std::shared_ptr<stored_picture> &stored,
+                             const picture_header &header, const std::string &name) {
+    picture_source source;
+    source.name = name;
+    source.header = header;
+    source.owned = image();
+    source.handle = source.owned.handle;
+    source.stored = stored;
+    return source;
+}
+
 void start_reading(picture_source &source, uint32_t lines_per_strip) {
-    if (!source.is_whole && source.kind->code == VIQ_FILE_JPEG)
-        decode_coded(source);
     print_notes(source.name, source.notes);
     source.notes.clear();
     if (source.is_whole)
         return;
+    const uint32_t lines = std::min(lines_per_strip, source.header.height);
+    if (source.stored != nullptr) {
+        source.lines_read = 0;
+        VIQ_image_set_parameter(source.handle, VIQ_LINES_PER_STRIP, lines);
+        return;
+    }
     if (!source.is_open)
         open_strips(source);
-    VIQ_image_set_parameter(source.handle, VIQ_LINES_PER_STRIP,
-                            std::min(lines_per_strip, source.header.height));
+    VIQ_image_set_parameter(source.coded.handle != 0 ? source.coded.handle : source.handle,
+                            VIQ_LINES_PER_STRIP, lines);
 }
 
 void read_strip(picture_source &source) {
-    if (!source.is_whole)
-        check(source.kind->read_strip(source.handle, VIQ_STRIP_NEXT), source.name);
+    if (source.stored != nullptr)
+        read_stored(*source.stored, source.lines_read,
+                    std::min(VIQ_get_lines_this_strip(source.handle),
+                             source.header.height - source.lines_read),
+                    source.handle, source.name);
+    else if (source.coded.handle != 0)
+        read_coded_strip(source);
+    else if (!source.is_whole)
+        check(call_reader(source, VIQ_STRIP_NEXT), source.name);
     const uint32_t lines = VIQ_get_lines_this_strip(source.handle);
     if (lines == 0)
         throw failure{source.name + ": the picture data ends early"};
@@ -112,7 +135,7 @@ void read_strip(picture_source &source) {
 void close_picture(picture_source &source) {
     if (!source.is_open)
         return;
-    source.kind->read_strip(source.handle, VIQ_STRIP_FINISH);
+    call_reader(source, VIQ_STRIP_FINISH);
     discard_error_message();
     source.is_open = false;
 }
@@ -126,7 +149,7 @@ namespace {
 void open_by_library(picture_source &source, const reading_options &how) {
     source.unpadded = how.unpadded || source.kind->unpadded;
     if (source.kind->code == VIQ_FILE_JPEG) {
-        source.coded = read_jpeg(source.input, source.name);
+        source.coded = open_jpeg(source.input, source.name);
         source.header = decoded_header(source.coded);
         source.stored_format = source.header.format;
         source.orientation = jpeg_orientation(source.input.path);
@@ -183,15 +206,19 @@ void open_by_fallback(picture_source &source, uint32_t page) {
     source.orientation = decoded.orientation;
 }
 
+uint32_t call_reader(picture_source &source, uint16_t command) {
+    return source.coded.handle != 0
+               ? VIQ_JPEG_decompress(source.coded.handle, source.handle, command)
+               : source.kind->read_strip(source.handle, command);
+}
+
 // Some features of JPEG files are rejected by the decoder, not by the reader of the headers.
-void decode_coded(picture_source &source) {
+void read_coded_strip(picture_source &source) {
     try {
-        source.owned = decode_jpeg(source.coded, source.name);
-        source.coded = image(0);
-        source.handle = source.owned.handle;
-        source.is_whole = true;
+        check(call_reader(source, VIQ_STRIP_NEXT), source.name);
     } catch (const failure &) {
-        if (source.kind->fallback == nullptr)
+        source.is_open = false;
+        if (source.lines_read != 0 || source.kind->fallback == nullptr)
             throw;
         const std::exception_ptr rejected = std::current_exception();
         const uint16_t format = source.header.format;
@@ -203,6 +230,7 @@ void decode_coded(picture_source &source) {
         // The steps of the pipeline have been chosen for the format in the header.
         if (source.header.format != format)
             std::rethrow_exception(rejected);
+        print_notes(source.name, source.notes);
     }
 }
 
@@ -224,11 +252,18 @@ picture_header decoded_header(const image &jpeg) {
 }
 
 // A reader that is called with a height and lines per strip of 0 reads the header and keeps the
-// file open for the strips.
+// file open for the strips. The headers of JPEG files have been read already.
 void open_strips(picture_source &source) {
     source.owned = image();
     source.handle = source.owned.handle;
     source.lines_read = 0;
+    if (source.coded.handle != 0) {
+        VIQ_image_set_parameter(source.handle, VIQ_IMAGE_TYPE, VIQ_RGB24);
+        if (source.unpadded)
+            VIQ_image_set_parameter(source.coded.handle, VIQ_LINE_ALIGNMENT, 1);
+        source.is_open = true;
+        return;
+    }
     check(VIQ_image_set_infilename(source.handle, source.input.path.c_str()), source.name);
     if (source.unpadded)
         VIQ_image_set_parameter(source.handle, VIQ_LINE_ALIGNMENT, 1);

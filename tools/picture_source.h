@@ -1,4 +1,5 @@
-// What a pipeline reads: a picture file, strip by strip, or an image that holds a whole picture.
+// What a pipeline reads: a picture file, strip by strip, an image that holds a whole picture, or a
+// picture in a temporary file.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include "tools/file_kinds.h"
 #include "tools/image_handle.h"
 #include "tools/input_file.h"
+#include "tools/stored_picture.h"
 
 namespace tool {
 
@@ -39,11 +41,12 @@ struct picture_source {
     uint16_t orientation = 1;            // as the TIFF field Orientation; it is not applied
 
     // Used by the functions below.
-    image owned = image(0);     // the image of `handle`, if the source is a file
-    image coded = image(0);     // a JPEG file, until it is decoded
-    bool small_wavelet = false; // entropy coder of a wavelet file
-    bool unpadded = false;      // the image has no bytes between lines
-    bool is_open = false;       // the library has the file open
+    image owned = image(0);                      // the image of `handle`, if the source is a file
+    image coded = image(0);                      // a JPEG file, from which strips are decoded
+    std::shared_ptr<stored_picture> stored = {}; // a temporary file
+    bool small_wavelet = false;                  // entropy coder of a wavelet file
+    bool unpadded = false;                       // the image has no bytes between lines
+    bool is_open = false;                        // the library has the file open
     uint32_t lines_read = 0;
 
     picture_source() = default;
@@ -58,13 +61,17 @@ struct reading_options {
     bool unpadded = false; // strips have no padding between the lines
 };
 
-// Reads the header of a file; "-" is standard input. JPEG files are read, and wavelet files and
-// those of the other libraries decoded, as a whole. What the library rejects is passed to the
+// Reads the header of a file; "-" is standard input. Wavelet files and those of the other libraries
+// are decoded as a whole. What the library rejects is passed to the
 // fallback reader of the kind.
 picture_source open_picture(const std::string &file, const reading_options &how = {});
 
 // The image must outlive the source. `name` is for error messages.
 picture_source picture_in_memory(uint32_t handle, const std::string &name);
+
+// The picture that a pipeline has stored.
+picture_source stored_source(const std::shared_ptr<stored_picture> &stored,
+                             const picture_header &header, const std::string &name);
 
 // Starts a pass over the picture, at its first line. The first pass prints the notes.
 void start_reading(picture_source &source, uint32_t lines_per_strip);

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <memory>
 #include <utility>
 
-#include "tools/jpeg_file.h"
 #include "tools/note.h"
 #include "tools/progress_bar.h"
 #include "tools/replace_file.h"
@@ -17,32 +17,24 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-// The images of one pass over a picture: the source, and one after each step.
-struct stage_images {
-    uint32_t source = 0;
-    std::vector<image> outputs;
-
-    uint32_t input_of(std::size_t step) const {
-        return step == 0 ? source : outputs[step - 1].handle;
-    }
-};
-
 route route_of(const image &picture, std::initializer_list<uint16_t> formats,
                const std::string &name);
 void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,
-              const strip_sink &sink);
-void run_steps(const pipeline &line, const stage_images &stages, const std::vector<image> &palettes,
-               bool is_first);
-void abandon_pass(const pipeline &line, const stage_images &stages, const strip_sink &sink);
+              strip_sink sink);
+strip_sink convert_with_palettes(const std::vector<step> &steps, const std::vector<image> &palettes,
+                                 const std::string &name, strip_sink next);
 strip_sink palette_sink(const palette_rule &rule, const std::string &name, image &palette);
 void start_palette(uint32_t strip, const palette_rule &rule);
-strip_sink file_sink(const file_kind &kind, const std::string &temporary, const std::string &path,
-                     bool &is_writing);
+strip_sink file_sink(const file_kind &kind, const std::string &temporary, const std::string &path);
 
 } // namespace
 
 bool is_interrupted() {
     return interrupted != 0;
+}
+
+const picture_header &header_before_steps(const pipeline &line) {
+    return line.stages.empty() ? line.source.header : line.stages.back().result;
 }
 
 void run(const pipeline &line, const strip_sink &sink) {
@@ -55,36 +47,35 @@ void run(const pipeline &line, const strip_sink &sink) {
 
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,
                  const coding_options &coding) {
-    if (kind.make_sink != nullptr) {
+    if (kind.code != VIQ_FILE_WAVELET) {
         replace_file(path, [&](const std::string &temporary) {
-            run(line, kind.make_sink(temporary, path, coding));
+            run(line, kind.make_sink != nullptr ? kind.make_sink(temporary, path, coding)
+                                                : file_sink(kind, temporary, path));
         });
         return;
     }
-    if (kind.code != VIQ_FILE_JPEG && kind.code != VIQ_FILE_WAVELET) {
-        replace_file(path, [&](const std::string &temporary) {
-            bool is_writing = false;
-            run(line, file_sink(kind, temporary, path, is_writing));
-        });
-        return;
-    }
-    // These encoders take whole pictures.
+    // The wavelet encoder takes whole pictures.
     image converted = image(0);
     uint32_t picture = line.source.handle;
-    if (line.source.kind != nullptr || !line.steps.empty()) {
+    if (line.source.kind != nullptr || !line.source.is_whole || !line.stages.empty() ||
+        !line.steps.empty()) {
         converted = run_to_memory(line);
         picture = converted.handle;
     }
     replace_file(path, [&](const std::string &temporary) {
-        if (kind.code == VIQ_FILE_JPEG)
-            write_jpeg(picture, coding.quality, temporary, path);
-        else
-            write_wavelet(picture, line.source.header.width, coding.wavelet, temporary, path);
+        write_wavelet(picture, header_before_steps(line).width, coding.wavelet, temporary, path);
     });
 }
 
+strip_sink convert_strips(const std::vector<step> &steps, const std::string &name,
+                          strip_sink next) {
+    static const std::vector<image> none;
+    return convert_with_palettes(steps, none, name, std::move(next));
+}
+
 image run_to_memory(const pipeline &line) {
-    const uint16_t format = line.steps.empty() ? line.source.header.format : line.steps.back().to;
+    const uint16_t format =
+        line.steps.empty() ? header_before_steps(line).format : line.steps.back().to;
     if (format == VIQ_Y1 && line.source.kind != nullptr) {
         // The library keeps no bits in memory images.
         pipeline grey = line;
@@ -137,13 +128,19 @@ route route_of(const image &picture, std::initializer_list<uint16_t> formats,
     return way;
 }
 
-// Runs the first `step_count` steps over the whole picture.
+// Runs the stages and the first `step_count` steps over the whole picture.
 void run_pass(const pipeline &line, std::size_t step_count, const std::vector<image> &palettes,
-              const strip_sink &sink) {
+              strip_sink sink) {
     picture_source &source = line.source;
     start_reading(source, line.lines_per_strip);
-    const stage_images stages = {source.handle, std::vector<image>(step_count)};
-    const uint32_t height = VIQ_get_height(source.handle);
+    if (step_count != 0) {
+        const auto end = line.steps.begin() + static_cast<std::ptrdiff_t>(step_count);
+        sink = convert_with_palettes({line.steps.begin(), end}, palettes, source.name,
+                                     std::move(sink));
+    }
+    for (std::size_t i = line.stages.size(); i-- > 0;)
+        sink = line.stages[i].make(std::move(sink));
+    const uint32_t height = source.header.height;
     progress_bar progress(height, source.header.width);
     std::signal(SIGINT, [](int) { interrupted = 1; });
     std::signal(SIGTERM, [](int) { interrupted = 1; });
@@ -152,39 +149,52 @@ void run_pass(const pipeline &line, std::size_t step_count, const std::vector<im
             if (interrupted)
                 throw failure{source.name + ": interrupted"};
             read_strip(source);
-            const uint32_t lines = VIQ_get_lines_this_strip(source.handle);
-            run_steps(line, stages, palettes, lines_done == 0);
-            lines_done += lines;
-            sink.take(stages.input_of(step_count), lines_done >= height);
+            lines_done += VIQ_get_lines_this_strip(source.handle);
+            sink.take(source.handle, lines_done >= height);
             progress.show(lines_done);
         }
     } catch (...) {
-        abandon_pass(line, stages, sink);
+        // Readers, operations and writers keep state between strips; after a failure each one must
+        // return to idle.
+        close_picture(source);
+        if (sink.abandon)
+            sink.abandon(source.handle);
+        discard_error_message();
         throw;
     }
 }
 
-void run_steps(const pipeline &line, const stage_images &stages, const std::vector<image> &palettes,
-               bool is_first) {
-    for (std::size_t i = 0; i < stages.outputs.size(); ++i) {
-        const step &current = line.steps[i];
-        const uint32_t in = stages.input_of(i);
-        if (is_first && current.palette)
-            check(VIQ_cmap_copy(palettes[i].handle, in), line.source.name);
-        check(current.run(in, stages.outputs[i].handle, VIQ_STRIP_NEXT), line.source.name);
-    }
-}
-
-// Readers, converters and writers keep state between strips; after a failure each one must return
-// to idle.
-void abandon_pass(const pipeline &line, const stage_images &stages, const strip_sink &sink) {
-    close_picture(line.source);
-    const std::size_t step_count = stages.outputs.size();
-    for (std::size_t i = 0; i < step_count; ++i)
-        line.steps[i].run(stages.input_of(i), stages.outputs[i].handle, VIQ_STRIP_FINISH);
-    if (sink.abandon)
-        sink.abandon(stages.input_of(step_count));
-    discard_error_message();
+strip_sink convert_with_palettes(const std::vector<step> &steps, const std::vector<image> &palettes,
+                                 const std::string &name, strip_sink next) {
+    struct conversion {
+        std::vector<step> steps;
+        std::vector<image> outputs;
+        bool is_first = true;
+    };
+    const auto state = std::make_shared<conversion>(steps, std::vector<image>(steps.size()));
+    const auto take = [state, &palettes, name, take_result = std::move(next.take)](uint32_t strip,
+                                                                                   bool is_last) {
+        uint32_t in = strip;
+        for (std::size_t i = 0; i < state->steps.size(); ++i) {
+            const step &current = state->steps[i];
+            if (state->is_first && current.palette)
+                check(VIQ_cmap_copy(palettes[i].handle, in), name);
+            check(current.run(in, state->outputs[i].handle, VIQ_STRIP_NEXT), name);
+            in = state->outputs[i].handle;
+        }
+        state->is_first = false;
+        take_result(in, is_last);
+    };
+    const auto abandon = [state, abandon_next = std::move(next.abandon)](uint32_t strip) {
+        uint32_t in = strip;
+        for (std::size_t i = 0; i < state->steps.size(); ++i) {
+            state->steps[i].run(in, state->outputs[i].handle, VIQ_STRIP_FINISH);
+            in = state->outputs[i].handle;
+        }
+        if (abandon_next)
+            abandon_next(in);
+    };
+    return {take, abandon};
 }
 
 strip_sink palette_sink(const palette_rule &rule, const std::string &name, image &palette) {
@@ -211,19 +221,19 @@ void start_palette(uint32_t strip, const palette_rule &rule) {
     VIQ_cmap_set_bits(strip, rule.red_bits, rule.green_bits, rule.blue_bits, rule.grey_bits);
 }
 
-strip_sink file_sink(const file_kind &kind, const std::string &temporary, const std::string &path,
-                     bool &is_writing) {
-    const auto write = [&](uint32_t strip, bool is_last) {
+strip_sink file_sink(const file_kind &kind, const std::string &temporary, const std::string &path) {
+    const auto is_writing = std::make_shared<bool>(false);
+    const auto write = [&kind, temporary, path, is_writing](uint32_t strip, bool is_last) {
         check(VIQ_image_set_outfilename(strip, temporary.c_str()), path);
         // TIFF files hold a colourmap of 256 entries.
         if (kind.code == VIQ_FILE_TIFF && format_of(strip) == VIQ_PALETTED)
             VIQ_image_set_parameter(strip, VIQ_NUM_COLOURS, 256);
-        is_writing = true;
+        *is_writing = true;
         check(VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_NEXT), path);
-        is_writing = !is_last;
+        *is_writing = !is_last;
     };
-    const auto abandon = [&](uint32_t strip) {
-        if (is_writing)
+    const auto abandon = [&kind, is_writing](uint32_t strip) {
+        if (*is_writing)
             VIQ_image_write(strip, 0, kind.code, VIQ_STRIP_FINISH);
     };
     return {write, abandon};

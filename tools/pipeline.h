@@ -1,4 +1,5 @@
-// A pipeline takes a picture from a source, strip by strip, through conversion steps into a sink.
+// A pipeline takes a picture from a source, strip by strip, through stages of processing and
+// conversion steps into a sink.
 #pragma once
 
 #include <cstdint>
@@ -11,22 +12,28 @@
 #include "tools/file_kinds.h"
 #include "tools/image_handle.h"
 #include "tools/picture_source.h"
-#include "tools/strip_sink.h"
+#include "tools/strip_stages.h"
 
 namespace tool {
 
-constexpr uint32_t default_strip_lines = 64;
 struct pipeline {
     picture_source &source;
-    std::vector<step> steps = {};
+    std::vector<step> steps = {}; // after the stages
     uint32_t lines_per_strip = default_strip_lines;
+    std::vector<stage> stages = {};
 };
+
+// The picture that reaches the first conversion step.
+const picture_header &header_before_steps(const pipeline &line);
 
 // Whether the user has asked to stop. Pipelines end with a failure then.
 bool is_interrupted();
 
 // Each step that needs a palette adds a pass over the whole picture, in which its palette is built.
 void run(const pipeline &line, const strip_sink &sink);
+
+// Passes strips through conversion steps without palettes.
+strip_sink convert_strips(const std::vector<step> &steps, const std::string &name, strip_sink next);
 
 // Writes the picture to a file. After a failure an existing file is unchanged.
 void run_to_file(const pipeline &line, const file_kind &kind, const std::string &path,

@@ -8,7 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/image_operations.h"
+#include "tools/streamed_operations.h"
+#include "tools/unpack_to_rgb24.h"
 
 namespace tool {
 
@@ -16,7 +17,7 @@ namespace {
 
 struct processing_step {
     const char *option, *form, *purpose;
-    image (*run)(image picture, const operation_input &in);
+    void (*apply)(picture_flow &flow, const operation_input &in);
 
     bool is_flag() const { return *form == 0; }
 };
@@ -30,8 +31,10 @@ constexpr processing_step steps[] = {
      "Scale to W x H pixels by bilinear interpolation; Wx and xH keep the proportions, N% scales "
      "both sides",
      scale},
-    {"--subsample", "N", "Keep every Nth pixel of every Nth line; N is at least 1", subsample},
-    {"--replicate", "N", "Repeat every pixel and every line N times; N is at least 1", replicate},
+    {"--subsample", "N", "Keep every Nth pixel of every Nth line; N is at least 1",
+     process_whole<subsample>},
+    {"--replicate", "N", "Repeat every pixel and every line N times; N is at least 1",
+     process_whole<replicate>},
     {"--rotate", "ANGLE", "Rotate clockwise by 0, 90, 180 or 270 degrees", rotate},
     {"--mirror", "", "Reverse the pixels of every line", mirror},
     {"--flip", "", "Reverse the order of the lines", flip},
@@ -49,30 +52,31 @@ constexpr processing_step steps[] = {
      "Convert to black and white, 1 bit a pixel: grey values from LEVEL (1 to 255) on are white, "
      "or "
      "error diffusion",
-     bilevel},
-    {"--mosaic", "", "Convert to a Bayer mosaic, one colour sample for each pixel", mosaic},
+     process_whole<bilevel>},
+    {"--mosaic", "", "Convert to a Bayer mosaic, one colour sample for each pixel",
+     process_whole<mosaic>},
     {"--demosaic", "SCHEME[,PHASE]",
      "Interpolate a Bayer mosaic, or a grey picture as one. Scheme: 1 replication, 2 bilinear, 3 "
      "gradient-adaptive. Phase, the first pixels of the first two lines: 1 RG GB (default), 2 GR "
      "BG, 3 GB RG, 4 BG GR",
-     demosaic},
+     process_whole<demosaic>},
     {"--field-to-frame", "SCHEME",
      "Double the number of lines: 1 repeated, 2 mean, 3 edge-directed mean, 4 cubic",
-     field_to_frame},
+     process_whole<field_to_frame>},
     {"--pseudo", "",
      "Show grey levels as false colours; for wavelet files, show Y, U and V as red, green and blue",
-     pseudo_colour},
+     process_whole<pseudo_colour>},
     {"--key", "COLOUR[,BACKGROUND]",
      "Chroma keying: replace the key screen by a named colour, 0 to 15, or by the picture file "
      "BACKGROUND of the same size. Without --calibrate or --screen, its hue is 340 +- 20 degrees "
      "and its luma 120 +- 64",
-     key},
+     process_whole<key>},
     {"--text", "TEXT[,X,Y,FONT,COLOUR,BACKGROUND]",
      "Draw a text with its upper left corner at X,Y, counted from 1 (default 1,1). Font: 0 small, "
      "1 medium (default), 2 large. Named colour 0 to 15 (default 15). Background: 0 darkened "
      "(default), 1 grey",
-     text},
-    {"--timestamp", "", "Draw the date and time at the lower right", timestamp},
+     process_whole<text>},
+    {"--timestamp", "", "Draw the date and time at the lower right", process_whole<timestamp>},
 };
 
 const processing_step &step_of_option(const std::string &option) {
@@ -127,14 +131,17 @@ bool requires_processing(const processing_options &options) {
     return !options.steps.empty();
 }
 
-image process(image picture, const processing_options &options, const std::string &name) {
+void process(picture_flow &flow, const processing_options &options) {
+    if (header_of(flow).format == VIQ_Y1) {
+        picture_header grey = header_of(flow);
+        grey.format = VIQ_Y8;
+        append_operation(flow, "unpack bits", grey, unpack_bits_to_grey);
+    }
     for (const requested_step &step : options.steps)
-        picture =
-            step_of_option(step.option).run(std::move(picture), {step.argument, options, name});
+        step_of_option(step.option).apply(flow, {step.argument, options, flow.name});
     // No file holds a mosaic. Grey samples keep it.
-    if (format_of(picture.handle) == VIQ_RGGB32)
-        return with_format(picture, VIQ_Y8, name);
-    return picture;
+    if (header_of(flow).format == VIQ_RGGB32)
+        continue_with(flow, with_format(take_whole(flow), VIQ_Y8, flow.name));
 }
 
 } // namespace tool

@@ -1,4 +1,4 @@
-// Image processing for viq convert: steps on the whole picture, in the order of the command line.
+// Image processing for viq convert: steps in the order of the command line.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/image_handle.h"
+#include "tools/picture_flow.h"
 
 namespace CLI {
 class App;
@@ -39,7 +39,7 @@ std::function<void()> declare_processing(CLI::App &app, processing_options &opti
 // Throws a failure if an option is given without the one that it belongs to.
 bool requires_processing(const processing_options &options);
 
-// `name` is that of the file, for error messages.
-image process(image picture, const processing_options &options, const std::string &name);
+// Operations that are applied to strips wait until the flow is run.
+void process(picture_flow &flow, const processing_options &options);
 
 } // namespace tool

@@ -6,6 +6,8 @@
 
 namespace tool {
 
+constexpr uint32_t default_strip_lines = 64;
+
 struct strip_sink {
     std::function<void(uint32_t strip, bool is_last)> take;
     std::function<void(uint32_t strip)> abandon = {}; // after a failure; may be empty

@@ -28,17 +28,21 @@ const file_kind &output_kind(const convert_options &options);
 action declare_convert(CLI::App &app) {
     const auto arguments = std::make_shared<convert_arguments>();
     const auto take_steps = declare_conversion(app, *arguments);
-    app.footer("Image processing, JPEG, wavelet, PNG and PNM files take the whole picture in "
-               "memory.\n"
-               "Order: the picture is read, processed by the image processing options in the order "
-               "in which they are written, each as often as it is written, converted to --format, "
-               "and written.\n"
-               "Notes on standard error name what is lost without having been asked for, such as "
-               "the colours in a format that has none.\n"
-               "Several pictures: one that fails does not stop the others; the exit status is then "
-               "2.\n"
-               "Named colours: 0 black, 1 to 6 dark blue, green, cyan, red, magenta, yellow, "
-               "7 light grey, 8 dark grey, 9 to 14 the colours of 1 to 6 bright, 15 white.");
+    app.footer(
+        "Pictures pass through memory in strips, except those of wavelet files and those that "
+        "are read from PNG or PNM files or by libjpeg or libtiff, and except for image "
+        "processing other than --crop, --scale, --mirror, --flip, --filter, --lut, "
+        "--threshold and --rotate 180. --flip and --rotate 180 write the picture to a "
+        "temporary file.\n"
+        "Order: the picture is read, processed by the image processing options in the order "
+        "in which they are written, each as often as it is written, converted to --format, "
+        "and written.\n"
+        "Notes on standard error name what is lost without having been asked for, such as "
+        "the colours in a format that has none.\n"
+        "Several pictures: one that fails does not stop the others; the exit status is then "
+        "2.\n"
+        "Named colours: 0 black, 1 to 6 dark blue, green, cyan, red, magenta, yellow, "
+        "7 light grey, 8 dark grey, 9 to 14 the colours of 1 to 6 bright, 15 white.");
     return [arguments, take_steps] {
         take_steps();
         return convert_pictures(*arguments);
@@ -65,14 +69,12 @@ void convert(const convert_options &options) {
                                       ", is not applied; --auto-orient applies it");
         is_processed = !processing.steps.empty();
     }
-    image processed = image(0);
+    picture_flow flow = {file.name, &file, options.lines_per_strip};
     if (is_processed)
-        processed = process(run_to_memory({file}), processing, file.name);
-    picture_source memory =
-        is_processed ? picture_in_memory(processed.handle, file.name) : picture_source();
-    picture_source &source = is_processed ? memory : file;
-    route way = route_from(source.header);
-    way.is_whole = source.kind == nullptr;
+        process(flow, processing);
+    route way = route_from(header_of(flow));
+    way.is_whole = is_processed || file.kind == nullptr;
+    way.used_converters = flow.converters;
     if (!options.palette.empty()) {
         if (!options.format.empty() && options.format != format_name(VIQ_PALETTED))
             throw failure{"--palette requires --format paletted"};
@@ -81,7 +83,9 @@ void convert(const convert_options &options) {
         extend(way, format_from_name(options.format), file.name);
     extend_to_any(way, kind.accepts, file.name);
     print_notes(file.name, way.notes);
-    run_to_file({source, way.steps, options.lines_per_strip}, kind, options.out, options.coding);
+    if (way.repeats_converter)
+        continue_with(flow, take_whole(flow));
+    run_to_file(pipeline_of(flow, way.steps), kind, options.out, options.coding);
 }
 
 namespace {

@@ -229,6 +229,33 @@ VIQ_API uint32_t VIQ_JPEG_destroy_Tjpeg(uint32_t hImage);
 VIQ_API uint32_t VIQ_JPEG_compress(uint32_t hInImage, uint32_t hJpegImage);
 
 /**
+ * Compresses the next strip of a picture. The JPEG image receives the coded data of the strip alone
+ * and the lines of the strip as its lines per strip, ready for VIQ_JPEG_file_write; the parts
+ * together are the data that VIQ_JPEG_compress produces for the whole picture. The caller must write
+ * or copy each part before the next call. The first strip sets the JPEG image up; changes of its
+ * quality factor take effect with the next picture.
+ *
+ *     VIQ_image_set_outfilename(picture, "picture.jpg");
+ *     for (each strip) {
+ *         VIQ_JPEG_compress_strip(picture, jpeg, VIQ_STRIP_NEXT);
+ *         VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT);
+ *     }
+ *
+ * @param hInImage    the strip; its lines per strip are a multiple of 8 except in the last strip. 0
+ *     lines per strip do nothing.
+ * @param hJpegImage  the JPEG image, the same for all strips of a picture
+ * @param wMode       VIQ_STRIP_NEXT, or VIQ_STRIP_FINISH to abandon the picture
+ * @par Errors
+ * Those of VIQ_JPEG_compress except the first one, and:
+ * - VIQ_ERR_UNSUPPORTED|lines "Strips must have a multiple of 8 lines"
+ * - VIQ_ERR_STATE "Sequence under way with another image": the JPEG image, or the format or size of
+ *   the input, is not that of the first strip
+ *
+ * An error ends the picture.
+ */
+VIQ_API uint32_t VIQ_JPEG_compress_strip(uint32_t hInImage, uint32_t hJpegImage, uint16_t wMode);
+
+/**
  * Reads a picture, compresses it and delivers it. The picture must come as one strip. Other modes
  * do nothing. Returns the first error of the functions called.
  *
@@ -275,9 +302,13 @@ VIQ_API uint32_t VIQ_pad_to_MCU_1_strip(uint32_t hInImage, uint32_t hPaddedImage
  * error in the first strip ends the decode.
  *
  * If the stream was read in the conforming mode, strips can have any height and the picture has its
- * own size (VIQ_YUV422: the width rounded up to an even number); chroma samples are repeated for
- * the pixels that share them, and averaged over two pixels if VIQ_YUV422 has fewer; the shared code
- * tables do not change; every error ends the decode.
+ * own size (VIQ_YUV422: the width rounded up to an even number); samples are rounded to the nearest
+ * value, where the original mode rounds down; chroma samples are repeated for the pixels that share
+ * them, and averaged over two pixels if VIQ_YUV422 has fewer; the shared code tables do not change;
+ * every error ends the decode. If VIQ_JPEG_file_open has opened the file and the image has no data,
+ * the coded data is read from the file as it is needed; no more than a part of it is in memory. In
+ * the original mode all blocks of the picture are decoded with the first strip, so that strips take
+ * more memory than the whole picture.
  *
  * @param hJpegImage  the JPEG image; 0 lines per strip do nothing
  * @param hOutImage   receives the strip
@@ -330,6 +361,10 @@ VIQ_API uint32_t VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage, uint32_
  * height, the end marker is written and the file is closed. VIQ_STRIP_FINISH writes the end marker
  * and closes the file at once, also without a valid image; it does nothing if no file is open.
  * VIQ_JPEG_SEPARATOR writes the separator between two frames.
+ *
+ * The parts of a stream may come from several images. While lines are missing, destroying the image
+ * of the last part closes the file without an end marker; the next call starts a new file. Parts of
+ * 0 lines per strip do not tie the file to their image.
  *
  * @param hJpegImage  the JPEG image
  * @param wMode       VIQ_STRIP_NEXT, VIQ_STRIP_FINISH or VIQ_JPEG_SEPARATOR
