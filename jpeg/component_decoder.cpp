@@ -100,7 +100,7 @@ u32 begin_interval(component_decoder &decoder) {
         at = ones == nullptr || ones + 1 == end ? end : ones;
         if (at == end || is_restart(at[1]) || at[1] == marker_eoi)
             break;
-        at += 2;
+        at += at[1] == 0xFF ? 1 : 2; // a marker may follow fill bytes of 0xFF
     }
     decoder.next += static_cast<u64>(at - start);
     decoder.mcus_left = decoder.restart_interval;
