@@ -25,8 +25,8 @@ struct subsystem_hooks {
     void (*jpeg_exempt_from_lock)(tVIQ_Image &image);
     bool (*jpeg_holds_locked_data)(tVIQ_Image &image); // false also without a record
 
-    // A caller replaces the image's record; one of the library's is destroyed with all images, unless
-    // a caller has set it again.
+    // A caller replaces the image's record; one of the library's is destroyed with all images,
+    // unless a caller has set it again.
     void (*jpeg_note_replaced)(const tVIQ_Image &image);
     void (*jpeg_destroy_replaced)();
 

@@ -353,7 +353,7 @@ u32 make_writable(const char *function, u32 hImage, u32 file_format, owned_image
 
 u32 allocate(const char *function, u64 size, encoded_file &encoded) {
     encoded.data.reset(size <= PTRDIFF_MAX
-                           ? static_cast<u8 *>(std::malloc(static_cast<std::size_t>(size)))
+                           ? static_cast<u8 *>(allocate_for_caller(static_cast<std::size_t>(size)))
                            : nullptr);
     return encoded.data != nullptr ? success : report_no_memory(function, size);
 }

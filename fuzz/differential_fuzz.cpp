@@ -29,6 +29,7 @@ constexpr std::string_view whole_pictures[] = {"VIQ_BAY_RGGB32_map_to_RGB24",
                                                "VIQ_BAY_RGGB32_to_BGRX32",
                                                "VIQ_BAY_RGGB32_to_RGB16",
                                                "VIQ_BAY_RGB24_to_RGGB32",
+                                               "VIQ_BAY_apply_gains",
                                                "VIQ_IP_subsample",
                                                "VIQ_IP_extract_region",
                                                "VIQ_IP_filter_3x3",
@@ -40,7 +41,8 @@ constexpr std::string_view whole_pictures[] = {"VIQ_BAY_RGGB32_map_to_RGB24",
 
 // Where lines of odd width, or with padding, are skewed within a strip.
 constexpr std::string_view skewing[] = {"VIQ_convert_to_Y8", "VIQ_image_convert",
-                                        "VIQ_SPL_Data32_to_Y8", "VIQ_write_raw_data_file"};
+                                        "VIQ_SPL_Data32_to_Y8", "VIQ_write_raw_data_file",
+                                        "VIQ_BAY_RGGB32_map_to_Y8"};
 
 template <std::size_t count>
 bool is_in(const std::string_view (&names)[count], std::string_view name) {
@@ -140,9 +142,11 @@ u32 make_image(const picture &p, role kind) {
     return image;
 }
 
-// Without padding, which the image check does not compute for mosaics.
+// Without padding, which the image check does not compute for lines of VIQ_RGGB32, VIQ_Y64, VIQ_Y1.
 u32 line_size(const tVIQ_Image &image) {
-    return image.pixel_format == VIQ_RGGB32 ? image.width : image.bytes_per_line - image.skip_bytes;
+    return image.pixel_format == VIQ_RGGB32
+               ? image.width
+               : std::max(image.bytes_per_line, image.skip_bytes) - image.skip_bytes;
 }
 
 // Puts so many lines of the picture into the image. Padding differs, so that none may matter.

@@ -42,9 +42,10 @@ byte_span bytes_ahead(coded_input &input) {
     return {input.block.data() + (input.next - input.block_start), static_cast<std::size_t>(held)};
 }
 
-// In a file, every marker ends the data.
+// In a file, every marker ends the data. Markers may follow fill bytes of 0xFF.
 bool ends_interval(const coded_input &input, u8 code) {
-    return code != 0 && (input.file != nullptr || is_restart(code) || code == marker_eoi);
+    return code != 0 && code != 0xFF &&
+           (input.file != nullptr || is_restart(code) || code == marker_eoi);
 }
 
 // Appends bytes to the window, without the stuffed ones; false if the interval has ended.

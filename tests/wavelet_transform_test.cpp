@@ -1,6 +1,6 @@
 // The transform compared with the formulas, the layout of the subbands, the quantiser.
-#include "tests/support.h"
 #include "core/lazy_buffer.h"
+#include "tests/support.h"
 #include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 

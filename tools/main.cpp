@@ -11,9 +11,9 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/image_handle.h"
+#include "tools/limit_options.h"
 #include "tools/manual_text.h"
 #include "tools/nearest_name.h"
-#include "tools/limit_options.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"
 

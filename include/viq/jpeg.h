@@ -231,9 +231,9 @@ VIQ_API uint32_t VIQ_JPEG_compress(uint32_t hInImage, uint32_t hJpegImage);
 /**
  * Compresses the next strip of a picture. The JPEG image receives the coded data of the strip alone
  * and the lines of the strip as its lines per strip, ready for VIQ_JPEG_file_write; the parts
- * together are the data that VIQ_JPEG_compress produces for the whole picture. The caller must write
- * or copy each part before the next call. The first strip sets the JPEG image up; changes of its
- * quality factor take effect with the next picture.
+ * together are the data that VIQ_JPEG_compress produces for the whole picture. The caller must
+ * write or copy each part before the next call. The first strip sets the JPEG image up; changes of
+ * its quality factor take effect with the next picture.
  *
  *     VIQ_image_set_outfilename(picture, "picture.jpg");
  *     for (each strip) {

@@ -7,8 +7,8 @@
 // component is transformed with headroom (lifting_kernels.h).
 #include <algorithm>
 
-#include "wavelet/framework/module_support.h"
 #include "core/lazy_buffer.h"
+#include "wavelet/framework/module_support.h"
 #include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 
