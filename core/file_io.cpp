@@ -48,9 +48,9 @@ void end_sequences(file_sequence &state, const tVIQ_Image *image) {
         drop(state);
 }
 
-u32 create_file(const char *function, file_sequence &state, const char *path, const char *mode) {
+u32 create_file(const char *function, file_sequence &state, const char *path) {
     constexpr std::size_t buffer_size = 16384;
-    state.file.reset(std::fopen(path, mode));
+    state.file.reset(std::fopen(path, "wb"));
     if (state.file == nullptr)
         return report(function, VIQ_ERR_OPEN, "Failed to create file");
     std::setvbuf(state.file.get(), nullptr, _IOFBF, buffer_size);

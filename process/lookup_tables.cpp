@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "core/context.h"
+#include "core/full_precision.h"
 #include "core/image.h"
 #include "core/report.h"
 
@@ -151,6 +152,7 @@ void fill_tables(std::vector<Element> (&tables)[lut_tables], const lut_settings 
             fill_identity(table);
         return;
     }
+    const full_precision precision;
     const std::size_t n = tables[0].size();
     const double middle = static_cast<double>(n / 2);
     for (std::vector<Element> &table : tables)
