@@ -5,6 +5,7 @@
 #include "camera/camera_rows.h"
 #include "core/byte_order.h"
 #include "core/format_checks.h"
+#include "core/full_precision.h"
 #include "core/process_lines.h"
 #include "core/report.h"
 
@@ -158,6 +159,7 @@ output_shape shape_of_mosaic(const strip_call &call) {
 
 // The output of each sample value of one colour.
 void fill_table(u8 *table, u32 largest, const balance &arguments, u32 colour) {
+    const full_precision precision;
     const double range = largest - arguments.black_level;
     const double gain = arguments.gains[colour] / double{unity_gain};
     for (u32 value = 0; value <= largest; ++value) {

@@ -1,22 +1,13 @@
 # The command-line tool. It links the static library, so that it runs without the shared one.
 
+find_package(Threads REQUIRED)
 file(GLOB tool_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tools/*.cpp)
 include(demo_page)
 viq_add_demo_page(tool_sources)
-add_executable(viq_tool ${tool_sources})
-# In a directory of its own, because "viq" is also the name of the build target of the library.
-set_target_properties(viq_tool PROPERTIES OUTPUT_NAME viq
-                                          RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
-target_include_directories(viq_tool PRIVATE ${PROJECT_SOURCE_DIR})
-option(VIQ_SOURCE_SAMPLES "The tool finds the samples in the source folder from any place" ON)
-if(VIQ_SOURCE_SAMPLES)
-    target_compile_definitions(viq_tool PRIVATE VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
-endif()
-find_package(Threads REQUIRED)
-target_link_libraries(viq_tool PRIVATE viq_static viq_warnings Threads::Threads)
 
 # Header-only packages of the host are used for every target system. Their directory may also hold
 # the system headers of the host; a cross compiler therefore gets a directory of links to them.
+set(tool_headers)
 foreach(package CLI nlohmann)
     find_path(VIQ_${package}_HEADERS ${package} NO_CMAKE_FIND_ROOT_PATH)
     if(NOT VIQ_${package}_HEADERS)
@@ -31,25 +22,46 @@ foreach(package CLI nlohmann)
     else()
         set(headers ${VIQ_${package}_HEADERS})
     endif()
-    target_include_directories(viq_tool SYSTEM PRIVATE ${headers})
+    list(APPEND tool_headers ${headers})
 endforeach()
 
 # Libraries of other file formats. Without them the tool works and names the formats that it cannot
 # read. VIQ_TOOL_LIBRARIES=OFF builds without them.
 option(VIQ_TOOL_LIBRARIES "Read further file formats in the tool by libpng, libjpeg and libtiff" ON)
-target_compile_definitions(viq_tool PRIVATE VIQ_TOOL_VERSION="${PROJECT_VERSION}")
-foreach(row PNG:PNG:PNG::PNG LIBJPEG:JPEG:JPEG::JPEG LIBTIFF:TIFF:TIFF::TIFF)
-    string(REGEX MATCH "^([A-Z]+):([A-Z]+):(.*)$" ignored ${row})
-    set(macro VIQ_HAS_${CMAKE_MATCH_1})
-    set(package ${CMAKE_MATCH_2})
-    set(library ${CMAKE_MATCH_3})
-    if(VIQ_TOOL_LIBRARIES AND NOT CMAKE_CROSSCOMPILING)
-        find_package(${package} QUIET)
+
+option(VIQ_SOURCE_SAMPLES "The tool finds the samples in the source folder from any place" ON)
+
+# In a directory of its own, because "viq" is also the name of the build target of the library.
+function(viq_add_tool target folder with_libraries)
+    add_executable(${target} ${tool_sources})
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME viq RUNTIME_OUTPUT_DIRECTORY ${folder})
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_include_directories(${target} SYSTEM PRIVATE ${tool_headers})
+    target_compile_definitions(${target} PRIVATE VIQ_TOOL_VERSION="${PROJECT_VERSION}")
+    if(VIQ_SOURCE_SAMPLES)
+        target_compile_definitions(${target} PRIVATE
+                                   VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
     endif()
-    if(VIQ_TOOL_LIBRARIES AND ${package}_FOUND AND NOT CMAKE_CROSSCOMPILING)
-        target_compile_definitions(viq_tool PRIVATE ${macro}=1)
-        target_link_libraries(viq_tool PRIVATE ${library})
-    else()
-        target_compile_definitions(viq_tool PRIVATE ${macro}=0)
-    endif()
-endforeach()
+    target_link_libraries(${target} PRIVATE viq_static viq_warnings Threads::Threads)
+    foreach(row PNG:PNG:PNG::PNG LIBJPEG:JPEG:JPEG::JPEG LIBTIFF:TIFF:TIFF::TIFF)
+        string(REGEX MATCH "^([A-Z]+):([A-Z]+):(.*)$" ignored ${row})
+        set(macro VIQ_HAS_${CMAKE_MATCH_1})
+        set(package ${CMAKE_MATCH_2})
+        set(library ${CMAKE_MATCH_3})
+        if(with_libraries AND NOT CMAKE_CROSSCOMPILING)
+            find_package(${package} QUIET)
+        endif()
+        if(with_libraries AND ${package}_FOUND AND NOT CMAKE_CROSSCOMPILING)
+            target_compile_definitions(${target} PRIVATE ${macro}=1)
+            target_link_libraries(${target} PRIVATE ${library})
+        else()
+            target_compile_definitions(${target} PRIVATE ${macro}=0)
+        endif()
+    endforeach()
+endfunction()
+
+viq_add_tool(viq_tool ${PROJECT_BINARY_DIR}/bin ${VIQ_TOOL_LIBRARIES})
+
+# What the tool does on a system without those libraries; the tests compare with it.
+viq_add_tool(viq_tool_alone ${PROJECT_BINARY_DIR}/bin/alone OFF)
+set_target_properties(viq_tool_alone PROPERTIES EXCLUDE_FROM_ALL ON)

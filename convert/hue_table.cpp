@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "core/context.h"
+#include "core/full_precision.h"
 #include "core/report.h"
 
 using namespace viq;
@@ -31,6 +32,7 @@ u32 VIQ_CK_generate_UV_to_hue_LUT(void) {
     auto made = make_owned<hue_table>();
     if (made == nullptr)
         return report(name, VIQ_ERR_MEMORY, "");
+    const full_precision precision;
     for (u32 i = 0; i < table_size; ++i) {
         const int u = static_cast<int>(i >> 8) - 128;
         const int v = static_cast<int>(i & 255) - 128;

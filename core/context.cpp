@@ -46,7 +46,7 @@ struct context_table {
 constinit context_table contexts;
 
 std::size_t slot_count() {
-    return static_cast<std::size_t>(end_of_slots - slots_begin());
+    return static_cast<std::size_t>(slots_end() - slots_begin());
 }
 
 owned_context::~owned_context() {
@@ -182,7 +182,7 @@ inner_context::~inner_context() {
 }
 
 void end_sequences_here(const tVIQ_Image *image) {
-    for (const context_slot *slot = slots_begin(); slot != end_of_slots; ++slot)
+    for (const context_slot *slot = slots_begin(), *end = slots_end(); slot != end; ++slot)
         if (slot->rules->end_sequences != nullptr)
             slot->rules->end_sequences(object_here(*slot), image);
 }

@@ -38,17 +38,28 @@ struct context {
 #define VIQ_CONTEXT_SECTION "viqctx$m"
 extern const context_slot first_slot[1];
 extern const context_slot end_of_slots[1];
-inline const context_slot *slots_begin() {
-    return first_slot + 1;
-}
+constexpr std::ptrdiff_t slots_before = 1; // that the library itself puts before the declarations
 #else
 #define VIQ_CONTEXT_SECTION "viq_context"
 [[gnu::visibility("hidden")]] extern const context_slot first_slot[] asm("__start_viq_context");
 [[gnu::visibility("hidden")]] extern const context_slot end_of_slots[] asm("__stop_viq_context");
-inline const context_slot *slots_begin() {
-    return first_slot;
-}
+constexpr std::ptrdiff_t slots_before = 0;
 #endif
+
+// The optimiser must not see that the declarations are more than one object: it could take the way
+// from the first to the last one for impossible.
+inline const context_slot *hidden_from_optimiser(const context_slot *slot) {
+    asm("" : "+r"(slot));
+    return slot;
+}
+
+inline const context_slot *slots_begin() {
+    return hidden_from_optimiser(first_slot + slots_before);
+}
+
+inline const context_slot *slots_end() {
+    return hidden_from_optimiser(end_of_slots);
+}
 
 // The context of the calling thread; null: context 0.
 #if defined(__ELF__)
@@ -58,7 +69,7 @@ extern constinit thread_local context *bound_context;
 
 inline void *object_here(const context_slot &slot) {
     const context *bound = bound_context;
-    return bound == nullptr ? slot.of_process : bound->objects[&slot - slots_begin()];
+    return bound == nullptr ? slot.of_process : bound->objects[&slot - first_slot - slots_before];
 }
 
 // An object of which every context has its own.

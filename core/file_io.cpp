@@ -63,10 +63,10 @@ std::FILE *open_to_read(const char *path) {
     return open_file(path, "rb");
 }
 
-std::FILE *open_to_write(const char *path, const char *mode) {
+std::FILE *open_to_write(const char *path) {
     if (substitute->target != nullptr)
         return std::exchange(substitute->target, nullptr);
-    return open_file(path, mode);
+    return open_file(path, "wb");
 }
 
 u32 close_file(const char *function, unique_stream &file) {
@@ -105,9 +105,9 @@ void end_sequences(file_sequence &state, const tVIQ_Image *image) {
         drop(state);
 }
 
-u32 create_file(const char *function, file_sequence &state, const char *path, const char *mode) {
+u32 create_file(const char *function, file_sequence &state, const char *path) {
     constexpr std::size_t buffer_size = 16384;
-    state.file.reset(open_to_write(path, mode));
+    state.file.reset(open_to_write(path));
     if (state.file == nullptr)
         return report(function, VIQ_ERR_OPEN, "Failed to create file");
     std::setvbuf(state.file.get(), nullptr, _IOFBF, buffer_size);

@@ -41,7 +41,7 @@ struct file_substitution {
 };
 
 std::FILE *open_to_read(const char *path);
-std::FILE *open_to_write(const char *path, const char *mode = "wb");
+std::FILE *open_to_write(const char *path);
 
 bool seek_to(std::FILE *stream, u64 position);
 
@@ -64,8 +64,7 @@ void drop(file_sequence &state);
 void end_sequences(file_sequence &state, const tVIQ_Image *image);
 
 // Creates a file with the buffer of a writer, 16384 bytes.
-u32 create_file(const char *function, file_sequence &state, const char *path,
-                const char *mode = "wb");
+u32 create_file(const char *function, file_sequence &state, const char *path);
 
 // Called after each strip: reports a failed write, ends the sequence and closes the file.
 u32 check_written(const char *function, file_sequence &state);

@@ -1,7 +1,9 @@
 // EPS writer: one page with the centred picture, pixels in hexadecimal.
 #include <algorithm>
 #include <array>
+#include <cstdarg>
 #include <cstring>
+#include <string_view>
 
 #include "core/cmap_record.h"
 #include "core/image.h"
@@ -31,7 +33,6 @@ constexpr strip_writer writer = {
     .write_trailer = write_trailer,
     .check = check,
     .line = padded_bit_line,
-    .mode = "w",
 };
 
 } // namespace
@@ -42,6 +43,14 @@ u32 VIQ_write_EPS_file(u32 hImage, u16 wMode) {
 
 namespace {
 
+// The lines end as those of the system's text files do. They are written as binary data, because
+// text streams of Windows are converted character by character.
+#if defined(_WIN32)
+constexpr std::string_view line_end = "\r\n";
+#else
+constexpr std::string_view line_end = "\n";
+#endif
+
 // Position of the picture on the page, in points.
 struct placement {
     i32 left, bottom, right, top;
@@ -50,6 +59,10 @@ struct placement {
 };
 
 placement place(u32 width, u32 height);
+#if defined(__GNUC__)
+__attribute__((format(printf, 2, 3)))
+#endif
+void print(std::FILE *file, const char *format, ...);
 void write_comments(std::FILE *file, const tVIQ_Image &image, const placement &page);
 void write_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page);
 void write_direct(std::FILE *file, const tVIQ_Image &image, const placement &page);
@@ -57,6 +70,7 @@ void write_palette(std::FILE *file, const tVIQ_Image &image);
 void write_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page,
                   const char *separator);
 void pack_hex(const tVIQ_Image &image, u32 first, u32 lines, u64 line_size, u8 *text);
+u8 *end_line(u8 *text);
 
 verdict check(const tVIQ_Image &image) {
     if (image.pixel_format == VIQ_PALETTED && image.colourmap == nullptr)
@@ -77,12 +91,26 @@ void write_header(std::FILE *file, const tVIQ_Image &image) {
 
 u32 write_strip(std::FILE *file, const tVIQ_Image &image) {
     const u64 bytes = eps::line_bytes(image);
-    const u64 text = 2 * bytes + bytes / eps::bytes_per_text_line + 1;
+    const u64 text = 2 * bytes + (bytes / eps::bytes_per_text_line + 1) * line_end.size();
     return write_packed_lines(writer.strip_name, file, image, text, pack_hex);
 }
 
 void write_trailer(std::FILE *file) {
-    std::fputs("showpage\n%%EOF\n", file);
+    print(file, "showpage\n%%%%EOF\n");
+}
+
+// Like fprintf; "\n" ends a line.
+void print(std::FILE *file, const char *format, ...) {
+    char text[512]; // the longest line is that of the creator
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    for (const char *c = text; *c != '\0'; ++c)
+        if (*c == '\n')
+            std::fwrite(line_end.data(), 1, line_end.size(), file);
+        else
+            std::fputc(*c, file);
 }
 
 // Scales the picture so that its longer side has 720 points or its shorter side 522, whichever is
@@ -114,31 +142,31 @@ placement place(u32 width, u32 height) {
 
 // The comments of RGB files declare CMYK, although their data is RGB.
 void write_comments(std::FILE *file, const tVIQ_Image &image, const placement &page) {
-    std::fprintf(file, "%%!PS-Adobe-3.0 EPSF-3.0\n%%%%BoundingBox: %d %d %d %d\n", page.left,
-                 page.bottom, page.right, page.top);
+    print(file, "%%!PS-Adobe-3.0 EPSF-3.0\n%%%%BoundingBox: %d %d %d %d\n", page.left, page.bottom,
+          page.right, page.top);
     // A line end in the text would end the comment.
     char creator[sizeof image.spare_text + 1] = {};
     std::memcpy(creator, image.spare_text, sizeof image.spare_text);
     creator[std::strcspn(creator, "\r\n")] = '\0';
-    std::fprintf(file, "%%%%Creator: %s\n", creator);
+    print(file, "%%%%Creator: %s\n", creator);
     if (image.pixel_format == VIQ_RGB24)
-        std::fputs("%%Extensions: CMYK\n", file);
+        print(file, "%%%%Extensions: CMYK\n");
     if (image.pixel_format == VIQ_PALETTED)
-        std::fputs("%%LanguageLevel: 2\n", file);
-    std::fprintf(file, "%%%%EndComments\n%%%%EndProlog\n%d %d translate\n0 rotate\n", page.left,
-                 page.bottom);
+        print(file, "%%%%LanguageLevel: 2\n");
+    print(file, "%%%%EndComments\n%%%%EndProlog\n%d %d translate\n0 rotate\n", page.left,
+          page.bottom);
 }
 
 void write_indexed(std::FILE *file, const tVIQ_Image &image, const placement &page) {
-    std::fprintf(file, "%d %d scale\n[/Indexed /DeviceRGB %u\n <", page.scale_x, page.scale_y,
-                 colour_count(image) - 1);
+    print(file, "%d %d scale\n[/Indexed /DeviceRGB %u\n <", page.scale_x, page.scale_y,
+          colour_count(image) - 1);
     write_palette(file, image);
-    std::fprintf(file,
-                 ">\n] setcolorspace\n<<\n  /ImageType 1\n  /Width %u\n  /Height %u\n"
-                 "  /BitsPerComponent %u\n  /Decode [0 1 0 1 0 1]\n",
-                 image.width, image.height, u32{image.bits_per_pixel});
+    print(file,
+          ">\n] setcolorspace\n<<\n  /ImageType 1\n  /Width %u\n  /Height %u\n"
+          "  /BitsPerComponent %u\n  /Decode [0 1 0 1 0 1]\n",
+          image.width, image.height, u32{image.bits_per_pixel});
     write_matrix(file, image, page, "  /ImageMatrix");
-    std::fputs("  /DataSource currentfile\n  /ASCIIHexDecode filter\n>>\nimage\n", file);
+    print(file, "  /DataSource currentfile\n  /ASCIIHexDecode filter\n>>\nimage\n");
 }
 
 void write_palette(std::FILE *file, const tVIQ_Image &image) {
@@ -149,27 +177,26 @@ void write_palette(std::FILE *file, const tVIQ_Image &image) {
         const char *separator = i % colours_per_line == colours_per_line - 1 ? "\n  "
                                 : i + 1 < colours                            ? " "
                                                                              : "";
-        std::fprintf(file, "%02x%02x%02x%s", u32{entry.red}, u32{entry.green}, u32{entry.blue},
-                     separator);
+        print(file, "%02x%02x%02x%s", u32{entry.red}, u32{entry.green}, u32{entry.blue}, separator);
     }
 }
 
 void write_direct(std::FILE *file, const tVIQ_Image &image, const placement &page) {
-    std::fprintf(file, "/picstr %u string def\n%d %d scale\n%u %u %s\n", image.width, page.scale_x,
-                 page.scale_y, image.width, image.height, image.pixel_format == VIQ_Y1 ? "1" : "8");
+    print(file, "/picstr %u string def\n%d %d scale\n%u %u %s\n", image.width, page.scale_x,
+          page.scale_y, image.width, image.height, image.pixel_format == VIQ_Y1 ? "1" : "8");
     write_matrix(file, image, page, "");
-    std::fputs("{currentfile\n picstr readhexstring pop}\n", file);
-    std::fputs(image.pixel_format == VIQ_RGB24 ? "false 3\ncolorimage\n" : "image\n", file);
+    print(file, "{currentfile\n picstr readhexstring pop}\n");
+    print(file, "%s\n", image.pixel_format == VIQ_RGB24 ? "false 3\ncolorimage" : "image");
 }
 
 void write_matrix(std::FILE *file, const tVIQ_Image &image, const placement &page,
                   const char *key) {
     if (page.landscape)
-        std::fprintf(file, "%s[0 %u %u 0 0 0]\t%% Landscape Orientation\n", key, image.width,
-                     image.height);
+        print(file, "%s[0 %u %u 0 0 0]\t%% Landscape Orientation\n", key, image.width,
+              image.height);
     else
-        std::fprintf(file, "%s[%u 0 0 -%u 0 %u]\t%% Portrait Orientation\n", key, image.width,
-                     image.height, image.height);
+        print(file, "%s[%u 0 0 -%u 0 %u]\t%% Portrait Orientation\n", key, image.width,
+              image.height, image.height);
 }
 
 using digit_pairs = std::array<std::array<char, 2>, 256>;
@@ -197,10 +224,15 @@ void pack_hex(const tVIQ_Image &image, u32 first, u32 lines, u64 line_size, u8 *
             from += run;
             left -= run;
             if (run == eps::bytes_per_text_line)
-                *to++ = '\n';
+                to = end_line(to);
         }
-        *to = '\n';
+        end_line(to);
     }
+}
+
+u8 *end_line(u8 *text) {
+    std::memcpy(text, line_end.data(), line_end.size());
+    return text + line_end.size();
 }
 
 } // namespace

@@ -194,7 +194,7 @@ verdict check_before_writing(const strip_call &call, const strip_writer &writer)
 }
 
 u32 begin_writing(const strip_call &call, const strip_writer &writer) {
-    const u32 code = create_file(writer.name, *writer.state, call.in->outfilename, writer.mode);
+    const u32 code = create_file(writer.name, *writer.state, call.in->outfilename);
     if (!is_error(code) && writer.write_header != nullptr)
         writer.write_header(writer.state->file.get(), *call.in);
     return code;

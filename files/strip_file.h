@@ -92,7 +92,6 @@ struct strip_writer {
     verdict (*check)(const tVIQ_Image &image) = nullptr; // further conditions
     bool plain_format_code = false; // an unaccepted format is reported without its number
     line_rule line = nullptr;       // line length of the written strip; null: the check's
-    const char *mode = "wb";
 };
 
 u32 run_writer(const strip_writer &writer, u32 hImage, u16 mode);

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "core/context.h"
+#include "core/full_precision.h"
 #include "core/image.h"
 #include "core/report.h"
 
@@ -152,6 +153,7 @@ void fill_tables(vector<Element> (&tables)[lut_tables], const lut_settings &sett
             fill_identity(table);
         return;
     }
+    const full_precision precision;
     const std::size_t n = tables[0].size();
     const double middle = static_cast<double>(n / 2);
     for (vector<Element> &table : tables)

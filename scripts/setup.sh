@@ -13,7 +13,7 @@ usage() {
 usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual] [--package]
   --tests    GoogleTest and the programs that the tests compare with
   --clang    clang and clang-format
-  --windows  the cross compiler for 32-bit Windows
+  --windows  the cross compiler for 32-bit Windows and debootstrap, which makes a root for wine
   --tidy     clang-tidy
   --fuzz     clang and its sanitizer libraries
   --bench    Google Benchmark and the libraries that the benchmarks compare with
@@ -31,7 +31,7 @@ for argument in "$@"; do
             python3-numpy python3-pil python3-opencv python3-pytest python3-venv python3-distributed)
         ;;
     --clang) packages+=(clang clang-format) ;;
-    --windows) packages+=(g++-mingw-w64-i686-posix googletest) ;;
+    --windows) packages+=(g++-mingw-w64-i686-posix googletest debootstrap) ;;
     --tidy) packages+=(clang clang-tidy) ;;
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     --bench)

@@ -110,6 +110,7 @@ int main(int argc, char **argv) {
     try {
         CLI::App app("viq: reads, converts, processes and compares pictures", "viq");
         app.require_subcommand(1);
+        app.allow_windows_style_options(false); // a path may start with a slash
         tool::action chosen;
         tool::limits limits;
         for (const verb &row : verbs) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/full_precision.h"
 #include "wavelet/stages/lifting_kernels.h"
 
 namespace viq {
@@ -90,6 +91,7 @@ u32 quantiser_step(i16 control, u32 component, u32 band, u32 subbands) {
 namespace {
 
 i32 fine_step(i32 base, i32 control) {
+    const full_precision precision;
     const double factor = std::pow(2.0, control / 64.0);
     const i32 divisor = factor > 64 ? 4096 : static_cast<i32>(std::floor(factor * 64 + 0.5));
     return base * 64 / divisor;
