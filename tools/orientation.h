@@ -13,7 +13,8 @@ namespace tool {
 
 constexpr uint16_t upright = 1; // the orientation of a picture that is shown as it is stored
 
-// The orientation in EXIF data, from its byte order mark on; upright if there is none.
+// The orientation in EXIF data, which starts with the mark of the byte order; upright if there is
+// none.
 uint16_t exif_orientation(const uint8_t *exif, std::size_t size);
 
 // The orientation in the EXIF data of a JPEG file.
