@@ -140,6 +140,8 @@ void run_pass(const pipeline &line, std::size_t step_count, const std::vector<im
     }
     for (std::size_t i = line.stages.size(); i-- > 0;)
         sink = line.stages[i].make(std::move(sink));
+    if (source.is_whole && !line.stages.empty())
+        sink = divide_into_strips(line.lines_per_strip, source.name, std::move(sink));
     const uint32_t height = source.header.height;
     progress_bar progress(height, source.header.width);
     std::signal(SIGINT, [](int) { interrupted = 1; });
