@@ -336,6 +336,13 @@ def with_links(path, text, pages):
                                                   flags=re.M))
 
 
+def with_function_names(text):
+    """Doxygen links names in text, not in code."""
+    parts = re.split(r"(^```.*?^```)", text, flags=re.M | re.S)
+    parts[0::2] = [re.sub(r"`(VIQ_\w+)`", r"\1", part) for part in parts[0::2]]
+    return "".join(parts)
+
+
 def further_chapters(pages):
     """The chapters that the index does not list itself."""
     index = read(pages["index"])
@@ -357,6 +364,7 @@ def main():
     }
     for name, path in pages.items():
         text = with_links(path, with_identifiers(name, read(path)), pages)
+        text = with_function_names(text)
         text = re.sub(r"^<!-- generated: ([a-z ]+) -->$",
                       lambda match: generated[match.group(1)](), text, flags=re.M)
         write(os.path.join(output, name + ".md"), text)
