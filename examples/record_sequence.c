@@ -17,7 +17,7 @@ static uint32_t set_up(uint32_t frame, const char *name) {
     return VIQ_image_malloc_a_strip(frame);
 }
 
-/* Stands for the camera. */
+/* Makes a frame; a program with a camera copies one here. */
 static uint32_t capture(uint32_t frame, const tVIQ_Font *font) {
     uint32_t status = VIQ_test_pattern(frame, VIQ_STRIP_NEXT);
     if (!VIQ_IS_ERROR(status))

@@ -99,7 +99,7 @@ rate_curve curve_of(const codec &by, const std::string &photo, const image &orig
     return curve;
 }
 
-bool is_installed(const std::string &program) {
+bool is_installed([[maybe_unused]] const std::string &program) {
 #ifdef _WIN32
     return false;
 #else
