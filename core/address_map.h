@@ -18,8 +18,8 @@ template <class Value> struct address_table {
         std::atomic<Value *> value = nullptr;
     };
     vector<entry> entries; // the number is a power of 2
-    std::size_t mask = 0;       // the number - 1
-    std::size_t used = 0;       // entries that are not null
+    std::size_t mask = 0;  // the number - 1
+    std::size_t used = 0;  // entries that are not null
 };
 
 template <class Value> struct address_map {

@@ -40,7 +40,7 @@ struct context_table {
     constant_mutex creation; // one context is created at a time
     constant_mutex lock;
     vector<owned<owned_context>> slots; // index: number - 1
-    u32 created = 0;                                   // contexts that exist
+    u32 created = 0;                    // contexts that exist
 };
 
 constinit context_table contexts;

@@ -96,7 +96,7 @@ u32 padded_bit_line(const tVIQ_Image &image, u32 previous) {
 }
 
 u32 present_bit_line(const tVIQ_Image &image, u32 previous) {
-    const u64 unknown = owns_data(image) ? companion(image).buffer_line
+    const u64 unknown = owns_data(image)        ? companion(image).buffer_line
                         : image.data != nullptr ? bit_line_bytes(image.width)
                                                 : 0;
     return bit_line(image, previous, unknown);

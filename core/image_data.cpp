@@ -38,8 +38,7 @@ void *VIQ_malloc_N_lines(u32 hImage, u32 dwLines) {
     if (image == nullptr)
         return nullptr;
     const u64 size = strip_size(*image, dwLines);
-    return size <= SIZE_MAX ? allocate_zeros_for_caller(static_cast<std::size_t>(size))
-                            : nullptr;
+    return size <= SIZE_MAX ? allocate_zeros_for_caller(static_cast<std::size_t>(size)) : nullptr;
 }
 
 u32 VIQ_image_free_data(u32 hImage) {

@@ -88,7 +88,8 @@ u32 check_ratio_limit(const char *function, const tVIQ_Image &image, u64 coded_b
     const u64 most = limit_of(VIQ_LIMIT_RATIO);
     if (most == 0 || pixels_of(image) / most <= coded_bytes)
         return success;
-    return report(function, VIQ_ERR_CORRUPT, "Pixels per byte of coded data exceed VIQ_LIMIT_RATIO");
+    return report(function, VIQ_ERR_CORRUPT,
+                  "Pixels per byte of coded data exceed VIQ_LIMIT_RATIO");
 }
 
 } // namespace viq

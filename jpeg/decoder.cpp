@@ -42,8 +42,8 @@ struct decode_state {
     scan_layout layout = {};
     quantiser tables[2] = {};
     scan_reader reader = {};
-    // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip. They occupy
-    // memory as they are decoded: the data may end before the picture does.
+    // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip. They
+    // occupy memory as they are decoded: the data may end before the picture does.
     lazy_buffer<decoded_pair> pairs;
     // Pictures that were read in the conforming mode are decoded line by line instead.
     bool has_form = false;

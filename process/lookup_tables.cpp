@@ -108,8 +108,7 @@ template <class Element> void fill_identity(vector<Element> &table) {
     std::iota(table.begin(), table.end(), Element{0});
 }
 
-template <class Element>
-bool make_tables(vector<Element> (&tables)[lut_tables], u32 elements) {
+template <class Element> bool make_tables(vector<Element> (&tables)[lut_tables], u32 elements) {
     for (vector<Element> &table : tables) {
         if (!try_resize(table, elements))
             return false;

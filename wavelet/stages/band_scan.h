@@ -17,9 +17,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/lazy_buffer.h"
 #include "core/types.h"
 #include "wavelet/stages/context_kernels.h"
-#include "core/lazy_buffer.h"
 #include "wavelet/stages/subbands.h"
 
 namespace viq {

@@ -67,7 +67,7 @@ struct line_based_dwt {
     vector<dwt_level> levels;
     vector<i32> scratch;
     vector<i16> discarded; // receives results that are outside the component
-    line_buffer strip;          // inverse: the current strip of output lines
+    line_buffer strip;     // inverse: the current strip of output lines
     u32 strip_begin = 0;
     bool saturated = false; // forward: a coefficient did not fit 16 bits
 };

@@ -43,7 +43,7 @@ struct rans_encoder {
     vector<u8> classes;
     vector<u32> operations; // in decoding order
     vector<u8> code;        // filled from its end
-    std::size_t used = 0;        // operations
+    std::size_t used = 0;   // operations
     bool out_of_memory = false;
 
     [[nodiscard]] bool resize(u32 width);

@@ -7,8 +7,8 @@
 // component is transformed with headroom (lifting_kernels.h).
 #include <algorithm>
 
-#include "wavelet/framework/module_support.h"
 #include "core/lazy_buffer.h"
+#include "wavelet/framework/module_support.h"
 #include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
 
@@ -24,7 +24,7 @@ struct transform_data {
     u32 width = 0, height = 0, subbands = 1;
     lazy_buffer<i16> coefficients; // forward: written pages are not recorded
     line_based_dwt dwt;
-    u32 headroom = 0;        // of the coefficients of the current run
+    u32 headroom = 0;   // of the coefficients of the current run
     vector<i16> scaled; // samples shifted by the headroom
 };
 
