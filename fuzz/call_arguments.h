@@ -24,6 +24,8 @@
 
 namespace viq {
 
+inline u64 calls_made; // of public functions, by this process
+
 constexpr std::size_t slots = 6;
 constexpr std::size_t files = 4;
 
@@ -420,7 +422,7 @@ std::tuple<Parameters...> any_arguments(caller &who, call_record &call, const ch
     call.function = function;
     std::size_t count = 0;
     ((call.names[count++] = names), ...);
-    const auto next = [&](auto type) {
+    [[maybe_unused]] const auto next = [&](auto type) {
         auto value = any_argument<typename decltype(type)::type>(who, call);
         ++call.at;
         return value;

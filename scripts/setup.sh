@@ -10,13 +10,15 @@ set -euo pipefail
 
 usage() {
     cat <<EOF
-usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench]
+usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--coverage] [--soak]
   --tests    GoogleTest and the programs that the tests compare with
   --clang    clang and clang-format
   --windows  the cross compiler for 32-bit Windows
   --tidy     clang-tidy
   --fuzz     clang and its sanitizer libraries
   --bench    Google Benchmark and the libraries that the benchmarks compare with
+  --coverage clang and its tools that measure coverage
+  --soak     valgrind
 EOF
 }
 
@@ -35,6 +37,8 @@ for argument in "$@"; do
         packages+=(libbenchmark-dev pkg-config libjpeg-dev libyuv-dev libopencv-core-dev
             libopencv-imgproc-dev libturbojpeg0-dev libtiff-dev libopenjp2-7-dev)
         ;;
+    --coverage) packages+=(clang libclang-rt-dev llvm python3) ;;
+    --soak) packages+=(valgrind) ;;
     --help)
         usage
         exit 0
