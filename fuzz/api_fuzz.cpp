@@ -12,32 +12,32 @@
 // The library must survive failed allocations, and a wrong size must not exhaust the machine.
 constexpr std::size_t largest_allocation = std::size_t{64} << 20;
 
-void *operator new(std::size_t size) {
+[[gnu::noinline]] void *operator new(std::size_t size) {
     void *memory =
         size < largest_allocation ? std::malloc(std::max<std::size_t>(size, 1)) : nullptr;
     if (memory == nullptr)
         throw std::bad_alloc();
     return memory;
 }
-void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
+[[gnu::noinline]] void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
     return size < largest_allocation ? std::malloc(std::max<std::size_t>(size, 1)) : nullptr;
 }
-void *operator new[](std::size_t size) {
+[[gnu::noinline]] void *operator new[](std::size_t size) {
     return operator new(size);
 }
-void *operator new[](std::size_t size, const std::nothrow_t &nothrow) noexcept {
+[[gnu::noinline]] void *operator new[](std::size_t size, const std::nothrow_t &nothrow) noexcept {
     return operator new(size, nothrow);
 }
-void operator delete(void *memory) noexcept {
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
     std::free(memory);
 }
-void operator delete[](void *memory) noexcept {
+[[gnu::noinline]] void operator delete[](void *memory) noexcept {
     std::free(memory);
 }
-void operator delete(void *memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
     std::free(memory);
 }
-void operator delete[](void *memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete[](void *memory, std::size_t) noexcept {
     std::free(memory);
 }
 
@@ -167,6 +167,7 @@ void make_call(caller &who, Result (*function)(Parameters...), const char *name,
     const bool borrow = call.names[0] != nullptr && call.names[0] == std::string_view("hInImage") &&
                         who.input.chance(96);
     const borrowed_strip strip(who, call, borrow);
+    ++calls_made;
     const silence quiet(call.in("VIQ_ErrHandlerDefault"));
     if constexpr (std::is_void_v<Result>)
         std::apply(function, arguments);

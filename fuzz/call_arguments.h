@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <memory>
@@ -23,6 +22,8 @@
 #include "fuzz/fuzz_support.h"
 
 namespace viq {
+
+inline u64 calls_made; // of public functions, by this process
 
 constexpr std::size_t slots = 6;
 constexpr std::size_t files = 4;
@@ -74,6 +75,7 @@ struct call_record {
     std::vector<std::unique_ptr<u8[]>> buffers;
     std::deque<std::string> texts; // which keep their addresses
     std::FILE *file = nullptr;
+    u8 *allocated = nullptr; // memory that the call has returned and the caller frees
 
     bool is(std::string_view name) const { return name == names[at]; }
     bool in(std::string_view name) const { return name == function; }
@@ -85,6 +87,7 @@ struct call_record {
     ~call_record() {
         if (file != nullptr)
             std::fclose(file);
+        std::free(allocated);
     }
 };
 
@@ -363,7 +366,7 @@ template <class T> T any_argument(caller &who, call_record &call) {
     else if constexpr (std::is_same_v<T, int>)
         return static_cast<int>(call.last_number = who.input.byte() % 24);
     else if constexpr (std::is_same_v<T, u64>)
-        return call.is("qwBytes") ? call.buffer_size : any_number(who);
+        return call.is("qwBytes") || call.is("qwSize") ? call.buffer_size : any_number(who);
     else if constexpr (std::is_same_v<T, VIQ_ErrHandler>)
         return who.input.one_of(who.handlers);
     else if constexpr (std::is_same_v<T, std::FILE *>)
@@ -384,6 +387,8 @@ template <class T> T any_argument(caller &who, call_record &call) {
         const std::size_t size = call.is("p") ? 4 : output_size(call);
         call.possible = call.possible && size > 0;
         return call.buffer(size);
+    } else if constexpr (std::is_same_v<T, u8 **>) {
+        return &call.allocated;
     } else if constexpr (std::is_same_v<pointed, void>) {
         if (call.in("VIQ_DebugFree")) {
             void *memory = who.memory.empty() ? nullptr : who.memory.back();
@@ -420,7 +425,7 @@ std::tuple<Parameters...> any_arguments(caller &who, call_record &call, const ch
     call.function = function;
     std::size_t count = 0;
     ((call.names[count++] = names), ...);
-    const auto next = [&](auto type) {
+    [[maybe_unused]] const auto next = [&](auto type) {
         auto value = any_argument<typename decltype(type)::type>(who, call);
         ++call.at;
         return value;

@@ -11,6 +11,7 @@ set -euo pipefail
 usage() {
     cat <<EOF
 usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual] [--package]
+       [--coverage] [--soak]
   --tests    GoogleTest and the programs that the tests compare with
   --clang    clang and clang-format
   --windows  the cross compiler for 32-bit Windows and debootstrap, which makes a root for wine
@@ -19,6 +20,8 @@ usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual]
   --bench    Google Benchmark and the libraries that the benchmarks compare with
   --manual   doxygen and its theme; mandoc and zsh, which check man pages and completion
   --package  the programs that make, check and try Debian packages
+  --coverage clang and its tools that measure coverage
+  --soak     valgrind
 EOF
 }
 
@@ -40,6 +43,8 @@ for argument in "$@"; do
         ;;
     --manual) packages+=(doxygen doxygen-awesome-css python3 mandoc zsh) ;;
     --package) packages+=(dpkg-dev file lintian debootstrap) ;;
+    --coverage) packages+=(clang libclang-rt-dev llvm python3) ;;
+    --soak) packages+=(valgrind) ;;
     --help)
         usage
         exit 0

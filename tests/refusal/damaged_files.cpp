@@ -65,16 +65,16 @@ void __wrap_free(void *memory) {
 }
 }
 
-void *operator new(std::size_t size) {
+[[gnu::noinline]] void *operator new(std::size_t size) {
     void *memory = std::malloc(std::max<std::size_t>(size, 1));
     if (memory == nullptr)
         throw std::bad_alloc();
     return memory;
 }
-void operator delete(void *memory) noexcept {
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
     std::free(memory);
 }
-void operator delete(void *memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
     std::free(memory);
 }
 
@@ -261,6 +261,7 @@ int measure(const file_kind &kind, u32 mode) {
         }
     });
     std::remove(name.c_str());
+    std::fflush(stdout);
     std::printf("%-16s %4u %7zu %8zu %10zu %10zu %10zu\n", kind.name, mode, files, refusals,
                 honest / 1024, most / 1024, above);
     if (const char *kept = std::getenv("VIQ_KEEP_WORST"); kept != nullptr && above > 0)

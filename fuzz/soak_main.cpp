@@ -1,0 +1,46 @@
+// Makes random calls with the target of call sequences, in one process, until the given number of
+// calls has been made. Fails if the memory that the process occupies grows after a tenth of them.
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+#include <unistd.h>
+
+#include "fuzz/call_arguments.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
+
+namespace {
+
+std::size_t resident_kib() {
+    unsigned long total = 0, resident = 0;
+    if (std::FILE *file = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(file, "%lu %lu", &total, &resident) != 2)
+            resident = 0;
+        std::fclose(file);
+    }
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const unsigned long long wanted = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1000000;
+    constexpr std::size_t allowed_kib = 16 << 10; // freed blocks that the allocator keeps
+    std::minstd_rand random(1);
+    std::vector<viq::u8> input(400);
+    std::size_t start = 0;
+    while (viq::calls_made < wanted) {
+        for (viq::u8 &byte : input)
+            byte = static_cast<viq::u8>(random() >> 8);
+        input[0] |= 1; // no extreme sizes, which take most of the time
+        LLVMFuzzerTestOneInput(input.data(), input.size());
+        if (start == 0 && viq::calls_made >= wanted / 10)
+            start = resident_kib();
+    }
+    const std::size_t end = resident_kib();
+    std::printf("soak: %llu calls, %zu KiB after a tenth of them, %zu KiB at the end\n",
+                static_cast<unsigned long long>(viq::calls_made), start, end);
+    return end <= start + allowed_kib ? 0 : 1;
+}
