@@ -204,7 +204,7 @@ TEST(Contexts, SequencesOfOtherContextsMissDestroyedImages) {
         EXPECT_OK(VIQ_context_use(0));
     }
     EXPECT_OK(VIQ_context_use(other));
-    EXPECT_EQ(VIQ_convert_to_BGR24(handle, target, VIQ_STRIP_NEXT) & 0xFFFF0000, VIQ_ERR_HANDLE);
+    EXPECT_EQ(VIQ_convert_to_BGR24(handle, target, VIQ_STRIP_NEXT) & 0xFFFF0000, VIQ_ERR_CORRUPT);
     // A picture of the same size, perhaps with the same handle, starts again or is an ordinary
     // error.
     const picture next(VIQ_RGB24, 8, 6);
