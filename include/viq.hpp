@@ -400,8 +400,11 @@ private:
 /** The calling thread works in a context of its own while the object exists; see viq_context. */
 class context {
 public:
-    context() : before_(VIQ_context_current()), own_(call(VIQ_context_create)) {
-        call(VIQ_context_use, own_);
+    context() : before_(VIQ_context_current()), own_(VIQ_context_create()) {
+        // A recorder would stay the handler of the contexts on both sides.
+        if (VIQ_IS_ERROR(own_))
+            throw error(own_, "VIQ_context_create", "");
+        VIQ_context_use(own_);
     }
     context(const context &) = delete;
     context &operator=(const context &) = delete;

@@ -105,15 +105,20 @@ TEST(CppInterface, StripsGiveTheWholePicture) {
 }
 
 TEST(CppInterface, ContextsGuardThreads) {
+    const auto handler = [] {
+        return reinterpret_cast<const tVIQ_ErrRecord *>(VIQ_ErrProcess(1, "", 0, ""))->handler;
+    };
+    const VIQ_ErrHandler installed = handler();
     const std::uint32_t before = VIQ_context_current();
     std::uint32_t inside = before;
     {
         const viq::context own;
         inside = VIQ_context_current();
         EXPECT_NE(inside, before);
+        EXPECT_EQ(handler(), installed);
     }
     EXPECT_EQ(VIQ_context_current(), before);
-    const viq::image picture = ramp(64, 64);
+    EXPECT_EQ(handler(), installed);
     std::thread threads[4];
     for (std::thread &thread : threads)
         thread = std::thread([] {
