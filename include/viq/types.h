@@ -78,9 +78,9 @@
  * - The code of VIQ_image_check with "Corrupt image": an image fails the check, which reports the
  *   same code first under its own name and with its own message. For a handle without an image the
  *   code is VIQ_ERR_CORRUPT and the check reports nothing.
- * - VIQ_ERR_STATE "Image in use by the call that reports", "Images in use by the call that reports",
- *   "Output image in use by the call that reports": a call that an error handler may not make. It
- *   returns the code; errors of calls that a handler makes are not reported.
+ * - VIQ_ERR_STATE "Image in use by the call that reports", "Images in use by the call that
+ * reports", "Output image in use by the call that reports": a call that an error handler may not
+ * make. It returns the code; errors of calls that a handler makes are not reported.
  *
  * VIQ_error_text returns the meaning of a class.
  * @{
