@@ -134,7 +134,7 @@ template <class Encoder> bool packs_after_failed_allocation() {
     const auto encoder = std::make_unique<Encoder>();
     encoder->out_of_memory = true;
     encoder->begin();
-    bytes packet;
+    vector<u8> packet;
     return encoder->finish(1, packet);
 }
 
