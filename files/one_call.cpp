@@ -80,7 +80,7 @@ u32 VIQ_save(u32 hImage, const char *pszFileName, u16 wQuality) try {
     if (format == 0)
         return report(save_name, VIQ_ERR_UNSUPPORTED, "File name has no known extension");
 
-    owned_image picture;
+    owned_image picture(0);
     encoded_file encoded;
     code = make_writable(save_name, hImage, format, picture);
     if (!is_error(code) && is_coded(format))
@@ -95,7 +95,7 @@ u32 VIQ_save(u32 hImage, const char *pszFileName, u16 wQuality) try {
     fs::path written = target;
     if (!in_place)
         written += ".part" + std::to_string(hImage);
-    std::FILE *file = std::fopen(written.string().c_str(), "wb");
+    std::FILE *file = open_file(written.string().c_str(), "wb");
     if (file == nullptr)
         return report(save_name, VIQ_ERR_OPEN, "Failed to create file");
     code = is_coded(format) ? write_bytes(save_name, encoded, file)

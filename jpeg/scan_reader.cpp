@@ -334,10 +334,10 @@ u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 cou
 
 namespace {
 
-// More bits have been consumed than the data has.
-bool is_past_end(const scan_reader &reader) {
+// The bits that have been consumed, and `more` after them, are more than the data has.
+bool is_past_end(const scan_reader &reader, u32 more) {
     const u64 data_bits = u64{reader.plain_size - plain_padding} * 8;
-    return reader.is_complete && u64{reader.plain_next} * 8 > data_bits + reader.held;
+    return reader.is_complete && u64{reader.plain_next} * 8 + more > data_bits + reader.held;
 }
 
 block_end read_mcu(plain_reader &bits, scan_reader &reader,
@@ -372,7 +372,8 @@ u32 read_any_mcus(scan_reader &reader, std::span<const scan_component> component
     for (u32 mcu = first; mcu < first + count && end == block_end::good; ++mcu)
         end = read_mcu(bits, reader, components, mcu, failed);
     bits.store(reader);
-    if (is_past_end(reader))
+    // What is not a code may be the padding.
+    if (is_past_end(reader, end == block_end::good ? 0 : ac_bits))
         return report(worker_name, VIQ_ERR_CORRUPT, "JPEG data ends early");
     return report_block(end, failed);
 }

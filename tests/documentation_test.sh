@@ -19,10 +19,12 @@ viq convert --crop 100,60,320,240 "$source/samples/coffee.bmp" photo.bmp
 viq convert --crop 60,20,320,240 "$source/samples/chelsea.bmp" background.bmp
 viq convert --crop 60,20,320,240 "$source/samples/astronaut.bmp" before.bmp
 viq convert --crop 62,20,320,240 "$source/samples/astronaut.bmp" after.bmp
-for name in a b; do
+for name in a b photo phone; do
     viq convert photo.bmp $name.jpg
 done
 viq convert photo.bmp colour.bmp
+head -c 3200000 < <(yes viq) > frame.raw # 1920 x 1080 pixels of 12 bits and more
+head -c 4147200 < <(yes viq) > film.raw
 viq convert photo.bmp big.tif
 viq convert photo.bmp scan.tif
 if command -v tiffcp >/dev/null; then

@@ -284,7 +284,7 @@ rm -rf "$long" "$long.tif" piped.tif out.bmp
 # Limits: the message names the one that is exceeded.
 expect 0 "600 x 400" "$tool" info --max-pixels 240000 --max-memory 100M coffee.bmp
 expect 2 "VIQ_LIMIT_PIXELS" "$tool" info --max-pixels 239K coffee.bmp
-expect 2 "VIQ_LIMIT_MEMORY" convert --max-memory 300K coffee.bmp out.bmp
+expect 2 "VIQ_LIMIT_MEMORY" convert --rotate 90 --max-memory 300K coffee.bmp out.bmp
 expect 2 "VIQ_LIMIT_PIXELS" "$tool" compare --max-pixels 1 coffee.bmp coffee.bmp
 
 # Many pictures: into a folder, by a pattern; a bad file does not stop the others.

@@ -235,10 +235,13 @@ VIQ_API uint32_t VIQ_JPEG_compress(uint32_t hInImage, uint32_t hJpegImage);
  * write or copy each part before the next call. The first strip sets the JPEG image up; changes of
  * its quality factor take effect with the next picture.
  *
- *     VIQ_image_set_outfilename(picture, "picture.jpg");
- *     for (each strip) {
- *         VIQ_JPEG_compress_strip(picture, jpeg, VIQ_STRIP_NEXT);
+ *     VIQ_image_set_infilename(strip, "photo.bmp");
+ *     VIQ_image_set_outfilename(strip, "copy.jpg");
+ *     while (done < VIQ_get_height(strip)) {
+ *         VIQ_image_read(strip, 0, VIQ_STRIP_NEXT);
+ *         VIQ_JPEG_compress_strip(strip, jpeg, VIQ_STRIP_NEXT);
  *         VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT);
+ *         done += VIQ_get_lines_this_strip(strip);
  *     }
  *
  * @param hInImage    the strip; its lines per strip are a multiple of 8 except in the last strip. 0
