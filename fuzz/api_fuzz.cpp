@@ -237,7 +237,8 @@ void write_file(caller &who) {
     std::vector<u8> data(who.input.word() % 8192);
     data.resize(who.input.copy(data.data(), data.size()));
     if (std::FILE *file = std::fopen(name.c_str(), "wb")) {
-        std::fwrite(data.data(), 1, data.size(), file);
+        if (!data.empty())
+            std::fwrite(data.data(), 1, data.size(), file);
         std::fclose(file);
     }
 }
