@@ -9,23 +9,27 @@ namespace viq {
 
 namespace {
 
-// Of all contexts.
-struct allocation_sums {
+// Of all contexts; what every allocation reads and changes, in one cache line.
+struct alignas(64) gate_state {
     std::atomic<u64> bytes = 0;
     std::atomic<u64> allocations = 0;
+    std::atomic<bool> watched = false; // there is a fault or a limit
 };
 
-constinit allocation_sums held;
-constinit std::atomic<bool> watched = false; // there is a fault or a limit
+constinit gate_state gate;
 constinit std::atomic<allocation_fault> allocation_faults = nullptr;
 constinit thread_local const char *last_refusal = nullptr;
 
 // While there is one thread, a locked instruction would only cost time.
-void add(std::atomic<u64> &sum, u64 number) {
-    if (has_contexts())
-        sum.fetch_add(number, std::memory_order_relaxed);
-    else
-        sum.store(sum.load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
+void add(u64 bytes, u64 allocations) {
+    constexpr auto relaxed = std::memory_order_relaxed;
+    if (has_contexts()) [[unlikely]] {
+        gate.bytes.fetch_add(bytes, relaxed);
+        gate.allocations.fetch_add(allocations, relaxed);
+    } else {
+        gate.bytes.store(gate.bytes.load(relaxed) + bytes, relaxed);
+        gate.allocations.store(gate.allocations.load(relaxed) + allocations, relaxed);
+    }
 }
 
 bool refuse(std::size_t size) {
@@ -33,19 +37,17 @@ bool refuse(std::size_t size) {
     const allocation_fault fault = allocation_faults.load(std::memory_order_relaxed);
     if (fault != nullptr && fault())
         return true;
-    last_refusal = memory_refusal(size, held.bytes.load(std::memory_order_relaxed));
+    last_refusal = memory_refusal(size, gate.bytes.load(std::memory_order_relaxed));
     return last_refusal != nullptr;
 }
 
 bool is_refused(std::size_t size) {
-    return watched.load(std::memory_order_relaxed) && refuse(size);
+    return gate.watched.load(std::memory_order_relaxed) && refuse(size);
 }
 
 void *counted(void *memory, std::size_t size) {
-    if (memory != nullptr) {
-        add(held.bytes, size);
-        add(held.allocations, 1);
-    }
+    if (memory != nullptr)
+        add(size, 1);
     return memory;
 }
 
@@ -63,8 +65,7 @@ void release(void *memory, std::size_t size) noexcept {
     if (memory == nullptr)
         return;
     std::free(memory);
-    add(held.bytes, u64{0} - size);
-    add(held.allocations, ~u64{0});
+    add(u64{0} - size, ~u64{0});
 }
 
 void *allocate_for_caller(std::size_t size) noexcept {
@@ -93,7 +94,7 @@ void release_with_alignment(void *memory, std::size_t size, std::size_t alignmen
 }
 
 memory_in_use current_memory() {
-    return {held.bytes, held.allocations};
+    return {gate.bytes, gate.allocations};
 }
 
 void set_allocation_fault(allocation_fault fault) {
@@ -102,7 +103,7 @@ void set_allocation_fault(allocation_fault fault) {
 }
 
 void watch_memory_limits() {
-    watched = true;
+    gate.watched = true;
 }
 
 const char *take_refusal() {

@@ -485,11 +485,13 @@ void destroy_object(tVIQ_Image *image) {
     destroy_wavelet(own);
     destroy_cmap_info(*image);
     free_buffer(own);
-    tVIQ_Colour *maps[] = {image->colourmap, own.colourmap};
+    tVIQ_Colour *map = image->colourmap;
+    tVIQ_Colour *own_map = own.colourmap;
     const bool made_here = own.made_here;
     remove_value(image_companions, image);
-    for (tVIQ_Colour *map : maps)
-        release_colourmap(map);
+    release_colourmap(map);
+    if (own_map != map) // once it is freed, another thread may get its address for a map
+        release_colourmap(own_map);
     if (made_here)
         release(image, sizeof *image);
 }
