@@ -322,7 +322,8 @@ def _mosaic(picture: Picture) -> Image:
 def demosaic(picture: Picture, pattern: str = 'rg', scheme: int = 3,
              format: Union[str, int] = 'rgb24') -> Image:
     """Colour from a mosaic, "rggb32" or an array of bytes. pattern: the first two samples, "rg",
-    "gr", "gb" or "bg". scheme: 1 nearest, 2 bilinear, 3 adaptive. See VIQ_BAY_RGGB32_to_BGRX32."""
+    "gr", "gb" or "bg". scheme: 1 nearest, 2 bilinear, 3 adaptive. apply_gains makes such a mosaic of
+    one with 16 bits. See VIQ_BAY_RGGB32_to_BGRX32."""
     image = operations.demosaic_to_bgrx32(_mosaic(picture), scheme, _PATTERNS[pattern])
     return image if image.format == format else image.to(format)
 
