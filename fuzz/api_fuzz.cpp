@@ -112,6 +112,11 @@ void read_strip(u32 handle) {
     asm volatile("" : : "r"(sum)); // the reads are not optimised away
 }
 
+// The output has its buffer of before, for which the new parameters need not hold.
+bool copies_parameters_alone(const call_record &call) {
+    return std::string_view(call.function).starts_with("VIQ_image_copy_parameters");
+}
+
 template <class Result> void take_result(caller &who, const call_record &call, Result result) {
     if constexpr (std::is_same_v<Result, tVIQ_Colour *>) {
         if (result != nullptr)
@@ -132,7 +137,7 @@ template <class Result> void take_result(caller &who, const call_record &call, R
             slot = result;
         } else if (call.in("VIQ_context_create"))
             who.contexts.push_back(result);
-        else if (!call.finish && call.output != 0)
+        else if (!call.finish && call.output != 0 && !copies_parameters_alone(call))
             read_strip(call.output);
     }
 }
@@ -237,7 +242,8 @@ void write_file(caller &who) {
     std::vector<u8> data(who.input.word() % 8192);
     data.resize(who.input.copy(data.data(), data.size()));
     if (std::FILE *file = std::fopen(name.c_str(), "wb")) {
-        std::fwrite(data.data(), 1, data.size(), file);
+        if (!data.empty())
+            std::fwrite(data.data(), 1, data.size(), file);
         std::fclose(file);
     }
 }

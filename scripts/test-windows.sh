@@ -37,7 +37,7 @@ write_emulator() {
     mkdir -p "$binaries"
     cat >"$emulator" <<END
 #!/bin/sh
-exec chroot "$root" env -u TMPDIR -u DISPLAY HOME=/root LC_ALL=C.UTF-8 WINEDEBUG=-all \\
+exec chroot "$root" env -u TMPDIR -u DISPLAY HOME=/root LC_ALL=C.UTF-8 WINEDEBUG=-all WINEPATH="$binaries" \\
     sh -c 'cd "\$0" && exec /usr/bin/wine "\$@"' "\$PWD" "\$@"
 END
     chmod +x "$emulator"
