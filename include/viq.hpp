@@ -7,6 +7,10 @@
 #ifndef VIQ_HPP
 #define VIQ_HPP
 
+#if __cplusplus < 202002L
+#error "viq.hpp needs C++20 (-std=c++20)"
+#endif
+
 #include <cstddef>
 #include <cstdint>
 #include <iterator>

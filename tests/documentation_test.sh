@@ -33,5 +33,11 @@ if command -v tiffcp >/dev/null; then
 fi
 
 cd "$source"
+# The Python package of the build. A library with sanitizers cannot be loaded by Python.
+package=$(dirname "$tool")/../python
+if [ -d "$package/viq" ] && [[ $VIQ_LINK != *-fsanitize* ]] &&
+    VIQ_PYTHON=$(. python/tests/python.sh numpy >/dev/null && echo "$python"); then
+    export VIQ_PYTHON PYTHONPATH=$package
+fi
 python3 tests/documentation/run_blocks.py "$work" "$source" README.md docs/*.md docs/manual/*.md \
     include/viq.h include/viq/*.h

@@ -243,6 +243,8 @@ def test_camera():
     theirs = cv2.cvtColor(np.ascontiguousarray(mosaic.array), cv2.COLOR_BayerRG2BGR)
     ours = viq.demosaic(mosaic, 'rg', 2)
     assert ours.format == 'rgb24' and viq.demosaic(mosaic.array.copy()).format == 'rgb24'
+    grey = viq.from_array(mosaic.array.copy())
+    assert grey.format == 'y8' and np.array_equal(viq.demosaic(grey, 'rg', 2).array, ours.array)
     inner = np.s_[2:-2, 2:-2]
     assert max(psnr(ours.array[inner], theirs[inner]), psnr(ours.array[inner], theirs[inner][..., ::-1])) > 45
     gains = viq.grey_world_gains(mosaic.array.copy())

@@ -315,14 +315,16 @@ _PATTERNS = {'rg': 1, 'gr': 2, 'gb': 3, 'bg': 4}
 
 def _mosaic(picture: Picture) -> Image:
     if isinstance(picture, Image):
-        return picture
+        # The samples of a sensor in a grey picture file.
+        return from_array(picture.array, 'rggb32') if picture.format == 'y8' else picture
     return from_array(picture, 'rggb32' if np.asarray(picture).dtype == np.uint8 else 'y16')
 
 
 def demosaic(picture: Picture, pattern: str = 'rg', scheme: int = 3,
              format: Union[str, int] = 'rgb24') -> Image:
-    """Colour from a mosaic, "rggb32" or an array of bytes. pattern: the first two samples, "rg",
-    "gr", "gb" or "bg". scheme: 1 nearest, 2 bilinear, 3 adaptive. See VIQ_BAY_RGGB32_to_BGRX32."""
+    """Colour from a mosaic of 8 bits: "rggb32", "y8" or an array of bytes. pattern: the first two
+    samples, "rg", "gr", "gb" or "bg". scheme: 1 nearest, 2 bilinear, 3 adaptive. apply_gains makes 8
+    bits of a mosaic of 16. See VIQ_BAY_RGGB32_to_BGRX32."""
     image = operations.demosaic_to_bgrx32(_mosaic(picture), scheme, _PATTERNS[pattern])
     return image if image.format == format else image.to(format)
 
