@@ -173,7 +173,8 @@ strip_sink convert_with_palettes(const std::vector<step> &steps, const std::vect
         std::vector<image> outputs;
         bool is_first = true;
     };
-    const auto state = std::make_shared<conversion>(steps, std::vector<image>(steps.size()));
+    const auto state =
+        std::make_shared<conversion>(conversion{steps, std::vector<image>(steps.size())});
     const auto take = [state, &palettes, name, take_result = std::move(next.take)](uint32_t strip,
                                                                                    bool is_last) {
         uint32_t in = strip;
