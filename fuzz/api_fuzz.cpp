@@ -248,7 +248,10 @@ void write_file(caller &who) {
     }
 }
 
+// A new context has the limits of the thread's context, in which an input may have set some.
 void begin(caller &who) {
+    for (u32 limit = VIQ_LIMIT_PIXELS; limit <= VIQ_LIMIT_RATIO; ++limit)
+        VIQ_set_limit(limit, 0);
     enter_context(who);
     prepare(who);
     who.handlers[2] = calling_handler;

@@ -35,6 +35,7 @@ constexpr std::string_view whole_pictures[] = {"VIQ_BAY_RGGB32_map_to_RGB24",
                                                "VIQ_IP_filter_3x3",
                                                "VIQ_IP_generate_averages",
                                                "VIQ_JPEG_compress",
+                                               "VIQ_JPEG_compress_strip",
                                                "VIQ_SPL_field_to_frame",
                                                "VIQ_SPL_interlace_frame",
                                                "VIQ_image_write"};

@@ -14,8 +14,7 @@ set(shared
     "hues"               # made once
     "selected"           # the instruction set, selected once
     "counts"             # of VIQ_DebugMalloc: atomic sums
-    "held"               # by the library: atomic sums
-    "watched"            # atomic: allocations look at limits
+    "gate"               # atomic: what the library has allocated, and whether a limit is set
     "limits_set"         # atomic
     "last_refusal"       # of each thread
     "allocation_faults"  # set by tests
