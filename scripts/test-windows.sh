@@ -63,7 +63,7 @@ run_tests() {
     "${in_root[@]}" /usr/lib/wine/wineserver32 -p </dev/null >/dev/null 2>&1
     "${in_root[@]}" wineboot -i </dev/null >/dev/null 2>&1
     # Scripts and programs of both systems see the same temporary files.
-    TMPDIR=$binaries/tmp ctest --preset windows
+    TMPDIR=$binaries/tmp ctest --preset windows --timeout 300
 }
 
 if [ "${1:-}" = inside ]; then

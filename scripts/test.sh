@@ -127,11 +127,8 @@ else
     build_and_test asan
     build_and_test tsan
     check "clang build" build clang -D VIQ_TESTS=OFF
-    if check "windows build" build windows; then
-        run_tests windows bash scripts/test-windows.sh
-    else
-        skipped+=("windows tests: the build failed")
-    fi
+    check "windows build" build windows
+    skipped+=("windows tests: scripts/test-windows.sh runs them under wine")
     packages
 fi
 
