@@ -248,10 +248,14 @@ void write_file(caller &who) {
     }
 }
 
-// A new context has the limits of the thread's context, in which an input may have set some.
-void begin(caller &who) {
+// Of the thread's context, from which a new one takes them.
+void remove_limits() {
     for (u32 limit = VIQ_LIMIT_PIXELS; limit <= VIQ_LIMIT_RATIO; ++limit)
         VIQ_set_limit(limit, 0);
+}
+
+void begin(caller &who) {
+    remove_limits();
     enter_context(who);
     prepare(who);
     who.handlers[2] = calling_handler;
@@ -265,6 +269,7 @@ void begin(caller &who) {
 
 void end(caller &who) {
     VIQ_ErrHandlerInstall(nullptr);
+    remove_limits();
     for (tVIQ_Colour *map : who.colourmaps) { // an image that has a map of the library frees it
         const scoped_image image;
         demand(VIQ_image_set_ptr(image.handle, VIQ_PTR_CMAP, map) == 0);
