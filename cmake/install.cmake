@@ -49,6 +49,7 @@ include(manual_pages)
 
 # The Python package of a system finds the shared library where the linker does.
 if(EXISTS ${PROJECT_SOURCE_DIR}/python/viq/__init__.py)
-    install(DIRECTORY python/viq DESTINATION lib/python3/dist-packages COMPONENT python
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/python/viq
+            DESTINATION lib/python3/dist-packages COMPONENT python OPTIONAL
             FILES_MATCHING PATTERN "*.py" PATTERN "*.pyi" PATTERN "py.typed")
 endif()
