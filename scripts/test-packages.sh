@@ -28,9 +28,10 @@ fail() {
 if [ "${1:-}" = --inside ]; then
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
-    export DEBIAN_FRONTEND=noninteractive HOME=/root LANG=C.UTF-8
-    export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
-    exec chroot "$root" bash -euo pipefail -c "$2"
+    exec chroot "$root" env -i HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+        PYTHONDONTWRITEBYTECODE=1 \
+        PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+        bash -euo pipefail -c "$2"
 fi
 
 in_root() { # COMMANDS

@@ -1,5 +1,5 @@
 # Run by cpack before it packs: adds the documents that every Debian package has, the rights and the
-# change log, to the files of each component.
+# change log, to the files of each component, and compresses the man pages.
 
 if(NOT CPACK_GENERATOR STREQUAL DEB)
     return()
@@ -42,5 +42,6 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
          "viq (${CPACK_PACKAGE_VERSION}) stable; urgency=medium\n\n"
          "  * Version ${CPACK_PACKAGE_VERSION}.\n\n"
          " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
-    execute_process(COMMAND gzip -9nf ${folder}/changelog COMMAND_ERROR_IS_FATAL ANY)
+    file(GLOB pages ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr/share/man/man*/*.[1-9])
+    execute_process(COMMAND gzip -9nf ${folder}/changelog ${pages} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
