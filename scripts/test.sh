@@ -42,33 +42,27 @@ build() { # PRESET [OPTION...]
     cmake --build --preset "$1"
 }
 
-run_tests() { # PRESET [COMMAND...]: without a command, that of the preset
-    local preset=$1 log=build/$1-tests.log start=$SECONDS failures=${#failed[@]} status name result part
-    shift
-    [ $# -gt 0 ] || set -- ctest --preset "$preset"
-    echo "== $preset tests"
-    "$@" | tee "$log"
+run_tests() { # PRESET
+    local log=build/$1-tests.log start=$SECONDS failures=${#failed[@]} status name result part
+    echo "== $1 tests"
+    ctest --preset "$1" | tee "$log"
     status=$?
-    echo "== $preset tests took $((SECONDS - start)) s"
-    if [ "$status" -eq 77 ]; then
-        skipped+=("$preset tests: $(sed -n 's/^skipped: //p' "$log")")
-        return
-    fi
+    echo "== $1 tests took $((SECONDS - start)) s"
 
     # " 5/80 Test #17: Palette ...........   Passed    0.12 sec", or "***Failed", "***Skipped"
     while read -r name result; do
         case "$result" in
         Passed) passed=$((passed + 1)) ;;
-        Skipped) skipped+=("$preset $name: $(reasons "$preset" "$name")") ;;
-        *) failed+=("$preset $name ($result)") ;;
+        Skipped) skipped+=("$1 $name: $(reasons "$1" "$name")") ;;
+        *) failed+=("$1 $name ($result)") ;;
         esac
         if [ "$result" = Passed ]; then
             while read -r part; do
-                [ -z "$part" ] || in_part+=("$preset $name: $part")
-            done < <(reasons "$preset" "$name")
+                [ -z "$part" ] || in_part+=("$1 $name: $part")
+            done < <(reasons "$1" "$name")
         fi
     done < <(sed -nE 's|^ *[0-9]+/[0-9]+ Test +#[0-9]+: ([^ ]+) [ .*]*([A-Z][A-Za-z ]*[A-Za-z]).*|\1 \2|p' "$log")
-    [ "$status" -eq 0 ] || [ ${#failed[@]} -gt "$failures" ] || failed+=("$preset tests: ctest, status $status")
+    [ "$status" -eq 0 ] || [ ${#failed[@]} -gt "$failures" ] || failed+=("$1 tests: ctest, status $status")
 }
 
 # What a test has printed about the cases that it skipped: "skipped: REASON" in a script,
