@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "core/context.h"
 #include "core/limits.h"
+#include "core/shared_lock.h"
 
 namespace viq {
 
@@ -23,7 +23,7 @@ constinit thread_local const char *last_refusal = nullptr;
 // While there is one thread, a locked instruction would only cost time.
 void add(u64 bytes, u64 allocations) {
     constexpr auto relaxed = std::memory_order_relaxed;
-    if (has_contexts()) [[unlikely]] {
+    if (has_threads()) [[unlikely]] {
         gate.bytes.fetch_add(bytes, relaxed);
         gate.allocations.fetch_add(allocations, relaxed);
     } else {

@@ -28,7 +28,7 @@ struct constant_mutex {
 };
 
 // False while the calling thread is the only one that can be in the library. Where the system does
-// not tell how many threads there are, that is as long as context 0 is the only one.
+// not report how many threads there are, that is as long as context 0 is the only one.
 inline bool has_threads() {
 #if defined(VIQ_KNOWS_SINGLE_THREAD)
     return __libc_single_threaded == 0;

@@ -75,7 +75,7 @@ struct ac_fast_entry {
     signed char second = 0;
     u8 first_at = 0;
     u8 second_at = 0;
-    u8 advance = 0; // positions to go on
+    u8 advance = 0; // to the position after the codes
     u8 reach = 0;   // positions that the block must still have for this entry to be valid
     u8 length = 0;
 };

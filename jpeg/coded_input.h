@@ -24,7 +24,7 @@ coded_input coded_input_of(const Tjpeg &record);
 // The record has data, or a file from which it can be read.
 bool has_coded_input(const tVIQ_Image &image);
 
-// The record still has the data that the input was made of.
+// The record still has the data of the input.
 bool is_input_of(const coded_input &input, const Tjpeg &record);
 
 // Starts an interval at `next`: up to the next restart or end marker, or the end of the data.
