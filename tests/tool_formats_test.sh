@@ -108,7 +108,7 @@ fi
 
 # ---- TIFF
 
-# Samples of 12 bits are written with 16, which all programs read alike; what the library reduces or
+# Samples of 12 bits are written with 16, which all programs read in the same way; what the library reduces or
 # drops is named.
 convert deep.pgm -depth 12 -compress none twelve.tif
 expect 0 "$tool" convert twelve.tif out.tif
