@@ -22,7 +22,8 @@ constexpr camera_kernels make_kernels() {
 constexpr camera_kernels plain_camera = make_kernels();
 
 const camera_kernels &camera_rows() {
-    constexpr kernel_sets<camera_kernels> sets = {&plain_camera, VIQ_AVX2_TABLE(avx2_camera)};
+    constexpr kernel_sets<camera_kernels> sets = {&plain_camera, VIQ_AVX2_TABLE(avx2_camera),
+                                                  VIQ_NEON_TABLE(neon_camera)};
     return current_kernels(sets);
 }
 

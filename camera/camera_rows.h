@@ -59,6 +59,7 @@ struct camera_kernels {
 
 extern const camera_kernels plain_camera;
 extern const camera_kernels avx2_camera;
+extern const camera_kernels neon_camera;
 
 // The kernels of the current instruction set.
 const camera_kernels &camera_rows();

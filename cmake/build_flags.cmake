@@ -60,14 +60,23 @@ if(VIQ_COMPILER_HAS_AVX2 AND NOT (WIN32 AND VIQ_X86_64))
     target_compile_definitions(viq_internal INTERFACE VIQ_HAVE_AVX2=1)
 endif()
 
-# Sources named *_avx2.cpp are compiled for AVX2, or removed from the list if AVX2 is not built.
+# Every 64-bit ARM processor has NEON.
+if(processor MATCHES "^(aarch64|arm64)$" AND CMAKE_CXX_BYTE_ORDER STREQUAL LITTLE_ENDIAN)
+    set(VIQ_BUILDS_NEON ON)
+    target_compile_definitions(viq_internal INTERFACE VIQ_HAVE_NEON=1)
+endif()
+
+# Sources named *_avx2.cpp are compiled for AVX2, or removed from the list if AVX2 is not built;
+# those named *_neon.cpp are for 64-bit ARM.
 function(viq_select_kernels list_name)
     set(sources ${${list_name}})
-    if(VIQ_BUILDS_AVX2)
-        list(FILTER sources INCLUDE REGEX "_avx2\\.cpp$")
-        set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2")
-    else()
-        list(FILTER sources EXCLUDE REGEX "_avx2\\.cpp$")
-        set(${list_name} ${sources} PARENT_SCOPE)
+    if(NOT VIQ_BUILDS_NEON)
+        list(FILTER sources EXCLUDE REGEX "_neon\\.cpp$")
     endif()
+    if(NOT VIQ_BUILDS_AVX2)
+        list(FILTER sources EXCLUDE REGEX "_avx2\\.cpp$")
+    endif()
+    set(${list_name} ${sources} PARENT_SCOPE)
+    list(FILTER sources INCLUDE REGEX "_avx2\\.cpp$")
+    set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2")
 endfunction()

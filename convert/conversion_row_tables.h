@@ -11,11 +11,12 @@ namespace viq {
 // A pair of formats that is null in the plain table has no kernel in any set.
 struct row_table {
     row_kernel rows[format_count][format_count]; // [input][output]; null: the plain kernel is used
-    bin_kernel rgb24_bins, y8_bins, y16_bins;
+    bin_kernel rgb24_bins, y8_bins, y16_bins;    // null: as above
 };
 
 extern const row_table plain_rows;
 extern const row_table avx2_rows;
+extern const row_table neon_rows;
 
 // RGB in one byte per component, or in the bit fields of a word.
 VIQ_FORMULA constexpr bool is_packed_rgb(u16 format) {

@@ -19,17 +19,20 @@ row_kernel find_row(u16 input_format, u16 output_format) {
 }
 
 bin_kernel find_bins(u16 format) {
-    const row_table &table = current_rows();
-    switch (format) {
-    case VIQ_RGB24:
-        return table.rgb24_bins;
-    case VIQ_Y8:
-        return table.y8_bins;
-    case VIQ_Y16:
-        return table.y16_bins;
-    default:
-        return nullptr;
-    }
+    const auto kernel_of = [format](const row_table &table) -> bin_kernel {
+        switch (format) {
+        case VIQ_RGB24:
+            return table.rgb24_bins;
+        case VIQ_Y8:
+            return table.y8_bins;
+        case VIQ_Y16:
+            return table.y16_bins;
+        default:
+            return nullptr;
+        }
+    };
+    const bin_kernel kernel = kernel_of(current_rows());
+    return kernel != nullptr ? kernel : kernel_of(plain_rows);
 }
 
 void dither_row(const u8 *rgb24, u8 *indices, u32 pixels) {
@@ -45,7 +48,8 @@ void dither_row(const u8 *rgb24, u8 *indices, u32 pixels) {
 namespace {
 
 const row_table &current_rows() {
-    constexpr kernel_sets<row_table> sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows)};
+    constexpr kernel_sets<row_table> sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows),
+                                             VIQ_NEON_TABLE(neon_rows)};
     return current_kernels(sets);
 }
 

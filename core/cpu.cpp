@@ -15,7 +15,18 @@ bool machine_has_avx2() {
 #endif
 }
 
+// Every 64-bit ARM processor has NEON.
+constexpr bool machine_has_neon() {
+#if defined(VIQ_HAVE_NEON)
+    return true;
+#else
+    return false;
+#endif
+}
+
 instruction_set best_set() {
+    if (machine_has_neon())
+        return instruction_set::neon;
     return machine_has_avx2() ? instruction_set::avx2 : instruction_set::plain;
 }
 
@@ -33,7 +44,14 @@ instruction_set current_set() {
 }
 
 bool set_available(instruction_set set) {
-    return set == instruction_set::plain || machine_has_avx2();
+    switch (set) {
+    case instruction_set::avx2:
+        return machine_has_avx2();
+    case instruction_set::neon:
+        return machine_has_neon();
+    default:
+        return set == instruction_set::plain;
+    }
 }
 
 void force_set(instruction_set set) {

@@ -9,8 +9,8 @@
 
 namespace viq {
 
-enum class instruction_set : unsigned { plain, avx2 };
-constexpr unsigned instruction_sets = 2;
+enum class instruction_set : unsigned { plain, avx2, neon };
+constexpr unsigned instruction_sets = 3;
 
 // The best set of this machine, or the forced one.
 instruction_set current_set();
@@ -27,18 +27,26 @@ void force_set(instruction_set set);
 #else
 #define VIQ_AVX2_TABLE(table) nullptr
 #endif
+#if defined(VIQ_HAVE_NEON)
+#define VIQ_NEON_TABLE(table) (&(table))
+#else
+#define VIQ_NEON_TABLE(table) nullptr
+#endif
 
 // The tables of one kernel family. The plain one is required; a null table means that the family
 // has no kernels for this set.
 template <class Table> struct kernel_sets {
     const Table *plain;
     const Table *avx2 = nullptr;
+    const Table *neon = nullptr;
 };
 
 // The family's table for the current instruction set, or the next simpler one that it has.
 template <class Table> inline const Table &current_kernels(const kernel_sets<Table> &sets) {
     if (sets.avx2 != nullptr && current_set() == instruction_set::avx2)
         return *sets.avx2;
+    if (sets.neon != nullptr && current_set() == instruction_set::neon)
+        return *sets.neon;
     return *sets.plain;
 }
 

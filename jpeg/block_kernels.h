@@ -48,6 +48,7 @@ struct block_kernels {
 
 extern const block_kernels plain_blocks;
 extern const block_kernels avx2_blocks;
+extern const block_kernels neon_blocks;
 
 // The kernels of the current instruction set.
 const block_kernels &current_blocks();

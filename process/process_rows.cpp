@@ -7,7 +7,8 @@ namespace viq {
 constexpr process_kernels plain_process = loop_kernels();
 
 const process_kernels &process_rows() {
-    constexpr kernel_sets<process_kernels> sets = {&plain_process, VIQ_AVX2_TABLE(avx2_process)};
+    constexpr kernel_sets<process_kernels> sets = {&plain_process, VIQ_AVX2_TABLE(avx2_process),
+                                                   VIQ_NEON_TABLE(neon_process)};
     return current_kernels(sets);
 }
 

@@ -262,8 +262,9 @@ protected:
 
 #define WITH_EVERY_SET(suite)                                                                      \
     INSTANTIATE_TEST_SUITE_P(                                                                      \
-        Sets, suite, testing::Values(instruction_set::plain, instruction_set::avx2),               \
-        [](const auto &set) { return set.param == instruction_set::plain ? "plain" : "avx2"; })
+        Sets, suite,                                                                               \
+        testing::Values(instruction_set::plain, instruction_set::avx2, instruction_set::neon),     \
+        [](const auto &set) { return "set" + std::to_string(static_cast<unsigned>(set.param)); })
 
 struct test_environment : testing::Environment {
     void SetUp() override {
