@@ -1,5 +1,5 @@
-// The error classes: one table, from which the default handler, VIQ_error_text, VIQ_error_name and the
-// manual's page of errors take their texts.
+// The error classes: one table, from which the default handler, VIQ_error_text, VIQ_error_name and
+// the manual's page of errors take their texts.
 #pragma once
 
 #include "core/types.h"

@@ -10,7 +10,6 @@ import threading
 import weakref
 from pathlib import Path
 
-import cv2
 import numpy as np
 import pytest
 from PIL import Image as Pillow
@@ -18,6 +17,12 @@ from PIL import Image as Pillow
 import viq
 from viq import functions as c
 from viq import _image, _pictures, _strips, operations
+
+try:
+    import cv2
+except ImportError:
+    cv2 = None
+compares_with_opencv = pytest.mark.skipif(cv2 is None, reason='the module cv2 is missing')
 
 PACKAGE = Path(viq.__file__).parent
 
@@ -112,6 +117,7 @@ def test_with_statement_and_palette():
 
 # ---- Peers
 
+@compares_with_opencv
 def test_conversions_equal_numpy_and_opencv():
     rgb = noise()
     grey = (rgb.astype(int) @ [77, 150, 29]) >> 8
@@ -125,6 +131,7 @@ def test_conversions_equal_numpy_and_opencv():
     assert np.array_equal(viq.from_array(wide).to('y8').array, wide >> 8)
 
 
+@compares_with_opencv
 def test_geometry_equals_numpy():
     rgb = noise()
     assert np.array_equal(viq.crop(rgb, 3, 4, 10, 20).array, rgb[4:24, 3:13])
@@ -142,6 +149,7 @@ def test_geometry_equals_numpy():
     assert np.array_equal(marked[3:13, 2:12], rgb[3:13, 11:1:-1])
 
 
+@compares_with_opencv
 def test_filter_and_threshold_equal_numpy():
     grey = noise(samples=1)
     kernel = [1, 2, 1, 2, 4, 2, 1, 2, 1]
@@ -202,6 +210,7 @@ def test_files_of_and_for_pillow(tmp_path, extension):
     assert np.array_equal(viq.open(theirs, 'rgb24').array, np.asarray(Pillow.open(theirs).convert('RGB')))
 
 
+@compares_with_opencv
 def test_jpeg_of_and_for_peers():
     rgb = ramps()
     ours = viq.encode_jpeg(rgb, 64)
@@ -236,6 +245,7 @@ def test_jpeg_sequences():
 
 # ---- Camera, keying, video, drawing
 
+@compares_with_opencv
 def test_camera():
     rgb = ramps()
     mosaic = viq.mosaic(rgb)
