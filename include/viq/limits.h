@@ -68,7 +68,7 @@ extern "C" {
  * @return 0, or:
  *   VIQ_ERR_PARAMETER "Unknown limit"
  */
-VIQ_API uint32_t VIQ_set_limit(uint32_t dwLimit, uint64_t qwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_set_limit(uint32_t dwLimit, uint64_t qwValue);
 
 /**
  * Reads a limit of the calling thread's context.
@@ -79,7 +79,7 @@ VIQ_API uint32_t VIQ_set_limit(uint32_t dwLimit, uint64_t qwValue);
  *   VIQ_ERR_PARAMETER "Unknown limit";
  *   VIQ_ERR_PARAMETER "Null pointer"
  */
-VIQ_API uint32_t VIQ_get_limit(uint32_t dwLimit, uint64_t *pqwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_get_limit(uint32_t dwLimit, uint64_t *pqwValue);
 
 /** @} */
 
