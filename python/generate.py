@@ -4,9 +4,9 @@ of operations, viq/operations.py and operations.pyi.
 
 generate.py INCLUDE FOLDER
 
-INCLUDE is the folder of the public headers, FOLDER receives the modules. Every function that the
-headers mark with VIQ_API becomes a function of the same name, with the manual as its docstring; every
-constant and every record becomes one too. A declaration that cannot be translated is an error, so
+INCLUDE is the folder of the public headers in the sources, FOLDER receives the modules. Every function
+that the headers mark with VIQ_API becomes a function of the same name, with the manual as its
+docstring; every constant and every record becomes one too. A declaration that cannot be translated is an error, so
 that no function is missing without notice.
 """
 import re
@@ -235,6 +235,14 @@ def write_operations(headers, folder):
     (folder / 'operations.pyi').write_text('\n'.join(stub) + '\n')
 
 
+def write_extensions(table, folder):
+    """The extensions of files, which the library has in a table of its own."""
+    rows = re.findall(r'\{"(\.\w+)", (VIQ_FILE_\w+)\}', table.read_text())
+    code = ['"""Extensions of files with their formats. Generated."""', 'from . import functions as c', '',
+            'FILE_EXTENSIONS = {', *[f'    {text!r}: c.{name},' for text, name in rows], '}']
+    (folder / '_file_extensions.py').write_text('\n'.join(code) + '\n')
+
+
 def main():
     if len(sys.argv) != 3:
         raise SystemExit(__doc__)
@@ -243,6 +251,7 @@ def main():
     folder.mkdir(parents=True, exist_ok=True)
     write_functions(headers, folder)
     write_operations(headers, folder)
+    write_extensions(Path(sys.argv[1]).parent / 'core/file_extensions.h', folder)
 
 
 if __name__ == '__main__':

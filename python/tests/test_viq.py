@@ -326,6 +326,16 @@ def test_strips_equal_the_whole_picture(tmp_path, extension, lines):
         assert np.array_equal(viq.open(out).array, viq.mirror(viq.scale(whole, 32, 20)).to('y8').array)
 
 
+def test_jpeg_is_written_in_strips(tmp_path):
+    name, out = tmp_path / 'in.jpg', tmp_path / 'out.jpg'
+    Pillow.fromarray(ramps()).save(name, optimize=True)  # with code tables of its own
+    viq.strips(name, 16).save(out, 24)
+    assert out.read_bytes() == viq.encode_jpeg(viq.open(name), 24)
+    with pytest.raises(viq.Error):
+        viq.strips(ramps(), 7).save(out)
+    assert sorted(p.name for p in tmp_path.iterdir()) == ['in.jpg', 'out.jpg']
+
+
 def test_abandoned_strips_and_failures(tmp_path):
     name = tmp_path / 'picture.bmp'
     viq.save(ramps(), name)
@@ -403,6 +413,28 @@ def test_eight_threads_work_as_one():
         assert np.array_equal(filtered, alone[seed][3])
 
 
+def test_limits_apply_to_later_threads():
+    seen = []
+
+    def decode():
+        try:
+            seen.append(viq.decode(contents).width)
+        except viq.Error as failure:
+            seen.append(str(failure))
+    contents = viq.encode(ramps(), 'bmp')
+    viq.set_limit('pixels', 100)
+    try:
+        assert viq.get_limit('pixels') == 100 and viq.get_limit('memory') == 0
+        decode()
+        thread = threading.Thread(target=decode)
+        thread.start()
+        thread.join()
+    finally:
+        viq.set_limit('pixels', 0)
+    decode()
+    assert all('VIQ_LIMIT_PIXELS' in text for text in seen[:2]) and seen[2:] == [64]
+
+
 def test_contexts_end_with_their_threads():
     seen = set()
     for _ in range(30):
@@ -427,7 +459,7 @@ def test_every_function_of_the_headers_is_there():
     # Operations on pictures have a function of their own in the upper layer.
     upper = ''.join((PACKAGE / f'{name}.py').read_text()
                     for name in ('operations', '_pictures', '_strips', '_image'))
-    by_family = ('process', 'camera', 'draw')
+    by_family = ('process', 'camera', 'draw', 'limits', 'one_call')
     indirect = {
         'VIQ_IP_histogram_clear', 'VIQ_IP_histogram_copy',  # a new or copied Histogram
         'VIQ_CK_get_YUV_values', 'VIQ_CK_get_component',    # yuv_of

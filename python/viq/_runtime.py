@@ -78,6 +78,8 @@ class _Here(threading.local):
             raise Error(self.context, 'VIQ_context_create')
         library.VIQ_ErrHandlerInstall(_handler)
         library.VIQ_set_file_reading(_READING_CONFORMING)
+        for limit, value in limits.items():
+            library.VIQ_set_limit(limit, ctypes.c_uint64(value))
         self.end = _ThreadEnd(self.context)
         self.started = True
 
@@ -101,6 +103,7 @@ def _record(_module, function, code, message):
     return 0
 
 
+limits = {}  # of threads that start to use the library
 _creating = threading.Lock()
 _ended = []  # contexts whose threads have ended before they could be destroyed
 _handler = _HANDLER(_record)
