@@ -1,5 +1,5 @@
-// Records four simulated cameras, each in a thread with a context of its own, to FOLDER/camera1.jpg
-// to camera4.jpg, JPEG sequences: four_cameras FRAMES FOLDER
+// Records four simulated cameras: four_cameras FRAMES FOLDER. Each has a thread and a context of
+// its own.
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -31,7 +31,7 @@ void film(int camera, int frames, const std::string &folder) {
         viq::call(VIQ_draw_timestamp, picture.handle(), font, 8, 8, 0, 15);
         viq::call(VIQ_image_set_outfilename, picture.handle(), file.c_str());
         viq::call(VIQ_JPEG_compress, picture.handle(), jpeg.handle());
-        // A frame that counts no lines leaves the file open for the next one.
+        // A frame that counts no lines leaves the file open.
         viq::call(VIQ_image_set_parameter, jpeg.handle(), VIQ_LINES_PER_STRIP, 0);
         if (frame > 0)
             viq::call(VIQ_JPEG_file_write, jpeg.handle(), VIQ_JPEG_SEPARATOR);
