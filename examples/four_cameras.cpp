@@ -1,5 +1,4 @@
-// Records four simulated cameras: four_cameras FRAMES FOLDER. Each has a thread and a context of
-// its own.
+// Records four simulated cameras, each in a context of its own: four_cameras FRAMES FOLDER
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
