@@ -330,7 +330,8 @@ def test_jpeg_is_written_in_strips(tmp_path):
     name, out = tmp_path / 'in.jpg', tmp_path / 'out.jpg'
     Pillow.fromarray(ramps()).save(name, optimize=True)  # with code tables of its own
     viq.strips(name, 16).save(out, 24)
-    assert out.read_bytes() == viq.encode_jpeg(viq.open(name), 24)
+    whole = viq.decode_jpeg(viq.encode_jpeg(viq.open(name), 24))
+    assert np.array_equal(viq.open(out).array, whole.array)
     with pytest.raises(viq.Error):
         viq.strips(ramps(), 7).save(out)
     assert sorted(p.name for p in tmp_path.iterdir()) == ['in.jpg', 'out.jpg']
