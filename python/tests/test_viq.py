@@ -414,6 +414,17 @@ def test_eight_threads_work_as_one():
         assert np.array_equal(filtered, alone[seed][3])
 
 
+def test_calls_release_the_interpreter_lock(tmp_path):
+    pipe = tmp_path / 'pipe'
+    os.mkfifo(pipe)
+    seen = []
+    reader = threading.Thread(target=lambda: seen.append(viq.file_format(pipe)))
+    reader.start()
+    pipe.write_bytes(b'BM' + bytes(100))  # while the call in the other thread waits for it
+    reader.join()
+    assert seen == ['bmp']
+
+
 def test_limits_apply_to_later_threads():
     seen = []
 
