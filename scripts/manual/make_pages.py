@@ -374,10 +374,20 @@ def further_chapters(pages):
     return "\n".join(f"- @subpage {name}" for name in names) + "\n"
 
 
+def check_families(pages):
+    """The index names every group of the headers."""
+    groups = re.findall(r"@defgroup (\w+)", "".join(read(path) for path in glob.glob("include/viq/*.h")))
+    index = read(pages["index"])
+    missing = [group for group in groups if f"#{group})" not in index]
+    if missing:
+        sys.exit(f"make_pages.py: {pages['index']} does not name " + ", ".join(missing))
+
+
 def main():
     tables_path, output = sys.argv[1:]
     tables = json.loads(read(tables_path))
     pages = chapters()
+    check_families(pages)
     generated = {
         "pixel formats": lambda: pixel_format_sections(tables, output),
         "error codes": lambda: error_code_table(tables),
