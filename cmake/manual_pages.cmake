@@ -1,6 +1,6 @@
 # Man pages and the completion of commands. Those of the tool are written by the tool itself after
 # it has been linked, unless it runs on another system. viq(3) lists the headers with the first
-# sentence of each.
+# sentence of each; with Python every function and every group of the headers has a page as well.
 
 set(manual_dir ${PROJECT_BINARY_DIR}/manual_pages)
 
@@ -22,6 +22,28 @@ foreach(header IN LISTS headers)
     string(APPEND viq_header_entries ".TP\n.B ${name}\n${purpose}\n")
 endforeach()
 string(STRIP "${viq_header_entries}" viq_header_entries)
+
+set(viq_function_pages)
+find_program(VIQ_PYTHON NAMES python3 DOC "Python 3.9 or later, which generates the Python package")
+if(VIQ_PYTHON AND NOT CMAKE_CROSSCOMPILING)
+    set(viq_function_pages ".PP
+Every function has a page of its own, such as
+.BR VIQ_image_create (3);
+the page of a family, such as
+.BR viq_image (3),
+lists its functions.")
+    set(writer ${PROJECT_SOURCE_DIR}/scripts/manual/function_pages.py)
+    add_custom_command(
+        OUTPUT ${manual_dir}/functions_written
+        COMMAND ${CMAKE_COMMAND} -E rm -rf ${manual_dir}/functions
+        COMMAND ${VIQ_PYTHON} -B ${writer} ${PROJECT_SOURCE_DIR}/include ${manual_dir}/functions
+                ${PROJECT_VERSION}
+        COMMAND ${CMAKE_COMMAND} -E touch ${manual_dir}/functions_written
+        DEPENDS ${headers} ${writer} ${PROJECT_SOURCE_DIR}/python/public_headers.py VERBATIM)
+    add_custom_target(viq_manual_pages ALL DEPENDS ${manual_dir}/functions_written)
+    install(DIRECTORY ${manual_dir}/functions/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
+            COMPONENT development OPTIONAL)
+endif()
 configure_file(docs/man/viq.3.in ${manual_dir}/man3/viq.3 @ONLY)
 install(FILES ${manual_dir}/man3/viq.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
         COMPONENT development)

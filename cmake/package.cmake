@@ -63,6 +63,9 @@ the photographs of its demo.")
 viq_debian_package(python python3-viq python "imaging library - Python package" "\
 This package contains the Python package, which uses the shared library.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+# The modules are compiled when the package is installed, and the compiled files removed with it.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/postinst
+                                              ${PROJECT_SOURCE_DIR}/cmake/debian/prerm)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS

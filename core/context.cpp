@@ -179,8 +179,10 @@ inner_context::inner_context() : outer(bound_context), status(success) {
     if (is_error(status))
         return;
     const error_records records = copy_error_records();
+    const limit_values limits = current_limits();
     bound_context = &(*inner)->record;
     set_error_records(records);
+    take_limits(limits);
 }
 
 inner_context::~inner_context() {

@@ -1,5 +1,5 @@
-// The error classes: one table, from which the default handler, VIQ_error_text and the manual's
-// page of errors take their texts.
+// The error classes: one table, from which the default handler, VIQ_error_text, VIQ_error_name and
+// the manual's page of errors take their texts.
 #pragma once
 
 #include "core/types.h"
@@ -8,7 +8,7 @@ namespace viq {
 
 struct error_class {
     u32 code;
-    const char *name;
+    const char *name;         // of VIQ_error_name
     const char *text;         // of VIQ_error_text
     const char *handler_text; // of VIQ_ErrHandlerDefault
 };

@@ -113,6 +113,13 @@ const char *VIQ_error_text(u32 dwCode) {
     return row != nullptr ? row->text : "Unknown error code";
 }
 
+const char *VIQ_error_name(u32 dwCode) {
+    if (!is_error(dwCode))
+        return "no error";
+    const error_class *row = find_error_class(dwCode);
+    return row != nullptr ? row->name : "unknown error";
+}
+
 namespace viq {
 
 // Where a limit has refused the memory, the report names it.

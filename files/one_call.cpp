@@ -11,6 +11,7 @@
 
 #include "convert/convert_as.h"
 #include "core/byte_order.h"
+#include "core/file_extensions.h"
 #include "core/format_checks.h"
 #include "core/report.h"
 #include "files/detect.h"
@@ -248,17 +249,6 @@ owned_image read_wavelet(u32 &width) {
 
 // ---- Writing
 
-struct extension {
-    std::string_view text; // in lower case
-    u32 file_format;
-};
-constexpr extension extensions[] = {
-    {".bmp", VIQ_FILE_BMP},      {".tif", VIQ_FILE_TIFF}, {".tiff", VIQ_FILE_TIFF},
-    {".tga", VIQ_FILE_TGA},      {".eps", VIQ_FILE_EPS},  {".jpg", VIQ_FILE_JPEG},
-    {".jpeg", VIQ_FILE_JPEG},    {".raw", VIQ_FILE_RAW},  {".dwt", VIQ_FILE_WAVELET},
-    {".wvlt", VIQ_FILE_WAVELET},
-};
-
 u32 file_format_of(const char *file_name) {
     const std::string_view name = file_name;
     const auto ends_with = [name](std::string_view end) {
@@ -268,7 +258,7 @@ u32 file_format_of(const char *file_name) {
                               return wanted == (given >= 'A' && given <= 'Z' ? given + 32 : given);
                           });
     };
-    for (const extension &row : extensions)
+    for (const file_extension &row : file_extensions)
         if (ends_with(row.text))
             return row.file_format;
     return 0;

@@ -35,27 +35,17 @@ class error : public std::runtime_error {
 public:
     error(std::uint32_t code, std::string function, std::string text)
         : std::runtime_error(function + ": " + (text.empty() ? "" : text + " ") + "(" +
-                             name_of(code) + ")"),
+                             VIQ_error_name(code) + ")"),
           code_(code), function_(std::move(function)), text_(std::move(text)) {}
 
     /** The error code, above 0xFFFF. */
     std::uint32_t code() const { return code_; }
     /** The class of the code, such as "VIQ_ERR_OPEN". */
-    const char *name() const { return name_of(code_); }
+    const char *name() const { return VIQ_error_name(code_); }
     /** The function that has reported the failure. */
     const std::string &function() const { return function_; }
     /** Its message, possibly empty. */
     const std::string &text() const { return text_; }
-
-    static const char *name_of(std::uint32_t code) {
-        constexpr const char *names[] = {
-            "VIQ_ERR_OTHER",   "VIQ_ERR_INTERNAL", "VIQ_ERR_PARAMETER",   "VIQ_ERR_HANDLE",
-            "VIQ_ERR_CORRUPT", "VIQ_ERR_MEMORY",   "VIQ_ERR_UNSUPPORTED", "VIQ_ERR_NO_HANDLES",
-            "VIQ_ERR_OPEN",    "VIQ_ERR_CLOSE",    "VIQ_ERR_STATE",       "VIQ_ERR_UNEXPECTED",
-            "VIQ_ERR_SYSTEM"};
-        const std::uint32_t number = (code >> 16) - (VIQ_ERR_OTHER >> 16);
-        return number < std::size(names) ? names[number] : "unknown error";
-    }
 
 private:
     std::uint32_t code_;

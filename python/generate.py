@@ -4,9 +4,9 @@ of operations, viq/operations.py and operations.pyi.
 
 generate.py INCLUDE FOLDER
 
-INCLUDE is the folder of the public headers, FOLDER receives the modules. Every function that the
-headers mark with VIQ_API becomes a function of the same name, with the manual as its docstring; every
-constant and every record becomes one too. A declaration that cannot be translated is an error, so
+INCLUDE is the folder of the public headers in the sources, FOLDER receives the modules. Every function
+that the headers mark with VIQ_API becomes a function of the same name, with the manual as its
+docstring; every constant and every record becomes one too. A declaration that cannot be translated is an error, so
 that no function is missing without notice.
 """
 import re
@@ -15,6 +15,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 from operation_table import OPERATIONS
+from public_headers import Headers, clean
 
 NUMBERS = {
     'uint8_t': 'c_uint8', 'uint16_t': 'c_uint16', 'uint32_t': 'c_uint32', 'uint64_t': 'c_uint64',
@@ -32,13 +33,6 @@ MOVED_ARGUMENT = re.compile(r'^(hOut\w*|hTo|hMemory|hStrip|hPaddedImage|hOffsetR
 MOVES_IMAGE = re.compile(r'^VIQ_(image_(destroy|read|free_data|malloc_a_strip|set_ptr)|read_\w+_file)$')
 
 
-def clean(comment):
-    """The text of a comment, without its stars."""
-    lines = [re.sub(r'^ ?\* ?', '', line.strip()) if line.strip().startswith('*') else line.strip()
-             for line in comment.split('\n')]
-    return '\n'.join(lines).strip()
-
-
 def docstring(comment):
     """The manual of a function as a docstring: arguments, result and errors as sections."""
     text = clean(comment).replace('\\', '\\\\').replace('"""', "'''")
@@ -52,71 +46,15 @@ def docstring(comment):
     return '\n'.join(lines)
 
 
-def without_comments(text):
-    return re.sub(r'/\*.*?\*/', '', text, flags=re.S)
+class Types:
+    """C types as those of ctypes."""
 
-
-def split_declaration(text):
-    """'const uint8_t *pBuffer' -> ('const uint8_t *', 'pBuffer', [])."""
-    dimensions = [int(n) for n in re.findall(r'\[(\d+)\]', text)]
-    match = re.match(r'^(.*?)(\w+)\s*(\[.*)?$', text.strip(), re.S)
-    return ' '.join(match.group(1).split()), match.group(2), dimensions
-
-
-class Headers:
-    def __init__(self, folder):
-        self.constants = []  # name, value, comment
-        self.records = []    # name, fields, comment
-        self.functions = []  # name, result, arguments, comment
-        self.handler_types = []
-        known = set()
-        for header in sorted(folder.glob('viq/*.h'), key=lambda h: (h.name != 'types.h', h.name)):
-            text = header.read_text()
-            self.read_constants(text, known)
-            self.read_records(text)
-            self.read_functions(text, header)
-        self.record_names = {name for name, _, _ in self.records}
-
-    def read_constants(self, text, known):
-        values = {name: value for name, value, _ in self.constants}
-        for match in re.finditer(r'^#define (VIQ_\w+) (0x[0-9a-fA-F]+|\d+)u?\s*(?:/\*\*<(.*?)\*/)?$',
-                                 text, re.M):
-            self.constants.append((match.group(1), int(match.group(2), 0), match.group(3) or ''))
-        for body in re.findall(r'\benum\b[^{;]*\{(.*?)\}', text, re.S):
-            value = -1
-            for match in re.finditer(r'(VIQ_\w+)\s*(?:=\s*([^,/}]+))?\s*,?\s*(?:/\*\*<(.*?)\*/)?',
-                                     body, re.S):
-                name, given, comment = match.groups()
-                value = eval(given.replace('u', ''), {}, values) if given else value + 1
-                values[name] = value
-                self.constants.append((name, value, clean(comment or '')))
-
-    def read_records(self, text):
-        for match in re.finditer(
-                r'(?:/\*\*((?:(?!\*/).)*?)\*/\s*)?typedef struct(?: \w+)? \{(.*?)\} (\w+);', text, re.S):
-            comment, body, name = match.groups()
-            fields = [split_declaration(f) for f in without_comments(body).split(';') if f.strip()]
-            self.records.append((name, fields, clean(comment or '')))
-        self.handler_types += re.findall(r'typedef uint32_t ?\(VIQ_CALL \*(\w+)\)', text)
-
-    def read_functions(self, text, header):
-        pattern = re.compile(r'(?:/\*\*((?:(?!\*/).)*?)\*/\s*)?^ *VIQ_API ([^(;]*?)VIQ_CALL (\w+)\(([^)]*)\);',
-                             re.S | re.M)
-        for match in pattern.finditer(text):
-            comment, result, name, arguments = match.groups()
-            arguments = [] if arguments.strip() == 'void' else arguments.split(',')
-            self.functions.append((name, ' '.join(result.split()),
-                                   [split_declaration(a) for a in arguments], comment or ''))
-        marks = len(re.findall(r'^ *VIQ_API ', text, re.M))
-        found = len(pattern.findall(text))
-        if marks != found:
-            raise SystemExit(f'{header}: {marks} functions are marked, {found} are understood')
-
-    # ---- C types as those of ctypes
+    def __init__(self, headers):
+        self.record_names, self.callbacks = headers.record_names, headers.callbacks
 
     def field_type(self, c_type, dimensions):
         base = c_type.replace('const ', '').strip()
-        if base.endswith('*') or base in self.handler_types:
+        if base.endswith('*') or base in self.callbacks:
             made = 'c_void_p'
         elif base in self.record_names:
             made = base
@@ -130,7 +68,7 @@ class Headers:
         base = c_type.replace('const ', '').strip()
         if c_type == 'const char *':
             return 'c_char_p'
-        if base in self.handler_types:
+        if base in self.callbacks:
             return base
         return 'c_void_p' if base.endswith('*') else NUMBERS[base]
 
@@ -150,15 +88,15 @@ PYTHON_TYPES = {'c_char_p': 'Optional[Text]', 'c_void_p': 'Pointer', 'None': 'No
                 'c_double': 'float', 'c_float': 'float'}
 
 
-def stub_type(made, is_result):
+def stub_type(made, is_result, callbacks=()):
+    if made in callbacks:
+        return 'Any'
     if made == 'c_char_p' and is_result:
         return 'Optional[bytes]'
     if made.startswith('POINTER'):
         return 'Any'
     if made == 'c_void_p' and is_result:
         return 'Optional[int]'
-    if made == 'VIQ_ErrHandler':
-        return 'Any'
     return PYTHON_TYPES.get(made, 'int')
 
 
@@ -167,6 +105,7 @@ def indent(text):
 
 
 def write_functions(headers, folder):
+    types_of = Types(headers)
     code = ['"""The functions, constants and records of the library, as its headers declare them.',
             '',
             'Generated from the headers. A function whose result is an error code raises viq.Error',
@@ -186,20 +125,21 @@ def write_functions(headers, folder):
         comment = ' '.join(comment.split())
         code.append(f'{name} = {shown}' + (f'  # {comment}' if comment else ''))
         stub.append(f'{name}: int')
-    for name in headers.handler_types:
-        code += ['', f'{name} = CFUNCTYPE(c_uint32, c_uint32, c_char_p, c_uint32, c_char_p)']
+    for name, (result, arguments) in headers.callbacks.items():
+        taken = [types_of.result_type(result)] + [types_of.argument_type(a[0]) for a in arguments]
+        code += ['', f'{name} = CFUNCTYPE({", ".join(taken)})']
         stub += ['', f'{name}: Any']
     for name, fields, comment in headers.records:
         code += ['', '', f'class {name}(Structure):', indent(f'"""{comment}"""'), '    _fields_ = [']
         stub += ['', f'class {name}(Structure):']
         for c_type, field, dimensions in fields:
-            code.append(f'        ({field!r}, {headers.field_type(c_type, dimensions)}),')
+            code.append(f'        ({field!r}, {types_of.field_type(c_type, dimensions)}),')
             stub.append(f'    {field}: Any')
         code.append('    ]')
     for name, result, arguments, comment in headers.functions:
-        types = [headers.argument_type(c_type) for c_type, _, _ in arguments]
+        types = [types_of.argument_type(c_type) for c_type, _, _ in arguments]
         names = [argument for _, argument, _ in arguments]
-        result = headers.result_type(result)
+        result = types_of.result_type(result)
         passed = [f'encode_text({n})' if t == 'c_char_p' else n for n, t in zip(names, types)]
         signature = ', '.join(names)
         code += ['', '', f'_{name} = library.{name}', f'_{name}.restype = {result}',
@@ -220,7 +160,7 @@ def write_functions(headers, folder):
                      '    if result > 0xFFFF:',
                      f'        check(result, {name!r}' + (', True)' if name in REPORTED else ')'),
                      '    return result']
-        typed = ', '.join(f'{n}: {stub_type(t, False)}' for n, t in zip(names, types))
+        typed = ', '.join(f'{n}: {stub_type(t, False, types_of.callbacks)}' for n, t in zip(names, types))
         stub.append(f'def {name}({typed}) -> {stub_type(result, True)}: ...')
     functions = sorted(name for name, _, _, _ in headers.functions)
     code += ['', '', '# The names of all functions.', 'ALL = (']
@@ -295,6 +235,14 @@ def write_operations(headers, folder):
     (folder / 'operations.pyi').write_text('\n'.join(stub) + '\n')
 
 
+def write_extensions(table, folder):
+    """The extensions of files, which the library has in a table of its own."""
+    rows = re.findall(r'\{"(\.\w+)", (VIQ_FILE_\w+)\}', table.read_text())
+    code = ['"""Extensions of files with their formats. Generated."""', 'from . import functions as c', '',
+            'FILE_EXTENSIONS = {', *[f'    {text!r}: c.{name},' for text, name in rows], '}']
+    (folder / '_file_extensions.py').write_text('\n'.join(code) + '\n')
+
+
 def main():
     if len(sys.argv) != 3:
         raise SystemExit(__doc__)
@@ -303,6 +251,7 @@ def main():
     folder.mkdir(parents=True, exist_ok=True)
     write_functions(headers, folder)
     write_operations(headers, folder)
+    write_extensions(Path(sys.argv[1]).parent / 'core/file_extensions.h', folder)
 
 
 if __name__ == '__main__':

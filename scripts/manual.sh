@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the manual, a folder of web pages: build/manual/html/index.html, or in the folder that the
 # argument names. Needs the packages of scripts/setup.sh --manual. Fails on a warning of doxygen, a
-# message of the library that no header documents, and a link that leads nowhere.
+# difference between the messages of the sources and those of the headers, and a link that leads nowhere.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 mkdir -p "${1:-build/manual}"

@@ -4,16 +4,18 @@
 #
 # Packages and download / disk space on top of a minimal Debian 12, as apt-get forecasts them:
 #   (no option)                    89 packages    96 MB /  370 MB
-#   --tests                       466 packages   332 MB / 1324 MB
-#   --tests --clang --windows     487 packages   441 MB / 1944 MB
-#   the same, --manual, --package 638 packages   470 MB / 2044 MB
+#   --tests                       197 packages   162 MB /  624 MB
+#   --tests --peers               467 packages   333 MB / 1324 MB
+#   the same, --clang, --windows  488 packages   443 MB / 1944 MB
+#   the same, --manual, --package 639 packages   470 MB / 2044 MB
 set -euo pipefail
 
 usage() {
     cat <<EOF
-usage: $0 [--tests] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual] [--package]
+usage: $0 [--tests] [--peers] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual] [--package]
        [--coverage] [--soak]
   --tests    GoogleTest and the programs that the tests compare with
+  --peers    OpenCV and Dask for Python: comparisons of the Python package, the cluster example
   --clang    clang and clang-format
   --windows  the cross compiler for 32-bit Windows and debootstrap, which makes a root for wine
   --tidy     clang-tidy
@@ -32,8 +34,9 @@ for argument in "$@"; do
     --tests)
         packages+=(libgtest-dev pkg-config python3 imagemagick netpbm ghostscript
             libtiff-tools libjpeg-turbo-progs libjpeg-dev
-            python3-numpy python3-pil python3-opencv python3-pytest python3-venv python3-distributed)
+            python3-numpy python3-pil python3-pytest python3-venv)
         ;;
+    --peers) packages+=(python3-numpy python3-opencv python3-distributed) ;;
     --clang) packages+=(clang clang-format) ;;
     --windows) packages+=(g++-mingw-w64-i686-posix googletest debootstrap) ;;
     --tidy) packages+=(clang clang-tidy) ;;

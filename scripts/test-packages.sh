@@ -29,7 +29,6 @@ if [ "${1:-}" = --inside ]; then
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
     exec chroot "$root" env -i HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
-        PYTHONDONTWRITEBYTECODE=1 \
         PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
         bash -euo pipefail -c "$2"
 fi
@@ -139,12 +138,16 @@ in_root '
     run_examples by-pkg-config
     echo "examples built with pkg-config: run"
 
+    for page in VIQ_image_create VIQ_open_as viq_files viq; do
+        [ -e /usr/share/man/man3/$page.3.gz ] || { echo "no page $page(3)"; exit 1; }
+    done
     if [ -d /usr/lib/python3/dist-packages/viq ]; then
+        [ -e /usr/lib/python3/dist-packages/viq/__pycache__ ]
         python3 -c "import viq, sys; print(viq.open(sys.argv[1]).to(\"rgb24\").array.shape)" $samples/coffee.bmp
     fi
 '
 in_root "$remove"
-left=$(find "$root/usr" "$root/etc" "$root/var/lib/dpkg/info" -iname '*viq*' | head)
+left=$(find "$root"/{usr,etc,var,opt} -iname '*viq*' | head)
 [ -z "$left" ] || fail "the packages leave: $left"
 echo "packages: installed, used and removed"
 

@@ -2,7 +2,8 @@
 # Everything that must hold before a change is shared: the tests in the release build and under the
 # address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
 # with clang and for 32-bit Windows, formatting, the manual, the packages. With --quick only the
-# release build and its tests, and the manual if doxygen is installed. The last lines name what
+# release build and its tests, without comparisons with OpenCV and the cluster unless these
+# are installed, and the manual if doxygen is installed. The last lines name what
 # failed or was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
@@ -114,7 +115,7 @@ if [ "$quick" = 1 ]; then
     manual
     build_and_test release
 else
-    bash scripts/setup.sh --tests --clang --windows --manual --package || exit 1
+    bash scripts/setup.sh --tests --peers --clang --windows --manual --package || exit 1
     check "formatting" formatting
     manual
     build_and_test release

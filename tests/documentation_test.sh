@@ -40,4 +40,4 @@ if [ -d "$package/viq" ] && [[ $VIQ_LINK != *-fsanitize* ]] &&
     export VIQ_PYTHON PYTHONPATH=$package
 fi
 python3 tests/documentation/run_blocks.py "$work" "$source" README.md docs/*.md docs/manual/*.md \
-    include/viq.h include/viq/*.h
+    python/README.md examples/cluster/README.md include/viq.h include/viq/*.h

@@ -27,6 +27,11 @@ similar() { # OPTION VALUE FILE FILE
     "$tool" compare "$@" > compare.log || fail "$3: $(cat compare.log)"
 }
 
+find "$samples"/../examples -name '*.c' -o -name '*.cpp' -o -name '*.py' ! -name viq_cluster.py |
+    while read -r file; do
+        [ "$(wc -l < "$file")" -lt 60 ] || fail "$file has more lines than a reader wants to read"
+    done
+
 example first_steps coffee.bmp grey.bmp
 "$tool" convert --format y8 coffee.bmp expected.bmp
 similar --tolerance 0 grey.bmp expected.bmp

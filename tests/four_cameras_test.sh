@@ -14,10 +14,9 @@ fail() {
     exit 1
 }
 
-"$VIQ_FOUR_CAMERAS" 5 films > statistics
+"$VIQ_FOUR_CAMERAS" 3 films
 for camera in 1 2 3 4; do
     film=films/camera$camera.jpg
-    grep -q "^camera $camera: *5 frames" statistics || fail "statistics of camera $camera"
     "$tool" sequence info "$film" > info
     grep -q '640 x 480, 3 frames' info || fail "frames of $film"
     "$tool" sequence split "$film" "camera$camera" > log

@@ -3,6 +3,8 @@
 #include <functional>
 #include <memory>
 #include <set>
+#include <string>
+#include <tuple>
 
 #include "tests/support.h"
 
@@ -235,19 +237,21 @@ TEST(Errors, ReachTheHandlerAndReturnItsResult) {
     EXPECT_TRUE(reported.empty());
 }
 
-TEST(Errors, EveryCodeHasAText) {
-    const std::pair<u32, const char *> texts[] = {
-        {0, "No error"},
-        {0xFFFF, "No error"},
-        {0x10000, "Unknown error code"},
-        {0x100e0000, "Unknown error code"},
-        {0x80004005, "Unknown error code"},
-        {VIQ_ERR_OTHER, "Code of another library or of the system"},
-        {VIQ_ERR_CORRUPT | 0x11, "Invalid image, file or stream"},
-        {VIQ_ERR_MEMORY | 0xFFFF, "Not enough memory"},
-        {VIQ_ERR_SYSTEM, "Reading or writing a file has failed"}};
-    for (const auto &[code, text] : texts)
+TEST(Errors, EveryCodeHasATextAndAName) {
+    const std::tuple<u32, const char *, const char *> texts[] = {
+        {0, "No error", "no error"},
+        {0xFFFF, "No error", "no error"},
+        {0x10000, "Unknown error code", "unknown error"},
+        {0x100e0000, "Unknown error code", "unknown error"},
+        {0x80004005, "Unknown error code", "unknown error"},
+        {VIQ_ERR_OTHER, "Code of another library or of the system", "VIQ_ERR_OTHER"},
+        {VIQ_ERR_CORRUPT | 0x11, "Invalid image, file or stream", "VIQ_ERR_CORRUPT"},
+        {VIQ_ERR_MEMORY | 0xFFFF, "Not enough memory", "VIQ_ERR_MEMORY"},
+        {VIQ_ERR_SYSTEM, "Reading or writing a file has failed", "VIQ_ERR_SYSTEM"}};
+    for (const auto &[code, text, name] : texts) {
         EXPECT_STREQ(VIQ_error_text(code), text) << std::hex << code;
+        EXPECT_STREQ(VIQ_error_name(code), name) << std::hex << code;
+    }
     std::set<std::string> classes;
     for (u32 code = VIQ_ERR_OTHER; code <= VIQ_ERR_SYSTEM; code += 0x10000)
         classes.insert(VIQ_error_text(code));

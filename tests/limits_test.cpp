@@ -51,10 +51,12 @@ TEST(Limits, OfPixelsAreReportedOnce) {
     const failures too_many = {{"VIQ_image_check", 0x10050013, "Image exceeds VIQ_LIMIT_PIXELS"}};
     const limit_scope set(VIQ_LIMIT_PIXELS, 100);
     EXPECT_OK(VIQ_convert_to_RGB24(in, out, 3));
+    EXPECT_OK(VIQ_image_destroy(VIQ_convert_as(in, VIQ_RGB24))); // its context exists from now on
     EXPECT_REPORTS(VIQ_IP_pixel_rep(in, out, 2, 3), too_many);
     EXPECT_OK(VIQ_set_limit(VIQ_LIMIT_PIXELS, 99));
     EXPECT_REPORTS(VIQ_convert_to_RGB24(in, out, 3), too_many);
     EXPECT_REPORTS(VIQ_image_copy(in, out), too_many);
+    EXPECT_REPORTS(VIQ_convert_as(in, VIQ_RGB24), too_many);
     in->height = VIQ_HEIGHT_UNKNOWN; // counts as the lines of the strip
     in->lines_per_strip = 9;
     EXPECT_OK(VIQ_image_check(in));

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Compares the man pages and the completion of commands with the help of the tool. Arguments: the
-# tool, the source folder.
+# Compares the man pages and the completion of commands with the help of the tool, and the man pages of
+# functions with the headers. Arguments: the tool, the source folder.
 set -euo pipefail
 
 tool=$(realpath "$1")
+source=$(realpath "$2")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -67,8 +68,25 @@ complete_words viq convert --quality ''
 "$tool" --write-manual "/dev/null/folder" 2> message && fail "a folder that cannot be made"
 grep -q '^viq: /dev/null/folder' message || fail "message: $(cat message)"
 
+# Every function has a page with all arguments and errors that its comment describes.
+if command -v python3 > /dev/null; then
+    python3 -B "$source/scripts/manual/function_pages.py" "$source/include" manual/man3 1.2.3
+    while read -r name; do
+        grep -q "^\\\\fB.*\\b$name(" "manual/man3/$name.3" || fail "$name(3)"
+    done < <(sed -nE 's/^ *VIQ_API [^(]*\b(\w+)\(.*/\1/p' "$source"/include/viq/*.h)
+    count() { cat "${@:2}" | grep -cE "$1"; }
+    headers=$(find "$source/include/viq" -name '*.h' ! -name types.h)
+    [ "$(count '^ \* @param' $headers)" = "$(count '^\.I ' manual/man3/*)" ] || fail "arguments"
+    [ "$(count '^ \* @par ' $headers)" = "$(count '^\.SH ERRORS' manual/man3/*)" ] || fail "errors"
+    grep -q '^\.BR VIQ_draw_text (3)$' manual/man3/viq_draw.3 || fail "viq_draw(3) lacks a function"
+    grep -q '"Invalid background mode"' manual/man3/VIQ_draw_text.3 || fail "a message is missing"
+    ! grep -n '@[a-z]' manual/man3/*.3 || fail "a command of doxygen is left"
+else
+    echo "skipped: man pages of functions: python3 is missing"
+fi
+
 if command -v mandoc > /dev/null; then
-    mandoc -T lint -W warning manual/man1/*.1 | grep -v 'missing date' > lint && fail "$(cat lint)"
+    mandoc -T lint -W warning manual/man*/*.[13] | grep -v 'missing date' > lint && fail "$(cat lint)"
 else
     echo "skipped: mandoc is missing"
 fi

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "core/file_extensions.h"
 #include "tools/image_handle.h"
 #include "tools/jpeg_file.h"
 #include "tools/libjpeg_file.h"
@@ -56,28 +57,49 @@ constexpr whole_reader pnm_reader = first_page<read_pnm>;
 constexpr const char *png_name = "PNG";
 constexpr const char *pnm_name = "PNM";
 
+std::vector<std::string> extensions_of(uint32_t file_format) {
+    std::vector<std::string> found;
+    for (const viq::file_extension &row : viq::file_extensions)
+        if (row.file_format == file_format)
+            found.emplace_back(row.text);
+    return found;
+}
+
 const std::vector<file_kind> kinds = {
-    {VIQ_FILE_BMP, "BMP", {".bmp"}, VIQ_read_BMP_file, {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED}},
+    {VIQ_FILE_BMP,
+     "BMP",
+     extensions_of(VIQ_FILE_BMP),
+     VIQ_read_BMP_file,
+     {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED}},
     {VIQ_FILE_TIFF,
      "TIFF",
-     {".tif", ".tiff"},
+     extensions_of(VIQ_FILE_TIFF),
      VIQ_read_TIFF_file,
      {VIQ_RGB24, VIQ_Y8, VIQ_Y16, VIQ_PALETTED, VIQ_Y1, VIQ_CMYK32},
      false,
      tiff_fallback,
      nullptr,
      tiff_pages},
-    {VIQ_FILE_TGA, "TGA", {".tga"}, VIQ_read_TGA_file, {VIQ_RGB24, VIQ_Y8, VIQ_RGB15}, true},
-    {VIQ_FILE_EPS, "EPS", {".eps"}, VIQ_read_EPS_file, {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_Y1}},
+    {VIQ_FILE_TGA,
+     "TGA",
+     extensions_of(VIQ_FILE_TGA),
+     VIQ_read_TGA_file,
+     {VIQ_RGB24, VIQ_Y8, VIQ_RGB15},
+     true},
+    {VIQ_FILE_EPS,
+     "EPS",
+     extensions_of(VIQ_FILE_EPS),
+     VIQ_read_EPS_file,
+     {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_Y1}},
     {VIQ_FILE_JPEG,
      "JPEG",
-     {".jpg", ".jpeg"},
+     extensions_of(VIQ_FILE_JPEG),
      nullptr,
      {VIQ_RGB24, VIQ_Y8, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32},
      false,
      jpeg_fallback,
      jpeg_sink},
-    {VIQ_FILE_WAVELET, "wavelet", {".dwt", ".wvlt"}, nullptr, {VIQ_YUV422, VIQ_Y8}},
+    {VIQ_FILE_WAVELET, "wavelet", extensions_of(VIQ_FILE_WAVELET), nullptr, {VIQ_YUV422, VIQ_Y8}},
     {0, png_name, {".png"}, nullptr, png_formats, false, png_reader, png_writer},
     {0,
      pnm_name,
@@ -93,7 +115,7 @@ const std::vector<file_kind> kinds = {
     {0, "PAM", {".pam"}, nullptr, {VIQ_RGB24, VIQ_Y8, VIQ_Y16}, false, pnm_reader, pam_sink},
     {VIQ_FILE_RAW,
      "raw data",
-     {".raw"},
+     extensions_of(VIQ_FILE_RAW),
      nullptr,
      {VIQ_RGB24, VIQ_Y8, VIQ_PALETTED, VIQ_Y16, VIQ_RGB8, VIQ_RGB15, VIQ_RGB16, VIQ_BGR24,
       VIQ_RGBX32, VIQ_BGRX32, VIQ_XBGR32, VIQ_XRGB32, VIQ_HSI, VIQ_YUV422, VIQ_CMYK32, VIQ_Y1},

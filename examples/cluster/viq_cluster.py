@@ -88,6 +88,23 @@ def convert_batch(pipeline, pairs):
     return [(source, failures.get(source)) for source, _ in pairs]
 
 
+def examine(pipeline, paths):
+    """What keeps this worker from working, None if nothing does, and the version of viq here."""
+    unseen = [path for path in paths if not os.path.exists(path)]
+    if unseen:
+        return f'does not see {unseen[0]}', ''
+    kind, what = pipeline
+    try:
+        if kind == 'tool':
+            done = subprocess.run([shlex.split(what)[0], '--version'], capture_output=True, text=True,
+                                  check=True)
+            return None, done.stdout.partition('\n')[0]
+        importlib.import_module(what.partition(':')[0])
+        return None, getattr(sys.modules.get('viq'), '__version__', '')
+    except Exception as failure:
+        return reason_of(failure), ''
+
+
 # ---- In the program
 
 def find_inputs(given):
@@ -107,6 +124,7 @@ def plan(given, out, extension):
     taken = set()
     for source in find_inputs(given):
         relative = os.path.relpath(source, root) if root else source.lstrip('/').replace('../', '')
+        source = os.path.abspath(source)  # workers have other current folders
         target = os.path.join(out, os.path.splitext(relative)[0] + extension)
         if target in taken:
             target = os.path.join(out, relative + extension)
@@ -155,9 +173,38 @@ class Progress:
               f'{self.skipped} finished before, {left:.0f} s left', flush=True)
 
 
+def count_threads(client):
+    return sum(worker['nthreads'] for worker in client.scheduler_info().get('workers', {}).values())
+
+
+def end(problem):
+    print(problem, file=sys.stderr)
+    sys.exit(2)
+
+
+def check_workers(client, pipeline, modules, pairs, out):
+    """Waits for the first worker; ends the program if one sees other folders or lacks the pipeline."""
+    if not count_threads(client):
+        print('waiting for workers', flush=True)
+        client.wait_for_workers(1)
+    for module in modules:
+        try:
+            client.upload_file(module)
+        except Exception as failure:
+            end(f'a worker cannot load {module}: {reason_of(failure)}')
+    inputs = [source for source, _ in pairs if os.path.exists(source)][:1]
+    with tempfile.NamedTemporaryFile(prefix=PART, dir=out) as seen:
+        answers = client.run(examine, pipeline, [seen.name] + inputs)
+    problems = [f'{worker}: {problem}' for worker, (problem, _) in answers.items() if problem]
+    if problems:
+        end('\n'.join(problems))
+    versions = {version for _, version in answers.values()}
+    if len(versions) > 1:
+        print(f'workers have different versions: {", ".join(sorted(versions))}', file=sys.stderr)
+
+
 def process(client, pipeline, pairs, out, batch):
     """Converts the pairs that are not finished; gives the number of failures."""
-    os.makedirs(out, exist_ok=True)
     finished_file = os.path.join(out, 'finished.txt')
     finished = read_lines(finished_file)
     todo = [(s, t) for s, t in pairs if not (s in finished and os.path.exists(t))]
@@ -181,14 +228,21 @@ def process(client, pipeline, pairs, out, batch):
             waiting.extend([pair] for pair in reversed(part))
             return []
 
-    # As many tasks are under way as keep the workers busy, however many pictures there are.
-    window = 4 * max(1, sum(client.nthreads().values()))
-    running = as_completed([submit() for _ in range(min(window, len(waiting)))])
+    def keep_busy():
+        """Few tasks are under way, however many pictures there are; workers may come and go."""
+        room = 4 * max(1, count_threads(client)) - len(parts)
+        for _ in range(min(room, len(waiting))):
+            running.add(submit())
+
+    running = as_completed()
+    keep_busy()
     with open(finished_file, 'a+', errors='surrogateescape') as journal, \
             open(os.path.join(out, 'failed.txt'), 'w', errors='surrogateescape') as failures:
         if is_cut(finished_file):
             journal.write('\n')
         for future in running:
+            if future.cancelled():
+                end('the connection to the scheduler is lost; a further run continues')
             results = results_of(future)
             for source, failure in results:
                 if failure is not None:
@@ -198,8 +252,7 @@ def process(client, pipeline, pairs, out, batch):
             journal.flush()
             failures.flush()
             progress.add(results)
-            while waiting and len(parts) < window:
-                running.add(submit())
+            keep_busy()
     remove_parts(out)
     progress.show()
     return progress.failed
@@ -219,16 +272,16 @@ def main():
     parser.add_argument('--batch', type=int, default=50, help='pictures of a task (50)')
     options = parser.parse_args()
 
-    pairs = list(plan(options.input, os.path.abspath(options.out),
-                      '.' + options.to.lstrip('.')))
+    out = os.path.abspath(options.out)
+    os.makedirs(out, exist_ok=True)
+    pairs = list(plan(options.input, out, '.' + options.to.lstrip('.')))
     pipeline = ('function', options.function) if options.function else ('tool', options.viq)
     cluster = None
     if options.scheduler is None:
         cluster = LocalCluster(options.workers, threads_per_worker=1, dashboard_address=None)
     with Client(options.scheduler or cluster) as client:
-        for module in [__file__] + options.upload:
-            client.upload_file(module)
-        failed = process(client, pipeline, pairs, os.path.abspath(options.out), options.batch)
+        check_workers(client, pipeline, [__file__] + options.upload, pairs, out)
+        failed = process(client, pipeline, pairs, out, options.batch)
     if cluster is not None:
         cluster.close()
     return 1 if failed else 0

@@ -246,6 +246,16 @@ VIQ_API uint32_t VIQ_CALL VIQ_ErrHandlerDefault(uint32_t dwModule, const char *p
  */
 VIQ_API const char *VIQ_CALL VIQ_error_text(uint32_t dwCode);
 
+/**
+ * Returns the name of the class of an error code, such as "VIQ_ERR_MEMORY", otherwise as
+ * VIQ_error_text.
+ *
+ * @param dwCode  a result of any function
+ * @return the name; "no error" for a result that is no error code, "unknown error" for a code of no
+ *     class; never NULL
+ */
+VIQ_API const char *VIQ_CALL VIQ_error_name(uint32_t dwCode);
+
 /** @} */
 
 /** @name Checking and strip buffers

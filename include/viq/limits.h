@@ -61,6 +61,8 @@ extern "C" {
 #define VIQ_LIMIT_RATIO 5
 
 /**
+ * Sets a limit of the calling thread's context.
+ *
  * @param dwLimit  one of the constants above
  * @param qwValue  the largest permitted number; 0: no limit
  * @return 0, or:
@@ -69,6 +71,8 @@ extern "C" {
 VIQ_API uint32_t VIQ_CALL VIQ_set_limit(uint32_t dwLimit, uint64_t qwValue);
 
 /**
+ * Reads a limit of the calling thread's context.
+ *
  * @param dwLimit  one of the constants above
  * @param[out] pqwValue  the limit; 0: none
  * @return 0, or:

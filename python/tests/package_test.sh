@@ -4,7 +4,8 @@
 set -euo pipefail
 
 built=$1 tool=$(realpath "$2") source=$3
-. "$source/python/tests/python.sh" numpy PIL cv2 pytest venv
+find_python() { . "$source/python/tests/python.sh" "$@" > /dev/null && echo "$python"; }
+python=$(find_python numpy PIL pytest venv cv2) || . "$source/python/tests/python.sh" numpy PIL pytest venv
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -16,4 +17,8 @@ packages=$(env/bin/python -c 'import sysconfig; print(sysconfig.get_path("platli
 [ "$(env/bin/python -c 'import viq; print(viq.__file__)')" = "$packages/viq/__init__.py" ]
 
 export VIQ_TOOL=$tool VIQ_SOURCE=$source
-env/bin/python -m pytest -q -p no:cacheprovider "$source/python/tests"
+status=0
+env/bin/python -m pytest -v -p no:cacheprovider "$source/python/tests" > log 2>&1 || status=$?
+grep -v ' PASSED ' log
+sed -nE 's/.*::(\S+) SKIPPED \((.*)\).*/skipped: \1: \2/p' log
+exit "$status"

@@ -1,6 +1,10 @@
 """Tests of examples/cluster/viq_cluster.py: run_cluster.py TOOL FOLDER."""
+import contextlib
+import json
 import os
+import subprocess
 import sys
+import time
 from pathlib import Path
 
 import numpy as np
@@ -47,6 +51,29 @@ def check(out, is_grey):
     assert len(finished) == len(set(finished)) == COUNT + 1, len(finished)
     failed = (out / 'failed.txt').read_text().splitlines()
     assert len(failed) == 1 and 'bad.bmp\t' in failed[0], failed
+
+
+@contextlib.contextmanager
+def cluster(work):
+    """A scheduler and two workers as processes of their own; gives the address."""
+    file = work / 'scheduler.json'
+    processes = []
+    for name, arguments in (('scheduler', ['--host', '127.0.0.1', '--port', '0']),
+                            ('worker', ['--nworkers', '2', '--nthreads', '1'])):
+        folder = work / name
+        folder.mkdir()
+        processes.append(subprocess.Popen(
+            [sys.executable, '-m', f'distributed.cli.dask_{name}', '--no-dashboard',
+             '--scheduler-file', file, *arguments], cwd=folder, stderr=subprocess.DEVNULL))
+        while not file.exists():
+            assert processes[0].poll() is None
+            time.sleep(0.1)
+    try:
+        yield json.loads(file.read_text())['address']
+    finally:
+        for process in reversed(processes):
+            process.terminate()
+            process.wait()
 
 
 def main():
@@ -98,6 +125,18 @@ def main():
             for p in tool_out.rglob('*.tif')}
     assert made == expected_names(), made ^ expected_names()
     assert 'bad.bmp' in (tool_out / 'failed.txt').read_text()
+
+    # At the address of a scheduler, whose workers have other current folders.
+    os.chdir(work)
+    with cluster(work) as address:
+        arguments = ('in', 'far', '--to', 'tif', '--scheduler', address, '--batch', 9)
+        try:
+            run(*arguments, '--viq', '/missing/viq convert')
+            raise AssertionError('workers without the tool are accepted')
+        except SystemExit as refusal:
+            assert refusal.code == 2 and not outputs_of(work / 'far')
+        assert run(*arguments, '--viq', f'{tool} convert --format y8') == 1
+    check(work / 'far', True)
 
 
 if __name__ == '__main__':

@@ -10,7 +10,6 @@ import threading
 import weakref
 from pathlib import Path
 
-import cv2
 import numpy as np
 import pytest
 from PIL import Image as Pillow
@@ -18,6 +17,12 @@ from PIL import Image as Pillow
 import viq
 from viq import functions as c
 from viq import _image, _pictures, _strips, operations
+
+try:
+    import cv2
+except ImportError:
+    cv2 = None
+compares_with_opencv = pytest.mark.skipif(cv2 is None, reason='the module cv2 is missing')
 
 PACKAGE = Path(viq.__file__).parent
 
@@ -112,6 +117,7 @@ def test_with_statement_and_palette():
 
 # ---- Peers
 
+@compares_with_opencv
 def test_conversions_equal_numpy_and_opencv():
     rgb = noise()
     grey = (rgb.astype(int) @ [77, 150, 29]) >> 8
@@ -125,6 +131,7 @@ def test_conversions_equal_numpy_and_opencv():
     assert np.array_equal(viq.from_array(wide).to('y8').array, wide >> 8)
 
 
+@compares_with_opencv
 def test_geometry_equals_numpy():
     rgb = noise()
     assert np.array_equal(viq.crop(rgb, 3, 4, 10, 20).array, rgb[4:24, 3:13])
@@ -142,6 +149,7 @@ def test_geometry_equals_numpy():
     assert np.array_equal(marked[3:13, 2:12], rgb[3:13, 11:1:-1])
 
 
+@compares_with_opencv
 def test_filter_and_threshold_equal_numpy():
     grey = noise(samples=1)
     kernel = [1, 2, 1, 2, 4, 2, 1, 2, 1]
@@ -202,6 +210,7 @@ def test_files_of_and_for_pillow(tmp_path, extension):
     assert np.array_equal(viq.open(theirs, 'rgb24').array, np.asarray(Pillow.open(theirs).convert('RGB')))
 
 
+@compares_with_opencv
 def test_jpeg_of_and_for_peers():
     rgb = ramps()
     ours = viq.encode_jpeg(rgb, 64)
@@ -236,6 +245,7 @@ def test_jpeg_sequences():
 
 # ---- Camera, keying, video, drawing
 
+@compares_with_opencv
 def test_camera():
     rgb = ramps()
     mosaic = viq.mosaic(rgb)
@@ -316,6 +326,17 @@ def test_strips_equal_the_whole_picture(tmp_path, extension, lines):
         assert np.array_equal(viq.open(out).array, viq.mirror(viq.scale(whole, 32, 20)).to('y8').array)
 
 
+def test_jpeg_is_written_in_strips(tmp_path):
+    name, out = tmp_path / 'in.jpg', tmp_path / 'out.jpg'
+    Pillow.fromarray(ramps()).save(name, optimize=True)  # with code tables of its own
+    viq.strips(name, 16).save(out, 24)
+    whole = viq.decode_jpeg(viq.encode_jpeg(viq.open(name), 24))
+    assert np.array_equal(viq.open(out).array, whole.array)
+    with pytest.raises(viq.Error):
+        viq.strips(ramps(), 7).save(out)
+    assert sorted(p.name for p in tmp_path.iterdir()) == ['in.jpg', 'out.jpg']
+
+
 def test_abandoned_strips_and_failures(tmp_path):
     name = tmp_path / 'picture.bmp'
     viq.save(ramps(), name)
@@ -393,6 +414,39 @@ def test_eight_threads_work_as_one():
         assert np.array_equal(filtered, alone[seed][3])
 
 
+def test_calls_release_the_interpreter_lock(tmp_path):
+    pipe = tmp_path / 'pipe'
+    os.mkfifo(pipe)
+    seen = []
+    reader = threading.Thread(target=lambda: seen.append(viq.file_format(pipe)))
+    reader.start()
+    pipe.write_bytes(b'BM' + bytes(100))  # while the call in the other thread waits for it
+    reader.join()
+    assert seen == ['bmp']
+
+
+def test_limits_apply_to_later_threads():
+    seen = []
+
+    def decode():
+        try:
+            seen.append(viq.decode(contents).width)
+        except viq.Error as failure:
+            seen.append(str(failure))
+    contents = viq.encode(ramps(), 'bmp')
+    viq.set_limit('pixels', 100)
+    try:
+        assert viq.get_limit('pixels') == 100 and viq.get_limit('memory') == 0
+        decode()
+        thread = threading.Thread(target=decode)
+        thread.start()
+        thread.join()
+    finally:
+        viq.set_limit('pixels', 0)
+    decode()
+    assert all('VIQ_LIMIT_PIXELS' in text for text in seen[:2]) and seen[2:] == [64]
+
+
 def test_contexts_end_with_their_threads():
     seen = set()
     for _ in range(30):
@@ -417,7 +471,7 @@ def test_every_function_of_the_headers_is_there():
     # Operations on pictures have a function of their own in the upper layer.
     upper = ''.join((PACKAGE / f'{name}.py').read_text()
                     for name in ('operations', '_pictures', '_strips', '_image'))
-    by_family = ('process', 'camera', 'draw')
+    by_family = ('process', 'camera', 'draw', 'limits', 'one_call')
     indirect = {
         'VIQ_IP_histogram_clear', 'VIQ_IP_histogram_copy',  # a new or copied Histogram
         'VIQ_CK_get_YUV_values', 'VIQ_CK_get_component',    # yuv_of

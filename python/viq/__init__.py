@@ -16,14 +16,14 @@ its own.
 """
 from . import functions
 from ._image import FORMATS, Image, from_array
-from ._pictures import (FILE_FORMATS, FrameLayout, Histogram, KeyWindow, adjust, apply_gains,
+from ._pictures import (FILE_FORMATS, LIMITS, FrameLayout, Histogram, KeyWindow, adjust, apply_gains,
                         apply_tables, averages, build_jpeg_sequence, calibrate_key, chroma_key,
                         closest_colour, convert_by_table, decode, decode_jpeg, decode_wavelet,
                         demosaic, draw_pixel, draw_text, draw_timestamp, encode, encode_jpeg,
-                        encode_wavelet, file_format, frame_layout, frame_size, grey_world_gains,
-                        histogram, insert, match_histograms, motion, open, pack_frame, quantise, save,
-                        set_palette, shading_references, smooth_histogram, split_jpeg_sequence,
-                        test_pattern, to_dib, unpack_frame, yuv_of)
+                        encode_wavelet, file_format, frame_layout, frame_size, get_limit,
+                        grey_world_gains, histogram, insert, match_histograms, motion, open, pack_frame,
+                        quantise, save, set_limit, set_palette, shading_references, smooth_histogram,
+                        split_jpeg_sequence, test_pattern, to_dib, unpack_frame, yuv_of)
 from ._runtime import Error
 from ._strips import Strips, strips
 from .operations import *  # noqa: F401,F403

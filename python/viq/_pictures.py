@@ -10,7 +10,7 @@ from . import functions as c
 from . import operations
 from ._image import (FINISH, NEXT, Image, Picture, as_image, format_code, from_array, new_image,
                      require_writable, run, set_shape)
-from ._runtime import Error
+from ._runtime import Error, limits
 
 Path = Union[str, 'os.PathLike[str]']
 
@@ -19,6 +19,27 @@ FILE_FORMATS: Dict[str, int] = {
     'jpeg': c.VIQ_FILE_JPEG, 'wavelet': c.VIQ_FILE_WAVELET,
     'wavelet_small': c.VIQ_FILE_WAVELET_SMALL, 'raw': c.VIQ_FILE_RAW,
 }
+
+LIMITS: Dict[str, int] = {
+    'pixels': c.VIQ_LIMIT_PIXELS, 'allocation': c.VIQ_LIMIT_ALLOCATION, 'memory': c.VIQ_LIMIT_MEMORY,
+    'file': c.VIQ_LIMIT_FILE, 'ratio': c.VIQ_LIMIT_RATIO,
+}
+
+
+def set_limit(name: str, value: int) -> None:
+    """Limits what a call may use, for files of unknown origin; 0: no limit. name is "pixels",
+    "allocation", "memory", "file" or "ratio", see VIQ_set_limit and VIQ_LIMIT_PIXELS to
+    VIQ_LIMIT_RATIO. The limit applies to this thread and to threads that use the package later."""
+    c.VIQ_set_limit(LIMITS[name], value)
+    limits[LIMITS[name]] = value
+
+
+def get_limit(name: str) -> int:
+    """A limit of this thread, 0 if there is none; name as in set_limit."""
+    value = ctypes.c_uint64()
+    c.VIQ_get_limit(LIMITS[name], ctypes.byref(value))
+    return value.value
+
 
 # ---- Files and coders
 

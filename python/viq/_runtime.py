@@ -26,20 +26,9 @@ _READING_CONFORMING = 1
 _FIRST_ERROR = 0x10010000
 _LAST_ERROR = 0x10FFFFFF
 
-_CLASSES = {
-    0x1001: 'VIQ_ERR_OTHER', 0x1002: 'VIQ_ERR_INTERNAL', 0x1003: 'VIQ_ERR_PARAMETER',
-    0x1004: 'VIQ_ERR_HANDLE', 0x1005: 'VIQ_ERR_CORRUPT', 0x1006: 'VIQ_ERR_MEMORY',
-    0x1007: 'VIQ_ERR_UNSUPPORTED', 0x1008: 'VIQ_ERR_NO_HANDLES', 0x1009: 'VIQ_ERR_OPEN',
-    0x100a: 'VIQ_ERR_CLOSE', 0x100b: 'VIQ_ERR_STATE', 0x100c: 'VIQ_ERR_UNEXPECTED',
-    0x100d: 'VIQ_ERR_SYSTEM',
-}
-
-try:
-    _error_text = library.VIQ_error_text
-    _error_text.restype = ctypes.c_char_p
-    _error_text.argtypes = [ctypes.c_uint32]
-except AttributeError:
-    _error_text = None
+for _name in ('VIQ_error_text', 'VIQ_error_name'):
+    getattr(library, _name).restype = ctypes.c_char_p
+    getattr(library, _name).argtypes = [ctypes.c_uint32]
 
 
 class Error(Exception):
@@ -54,7 +43,7 @@ class Error(Exception):
 
     def __init__(self, code, function, text='', reports=()):
         self.code = code
-        self.name = _CLASSES.get(code >> 16, 'unknown error')
+        self.name = library.VIQ_error_name(code).decode()
         self.function = function
         self.text = text
         self.reports = tuple(reports)
@@ -63,7 +52,7 @@ class Error(Exception):
     @property
     def description(self):
         """What the library says about the code in general, without the message of the failure."""
-        return _error_text(self.code).decode(errors='replace') if _error_text else self.name
+        return library.VIQ_error_text(self.code).decode()
 
     def __str__(self):
         detail = f'|0x{self.code & 0xFFFF:x}' if self.code & 0xFFFF else ''
@@ -89,6 +78,8 @@ class _Here(threading.local):
             raise Error(self.context, 'VIQ_context_create')
         library.VIQ_ErrHandlerInstall(_handler)
         library.VIQ_set_file_reading(_READING_CONFORMING)
+        for limit, value in limits.items():
+            library.VIQ_set_limit(limit, ctypes.c_uint64(value))
         self.end = _ThreadEnd(self.context)
         self.started = True
 
@@ -112,6 +103,7 @@ def _record(_module, function, code, message):
     return 0
 
 
+limits = {}  # of threads that start to use the library
 _creating = threading.Lock()
 _ended = []  # contexts whose threads have ended before they could be destroyed
 _handler = _HANDLER(_record)

@@ -3,12 +3,9 @@ import os
 from typing import Any, Callable, Iterator, Optional, Union
 
 from . import functions as c
+from ._file_extensions import FILE_EXTENSIONS
 from ._image import FINISH, NEXT, Image, as_image, format_code, new_image
-from ._pictures import FILE_FORMATS
 from ._runtime import Error
-
-_EXTENSIONS = {'.bmp': 'bmp', '.tif': 'tiff', '.tiff': 'tiff', '.tga': 'tga', '.eps': 'eps',
-               '.raw': 'raw'}
 
 
 class Strips:
@@ -92,24 +89,30 @@ class Strips:
 
         return Strips(target, advance, finish)
 
-    def save(self, path: Union[str, 'os.PathLike[str]']) -> None:
-        """Writes the picture strip by strip: BMP, TIFF, TGA, EPS or raw, by the extension. The new
-        file replaces an existing one when it is complete."""
+    def save(self, path: Union[str, 'os.PathLike[str]'], quality: int = 0) -> None:
+        """Writes the picture strip by strip: BMP, TIFF, TGA, EPS, JPEG or raw, by the extension. The
+        new file replaces an existing one when it is complete. Strips for JPEG have a multiple of 8
+        lines; quality is the factor of VIQ_JPEG_set_Quality_factor, 0 that of a new image."""
         name = os.fspath(path)
         extension = os.path.splitext(name)[1].lower()
-        if extension not in _EXTENSIONS:
+        code = FILE_EXTENSIONS.get(extension, c.VIQ_FILE_WAVELET)
+        if code == c.VIQ_FILE_WAVELET:
             raise ValueError(f'{name}: no file format that is written strip by strip')
-        code = FILE_FORMATS[_EXTENSIONS[extension]]
+        if code == c.VIQ_FILE_JPEG:
+            write = _jpeg_writer(self._image, quality)
+        else:
+            def write(command: int) -> None:
+                c.VIQ_image_write(self._image.handle, 0, code, command)
         part = f'{name}.part'
         complete = False
         try:
             for _lines in self._steps():
                 c.VIQ_image_set_outfilename(self._image.handle, part)
-                c.VIQ_image_write(self._image.handle, 0, code, NEXT)
+                write(NEXT)
             complete = True
         finally:
             if not complete:
-                _silently(lambda: c.VIQ_image_write(self._image.handle, 0, code, FINISH))
+                _silently(lambda: write(FINISH))
                 if os.path.exists(part):
                     os.remove(part)
         os.replace(part, name)
@@ -120,6 +123,21 @@ class Strips:
         for _lines in self._steps():
             c.VIQ_write_to_memory(self._image.handle, memory.handle, NEXT)
         return memory
+
+
+def _jpeg_writer(strip: Image, quality: int) -> Callable[[int], None]:
+    """A function of a strip command that compresses the strip and appends it to the file."""
+    jpeg = Image(c.VIQ_JPEG_image_create())
+    if quality:
+        c.VIQ_JPEG_set_Quality_factor(jpeg.handle, quality)
+    c.VIQ_image_set_parameter(jpeg.handle, c.VIQ_IMAGE_TYPE, c.VIQ_YUV422)
+    c.VIQ_JPEG_set_default_H_tables(jpeg.handle)
+    c.VIQ_JPEG_generate_H_codetable_LUTs(jpeg.handle)
+
+    def write(command: int) -> None:
+        c.VIQ_JPEG_compress_strip(strip.handle, jpeg.handle, command)
+        c.VIQ_JPEG_file_write(jpeg.handle, command)
+    return write
 
 
 def _silently(call: Callable[[], Any]) -> None:

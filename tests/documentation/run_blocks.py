@@ -106,7 +106,7 @@ def main():
     failures = ran = 0
     skipped = set()
     for path in files:
-        folder = os.path.join(work, os.path.basename(path))
+        folder = os.path.join(work, path.replace("/", "_"))
         subprocess.run(["cp", "-r", os.path.join(work, "pictures"), folder], check=True)
         for line, language, code, reason in blocks_of(path):
             try:
