@@ -300,7 +300,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_set_parameter(uint32_t hDisplay, uint16_t 
  *
  * @param hDisplay      the display
  * @param wParameter    VIQ_DISPLAY_...
- * @param[out] pdwValue the value; not changed after a failure
+ * @param pdwValue    receives the value; not changed after a failure
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  */
@@ -354,7 +354,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_refresh(uint32_t hDisplay);
  * @param hDisplay     the display
  * @param x            column in the window, from 0
  * @param y            line in the window, from 0
- * @param[out] pPixel  position, components and colour; position and components are 0 after a
+ * @param pPixel    receives position, components and colour; position and components are 0 after a
  *     failure. The image is read at the time of this call. If it no longer exists, or the line is
  *     not in its current strip, there are no components.
  * @par Errors
@@ -372,8 +372,8 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_get_pixel(uint32_t hDisplay, int32_t x, in
  * key.
  *
  * @param hDisplay        the display
- * @param[out] pEvent     the event; its type is VIQ_EVENT_NONE if there is none, and after a
- * failure
+ * @param pEvent          receives the event; its type is VIQ_EVENT_NONE if there is none, and after
+ * a failure
  * @param dwMilliseconds  the longest time to wait; 0: do not wait
  * @return 1: an event; 0: none; or an error code
  * @par Errors
