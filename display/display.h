@@ -91,8 +91,10 @@ struct window_system {
     u32 (*prepare)(display &);
 
     // Waits until the window system no longer reads the surface, and sets pixels.data and
-    // pixels.stride, which are valid until `put`. The pixels are those of the last `put`.
-    u32 (*lock)(display &);
+    // pixels.stride, which are valid until `put`. The pixels are those of the last `put`, unless
+    // `whole` is set: then the caller writes the whole painted area, and a back end with several
+    // buffers can provide another one.
+    u32 (*lock)(display &, bool whole);
 
     // Ends `lock` and copies a rectangle of the surface, inside the window, to the window; nothing
     // is copied if it is empty. Without `lock` before it, copies again.

@@ -121,11 +121,12 @@ u32 draw(display &d, const tVIQ_Image &image, const shown_picture &picture) {
         return report(d.function, VIQ_ERR_MEMORY, "");
     if (picture.first_line == 0)
         begin_picture(d.render);
-    code = d.system->lock(d);
+    const bool whole = image.lines_per_strip >= image.height;
+    code = d.system->lock(d, whole);
     if (is_error(code))
         return code;
-    if (!same)
-        fill_background(d.render, d.pixels, image.lines_per_strip >= image.height);
+    if (!same || whole)
+        fill_background(d.render, d.pixels, whole);
     d.render.map = image.colourmap;
     const rectangle written =
         render_lines(d.render, d.pixels, lines_of_strip(image, picture.first_line));
@@ -251,7 +252,7 @@ u32 paint_background(display &d) {
         return code;
     if (!set_up(d.render, rules))
         return report(d.function, VIQ_ERR_MEMORY, "");
-    const u32 locked = d.system->lock(d);
+    const u32 locked = d.system->lock(d, true);
     if (is_error(locked))
         return locked;
     fill_background(d.render, d.pixels, false);
