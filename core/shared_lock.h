@@ -14,6 +14,14 @@ namespace viq {
 
 // std::mutex has no constant initialisation on every system, and objects that need none can be used
 // before the static initialisation of a program has reached them.
+#if defined(_WIN32)
+// A lock of the system: without futexes, std::atomic::wait() of GCC 12 can miss the notification.
+struct constant_mutex {
+    void *state = nullptr; // an SRWLOCK
+    void lock();
+    void unlock();
+};
+#else
 struct constant_mutex {
     std::atomic<bool> locked = false;
 
@@ -26,6 +34,7 @@ struct constant_mutex {
         locked.notify_one();
     }
 };
+#endif
 
 // False while the calling thread is the only one that can be in the library. Where the system does
 // not report how many threads there are, that is as long as context 0 is the only one.

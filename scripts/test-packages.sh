@@ -7,16 +7,12 @@
 # their own and end with it. Exits with status 77 if a root cannot be made here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/debian-root.sh
 
 project=$PWD
 root=$project/build/package-root
 packages=$project/build/package/packages
 names='libviq4|libviq-dev|viq|python3-viq'
-
-skip() {
-    echo "skipped: $*"
-    exit 77
-}
 
 fail() {
     echo "FAILED: $*" >&2
@@ -39,42 +35,14 @@ in_root() { # COMMANDS
 
 # ---- The root
 
-# Nothing below the root may be mounted when files are removed there.
-remove_root() {
-    ! grep -q " $root/" /proc/self/mountinfo || fail "$root has mounts; not removed"
-    rm -rf --one-file-system "$root"
-}
-
-make_root() {
-    local maker mirror settings
-    for maker in debootstrap mmdebstrap ''; do
-        [ -n "$maker" ] && command -v $maker > /dev/null && break
-    done
-    [ -n "$maker" ] || skip "neither debootstrap nor mmdebstrap is installed"
-    mirror=$(grep -rhoE 'https?://[^ ]+/debian/?( |$)' /etc/apt/sources.list* 2> /dev/null | head -n 1 || true)
-    remove_root
-    echo "makes $root"
-    "$maker" --variant=minbase "$release" "$root" "${mirror:-http://deb.debian.org/debian}" \
-        > build/package-root.log 2>&1 || {
-        tail -n 5 build/package-root.log
-        remove_root
-        skip "$maker cannot make a root here"
-    }
-    # The root is for this test only: nothing has to survive a failure of power.
-    echo force-unsafe-io > "$root/etc/dpkg/dpkg.cfg.d/unsafe-io"
-    # Proxies and similar settings of this machine.
-    for settings in $(grep -lE '^ *Acquire::' /etc/apt/apt.conf.d/* 2> /dev/null || true); do
-        cp "$settings" "$root/etc/apt/apt.conf.d/"
-    done
-    cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
+make_package_root() {
+    make_root
     in_root 'apt-get update -qq; apt-get install -qq --no-install-recommends g++ make cmake pkg-config' \
-        >> build/package-root.log 2>&1 || fail "no compiler: $(tail -n 5 build/package-root.log)"
+        >> "$root.log" 2>&1 || fail "no compiler: $(tail -n 5 "$root.log")"
     touch "$root/.complete"
 }
 
-[ "$(id -u)" -eq 0 ] || skip "making a root needs the rights of root"
-unshare --mount --propagation private true 2> /dev/null || skip "mount namespaces are not permitted"
-release=$(. /etc/os-release && [ "$ID" = debian ] && echo "$VERSION_CODENAME") || skip "not Debian"
+require_roots
 command -v dpkg-shlibdeps > /dev/null || skip "dpkg-dev is not installed"
 
 # ---- The packages
@@ -94,7 +62,7 @@ fi
 
 # ---- Install, build, run, remove
 
-[ -e "$root/.complete" ] || make_root
+[ -e "$root/.complete" ] || make_package_root
 rm -rf "$root/work"
 mkdir "$root/work"
 cp "$packages"/*.deb "$packages"/*.tar.gz "$root/work/"

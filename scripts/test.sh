@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Everything that must hold before a change is shared: the tests in the release build and under the
-# address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
-# with clang and for 32-bit Windows, formatting, the manual, the packages. With --quick only the
-# release build and its tests, without comparisons with OpenCV and the cluster unless these
-# are installed, and the manual if doxygen is installed. The last lines name what
+# address and undefined-behaviour sanitizers, and for 32-bit Windows under wine, those of threads under
+# the thread sanitizer, the build with clang, formatting, the manual, the packages. With --quick only the
+# release build and its tests, without comparisons with OpenCV and the cluster unless these are installed,
+# and the manual if doxygen is installed. The last lines name what
 # failed or was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
@@ -43,12 +43,18 @@ build() { # PRESET [OPTION...]
     cmake --build --preset "$1"
 }
 
-run_tests() { # PRESET
+run_tests() { # PRESET [COMMAND THAT RUNS CTEST...]
     local log=build/$1-tests.log start=$SECONDS failures=${#failed[@]} status name result part
+    local command=("${@:2}")
+    [ $# -gt 1 ] || command=(ctest --preset "$1")
     echo "== $1 tests"
-    ctest --preset "$1" | tee "$log"
+    "${command[@]}" | tee "$log"
     status=$?
     echo "== $1 tests took $((SECONDS - start)) s"
+    if [ "$status" -eq 77 ]; then
+        skipped+=("$1 tests: $(reason_in "$log")")
+        return
+    fi
 
     # " 5/80 Test #17: Palette ...........   Passed    0.12 sec", or "***Failed", "***Skipped"
     while read -r name result; do
@@ -64,6 +70,11 @@ run_tests() { # PRESET
         fi
     done < <(sed -nE 's|^ *[0-9]+/[0-9]+ Test +#[0-9]+: ([^ ]+) [ .*]*([A-Z][A-Za-z ]*[A-Za-z]).*|\1 \2|p' "$log")
     [ "$status" -eq 0 ] || [ ${#failed[@]} -gt "$failures" ] || failed+=("$1 tests: ctest, status $status")
+}
+
+# Why a script has skipped its tests.
+reason_in() { # LOG
+    sed -n 's/^skipped: //p' "$1" | tail -n 1
 }
 
 # What a test has printed about the cases that it skipped: "skipped: REASON" in a script,
@@ -89,9 +100,9 @@ manual() {
     fi
 }
 
-build_and_test() { # PRESET
+build_and_test() { # PRESET [COMMAND THAT RUNS CTEST...]
     if check "$1 build" build "$1"; then
-        run_tests "$1"
+        run_tests "$@"
     else
         skipped+=("$1 tests: the build failed")
     fi
@@ -104,7 +115,7 @@ packages() {
     status=${PIPESTATUS[0]}
     case "$status" in
     0) passed=$((passed + 1)) ;;
-    77) skipped+=("packages: $(sed -n 's/^skipped: //p' "$log" | tail -n 1)") ;;
+    77) skipped+=("packages: $(reason_in "$log")") ;;
     *) failed+=("packages") ;;
     esac
 }
@@ -122,8 +133,7 @@ else
     build_and_test asan
     build_and_test tsan
     check "clang build" build clang -D VIQ_TESTS=OFF
-    check "windows build" build windows
-    skipped+=("windows tests: scripts/test-windows.sh runs them under wine")
+    build_and_test windows bash scripts/test-windows.sh
     packages
 fi
 

@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <source_location>
 #include <stdexcept>
 #include <thread>
@@ -30,11 +29,12 @@ u32 ignore_report(u32, const char *, u32, const char *) {
 
 // All threads create their contexts at the same moment.
 void run_threads(const std::function<void(u32)> &work) {
-    std::latch started(thread_count);
+    std::atomic<u32> awaited = thread_count;
     std::vector<std::jthread> threads;
     for (u32 n = 0; n < thread_count; ++n)
-        threads.emplace_back([&work, &started, n] {
-            started.arrive_and_wait();
+        threads.emplace_back([&work, &awaited, n] {
+            for (--awaited; awaited != 0;)
+                std::this_thread::yield();
             const u32 context = VIQ_context_create();
             ASSERT_FALSE(is_error(context));
             ASSERT_EQ(VIQ_context_use(context), 0u);
