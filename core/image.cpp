@@ -521,6 +521,7 @@ u32 destroy_all() {
     end_sequences_here(nullptr);
     hooks.destroy_chroma_keys(VIQ_ALL_IMAGES);
     hooks.destroy_lookup_tables(VIQ_ALL_IMAGES);
+    hooks.destroy_displays(VIQ_ALL_IMAGES);
     free_scratch();
     return busy ? report_used_elsewhere("VIQ_image_destroy") : success;
 }

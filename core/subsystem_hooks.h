@@ -35,6 +35,7 @@ struct subsystem_hooks {
     // Objects that are destroyed together with all images.
     u32 (*destroy_chroma_keys)(u32 handle);
     u32 (*destroy_lookup_tables)(u32 handle);
+    u32 (*destroy_displays)(u32 handle);
 };
 
 extern const subsystem_hooks hooks;

@@ -28,6 +28,7 @@
  * - viq/process.h: VIQ_IP_..., VIQ_SPL_...
  * - viq/camera.h: VIQ_BAY_..., VIQ_CK_...
  * - viq/draw.h: VIQ_draw_..., VIQ_DrawPixel
+ * - viq/display.h: VIQ_display_...
  * - viq/one_call.h: VIQ_open_as, VIQ_decode_as, VIQ_convert_as, VIQ_save, VIQ_encode
  *
  * Handles and results are uint32_t. Prefixes of arguments name their type: h is a handle, dw 32
@@ -134,6 +135,7 @@
 #include "viq/colourmap.h"
 #include "viq/context.h"
 #include "viq/convert.h"
+#include "viq/display.h"
 #include "viq/draw.h"
 #include "viq/files.h"
 #include "viq/image.h"

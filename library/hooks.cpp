@@ -27,6 +27,7 @@ const subsystem_hooks hooks = {
     .wavelet_destroy_record = destroy_wavelet_record,
     .destroy_chroma_keys = VIQ_CK_destroy,
     .destroy_lookup_tables = VIQ_LUT_destroy,
+    .destroy_displays = VIQ_display_destroy,
 };
 
 } // namespace viq

@@ -43,7 +43,7 @@ done
 status=0
 python3 - build/coverage/summary.json "$PWD/" <<'PYTHON' || status=$?
 import collections, json, re, sys
-folders = ["core", "convert", "files", "jpeg", "wavelet", "process", "camera", "draw", "library", "tools"]
+folders = ["core", "convert", "files", "jpeg", "wavelet", "process", "camera", "draw", "display", "library", "tools"]
 reader = re.compile(r"files/.*(read|detect|runs|run_lines|stream|strip_file|unpack)|jpeg/(jpeg_stream_read|scan_reader|decoder|component_decoder)"
                     r"|wavelet/codec/(wavelet_stream|decompress)")
 rows, readers = collections.defaultdict(lambda: [0] * 4), {}
@@ -76,7 +76,7 @@ sys.exit(1 if low else 0)
 PYTHON
 if [ "$uncovered" = 1 ]; then
     "$report" show -instr-profile build/coverage/all.profdata "${programs[@]}" \
-        "$PWD"/{core,convert,files,jpeg,wavelet,process,camera,draw,library} 2>/dev/null |
+        "$PWD"/{core,convert,files,jpeg,wavelet,process,camera,draw,display,library} 2>/dev/null |
         awk '/^\/.*:$/ { file = $0 } /^ *[0-9]+\| *0\|/ { print file $0 }' |
         sed "s|^$PWD/||" >build/coverage/uncovered.txt
     echo "Lines that were not reached: build/coverage/uncovered.txt"

@@ -10,9 +10,10 @@ set(wavelet core)
 set(process core convert)
 set(camera core convert)
 set(draw core convert process) # text drawing crops and inserts
-set(library core convert files jpeg wavelet process camera draw)
+set(display core convert camera) # mosaics are shown in colour
+set(library core convert files jpeg wavelet process camera draw display)
 
-set(folders core convert files jpeg wavelet process camera draw library)
+set(folders core convert files jpeg wavelet process camera draw display library)
 set(wrong)
 foreach(folder IN LISTS folders)
     set(allowed viq ${folder} ${${folder}})

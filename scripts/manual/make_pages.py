@@ -16,7 +16,7 @@ import re
 import shutil
 import sys
 
-LIBRARY = ["core", "convert", "files", "jpeg", "wavelet", "process", "camera", "draw", "library"]
+LIBRARY = ["core", "convert", "files", "jpeg", "wavelet", "process", "camera", "draw", "display", "library"]
 
 # Texts in the sources that look like messages but are none: names of modules, text in files.
 NO_MESSAGES = {
