@@ -82,16 +82,15 @@ owned_image convert_whole(const char *function, u32 in, u16 format) {
 
 namespace {
 
-using line_loop = void (*)(const u8 *from, u8 *to, u32 width);
-void bits_to_grey(const u8 *from, u8 *to, u32 width);
-void cmyk_to_rgb(const u8 *from, u8 *to, u32 width);
-void rgb_to_cmyk(const u8 *from, u8 *to, u32 width);
-void xrgb_to_rgb(const u8 *from, u8 *to, u32 width);
+void bits_to_grey(const u8 *from, u8 *to, u32 width, const row_options &);
+void cmyk_to_rgb(const u8 *from, u8 *to, u32 width, const row_options &);
+void rgb_to_cmyk(const u8 *from, u8 *to, u32 width, const row_options &);
+void xrgb_to_rgb(const u8 *from, u8 *to, u32 width, const row_options &);
 
 // Conversions that no converter makes.
 struct own_conversion {
     u16 from, to;
-    line_loop convert;
+    row_kernel convert;
 };
 constexpr own_conversion own_conversions[] = {
     {VIQ_Y1, VIQ_Y8, bits_to_grey},
@@ -168,7 +167,7 @@ u32 convert_by_own(const own_conversion &own, u32 in, u32 out) {
         return code;
     const line_view target = lines_of(*find_image(out));
     for (u32 y = 0; y < source.lines; ++y)
-        own.convert(source.line(y), target.line(y), source.width);
+        own.convert(source.line(y), target.line(y), source.width, {});
     return success;
 }
 
@@ -204,18 +203,18 @@ owned_image step_to(const char *function, u32 in, u16 format) {
     return is_error(code) ? owned_image(code) : std::move(out);
 }
 
-void bits_to_grey(const u8 *from, u8 *to, u32 width) {
+void bits_to_grey(const u8 *from, u8 *to, u32 width, const row_options &) {
     for (u32 x = 0; x < width; ++x)
         to[x] = (from[x / 8] << x % 8 & 0x80) != 0 ? 255 : 0;
 }
 
-void cmyk_to_rgb(const u8 *from, u8 *to, u32 width) {
+void cmyk_to_rgb(const u8 *from, u8 *to, u32 width, const row_options &) {
     for (u32 x = 0; x < width; ++x, from += 4)
         for (u32 n = 0; n < 3; ++n)
             *to++ = static_cast<u8>(255 - std::min(255, from[n] + from[3]));
 }
 
-void rgb_to_cmyk(const u8 *from, u8 *to, u32 width) {
+void rgb_to_cmyk(const u8 *from, u8 *to, u32 width, const row_options &) {
     for (u32 x = 0; x < width; ++x) {
         for (u32 n = 0; n < 3; ++n)
             *to++ = static_cast<u8>(255 - *from++);
@@ -223,12 +222,17 @@ void rgb_to_cmyk(const u8 *from, u8 *to, u32 width) {
     }
 }
 
-void xrgb_to_rgb(const u8 *from, u8 *to, u32 width) {
+void xrgb_to_rgb(const u8 *from, u8 *to, u32 width, const row_options &) {
     for (u32 x = 0; x < width; ++x, from += 4, to += 3)
         std::memcpy(to, from + 1, 3);
 }
 
 } // namespace
+
+viq::row_kernel viq::find_other_row(u16 from, u16 to) {
+    const own_conversion *own = find_own(from, to);
+    return own != nullptr ? own->convert : nullptr;
+}
 
 viq::owned_image viq::copy_columns(u32 in, u32 width, u32 alignment) {
     const tVIQ_Image &from = *find_image(in);

@@ -1,6 +1,7 @@
 // Conversion of whole pictures in as many steps as it takes.
 #pragma once
 
+#include "convert/conversion_rows.h"
 #include "core/image.h"
 
 namespace viq {
@@ -37,6 +38,10 @@ u32 check_whole_picture(const char *function, u32 hImage);
 
 // A new image in this format, or an error code. `in` holds a whole picture.
 owned_image convert_whole(const char *function, u32 in, u16 format);
+
+// The row kernel of a pair of formats that no converter has: from VIQ_Y1, between VIQ_RGB24 and
+// VIQ_CMYK32, from VIQ_XRGB32; null for others.
+row_kernel find_other_row(u16 from, u16 to);
 
 // A copy without its columns from `width` on and with lines of this alignment.
 owned_image copy_columns(u32 in, u32 width, u32 alignment);

@@ -3,22 +3,19 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <iterator>
 #include <memory>
-#include <string>
 #include <string_view>
 
 #include "convert/convert_as.h"
 #include "core/byte_order.h"
 #include "core/file_extensions.h"
 #include "core/format_checks.h"
+#include "core/replaced_file.h"
 #include "core/report.h"
 #include "files/detect.h"
 
 using namespace viq;
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -89,27 +86,16 @@ u32 VIQ_save(u32 hImage, const char *pszFileName, u16 wQuality) try {
     if (is_error(code))
         return code;
 
-    // Devices and pipes are written directly.
-    std::error_code error;
-    const fs::path target = pszFileName;
-    const bool in_place = fs::exists(target, error) && !fs::is_regular_file(target, error);
-    fs::path written = target;
-    if (!in_place)
-        written += ".part" + std::to_string(hImage);
-    std::FILE *file = open_file(written.string().c_str(), "wb");
-    if (file == nullptr)
-        return report(save_name, VIQ_ERR_OPEN, "Failed to create file");
-    code = is_coded(format) ? write_bytes(save_name, encoded, file)
-                            : write_picture(save_name, picture, format, file);
-    if (in_place)
+    replaced_file file;
+    unique_stream stream;
+    code = open_replacement(save_name, pszFileName, hImage, file, stream);
+    if (is_error(code))
         return code;
-    if (!is_error(code)) {
-        fs::rename(written, target, error);
-        if (!error)
-            return success;
-        code = report(save_name, VIQ_ERR_SYSTEM, "Failed to replace file");
-    }
-    fs::remove(written, error);
+    code = is_coded(format) ? write_bytes(save_name, encoded, stream.release())
+                            : write_picture(save_name, picture, format, stream.release());
+    if (!is_error(code))
+        return finish_replacement(save_name, file);
+    discard_replacement(file);
     return code;
 } catch (const std::exception &) {
     return report(save_name, VIQ_ERR_MEMORY, "");
