@@ -209,7 +209,7 @@ typedef struct {
  * - VIQ_ERR_NO_HANDLES "Run out of displays": 65535 displays exist in the context
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_display_create(void);
+VIQ_API uint32_t VIQ_CALL VIQ_display_create(void);
 
 /**
  * Destroys a display: closes its window, or releases that of the program, and frees its memory.
@@ -218,7 +218,7 @@ VIQ_API uint32_t VIQ_display_create(void);
  * @return 0, also if there is no such display; VIQ_ERR_STATE, not reported, if called by an error
  *     handler
  */
-VIQ_API uint32_t VIQ_display_destroy(uint32_t hDisplay);
+VIQ_API uint32_t VIQ_CALL VIQ_display_destroy(uint32_t hDisplay);
 
 /**
  * Makes the display show images in a window of the program, which stays the program's. Events are
@@ -241,7 +241,7 @@ VIQ_API uint32_t VIQ_display_destroy(uint32_t hDisplay);
  * - VIQ_ERR_SYSTEM|error "Display server: ": the server refuses a request; its text and number
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_display_set_window(uint32_t hDisplay, void *pWindow, void *pDevice);
+VIQ_API uint32_t VIQ_CALL VIQ_display_set_window(uint32_t hDisplay, void *pWindow, void *pDevice);
 
 /**
  * Opens a window of the display's own, visible at the end of the call, in the background colour.
@@ -254,8 +254,8 @@ VIQ_API uint32_t VIQ_display_set_window(uint32_t hDisplay, void *pWindow, void *
  * - VIQ_ERR_PARAMETER "Window size out of range"
  * - those of VIQ_display_set_window
  */
-VIQ_API uint32_t VIQ_display_open(uint32_t hDisplay, const char *pszTitle, uint32_t dwWidth,
-                                  uint32_t dwHeight);
+VIQ_API uint32_t VIQ_CALL VIQ_display_open(uint32_t hDisplay, const char *pszTitle,
+                                           uint32_t dwWidth, uint32_t dwHeight);
 
 /**
  * Closes the window of the display's own, or releases the window of the program. The parameters
@@ -263,7 +263,7 @@ VIQ_API uint32_t VIQ_display_open(uint32_t hDisplay, const char *pszTitle, uint3
  *
  * @param hDisplay  the display; without a window nothing happens
  */
-VIQ_API uint32_t VIQ_display_close(uint32_t hDisplay);
+VIQ_API uint32_t VIQ_CALL VIQ_display_close(uint32_t hDisplay);
 
 /**
  * Changes the title of the window.
@@ -274,7 +274,7 @@ VIQ_API uint32_t VIQ_display_close(uint32_t hDisplay);
  * - VIQ_ERR_STATE "Display has no window": or it is a window of the program
  * - VIQ_ERR_SYSTEM, as VIQ_display_image
  */
-VIQ_API uint32_t VIQ_display_set_title(uint32_t hDisplay, const char *pszTitle);
+VIQ_API uint32_t VIQ_CALL VIQ_display_set_title(uint32_t hDisplay, const char *pszTitle);
 
 /**
  * Sets a parameter. It takes effect with the next picture or VIQ_display_refresh; while a picture
@@ -292,20 +292,20 @@ VIQ_API uint32_t VIQ_display_set_title(uint32_t hDisplay, const char *pszTitle);
  *   the surface method has it and the others ignore it
  * - VIQ_ERR_UNSUPPORTED "Display method not available": a method of another platform
  */
-VIQ_API uint32_t VIQ_display_set_parameter(uint32_t hDisplay, uint16_t wParameter,
-                                           uint32_t dwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_display_set_parameter(uint32_t hDisplay, uint16_t wParameter,
+                                                    uint32_t dwValue);
 
 /**
  * Returns a parameter.
  *
  * @param hDisplay      the display
  * @param wParameter    VIQ_DISPLAY_...
- * @param[out] pdwValue the value; not changed after a failure
+ * @param pdwValue    receives the value; not changed after a failure
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  */
-VIQ_API uint32_t VIQ_display_get_parameter(uint32_t hDisplay, uint16_t wParameter,
-                                           uint32_t *pdwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_display_get_parameter(uint32_t hDisplay, uint16_t wParameter,
+                                                    uint32_t *pdwValue);
 
 /**
  * Shows an image: the current strip at its place in the picture. If the image holds the whole
@@ -331,7 +331,8 @@ VIQ_API uint32_t VIQ_display_get_parameter(uint32_t hDisplay, uint16_t wParamete
  *   window is gone if it says so.
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_display_image(uint32_t hDisplay, uint32_t hImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_display_image(uint32_t hDisplay, uint32_t hImage,
+                                            uint16_t wStripCommand);
 
 /**
  * Paints what was last shown again, from the pixels that the display keeps. If the window has
@@ -345,7 +346,7 @@ VIQ_API uint32_t VIQ_display_image(uint32_t hDisplay, uint32_t hImage, uint16_t 
  *   window shows the background
  * - the errors of VIQ_display_image
  */
-VIQ_API uint32_t VIQ_display_refresh(uint32_t hDisplay);
+VIQ_API uint32_t VIQ_CALL VIQ_display_refresh(uint32_t hDisplay);
 
 /**
  * Maps a position in the window to the image that was last shown, and reads the pixel there.
@@ -353,15 +354,15 @@ VIQ_API uint32_t VIQ_display_refresh(uint32_t hDisplay);
  * @param hDisplay     the display
  * @param x            column in the window, from 0
  * @param y            line in the window, from 0
- * @param[out] pPixel  position, components and colour; position and components are 0 after a
+ * @param pPixel    receives position, components and colour; position and components are 0 after a
  *     failure. The image is read at the time of this call. If it no longer exists, or the line is
  *     not in its current strip, there are no components.
  * @par Errors
  * - VIQ_ERR_STATE "No picture shown"
  * - VIQ_ERR_PARAMETER "Position outside the picture"
  */
-VIQ_API uint32_t VIQ_display_get_pixel(uint32_t hDisplay, int32_t x, int32_t y,
-                                       tVIQ_DisplayPixel *pPixel);
+VIQ_API uint32_t VIQ_CALL VIQ_display_get_pixel(uint32_t hDisplay, int32_t x, int32_t y,
+                                                tVIQ_DisplayPixel *pPixel);
 
 /**
  * Returns the next event of a window of the display's own. If there is none, the call waits for it
@@ -371,16 +372,16 @@ VIQ_API uint32_t VIQ_display_get_pixel(uint32_t hDisplay, int32_t x, int32_t y,
  * key.
  *
  * @param hDisplay        the display
- * @param[out] pEvent     the event; its type is VIQ_EVENT_NONE if there is none, and after a
- * failure
+ * @param pEvent          receives the event; its type is VIQ_EVENT_NONE if there is none, and after
+ * a failure
  * @param dwMilliseconds  the longest time to wait; 0: do not wait
  * @return 1: an event; 0: none; or an error code
  * @par Errors
  * - VIQ_ERR_STATE "Display has no window": or it is a window of the program
  * - VIQ_ERR_SYSTEM, as VIQ_display_image
  */
-VIQ_API uint32_t VIQ_display_next_event(uint32_t hDisplay, tVIQ_DisplayEvent *pEvent,
-                                        uint32_t dwMilliseconds);
+VIQ_API uint32_t VIQ_CALL VIQ_display_next_event(uint32_t hDisplay, tVIQ_DisplayEvent *pEvent,
+                                                 uint32_t dwMilliseconds);
 
 /** @} */
 
