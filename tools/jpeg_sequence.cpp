@@ -22,6 +22,17 @@ void require_same_header(const image &first, const image &next, const std::strin
         throw failure{file + ": tables differ from the first frame"};
 }
 
+// The library extracts a frame together with the marker that follows it.
+void remove_separator(const image &frame) {
+    constexpr uint32_t marker_size = 2;
+    constexpr uint8_t marker_start = 0xFF; // followed by 0: a byte of data
+    const Tjpeg &record = record_of(frame);
+    const uint32_t length = record.data_length;
+    if (length >= marker_size && record.data[length - 2] == marker_start &&
+        record.data[length - 1] != 0)
+        VIQ_image_set_parameter(frame.handle, VIQ_JPEG_PARAM, length - marker_size);
+}
+
 } // namespace
 
 void append_frames(image &sequence, image frames, const std::string &file) {
@@ -33,6 +44,13 @@ void append_frames(image &sequence, image frames, const std::string &file) {
     const uint32_t count = frame_count(sequence) + frame_count(frames);
     check(VIQ_JPEG_sequence_build(frames.handle, sequence.handle), file);
     set_frame_count(sequence, count);
+}
+
+image extract_frame(const image &sequence, uint32_t number, const std::string &file) {
+    image frame = make_jpeg();
+    check(VIQ_JPEG_sequence_extract_frame(sequence.handle, frame.handle, number), file);
+    remove_separator(frame);
+    return frame;
 }
 
 } // namespace tool

@@ -12,4 +12,7 @@ namespace tool {
 // header; the others must have the same size, components and tables. `file` is for error messages.
 void append_frames(image &sequence, image frames, const std::string &file);
 
+// A frame as a JPEG image of its own. Frames are counted from 1.
+image extract_frame(const image &sequence, uint32_t number, const std::string &file);
+
 } // namespace tool

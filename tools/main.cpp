@@ -43,6 +43,7 @@ constexpr verb verbs[] = {
      tool::declare_demo},
     {"sequence", "Build, split or describe a file with a sequence of JPEG frames",
      tool::declare_sequence},
+    {"view", "Show pictures and films in a window or in the terminal", tool::declare_view},
 };
 
 // Breaks long lines between words.

@@ -4,12 +4,7 @@
 #include <mutex>
 #include <string>
 
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
+#include "tools/terminal_size.h"
 #include "tools/workers.h"
 
 namespace tool {
@@ -29,14 +24,6 @@ struct terminal_state {
 };
 
 terminal_state terminal;
-
-bool error_stream_is_terminal() {
-#ifdef _WIN32
-    return _isatty(_fileno(stderr)) != 0;
-#else
-    return isatty(STDERR_FILENO) != 0;
-#endif
-}
 
 void clear_bar() {
     if (terminal.is_shown)
@@ -61,7 +48,7 @@ std::string amounts(const progress_bar &bar, uint64_t done, double seconds) {
 } // namespace
 
 progress_bar::progress_bar(uint64_t total_lines, uint32_t width)
-    : total(total_lines), line_width(width), is_enabled(error_stream_is_terminal() && !is_worker()),
+    : total(total_lines), line_width(width), is_enabled(is_terminal(stderr) && !is_worker()),
       start(std::chrono::steady_clock::now()), next_update(start + first_delay) {
     const std::lock_guard guard(terminal.lock);
     is_enabled = is_enabled && total != 0 && terminal.owner == nullptr;

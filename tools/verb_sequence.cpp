@@ -29,8 +29,6 @@ struct sequence_options {
 int build(const sequence_options &options);
 int split(const sequence_options &options);
 int describe(const sequence_options &options);
-image extract_frame(const image &sequence, uint32_t number, const std::string &file);
-void remove_separator(const image &frame);
 
 } // namespace
 
@@ -115,24 +113,6 @@ int describe(const sequence_options &options) {
                     static_cast<unsigned>(record_of(frame).data_length));
     }
     return exit_done;
-}
-
-image extract_frame(const image &sequence, uint32_t number, const std::string &file) {
-    image frame = make_jpeg();
-    check(VIQ_JPEG_sequence_extract_frame(sequence.handle, frame.handle, number), file);
-    remove_separator(frame);
-    return frame;
-}
-
-// The library extracts a frame together with the marker that follows it.
-void remove_separator(const image &frame) {
-    constexpr uint32_t marker_size = 2;
-    constexpr uint8_t marker_start = 0xFF; // followed by 0: a byte of data
-    const Tjpeg &record = record_of(frame);
-    const uint32_t length = record.data_length;
-    if (length >= marker_size && record.data[length - 2] == marker_start &&
-        record.data[length - 1] != 0)
-        VIQ_image_set_parameter(frame.handle, VIQ_JPEG_PARAM, length - marker_size);
 }
 
 } // namespace
