@@ -454,13 +454,15 @@ struct transformed {
     static constexpr u32 levels = 6;
     grey picture = large_picture();
     std::vector<i16> samples, coefficients;
-    coefficient_buffer buffer = {};
+    line_part<i16> whole = {};
+    coefficient_lines buffer = {};
     line_based_dwt dwt = {};
 
     transformed() {
         samples.resize(picture.pixels.size());
         coefficients.resize(samples.size() + coefficient_padding);
-        buffer = {coefficients.data(), picture.width, picture.width, picture.height};
+        whole = {coefficients.data(), picture.width};
+        buffer = {{&whole, 32}, picture.width, picture.height};
         current_wavelet_kernels().widen(picture.pixels.data(), 1, samples.data(),
                                         static_cast<u32>(samples.size()));
     }

@@ -97,8 +97,8 @@ component transformed(const component &all) {
     component result = all;
     result.values.resize(all.values.size() + coefficient_padding);
     line_based_dwt levels;
-    EXPECT_TRUE(begin_forward(levels, {result.values.data(), all.width, all.width, all.height},
-                              all.levels));
+    const line_part<i16> whole = {result.values.data(), all.width};
+    EXPECT_TRUE(begin_forward(levels, {{&whole, 32}, all.width, all.height}, all.levels));
     for (u32 y = 0; y < all.height;) {
         const u32 count = std::min(all.height - y, 1u + (noise() > 20 ? 1 : 0));
         const i16 *const lines[2] = {&all.values[std::size_t{y} * all.width],
@@ -115,8 +115,8 @@ component transformed_back(const component &all) {
     source.values.resize(all.values.size() + coefficient_padding);
     component result = all;
     line_based_dwt levels;
-    EXPECT_TRUE(begin_inverse(levels, {source.values.data(), all.width, all.width, all.height},
-                              all.levels));
+    const line_part<i16> whole = {source.values.data(), all.width};
+    EXPECT_TRUE(begin_inverse(levels, {{&whole, 32}, all.width, all.height}, all.levels));
     const auto take = [&](u32 y) {
         const line_strip strip = pull_lines(levels, y);
         for (u32 i = 0; i < strip.lines; ++i)

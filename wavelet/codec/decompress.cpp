@@ -14,6 +14,7 @@ using namespace viq;
 namespace {
 
 constexpr const char *name = "VIQ_WVLT_decompress";
+constexpr const char *allocating_name = "VIQ_image_malloc_a_strip"; // in reports on the output
 
 // The compressor writes at least one byte for this many pixels; a stream that claims more is
 // rejected.
@@ -22,7 +23,7 @@ constexpr u64 max_pixels_per_byte = 65536;
 u32 make_chain(wavelet_record &record);
 void release_chain(wavelet_record &record);
 u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage);
-u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status);
+u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 hOutImage, u32 &status);
 
 u32 report_corrupt() {
     return report(name, VIQ_ERR_CORRUPT, "Corrupt WVLT stream");
@@ -79,7 +80,7 @@ u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
     if (is_error(code))
         return code;
     u32 status = success;
-    code = run_components(*record, out, status);
+    code = run_components(*record, out, hOutImage, status);
     if (is_error(code) || failed(status)) {
         VIQ_image_free_data(hOutImage);
         out.bytes_per_line = out.height = out.width = 0;
@@ -140,7 +141,21 @@ u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage) {
     out.line_alignment = 2;
     out.lines_per_strip = out.height;
     code = check_ratio_limit(name, out, record.stream_length);
-    return is_error(code) ? code : renew_strip(hOutImage);
+    if (is_error(code) || holds_locked_buffer(out))
+        return code;
+    return check_image(allocating_name, hOutImage);
+}
+
+// Decodes the coefficients of the first component: the output is allocated only if the stream
+// contains them.
+u32 fetch_coefficients(wavelet_record &record, u32 width) {
+    region first = {width, 1, nullptr, 0};
+    const u32 status = get_region(chain_of(record), 0, 0, 0, &first);
+    if (failed(status))
+        set_module(chain_of(record), id_source, 0, nullptr); // end of the run
+    else
+        release_region(chain_of(record), first.data);
+    return status;
 }
 
 // Loads the settings of a chroma component and checks that its size matches the image.
@@ -158,7 +173,7 @@ u32 begin_component(wavelet_record &record, const tVIQ_Image &out, u32 component
     return failed(status) || fits ? success : report_corrupt();
 }
 
-u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status) {
+u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 hOutImage, u32 &status) {
     constexpr u32 first_byte[max_components] = {0, 1, 3}; // in a line of YUV 4:2:2
     const u32 stored = record.stream_length;
     const run_request request = {out.width, 0, write_component, &out}; // whole lines
@@ -169,9 +184,15 @@ u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status) {
             code = begin_component(record, out, component, status);
         if (is_error(code) || failed(status))
             break;
-        out.skip_bytes = first_byte[component];
         record.stream_length =
             std::min(record.component_bytes[component], stored - record.read_position);
+        if (component == 0) {
+            status = fetch_coefficients(record, out.width);
+            code = failed(status) ? success : renew_strip(hOutImage);
+        }
+        if (is_error(code) || failed(status))
+            break;
+        out.skip_bytes = first_byte[component];
         status = run_module(chain_of(record), &request, nullptr);
         if (failed(status))
             break;

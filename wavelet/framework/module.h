@@ -111,6 +111,7 @@ enum codec_mode : u32 { compress_huffman, compress_rans, decompress_huffman, dec
 struct region_destination {
     u8 *data;
     u32 stride;
+    u32 lines; // that fit; regions of more are not written there
 };
 
 // The function of a source that provides its regions.

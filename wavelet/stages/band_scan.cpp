@@ -7,6 +7,11 @@ namespace {
 constexpr u32 no_row = ~0u;
 constexpr u32 last_band_without_parent = 3;
 
+// A band may be one column wider than twice its parent.
+std::size_t stride_of(u32 width) {
+    return std::size_t{byte_lines::margin} + round_up_to_block(width + 1) + byte_lines::margin;
+}
+
 enum context_line : u32 { line_of_contexts, line_of_parent_terms, line_of_zeros, context_lines };
 
 byte_lines &magnitudes_of(component_scan &scan, u32 band);
@@ -18,18 +23,19 @@ u8 *phase_line(component_scan &scan, u32 y, u32 phase);
 bool byte_lines::resize(u32 new_width, u32 new_height) {
     width = new_width;
     height = new_height;
-    // A band may be one column wider than twice its parent.
-    stride = std::size_t{margin} + round_up_to_block(width + 1) + margin;
-    if (!bytes.resize(u64{stride} * height))
+    if (!bytes.begin(stride_of(width), height, 0))
         return false;
-    bytes.clear(0, stride * height);
+    bytes.clear_all();
     return true;
 }
 
 bool byte_lines::resize_written(u32 new_width, u32 new_height) {
-    if (!resize(new_width, new_height))
+    width = new_width;
+    height = new_height;
+    if (!bytes.begin_whole(stride_of(width), height, 0))
         return false;
-    bytes.mark_written(0, stride * height);
+    for (u32 y = 0; y < height; ++y)
+        std::memset(bytes.write(0, y, bytes.stride), 0, bytes.stride);
     return true;
 }
 
@@ -38,6 +44,7 @@ void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands) 
     scan.width = width;
     scan.height = height;
     scan.subbands = subbands;
+    scan.no_memory = false;
 }
 
 bool begin_band(component_scan &scan, u32 band) {
@@ -84,10 +91,13 @@ void end_phase(component_scan &scan, u32 y, u32 phase) {
 }
 
 void end_line(component_scan &scan, u32 y) {
-    if (is_parent(scan))
-        scan.kernels->interleave_magnitudes(phase_line(scan, y, 0), phase_line(scan, y, 1),
-                                            magnitudes_of(scan, scan.band).line_to_write(y),
+    if (!is_parent(scan))
+        return;
+    if (u8 *line = magnitudes_of(scan, scan.band).line_to_write(y))
+        scan.kernels->interleave_magnitudes(phase_line(scan, y, 0), phase_line(scan, y, 1), line,
                                             scan.area.width);
+    else
+        scan.no_memory = true;
 }
 
 void skip_lines(component_scan &scan, u32 y, u32 lines) {

@@ -17,7 +17,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/lazy_buffer.h"
+#include "core/lazy_lines.h"
 #include "core/types.h"
 #include "wavelet/stages/context_kernels.h"
 #include "wavelet/stages/subbands.h"
@@ -35,19 +35,19 @@ constexpr u32 band_directions = 3;
 
 // Lines of bytes with zeros before and after each. All bytes are 0 after a resize.
 struct byte_lines {
-    lazy_buffer<u8> bytes;
-    std::size_t stride = 0;
+    lazy_lines<u8> bytes;
     u32 width = 0, height = 0;
 
     static constexpr u32 margin = kernel_block;
     bool resize(u32 new_width, u32 new_height);
     // The same, for lines that are all written many times; they need no line_to_write.
     bool resize_written(u32 new_width, u32 new_height);
-    u8 *written_line(u32 y) { return bytes.elements + y * stride + margin; }
-    const u8 *line(u32 y) const { return bytes.elements + y * stride + margin; }
+    u8 *written_line(u32 y) { return bytes.lines().line(y) + margin; }
+    const u8 *line(u32 y) const { return bytes.lines().line(y) + margin; }
+    // Null if memory runs out.
     u8 *line_to_write(u32 y) {
-        bytes.mark_written(y * stride, stride);
-        return bytes.elements + y * stride + margin;
+        u8 *start = bytes.write(0, y, bytes.stride);
+        return start != nullptr ? start + margin : nullptr;
     }
 };
 
@@ -63,6 +63,7 @@ struct component_scan {
     byte_lines context_lines;    // contexts, parent terms, zeros
     u32 parent_row = 0;          // row of the parent band that the parent terms belong to
     vector<i16> values[line_phases];
+    bool no_memory = false; // for a line of magnitudes
 };
 
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands);

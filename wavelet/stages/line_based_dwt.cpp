@@ -15,14 +15,14 @@ constexpr i32 first_step_with_results = 1;
 constexpr u32 kept_lines = 10;
 constexpr u32 strip_lines = 32; // of output
 
-bool begin(line_based_dwt &dwt, const coefficient_buffer &buffer, u32 levels, bool inverse);
+bool begin(line_based_dwt &dwt, const coefficient_lines &target, u32 levels, bool inverse);
 void push_lines(line_based_dwt &forward, u32 index, const i16 *const lines[2], u32 count);
 void restart(line_based_dwt &inverse);
 void produce_lines(line_based_dwt &inverse, u32 index);
 
 } // namespace
 
-bool begin_forward(line_based_dwt &forward, const coefficient_buffer &target, u32 levels) {
+bool begin_forward(line_based_dwt &forward, const coefficient_lines &target, u32 levels) {
     return begin(forward, target, levels, false);
 }
 
@@ -30,7 +30,7 @@ void push_lines(line_based_dwt &forward, const i16 *const lines[2], u32 count) {
     push_lines(forward, 0, lines, count);
 }
 
-bool begin_inverse(line_based_dwt &inverse, const coefficient_buffer &source, u32 levels) {
+bool begin_inverse(line_based_dwt &inverse, const coefficient_lines &source, u32 levels) {
     if (!begin(inverse, source, levels, true))
         return false;
     restart(inverse);
@@ -90,12 +90,12 @@ bool begin(dwt_level &level, u32 width, u32 height, bool inverse) {
            begin(level.filters[0], 0, lows) && begin(level.filters[1], lows, width / 2);
 }
 
-bool begin(line_based_dwt &dwt, const coefficient_buffer &buffer, u32 levels, bool inverse) {
+bool begin(line_based_dwt &dwt, const coefficient_lines &target, u32 levels, bool inverse) {
     dwt.kernels = &current_wavelet_kernels();
-    dwt.target = buffer;
+    dwt.target = target;
     dwt.saturated = false;
-    u32 width = buffer.width;
-    u32 height = buffer.height;
+    u32 width = target.width;
+    u32 height = target.height;
     try {
         dwt.levels.resize(levels);
     } catch (...) {
@@ -107,9 +107,9 @@ bool begin(line_based_dwt &dwt, const coefficient_buffer &buffer, u32 levels, bo
         width = (width + 1) / 2;
         height = (height + 1) / 2;
     }
-    return try_resize(dwt.scratch, u64{buffer.width} + line_scratch_padding) &&
-           try_resize(dwt.discarded, u64{buffer.width} + 2 * line_margin) &&
-           (!inverse || resize(dwt.strip, buffer.width, strip_lines + 1));
+    return try_resize(dwt.scratch, u64{target.width} + line_scratch_padding) &&
+           try_resize(dwt.discarded, u64{target.width} + 2 * line_margin) &&
+           (!inverse || resize(dwt.strip, target.width, strip_lines + 1));
 }
 
 column_state state_of(column_filter &filter) {
@@ -117,7 +117,7 @@ column_state state_of(column_filter &filter) {
 }
 
 i16 *coefficients(const line_based_dwt &dwt, u32 x, u32 y) {
-    return dwt.target.data + y * dwt.target.stride + x;
+    return dwt.target.rows.line(y) + x;
 }
 
 // Mirrors a line number at the first and the last line.

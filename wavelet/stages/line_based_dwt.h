@@ -12,15 +12,15 @@
 #pragma once
 
 #include "core/aligned_memory.h"
+#include "core/lazy_lines.h"
 #include "wavelet/stages/lifting_kernels.h"
 
 namespace viq {
 
-// The coefficients of a component, with room for coefficient_padding more after the last. The
-// stride is in coefficients.
-struct coefficient_buffer {
-    i16 *data;
-    std::size_t stride;
+// The coefficients of a component, with room for coefficient_padding more after the last line of
+// each part.
+struct coefficient_lines {
+    lines_in_parts<i16> rows;
     u32 width, height;
 };
 
@@ -63,7 +63,7 @@ struct dwt_level {
 
 struct line_based_dwt {
     const wavelet_kernels *kernels = nullptr;
-    coefficient_buffer target = {};
+    coefficient_lines target = {};
     vector<dwt_level> levels;
     vector<i32> scratch;
     vector<i16> discarded; // receives results that are outside the component
@@ -73,7 +73,7 @@ struct line_based_dwt {
 };
 
 // Forward transform: push_lines takes all lines of the component in order, one or two at a time.
-bool begin_forward(line_based_dwt &forward, const coefficient_buffer &target, u32 levels);
+bool begin_forward(line_based_dwt &forward, const coefficient_lines &target, u32 levels);
 void push_lines(line_based_dwt &forward, const i16 *const lines[2], u32 count);
 
 // Inverse transform; it does not modify the coefficients. pull_lines returns line y and the lines
@@ -84,7 +84,7 @@ struct line_strip {
     std::size_t stride;
     u32 lines;
 };
-bool begin_inverse(line_based_dwt &inverse, const coefficient_buffer &source, u32 levels);
+bool begin_inverse(line_based_dwt &inverse, const coefficient_lines &source, u32 levels);
 line_strip pull_lines(line_based_dwt &inverse, u32 y);
 
 } // namespace viq

@@ -174,12 +174,13 @@ u32 distinct_lines(const region &source) {
 bool find_buffer(quantiser_data &quantiser, const region_destination &requested,
                  const region &source, region_destination &buffer) {
     buffer = requested;
-    if (buffer.data != nullptr && source.stride != 0)
+    if (buffer.data != nullptr && source.stride != 0 && source.height <= buffer.lines)
         return true;
     if (!try_resize(quantiser.values, u64{source.width} * distinct_lines(source)))
         return false;
     const u32 stride = source.width * static_cast<u32>(sizeof(i16));
-    buffer = {reinterpret_cast<u8 *>(quantiser.values.data()), source.stride == 0 ? 0 : stride};
+    buffer = {reinterpret_cast<u8 *>(quantiser.values.data()), source.stride == 0 ? 0 : stride,
+              distinct_lines(source)};
     return true;
 }
 

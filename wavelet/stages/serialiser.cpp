@@ -80,6 +80,8 @@ u32 unit_lines(const serialiser_data &serialiser) {
 
 // Moves to the next coding unit.
 u32 advance(serialiser_data &serialiser, u32 lines) {
+    if (serialiser.scan.no_memory)
+        return stage_no_memory;
     serialiser.line += lines;
     if (serialiser.line < serialiser.scan.area.height)
         return success;

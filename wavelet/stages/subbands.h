@@ -12,11 +12,6 @@ namespace viq {
 constexpr u32 max_decompositions = 32;
 constexpr u32 max_subbands = 3 * max_decompositions + 1;
 
-// Stride of a coefficient buffer, in coefficients.
-inline std::size_t coefficient_stride(u32 width) {
-    return (std::size_t{width} + 1) / 2 * 2;
-}
-
 // Number of subbands after at most `decompositions` levels. A level is decomposed only if both of
 // its sides have at least min_line_length samples.
 u32 count_subbands(u32 width, u32 height, u32 decompositions);

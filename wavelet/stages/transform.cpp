@@ -1,13 +1,12 @@
 // "Discrete Wavelet Transform": transforms the samples of a component to its subbands, and back.
 //
-// An instance buffers the coefficients of the whole component. The forward transform computes them
+// An instance stores the coefficients of the whole component. The forward transform computes them
 // when the first band of a run is requested, and provides each band as a plane. The inverse
 // transform fetches all bands from its upstream when the first samples are requested, and computes
 // the samples strip by strip as they are requested. If a coefficient does not fit 16 bits, the
 // component is transformed with headroom (lifting_kernels.h).
 #include <algorithm>
 
-#include "core/lazy_buffer.h"
 #include "wavelet/framework/module_support.h"
 #include "wavelet/stages/line_based_dwt.h"
 #include "wavelet/stages/subbands.h"
@@ -22,7 +21,7 @@ struct transform_data {
     u32 decompositions = 6;
     bool ready = false; // the buffer contains the coefficients of the current run
     u32 width = 0, height = 0, subbands = 1;
-    lazy_buffer<i16> coefficients; // forward: written pages are not recorded
+    lazy_lines<i16> coefficients;
     line_based_dwt dwt;
     u32 headroom = 0;   // of the coefficients of the current run
     vector<i16> scaled; // samples shifted by the headroom
@@ -46,16 +45,12 @@ u32 find_shape(const transform_data &transform, output_description &output, u32 
     return output.width != 0 && output.height != 0 && fits ? success : transform_bad_size;
 }
 
-std::size_t coefficient_index(const transform_data &transform, u32 x, u32 y) {
-    return y * coefficient_stride(transform.width) + x;
-}
-
 i16 *coefficient_at(transform_data &transform, u32 x, u32 y) {
-    return transform.coefficients.elements + coefficient_index(transform, x, y);
+    return transform.coefficients.lines().line(y) + x;
 }
 
 u32 stride(const transform_data &transform) {
-    return static_cast<u32>(coefficient_stride(transform.width) * sizeof(i16));
+    return static_cast<u32>(transform.coefficients.stride * sizeof(i16));
 }
 
 u32 allocate(transform_data &transform) {
@@ -65,8 +60,12 @@ u32 allocate(transform_data &transform) {
         return status;
     transform.width = output.width;
     transform.height = output.height;
-    const u64 size = u64{coefficient_stride(output.width)} * output.height;
-    return transform.coefficients.resize(size + coefficient_padding) ? success : stage_no_memory;
+    const std::size_t stride = (std::size_t{output.width} + 1) / 2 * 2;
+    const bool allocated =
+        transform.inverse != 0
+            ? transform.coefficients.begin(stride, output.height, coefficient_padding)
+            : transform.coefficients.begin_whole(stride, output.height, coefficient_padding);
+    return allocated ? success : stage_no_memory;
 }
 
 u32 count_levels(const transform_data &transform) {
@@ -77,11 +76,10 @@ u32 begin_levels(transform_data &transform) {
     const u32 levels = count_levels(transform);
     if (levels == 0)
         return success;
-    const coefficient_buffer buffer = {transform.coefficients.elements,
-                                       coefficient_stride(transform.width), transform.width,
-                                       transform.height};
     const auto begin = transform.inverse != 0 ? begin_inverse : begin_forward;
-    return begin(transform.dwt, buffer, levels) ? success : stage_no_memory;
+    const coefficient_lines lines = {transform.coefficients.lines(), transform.width,
+                                     transform.height};
+    return begin(transform.dwt, lines, levels) ? success : stage_no_memory;
 }
 
 // A line of samples, shifted right by the headroom.
@@ -140,30 +138,31 @@ u32 transform_component(transform_data &transform) {
     return push_component(transform);
 }
 
-// Stores fetched lines in the buffer, unless the upstream has done so.
-void store_lines(transform_data &transform, u32 x, u32 y, const region &lines) {
+// Stores fetched lines, unless the upstream has done so; false if memory runs out.
+bool store_lines(transform_data &transform, u32 x, u32 y, const region &lines) {
     const auto *first = reinterpret_cast<const i16 *>(lines.data);
     const bool zeros = lines.stride == 0 && std::all_of(first, first + lines.width,
                                                         [](i16 value) { return value == 0; });
     for (u32 i = 0; i < lines.height; ++i) {
-        const std::size_t index = coefficient_index(transform, x, y + i);
         if (zeros) {
-            transform.coefficients.clear(index, lines.width);
+            transform.coefficients.clear(x, y + i, lines.width);
             continue;
         }
-        transform.coefficients.mark_written(index, lines.width);
         const u8 *from = lines.data + std::size_t{i} * lines.stride;
-        auto *to = reinterpret_cast<u8 *>(transform.coefficients.elements + index);
+        auto *to = reinterpret_cast<u8 *>(transform.coefficients.write(x, y + i, lines.width));
+        if (to == nullptr)
+            return false;
         if (from != to)
             std::memcpy(to, from, lines.width * sizeof(i16));
     }
+    return true;
 }
 
 void shift_lines(transform_data &transform, const subband &area, u32 shift) {
     for (u32 y = 0; y < area.height; ++y) {
         i16 *line = coefficient_at(transform, area.x, area.y + y);
         for (u32 x = 0; x < area.width; ++x)
-            if (line[x] != 0) // a write to an unused page would allocate it
+            if (line[x] != 0) // lines without memory are not written
                 line[x] = static_cast<i16>(line[x] >> shift);
     }
 }
@@ -191,19 +190,22 @@ u32 fetch_band(transform_data &transform, u32 band) {
     for (u32 y = 0; y < area.height;) {
         const region_destination own = {
             reinterpret_cast<u8 *>(coefficient_at(transform, area.x, area.y + y)),
-            stride(transform)};
+            stride(transform), transform.coefficients.adjacent_lines(area.y + y)};
         set_module(transform.up.handle, id_destination, sizeof own, &own); // optional
         region lines = {area.width, area.height - y, nullptr, 0};
-        const u32 status = get_region(transform.up.handle, band, 0, y, &lines);
+        u32 status = get_region(transform.up.handle, band, 0, y, &lines);
         if (failed(status))
             return status;
         const bool whole =
             lines.width == area.width && lines.height != 0 && lines.height <= area.height - y;
         if (whole) {
             adopt_headroom(transform, band, y);
-            store_lines(transform, area.x, area.y + y, lines);
+            if (!store_lines(transform, area.x, area.y + y, lines))
+                status = stage_no_memory;
         }
         release_region(transform.up.handle, lines.data);
+        if (failed(status))
+            return status;
         if (!whole) {
             transform.coefficients = {}; // the upstream may have written to it
             return transform_bad_size;
@@ -297,8 +299,11 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
         requested.data = reinterpret_cast<const u8 *>(strip.first + x);
         requested.stride = static_cast<u32>(strip.stride * sizeof(i16));
     } else {
-        requested.data =
-            reinterpret_cast<const u8 *>(coefficient_at(transform, area.x + x, area.y + y));
+        const u32 line = std::min(area.y + y, transform.height - 1); // a region may have no lines
+        // Lines that have not been allocated are the same line of zeros.
+        const u32 adjacent = std::max(transform.coefficients.adjacent_lines(line), 1u);
+        requested.height = std::min(requested.height, adjacent);
+        requested.data = reinterpret_cast<const u8 *>(coefficient_at(transform, area.x + x, line));
         requested.stride = stride(transform);
     }
     return transform.inverse != 0 && transform.headroom != 0 ? scale_up(transform, requested)
