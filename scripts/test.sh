@@ -2,9 +2,9 @@
 # Everything that must hold before a change is shared: the tests in the release build and under the
 # address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
 # with clang and for 32-bit Windows, formatting, the manual, the packages. With --quick only the
-# release build and its tests, without comparisons with OpenCV and the cluster unless these
-# are installed, and the manual if doxygen is installed. The last lines name what
-# failed or was skipped; the very last one counts.
+# release build and its tests, and the manual if doxygen is installed; OpenCV and Dask are not
+# installed then, and the tests that need them are skipped. The last lines name what failed or was
+# skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 
