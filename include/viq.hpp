@@ -9,7 +9,7 @@
 
 #if __cplusplus < 202002L
 #error "viq.hpp needs C++20 (-std=c++20)"
-#endif
+#else
 
 #include <cstddef>
 #include <cstdint>
@@ -415,4 +415,5 @@ private:
 } // namespace cpp
 } // namespace viq
 
+#endif
 #endif

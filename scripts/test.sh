@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Everything that must hold before a change is shared: the tests in the release build and under the
-# address and undefined-behaviour sanitizers, and for 32-bit Windows under wine, those of threads under
-# the thread sanitizer, the build with clang, formatting, the manual, the packages. With --quick only the
-# release build and its tests, without comparisons with OpenCV and the cluster unless these are installed,
-# and the manual if doxygen is installed. The last lines name what
-# failed or was skipped; the very last one counts.
+# address and undefined-behaviour sanitizers, and for 32-bit Windows and 64-bit ARM in emulators, those
+# of threads under the thread sanitizer, the build with clang, formatting, the manual, the packages. With
+# --quick only the release build and its tests, and the manual if doxygen is installed; OpenCV and Dask
+# are not installed then, and the tests that need them are skipped. The last lines name what failed or
+# was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 

@@ -78,7 +78,10 @@ int demo(const demo_options &options) {
         page contents = {.version = VIQ_TOOL_VERSION, .top = {}, .sections = {}};
         std::vector<section> &sections = contents.sections;
         const auto add = [&sections](section made) {
-            std::printf("%s: %zu pictures\n", made.title.c_str(), made.cards.size());
+            if (made.cards.empty()) // a table or curves
+                std::printf("%s\n", made.title.c_str());
+            else
+                std::printf("%s: %zu pictures\n", made.title.c_str(), made.cards.size());
             std::fflush(stdout);
             sections.push_back(std::move(made));
         };

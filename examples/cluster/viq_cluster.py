@@ -11,7 +11,10 @@ import tempfile
 import time
 from pathlib import Path
 
-from distributed import Client, LocalCluster, as_completed
+try:
+    from distributed import Client, LocalCluster, as_completed
+except ImportError:
+    sys.exit('viq_cluster.py needs Dask distributed, on Debian the package python3-distributed')
 
 PART = '.viq-part-'  # starts the names of unfinished outputs
 

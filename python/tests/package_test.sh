@@ -18,7 +18,7 @@ packages=$(env/bin/python -c 'import sysconfig; print(sysconfig.get_path("platli
 
 export VIQ_TOOL=$tool VIQ_SOURCE=$source
 status=0
-env/bin/python -m pytest -v -p no:cacheprovider "$source/python/tests" > log 2>&1 || status=$?
+COLUMNS=200 env/bin/python -m pytest -v -p no:cacheprovider "$source/python/tests" > log 2>&1 || status=$?
 grep -v ' PASSED ' log
 sed -nE 's/.*::(\S+) SKIPPED \((.*)\).*/skipped: \1: \2/p' log
 exit "$status"

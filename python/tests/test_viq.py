@@ -363,6 +363,7 @@ def test_errors_carry_code_function_and_text(tmp_path):
     assert (failure.code, failure.name) == (c.VIQ_ERR_OPEN, 'VIQ_ERR_OPEN')
     assert (failure.function, failure.text) == ('VIQ_image_find_file_format', 'Failed to open file')
     assert str(failure).startswith('VIQ_image_find_file_format: Failed to open file')
+    assert str(failure).endswith(f', file {tmp_path / "missing.bmp"}')
     with pytest.raises(viq.Error) as caught:
         viq.crop(ramps(), 500, 0, 1, 1)
     assert caught.value.function == 'VIQ_IP_crop' and 'Rectangle outside' in str(caught.value)

@@ -47,12 +47,20 @@ def get_limit(name: str) -> int:
 def open(path: Path, format: Union[str, int, None] = None) -> Image:
     """Opens a picture. The contents of the file select the reader; without a format the pixels are as
     the reader delivers them. See VIQ_open_as."""
-    return Image(c.VIQ_open_as(path, format_code(format) if format else 0))
+    try:
+        return Image(c.VIQ_open_as(path, format_code(format) if format else 0))
+    except Error as failure:
+        failure.path = path
+        raise
 
 
 def save(picture: Picture, path: Path, quality: int = 0) -> None:
     """Saves a picture in the file format of the extension. See VIQ_save."""
-    as_image(picture).save(path, quality)
+    try:
+        as_image(picture).save(path, quality)
+    except Error as failure:
+        failure.path = path
+        raise
 
 
 def file_format(path: Path) -> str:

@@ -39,6 +39,7 @@ class Error(Exception):
     function: the C function that has reported the failure
     text: its message, possibly empty
     reports: all reports of the call with this code, (function, text) each; the first names the cause
+    path: the file of viq.open and viq.save, otherwise None
     """
 
     def __init__(self, code, function, text='', reports=()):
@@ -47,6 +48,7 @@ class Error(Exception):
         self.function = function
         self.text = text
         self.reports = tuple(reports)
+        self.path = None
         super().__init__(code, function, text, self.reports)
 
     @property
@@ -57,6 +59,8 @@ class Error(Exception):
     def __str__(self):
         detail = f'|0x{self.code & 0xFFFF:x}' if self.code & 0xFFFF else ''
         text = f'{self.function}: {self.text or self.description} ({self.name}{detail})'
+        if self.path is not None:
+            text += f', file {os.fsdecode(self.path)}'
         causes = [f'{function}: {cause}' for function, cause in self.reports[:-1] if cause]
         return '; '.join([text] + causes)
 
