@@ -21,7 +21,9 @@ inline memory_window &memory_of(const display &d) {
 }
 
 inline u32 open_memory(display &d, const char *, u32 width, u32 height) {
-    d.native = make_owned<memory_window>().release();
+    constexpr u64 most_pixels = 1 << 20;
+    if (u64{width} * height <= most_pixels)
+        d.native = make_owned<memory_window>().release();
     if (d.native == nullptr)
         return report(d.function, VIQ_ERR_MEMORY, "");
     d.system = &current_windows();
