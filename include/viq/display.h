@@ -16,17 +16,7 @@ extern "C" {
  *
  * A display object shows images in a window: in one of its own (VIQ_display_open) or in one of the
  * program (VIQ_display_set_window). A picture of any pixel format is converted to the format of the
- * window, scaled and placed:
- *
- *     uint32_t display = VIQ_display_create();
- *     tVIQ_DisplayEvent event = {0};
- *     if (!VIQ_IS_ERROR(VIQ_display_open(display, "Camera", 640, 480)))
- *         while (event.type != VIQ_EVENT_CLOSE) {
- *             // capture a frame into `image`
- *             VIQ_display_image(display, image, VIQ_STRIP_NEXT);
- *             VIQ_display_next_event(display, &event, 10);
- *         }
- *     VIQ_display_destroy(display);
+ * window, scaled and placed. The manual's chapter on display contains a program.
  *
  * Windows are those of the platform: X11 on Linux, with libX11 (1.7 or newer) and libXext, which
  * are loaded when the first window is opened; GDI and DirectDraw on Windows. Where the libraries or
@@ -375,8 +365,8 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_get_pixel(uint32_t hDisplay, int32_t x, in
  * Returns the next event of a window of the display's own. If there is none, the call waits for it
  * for the given time. The window is repainted within the call when it has been uncovered or
  * resized, if VIQ_display_refresh can do it. Up to 64 events are kept while the program does not
- * call this function; later ones are dropped, except that RESIZE and CLOSE replace a motion or a
- * key.
+ * call this function; later ones are dropped, except that RESIZE and CLOSE replace a motion, a
+ * key or a step of the wheel.
  *
  * @param hDisplay        the display
  * @param pEvent          receives the event; its type is VIQ_EVENT_NONE if there is none, and after
