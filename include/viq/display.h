@@ -232,7 +232,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_destroy(uint32_t hDisplay);
  *     the server that the environment variable DISPLAY names.
  * @par Errors
  * - VIQ_ERR_STATE "Display has a window already"
- * - VIQ_ERR_PARAMETER "No such window"
+ * - VIQ_ERR_PARAMETER "No such window", on Windows also "No such device": not a HDC
  * - VIQ_ERR_UNSUPPORTED "No display system"
  * - VIQ_ERR_UNSUPPORTED|depth "Unsupported depth of window": neither 8 (with fixed colours), 15,
  *   16, 24, 30 nor 32 bits a pixel
