@@ -276,7 +276,10 @@ DWORD WINAPI run_window(void *argument) {
     own_window &own = *static_cast<own_window *>(argument);
     const HMODULE module = own.module;
     const bool created = create_window(own);
-    announce_start(own, created ? ERROR_SUCCESS : GetLastError());
+    const DWORD error = GetLastError();
+    if (!created)
+        own.window = nullptr;
+    announce_start(own, error);
     MSG message;
     while (created && GetMessageW(&message, nullptr, 0, 0) > 0)
         DispatchMessageW(&message);
@@ -323,7 +326,7 @@ owned<own_window> open_own_window(const wchar_t *title, u32 width, u32 height, D
     own->changed.wait(guard, [&] { return own->started; });
     error = own->error;
     guard.unlock();
-    if (error == ERROR_SUCCESS)
+    if (own->window != nullptr)
         return own;
     close_own_window(*own);
     return nullptr;

@@ -33,7 +33,7 @@ struct own_window {
     // ---- Under the lock
     std::mutex lock;
     std::condition_variable changed;
-    bool started = false; // the window exists, or error says why not
+    bool started = false; // the window exists, or is null because of the error
     DWORD error = ERROR_SUCCESS;
     window_news news;
 

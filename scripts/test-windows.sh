@@ -75,4 +75,4 @@ if [ "$(cat "$root/.complete" 2> /dev/null)" != "$contents" ]; then
 fi
 write_emulator
 build || exit 1
-exec unshare --mount --pid --fork --kill-child --propagation private bash scripts/test-windows.sh --inside
+in_namespace bash scripts/test-windows.sh --inside
