@@ -41,6 +41,10 @@ install(FILES ${PROJECT_BINARY_DIR}/viqConfig.cmake ${PROJECT_BINARY_DIR}/viqCon
 
 # The prefix is relative to the directory of viq.pc, so that an installed tree can be moved.
 file(RELATIVE_PATH VIQ_PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+set(VIQ_PC_SYSTEM_LIBRARIES "")
+if(WIN32)
+    set(VIQ_PC_SYSTEM_LIBRARIES " -lgdi32")
+endif()
 configure_file(viq.pc.in viq.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/viq.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)

@@ -6,11 +6,29 @@ skip() {
     exit 77
 }
 
-# Sets `release`. Skips the test where a root can be neither made nor used.
+# Sets `propagation`: in a chroot that of "/" cannot be changed, and is usable if mounts are not seen
+# outside of the namespace all the same.
+find_propagation() {
+    local probe
+    probe=$(mktemp -d)
+    for propagation in private unchanged ''; do
+        [ -n "$propagation" ] || skip "mount namespaces are not permitted"
+        in_namespace mount -t tmpfs none "$probe" 2> /dev/null || continue
+        mountpoint -q "$probe" || break
+        umount "$probe"
+    done
+    rmdir "$probe"
+}
+
+# Mounts and processes end with the command.
+in_namespace() { # COMMAND...
+    unshare --mount --pid --fork --kill-child --propagation "$propagation" "$@"
+}
+
+# Sets `release` and `propagation`. Skips the test where a root can be neither made nor used.
 require_roots() {
     [ "$(id -u)" -eq 0 ] || skip "making a root needs the rights of root"
-    unshare --mount --pid --fork --propagation private true 2> /dev/null ||
-        skip "mount namespaces are not permitted"
+    find_propagation
     release=$(. /etc/os-release && [ "$ID" = debian ] && echo "$VERSION_CODENAME") || skip "not Debian"
 }
 

@@ -30,7 +30,7 @@ if [ "${1:-}" = --inside ]; then
 fi
 
 in_root() { # COMMANDS
-    unshare --mount --propagation private bash "$project/scripts/test-packages.sh" --inside "$1"
+    in_namespace bash "$project/scripts/test-packages.sh" --inside "$1"
 }
 
 # ---- The root

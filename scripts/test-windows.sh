@@ -14,11 +14,14 @@ contents=wine32,wine,xvfb
 binaries=$PWD/build/windows
 emulator=$binaries/wine
 
-# Starts a Windows program in the root, in the directory of the caller.
+# Starts a Windows program in the root, in the directory of the caller; with VIQ_WITH_DISPLAY=1 it has
+# the display of the root.
 write_emulator() {
     mkdir -p "$binaries"
     cat > "$emulator" << END
 #!/bin/sh
+unset DISPLAY
+[ -z "\$VIQ_WITH_DISPLAY" ] || export DISPLAY=:\$(cat "$binaries/display")
 exec chroot "$root" env -u TMPDIR HOME=/root LC_ALL=C.UTF-8 WINEDEBUG=-all WINEPATH="$binaries" \\
     sh -c 'cd "\$0" && exec /usr/bin/wine "\$@"' "\$PWD" "\$@"
 END
@@ -34,13 +37,25 @@ build() {
         cmake --build --preset release --target viq_tool_alone
 }
 
-# Without a server that stays, each program would start one, which takes seconds.
+start_display() {
+    local n
+    : > "$binaries/display"
+    chroot "$root" Xvfb -displayfd 1 -screen 0 1024x768x24 -nolisten tcp > "$binaries/display" 2> /dev/null &
+    for n in {1..100}; do
+        [ ! -s "$binaries/display" ] || break
+        sleep 0.1
+    done
+    export DISPLAY=:$(cat "$binaries/display")
+}
+
+# Without a server that stays, each program would start one, which takes seconds. It is started with
+# the display, which it passes to all programs that have one.
 run_tests() {
     mkdir -p "$root$PWD" "$root/root/.wine" "$binaries/tmp"
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
     mount --bind "$PWD" "$root$PWD"
-    unset DISPLAY
+    start_display
     local in_root=(chroot "$root" env -u TMPDIR HOME=/root LC_ALL=C.UTF-8 WINEDEBUG=-all)
     "${in_root[@]}" /usr/lib/wine/wineserver32 -p < /dev/null > /dev/null 2>&1
     "${in_root[@]}" wineboot -i < /dev/null > /dev/null 2>&1
@@ -60,4 +75,4 @@ if [ "$(cat "$root/.complete" 2> /dev/null)" != "$contents" ]; then
 fi
 write_emulator
 build || exit 1
-exec unshare --mount --pid --fork --kill-child --propagation private bash scripts/test-windows.sh --inside
+in_namespace bash scripts/test-windows.sh --inside

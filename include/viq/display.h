@@ -228,7 +228,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_destroy(uint32_t hDisplay);
  *     the server that the environment variable DISPLAY names.
  * @par Errors
  * - VIQ_ERR_STATE "Display has a window already"
- * - VIQ_ERR_PARAMETER "No such window"
+ * - VIQ_ERR_PARAMETER "No such window", on Windows also "No such device": not a HDC
  * - VIQ_ERR_UNSUPPORTED "No display system"
  * - VIQ_ERR_UNSUPPORTED|depth "Unsupported depth of window": its pixels have no fixed colours, or
  *   do not take 8, 16, 24 or 32 bits
