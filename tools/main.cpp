@@ -43,6 +43,7 @@ constexpr verb verbs[] = {
      tool::declare_demo},
     {"sequence", "Build, split or describe a file with a sequence of JPEG frames",
      tool::declare_sequence},
+    {"print", "Print pictures, or write them to a PDF file", tool::declare_print},
 };
 
 // Breaks long lines between words.
