@@ -122,7 +122,7 @@ u32 end_pdf_page(pdf_document &pdf, const paper_size &paper, const page_layout &
     print(pdf, "cm /Picture Do\n");
     before.swap(pdf.text);
     begin_object(pdf, contents);
-    print(pdf, "<< /Length %zu >>\nstream\n", before.size());
+    print(pdf, "<< /Length %u >>\nstream\n", static_cast<u32>(before.size()));
     append(pdf, before.data(), before.size());
     print(pdf, "endstream\nendobj\n");
 

@@ -2,6 +2,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -211,7 +212,9 @@ void print_page(const page_source &page, const print_options &options,
     // Pictures of an odd width are converted with the width that their file states.
     if (header_of(flow).format == VIQ_YUV422)
         convert_flow(flow, {VIQ_RGB24});
-    const std::string &title = options.title.empty() ? options.files.front() : options.title;
+    const std::string title =
+        options.title.empty() ? std::filesystem::path(options.files.front()).filename().string()
+                              : options.title;
     const auto print_strip = [&](uint32_t strip, bool) {
         is_printing = true;
         check(VIQ_display_print(strip, options.printer.c_str(), title.c_str(), &how,
