@@ -28,7 +28,8 @@
  * - viq/process.h: VIQ_IP_..., VIQ_SPL_...
  * - viq/camera.h: VIQ_BAY_..., VIQ_CK_...
  * - viq/draw.h: VIQ_draw_..., VIQ_DrawPixel
- * - viq/display.h: VIQ_display_...
+ * - viq/display.h: VIQ_display_... except those that follow
+ * - viq/print.h: VIQ_display_print, VIQ_display_print_defaults, VIQ_display_list_printers
  * - viq/one_call.h: VIQ_open_as, VIQ_decode_as, VIQ_convert_as, VIQ_save, VIQ_encode
  *
  * Handles and results are uint32_t. Prefixes of arguments name their type: h is a handle, dw 32
@@ -143,6 +144,7 @@
 #include "viq/limits.h"
 #include "viq/lut.h"
 #include "viq/one_call.h"
+#include "viq/print.h"
 #include "viq/process.h"
 #include "viq/types.h"
 #include "viq/wavelet.h"

@@ -44,6 +44,7 @@ constexpr verb verbs[] = {
     {"sequence", "Build, split or describe a file with a sequence of JPEG frames",
      tool::declare_sequence},
     {"view", "Show pictures and films in a window or in the terminal", tool::declare_view},
+    {"print", "Print pictures, or write them to a PDF file", tool::declare_print},
 };
 
 // Breaks long lines between words.

@@ -26,6 +26,7 @@ action declare_motion(CLI::App &app);
 action declare_demo(CLI::App &app);
 action declare_sequence(CLI::App &app);
 action declare_view(CLI::App &app);
+action declare_print(CLI::App &app);
 
 constexpr int exit_done = 0;
 constexpr int exit_different = 1; // viq compare: the pictures differ
