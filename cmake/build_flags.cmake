@@ -27,6 +27,10 @@ endif()
 
 if(VIQ_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
+    if(NOT VIQ_SANITIZE)
+        # Recording the operands of comparisons and the targets of calls takes half of the time.
+        add_compile_options(-fno-sanitize-coverage=trace-cmp,indirect-calls)
+    endif()
 endif()
 
 add_library(viq_warnings INTERFACE)

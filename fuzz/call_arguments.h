@@ -28,7 +28,6 @@ namespace viq {
 inline u64 calls_made; // of public functions, by this process
 
 constexpr std::size_t slots = 6;
-constexpr std::size_t files = 4;
 
 // What a caller of the library holds while an input runs.
 struct caller {
@@ -51,13 +50,6 @@ struct caller {
     u32 in_image = 0, out_image = 0;
     u16 command = 0;
 };
-
-inline std::string file_name(std::size_t index) {
-    static const std::string base = (std::filesystem::temp_directory_path() /
-                                     ("viq_api" + std::to_string(std::random_device{}()) + "_"))
-                                        .string();
-    return base + std::to_string(index);
-}
 
 // ---- The call that is being made
 
@@ -302,7 +294,7 @@ inline const char *any_text(caller &who, call_record &call) {
 
 inline std::FILE *any_file(caller &who, call_record &call) {
     if (call.file == nullptr && who.input.chance(250)) {
-        call.file = std::fopen(file_name(who.input.byte() % files).c_str(), "r+b");
+        call.file = open_path(file_name(who.input.byte() % files).c_str(), "r+b");
         if (call.file == nullptr)
             call.file = std::tmpfile();
     }

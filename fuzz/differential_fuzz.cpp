@@ -201,7 +201,7 @@ void add_strip(outcome &result, u32 handle, role kind) {
 }
 
 // What a whole operation leaves beside the strips.
-void add_rest(outcome &result, caller &who, role kind, const std::string &file) {
+void add_rest(outcome &result, caller &who, role kind, std::size_t file) {
     const tVIQ_Image &out = *find_image(who.out_image);
     const u32 numbers[] = {out.pixel_format, out.width, out.height, out.num_colours};
     result.add(numbers, sizeof numbers);
@@ -217,17 +217,18 @@ void add_rest(outcome &result, caller &who, role kind, const std::string &file) 
         result.add(in.colourmap, 256 * sizeof(tVIQ_Colour));
     result.add(who.histograms[0].get(), sizeof(tVIQ_Histogram));
     result.add(who.average.get(), sizeof(tVIQ_Average));
-    if (std::FILE *written = std::fopen(file.c_str(), "rb")) {
+    if (std::FILE *written = open_path(file_name(file).c_str(), "rb")) {
         u8 block[4096];
         while (const std::size_t count = std::fread(block, 1, sizeof block, written))
             result.add(block, count);
         std::fclose(written);
-        std::remove(file.c_str());
+        remove_file(file);
     }
 }
 
 void make_objects(const picture &p) {
-    for (const u16 size : {u16{1}, u16{2}}) {
+    const u16 sizes[] = {1, static_cast<u16>(p.format == VIQ_Y16 ? 2 : 1)};
+    for (const u16 size : sizes) { // large tables take long
         const u32 table = VIQ_LUT_create(size == 1 ? 256 : 65536, size);
         VIQ_LUT_generate(table, static_cast<i16>(p.seed % 150), 110, 120, 90, 100, 110);
         VIQ_CK_create();
@@ -244,8 +245,13 @@ u32 coded(const picture &p, role kind, u32 image) {
     return result;
 }
 
+// The other conversion tables, which take long to make, do not depend on the picture.
+constexpr u16 tables_of_pictures[] = {VIQ_CONV_LUT_RGB16_TO_PALETTED, VIQ_CONV_LUT_Y8_TO_PALETTED,
+                                      VIQ_CONV_LUT_Y16_TO_PALETTED,
+                                      VIQ_CONV_LUT_YUV422_TO_PALETTED};
+
 outcome run(const operation &op, const picture &p, byte_source arguments, manner how,
-            const std::string &file) {
+            std::size_t file) {
     caller who;
     if (how.thread)
         enter_context(who);
@@ -254,15 +260,14 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
     who.images.fill(other);
     who.in_image = op.input == role::image ? image : coded(p, op.input, image);
     who.out_image = make_image(p, op.output);
-    VIQ_image_set_outfilename(who.in_image, file.c_str());
+    VIQ_image_set_outfilename(who.in_image, file_name(file).c_str());
     VIQ_image_set_flags(who.out_image, VIQ_FLAG_USE_LUT, p.tables);
     who.command = VIQ_STRIP_NEXT;
     const std::string_view name = op.name;
     if (name == "VIQ_LUT_apply" || name.substr(0, 6) == "VIQ_CK")
         make_objects(p);
     if (p.tables && (name == "VIQ_image_convert" || name.ends_with("_LUT")))
-        for (u16 type = VIQ_CONV_LUT_RGB16_TO_PALETTED; type <= VIQ_CONV_LUT_YUV422_TO_PALETTED;
-             ++type)
+        for (const u16 type : tables_of_pictures)
             VIQ_image_conv_LUT_generate(image, type);
 
     outcome result;
@@ -294,11 +299,10 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
         demand(VIQ_context_destroy(who.contexts[0]) == 0);
     } else {
         demand(VIQ_image_destroy(VIQ_ALL_IMAGES) == 0);
-        for (u16 type = VIQ_CONV_LUT_RGB16_TO_PALETTED; type <= VIQ_CONV_LUT_YUV422_TO_PALETTED;
-             ++type)
+        for (const u16 type : tables_of_pictures)
             VIQ_image_conv_LUT_destroy(type);
     }
-    std::remove(file.c_str());
+    remove_file(file);
     return result;
 }
 
@@ -332,16 +336,40 @@ picture any_picture(byte_source &input) {
     p.data_width = 8 + input.byte() % 9;
     p.seed = input.byte();
     p.style = input.byte();
-    p.tables = input.byte() >= 240;
+    p.tables = input.byte() >= 252; // slow
     for (u32 count = 1 + input.byte() % 4; count > 0; --count)
         p.strips.push_back(1 + input.byte() % 20);
     return p;
 }
 
+// By strips with the plain kernels, or with the kernels of another instruction set.
+void run_again(const operation &op, const picture &p, byte_source arguments, u32 variant,
+               const outcome &whole) {
+    const u32 number = variant == 0 && !op.by_strips ? 1 : variant;
+    const auto set = static_cast<instruction_set>(number);
+    if (!set_available(set))
+        return;
+    force_set(set);
+    const manner how = {op.by_strips, false, static_cast<u8>(number == 0 ? 255 : 85)};
+    compare(op, p, number == 0 ? "plain, strips" : "vectors", whole, run(op, p, arguments, how, 0));
+}
+
+void run_in_threads(const operation &op, const picture &p, byte_source arguments,
+                    const outcome &whole) {
+    outcome results[2];
+    const auto work = [&](std::size_t i) {
+        results[i] = run(op, p, arguments, {op.by_strips, true, 170}, i + 1);
+    };
+    std::thread first(work, 0), second(work, 1);
+    first.join();
+    second.join();
+    for (const outcome &result : results)
+        compare(op, p, "threads", whole, result);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
-    start_library();
     byte_source input = {data, size};
     const operation &op = operations()[input.word() % operations().size()];
     picture p = any_picture(input);
@@ -349,31 +377,14 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
         p.width += p.width % 2;
         p.alignment = 2;
     }
-    const bool in_threads = input.byte() >= 240; // slow
-
-    force_set(instruction_set::plain);
-    const outcome whole = run(op, p, input, {false, false, 0}, file_name(0));
-    if (op.by_strips)
-        compare(op, p, "plain, strips", whole, run(op, p, input, {true, false, 255}, file_name(0)));
-    for (u32 i = 1; i < instruction_sets; ++i) {
-        const auto set = static_cast<instruction_set>(i);
-        if (!set_available(set))
-            continue;
-        force_set(set);
-        compare(op, p, "vectors", whole,
-                run(op, p, input, {op.by_strips, false, 85}, file_name(0)));
-    }
-    if (in_threads) {
-        outcome results[2];
-        const auto work = [&](std::size_t i) {
-            results[i] = run(op, p, input, {op.by_strips, true, 170}, file_name(i + 1));
-        };
-        std::thread first(work, 0), second(work, 1);
-        first.join();
-        second.join();
-        for (const outcome &result : results)
-            compare(op, p, "threads", whole, result);
-    }
-    demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    const bool in_threads = input.byte() >= 240 || is_one_of(data, size, 64);
+    in_variants(data, size, instruction_sets, [&](u32 variant) {
+        force_set(instruction_set::plain);
+        const outcome whole = run(op, p, input, {false, false, 0}, 0);
+        run_again(op, p, input, variant, whole);
+        if (in_threads)
+            run_in_threads(op, p, input, whole);
+        demand(VIQ_image_destroy(VIQ_ANY_IMAGE) == 0);
+    });
     return 0;
 }

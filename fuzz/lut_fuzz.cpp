@@ -8,6 +8,8 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     if (size == 0)
         return 0;
     const viq::input_file file(data + 1, size - 1);
+    constexpr u64 small_table = 5000;
+    VIQ_set_limit(VIQ_LIMIT_ALLOCATION, viq::is_one_of(data, size, 32) ? 0 : small_table);
     const auto type = static_cast<u16>(199 + data[0] % 8);
     const u32 image = VIQ_image_create();
     VIQ_image_set_parameter(image, VIQ_IMAGE_TYPE, VIQ_Y16);

@@ -1,76 +1,131 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets and runs them side by side for a time, as many at once as there are
-# processors. Prints for each target the executions of this run, the coverage, the inputs that failed
-# and the executions of all runs. What all runs have in common is kept in build/fuzz: executions
-# (a line for each run), found inputs in corpus/TARGET, failing ones in findings/TARGET.
+# Builds the fuzz targets and runs them side by side, for a time or until each has reached a number
+# of executions in all runs together. Prints for each target the executions of this run, the
+# coverage, the inputs that failed and the executions of all runs.
+#
+# There are two builds. The fast one traps on undefined behaviour and checks the ends of heap blocks;
+# it makes nine of ten executions. The other one has the address sanitizer; it first runs the inputs
+# that the fast one has found.
+#
+# What all runs have in common is kept in build/fuzz: executions (a line for each start of a program:
+# target, executions, build), found inputs in corpus/TARGET, failing ones in findings/TARGET.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 
 usage() {
-    echo "usage: $0 MINUTES [TARGET...]" >&2
+    cat >&2 <<TEXT
+usage: $0 MINUTES [TARGET...]
+       $0 --until EXECUTIONS [--jobs N] [TARGET...]
+       $0 --minimise [TARGET...]
+--until     run each target until it has made so many executions in all runs
+--jobs      targets at a time; otherwise the number of processors
+--minimise  keep of the found inputs those that reach something of their own
+TEXT
     exit 2
 }
 
-[[ ${1:-} =~ ^[1-9][0-9]*$ ]] || usage
-minutes=$1
+mode=minutes amount=1 jobs=$(nproc)
+case ${1:-} in
+--until) mode=until amount=${2:-} && shift ;;
+--minimise) mode=minimise ;;
+*) amount=${1:-} ;;
+esac
+[[ $amount =~ ^[1-9][0-9]*$ ]] || usage
 shift
+if [ "${1:-}" = --jobs ]; then
+    jobs=${2:-}
+    [[ $jobs =~ ^[1-9][0-9]*$ ]] || usage
+    shift 2
+fi
 
 bash scripts/setup.sh --fuzz || exit 1
 mkdir -p build
-{ cmake --preset fuzz && cmake --build --preset fuzz; } >build/fuzz.log 2>&1 || {
-    cat build/fuzz.log
-    exit 1
-}
+for preset in fuzz-fast fuzz; do
+    { cmake --preset $preset && cmake --build --preset $preset; } >build/$preset.log 2>&1 || {
+        cat build/$preset.log
+        exit 1
+    }
+done
 
+# The fastest first.
 targets=("$@")
-if [ ${#targets[@]} -eq 0 ]; then
-    for program in build/fuzz/fuzz/fuzz_*; do
-        [ -x "$program" ] && targets+=("${program##*/fuzz_}")
-    done
-fi
-processors=$(nproc)
+[ ${#targets[@]} -gt 0 ] ||
+    targets=(tga tiff eps frame bmp lut jpeg_file jpeg_buffer wavelet api differential)
 work=build/fuzz
 mkdir -p $work/logs
-touch $work/logs/started
+touch $work/executions $work/logs/started
 files=$(mktemp -d "$([ -d /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")/viq-fuzz.XXXXXX")
 trap 'rm -rf "$files"' EXIT
+checked_heap=$(find /lib /usr/lib -name libc_malloc_debug.so.0 -print -quit 2>/dev/null)
+
+executions_of() { # TARGET
+    awk -v name="$1" '$1 == name { sum += $2 } END { printf "%d", sum }' $work/executions
+}
+
+# Starts a program of a target once and adds its executions to the record.
+start() { # TARGET BUILD OPTION...
+    local name=$1 build=$2 log=$work/logs/$1.log options=() status
+    shift 2
+    [ -f "fuzz/dictionaries/${name%%_*}.dict" ] &&
+        options+=("-dict=fuzz/dictionaries/${name%%_*}.dict")
+    if [ "$build" = fuzz-fast ] && [ -n "$checked_heap" ]; then
+        local -x LD_PRELOAD=$checked_heap MALLOC_CHECK_=3
+    fi
+    TMPDIR=$files nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=60 -rss_limit_mb=3000 \
+        -print_final_stats=1 -reduce_inputs=0 "${options[@]}" "$@" \
+        -artifact_prefix="$work/findings/$name/" "$work/corpus/$name" "fuzz/corpus/$name" \
+        >"$log.last" 2>&1
+    status=$?
+    cat "$log.last" >>"$log"
+    awk -v name="$name" -v build="$build" '/^stat::number_of_executed_units:/ { last = $2 }
+        END { if (last > 0) print name, last, build }' "$log.last" >>"$work/executions"
+    return $status
+}
 
 # All targets get the same time, whether or not there are processors for all of them at once.
-share=$((minutes * 60))
-if [ ${#targets[@]} -gt "$processors" ]; then
-    share=$((share * processors / ${#targets[@]}))
-fi
+share=$((amount * 60))
+[ ${#targets[@]} -gt "$jobs" ] && share=$((share * jobs / ${#targets[@]}))
 
+# Runs in turns, so that the record is right within minutes when a run is stopped. A finding ends a
+# program; the next one starts with the inputs that were found.
 run_target() { # TARGET
-    local name=$1 log=$work/logs/$1.log until=$((SECONDS + share)) left dictionary=() status
-    local program=$work/fuzz/fuzz_$name
-    mkdir -p "$work/corpus/$name" "$work/findings/$name"
-    [ -f "fuzz/dictionaries/${name%%_*}.dict" ] &&
-        dictionary=("-dict=fuzz/dictionaries/${name%%_*}.dict")
-    : >"$log"
-    # A finding ends the program; it starts again with the inputs that it has found.
-    while left=$((until - SECONDS)) && [ "$left" -gt 0 ]; do
-        TMPDIR=$files nice -n 10 "$program" -max_total_time="$left" -timeout=60 -rss_limit_mb=3000 \
-            -print_final_stats=1 -reduce_inputs=0 -use_value_profile=0 "${dictionary[@]}" \
-            -artifact_prefix="$work/findings/$name/" "$work/corpus/$name" "fuzz/corpus/$name" \
-            >>"$log" 2>&1
-        status=$?
-        awk -v name="$name" '/^stat::number_of_executed_units:/ { last = $2 }
-            END { if (last > 0) print name, last }' \
-            <(tail -n 20 "$log") >>"$work/executions"
-        [ "$status" -ne 0 ] || break
+    local name=$1 until=$((SECONDS + share)) turn left made
+    while true; do
+        if [ $mode = until ]; then
+            left=$((amount - $(executions_of "$name")))
+            turn=300
+        else
+            left=1000000000
+            turn=$(((until - SECONDS + 1) / 2))
+            [ "$turn" -lt 300 ] || turn=300
+        fi
+        [ "$left" -gt 0 ] && [ "$turn" -gt 0 ] || break
+        made=$(executions_of "$name")
+        start "$name" fuzz-fast -max_total_time="$turn" -runs=$(((left * 9 + 9) / 10))
+        made=$(($(executions_of "$name") - made))
+        [ "$made" -gt 0 ] || break # an input in the corpus fails
+        start "$name" fuzz -max_total_time="$turn" -runs=$((made / 9 + 1))
     done
+}
+
+minimise() { # TARGET
+    local found=$work/corpus/$1
+    rm -rf "$found.minimal" && mkdir "$found.minimal"
+    start "$1" fuzz-fast -merge=1 "$found.minimal" && rm -rf "$found" && mv "$found.minimal" "$found"
 }
 
 for name in "${targets[@]}"; do
-    while [ "$(jobs -rp | wc -l)" -ge "$processors" ]; do
+    while [ "$(jobs -rp | wc -l)" -ge "$jobs" ]; do
         wait -n
     done
-    run_target "$name" &
+    mkdir -p "$work/corpus/$name" "$work/findings/$name"
+    : >"$work/logs/$name.log"
+    if [ $mode = minimise ]; then minimise "$name" & else run_target "$name" & fi
 done
 wait
+[ $mode != minimise ] || exit 0
 
-# The statistics of a run, which may consist of several starts of the program.
+# The statistics of a run, which consists of several starts of the programs.
 printf '%-14s %14s %10s %10s %16s\n' target executions coverage findings "all executions"
 failed=0
 for name in "${targets[@]}"; do
@@ -78,8 +133,8 @@ for name in "${targets[@]}"; do
     executions=$(awk '/^stat::number_of_executed_units:/ { sum += $2 } END { print sum + 0 }' "$log")
     coverage=$(sed -nE 's/.* cov: ([0-9]+) .*/\1/p' "$log" | sort -n | tail -n 1)
     findings=$(find "$work/findings/$name" -type f -newer "$work/logs/started" | wc -l)
-    all=$(awk -v name="$name" '$1 == name { sum += $2 } END { printf "%d", sum }' $work/executions)
-    printf '%-14s %14s %10s %10s %16s\n' "$name" "$executions" "${coverage:-0}" "$findings" "$all"
+    printf '%-14s %14s %10s %10s %16s\n' "$name" "$executions" "${coverage:-0}" "$findings" \
+        "$(executions_of "$name")"
     failed=$((failed + findings))
 done
 [ "$failed" -eq 0 ]
