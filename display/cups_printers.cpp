@@ -29,8 +29,8 @@ struct cups_destination {
     cups_option *options;
 };
 
-using password_function = const char *(*)(const char *prompt, http_connection *,
-                                          const char *method, const char *resource, void *user);
+using password_function = const char *(*)(const char *prompt, http_connection *, const char *method,
+                                          const char *resource, void *user);
 
 struct cups_library {
     http_connection *(*connect)(const char *host, int port, void *addresses, int family,
@@ -197,10 +197,9 @@ bool load_cups(cups_library &cups) {
     load(cups.text, "ippGetString");
     load(cups.contains, "ippContainsString");
     if (complete) // otherwise it asks for passwords on the terminal
-        cups.set_password_function(
-            [](const char *, http_connection *, const char *, const char *,
-               void *) -> const char * { return nullptr; },
-            nullptr);
+        cups.set_password_function([](const char *, http_connection *, const char *, const char *,
+                                      void *) -> const char * { return nullptr; },
+                                   nullptr);
     return complete;
 }
 
@@ -341,8 +340,8 @@ ipp_message *make_request(const cups_output &output, int operation) {
 // unknown length.
 bool send_request(const cups_output &output, ipp_message *request) {
     constexpr std::size_t unknown_length = 0;
-    const int status = output.cups.send_request(output.http, request, output.resource,
-                                                unknown_length);
+    const int status =
+        output.cups.send_request(output.http, request, output.resource, unknown_length);
     output.cups.delete_message(request);
     return status == http_continue;
 }
