@@ -125,7 +125,7 @@ inline u16 any_command(caller &who, call_record &call) {
 }
 
 inline u16 any_format(caller &who) {
-    return who.input.chance(250) ? who.input.one_of(pixel_formats)
+    return who.input.chance(250) ? who.input.one_of(format_codes)
                                  : static_cast<u16>(who.input.word());
 }
 

@@ -234,7 +234,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_destroy(uint32_t hDisplay);
  *   do not take 8, 16, 24 or 32 bits
  * - VIQ_ERR_UNSUPPORTED "Display method not available": a method is set that does not work here
  * - VIQ_ERR_SYSTEM "Connection to the display server lost"
- * - VIQ_ERR_SYSTEM|error "Display server: ": the server refuses a request; its text and number
+ * - VIQ_ERR_SYSTEM|error "Display server:": the server refuses a request; its text follows
  * - VIQ_ERR_MEMORY ""
  */
 VIQ_API uint32_t VIQ_CALL VIQ_display_set_window(uint32_t hDisplay, void *pWindow, void *pDevice);
@@ -324,8 +324,8 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_get_parameter(uint32_t hDisplay, uint16_t 
  * one
  * - VIQ_ERR_UNSUPPORTED "Display method not available"
  * - VIQ_ERR_SYSTEM "Connection to the display server lost"
- * - VIQ_ERR_SYSTEM|error "Display server: ": the server refuses a request; its text and number. The
- *   window is gone if it says so.
+ * - VIQ_ERR_SYSTEM|error "Display server:": the server refuses a request; its text follows
+ * - VIQ_ERR_PARAMETER "No such window": it has been destroyed; the display has no window any more
  * - VIQ_ERR_MEMORY ""
  */
 VIQ_API uint32_t VIQ_CALL VIQ_display_image(uint32_t hDisplay, uint32_t hImage,
