@@ -86,6 +86,7 @@ done
 coproc half { exec "$VIQ_PRINT_HALF" wait "$address" 2>half.log; }
 read -r _ <&"${half[0]}"
 kill -9 "$printer"
+wait "$printer" 2>/dev/null
 half_pid=$half_PID
 echo go on >&"${half[1]}"
 wait "$half_pid"
@@ -93,9 +94,8 @@ expect 1 [ $? = 0 ]
 expect 0 grep -q "Printer '$address': " half.log
 start_printer
 
-# ---- A print server with queues that write to files
+# ---- A print server, whose spool keeps the documents of its queues
 
-groups=(lp)
 cat >cups/cupsd.conf <<END
 Listen 127.0.0.1:8632
 <Location />
@@ -119,18 +119,43 @@ TempDir $work/temp
 ErrorLog $work/error_log
 AccessLog $work/access_log
 PageLog $work/page_log
-User root
-Group ${groups[0]}
+User lp
+Group lp
 SystemGroup root
 END
+chown -R lp:lp requests cache state temp
+chmod 755 . cups
 export CUPS_SERVER=127.0.0.1:8632
 expect 2 "$tool" print --list
 cupsd -f -c "$work/cups/cupsd.conf" -s "$work/cups/cups-files.conf" >cupsd.log 2>&1 &
-sleep 2; cat error_log
 wait_for lpstat -r
-expect 0 lpadmin -p second -E -v "file:$work/second.pdf" -m raw
-expect 0 lpadmin -p first -E -v "file:$work/first.pdf" -m raw -D "The first"
+for queue in second first; do
+    expect 0 lpadmin -p "$queue" -E -v file:/dev/null -m raw -D "The $queue"
+done
+expect 2 "$tool" print "$samples/astronaut.bmp"
+expect 0 grep -q "No default printer" <<<"$output"
 expect 0 lpadmin -d first
-lpstat -t; ls -la
 expect 0 "$tool" print --list
-echo "$output"
+expect 0 [ "$output" = "* first"$'\t'"The first"$'\n'"  second"$'\t'"The second" ]
+expect 0 "$tool" print "$samples/astronaut.bmp" --paper a4 --to queue.pdf
+number=0
+for queue in "" second; do
+    number=$((number + 1))
+    expect 0 "$tool" print "$samples/astronaut.bmp" --paper a4 ${queue:+--printer "$queue"}
+    expect 0 cmp queue.pdf "requests/d0000$number-001"
+done
+expect 2 "$tool" print "$samples/astronaut.bmp" --printer third
+expect 0 grep -q "Printer 'third': not found" <<<"$output"
+expect 0 cupsreject second
+expect 2 "$tool" print "$samples/astronaut.bmp" --printer second
+expect 0 grep -q "Printer 'second': does not accept jobs" <<<"$output"
+
+# An unfinished document never becomes a job of the queue.
+jobs=$(lpstat -W all | wc -l)
+for action in abandon destroy exit; do
+    expect 0 "$VIQ_PRINT_HALF" "$action" first
+    expect 0 [ "$(lpstat -W all | wc -l)" = "$jobs" ]
+done
+
+echo "$((checks - failures)) passed, $failures failed"
+[ "$failures" -eq 0 ]
