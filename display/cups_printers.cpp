@@ -1,5 +1,10 @@
-// Printers of CUPS: a document in PDF is sent in one request of IPP while it is being made.
+// Printers of CUPS: a document in PDF is sent in a request of IPP while it is being made.
+//
+// The print server discards a request that is not completed. A printer that is used by its address
+// may print what it has received: it gets the document in a job that can be cancelled.
 #include <dlfcn.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -68,11 +73,16 @@ struct cups_library {
     ipp_attribute *(*find_attribute)(ipp_message *, const char *name, int type);
     int (*truth)(ipp_attribute *, int element);
     int (*range)(ipp_attribute *, int element, int *upper);
+    int (*number)(ipp_attribute *, int element);
+    int (*contains_number)(ipp_attribute *, int value);
+    ipp_attribute *(*add_truth)(ipp_message *, int group, const char *name, char value);
+    int (*socket)(http_connection *);
     const char *(*text)(ipp_attribute *, int element, const char **language);
     int (*contains)(ipp_attribute *, const char *value);
 };
 
-constexpr int ipp_print_job = 2, ipp_get_printer_attributes = 11;
+constexpr int ipp_print_job = 2, ipp_create_job = 5, ipp_send_document = 6, ipp_cancel_job = 8,
+              ipp_get_printer_attributes = 11;
 constexpr int operation_group = 1, job_group = 2;
 constexpr int any_type = 0, integer_type = 0x21, name_type = 0x42, keyword_type = 0x44,
               uri_type = 0x45, mime_type = 0x49;
@@ -90,6 +100,13 @@ struct cups_output {
     char printer[256] = ""; // for messages
     char resource[1024] = "";
     char address[1024] = "";
+    // Of a printer that is used by its address.
+    char host[256] = ""; // empty: the print server
+    int port = 0;
+    int encryption = 0;
+    bool creates_jobs = false;
+    int job = 0;           // that has been created; 0: none
+    bool can_finish = true; // the printer takes the rest of the document
 };
 
 bool load_cups(cups_library &cups);
@@ -103,6 +120,8 @@ u32 check_printer(print_job &job, const tVIQ_PrintOptions &options);
 u32 start_request(print_job &job, const print_request &request);
 u32 write_data(void *receiver, const u8 *data, std::size_t size);
 u32 read_answer(cups_output &output);
+void wait_for_disconnection(const cups_output &output);
+void cancel_job(cups_output &output);
 
 } // namespace
 
@@ -194,6 +213,10 @@ bool load_cups(cups_library &cups) {
     load(cups.find_attribute, "ippFindAttribute");
     load(cups.truth, "ippGetBoolean");
     load(cups.range, "ippGetRange");
+    load(cups.number, "ippGetInteger");
+    load(cups.contains_number, "ippContainsInteger");
+    load(cups.add_truth, "ippAddBoolean");
+    load(cups.socket, "httpGetFd");
     load(cups.text, "ippGetString");
     load(cups.contains, "ippContainsString");
     if (complete) // otherwise it asks for passwords on the terminal
@@ -251,13 +274,18 @@ u32 close_printer_job(print_job &job) {
     return is_error(code) ? code : read_answer(output_of(job));
 }
 
-// The request is incomplete if the document has not been finished; the printer discards it.
+// A request of an unfinished document stays incomplete.
 void drop_printer_job(print_job &job) {
     if (job.native == nullptr)
         return;
     cups_output &output = output_of(job);
+    const bool is_unfinished = output.job != 0 && output.can_finish;
+    if (is_unfinished)
+        wait_for_disconnection(output);
     if (output.http != nullptr)
         output.cups.disconnect(output.http);
+    if (is_unfinished)
+        cancel_job(output);
     destroy_owned(&output);
 }
 
@@ -269,15 +297,15 @@ u32 report_reason(u32 code, const cups_output &output) {
 
 // An address, such as "ipp://host/ipp/print".
 u32 connect_to_address(cups_output &output) {
-    char scheme[32], user[256], host[256];
-    int port = 0;
+    char scheme[32], user[256];
     const cups_library &cups = output.cups;
     if (cups.split_address(code_all_of_address, output.address, scheme, sizeof scheme, user,
-                           sizeof user, host, sizeof host, &port, output.resource,
-                           sizeof output.resource) < 0)
+                           sizeof user, output.host, sizeof output.host, &output.port,
+                           output.resource, sizeof output.resource) < 0)
         return report_printer(VIQ_ERR_OPEN, output.printer, "invalid address");
     const bool encrypts = std::strcmp(scheme, "ipps") == 0 || std::strcmp(scheme, "https") == 0;
-    output.http = connect(cups, host, port, encrypts ? encryption_always : cups.encryption());
+    output.encryption = encrypts ? encryption_always : cups.encryption();
+    output.http = connect(cups, output.host, output.port, output.encryption);
     return output.http != nullptr ? success : report_reason(VIQ_ERR_OPEN, output);
 }
 
@@ -331,6 +359,8 @@ ipp_message *make_request(const cups_output &output, int operation) {
     const cups_library &cups = output.cups;
     ipp_message *request = cups.new_request(operation);
     cups.add_string(request, operation_group, uri_type, "printer-uri", nullptr, output.address);
+    if (output.job != 0)
+        cups.add_integer(request, operation_group, integer_type, "job-id", output.job);
     cups.add_string(request, operation_group, name_type, "requesting-user-name", nullptr,
                     cups.user());
     return request;
@@ -377,6 +407,9 @@ u32 compare_with_options(const printer_check &check) {
     ipp_attribute *types = check.find("document-format-supported");
     if (types != nullptr && cups.contains(types, pdf_type) == 0)
         return check.refuse("does not accept PDF documents");
+    ipp_attribute *operations = check.find("operations-supported");
+    output_of(check.job).creates_jobs = *output_of(check.job).host != '\0' && operations != nullptr &&
+                                        cups.contains_number(operations, ipp_create_job) != 0;
     ipp_attribute *copies = check.find("copies-supported");
     int most = 0;
     if (copies != nullptr && check.options.copies > 1 &&
@@ -411,16 +444,13 @@ u32 check_printer(print_job &job, const tVIQ_PrintOptions &options) {
     return code;
 }
 
-u32 start_request(print_job &job, const print_request &request) {
-    const cups_output &output = output_of(job);
-    const cups_library &cups = output.cups;
+void add_job_options(const print_job &job, const print_request &request, const cups_library &cups,
+                     ipp_message *message) {
     const tVIQ_PrintOptions &options = *request.options;
-    ipp_message *message = make_request(output, ipp_print_job);
-    cups.add_string(message, operation_group, name_type, "job-name", nullptr, request.document);
-    cups.add_string(message, operation_group, mime_type, "document-format", nullptr, pdf_type);
     const auto add_keyword = [&](const char *name, const char *value) {
         cups.add_string(message, job_group, keyword_type, name, nullptr, value);
     };
+    cups.add_string(message, operation_group, name_type, "job-name", nullptr, request.document);
     if (options.copies > 1)
         cups.add_integer(message, job_group, integer_type, "copies", options.copies);
     if (options.paper != nullptr) {
@@ -431,23 +461,78 @@ u32 start_request(print_job &job, const print_request &request) {
     add_keyword("print-scaling", "none");
     if (options.grey != 0)
         add_keyword("print-color-mode", "monochrome");
+}
+
+u32 create_job(print_job &job, const print_request &request) {
+    cups_output &output = output_of(job);
+    const cups_library &cups = output.cups;
+    ipp_message *message = make_request(output, ipp_create_job);
+    add_job_options(job, request, cups, message);
+    ipp_message *answer =
+        send_request(output, message) ? cups.get_response(output.http, output.resource) : nullptr;
+    if (answer != nullptr && cups.status(answer) <= highest_ipp_success)
+        if (ipp_attribute *number = cups.find_attribute(answer, "job-id", integer_type))
+            output.job = cups.number(number, 0);
+    cups.delete_message(answer);
+    return output.job != 0 ? success : report_reason(VIQ_ERR_OPEN, output);
+}
+
+u32 start_request(print_job &job, const print_request &request) {
+    cups_output &output = output_of(job);
+    const cups_library &cups = output.cups;
+    if (output.creates_jobs)
+        if (const u32 code = create_job(job, request); is_error(code))
+            return code;
+    ipp_message *message =
+        make_request(output, output.creates_jobs ? ipp_send_document : ipp_print_job);
+    cups.add_string(message, operation_group, mime_type, "document-format", nullptr, pdf_type);
+    if (output.creates_jobs)
+        cups.add_truth(message, operation_group, "last-document", 1);
+    else
+        add_job_options(job, request, cups, message);
     return send_request(output, message) ? success : report_reason(VIQ_ERR_OPEN, output);
 }
 
 // If the printer answers before it has the whole document, it rejects the document.
 u32 write_data(void *receiver, const u8 *data, std::size_t size) {
-    const cups_output &output = *static_cast<cups_output *>(receiver);
+    cups_output &output = *static_cast<cups_output *>(receiver);
     const int status =
         output.cups.write_data(output.http, reinterpret_cast<const char *>(data), size);
-    return status == http_continue ? success : report_reason(VIQ_ERR_SYSTEM, output);
+    if (status == http_continue)
+        return success;
+    output.can_finish = false;
+    return report_reason(VIQ_ERR_SYSTEM, output);
 }
 
 u32 read_answer(cups_output &output) {
     const cups_library &cups = output.cups;
+    output.can_finish = false;
     ipp_message *answer = cups.get_response(output.http, output.resource);
     const bool accepted = answer != nullptr && cups.status(answer) <= highest_ipp_success;
     cups.delete_message(answer);
     return accepted ? success : report_reason(VIQ_ERR_SYSTEM, output);
+}
+
+// Ends the request before its end, and waits until the printer has noticed: a job that is cancelled
+// earlier could be started by the end of its document.
+void wait_for_disconnection(const cups_output &output) {
+    constexpr timeval longest_wait = {10, 0};
+    const int connection = output.cups.socket(output.http);
+    shutdown(connection, SHUT_WR);
+    setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &longest_wait, sizeof longest_wait);
+    char answer[1024];
+    while (recv(connection, answer, sizeof answer, 0) > 0)
+        ;
+}
+
+void cancel_job(cups_output &output) {
+    const cups_library &cups = output.cups;
+    output.http = connect(cups, output.host, output.port, output.encryption);
+    if (output.http == nullptr)
+        return;
+    if (send_request(output, make_request(output, ipp_cancel_job)))
+        cups.delete_message(cups.get_response(output.http, output.resource));
+    cups.disconnect(output.http);
 }
 
 } // namespace

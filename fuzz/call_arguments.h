@@ -216,6 +216,8 @@ inline u32 any_u32(caller &who, call_record &call) {
         return 0;
     if (call.is("dwOption"))
         return who.input.byte() % 5 * 8;
+    if (call.is("dwPrinters"))
+        return static_cast<u32>(call.buffer_size / sizeof(tVIQ_Printer));
     // A caller's buffer with this flag is trusted; see borrow_strip.
     if (call.is("dwBits"))
         return who.input.chance(240) ? who.input.one_of(flags)
@@ -333,6 +335,25 @@ inline const tVIQ_Font *any_font(caller &who, call_record &call) {
     return own;
 }
 
+// The document is written to a file, so that no printer of the machine is used.
+inline const tVIQ_PrintOptions *any_print_options(caller &who, call_record &call) {
+    constexpr const char *papers[] = {nullptr, "A4", "letter", "50x60.5", "0x1", "x", "1e9x2"};
+    auto *options =
+        reinterpret_cast<tVIQ_PrintOptions *>(call.buffer(sizeof(tVIQ_PrintOptions)));
+    VIQ_display_print_defaults(options);
+    call.texts.push_back(file_name(who.input.byte() % files));
+    options->file_name = call.texts.back().c_str();
+    options->paper = who.input.one_of(papers);
+    for (u32 *length : {&options->width, &options->height, &options->margin_left,
+                        &options->margin_bottom})
+        if (who.input.chance(64))
+            *length = who.input.chance(250) ? who.input.word() : who.input.dword();
+    for (u16 *choice : {&options->orientation, &options->position, &options->grey,
+                        &options->more_pages})
+        *choice = static_cast<u16>(who.input.byte() % 4 * (who.input.byte() % 2));
+    return options;
+}
+
 template <class T> T *array_of(caller &who, call_record &call, std::size_t count) {
     u8 *memory = call.buffer(count * sizeof(T));
     if constexpr (std::is_integral_v<T>)
@@ -374,6 +395,8 @@ template <class T> T any_argument(caller &who, call_record &call) {
         return any_command_line(who, call);
     else if constexpr (std::is_same_v<T, const tVIQ_Font **>)
         return array_of<const tVIQ_Font *>(who, call, 1);
+    else if constexpr (std::is_same_v<T, const tVIQ_PrintOptions *>)
+        return any_print_options(who, call);
     else if (who.input.chance(4) && !call.in("VIQ_DebugFree"))
         return nullptr;
     else if constexpr (std::is_same_v<pointed, char>)
@@ -412,7 +435,9 @@ template <class T> T any_argument(caller &who, call_record &call) {
                        std::is_same_v<pointed, tVIQ_Command> ||
                        std::is_same_v<pointed, tVIQ_FrameLayout> ||
                        std::is_same_v<pointed, tVIQ_DisplayEvent> ||
-                       std::is_same_v<pointed, tVIQ_DisplayPixel>)
+                       std::is_same_v<pointed, tVIQ_DisplayPixel> ||
+                       std::is_same_v<pointed, tVIQ_PrintOptions> ||
+                       std::is_same_v<pointed, tVIQ_Printer>)
         return array_of<pointed>(who, call, 1);
     else
         static_assert(sizeof(T) == 0, "what does a caller pass here?");

@@ -221,6 +221,13 @@ u32 run_in_a_context() {
     return is_error(made) ? made : VIQ_context_destroy(made);
 }
 
+u32 print_to_file(const stage &s) {
+    tVIQ_PrintOptions options;
+    VIQ_display_print_defaults(&options);
+    options.file_name = s.file.c_str();
+    return VIQ_display_print(s.in, "", "faults", &options, VIQ_STRIP_NEXT);
+}
+
 const scenario scenarios[] = {
     // Whole pictures
     {"VIQ_convert_as", VIQ_RGB24, CALL(only_created(VIQ_convert_as(s.in, VIQ_PALETTED)))},
@@ -236,6 +243,9 @@ const scenario scenarios[] = {
          VIQ_save(s.in, s.file.c_str(), 0);
      },
      true},
+
+    {"VIQ_display_print", VIQ_RGB24, print_to_file, nullptr, true},
+    {"VIQ_display_print", VIQ_PALETTED, print_to_file, nullptr, true},
 
     // Images
     {"VIQ_image_create", VIQ_Y8, CALL(only_created(VIQ_image_create()))},
@@ -626,6 +636,8 @@ const std::set<std::string> cannot_fail = {"VIQ_error_text",
                                            "VIQ_display_set_title",
                                            "VIQ_draw_get_ptr",
                                            "VIQ_fget_ui16i",
+                                           "VIQ_display_list_printers",
+                                           "VIQ_display_print_defaults",
                                            "VIQ_fget_ui16m",
                                            "VIQ_fget_ui32i",
                                            "VIQ_fget_ui32m",

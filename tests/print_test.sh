@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Prints to files that ghostscript renders, and to printers that refuse; exits with status 77 if
+# ghostscript is missing. Arguments: the tool, the source folder.
+set -uo pipefail
+
+programs=$(realpath "$(dirname "$0")")/interop
+source "$programs/status_checks.sh"
+tool=$(realpath "$1")
+picture=$(realpath "$2")/samples/coffee.bmp
+need gs python3
+work=$(mktemp -d)
+printer=
+trap '[ -z "$printer" ] || kill "$printer"; rm -rf "$work"' EXIT
+cd "$work" || exit 2
+
+mkdir pages
+cd pages || exit 2
+expect 0 python3 "$programs/printed_pages.py" "$tool"
+cd ..
+
+# A document that is not finished leaves no file, and the old one as it was.
+for action in abandon destroy exit; do
+    [ -n "${VIQ_PRINT_HALF:-}" ] || { echo "skipped: unfinished documents: the tests were built without their program"; break; }
+    echo before >half.pdf
+    expect 0 "$VIQ_PRINT_HALF" "$action" "" half.pdf
+    expect 0 grep -q before half.pdf
+    expect 1 ls half.pdf.part*
+done 2>/dev/null
+: >broken.bmp
+expect 2 "$tool" print "$picture" broken.bmp --to broken.pdf
+expect 2 ls broken.pdf
+
+# libcups is loaded at run time, and may be missing.
+expect_error() { # TEXT COMMAND...
+    expect 2 "${@:2}"
+    expect 0 grep -qF "$1" <<<"$output"
+}
+if ! ldconfig -p | grep -qF libcups.so.2; then
+    expect_error "No print system" "$tool" print "$picture"
+    echo "skipped: printers: libcups is missing"
+else
+    CUPS_SERVER=127.0.0.1:1 expect_error "Print server: 127.0.0.1: " "$tool" print "$picture"
+    expect_error "Printer 'ipp://127.0.0.1:1/x': " "$tool" print "$picture" --printer ipp://127.0.0.1:1/x
+
+    # behaviour of the printer | options | reason; none: the document is printed
+    while IFS='|' read -r behaviour options reason; do
+        rm -f port
+        # shellcheck disable=SC2086 # several words
+        python3 "$programs/ipp_printer.py" port $behaviour &
+        printer=$!
+        until [ -e port ]; do sleep 0.05; done
+        command=("$tool" print "$picture" --printer "ipp://127.0.0.1:$(<port)/ipp/print")
+        # shellcheck disable=SC2206
+        command+=($options)
+        if [ -n "$reason" ]; then
+            expect_error "$reason" "${command[@]}"
+        else
+            expect 0 "${command[@]}"
+        fi
+        kill "$printer"
+        wait "$printer" 2>/dev/null
+        printer=
+    done <<'END'
+printer-is-accepting-jobs=true||
+printer-is-accepting-jobs=false||does not accept jobs
+document-format-supported=image/jpeg||does not accept PDF documents
+copies-supported=2|--copies 2|
+copies-supported=2|--copies 3|does not make so many copies
+media-supported=iso_a4_210x297mm|--paper a4|
+media-supported=iso_a4_210x297mm|--paper Legal|does not have this paper
+media-supported=iso_a4_210x297mm|--paper 50x60|
+reject=Tray-empty||Tray-empty
+END
+fi
+
+echo "$((checks - failures)) passed, $failures failed"
+[ "$failures" -eq 0 ]
