@@ -31,7 +31,7 @@ for argument in "$@"; do
     case "$argument" in
     --tests)
         packages+=(libgtest-dev pkg-config python3 imagemagick netpbm ghostscript
-            libtiff-tools libjpeg-turbo-progs libjpeg-dev
+            libtiff-tools libjpeg-turbo-progs libjpeg-dev xvfb xdotool bsdutils
             python3-numpy python3-pil python3-opencv python3-pytest python3-venv python3-distributed)
         ;;
     --clang) packages+=(clang clang-format) ;;
