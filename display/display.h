@@ -109,6 +109,10 @@ struct window_system {
 // The window system of the platform.
 extern const window_system platform_windows;
 
+// The one that displays use. Tests set another one; null: that of the platform.
+const window_system &current_windows();
+void set_window_system(const window_system *system);
+
 // Appends an event, whose positions in the image and state of `inside` the common part adds.
 // Merges motions and sizes; if the queue is full, the rules of VIQ_display_next_event apply.
 void push_event(display &, const tVIQ_DisplayEvent &event);

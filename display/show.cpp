@@ -242,7 +242,7 @@ tVIQ_Image *find_shown_image(const display &d) {
                       image->data_width == d.shown.data_width &&
                       has_lines(*image, image->lines_per_strip) &&
                       (image->pixel_format != VIQ_PALETTED || image->colourmap != nullptr);
-    return same && d.render.ready ? image : nullptr;
+    return same ? image : nullptr;
 }
 
 u32 paint_background(display &d) {
@@ -311,7 +311,8 @@ u16 read_values(const u8 *line, const tVIQ_Image &image, u32 x, u32 value[4]) {
 
 void read_pixel(display &d, const tVIQ_Image &image, tVIQ_DisplayPixel &pixel) {
     const present_lines present = lines_of_strip(image, d.shown.first_line);
-    if (pixel.y < present.first || pixel.y - present.first >= present.lines.lines)
+    if (!d.render.ready || pixel.y < present.first ||
+        pixel.y - present.first >= present.lines.lines)
         return;
     pixel.components =
         read_values(present.lines.line(pixel.y - d.shown.first_line), image, pixel.x, pixel.value);
