@@ -18,6 +18,7 @@ usage: $0 [--tests] [--peers] [--clang] [--windows] [--tidy] [--fuzz] [--bench] 
   --peers    OpenCV and Dask for Python: comparisons of the Python package, the cluster example
   --clang    clang and clang-format
   --windows  the cross compiler for 32-bit Windows and debootstrap, which makes a root for wine
+  --arm      the cross compiler for 64-bit ARM and the emulator that runs its tests
   --tidy     clang-tidy
   --fuzz     clang and its sanitizer libraries
   --bench    Google Benchmark and the libraries that the benchmarks compare with
@@ -34,12 +35,13 @@ for argument in "$@"; do
     --tests)
         packages+=(libgtest-dev pkg-config python3 imagemagick netpbm ghostscript
             libtiff-tools libjpeg-turbo-progs libjpeg-dev
-            xvfb xdotool libx11-dev libxext-dev
+            xvfb xdotool bsdutils libx11-dev libxext-dev
             python3-numpy python3-pil python3-pytest python3-venv)
         ;;
     --peers) packages+=(python3-numpy python3-opencv python3-distributed) ;;
     --clang) packages+=(clang clang-format) ;;
     --windows) packages+=(g++-mingw-w64-i686-posix googletest debootstrap) ;;
+    --arm) packages+=(g++-aarch64-linux-gnu qemu-user googletest) ;;
     --tidy) packages+=(clang clang-tidy) ;;
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     --bench)

@@ -88,8 +88,9 @@ std::vector<std::string> statistics_lines(const region_statistics &found) {
                   static_cast<unsigned>(region.y));
     std::vector<std::string> lines = {text};
     for (const channel_statistics &channel : found.channels) {
-        std::snprintf(text, sizeof text, "%-5s mean %.2f  sd %.2f  min %u  max %u", channel.name,
-                      channel.mean, channel.deviation, static_cast<unsigned>(channel.smallest),
+        std::snprintf(text, sizeof text, "%-5s mean %6.2f  sd %6.2f  min %3u  max %3u",
+                      channel.name, channel.mean, channel.deviation,
+                      static_cast<unsigned>(channel.smallest),
                       static_cast<unsigned>(channel.largest));
         lines.emplace_back(text);
     }

@@ -8,16 +8,21 @@ namespace tool {
 
 namespace {
 
-constexpr uint32_t medium_font = 1;
 constexpr uint32_t margin = 6;
-constexpr uint32_t line_distance = 16;
 constexpr uint32_t bars = 256; // of a histogram
 constexpr uint32_t bar_height = 80;
 
-const tVIQ_Font &font() {
-    const tVIQ_Font *found = nullptr;
-    check(VIQ_draw_get_ptr(medium_font, &found), "font");
-    return *found;
+// A font and the distance of its lines.
+struct text_style {
+    const tVIQ_Font *font;
+    uint32_t line_distance;
+};
+
+text_style style_of_font(uint32_t number) {
+    constexpr uint32_t gap = 3;
+    const tVIQ_Font *font = nullptr;
+    check(VIQ_draw_get_ptr(number, &font), "font");
+    return {font, font->height + gap};
 }
 
 void set_pixel(const pixels &window, int32_t x, int32_t y, uint8_t grey) {
@@ -38,35 +43,50 @@ void darken(const pixels &window, const view_rectangle &part) {
 }
 
 // The library draws ASCII, and only text that fits.
-void draw_line(const image &window, const std::string &text, uint32_t left, uint32_t top) {
+void draw_line(const image &window, const std::string &text, const tVIQ_Font &font, uint32_t left,
+               uint32_t top) {
     constexpr uint16_t darkened = 0;
     constexpr uint16_t white = 15;
     constexpr uint32_t first = 1; // column and line of the library
     const pixels area = pixels_of(window.handle);
-    if (area.width < left + font().width || area.lines < top + font().height)
+    if (area.width < left + font.width || area.lines < top + font.height)
         return;
-    std::string fitting = text.substr(0, (area.width - left) / font().width);
+    std::string fitting = text.substr(0, (area.width - left) / font.width);
     std::replace_if(
         fitting.begin(), fitting.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
     if (!fitting.empty())
-        check(VIQ_draw_text(window.handle, fitting.c_str(), &font(), left + first, top + first,
+        check(VIQ_draw_text(window.handle, fitting.c_str(), &font, left + first, top + first,
                             darkened, white),
               "text");
 }
 
-view_size size_of(const std::vector<std::string> &lines) {
+// With the margins around it.
+view_size size_of(const std::vector<std::string> &lines, const text_style &style) {
     std::size_t longest = 0;
     for (const std::string &line : lines)
         longest = std::max(longest, line.size());
-    return {static_cast<uint32_t>(longest) * font().width + 2 * margin,
-            static_cast<uint32_t>(lines.size()) * line_distance + 2 * margin};
+    return {static_cast<uint32_t>(longest) * style.font->width + 2 * margin,
+            static_cast<uint32_t>(lines.size()) * style.line_distance + 2 * margin};
 }
 
-void draw_block(const image &window, const std::vector<std::string> &lines, uint32_t top) {
+// The larger font, unless the text does not fit into the window in it.
+text_style fitting_style(const image &window, const std::vector<std::string> &lines,
+                         uint32_t further_height) {
+    constexpr uint32_t small_font = 0;
+    constexpr uint32_t medium_font = 1;
+    const pixels area = pixels_of(window.handle);
+    const text_style medium = style_of_font(medium_font);
+    const view_size size = size_of(lines, medium);
+    const bool fits = size.width <= area.width && size.height + further_height <= area.lines;
+    return fits ? medium : style_of_font(small_font);
+}
+
+void draw_block(const image &window, const std::vector<std::string> &lines, const text_style &style,
+                uint32_t top) {
     uint32_t y = top + margin;
     for (const std::string &line : lines) {
-        draw_line(window, line, margin, y);
-        y += line_distance;
+        draw_line(window, line, *style.font, margin, y);
+        y += style.line_distance;
     }
 }
 
@@ -117,20 +137,22 @@ void draw_outline(const image &window, int32_t left, int32_t top, int32_t right,
 }
 
 void draw_lines(const image &window, const std::vector<std::string> &lines) {
-    const view_size size = size_of(lines);
+    const text_style style = fitting_style(window, lines, 0);
+    const view_size size = size_of(lines, style);
     darken(pixels_of(window.handle), {0, 0, size.width, size.height});
-    draw_block(window, lines, 0);
+    draw_block(window, lines, style, 0);
 }
 
 void draw_statistics(const image &window, const region_statistics &found) {
     const std::vector<std::string> lines = statistics_lines(found);
+    const text_style style = fitting_style(window, lines, bar_height + margin);
     const pixels area = pixels_of(window.handle);
-    view_size size = size_of(lines);
+    view_size size = size_of(lines, style);
     size.width = std::max(size.width, bars + 2 * margin);
     size.height += bar_height + margin;
     const uint32_t top = area.lines > size.height ? area.lines - size.height : 0;
     darken(area, {0, top, size.width, size.height});
-    draw_block(window, lines, top);
+    draw_block(window, lines, style, top);
     if (area.lines < size.height)
         return; // the text is more important
     const uint32_t largest = largest_of(found);

@@ -17,6 +17,7 @@ void skip_file(viewer &v, const std::string &reason);
 uint32_t milliseconds_to_wait(const viewer &v);
 void handle_events(viewer &v);
 void advance_film(viewer &v);
+void take_picture(viewer &v);
 
 } // namespace
 
@@ -32,10 +33,10 @@ int run_viewer(const viewer_options &options) {
     v.display = display.handle;
     open_window(v, options.size);
     while (!v.is_done && !is_interrupted()) {
-        update_title(v);
         if (v.is_changed)
             paint(v);
         v.is_changed = false;
+        update_title(v);
         handle_events(v);
         advance_film(v);
     }
@@ -65,21 +66,17 @@ void open_file(viewer &v, int direction) {
     if (v.files.empty())
         return;
     v.region.reset();
-    v.statistics.reset();
     v.values = {};
     v.playing.reset();
-    set_picture_size(v.view, size_of(v.frame));
+    take_picture(v);
     if (v.frame.file.is_film)
         play(v);
-    v.is_changed = true;
 }
 
 void show_frame(viewer &v, uint64_t number) {
     try {
         read_frame(v.frame, number);
-        v.statistics.reset();
-        set_picture_size(v.view, size_of(v.frame));
-        v.is_changed = true;
+        take_picture(v);
     } catch (const failure &stop) {
         v.playing.reset();
         v.skipped = stop.text;
@@ -123,6 +120,16 @@ void open_window(viewer &v, view_size size) {
     }
     set_window_size(v.view, size);
     show_whole(v.view);
+}
+
+// Pages of a file can have different sizes; a region is one of a picture of the same size.
+void take_picture(viewer &v) {
+    const view_size size = size_of(v.frame);
+    if (size != v.view.picture)
+        v.region.reset();
+    v.statistics.reset();
+    set_picture_size(v.view, size);
+    v.is_changed = true;
 }
 
 // The size of the picture, if the window is neither too large for a screen nor too small for texts.

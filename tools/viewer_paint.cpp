@@ -171,10 +171,10 @@ void show_with_overlay(viewer &v, const image &picture) {
     if (v.region)
         draw_region(v, copy);
     const bool is_selecting = v.drag.kind == drag_kind::select && v.drag.has_moved;
-    if (!is_selecting && (v.region || v.shows_statistics))
-        draw_statistics(copy, current_statistics(v));
     if (v.shows_help)
         draw_lines(copy, control_lines());
+    else if (!is_selecting && (v.region || v.shows_statistics))
+        draw_statistics(copy, current_statistics(v));
     show_image(v, copy, {0, 0, 0, 0});
 }
 
