@@ -6,12 +6,12 @@
 
 #include "convert/conversion_rows.h"
 #include "core/geometry.h"
-#include "core/lazy_buffer.h"
 #include "core/limits.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 #include "jpeg/component_decoder.h"
 #include "jpeg/jpeg_record.h"
+#include "jpeg/pair_store.h"
 #include "jpeg/picture_size.h"
 #include "jpeg/scan_reader.h"
 
@@ -42,9 +42,8 @@ struct decode_state {
     scan_layout layout = {};
     quantiser tables[2] = {};
     scan_reader reader = {};
-    // All blocks of the picture, or those of `mcus_at_once` if the picture is one strip. They
-    // occupy memory as they are decoded: the data may end before the picture does.
-    lazy_buffer<decoded_pair> pairs;
+    vector<decoded_pair> pairs; // of `mcus_at_once`
+    pair_store store;           // all others, unless the picture is one strip
     // Pictures that were read in the conforming mode are decoded line by line instead.
     bool has_form = false;
     component_decoder by_lines;
@@ -217,6 +216,7 @@ void finish() {
     decode->under_way = false;
     decode->image = nullptr;
     decode->pairs = {};
+    decode->store = {};
     decode->reader = {};
     decode->has_form = false;
     decode->by_lines = {};
@@ -308,52 +308,55 @@ u32 set_up_output(const tVIQ_Image &jpeg, u32 hJpegImage, u32 hOutImage, bool co
     return is_error(code) ? code : renew_strip(hOutImage);
 }
 
-u32 begin_data(const tVIQ_Image &jpeg, u64 mcus_held) {
-    const u64 count = mcus_held * decode->layout.pairs;
-    if (!decode->pairs.resize(count))
+u32 begin_data(const tVIQ_Image &jpeg) {
+    const u64 count = u64{mcus_at_once} * decode->layout.pairs;
+    if (!try_resize(decode->pairs, count))
         return report_no_memory(name, count * sizeof(decoded_pair));
     return begin_reading(decode->reader, jpeg.jpeg->data, jpeg.jpeg->data_length);
 }
 
-decoded_pair *pairs_at(u32 row, u32 mcu) {
+// Decodes all data part by part; `visit` gets each part in decode->pairs.
+template <class Visit> u32 decode_parts(const tVIQ_Image &jpeg, Visit visit) {
     const scan_layout &layout = decode->layout;
-    return decode->pairs.elements + (std::size_t{row} * layout.mcus + mcu) * layout.pairs;
+    u32 code = begin_data(jpeg);
+    for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row)
+        code = for_parts_of_row([&](u32 first, u32 count) {
+            const u32 result =
+                read_mcus(decode->reader, layout, first, count, decode->pairs.data());
+            return is_error(result) ? result : visit(row, first, count);
+        });
+    return code;
 }
 
 // Decodes a picture that is one strip; MCUs are transformed directly after decoding.
 u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
-    const scan_layout &layout = decode->layout;
+    const u32 height = decode->layout.mcu_height;
     tVIQ_Image &out = *find_image(hOutImage);
-    u32 code = begin_data(jpeg, mcus_at_once);
-    for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row) {
-        const u32 line = row * layout.mcu_height;
-        const target_lines lines = {line, std::min(layout.mcu_height, jpeg.height - line)};
-        code = for_parts_of_row([&](u32 first, u32 count) {
-            const u32 result =
-                read_mcus(decode->reader, layout, first, count, decode->pairs.elements);
-            if (!is_error(result))
-                place_mcus(decode->pairs.elements, first, count, out, lines);
-            return result;
-        });
-    }
-    return code;
+    return decode_parts(jpeg, [&](u32 row, u32 first, u32 count) {
+        const u32 line = row * height;
+        place_mcus(decode->pairs.data(), first, count, out,
+                   {line, std::min(height, jpeg.height - line)});
+        return success;
+    });
 }
 
 u32 decode_all_data(const tVIQ_Image &jpeg) {
-    const scan_layout &layout = decode->layout;
-    u32 code = begin_data(jpeg, u64{layout.mcus} * layout.mcu_rows);
-    for (u32 row = 0; row < layout.mcu_rows && !is_error(code); ++row)
-        code = read_mcus(decode->reader, layout, 0, layout.mcus, pairs_at(row, 0));
-    return code;
+    return decode_parts(jpeg, [&](u32, u32, u32 count) {
+        const std::size_t pairs = std::size_t{count} * decode->layout.pairs;
+        return decode->store.add_pairs(decode->pairs.data(), pairs)
+                   ? success
+                   : report_no_memory(name, pairs * sizeof(decoded_pair));
+    });
 }
 
 void place_strip(const tVIQ_Image &jpeg, tVIQ_Image &out) {
     const u32 height = decode->layout.mcu_height;
     for (u32 y = 0; y < jpeg.lines_per_strip; y += height) {
-        const u32 row = (decode->lines_done + y) / height;
         const target_lines lines = {y, std::min(height, jpeg.lines_per_strip - y)};
         for_parts_of_row([&](u32 first, u32 count) {
-            place_mcus(pairs_at(row, first), first, count, out, lines);
+            decode->store.take_pairs(decode->pairs.data(),
+                                     std::size_t{count} * decode->layout.pairs);
+            place_mcus(decode->pairs.data(), first, count, out, lines);
             return success;
         });
     }

@@ -51,7 +51,7 @@ TEST(JpegStream, ContainsTheComponentsOfAColourPicture) {
 }
 
 TEST(JpegStream, FilesAndBuffersHoldTheSameData) {
-    const std::string name = scratch_file("stream.jpg");
+    const std::string name = scratch_file("written_stream.jpg");
     const picture scene(VIQ_RGB24, 50, 40);
     draw_scene(scene);
     const jpeg_picture jpeg, from_file, from_buffer;
