@@ -68,8 +68,9 @@ start() { # TARGET BUILD OPTION...
     shift 2
     [ -f "fuzz/dictionaries/${name%%_*}.dict" ] &&
         options+=("-dict=fuzz/dictionaries/${name%%_*}.dict")
-    if [ "$build" = fuzz-fast ] && [ -n "$checked_heap" ]; then
-        local -x LD_PRELOAD=$checked_heap MALLOC_CHECK_=3
+    if [ "$build" = fuzz-fast ]; then
+        options+=(-entropic=0 -max_len=4200)
+        [ -n "$checked_heap" ] && local -x LD_PRELOAD=$checked_heap MALLOC_CHECK_=3
     fi
     TMPDIR=$files nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=60 -rss_limit_mb=3000 \
         -print_final_stats=1 -reduce_inputs=0 "${options[@]}" "$@" \

@@ -132,6 +132,62 @@ u32 read_table(u32 picture, u16) {
     return code;
 }
 
+// Two frames, of which the second one is decoded.
+u32 write_sequence(u32 picture, u16) {
+    const u32 frame = VIQ_JPEG_image_create(), sequence = VIQ_JPEG_image_create();
+    u32 code = VIQ_JPEG_compress(picture, frame);
+    VIQ_image_set_outfilename(frame, VIQ_image_get_outfilename(picture));
+    code = is_error(code) ? code : VIQ_image_copy(frame, sequence);
+    code = is_error(code) ? code : VIQ_JPEG_sequence_build(frame, sequence);
+    code = is_error(code) ? code : VIQ_JPEG_file_write(sequence, VIQ_STRIP_NEXT);
+    VIQ_image_destroy(frame);
+    VIQ_image_destroy(sequence);
+    return code;
+}
+
+u32 read_sequence(u32 picture, u16) {
+    const u32 sequence = VIQ_JPEG_image_create(), frame = VIQ_JPEG_image_create();
+    VIQ_image_set_infilename(sequence, VIQ_image_get_infilename(picture));
+    u32 code = VIQ_JPEG_file_open(sequence);
+    code = is_error(code) ? code : VIQ_JPEG_sequence_calc_length(sequence);
+    VIQ_JPEG_file_close(sequence);
+    code = is_error(code) ? code : VIQ_JPEG_file_read(sequence);
+    code = is_error(code) ? code : VIQ_JPEG_sequence_extract_frame(sequence, frame, 2);
+    code = is_error(code) ? code : VIQ_JPEG_decompress(frame, picture, VIQ_STRIP_NEXT);
+    VIQ_image_destroy(frame);
+    VIQ_image_destroy(sequence);
+    return code;
+}
+
+// A raw frame has no header. The file begins with what a caller states: layout, width, height,
+// stride.
+struct frame_header {
+    u32 layout, width, height, stride;
+};
+
+u32 write_frame(u32 picture, u16) {
+    constexpr u32 mono_8 = 0x01080001;
+    const frame_header header = {mono_8, VIQ_get_width(picture), VIQ_get_height(picture), 0};
+    file_bytes frame(std::size_t{header.width} * header.height);
+    const u32 code = VIQ_frame_pack(frame.data(), frame.size(), header.layout, header.width,
+                                    header.height, header.stride, picture, VIQ_STRIP_NEXT);
+    std::ofstream file(VIQ_image_get_outfilename(picture), std::ios::binary);
+    file.write(reinterpret_cast<const char *>(&header), sizeof header);
+    file.write(reinterpret_cast<const char *>(frame.data()),
+               static_cast<std::streamsize>(frame.size()));
+    return code;
+}
+
+u32 read_frame(u32 picture, u16 mode) {
+    std::ifstream file(VIQ_image_get_infilename(picture), std::ios::binary);
+    frame_header header = {};
+    file.read(reinterpret_cast<char *>(&header), sizeof header);
+    const file_bytes frame{std::istreambuf_iterator<char>(file), {}};
+    VIQ_image_set_parameter(picture, VIQ_LINES_PER_STRIP, header.height);
+    return VIQ_frame_unpack(frame.data(), frame.size(), header.layout, header.width, header.height,
+                            header.stride, picture, mode);
+}
+
 using file_function = u32 (*)(u32 picture, u16 mode);
 
 struct file_kind {
@@ -147,6 +203,8 @@ constexpr file_kind kinds[] = {
     {"TIFF, 16 bits", VIQ_Y16, VIQ_write_TIFF_file, VIQ_read_TIFF_file},
     {"TGA", VIQ_RGB24, VIQ_write_TGA_file, VIQ_read_TGA_file},
     {"EPS", VIQ_RGB24, VIQ_write_EPS_file, VIQ_read_EPS_file},
+    {"raw frame", VIQ_Y8, write_frame, read_frame},
+    {"JPEG sequence", VIQ_RGB24, write_sequence, read_sequence},
     {"JPEG", VIQ_RGB24, write_jpeg, read_jpeg},
     {"wavelet type 0", VIQ_Y8, write_wavelet<0>, read_wavelet<0>},
     {"wavelet type 1", VIQ_Y8, write_wavelet<1>, read_wavelet<1>},
