@@ -12,7 +12,7 @@ set -euo pipefail
 
 usage() {
     cat <<EOF
-usage: $0 [--tests] [--peers] [--clang] [--windows] [--tidy] [--fuzz] [--bench] [--manual] [--package]
+usage: $0 [--tests] [--peers] [--clang] [--windows] [--arm] [--tidy] [--fuzz] [--bench] [--manual] [--package]
        [--coverage] [--soak]
   --tests    GoogleTest and the programs that the tests compare with
   --peers    OpenCV and Dask for Python: comparisons of the Python package, the cluster example

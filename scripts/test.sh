@@ -126,7 +126,7 @@ if [ "$quick" = 1 ]; then
     manual
     build_and_test release
 else
-    bash scripts/setup.sh --tests --peers --clang --windows --manual --package || exit 1
+    bash scripts/setup.sh --tests --peers --clang --windows --arm --manual --package || exit 1
     check "formatting" formatting
     manual
     build_and_test release
@@ -134,6 +134,7 @@ else
     build_and_test tsan
     check "clang build" build clang -D VIQ_TESTS=OFF
     build_and_test windows bash scripts/test-windows.sh
+    build_and_test arm
     packages
 fi
 

@@ -105,7 +105,7 @@ TEST(Print, WritesPagesAndAbandonsThem) {
     for (const u32 strip : {30u, 7u}) {
         const std::string &name = names[strip == 7];
         options.file_name = name.c_str();
-        for (const u16 more : {1, 0}) {
+        for (const u16 more : {u16{1}, u16{0}}) {
             options.more_pages = more;
             const u32 part = VIQ_image_create();
             for (u32 done = 0; done < 30; done += find_image(part)->lines_per_strip) {
