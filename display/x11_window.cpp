@@ -8,6 +8,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -49,6 +50,7 @@ struct x11_surface {
 struct x11_window {
     const functions *x = nullptr;
     Display *connection = nullptr;
+    pid_t process = 0; // that has opened it
     XID window = 0;
     XID colormap = 0;
     GraphicsContext *gc = nullptr;
@@ -198,6 +200,7 @@ bool connect(x11_window &w, const char *server) {
     }
     const no_pipe_signal no_signal;
     w.connection = x.XOpenDisplay(server);
+    w.process = getpid();
     if (w.connection != nullptr)
         x.XSetIOErrorExitHandler(w.connection, note_lost, &w);
     return w.connection != nullptr;
@@ -616,7 +619,8 @@ u32 pump_x11(display &d, u32 milliseconds) {
 
 void close_x11(display &d) {
     x11_window &w = native(d);
-    {
+    // A process that has been forked off leaves the window and the connection to its parent.
+    if (w.process == getpid()) {
         const x11_call call(w);
         if (w.connection != nullptr) {
             release_surface(w);
