@@ -55,6 +55,8 @@ u32 close_after_failure(display &d, u32 code);
 
 constexpr u32 largest_window = 32767;
 
+constinit const window_system *windows_of_tests = nullptr;
+
 } // namespace
 
 u32 VIQ_display_create(void) {
@@ -97,9 +99,9 @@ u32 VIQ_display_set_window(u32 hDisplay, void *pWindow, void *pDevice) {
     if (pWindow == nullptr)
         return report_null(call.d->function);
     forget_picture(*call.d);
-    u32 code = platform_windows.bind(*call.d, pWindow, pDevice);
+    u32 code = current_windows().bind(*call.d, pWindow, pDevice);
     if (!is_error(code))
-        code = platform_windows.prepare(*call.d);
+        code = current_windows().prepare(*call.d);
     return close_after_failure(*call.d, code);
 }
 
@@ -112,7 +114,7 @@ u32 VIQ_display_open(u32 hDisplay, const char *pszTitle, u32 dwWidth, u32 dwHeig
     if (dwWidth < 1 || dwWidth > largest_window || dwHeight < 1 || dwHeight > largest_window)
         return report(call.d->function, VIQ_ERR_PARAMETER, "Window size out of range");
     forget_picture(*call.d);
-    u32 code = platform_windows.open(*call.d, pszTitle, dwWidth, dwHeight);
+    u32 code = current_windows().open(*call.d, pszTitle, dwWidth, dwHeight);
     bool lost = false;
     if (!is_error(code))
         code = show_again(*call.d, lost);
@@ -173,6 +175,14 @@ u32 VIQ_display_get_parameter(u32 hDisplay, u16 wParameter, u32 *pdwValue) {
 
 namespace viq {
 
+const window_system &current_windows() {
+    return windows_of_tests != nullptr ? *windows_of_tests : platform_windows;
+}
+
+void set_window_system(const window_system *system) {
+    windows_of_tests = system;
+}
+
 display *find_display(u32 handle) {
     const vector<owned<display>> &slots = displays->slots;
     return handle >= 1 && handle <= slots.size() ? slots[handle - 1].get() : nullptr;
@@ -224,7 +234,7 @@ const parameter_rule *find_rule(u16 number) {
 }
 
 u32 check_system(const char *function, u16 number, u32 value) {
-    const window_system &system = platform_windows;
+    const window_system &system = current_windows();
     if (number == VIQ_DISPLAY_VSYNC && value != 0 && !system.has_vertical_sync)
         return report(function, VIQ_ERR_UNSUPPORTED, "No vertical sync");
     if (number == VIQ_DISPLAY_METHOD && value != VIQ_DISPLAY_BEST &&

@@ -91,8 +91,10 @@ struct window_system {
     u32 (*prepare)(display &);
 
     // Waits until the window system no longer reads the surface, and sets pixels.data and
-    // pixels.stride, which are valid until `put`. The pixels are those of the last `put`.
-    u32 (*lock)(display &);
+    // pixels.stride, which are valid until `put`. The pixels are those of the last `put`, unless
+    // `whole` is set: then the caller writes the whole painted area, and a back end with several
+    // buffers can provide another one.
+    u32 (*lock)(display &, bool whole);
 
     // Ends `lock` and copies a rectangle of the surface, inside the window, to the window; nothing
     // is copied if it is empty. Without `lock` before it, copies again.
@@ -106,6 +108,10 @@ struct window_system {
 
 // The window system of the platform.
 extern const window_system platform_windows;
+
+// The one that displays use. Tests set another one; null: that of the platform.
+const window_system &current_windows();
+void set_window_system(const window_system *system);
 
 // Appends an event, whose positions in the image and state of `inside` the common part adds.
 // Merges motions and sizes; if the queue is full, the rules of VIQ_display_next_event apply.

@@ -77,7 +77,7 @@ void push_event(display &d, const tVIQ_DisplayEvent &event) {
     if (queue.count == event_queue::capacity) {
         const bool important = event.type == VIQ_EVENT_RESIZE || event.type == VIQ_EVENT_CLOSE;
         if (!important || !drop_event(queue, {VIQ_EVENT_MOTION, VIQ_EVENT_KEY_DOWN,
-                                              VIQ_EVENT_KEY_UP, VIQ_EVENT_WHEEL, VIQ_EVENT_RESIZE}))
+                                              VIQ_EVENT_KEY_UP, VIQ_EVENT_WHEEL}))
             return;
     }
     tVIQ_DisplayEvent &place = event_at(queue, queue.count++);

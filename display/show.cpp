@@ -121,11 +121,12 @@ u32 draw(display &d, const tVIQ_Image &image, const shown_picture &picture) {
         return report(d.function, VIQ_ERR_MEMORY, "");
     if (picture.first_line == 0)
         begin_picture(d.render);
-    code = d.system->lock(d);
+    const bool whole = image.lines_per_strip >= image.height;
+    code = d.system->lock(d, whole);
     if (is_error(code))
         return code;
-    if (!same)
-        fill_background(d.render, d.pixels, image.lines_per_strip >= image.height);
+    if (!same || whole)
+        fill_background(d.render, d.pixels, whole);
     d.render.map = image.colourmap;
     const rectangle written =
         render_lines(d.render, d.pixels, lines_of_strip(image, picture.first_line));
@@ -236,12 +237,15 @@ tVIQ_Image *find_shown_image(const display &d) {
     tVIQ_Image *image = find_image(d.shown.handle);
     if (image == nullptr || image != d.shown.image)
         return nullptr;
-    image->bytes_per_line = present_bit_line(*image, image->bytes_per_line);
+    const u32 previous = image->bytes_per_line;
+    image->bytes_per_line = present_bit_line(*image, previous);
     const bool same = geometry_of(*image) == d.shown.geometry &&
                       image->data_width == d.shown.data_width &&
                       has_lines(*image, image->lines_per_strip) &&
                       (image->pixel_format != VIQ_PALETTED || image->colourmap != nullptr);
-    return same && d.render.ready ? image : nullptr;
+    if (!same)
+        image->bytes_per_line = previous;
+    return same ? image : nullptr;
 }
 
 u32 paint_background(display &d) {
@@ -251,7 +255,7 @@ u32 paint_background(display &d) {
         return code;
     if (!set_up(d.render, rules))
         return report(d.function, VIQ_ERR_MEMORY, "");
-    const u32 locked = d.system->lock(d);
+    const u32 locked = d.system->lock(d, true);
     if (is_error(locked))
         return locked;
     fill_background(d.render, d.pixels, false);
@@ -310,7 +314,8 @@ u16 read_values(const u8 *line, const tVIQ_Image &image, u32 x, u32 value[4]) {
 
 void read_pixel(display &d, const tVIQ_Image &image, tVIQ_DisplayPixel &pixel) {
     const present_lines present = lines_of_strip(image, d.shown.first_line);
-    if (pixel.y < present.first || pixel.y - present.first >= present.lines.lines)
+    if (!d.render.ready || pixel.y < present.first ||
+        pixel.y - present.first >= present.lines.lines)
         return;
     pixel.components =
         read_values(present.lines.line(pixel.y - d.shown.first_line), image, pixel.x, pixel.value);

@@ -189,7 +189,15 @@ struct XClientMessageEvent {
     long data[5];
 };
 
+struct XShmCompletionEvent {
+    XAnyEvent any; // the window is the drawable
+    int major_code, minor_code;
+    XID shmseg;
+    unsigned long offset;
+};
+
 union XEvent {
+    XShmCompletionEvent completion;
     XAnyEvent any;
     XPointerEvent pointer;
     XConfigureEvent configure;

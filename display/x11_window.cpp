@@ -4,6 +4,7 @@
 // program's connection changes, and requests, errors and events of different displays and threads
 // do not meet.
 #include <poll.h>
+#include <signal.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
@@ -11,9 +12,11 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 #include "core/report.h"
 #include "display/display.h"
@@ -26,12 +29,20 @@ using namespace x11;
 
 namespace {
 
-// The memory that pictures are rendered to, and its counterpart in the server.
-struct x11_surface {
-    u32 wanted = 0; // VIQ_DISPLAY_METHOD when it was made
+// Pixels in the memory of this process.
+struct x11_buffer {
     XImage image = {};
     owned_bytes memory;           // of the methods without shared memory
     XShmSegmentInfo segment = {}; // shmaddr is null without shared memory
+    u32 puts_under_way = 0;       // that the server has not reported as complete
+};
+
+// What pictures are rendered to. With shared memory there are two buffers, so that a picture is
+// rendered while the server still copies the one before it.
+struct x11_surface {
+    u32 wanted = 0; // VIQ_DISPLAY_METHOD when it was made
+    x11_buffer buffers[2];
+    u32 current = 0;
     XID pixmap = 0;
 };
 
@@ -47,7 +58,6 @@ struct x11_window {
     window_pixel pixel;
     XID wm_protocols = 0, wm_delete_window = 0;
     int completion_event = 0; // that the server has read the segment
-    u32 puts_under_way = 0;   // whose completion has not been reported
     bool locked = false;
     bool lost = false;      // the connection
     bool destroyed = false; // the window, by another client
@@ -113,9 +123,30 @@ void remove_handlers(const functions &x) {
         x.XSetIOErrorHandler(lost);
 }
 
+// Keeps the signal of a write to a closed connection from ending the process.
+struct no_pipe_signal {
+    sigset_t pipe, outer;
+    no_pipe_signal() {
+        sigemptyset(&pipe);
+        sigaddset(&pipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe, &outer);
+    }
+    no_pipe_signal(const no_pipe_signal &) = delete;
+    no_pipe_signal &operator=(const no_pipe_signal &) = delete;
+    ~no_pipe_signal() {
+        if (sigismember(&outer, SIGPIPE) != 0)
+            return;
+        const timespec none = {};
+        while (sigtimedwait(&pipe, nullptr, &none) == -1 && errno == EINTR)
+            continue;
+        pthread_sigmask(SIG_SETMASK, &outer, nullptr);
+    }
+};
+
 // While the object exists, the calling thread works on the window. The program may have installed
 // handlers since the last call.
 struct x11_call {
+    no_pipe_signal no_signal;
     x11_window *outer;
     explicit x11_call(x11_window &w) : outer(std::exchange(current_window, &w)) {
         install_handlers(*w.x);
@@ -165,6 +196,7 @@ bool connect(x11_window &w, const char *server) {
         ++connections;
         install_handlers(x);
     }
+    const no_pipe_signal no_signal;
     w.connection = x.XOpenDisplay(server);
     if (w.connection != nullptr)
         x.XSetIOErrorExitHandler(w.connection, note_lost, &w);
@@ -327,7 +359,9 @@ void take_event(display &d, XEvent &event) {
     x11_window &w = native(d);
     const int type = event.any.type;
     if (type == w.completion_event && type != 0) {
-        w.puts_under_way -= w.puts_under_way != 0 ? 1 : 0;
+        for (x11_buffer &buffer : w.surface.buffers)
+            if (buffer.segment.shmseg == event.completion.shmseg && buffer.puts_under_way != 0)
+                --buffer.puts_under_way;
         return;
     }
     if (event.any.window != w.window)
@@ -388,21 +422,20 @@ void wait_for_server(const x11_window &w, u32 milliseconds) {
 // ---- Surface
 
 void release_surface(x11_window &w) {
-    x11_surface &surface = w.surface;
-    if (surface.pixmap != 0)
-        w.x->XFreePixmap(w.connection, surface.pixmap);
-    if (surface.segment.shmaddr != nullptr) {
-        w.x->XShmDetach(w.connection, &surface.segment);
-        shmdt(surface.segment.shmaddr);
-    }
-    surface = {};
-    w.puts_under_way = 0;
+    if (w.surface.pixmap != 0)
+        w.x->XFreePixmap(w.connection, w.surface.pixmap);
+    for (x11_buffer &buffer : w.surface.buffers)
+        if (buffer.segment.shmaddr != nullptr) {
+            w.x->XShmDetach(w.connection, &buffer.segment);
+            shmdt(buffer.segment.shmaddr);
+        }
+    w.surface = {};
 }
 
-void describe_image(x11_window &w, u32 line_width, u32 height) {
-    XImage &image = w.surface.image;
-    const u32 line_bits = line_width * static_cast<u32>(w.bits_per_pixel);
-    image.width = static_cast<int>(line_width);
+XImage describe_image(const x11_window &w, u32 width, u32 height) {
+    const u32 line_bits = width * static_cast<u32>(w.bits_per_pixel);
+    XImage image = {};
+    image.width = static_cast<int>(width);
     image.height = static_cast<int>(height);
     image.format = ZPixmap;
     image.byte_order = w.x->XImageByteOrder(w.connection);
@@ -415,16 +448,17 @@ void describe_image(x11_window &w, u32 line_width, u32 height) {
     image.red_mask = w.pixel.red;
     image.green_mask = w.pixel.green;
     image.blue_mask = w.pixel.blue;
+    return image;
 }
 
 std::size_t image_bytes(const XImage &image) {
     return static_cast<std::size_t>(image.bytes_per_line) * static_cast<std::size_t>(image.height);
 }
 
-// A segment that the server has attached. It disappears with the last process that uses it.
-bool attach_segment(x11_window &w) {
-    XShmSegmentInfo &segment = w.surface.segment;
-    segment.shmid = shmget(IPC_PRIVATE, image_bytes(w.surface.image), IPC_CREAT | 0600);
+// Makes a segment that the server attaches. It disappears with the last process that uses it.
+bool attach_segment(x11_window &w, x11_buffer &buffer) {
+    XShmSegmentInfo &segment = buffer.segment;
+    segment.shmid = shmget(IPC_PRIVATE, image_bytes(buffer.image), IPC_CREAT | 0600);
     if (segment.shmid < 0)
         return false;
     void *address = shmat(segment.shmid, nullptr, 0);
@@ -444,29 +478,33 @@ bool attach_segment(x11_window &w) {
     return segment.shmaddr != nullptr;
 }
 
-bool make_segment(x11_window &w, u32 width, u32 height) {
+bool make_segments(x11_window &w, u32 width, u32 height) {
     if (!w.x->has_shared_memory || !is_local(w) || w.x->XShmQueryExtension(w.connection) == 0)
         return false;
-    // Lines start at multiples of 64 bytes.
-    constexpr u32 columns = 16;
-    describe_image(w, (width + columns - 1) / columns * columns, height);
-    if (!attach_segment(w))
-        return false;
     w.completion_event = w.x->XShmGetEventBase(w.connection);
-    w.surface.image.data = w.surface.segment.shmaddr;
-    w.surface.image.obdata = &w.surface.segment;
+    constexpr u32 columns = 16; // lines start at multiples of 64 bytes
+    for (x11_buffer &buffer : w.surface.buffers) {
+        buffer.image = describe_image(w, (width + columns - 1) / columns * columns, height);
+        if (!attach_segment(w, buffer)) {
+            release_surface(w);
+            return false;
+        }
+        buffer.image.data = buffer.segment.shmaddr;
+        buffer.image.obdata = &buffer.segment;
+    }
     return true;
 }
 
 u32 make_memory(display &d, bool with_pixmap) {
     x11_window &w = native(d);
-    describe_image(w, d.width, d.height);
-    const std::size_t size = image_bytes(w.surface.image);
-    w.surface.memory = make_bytes(size);
-    if (!w.surface.memory)
+    x11_buffer &buffer = w.surface.buffers[0];
+    buffer.image = describe_image(w, d.width, d.height);
+    const std::size_t size = image_bytes(buffer.image);
+    buffer.memory = make_bytes(size);
+    if (!buffer.memory)
         return report_no_memory(d.function, size);
-    w.surface.image.data = reinterpret_cast<char *>(w.surface.memory.get());
-    w.x->XInitImage(&w.surface.image);
+    buffer.image.data = reinterpret_cast<char *>(buffer.memory.get());
+    w.x->XInitImage(&buffer.image);
     if (with_pixmap)
         w.surface.pixmap = w.x->XCreatePixmap(w.connection, w.window, d.width, d.height,
                                               static_cast<unsigned>(w.depth));
@@ -479,7 +517,7 @@ u32 make_surface(display &d) {
     const u32 wanted = parameter(d, VIQ_DISPLAY_METHOD);
     d.method = 0;
     const bool shared = wanted == VIQ_DISPLAY_BEST || wanted == VIQ_DISPLAY_SHARED_MEMORY;
-    if (shared && make_segment(w, d.width, d.height)) {
+    if (shared && make_segments(w, d.width, d.height)) {
         d.method = VIQ_DISPLAY_SHARED_MEMORY;
     } else if (wanted == VIQ_DISPLAY_SHARED_MEMORY) {
         return report(d.function, VIQ_ERR_UNSUPPORTED, "Display method not available");
@@ -491,7 +529,7 @@ u32 make_surface(display &d) {
         d.method = with_pixmap ? VIQ_DISPLAY_PIXMAP : VIQ_DISPLAY_IMAGE;
     }
     w.surface.wanted = wanted;
-    d.pixels = {nullptr, w.surface.image.bytes_per_line, d.width, d.height, w.pixel};
+    d.pixels = {nullptr, w.surface.buffers[0].image.bytes_per_line, d.width, d.height, w.pixel};
     d.contents_lost = true;
     return success;
 }
@@ -512,38 +550,42 @@ u32 prepare_x11(display &d) {
     return is_error(made) ? made : check_server(d);
 }
 
-u32 lock_x11(display &d) {
+u32 lock_x11(display &d, bool whole) {
     x11_window &w = native(d);
     const x11_call call(w);
+    x11_surface &surface = w.surface;
+    if (whole && surface.buffers[1].segment.shmaddr != nullptr)
+        surface.current = 1 - surface.current;
+    x11_buffer &buffer = surface.buffers[surface.current];
     constexpr u32 step = 1000;
     take_events(d);
-    while (w.puts_under_way != 0 && !w.lost && w.error == 0) {
+    while (buffer.puts_under_way != 0 && !w.lost && w.error == 0) {
         wait_for_server(w, step);
         take_events(d);
     }
-    d.pixels.data = reinterpret_cast<u8 *>(w.surface.image.data);
+    d.pixels.data = reinterpret_cast<u8 *>(buffer.image.data);
     w.locked = true;
     return check_server(d);
 }
 
 void put_image(x11_window &w, const rectangle &area) {
     const functions &x = *w.x;
-    x11_surface &from = w.surface;
+    x11_buffer &from = w.surface.buffers[w.surface.current];
+    const XID pixmap = w.surface.pixmap;
     const unsigned width = static_cast<unsigned>(area.width);
     const unsigned height = static_cast<unsigned>(area.height);
     if (from.segment.shmaddr != nullptr) {
         x.XShmPutImage(w.connection, w.window, w.gc, &from.image, area.x, area.y, area.x, area.y,
                        width, height, 1);
-        ++w.puts_under_way;
+        ++from.puts_under_way;
         return;
     }
-    const XID target = from.pixmap != 0 ? from.pixmap : w.window;
-    if (from.pixmap == 0 || w.locked)
-        x.XPutImage(w.connection, target, w.gc, &from.image, area.x, area.y, area.x, area.y, width,
-                    height);
-    if (from.pixmap != 0)
-        x.XCopyArea(w.connection, from.pixmap, w.window, w.gc, area.x, area.y, width, height,
-                    area.x, area.y);
+    if (pixmap == 0 || w.locked)
+        x.XPutImage(w.connection, pixmap != 0 ? pixmap : w.window, w.gc, &from.image, area.x,
+                    area.y, area.x, area.y, width, height);
+    if (pixmap != 0)
+        x.XCopyArea(w.connection, pixmap, w.window, w.gc, area.x, area.y, width, height, area.x,
+                    area.y);
 }
 
 u32 put_x11(display &d, const rectangle &changed) {
