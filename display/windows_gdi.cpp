@@ -31,16 +31,23 @@ BITMAPINFO top_down_bitmap(u32 width, u32 height) {
     return info;
 }
 
+// No lines are copied where the device is hidden, which is not a failure.
+u32 check_copied(const display &d, bool copied) {
+    const DWORD error = GetLastError();
+    return copied || error == ERROR_SUCCESS ? success : report_system_error(d, error);
+}
+
 // Copies a rectangle of the DIB section to the same place. The lines of the rectangle are passed as
 // a bitmap of their own, so that a metafile contains no others.
 u32 copy_section(const display &d, HDC to, const rectangle &area) {
     const BITMAPINFO info = top_down_bitmap(d.pixels.width, static_cast<u32>(area.height));
     const DWORD width = static_cast<DWORD>(area.width);
     const DWORD height = static_cast<DWORD>(area.height);
+    SetLastError(ERROR_SUCCESS);
     const int lines =
         SetDIBitsToDevice(to, area.x, area.y, width, height, area.x, 0, 0, height,
                           d.pixels.data + area.y * d.pixels.stride, &info, DIB_RGB_COLORS);
-    return lines != 0 ? success : report_system_error(d, GetLastError());
+    return check_copied(d, lines != 0);
 }
 
 u32 make_section(display &d, windows_display &w) {
@@ -88,18 +95,23 @@ u32 lock_section(display &, windows_display &) {
 }
 
 u32 put_section(display &d, windows_display &w, const rectangle &area) {
+    if (is_empty(area))
+        return success;
     const target_device target(w);
     return copy_section(d, target.context, area);
 }
 
 u32 put_device_bitmap(display &d, windows_display &w, const rectangle &area) {
+    if (is_empty(area))
+        return success;
     if (w.locked)
         if (const u32 code = copy_section(d, w.gdi.device_memory, area); is_error(code))
             return code;
     const target_device target(w);
+    SetLastError(ERROR_SUCCESS);
     const bool copied = BitBlt(target.context, area.x, area.y, area.width, area.height,
                                w.gdi.device_memory, area.x, area.y, SRCCOPY) != 0;
-    return copied ? success : report_system_error(d, GetLastError());
+    return check_copied(d, copied);
 }
 
 } // namespace

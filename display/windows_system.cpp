@@ -141,7 +141,7 @@ u32 prepare_surface(display &d) {
     return code;
 }
 
-u32 lock_display(display &d) {
+u32 lock_display(display &d, bool) {
     windows_display &w = native(d);
     const u32 code = w.method != nullptr ? w.method->lock(d, w) : success;
     w.locked = !is_error(code);

@@ -32,7 +32,7 @@ bool is_pattern(const std::string &output) {
 
 bool is_folder(const std::string &output) {
     std::error_code ignored;
-    return output.ends_with('/') || fs::is_directory(output, ignored);
+    return output.ends_with('/') || fs::is_directory(path_from(output), ignored);
 }
 
 std::vector<conversion_job> plan_jobs(std::vector<conversion_job> jobs, const std::string &output,
@@ -43,7 +43,8 @@ std::vector<conversion_job> plan_jobs(std::vector<conversion_job> jobs, const st
     std::string pattern = output;
     if (is_folder(output)) {
         const std::string name = last_frame == 0 ? "{name}" : "{name}-{frame}";
-        pattern = (fs::path(output) / (extension.empty() ? "{file}" : name + extension)).string();
+        pattern =
+            text_of(path_from(output) / path_from(extension.empty() ? "{file}" : name + extension));
     }
     if (!is_pattern(pattern)) {
         if (jobs.size() > 1)
@@ -57,11 +58,11 @@ std::vector<conversion_job> plan_jobs(std::vector<conversion_job> jobs, const st
         jobs[n].out = filled(pattern, jobs[n], n + 1, std::to_string(last_frame).size());
     check_jobs(jobs);
     for (const conversion_job &job : jobs)
-        if (const fs::path folder = fs::path(job.out).parent_path(); !folder.empty()) {
+        if (const fs::path folder = path_from(job.out).parent_path(); !folder.empty()) {
             std::error_code error;
             fs::create_directories(folder, error);
             if (error)
-                throw failure{folder.string() + ": cannot be created: " + error.message()};
+                throw failure{text_of(folder) + ": cannot be created: " + error.message()};
         }
     return jobs;
 }
@@ -104,16 +105,16 @@ namespace {
 
 std::string filled(const std::string &pattern, const conversion_job &job, std::size_t number,
                    std::size_t frame_digits) {
-    const fs::path path = job.in == standard_stream ? fs::path("stdin") : fs::path(job.in);
+    const fs::path path = job.in == standard_stream ? "stdin" : path_from(job.in);
     std::string frame = std::to_string(job.frame);
     frame.insert(0, frame_digits - frame.size(), '0');
     const fs::path folder = path.parent_path();
-    const std::string extension = path.extension().string();
+    const std::string extension = text_of(path.extension());
     std::map<std::string, std::string> fields = {
-        {"name", path.stem().string()},
+        {"name", text_of(path.stem())},
         {"ext", extension.empty() ? "" : extension.substr(1)},
-        {"file", path.filename().string()},
-        {"dir", folder.empty() ? "." : folder.string()},
+        {"file", text_of(path.filename())},
+        {"dir", folder.empty() ? "." : text_of(folder)},
         {"number", std::to_string(number)}};
     if (job.frame != 0)
         fields["frame"] = frame;
@@ -138,8 +139,8 @@ std::string filled(const std::string &pattern, const conversion_job &job, std::s
 // Equal for different names of one file.
 std::string key_of(const std::string &path) {
     std::error_code ignored;
-    const fs::path resolved = fs::weakly_canonical(path, ignored);
-    return resolved.empty() ? path : resolved.string();
+    const fs::path resolved = fs::weakly_canonical(path_from(path), ignored);
+    return resolved.empty() ? path : text_of(resolved);
 }
 
 void check_jobs(const std::vector<conversion_job> &jobs) {

@@ -214,7 +214,7 @@ int write_sequence(const conversion_plan &plan, unsigned workers,
                    const std::function<void(const conversion_job &)> &run) {
     const temporary_folder folder;
     const auto path_of = [&folder](std::size_t n) {
-        return (folder.path / (std::to_string(n) + ".jpg")).string();
+        return text_of(folder.path / (std::to_string(n) + ".jpg"));
     };
     image sequence(0);
     progress_bar progress(plan.jobs.size(), 0);

@@ -172,7 +172,7 @@ void append_once(std::string &list, const std::string &name) {
 } // namespace
 
 const file_kind &kind_of_extension(const std::string &path) {
-    const file_kind *kind = find_extension(std::filesystem::path(path).extension().string());
+    const file_kind *kind = find_extension(text_of(path_from(path).extension()));
     if (kind == nullptr)
         throw failure{path + ": unknown output extension (known: " + writable_extensions() + ")"};
     if (!kind->is_writable())
@@ -182,7 +182,7 @@ const file_kind &kind_of_extension(const std::string &path) {
 }
 
 bool has_picture_extension(const std::string &path) {
-    const file_kind *kind = find_extension(std::filesystem::path(path).extension().string());
+    const file_kind *kind = find_extension(text_of(path_from(path).extension()));
     return kind != nullptr && kind->is_readable();
 }
 

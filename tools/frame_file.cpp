@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include "camera/frame_layouts.h"
+#include "tools/file_path.h"
 #include "tools/grey16_operations.h"
 #include "tools/image_operations.h"
 #include "tools/nearest_name.h"
@@ -89,7 +90,7 @@ frame_file open_frames(const std::string &file, const frame_format &format) {
     frame_file opened = {file == standard_stream ? "standard input" : file, open_input(file),
                          format, 0, 0};
     std::error_code error;
-    const uint64_t size = std::filesystem::file_size(opened.input.path, error);
+    const uint64_t size = std::filesystem::file_size(path_from(opened.input.path), error);
     if (error)
         throw failure{opened.name + ": " + error.message()};
     if (size < format.offset || size - format.offset < format.bytes)

@@ -30,7 +30,7 @@ input_file open_input(const std::string &name) {
     if (name == standard_stream)
         return copy_of(binary_standard_stream(stdin), "standard input");
     std::error_code ignored;
-    if (fs::is_directory(name, ignored))
+    if (fs::is_directory(path_from(name), ignored))
         throw failure{name + ": is a folder"};
     if (is_special_file(name))
         return copy_of(open_special(name).get(), name);
@@ -44,9 +44,8 @@ namespace {
 
 input_file copy_of(std::FILE *stream, const std::string &name) {
     input_file input = {{}, std::make_shared<temporary_folder>()};
-    const fs::path copy = input.folder->path / "input";
-    input.path = copy.string();
-    const file_ptr to = open_or_fail(copy, "w+b", input.path, "cannot be created");
+    input.path = text_of(input.folder->path / "input");
+    const file_ptr to = open_or_fail(input.path, "w+b", input.path, "cannot be created");
     copy_stream(stream, name, to.get(), input.path);
     std::rewind(to.get());
     input.first_bytes = first_bytes(to.get());
@@ -57,9 +56,9 @@ input_file copy_of(std::FILE *stream, const std::string &name) {
 input_file link_to(const std::string &name) {
     input_file input = {{}, std::make_shared<temporary_folder>()};
     const fs::path link = input.folder->path / "input";
-    input.path = link.string();
+    input.path = text_of(link);
     std::error_code error;
-    fs::create_symlink(fs::absolute(name), link, error);
+    fs::create_symlink(fs::absolute(path_from(name)), link, error);
     if (error)
         return copy_of(open_or_fail(name, "rb", name, "cannot be opened").get(), name);
     return input;

@@ -370,13 +370,13 @@ void write_text(const std::filesystem::path &path, const std::string &text) {
     file << text;
     file.close();
     if (error || !file)
-        fail_by_system(path.string(), "cannot be written");
+        fail_by_system(text_of(path), "cannot be written");
 }
 
 } // namespace
 
 void write_manual(const CLI::App &app, const std::string &folder) {
-    const std::filesystem::path root = folder;
+    const std::filesystem::path root = path_from(folder);
     write_text(root / "man1" / "viq.1", main_page(app));
     for (const CLI::App *verb : commands_of(app))
         write_text(root / "man1" / (page_name(*verb) + ".1"), verb_page(*verb));

@@ -41,8 +41,9 @@ void replace_file(const std::string &path, const writer &write) {
     const fs::path target = resolve_link(path);
     if (fs::is_directory(target))
         throw failure{path + ": is a folder"};
-    if (is_special_file(target))
-        write_through(path, open_or_fail(target, "wb", path, "cannot be created").get(), write);
+    if (is_special_file(text_of(target)))
+        write_through(path, open_or_fail(text_of(target), "wb", path, "cannot be created").get(),
+                      write);
     else
         write_beside(path, target, write);
 }
@@ -52,24 +53,24 @@ namespace {
 // Devices and pipes receive the complete content of a temporary file.
 void write_through(const std::string &name, std::FILE *to, const writer &write) {
     const temporary_folder folder;
-    const fs::path temporary = folder.path / "output";
-    write(temporary.string());
+    const std::string temporary = text_of(folder.path / "output");
+    write(temporary);
     const file_ptr from = open_or_fail(temporary, "rb", name, "cannot be created");
     copy_stream(from.get(), name, to, name);
 }
 
 void write_beside(const std::string &path, const fs::path &target, const writer &write) {
     const fs::path temporary = unused_name_beside(target);
-    open_or_fail(temporary, "wb", path, "cannot be created");
+    open_or_fail(text_of(temporary), "wb", path, "cannot be created");
     std::error_code error;
     try {
-        if (temporary.string().size() <= longest_library_name) {
-            write(temporary.string());
+        if (text_of(temporary).size() <= longest_library_name) {
+            write(text_of(temporary));
         } else {
             const temporary_folder folder;
             const fs::path link = folder.path / "f";
             fs::create_directory_symlink(fs::absolute(temporary).parent_path(), link);
-            write((link / temporary.filename()).string());
+            write(text_of(link / temporary.filename()));
         }
         if (const fs::file_status old = fs::status(target, error); fs::exists(old))
             fs::permissions(temporary, old.permissions(), error);
@@ -85,7 +86,7 @@ void write_beside(const std::string &path, const fs::path &target, const writer 
 // A symbolic link stays; the file that it refers to is replaced.
 fs::path resolve_link(const std::string &path) {
     std::error_code ignored;
-    const fs::path target(path);
+    const fs::path target = path_from(path);
     return fs::is_symlink(target, ignored) && fs::exists(target, ignored) ? fs::canonical(target)
                                                                           : target;
 }

@@ -26,7 +26,7 @@ strip_sink store_strips(const std::shared_ptr<stored_picture> &picture, const st
     const auto take = [picture, name](uint32_t strip, bool is_last) {
         const pixels from = pixels_of(strip);
         if (picture->file == nullptr) {
-            picture->file = open_or_fail(picture->folder.path / "lines", "w+b", name,
+            picture->file = open_or_fail(text_of(picture->folder.path / "lines"), "w+b", name,
                                          "a temporary file cannot be created");
             picture->line_bytes = static_cast<uint32_t>(packed_bytes(format_of(strip), from.width));
             picture->height = VIQ_get_height(strip);

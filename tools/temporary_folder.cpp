@@ -29,7 +29,7 @@ temporary_folder::temporary_folder() {
             return;
         }
     } while (!error);
-    throw failure{path.string() + ": cannot be created: " + error.message()};
+    throw failure{text_of(path) + ": cannot be created: " + error.message()};
 }
 
 temporary_folder::~temporary_folder() {
@@ -37,9 +37,9 @@ temporary_folder::~temporary_folder() {
     fs::remove_all(path, ignored);
 }
 
-file_ptr open_or_fail(const fs::path &path, const char *mode, const std::string &name,
+file_ptr open_or_fail(const std::string &path, const char *mode, const std::string &name,
                       const char *purpose) {
-    file_ptr file(std::fopen(path.string().c_str(), mode));
+    file_ptr file(std::fopen(path.c_str(), mode));
     if (file == nullptr)
         fail_by_system(name, purpose);
     return file;
@@ -49,9 +49,9 @@ void fail_by_system(const std::string &name, const char *purpose) {
     throw failure{name + ": " + purpose + ": " + std::strerror(errno)};
 }
 
-bool is_special_file(const fs::path &path) {
+bool is_special_file(const std::string &path) {
     std::error_code ignored;
-    const fs::file_status status = fs::status(path, ignored);
+    const fs::file_status status = fs::status(path_from(path), ignored);
     return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
 }
 

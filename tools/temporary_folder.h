@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "tools/file_path.h"
+
 namespace tool {
 
 // The name that represents standard input and standard output.
@@ -32,14 +34,14 @@ using file_ptr = std::unique_ptr<std::FILE, file_closer>;
 
 // Opens a file. `name` and `purpose`, such as "cannot be opened", are for the failure, which gives
 // the reason of the system.
-file_ptr open_or_fail(const std::filesystem::path &path, const char *mode, const std::string &name,
+file_ptr open_or_fail(const std::string &path, const char *mode, const std::string &name,
                       const char *purpose);
 
 // Throws a failure with the reason of the last failed call of the system.
 [[noreturn]] void fail_by_system(const std::string &name, const char *purpose);
 
 // Whether the path exists and is neither a regular file nor a folder.
-bool is_special_file(const std::filesystem::path &path);
+bool is_special_file(const std::string &path);
 
 // Copies the rest of one file to another. `to` is flushed.
 void copy_stream(std::FILE *from, const std::string &from_name, std::FILE *to,

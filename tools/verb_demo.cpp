@@ -16,6 +16,7 @@
 #include "tools/demo_runner.h"
 #include "tools/demo_samples.h"
 #include "tools/demo_timings.h"
+#include "tools/file_path.h"
 #include "tools/pipeline.h"
 #include "tools/pixel_format_table.h"
 #include "tools/psnr.h"
@@ -67,7 +68,7 @@ action declare_demo(CLI::App &app) {
 namespace {
 
 int demo(const demo_options &options) {
-    const fs::path out = options.out;
+    const fs::path out = path_from(options.out);
     create_folder(out, options.out);
     create_folder(out / shown_folder, options.out);
     copy_samples(out);
@@ -113,7 +114,7 @@ int demo(const demo_options &options) {
         write_page("index.html", contents);
     }
     std::printf("ran %zu conversions between pixel formats\nwrote %s\n", conversions,
-                (out / "index.html").string().c_str());
+                text_of(out / "index.html").c_str());
     return exit_done;
 }
 
@@ -131,7 +132,7 @@ void copy_samples(const fs::path &to) {
         std::error_code error;
         fs::copy_file(samples / file, to / file, fs::copy_options::overwrite_existing, error);
         if (error)
-            throw failure{(to / file).string() + ": " + error.message()};
+            throw failure{text_of(to / file) + ": " + error.message()};
     }
 }
 

@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/file_path.h"
 #include "tools/frame_file.h"
 #include "tools/jpeg_file.h"
 #include "tools/json_output.h"
@@ -140,7 +141,7 @@ json describe(const std::string &file, const info_options &options) {
     if (source.kind->code == VIQ_FILE_WAVELET)
         add_wavelet_facts(row, source);
     std::error_code ignored;
-    row["file_bytes"] = std::filesystem::file_size(source.input.path, ignored);
+    row["file_bytes"] = std::filesystem::file_size(path_from(source.input.path), ignored);
     return row;
 }
 

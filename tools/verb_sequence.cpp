@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/file_path.h"
 #include "tools/jpeg_file.h"
 #include "tools/jpeg_sequence.h"
 #include "tools/verbs.h"
@@ -86,14 +87,14 @@ int build(const sequence_options &options) {
 int split(const sequence_options &options) {
     const image sequence = read_jpeg(options.file);
     std::error_code error;
-    fs::create_directories(options.folder, error);
+    fs::create_directories(path_from(options.folder), error);
     if (error)
         throw failure{options.folder + ": " + error.message()};
     for (uint32_t n = 1; n <= frame_count(sequence); ++n) {
         const image frame = extract_frame(sequence, n, options.file);
         char name[32];
         std::snprintf(name, sizeof name, "frame%04u.jpg", static_cast<unsigned>(n));
-        const std::string path = (fs::path(options.folder) / name).string();
+        const std::string path = text_of(path_from(options.folder) / name);
         write_coded_jpeg(frame, path);
         std::printf("wrote %s\n", path.c_str());
     }
