@@ -34,8 +34,8 @@ struct cups_destination {
     cups_option *options;
 };
 
-using password_function = const char *(*)(const char *prompt, http_connection *,
-                                          const char *method, const char *resource, void *user);
+using password_function = const char *(*)(const char *prompt, http_connection *, const char *method,
+                                          const char *resource, void *user);
 
 struct cups_library {
     http_connection *(*connect)(const char *host, int port, void *addresses, int family,
@@ -105,7 +105,7 @@ struct cups_output {
     int port = 0;
     int encryption = 0;
     bool creates_jobs = false;
-    int job = 0;           // that has been created; 0: none
+    int job = 0;            // that has been created; 0: none
     bool can_finish = true; // the printer takes the rest of the document
 };
 
@@ -220,10 +220,9 @@ bool load_cups(cups_library &cups) {
     load(cups.text, "ippGetString");
     load(cups.contains, "ippContainsString");
     if (complete) // otherwise it asks for passwords on the terminal
-        cups.set_password_function(
-            [](const char *, http_connection *, const char *, const char *,
-               void *) -> const char * { return nullptr; },
-            nullptr);
+        cups.set_password_function([](const char *, http_connection *, const char *, const char *,
+                                      void *) -> const char * { return nullptr; },
+                                   nullptr);
     return complete;
 }
 
@@ -371,8 +370,8 @@ ipp_message *make_request(const cups_output &output, int operation) {
 // unknown length.
 bool send_request(const cups_output &output, ipp_message *request) {
     constexpr std::size_t unknown_length = 0;
-    const int status = output.cups.send_request(output.http, request, output.resource,
-                                                unknown_length);
+    const int status =
+        output.cups.send_request(output.http, request, output.resource, unknown_length);
     output.cups.delete_message(request);
     return status == http_continue;
 }
@@ -409,7 +408,8 @@ u32 compare_with_options(const printer_check &check) {
     if (types != nullptr && cups.contains(types, pdf_type) == 0)
         return check.refuse("does not accept PDF documents");
     ipp_attribute *operations = check.find("operations-supported");
-    output_of(check.job).creates_jobs = *output_of(check.job).host != '\0' && operations != nullptr &&
+    output_of(check.job).creates_jobs = *output_of(check.job).host != '\0' &&
+                                        operations != nullptr &&
                                         cups.contains_number(operations, ipp_create_job) != 0;
     ipp_attribute *copies = check.find("copies-supported");
     int most = 0;

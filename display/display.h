@@ -25,15 +25,15 @@ struct event_queue {
     u32 count;
 };
 
-// The picture that was last shown, which the positions in the window refer to.
+// The picture that was last shown, to which the positions in the window refer.
 struct shown_picture {
     bool valid = false;
     u32 handle = 0;
     const tVIQ_Image *image = nullptr; // to compare addresses with; null: it no longer exists
     strip_geometry geometry = {};
+    u16 data_width = 0;
+    u32 first_line = 0; // of the last strip
     placement place = {};
-    // All its lines are in the surface, which has not changed since.
-    bool complete = false;
 };
 
 struct display {
@@ -91,8 +91,10 @@ struct window_system {
     u32 (*prepare)(display &);
 
     // Waits until the window system no longer reads the surface, and sets pixels.data and
-    // pixels.stride, which are valid until `put`. The pixels are those of the last `put`.
-    u32 (*lock)(display &);
+    // pixels.stride, which are valid until `put`. The pixels are those of the last `put`, unless
+    // `whole` is set: then the caller writes the whole painted area, and a back end with several
+    // buffers can provide another one.
+    u32 (*lock)(display &, bool whole);
 
     // Ends `lock` and copies a rectangle of the surface, inside the window, to the window; nothing
     // is copied if it is empty. Without `lock` before it, copies again.
@@ -107,6 +109,10 @@ struct window_system {
 // The window system of the platform.
 extern const window_system platform_windows;
 
+// The one that displays use. Tests set another one; null: that of the platform.
+const window_system &current_windows();
+void set_window_system(const window_system *system);
+
 // Appends an event, whose positions in the image and state of `inside` the common part adds.
 // Merges motions and sizes; if the queue is full, the rules of VIQ_display_next_event apply.
 void push_event(display &, const tVIQ_DisplayEvent &event);
@@ -117,5 +123,37 @@ inline u32 parameter(const display &d, u16 number) {
 
 // Null: no such display in the calling thread's context.
 display *find_display(u32 handle);
+
+// ---- Calls of the common part
+
+// Which window a function needs: whether there is one or not, none, one, or one of the display's
+// own.
+enum class window_need : u8 { any, none, shown, own };
+
+// The display that a public function works on. Null, with the error reported: the call cannot
+// continue.
+struct display_call {
+    display *d = nullptr;
+    u32 code = success;
+    display_call(const char *function, u32 handle, window_need need);
+};
+
+// Closes or releases the window, if there is one.
+void close_window(display &);
+
+// The window shows no picture, and no picture is being shown strip by strip.
+void forget_picture(display &);
+
+// Paints the window again: what was last shown, or the background. If the picture has to be made
+// again and cannot, `lost` is set, and the window has the background.
+u32 show_again(display &, bool &lost);
+
+// Where the centre of a pixel of the window is in the image that was last shown.
+struct image_position {
+    double x, y;
+    i64 column, line; // of the pixel that is shown there; 0 outside of the picture
+    bool inside;      // the visible part of the picture
+};
+image_position map_to_image(const display &, i32 x, i32 y);
 
 } // namespace viq

@@ -56,7 +56,7 @@ inline void fill_pixels(u8 *data, std::size_t count, u32 seed, u32 style) {
     }
 }
 
-constexpr u16 pixel_formats[] = {
+constexpr u16 format_codes[] = {
     VIQ_Y1,          VIQ_Y8,           VIQ_PALETTED,     VIQ_RGB8,    VIQ_RGB15,
     VIQ_RGB16,       VIQ_RGB24,        VIQ_BGR24,        VIQ_RGBX32,  VIQ_BGRX32,
     VIQ_XBGR32,      VIQ_YUV422,       VIQ_CMYK32,       VIQ_Y16,     VIQ_XRGB32,

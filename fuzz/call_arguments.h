@@ -21,6 +21,7 @@
 #include "core/image.h"
 #include "fuzz/byte_source.h"
 #include "fuzz/fuzz_support.h"
+#include "tests/memory_windows.h"
 
 namespace viq {
 
@@ -80,6 +81,7 @@ struct call_record {
 
     bool is(std::string_view name) const { return name == names[at]; }
     bool in(std::string_view name) const { return name == function; }
+    bool is_display() const { return std::string_view(function).starts_with("VIQ_display_"); }
     u8 *buffer(std::size_t size) {
         buffer_size = size;
         buffers.push_back(std::make_unique<u8[]>(size));
@@ -131,7 +133,7 @@ inline u16 any_command(caller &who, call_record &call) {
 }
 
 inline u16 any_format(caller &who) {
-    return who.input.chance(250) ? who.input.one_of(pixel_formats)
+    return who.input.chance(250) ? who.input.one_of(format_codes)
                                  : static_cast<u16>(who.input.word());
 }
 
@@ -181,6 +183,8 @@ inline u16 any_u16(caller &who, call_record &call) {
         return static_cast<u16>(1u << who.input.byte() % 5);
     if (call.in("VIQ_JPEG_get_parameter") || call.in("VIQ_image_get_file_info"))
         return who.input.one_of(queries);
+    if (call.is("wParameter") && call.is_display())
+        return static_cast<u16>(first_parameter + who.input.byte() % (parameter_count + 1));
     for (const usual_range &usual : usual_words)
         if (call.is(usual.name))
             return static_cast<u16>(usual.first + who.input.word() % usual.count);
@@ -190,7 +194,7 @@ inline u16 any_u16(caller &who, call_record &call) {
 inline u32 any_handle(caller &who, call_record &call) {
     if (call.is("hContext"))
         return any_context(who);
-    if (call.is("hLut") || call.is("hCK"))
+    if (call.is("hLut") || call.is("hCK") || call.is("hDisplay"))
         return who.input.chance(248) ? who.input.byte() % 3 : who.input.byte() % 17;
     const bool output = call.is("hOutImage") || call.is("hJpegImage") || call.is("hPaddedImage") ||
                         call.is("hWvlt");
@@ -216,6 +220,8 @@ inline u32 any_u32(caller &who, call_record &call) {
         return who.input.chance(250)
                    ? frame_layouts[who.input.byte() % std::size(frame_layouts)].code
                    : who.input.dword();
+    if (call.is("dwMilliseconds"))
+        return 0;
     if (call.is("dwOption"))
         return who.input.byte() % 5 * 8;
     if (call.is("dwPrinters"))
@@ -340,18 +346,17 @@ inline const tVIQ_Font *any_font(caller &who, call_record &call) {
 // The document is written to a file, so that no printer of the machine is used.
 inline const tVIQ_PrintOptions *any_print_options(caller &who, call_record &call) {
     constexpr const char *papers[] = {nullptr, "A4", "letter", "50x60.5", "0x1", "x", "1e9x2"};
-    auto *options =
-        reinterpret_cast<tVIQ_PrintOptions *>(call.buffer(sizeof(tVIQ_PrintOptions)));
+    auto *options = reinterpret_cast<tVIQ_PrintOptions *>(call.buffer(sizeof(tVIQ_PrintOptions)));
     VIQ_display_print_defaults(options);
     call.texts.push_back(file_name(who.input.byte() % files));
     options->file_name = call.texts.back().c_str();
     options->paper = who.input.one_of(papers);
-    for (u32 *length : {&options->width, &options->height, &options->margin_left,
-                        &options->margin_bottom})
+    for (u32 *length :
+         {&options->width, &options->height, &options->margin_left, &options->margin_bottom})
         if (who.input.chance(64))
             *length = who.input.chance(250) ? who.input.word() : who.input.dword();
-    for (u16 *choice : {&options->orientation, &options->position, &options->grey,
-                        &options->more_pages})
+    for (u16 *choice :
+         {&options->orientation, &options->position, &options->grey, &options->more_pages})
         *choice = static_cast<u16>(who.input.byte() % 4 * (who.input.byte() % 2));
     return options;
 }
@@ -436,6 +441,8 @@ template <class T> T any_argument(caller &who, call_record &call) {
     else if constexpr (std::is_same_v<pointed, u32> || std::is_same_v<pointed, u64> ||
                        std::is_same_v<pointed, tVIQ_Command> ||
                        std::is_same_v<pointed, tVIQ_FrameLayout> ||
+                       std::is_same_v<pointed, tVIQ_DisplayEvent> ||
+                       std::is_same_v<pointed, tVIQ_DisplayPixel> ||
                        std::is_same_v<pointed, tVIQ_PrintOptions> ||
                        std::is_same_v<pointed, tVIQ_Printer>)
         return array_of<pointed>(who, call, 1);
@@ -466,6 +473,7 @@ inline void enter_context(caller &who) {
 }
 
 inline void prepare(caller &who) {
+    set_window_system(&memory_windows);
     who.handlers[1] = quiet_handler;
     VIQ_ErrHandlerInstall(quiet_handler);
     for (auto &histogram : who.histograms)

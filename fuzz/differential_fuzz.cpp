@@ -325,7 +325,7 @@ void compare(const operation &op, const picture &p, const char *manner_name, con
 
 picture any_picture(byte_source &input) {
     picture p = {};
-    p.format = input.one_of(pixel_formats);
+    p.format = input.one_of(format_codes);
     p.width = 1 + input.byte() % 100;
     p.height = 1 + input.byte() % 48;
     p.alignment = input.chance(128) ? 2 : 1 + input.byte() % 9;

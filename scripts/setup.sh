@@ -32,6 +32,7 @@ for argument in "$@"; do
     --tests)
         packages+=(libgtest-dev pkg-config python3 imagemagick netpbm ghostscript
             libtiff-tools libjpeg-turbo-progs libjpeg-dev
+            xvfb xdotool libx11-dev libxext-dev
             python3-numpy python3-pil python3-opencv python3-pytest python3-venv python3-distributed)
         ;;
     --clang) packages+=(clang clang-format) ;;
@@ -40,7 +41,8 @@ for argument in "$@"; do
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     --bench)
         packages+=(libbenchmark-dev pkg-config libjpeg-dev libyuv-dev libopencv-core-dev
-            libopencv-imgproc-dev libturbojpeg0-dev libtiff-dev libopenjp2-7-dev)
+            libopencv-imgproc-dev libturbojpeg0-dev libtiff-dev libopenjp2-7-dev
+            xvfb python3-opencv libx11-6 libxext6 libsdl2-2.0-0)
         ;;
     --manual) packages+=(doxygen doxygen-awesome-css python3 mandoc zsh) ;;
     --package) packages+=(dpkg-dev file lintian debootstrap) ;;

@@ -11,6 +11,7 @@
 
 #include "core/allocation.h"
 #include "core/file_io.h"
+#include "tests/memory_windows.h"
 #include "tests/support.h"
 
 namespace viq {
@@ -77,6 +78,29 @@ template <u32 (*write)(u32, u16)> void written(stage &s) {
     set_image_file(s, s.in);
     write(s.in, VIQ_STRIP_NEXT);
     set_image_file(s, s.out);
+}
+
+void with_display(stage &) {
+    set_window_system(&memory_windows);
+    VIQ_display_create();
+}
+
+void with_window(stage &s) {
+    with_display(s);
+    VIQ_display_open(1, "", width, height);
+}
+
+// Another picture has to be made for the next refresh.
+void with_shown_picture(stage &s) {
+    with_window(s);
+    VIQ_display_image(1, s.in, VIQ_STRIP_NEXT);
+    VIQ_display_set_parameter(1, VIQ_DISPLAY_REGION_WIDTH, 7);
+    VIQ_display_set_parameter(1, VIQ_DISPLAY_FIT, VIQ_DISPLAY_FIT_STRETCH);
+}
+
+u32 only_opened(u32 code) {
+    VIQ_display_close(1);
+    return code;
 }
 
 template <u32 (*read)(u32, u16)> u32 read_whole(const stage &s) {
@@ -330,6 +354,13 @@ const scenario scenarios[] = {
     {"VIQ_LUT_apply", VIQ_RGB24, CALL(VIQ_LUT_apply(s.in, s.out, 1, VIQ_STRIP_NEXT)),
      [](stage &) { VIQ_LUT_create(256, 1); }},
     {"VIQ_CK_generate_UV_to_hue_LUT", VIQ_Y8, CALL(VIQ_CK_generate_UV_to_hue_LUT())},
+    // Display
+    {"VIQ_display_create", VIQ_Y8, CALL(only_created(VIQ_display_create(), VIQ_display_destroy))},
+    {"VIQ_display_open", VIQ_Y8, CALL(only_opened(VIQ_display_open(1, "", 20, 10))), with_display},
+    {"VIQ_display_set_window", VIQ_Y8,
+     CALL(only_opened(VIQ_display_set_window(1, &averages, nullptr))), with_display},
+    {"VIQ_display_image", VIQ_Y16, CALL(VIQ_display_image(1, s.in, VIQ_STRIP_NEXT)), with_window},
+    {"VIQ_display_refresh", VIQ_Y16, CALL(VIQ_display_refresh(1)), with_shown_picture},
     // Processing
     {"VIQ_IP_crop", VIQ_RGB24, CALL(VIQ_IP_crop(s.in, s.out, 2, 2, 8, 8, VIQ_STRIP_NEXT))},
     {"VIQ_IP_mirror", VIQ_RGB24, CALL(VIQ_IP_mirror(s.in, s.out, 2, 2, 8, 8, VIQ_STRIP_NEXT))},
@@ -595,6 +626,13 @@ const std::set<std::string> cannot_fail = {"VIQ_error_text",
                                            "VIQ_destroy_YUV422_to_RGB15_LUT",
                                            "VIQ_destroy_YUV422_to_RGB16_LUT",
                                            "VIQ_destroy_YUV422_to_paletted_LUT",
+                                           "VIQ_display_close",
+                                           "VIQ_display_destroy",
+                                           "VIQ_display_get_parameter",
+                                           "VIQ_display_get_pixel",
+                                           "VIQ_display_next_event",
+                                           "VIQ_display_set_parameter",
+                                           "VIQ_display_set_title",
                                            "VIQ_draw_get_ptr",
                                            "VIQ_fget_ui16i",
                                            "VIQ_display_list_printers",
@@ -668,6 +706,7 @@ bool next_step_fails() {
 }
 
 void clear_library() {
+    set_window_system(nullptr);
     VIQ_set_file_reading(VIQ_READING_ORIGINAL);
     VIQ_image_destroy(VIQ_ALL_IMAGES);
     for (u16 type = VIQ_CONV_LUT_RGB16_TO_PALETTED; type <= VIQ_CONV_LUT_YUV422_TO_PALETTED; ++type)

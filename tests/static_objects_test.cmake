@@ -19,6 +19,13 @@ set(shared
     "last_refusal"       # of each thread
     "allocation_faults"  # set by tests
     "opener_of_tests"    # set by tests
+    "windows_of_tests"   # set by tests
+    "x11_functions"      # the libraries, loaded once
+    "handler_lock"       # of the error handlers of libX11, and
+    "connections"        # how many displays need them
+    "previous_error_handler" # atomic: what they replace
+    "previous_lost_handler"  # atomic
+    "current_window"     # of each thread
     "reports_made"       # atomic
     "contexts_exist"     # atomic
     "bound_context"      # of each thread

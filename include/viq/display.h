@@ -16,17 +16,7 @@ extern "C" {
  *
  * A display object shows images in a window: in one of its own (VIQ_display_open) or in one of the
  * program (VIQ_display_set_window). A picture of any pixel format is converted to the format of the
- * window, scaled and placed:
- *
- *     uint32_t display = VIQ_display_create();
- *     tVIQ_DisplayEvent event = {0};
- *     if (!VIQ_IS_ERROR(VIQ_display_open(display, "Camera", 640, 480)))
- *         while (event.type != VIQ_EVENT_CLOSE) {
- *             // capture a frame into `image`
- *             VIQ_display_image(display, image, VIQ_STRIP_NEXT);
- *             VIQ_display_next_event(display, &event, 10);
- *         }
- *     VIQ_display_destroy(display);
+ * window, scaled and placed. The manual's chapter on display contains a program.
  *
  * Windows are those of the platform: X11 on Linux, with libX11 (1.7 or newer) and libXext, which
  * are loaded when the first window is opened; GDI and DirectDraw on Windows. Where the libraries or
@@ -42,17 +32,21 @@ extern "C" {
  * program nothing is drawn there. Scaling by VIQ_DISPLAY_NEAREST shows at window column X, counted
  * from the left column of the picture in the window, column floor((2 X + 1) w / (2 W)) of the
  * region, where w is the width of the region and W that of the picture in the window; lines in the
- * same way. VIQ_DISPLAY_BILINEAR interpolates between the four nearest pixel centres.
+ * same way. VIQ_DISPLAY_BILINEAR interpolates between the four nearest pixel centres, with weights
+ * of 1/256, and does not average the pixels that a reduction leaves out.
  *
  * **Colours.** The formats are shown as follows; VIQ_ERR_UNSUPPORTED otherwise.
- * - RGB, BGR and paletted formats: their red, green and blue, with VIQ_YUV422 as converted by
- *   VIQ_YUV422_to_BGRX32, and VIQ_CMYK32 as by VIQ_convert_as
+ * - RGB, BGR and paletted formats, and VIQ_CMYK32: the colours to which VIQ_convert_as converts
+ * - VIQ_YUV422: the colours to which VIQ_YUV422_to_BGRX32 converts
  * - VIQ_Y1, VIQ_Y8: grey; 1 is white
  * - VIQ_Y16: by window and level: the value v becomes floor((v - low) x 256 / window), limited to
  *   0..255, where low is level - floor(window / 2). With VIQ_DISPLAY_WINDOW 0 all values of the
- *   data width are shown: its upper 8 bits, or values of fewer bits multiplied to 8.
+ *   data width are shown: the window is 2^width, the level half of it.
  * - VIQ_RGGB32: grey, or colours by scheme 1 of VIQ_BAY_RGGB32_to_BGRX32
  * - VIQ_HSI: the intensity as grey
+ *
+ * Windows of 16 and 15 bits show VIQ_RGB16 and VIQ_RGB15, as VIQ_convert_to_RGB16 converts to them;
+ * components that are wider in a window repeat their high bits.
  *
  * **Methods.** On X11: VIQ_DISPLAY_SHARED_MEMORY, a segment of memory that the server reads (the
  * MIT-SHM extension, only with a server on the same machine); VIQ_DISPLAY_IMAGE, which sends the
@@ -61,8 +55,8 @@ extern "C" {
  * section that GDI copies; VIQ_DISPLAY_DDB, a bitmap of the device's format that GDI copies;
  * VIQ_DISPLAY_SURFACE, a DirectDraw surface. VIQ_DISPLAY_BEST chooses the fastest that works. Rows
  * of the image are converted straight into the segment, the DIB section or the locked surface: when
- * pictures of one size follow each other, nothing is allocated, and a picture that is not scaled is
- * touched once.
+ * pictures of one kind follow each other, nothing is allocated, and a picture that is not scaled is
+ * read and written once. Shared memory segments do not count for VIQ_LIMIT_MEMORY.
  *
  * **Threads.** A display belongs to the context (@ref viq_context) that has created it, and its
  * window to the thread that has opened or set it: only this thread calls the functions of this
@@ -73,18 +67,19 @@ extern "C" {
  * After VIQ_ERR_SYSTEM "Connection to the display server lost" the display has no window any more;
  * VIQ_display_close, and then VIQ_display_open, can be called again.
  *
- * VIQ_image_destroy(VIQ_ALL_IMAGES) destroys the displays of the calling thread's context.
+ * VIQ_image_destroy(VIQ_ALL_IMAGES) destroys the displays of the calling thread's context. Called
+ * by an error handler, all functions but VIQ_display_get_parameter return VIQ_ERR_STATE and do
+ * nothing.
  * @{
  */
 
 /** Parameters of a display, see VIQ_display_set_parameter. */
 enum {
-    VIQ_DISPLAY_METHOD = 600, /**< one of the methods below; VIQ_DISPLAY_BEST at first */
-    VIQ_DISPLAY_METHOD_IN_USE =
-        601,                        /**< read-only: the method that BEST has chosen; 0: no window */
-    VIQ_DISPLAY_REGION_X = 602,     /**< left column of the region in the image */
-    VIQ_DISPLAY_REGION_Y = 603,     /**< top line of the region in the image */
-    VIQ_DISPLAY_REGION_WIDTH = 604, /**< columns of the region; 0: all to the right of its left */
+    VIQ_DISPLAY_METHOD = 600,        /**< one of the methods below; VIQ_DISPLAY_BEST at first */
+    VIQ_DISPLAY_METHOD_IN_USE = 601, /**< read-only: what BEST has chosen; 0: no window */
+    VIQ_DISPLAY_REGION_X = 602,      /**< left column of the region in the image */
+    VIQ_DISPLAY_REGION_Y = 603,      /**< top line of the region in the image */
+    VIQ_DISPLAY_REGION_WIDTH = 604,  /**< columns of the region; 0: all to the right of its left */
     VIQ_DISPLAY_REGION_HEIGHT = 605, /**< lines of the region; 0: all below its top */
     VIQ_DISPLAY_TARGET_X = 606,      /**< left column of the target in the window; signed */
     VIQ_DISPLAY_TARGET_Y = 607,      /**< top line of the target in the window; signed */
@@ -141,27 +136,27 @@ enum {
 
 /** Bits of tVIQ_DisplayEvent::modifiers: keys, and mouse buttons that are held. */
 enum {
-    VIQ_MODIFIER_SHIFT = 1,
-    VIQ_MODIFIER_CONTROL = 2,
-    VIQ_MODIFIER_ALT = 4,
-    VIQ_MODIFIER_LEFT = 16,
-    VIQ_MODIFIER_MIDDLE = 32,
-    VIQ_MODIFIER_RIGHT = 64
+    VIQ_MODIFIER_SHIFT = 1,   /**< Shift */
+    VIQ_MODIFIER_CONTROL = 2, /**< Control */
+    VIQ_MODIFIER_ALT = 4,     /**< Alt */
+    VIQ_MODIFIER_LEFT = 16,   /**< left mouse button */
+    VIQ_MODIFIER_MIDDLE = 32, /**< middle mouse button */
+    VIQ_MODIFIER_RIGHT = 64   /**< right mouse button */
 };
 
 /** Keys without a character, in tVIQ_DisplayEvent::key; above all Unicode characters. */
 enum {
-    VIQ_KEY_LEFT = 0x110001,
-    VIQ_KEY_RIGHT = 0x110002,
-    VIQ_KEY_UP = 0x110003,
-    VIQ_KEY_DOWN = 0x110004,
-    VIQ_KEY_PAGE_UP = 0x110005,
-    VIQ_KEY_PAGE_DOWN = 0x110006,
-    VIQ_KEY_HOME = 0x110007,
-    VIQ_KEY_END = 0x110008,
-    VIQ_KEY_INSERT = 0x110009,
-    VIQ_KEY_F1 = 0x110101, /**< F2 to F12 follow */
-    VIQ_KEY_F12 = 0x11010C
+    VIQ_KEY_LEFT = 0x110001,      /**< arrow to the left */
+    VIQ_KEY_RIGHT = 0x110002,     /**< arrow to the right */
+    VIQ_KEY_UP = 0x110003,        /**< arrow up */
+    VIQ_KEY_DOWN = 0x110004,      /**< arrow down */
+    VIQ_KEY_PAGE_UP = 0x110005,   /**< previous page */
+    VIQ_KEY_PAGE_DOWN = 0x110006, /**< next page */
+    VIQ_KEY_HOME = 0x110007,      /**< start */
+    VIQ_KEY_END = 0x110008,       /**< end */
+    VIQ_KEY_INSERT = 0x110009,    /**< insert */
+    VIQ_KEY_F1 = 0x110101,        /**< F2 to F12 follow */
+    VIQ_KEY_F12 = 0x11010C        /**< last function key */
 };
 
 /** An event of a window of the display's own. Fields that do not apply to the type are 0. */
@@ -171,7 +166,9 @@ typedef struct {
     uint32_t time;      /**< milliseconds, from an unspecified start; wraps around */
     uint32_t key;       /**< key events: the Unicode character with Shift and the like applied
                              (Escape 27, Return 13, Backspace 8, Tab 9, Delete 127; with Control the
-                             letter itself), VIQ_KEY_..., or 0 for other keys */
+                             letter itself), VIQ_KEY_..., or 0 for other keys. On X11, characters
+                             outside Latin-1 are reported if the keyboard map names them by their
+                             Unicode number. */
     uint16_t button;    /**< button events: 1 left, 2 middle, 3 right, others from 4 */
     uint16_t inside;    /**< pointer events: 1 if the position is on the picture */
     int32_t wheel_x;    /**< steps of the wheel to the right */
@@ -209,16 +206,15 @@ typedef struct {
  * - VIQ_ERR_NO_HANDLES "Run out of displays": 65535 displays exist in the context
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_display_create(void);
+VIQ_API uint32_t VIQ_CALL VIQ_display_create(void);
 
 /**
  * Destroys a display: closes its window, or releases that of the program, and frees its memory.
  *
  * @param hDisplay  the display, or VIQ_ALL_IMAGES for all displays of the context
- * @return 0, also if there is no such display; VIQ_ERR_STATE, not reported, if called by an error
- *     handler
+ * @return 0, also if there is no such display
  */
-VIQ_API uint32_t VIQ_display_destroy(uint32_t hDisplay);
+VIQ_API uint32_t VIQ_CALL VIQ_display_destroy(uint32_t hDisplay);
 
 /**
  * Makes the display show images in a window of the program, which stays the program's. Events are
@@ -234,14 +230,14 @@ VIQ_API uint32_t VIQ_display_destroy(uint32_t hDisplay);
  * - VIQ_ERR_STATE "Display has a window already"
  * - VIQ_ERR_PARAMETER "No such window"
  * - VIQ_ERR_UNSUPPORTED "No display system"
- * - VIQ_ERR_UNSUPPORTED|depth "Unsupported depth of window": neither 8 (with fixed colours), 15,
- *   16, 24, 30 nor 32 bits a pixel
+ * - VIQ_ERR_UNSUPPORTED|depth "Unsupported depth of window": its pixels have no fixed colours, or
+ *   do not take 8, 16, 24 or 32 bits
  * - VIQ_ERR_UNSUPPORTED "Display method not available": a method is set that does not work here
  * - VIQ_ERR_SYSTEM "Connection to the display server lost"
- * - VIQ_ERR_SYSTEM|error "Display server: ": the server refuses a request; its text and number
+ * - VIQ_ERR_SYSTEM|error "Display server:": the server refuses a request; its text follows
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_display_set_window(uint32_t hDisplay, void *pWindow, void *pDevice);
+VIQ_API uint32_t VIQ_CALL VIQ_display_set_window(uint32_t hDisplay, void *pWindow, void *pDevice);
 
 /**
  * Opens a window of the display's own, visible at the end of the call, in the background colour.
@@ -254,8 +250,8 @@ VIQ_API uint32_t VIQ_display_set_window(uint32_t hDisplay, void *pWindow, void *
  * - VIQ_ERR_PARAMETER "Window size out of range"
  * - those of VIQ_display_set_window
  */
-VIQ_API uint32_t VIQ_display_open(uint32_t hDisplay, const char *pszTitle, uint32_t dwWidth,
-                                  uint32_t dwHeight);
+VIQ_API uint32_t VIQ_CALL VIQ_display_open(uint32_t hDisplay, const char *pszTitle,
+                                           uint32_t dwWidth, uint32_t dwHeight);
 
 /**
  * Closes the window of the display's own, or releases the window of the program. The parameters
@@ -263,7 +259,7 @@ VIQ_API uint32_t VIQ_display_open(uint32_t hDisplay, const char *pszTitle, uint3
  *
  * @param hDisplay  the display; without a window nothing happens
  */
-VIQ_API uint32_t VIQ_display_close(uint32_t hDisplay);
+VIQ_API uint32_t VIQ_CALL VIQ_display_close(uint32_t hDisplay);
 
 /**
  * Changes the title of the window.
@@ -274,12 +270,12 @@ VIQ_API uint32_t VIQ_display_close(uint32_t hDisplay);
  * - VIQ_ERR_STATE "Display has no window": or it is a window of the program
  * - VIQ_ERR_SYSTEM, as VIQ_display_image
  */
-VIQ_API uint32_t VIQ_display_set_title(uint32_t hDisplay, const char *pszTitle);
+VIQ_API uint32_t VIQ_CALL VIQ_display_set_title(uint32_t hDisplay, const char *pszTitle);
 
 /**
- * Sets a parameter. It takes effect with the next picture or VIQ_display_refresh; while a picture
- * is being shown strip by strip, with the picture that follows. A method that does not work is
- * reported when it is used.
+ * Sets a parameter. It takes effect with the next strip, picture or VIQ_display_refresh. A change
+ * in the middle of a picture that is shown strip by strip clears the window; the strips that follow
+ * are shown. A method that does not work is reported when it is used.
  *
  * @param hDisplay    the display
  * @param wParameter  VIQ_DISPLAY_..., not a read-only one
@@ -292,20 +288,20 @@ VIQ_API uint32_t VIQ_display_set_title(uint32_t hDisplay, const char *pszTitle);
  *   the surface method has it and the others ignore it
  * - VIQ_ERR_UNSUPPORTED "Display method not available": a method of another platform
  */
-VIQ_API uint32_t VIQ_display_set_parameter(uint32_t hDisplay, uint16_t wParameter,
-                                           uint32_t dwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_display_set_parameter(uint32_t hDisplay, uint16_t wParameter,
+                                                    uint32_t dwValue);
 
 /**
  * Returns a parameter.
  *
  * @param hDisplay      the display
  * @param wParameter    VIQ_DISPLAY_...
- * @param[out] pdwValue the value; not changed after a failure
+ * @param pdwValue    receives the value; not changed after a failure
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  */
-VIQ_API uint32_t VIQ_display_get_parameter(uint32_t hDisplay, uint16_t wParameter,
-                                           uint32_t *pdwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_display_get_parameter(uint32_t hDisplay, uint16_t wParameter,
+                                                    uint32_t *pdwValue);
 
 /**
  * Shows an image: the current strip at its place in the picture. If the image holds the whole
@@ -323,15 +319,17 @@ VIQ_API uint32_t VIQ_display_get_parameter(uint32_t hDisplay, uint16_t wParamete
  * - VIQ_ERR_UNSUPPORTED "YUV422 image must be an even width"
  * - VIQ_ERR_STATE "Colourmap is NULL": a paletted image without a colourmap
  * - VIQ_ERR_PARAMETER "Region outside the image"
+ * - VIQ_ERR_UNSUPPORTED "Image too large to be shown": more than 2147483647 columns or lines
  * - VIQ_ERR_CORRUPT "Image changed during transfer": a strip has another geometry than the first
  * one
  * - VIQ_ERR_UNSUPPORTED "Display method not available"
  * - VIQ_ERR_SYSTEM "Connection to the display server lost"
- * - VIQ_ERR_SYSTEM|error "Display server: ": the server refuses a request; its text and number. The
- *   window is gone if it says so.
+ * - VIQ_ERR_SYSTEM|error "Display server:": the server refuses a request; its text follows
+ * - VIQ_ERR_PARAMETER "No such window": it has been destroyed; the display has no window any more
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_display_image(uint32_t hDisplay, uint32_t hImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_display_image(uint32_t hDisplay, uint32_t hImage,
+                                            uint16_t wStripCommand);
 
 /**
  * Paints what was last shown again, from the pixels that the display keeps. If the window has
@@ -345,7 +343,7 @@ VIQ_API uint32_t VIQ_display_image(uint32_t hDisplay, uint32_t hImage, uint16_t 
  *   window shows the background
  * - the errors of VIQ_display_image
  */
-VIQ_API uint32_t VIQ_display_refresh(uint32_t hDisplay);
+VIQ_API uint32_t VIQ_CALL VIQ_display_refresh(uint32_t hDisplay);
 
 /**
  * Maps a position in the window to the image that was last shown, and reads the pixel there.
@@ -353,34 +351,34 @@ VIQ_API uint32_t VIQ_display_refresh(uint32_t hDisplay);
  * @param hDisplay     the display
  * @param x            column in the window, from 0
  * @param y            line in the window, from 0
- * @param[out] pPixel  position, components and colour; position and components are 0 after a
+ * @param pPixel    receives position, components and colour; position and components are 0 after a
  *     failure. The image is read at the time of this call. If it no longer exists, or the line is
  *     not in its current strip, there are no components.
  * @par Errors
  * - VIQ_ERR_STATE "No picture shown"
  * - VIQ_ERR_PARAMETER "Position outside the picture"
  */
-VIQ_API uint32_t VIQ_display_get_pixel(uint32_t hDisplay, int32_t x, int32_t y,
-                                       tVIQ_DisplayPixel *pPixel);
+VIQ_API uint32_t VIQ_CALL VIQ_display_get_pixel(uint32_t hDisplay, int32_t x, int32_t y,
+                                                tVIQ_DisplayPixel *pPixel);
 
 /**
  * Returns the next event of a window of the display's own. If there is none, the call waits for it
  * for the given time. The window is repainted within the call when it has been uncovered or
  * resized, if VIQ_display_refresh can do it. Up to 64 events are kept while the program does not
- * call this function; later ones are dropped, except that RESIZE and CLOSE replace a motion or a
- * key.
+ * call this function; later ones are dropped, except that RESIZE and CLOSE replace a motion, a
+ * key or a step of the wheel.
  *
  * @param hDisplay        the display
- * @param[out] pEvent     the event; its type is VIQ_EVENT_NONE if there is none, and after a
- * failure
+ * @param pEvent          receives the event; its type is VIQ_EVENT_NONE if there is none, and after
+ * a failure
  * @param dwMilliseconds  the longest time to wait; 0: do not wait
  * @return 1: an event; 0: none; or an error code
  * @par Errors
  * - VIQ_ERR_STATE "Display has no window": or it is a window of the program
  * - VIQ_ERR_SYSTEM, as VIQ_display_image
  */
-VIQ_API uint32_t VIQ_display_next_event(uint32_t hDisplay, tVIQ_DisplayEvent *pEvent,
-                                        uint32_t dwMilliseconds);
+VIQ_API uint32_t VIQ_CALL VIQ_display_next_event(uint32_t hDisplay, tVIQ_DisplayEvent *pEvent,
+                                                 uint32_t dwMilliseconds);
 
 /** @} */
 
