@@ -33,7 +33,8 @@ for argument in "$@"; do
         packages+=(libgtest-dev pkg-config python3 imagemagick netpbm ghostscript
             libtiff-tools libjpeg-turbo-progs libjpeg-dev
             xvfb xdotool libx11-dev libxext-dev
-            python3-numpy python3-pil python3-opencv python3-pytest python3-venv python3-distributed)
+            python3-numpy python3-pil python3-opencv python3-pytest python3-venv python3-distributed
+            libcups2 cups-ipp-utils cups-daemon cups-client avahi-daemon dbus)
         ;;
     --clang) packages+=(clang clang-format) ;;
     --windows) packages+=(g++-mingw-w64-i686-posix googletest debootstrap) ;;
