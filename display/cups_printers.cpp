@@ -105,7 +105,7 @@ struct cups_output {
     int port = 0;
     int encryption = 0;
     bool creates_jobs = false;
-    int job = 0;           // that has been created; 0: none
+    int job = 0;            // that has been created; 0: none
     bool can_finish = true; // the printer takes the rest of the document
 };
 
@@ -408,7 +408,8 @@ u32 compare_with_options(const printer_check &check) {
     if (types != nullptr && cups.contains(types, pdf_type) == 0)
         return check.refuse("does not accept PDF documents");
     ipp_attribute *operations = check.find("operations-supported");
-    output_of(check.job).creates_jobs = *output_of(check.job).host != '\0' && operations != nullptr &&
+    output_of(check.job).creates_jobs = *output_of(check.job).host != '\0' &&
+                                        operations != nullptr &&
                                         cups.contains_number(operations, ipp_create_job) != 0;
     ipp_attribute *copies = check.find("copies-supported");
     int most = 0;

@@ -111,8 +111,8 @@ void predict(const u8 *line, const u8 *above, std::size_t begin, std::size_t end
     for (; i < end && i < distance; ++i)
         *difference++ = static_cast<u8>(line[i] - above[i]);
     for (; i < end; ++i)
-        *difference++ = static_cast<u8>(
-            line[i] - paeth(line[i - distance], above[i], above[i - distance]));
+        *difference++ =
+            static_cast<u8>(line[i] - paeth(line[i - distance], above[i], above[i - distance]));
 }
 
 // Codes a block if there is no room for a byte.
@@ -340,8 +340,7 @@ void write_codes(deflater &coder, const prefix_code &lengths, const prefix_code 
     write_bits(coder, symbols - 4, 4);
     for (const u8 symbol : order)
         write_bits(coder, code.length[symbol], 3);
-    for_each_length(
-        [&](u8 length) { write_bits(coder, code.code[length], code.length[length]); });
+    for_each_length([&](u8 length) { write_bits(coder, code.code[length], code.length[length]); });
 }
 
 // ---- Bits
@@ -361,8 +360,8 @@ coded_number number_in_classes(u32 number, u32 values_log) {
         return {number, 0, 0};
     const u32 top = static_cast<u32>(std::bit_width(number)) - 1;
     const u32 extra_bits = top - values_log;
-    return {(extra_bits << values_log) + (number >> extra_bits),
-            number & ((1u << extra_bits) - 1), extra_bits};
+    return {(extra_bits << values_log) + (number >> extra_bits), number & ((1u << extra_bits) - 1),
+            extra_bits};
 }
 
 coded_number number_of_length(u32 length) {

@@ -44,8 +44,7 @@ u32 begin_pdf_picture(print_job &job, const tVIQ_Image &image) {
     const u64 line = printed_line_bytes(job.lines.format, image.width);
     if (!try_resize(job.line, line) || !try_resize(job.scratch, u64{3} * image.width))
         return report_no_memory(print_name, line);
-    return begin_pdf_page(job.pdf,
-                          {job.lines.format, image.width, image.height, image.colourmap});
+    return begin_pdf_page(job.pdf, {job.lines.format, image.width, image.height, image.colourmap});
 }
 
 u32 write_pdf_strip(print_job &job, const tVIQ_Image &strip, u32) {

@@ -21,7 +21,7 @@ struct print_request {
 
 struct print_job {
     const print_place *place = nullptr;
-    void *native = nullptr; // the place's own record; null: it has none, or no longer
+    void *native = nullptr;         // the place's own record; null: it has none, or no longer
     tVIQ_PrintOptions options = {}; // of the current page; its pointers are not used
     paper_size paper = {};          // found by the place if the request names none
 

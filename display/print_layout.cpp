@@ -79,13 +79,13 @@ page_area area_as_fed(const page_layout &layout, const paper_size &paper) {
 
 u32 check_print_options(const char *function, const tVIQ_PrintOptions &options) {
     constexpr u16 most_copies = 9999;
-    const u32 lengths[] = {options.width,        options.height,       options.margin_left,
+    const u32 lengths[] = {options.width,        options.height,     options.margin_left,
                            options.margin_right, options.margin_top, options.margin_bottom};
-    const bool valid =
-        options.orientation <= VIQ_PRINT_LANDSCAPE && options.position <= VIQ_PRINT_CENTRE &&
-        options.copies >= 1 && options.copies <= most_copies && options.grey <= 1 &&
-        options.more_pages <= 1 &&
-        *std::max_element(std::begin(lengths), std::end(lengths)) <= longest_length;
+    const bool valid = options.orientation <= VIQ_PRINT_LANDSCAPE &&
+                       options.position <= VIQ_PRINT_CENTRE && options.copies >= 1 &&
+                       options.copies <= most_copies && options.grey <= 1 &&
+                       options.more_pages <= 1 &&
+                       *std::max_element(std::begin(lengths), std::end(lengths)) <= longest_length;
     return valid ? success : report(function, VIQ_ERR_PARAMETER, "Print options out of range");
 }
 
@@ -137,8 +137,8 @@ namespace {
 paper_size read_size(std::string_view text, std::string_view unit, double scale) {
     const auto read_length = [&text, scale](u32 &length) {
         double value = 0;
-        const auto [end, error] =
-            std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value,
+                                                  std::chars_format::fixed);
         if (error != std::errc() || !(value * scale >= 1 && value * scale <= longest_length))
             return false;
         length = static_cast<u32>(std::lround(value * scale));

@@ -6,7 +6,7 @@
 namespace viq {
 
 struct paper_size {
-    u32 width = 0;  // of the paper as it is fed
+    u32 width = 0; // of the paper as it is fed
     u32 height = 0;
     bool operator==(const paper_size &) const = default;
 };

@@ -18,11 +18,12 @@ void scale_to_8_bits(const u8 *source, u8 *target, u32 pixels, u32 white);
 } // namespace
 
 bool find_print_lines(const tVIQ_Image &image, format_set kept, u16 colour, print_lines &lines) {
-    lines = {.format = image.pixel_format};
-    if (contains(kept, image.pixel_format))
+    lines = {.format = contains(grey_sources, image.pixel_format) ? u16{VIQ_Y8} : colour};
+    if (contains(kept, image.pixel_format) || image.pixel_format == lines.format) {
+        lines.format = image.pixel_format;
         return true;
+    }
     lines.options.map = image.colourmap;
-    lines.format = contains(grey_sources, image.pixel_format) ? u16{VIQ_Y8} : colour;
     const u16 reached = take_first_step(image, lines.format, lines);
     if (reached != lines.format)
         lines.second = find_row(reached, lines.format);
@@ -70,7 +71,8 @@ u16 take_first_step(const tVIQ_Image &image, u16 target, print_lines &lines) {
     }
     if (lines.white != 0)
         return VIQ_Y8;
-    for (const u16 reached : {target, u16{VIQ_Y8}, u16{VIQ_RGB24}}) {
+    // Palettes become grey by way of their colours, as in VIQ_convert_as.
+    for (const u16 reached : {format == VIQ_PALETTED ? u16{VIQ_RGB24} : target, u16{VIQ_RGB24}}) {
         lines.first = find_row(format, reached);
         if (lines.first == nullptr)
             lines.first = find_other_row(format, reached);

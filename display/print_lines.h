@@ -8,8 +8,8 @@ namespace viq {
 
 // How lines are converted: in no, one or two steps.
 struct print_lines {
-    u16 format = 0;              // of the result
-    bool converts = false;       // false: lines are used as they are
+    u16 format = 0;        // of the result
+    bool converts = false; // false: lines are used as they are
     row_kernel first = nullptr;
     row_kernel second = nullptr; // null: there is none
     row_options options = {};

@@ -66,8 +66,8 @@ u32 begin_pdf_page(pdf_document &pdf, const pdf_pixels &pixels) {
     const u32 bits = pixels.format == VIQ_Y1 ? 1 : 8;
     const u32 picture = static_cast<u32>(pdf.objects.size()) + 1;
     if (!has_room_for(pdf, pixels))
-        return pdf.status = report(pdf.function, VIQ_ERR_UNSUPPORTED,
-                                   "Picture too large for a PDF file");
+        return pdf.status =
+                   report(pdf.function, VIQ_ERR_UNSUPPORTED, "Picture too large for a PDF file");
     if (!try_resize(pdf.objects, pdf.objects.size() + objects_of_page))
         return report_memory(pdf);
     begin_object(pdf, picture);
@@ -127,8 +127,9 @@ u32 end_pdf_page(pdf_document &pdf, const paper_size &paper, const page_layout &
     print(pdf, "endstream\nendobj\n");
 
     begin_object(pdf, page);
-    print(pdf, "<< /Type /Page /Parent %u 0 R /Contents %u 0 R\n/Resources << /XObject << /Picture "
-               "%u 0 R >> >>\n/MediaBox [0 0 ",
+    print(pdf,
+          "<< /Type /Page /Parent %u 0 R /Contents %u 0 R\n/Resources << /XObject << /Picture "
+          "%u 0 R >> >>\n/MediaBox [0 0 ",
           page_tree, contents, picture);
     print_points(pdf, paper.width);
     print_points(pdf, paper.height);

@@ -1,5 +1,5 @@
-// Writes a PDF document of pictures from its first byte to its last, so that it can be sent while it
-// is being made.
+// Writes a PDF document of pictures from its first byte to its last, so that it can be sent while
+// it is being made.
 #pragma once
 
 #include "core/format_checks.h"
@@ -15,12 +15,12 @@ struct pdf_document {
     const char *function = nullptr; // reports
     byte_sink send = nullptr;
     void *receiver = nullptr;
-    u32 status = success;           // of the first failure, after which nothing is sent
-    u64 position = 0;               // in the document, of the next byte
-    u64 stream_start = 0;           // of the picture
-    vector<u64> objects;            // positions; object n is entry n - 1
-    vector<u32> pages;              // numbers of their objects
-    vector<u8> text;                // that has not been sent
+    u32 status = success; // of the first failure, after which nothing is sent
+    u64 position = 0;     // in the document, of the next byte
+    u64 stream_start = 0; // of the picture
+    vector<u64> objects;  // positions; object n is entry n - 1
+    vector<u32> pages;    // numbers of their objects
+    vector<u8> text;      // that has not been sent
     deflater coder;
 };
 
@@ -30,8 +30,7 @@ struct pdf_pixels {
     u32 width, height;
     const tVIQ_Colour *map; // of VIQ_PALETTED: 256 entries
 };
-constexpr format_set pdf_formats =
-    formats(VIQ_Y1, VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_CMYK32);
+constexpr format_set pdf_formats = formats(VIQ_Y1, VIQ_Y8, VIQ_PALETTED, VIQ_RGB24, VIQ_CMYK32);
 
 // Each returns the status. The title is UTF-8.
 u32 begin_pdf(pdf_document &pdf, const char *title);

@@ -1,5 +1,5 @@
-// Printers of Windows and device contexts of programs: a picture is drawn in bands. The functions of
-// GDI and of the spooler are loaded when they are first needed.
+// Printers of Windows and device contexts of programs: a picture is drawn in bands. The functions
+// of GDI and of the spooler are loaded when they are first needed.
 #define WIN32_LEAN_AND_MEAN
 #define UNICODE
 #include <windows.h>
@@ -137,8 +137,8 @@ bool load_functions(windows_functions &windows) {
     bool complete = true;
     const auto load = [&complete]<class Function>(HMODULE library, Function &function,
                                                   const char *name) {
-        function = reinterpret_cast<Function>(
-            reinterpret_cast<void *>(GetProcAddress(library, name)));
+        function =
+            reinterpret_cast<Function>(reinterpret_cast<void *>(GetProcAddress(library, name)));
         complete = complete && function != nullptr;
     };
     load(spooler, windows.open_printer, "OpenPrinterW");
@@ -168,17 +168,16 @@ wide_text to_wide(const char *text) {
 }
 
 void to_utf8(const wchar_t *text, char *utf8, std::size_t size) {
-    if (WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8, static_cast<int>(size), nullptr,
-                            nullptr) == 0)
+    if (WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8, static_cast<int>(size), nullptr, nullptr) ==
+        0)
         utf8[0] = '\0';
 }
 
 u32 report_last_error(const context_output &output, u32 code) {
     wide_text wide;
     const DWORD error = GetLastError();
-    const DWORD length =
-        FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error,
-                       0, wide.text, name_size, nullptr);
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                                        nullptr, error, 0, wide.text, name_size, nullptr);
     for (DWORD n = length; n > 0 && wide.text[n - 1] <= L' '; --n)
         wide.text[n - 1] = L'\0';
     char reason[2 * name_size];
@@ -278,9 +277,8 @@ u32 open_printer_job(print_job &job, const print_request &request) {
     output.own_context = true;
     const paper_size loaded = paper_of(output);
     constexpr i64 rounding = 200;
-    if (job.paper != paper_size() &&
-        (std::abs(i64{job.paper.width} - loaded.width) > rounding ||
-         std::abs(i64{job.paper.height} - loaded.height) > rounding))
+    if (job.paper != paper_size() && (std::abs(i64{job.paper.width} - loaded.width) > rounding ||
+                                      std::abs(i64{job.paper.height} - loaded.height) > rounding))
         return report_printer(VIQ_ERR_OPEN, output.printer, "does not have this paper");
     job.paper = loaded;
     const wide_text document = to_wide(request.document);
@@ -408,9 +406,8 @@ bitmap_header make_header(const print_job &job, u32 lines) {
 
 u32 draw_band(print_job &job, const line_view &strip, u32 first, u32 lines, u32 lines_done) {
     context_output &output = output_of(job);
-    const device_area area =
-        area_of_lines(job, area_on_device(job, output), lines_done + first,
-                      lines_done + first + lines);
+    const device_area area = area_of_lines(job, area_on_device(job, output), lines_done + first,
+                                           lines_done + first + lines);
     if (area.width <= 0 || area.height <= 0)
         return success;
     const bitmap_header bitmap = make_header(job, lines);

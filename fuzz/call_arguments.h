@@ -338,18 +338,17 @@ inline const tVIQ_Font *any_font(caller &who, call_record &call) {
 // The document is written to a file, so that no printer of the machine is used.
 inline const tVIQ_PrintOptions *any_print_options(caller &who, call_record &call) {
     constexpr const char *papers[] = {nullptr, "A4", "letter", "50x60.5", "0x1", "x", "1e9x2"};
-    auto *options =
-        reinterpret_cast<tVIQ_PrintOptions *>(call.buffer(sizeof(tVIQ_PrintOptions)));
+    auto *options = reinterpret_cast<tVIQ_PrintOptions *>(call.buffer(sizeof(tVIQ_PrintOptions)));
     VIQ_display_print_defaults(options);
     call.texts.push_back(file_name(who.input.byte() % files));
     options->file_name = call.texts.back().c_str();
     options->paper = who.input.one_of(papers);
-    for (u32 *length : {&options->width, &options->height, &options->margin_left,
-                        &options->margin_bottom})
+    for (u32 *length :
+         {&options->width, &options->height, &options->margin_left, &options->margin_bottom})
         if (who.input.chance(64))
             *length = who.input.chance(250) ? who.input.word() : who.input.dword();
-    for (u16 *choice : {&options->orientation, &options->position, &options->grey,
-                        &options->more_pages})
+    for (u16 *choice :
+         {&options->orientation, &options->position, &options->grey, &options->more_pages})
         *choice = static_cast<u16>(who.input.byte() % 4 * (who.input.byte() % 2));
     return options;
 }

@@ -36,6 +36,7 @@ for argument in "$@"; do
         packages+=(libgtest-dev pkg-config python3 imagemagick netpbm ghostscript
             libtiff-tools libjpeg-turbo-progs libjpeg-dev
             xvfb xdotool bsdutils libx11-dev libxext-dev
+            libcups2 cups-ipp-utils cups-daemon cups-client avahi-daemon dbus
             python3-numpy python3-pil python3-pytest python3-venv)
         ;;
     --peers) packages+=(python3-numpy python3-opencv python3-distributed) ;;

@@ -24,8 +24,8 @@ for action in abandon destroy exit; do
     echo before >half.pdf
     expect 0 "$VIQ_PRINT_HALF" "$action" "" half.pdf
     expect 0 grep -q before half.pdf
-    expect 1 ls half.pdf.part*
-done 2>/dev/null
+    expect 2 ls half.pdf.part*
+done
 : >broken.bmp
 expect 2 "$tool" print "$picture" broken.bmp --to broken.pdf
 expect 2 ls broken.pdf

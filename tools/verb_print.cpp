@@ -70,8 +70,7 @@ action declare_print(CLI::App &app) {
     app.add_option("--title", options->title,
                    "Name of the document in queues and in the PDF file; without it, that of the "
                    "first file");
-    app.add_option("--page", options->page,
-                   "Only this page of files with several; without it, all")
+    app.add_option("--page", options->page, "Only this page of files with several; without it, all")
         ->type_name("N")
         ->check(CLI::Range(1, 65535));
     app.add_flag("--list", options->list,
@@ -171,8 +170,7 @@ uint32_t read_mm(const std::string &text, const std::string &argument, const cha
     constexpr double most = 10000;
     double length = -1;
     const char *end = text.data() + text.size();
-    const auto [rest, error] =
-        std::from_chars(text.data(), end, length, std::chars_format::fixed);
+    const auto [rest, error] = std::from_chars(text.data(), end, length, std::chars_format::fixed);
     if (error != std::errc() || rest != end || !(length >= 0 && length <= most))
         reject_argument(argument, form);
     return static_cast<uint32_t>(std::lround(length * 100));
@@ -200,8 +198,8 @@ void print_all(const print_options &options, tVIQ_PrintOptions how) {
 }
 
 // `is_printing` becomes true when a document has been started.
-void print_page(const page_source &page, const print_options &options,
-                const tVIQ_PrintOptions &how, bool &is_printing) {
+void print_page(const page_source &page, const print_options &options, const tVIQ_PrintOptions &how,
+                bool &is_printing) {
     picture_source file = open_picture(page.file, {.page = page.page});
     picture_flow flow = {file.name, &file};
     if (file.orientation != upright) {
@@ -212,14 +210,14 @@ void print_page(const page_source &page, const print_options &options,
     // Pictures of an odd width are converted with the width that their file states.
     if (header_of(flow).format == VIQ_YUV422)
         convert_flow(flow, {VIQ_RGB24});
-    const std::string title =
-        options.title.empty() ? std::filesystem::path(options.files.front()).filename().string()
-                              : options.title;
+    const std::string title = options.title.empty()
+                                  ? std::filesystem::path(options.files.front()).filename().string()
+                                  : options.title;
     const auto print_strip = [&](uint32_t strip, bool) {
         is_printing = true;
-        check(VIQ_display_print(strip, options.printer.c_str(), title.c_str(), &how,
-                                VIQ_STRIP_NEXT),
-              file.name);
+        check(
+            VIQ_display_print(strip, options.printer.c_str(), title.c_str(), &how, VIQ_STRIP_NEXT),
+            file.name);
     };
     run(pipeline_of(flow), {print_strip});
 }

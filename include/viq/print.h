@@ -41,15 +41,16 @@ extern "C" {
  * the process ignore SIGPIPE. The picture is sent as a PDF document while it is being printed; the
  * queue receives a job when the document is complete, so that an abandoned document leaves none.
  * The name of a printer can be its address instead: "ipp://HOST:PORT/PATH", also "ipps:". A printer
- * that is used by its address must accept PDF.
+ * that is used by its address must accept PDF; the job of an abandoned document is cancelled there,
+ * which can take some seconds.
  *
  * **Windows.** Printers are those of the spooler; the picture is drawn band by band in the device
  * context of the printer, or in one of the program.
  *
- * **Files.** On both systems, a PDF document can be written to a file instead. Its pages are run
- * length coded, without loss. A document is limited to 9,999,999,999 bytes, because its table of
+ * **Files.** On both systems, a PDF document can be written to a file instead. Its pages are
+ * compressed without loss. A document is limited to 9,999,999,999 bytes, because its table of
  * contents has offsets of 10 digits; pictures that could exceed it are refused. Many programs
- * display only pages up to 5080 x 5080 mm.
+ * display only pages up to 5080 x 5080 mm and pictures of less than 2 GiB.
  * @{
  */
 
@@ -72,11 +73,11 @@ typedef struct {
     void *device_context;  /**< Windows: a HDC of the program to draw in; NULL: print */
     const char *paper;     /**< name such as "A4" or "Letter", or "WIDTHxHEIGHT" in mm, with up to 2
                                 decimals; NULL: the paper of the printer, A4 if it is unknown */
-    uint32_t width;         /**< of the printed picture; 0: by its height, or to fit */
-    uint32_t height;        /**< of the printed picture; 0: by its width, or to fit */
-    uint32_t margin_left;   /**< 1000 */
-    uint32_t margin_top;    /**< 1000 */
-    uint32_t margin_right;  /**< 1000 */
+    uint32_t width;        /**< of the printed picture; 0: by its height, or to fit */
+    uint32_t height;       /**< of the printed picture; 0: by its width, or to fit */
+    uint32_t margin_left;  /**< 1000 */
+    uint32_t margin_top;   /**< 1000 */
+    uint32_t margin_right; /**< 1000 */
     uint32_t margin_bottom; /**< 1000 */
     uint16_t orientation;   /**< VIQ_PRINT_AUTO */
     uint16_t position;      /**< VIQ_PRINT_CORNER */
@@ -100,7 +101,7 @@ typedef struct {
  *
  * @param[out] pOptions  receives the defaults
  */
-VIQ_API uint32_t VIQ_display_print_defaults(tVIQ_PrintOptions *pOptions);
+VIQ_API uint32_t VIQ_CALL VIQ_display_print_defaults(tVIQ_PrintOptions *pOptions);
 
 /**
  * Prints the current strip of a picture; the first strip begins a document or the next page of it,
@@ -110,8 +111,7 @@ VIQ_API uint32_t VIQ_display_print_defaults(tVIQ_PrintOptions *pOptions);
  * end of the context.
  *
  * The options are read on the first strip of each picture. Printer, document, file_name,
- * device_context, paper, copies and grey are those of the first page of the document. Pictures of
- * several pages have the same printer or file.
+ * device_context, paper and copies are those of the first page of the document.
  *
  * With a device context of the program, the function only draws: the program calls StartDoc,
  * StartPage, EndPage and EndDoc; printer, document, copies and more_pages have no effect. The unit
@@ -150,8 +150,10 @@ VIQ_API uint32_t VIQ_display_print_defaults(tVIQ_PrintOptions *pOptions);
  * - VIQ_ERR_CLOSE "Failed to close file"
  * - VIQ_ERR_SYSTEM "Failed to replace file"
  */
-VIQ_API uint32_t VIQ_display_print(uint32_t hImage, const char *pszPrinter, const char *pszDocument,
-                                   const tVIQ_PrintOptions *pOptions, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_display_print(uint32_t hImage, const char *pszPrinter,
+                                            const char *pszDocument,
+                                            const tVIQ_PrintOptions *pOptions,
+                                            uint16_t wStripCommand);
 
 /**
  * Lists the printers of the print system, the default printer first.
@@ -163,7 +165,7 @@ VIQ_API uint32_t VIQ_display_print(uint32_t hImage, const char *pszPrinter, cons
  * - VIQ_ERR_UNSUPPORTED "No print system": the library libcups.so.2 or winspool.drv is missing
  * - VIQ_ERR_OPEN "Print server: R": it cannot be reached
  */
-VIQ_API uint32_t VIQ_display_list_printers(tVIQ_Printer *pPrinters, uint32_t dwPrinters);
+VIQ_API uint32_t VIQ_CALL VIQ_display_list_printers(tVIQ_Printer *pPrinters, uint32_t dwPrinters);
 
 /** @} */
 
