@@ -7,7 +7,7 @@
 #include <map>
 
 #include "tools/image_handle.h"
-#include "tools/pipeline.h"
+#include "tools/interrupts.h"
 #include "tools/progress_bar.h"
 #include "tools/temporary_folder.h"
 #include "tools/verbs.h"

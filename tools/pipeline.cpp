@@ -1,10 +1,10 @@
 #include "tools/pipeline.h"
 
 #include <algorithm>
-#include <csignal>
 #include <memory>
 #include <utility>
 
+#include "tools/interrupts.h"
 #include "tools/note.h"
 #include "tools/progress_bar.h"
 #include "tools/replace_file.h"
@@ -14,8 +14,6 @@
 namespace tool {
 
 namespace {
-
-volatile std::sig_atomic_t interrupted = 0;
 
 route route_of(const image &picture, std::initializer_list<uint16_t> formats,
                const std::string &name);
@@ -28,10 +26,6 @@ void start_palette(uint32_t strip, const palette_rule &rule);
 strip_sink file_sink(const file_kind &kind, const std::string &temporary, const std::string &path);
 
 } // namespace
-
-bool is_interrupted() {
-    return interrupted != 0;
-}
 
 const picture_header &header_before_steps(const pipeline &line) {
     return line.stages.empty() ? line.source.header : line.stages.back().result;
@@ -144,11 +138,10 @@ void run_pass(const pipeline &line, std::size_t step_count, const std::vector<im
         sink = divide_into_strips(line.lines_per_strip, source.name, std::move(sink));
     const uint32_t height = source.header.height;
     progress_bar progress(height, source.header.width);
-    std::signal(SIGINT, [](int) { interrupted = 1; });
-    std::signal(SIGTERM, [](int) { interrupted = 1; });
+    notice_interrupts();
     try {
         for (uint32_t lines_done = 0; lines_done < height;) {
-            if (interrupted)
+            if (is_interrupted())
                 throw failure{source.name + ": interrupted"};
             read_strip(source);
             lines_done += VIQ_get_lines_this_strip(source.handle);

@@ -26,10 +26,8 @@ struct pipeline {
 // The picture that reaches the first conversion step.
 const picture_header &header_before_steps(const pipeline &line);
 
-// Whether the user has asked to stop. Pipelines end with a failure then.
-bool is_interrupted();
-
-// Each step that needs a palette adds a pass over the whole picture, in which its palette is built.
+// If the user asks to stop, pipelines end with a failure. Each step that needs a palette adds a
+// pass over the whole picture, in which its palette is built.
 void run(const pipeline &line, const strip_sink &sink);
 
 // Passes strips through conversion steps without palettes.

@@ -8,7 +8,7 @@
 #include "tools/area_average.h"
 #include "tools/frame_clock.h"
 #include "tools/frame_file.h"
-#include "tools/pipeline.h"
+#include "tools/interrupts.h"
 #include "tools/pixel_format_table.h"
 #include "tools/temporary_folder.h"
 #include "tools/terminal_size.h"
@@ -105,6 +105,7 @@ void wait_until(frame_clock::time time) {
 
 // Frames that are late are left out, except the last one.
 void play(const view_file &film, const terminal_size &size, double rate) {
+    notice_interrupts();
     const hidden_cursor hidden;
     const frame_clock clock = {rate, 1, std::chrono::steady_clock::now()};
     uint32_t lines_above = 0;

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "tools/note.h"
-#include "tools/pipeline.h"
+#include "tools/interrupts.h"
 #include "tools/progress_bar.h"
 #include "tools/verbs.h"
 
@@ -22,6 +21,7 @@ void take_picture(viewer &v);
 } // namespace
 
 int run_viewer(const viewer_options &options) {
+    notice_interrupts();
     viewer v;
     v.files = options.files;
     v.how = options.how;

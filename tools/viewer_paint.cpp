@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "tools/pipeline.h"
 #include "tools/pixel_format_table.h"
 #include "tools/pixel_samples.h"
 #include "tools/view_overlay.h"

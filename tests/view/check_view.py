@@ -169,7 +169,7 @@ def check_mosaic():
     raw = folder / 'mosaic.raw'
     raw.write_bytes(bytes([200, 100, 100, 50] * (COLUMNS * LINES // 4)))
     viewer = Viewer('--raw', f'{COLUMNS}x{LINES},BayerRG8', raw)
-    viewer.says('rgb24')
+    viewer.says('bgrx32')
     xdotool('mousemove 1 1 key m')
     viewer.says('y8 - 5000 % - 0, 0: 200')
     xdotool('key q')
