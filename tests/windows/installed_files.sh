@@ -30,12 +30,12 @@ END
 }
 
 check_stripped() { # FILE
-    "$objdump" -t "$1" | grep -q 'no symbols' || fail "$1: has symbols"
-    ! "$objdump" -h "$1" | grep -q '\.debug' || fail "$1: has debugging information"
+    [[ $("$objdump" -t "$1") == *"no symbols"* ]] || fail "$1: has symbols"
+    [[ $("$objdump" -h "$1") != *.debug* ]] || fail "$1: has debugging information"
 }
 
 has_large_addresses() { # FILE
-    "$objdump" -p "$1" | grep -q 'large address aware'
+    [[ $("$objdump" -p "$1") == *"large address aware"* ]]
 }
 
 cmake --install "$build" --prefix "$work" >"$work/install.log" || fail "$(cat "$work/install.log")"
