@@ -11,7 +11,7 @@ struct print_lines {
     u16 format = 0;        // of the result
     bool converts = false; // false: lines are used as they are
     row_kernel first = nullptr;
-    row_kernel second = nullptr; // null: there is none
+    row_kernel second = nullptr; // null: there is one step at most
     row_options options = {};
     u32 white = 0; // 16-bit grey of less than 8 bits: its largest value
 };

@@ -140,11 +140,13 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_print_defaults(tVIQ_PrintOptions *pOptions
  * - VIQ_ERR_CORRUPT "Image changed during transfer": a strip has another geometry than the first
  *   one; the document is abandoned
  * - VIQ_ERR_UNSUPPORTED "No print system": the library libcups.so.2 or winspool.drv is missing
- * - VIQ_ERR_OPEN "Printer 'N': R": printing cannot begin. N is its name, R the reason, for example
- *   "not found", "does not accept jobs", or the text of the print system.
- * - VIQ_ERR_OPEN "Print server: R": it cannot be reached
+ * - VIQ_ERR_OPEN "Printer 'N': X": printing cannot begin. N is the name of the printer, or "device
+ *   context". X is the reason: "not found", "does not accept jobs", "does not accept PDF
+ * documents", "does not make so many copies", "does not have this paper", "invalid address", "name
+ * too long", "invalid handle", or the text of the print system, "unknown reason" if it has none
+ * - VIQ_ERR_OPEN "Print server: X": it cannot be reached
  * - VIQ_ERR_OPEN "No default printer"
- * - VIQ_ERR_SYSTEM "Printer 'N': R": printing has failed; the document is abandoned
+ * - VIQ_ERR_SYSTEM "Printer 'N': X": printing has failed; the document is abandoned
  * - VIQ_ERR_OPEN "Failed to create file"
  * - VIQ_ERR_SYSTEM "Failed to write to file"
  * - VIQ_ERR_CLOSE "Failed to close file"
@@ -163,7 +165,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_display_print(uint32_t hImage, const char *pszPrin
  * @return the number of printers, which may exceed dwPrinters; or an error code
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "No print system": the library libcups.so.2 or winspool.drv is missing
- * - VIQ_ERR_OPEN "Print server: R": it cannot be reached
+ * - VIQ_ERR_OPEN "Print server: X": it cannot be reached
  */
 VIQ_API uint32_t VIQ_CALL VIQ_display_list_printers(tVIQ_Printer *pPrinters, uint32_t dwPrinters);
 
