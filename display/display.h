@@ -63,8 +63,8 @@ struct display {
 };
 
 // A window system. Each function that can fail reports the failure under `function` of the display
-// and returns its code. A back end that finds the window or the connection gone closes it itself,
-// before it reports: the display has no window then.
+// and returns its code. If the window or the connection no longer exists, the back end closes what
+// is left before it reports: the display has no window then.
 struct window_system {
     // VIQ_DISPLAY_... methods of this system, besides VIQ_DISPLAY_BEST, as a set of bits 1 <<
     // method.
@@ -84,7 +84,7 @@ struct window_system {
 
     u32 (*set_title)(display &, const char *title);
 
-    // Called before pictures are rendered or put. Takes up changes of the size of the window and
+    // Called before pictures are rendered or put. Follows changes of the size of the window and
     // of VIQ_DISPLAY_METHOD, and allocates the surface if there is none of this size and method.
     // Sets width, height, method, and in `pixels` size and layout. A new surface is reported by
     // contents_lost. Allocates nothing as long as size and method stay.
@@ -100,8 +100,8 @@ struct window_system {
     // is copied if it is empty. Without `lock` before it, copies again.
     u32 (*put)(display &, const rectangle &changed);
 
-    // Waits for events for the given time at most, and takes up all that have arrived: appends them
-    // with push_event, and sets exposed, width and height. Never waits if an event has been
+    // Waits for events for the given time at most, and processes all that have arrived: appends
+    // them with push_event, and sets exposed, width and height. Never waits if an event has been
     // appended. Only for windows of the display's own.
     u32 (*pump)(display &, u32 milliseconds);
 };

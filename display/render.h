@@ -106,7 +106,7 @@ struct renderer {
     // ---- Of the current picture
     const tVIQ_Colour *map = nullptr;
     i32 next_row = 0;     // of the window
-    i64 line_in_row = -1; // scaled: the line of the image that `row` has been made of
+    i64 line_in_row = -1; // scaled: the line of the image that `row` contains
     i64 blended_line[2] = {-1, -1};
     i64 held_line = -1;
 };

@@ -277,9 +277,14 @@ void fill_row(renderer &r, const surface &to, u32 row, u32 first, u32 end) {
     const u32 colour = r.rules.background;
     const u32 value = pixel_value(r, colour & 0xFF, colour >> 8 & 0xFF, colour >> 16 & 0xFF);
     const u32 bytes = r.rules.pixel.bytes;
-    u8 *pixels = to.data + static_cast<std::ptrdiff_t>(row) * to.stride;
-    for (std::size_t x = first; x < end; ++x)
-        store_pixel(pixels + bytes * x, bytes, value);
+    if (first >= end)
+        return;
+    u8 *pixels =
+        to.data + static_cast<std::ptrdiff_t>(row) * to.stride + std::size_t{bytes} * first;
+    const std::size_t size = std::size_t{bytes} * (end - first);
+    store_pixel(pixels, bytes, value);
+    for (std::size_t filled = bytes; filled < size; filled *= 2)
+        std::memcpy(pixels + filled, pixels, std::min(filled, size - filled));
 }
 
 namespace {

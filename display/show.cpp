@@ -237,11 +237,14 @@ tVIQ_Image *find_shown_image(const display &d) {
     tVIQ_Image *image = find_image(d.shown.handle);
     if (image == nullptr || image != d.shown.image)
         return nullptr;
-    image->bytes_per_line = present_bit_line(*image, image->bytes_per_line);
+    const u32 previous = image->bytes_per_line;
+    image->bytes_per_line = present_bit_line(*image, previous);
     const bool same = geometry_of(*image) == d.shown.geometry &&
                       image->data_width == d.shown.data_width &&
                       has_lines(*image, image->lines_per_strip) &&
                       (image->pixel_format != VIQ_PALETTED || image->colourmap != nullptr);
+    if (!same)
+        image->bytes_per_line = previous;
     return same ? image : nullptr;
 }
 

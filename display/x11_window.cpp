@@ -8,6 +8,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -49,6 +50,7 @@ struct x11_surface {
 struct x11_window {
     const functions *x = nullptr;
     Display *connection = nullptr;
+    pid_t process = 0; // that has opened it
     XID window = 0;
     XID colormap = 0;
     GraphicsContext *gc = nullptr;
@@ -166,7 +168,7 @@ u32 report_no_system(const display &d) {
 
 void close_x11(display &d);
 
-// The code of what has gone wrong since the last check; 0: nothing.
+// Reports a failure since the last check and returns its code; 0: there was none.
 u32 check_server(display &d) {
     x11_window &w = native(d);
     if (w.lost) {
@@ -198,6 +200,7 @@ bool connect(x11_window &w, const char *server) {
     }
     const no_pipe_signal no_signal;
     w.connection = x.XOpenDisplay(server);
+    w.process = getpid();
     if (w.connection != nullptr)
         x.XSetIOErrorExitHandler(w.connection, note_lost, &w);
     return w.connection != nullptr;
@@ -396,8 +399,8 @@ void take_event(display &d, XEvent &event) {
     }
 }
 
-// Takes up the events that have arrived. libX11 is asked only for events that are there, so that it
-// never waits.
+// Processes the events that have arrived. XNextEvent is called only if an event is queued, so that
+// it never waits.
 void take_events(display &d) {
     constexpr int queued_after_reading = 1;
     x11_window &w = native(d);
@@ -616,7 +619,8 @@ u32 pump_x11(display &d, u32 milliseconds) {
 
 void close_x11(display &d) {
     x11_window &w = native(d);
-    {
+    // In a forked process the window and the connection belong to the parent.
+    if (w.process == getpid()) {
         const x11_call call(w);
         if (w.connection != nullptr) {
             release_surface(w);

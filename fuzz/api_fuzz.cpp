@@ -114,7 +114,8 @@ void read_strip(u32 handle) {
 
 // The output has its buffer of before, for which the new parameters need not hold.
 bool copies_parameters_alone(const call_record &call) {
-    return std::string_view(call.function).starts_with("VIQ_image_copy_parameters");
+    return std::string_view(call.function).starts_with("VIQ_image_copy_parameters") ||
+           call.in("VIQ_cmap_copy");
 }
 
 template <class Result> void take_result(caller &who, const call_record &call, Result result) {

@@ -6,7 +6,6 @@ check_display.py LIBRARY SOURCE
 import ctypes
 import os
 import random
-import shutil
 import struct
 import subprocess
 import sys
@@ -77,7 +76,6 @@ def make_image(pixel_format, width, height, data=None, data_width=None):
 
 
 def address(image):
-    pointer = ctypes.c_void_p()
     viq.VIQ_image_get_ptr.restype = ctypes.c_void_p
     return viq.VIQ_image_get_ptr(image, v.PTR_DATA)
 
@@ -101,10 +99,10 @@ def colours(image):
             for at in range(0, len(data), stride)]
 
 
-def words(image):
-    data = ctypes.string_at(address(image),
+def stored(image):
+    """The bytes of the lines."""
+    return ctypes.string_at(address(image),
                             parameter(image, v.BYTES_PER_LINE) * parameter(image, v.HEIGHT))
-    return data
 
 
 W, H = 38, 21
@@ -148,14 +146,14 @@ def deep(width, window=0, level=0):
 
 def hsi():
     image, _, _ = converted(v.HSI)()
-    return image, grey_lines(words(image)[3::4]), {}
+    return image, grey_lines(stored(image)[3::4]), {}
 
 
 def mosaic(colour):
     def make():
         image = make_image(v.RGGB32, W, H)
         if colour == 0:
-            return image, grey_lines(words(image)), {v.DISPLAY_MOSAIC: 0}
+            return image, grey_lines(stored(image)), {v.DISPLAY_MOSAIC: 0}
         developed = call('image_create', expect=None)
         call('BAY_RGGB32_to_BGRX32', image, developed, 1, colour, v.STRIP_NEXT)
         lines = colours(developed)
@@ -358,11 +356,9 @@ def check_repainting(server, depth, methods):
             cover = client.window(5, 5, 20, 10, 0x123456)
             until('covered', lambda: server.pixels(5, 5, 1, 1) != packed([[lines[5][5]]], depth))
             client.destroy(cover)
-            until_shown = render(lines, display.size)
-            def repainted():
-                display.event()
-                return server.pixels(0, 0, *display.size) == packed(until_shown, depth)
-            until('repainted after being covered', repainted)
+            wanted = packed(render(lines, display.size), depth)
+            until('repainted after being covered', lambda: display.event() and
+                  server.pixels(0, 0, *display.size) == wanted)
 
             display.size = (71, 33)
             place(display, None, None, v.DISPLAY_FIT_STRETCH, 0)
@@ -388,7 +384,7 @@ def check_repainting(server, depth, methods):
 
 def check_pixels(server, depth):
     image, lines, _ = FORMATS['YUV422']()
-    data = words(image)
+    data = stored(image)
     with Display(server, depth) as display:
         pixel = Pixel()
         call('display_get_pixel', display.handle, 1, 1, ctypes.byref(pixel),
@@ -404,8 +400,8 @@ def check_pixels(server, depth):
                 if not inside:
                     continue
                 at = pixel.y * 2 * W + pixel.x // 2 * 4
-                stored = (data[at + pixel.x % 2 * 2], data[at + 1], data[at + 3], 0)
-                if (tuple(pixel.value) != stored or pixel.components != 3 or
+                values = (data[at + pixel.x % 2 * 2], data[at + 1], data[at + 3], 0)
+                if (tuple(pixel.value) != values or pixel.components != 3 or
                         (pixel.red, pixel.green, pixel.blue) != shown[y][x] or
                         shown[y][x] != lines[pixel.y][pixel.x]):
                     fail(f'pixel at {x, y} of {region, target, fit}')
