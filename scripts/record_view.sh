@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Records viq view for the README: Xvfb shows the window, xdotool moves the mouse and presses keys,
-# ImageMagick collects the frames. Arguments: the tool, the GIF file to write.
+# ImageMagick collects the frames. Arguments: the tool, the WebP file to write.
 set -euo pipefail
 tool=$(realpath "$1")
 out=$(realpath -m "$2")
@@ -18,16 +18,16 @@ until xdotool search --name chelsea.bmp > /dev/null; do sleep 0.1; done
 window=$(xdotool search --name chelsea.bmp)
 
 # The title is drawn below the picture, because the server has no window manager that shows it.
-frame=0
+frames=()
 take() { # HUNDREDTHS: how long the frame is shown
-    sleep 0.3 # until the window is painted
-    local title
+    sleep 1 # until the window is painted
+    local title file
     title=$(xdotool getwindowname "$window")
+    file=$work/${#frames[@]}.miff
     import -window root "$work/screen.png"
     convert "$work/screen.png" -background '#202020' -fill white -pointsize 13 \
-        label:" $title " -append -background '#202020' -extent ${width}x$((height + 20)) \
-        -delay "$1" "$work/$(printf %03d $frame).miff"
-    frame=$((frame + 1))
+        label:" ${title//%/%%} " -append -extent ${width}x$((height + 20)) +repage "$file"
+    frames+=(-delay "$1" "$file")
 }
 each() { # HUNDREDTHS, then an action of xdotool for every frame
     local delay=$1 action
@@ -51,5 +51,5 @@ each 60 'click 1' 'key n'
 each 160 'key h'
 each 60 'key h'
 xdotool key q
-convert "$work"/*.miff -loop 0 -colors 128 -layers optimize "$out"
+convert "${frames[@]}" -loop 0 -quality 80 -define webp:method=4 "$out"
 ls -l "$out"

@@ -32,6 +32,19 @@ image reduced_copy(const image &picture, uint32_t factor, const std::string &nam
     return take_whole(flow);
 }
 
+// Copies of a small size are made of a larger copy, so that a change of the zoom seldom needs all
+// pixels of a large picture.
+const image &copy_with_factor(shown_frame &frame, uint32_t factor) {
+    constexpr uint32_t large_copy = 4;
+    const auto known = frame.reduced.find(factor);
+    if (known != frame.reduced.end())
+        return known->second;
+    const bool is_small = factor > large_copy;
+    const image &from = is_small ? copy_with_factor(frame, large_copy) : frame.picture;
+    image copy = reduced_copy(from, is_small ? factor / large_copy : factor, frame.file.name);
+    return frame.reduced.emplace(factor, std::move(copy)).first->second;
+}
+
 } // namespace
 
 void read_frame(shown_frame &frame, uint64_t number) {
@@ -53,11 +66,7 @@ const image &picture_for_zoom(shown_frame &frame, double zoom) {
     const uint32_t factor = zoom >= 1 ? 1 : std::bit_floor(static_cast<uint32_t>(1 / zoom));
     if (factor == 1 || frame.file.is_film || format_of(frame.picture.handle) == VIQ_Y16)
         return frame.picture;
-    const auto known = frame.reduced.find(factor);
-    if (known != frame.reduced.end())
-        return known->second;
-    image copy = reduced_copy(frame.picture, factor, frame.file.name);
-    return frame.reduced.emplace(factor, std::move(copy)).first->second;
+    return copy_with_factor(frame, factor);
 }
 
 } // namespace tool
