@@ -42,6 +42,7 @@ struct start_state {
 constinit image_table images;
 constinit address_map<image_companion> image_companions;
 constinit address_map<library_colourmap> colourmaps;
+constinit constant_mutex unused_colourmaps; // held while maps are looked for that no image uses
 VIQ_PER_CONTEXT(start_state, start);
 
 bool enter_companion(tVIQ_Image &image);
@@ -249,6 +250,7 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
 }
 
 void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map) {
+    const shared_lock guard(unused_colourmaps); // the map is not freed before it is seen in use
     // Both the present and the new map may be in use by another image from now on.
     for (const tVIQ_Colour *used : {image.colourmap, map})
         if (library_colourmap *ours = find_value(colourmaps, used))
@@ -542,6 +544,7 @@ void free_colourmap(tVIQ_Colour *map) {
 
 // Frees a colourmap of the library once no image uses it.
 void release_colourmap(tVIQ_Colour *map) {
+    const shared_lock guard(unused_colourmaps);
     const library_colourmap *ours = find_value(colourmaps, map);
     if (ours != nullptr && (!ours->set_by_caller || !is_used_colourmap(map)))
         free_colourmap(map);
@@ -550,6 +553,7 @@ void release_colourmap(tVIQ_Colour *map) {
 // Frees the maps that callers have set and replaced again.
 void release_unused_colourmaps() {
     constexpr std::size_t at_once = 256;
+    const shared_lock guard(unused_colourmaps);
     const void *unused[at_once];
     std::size_t count = 0;
     do {

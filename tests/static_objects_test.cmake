@@ -9,6 +9,7 @@ set(shared
     "image_companions"   # maps that are searched without a lock
     "record_companions"
     "colourmaps"
+    "unused_colourmaps"  # a lock
     "live_instances"
     "contexts"           # changed under their lock
     "hues"               # made once

@@ -317,3 +317,21 @@ TEST(Threads, CreateAndDestroyAtRandom) {
         VIQ_image_destroy(left);
     EXPECT_OK(VIQ_image_destroy(VIQ_ANY_IMAGE));
 }
+
+// Of images that are destroyed at the same time, exactly one frees the colourmap that they share.
+TEST(Threads, FreeASharedColourmapOnce) {
+    memory_in_use first = {}; // after the first round, with tables that are kept
+    for (u32 round = 0; round < 200; ++round) {
+        tVIQ_Colour *const map = VIQ_image_create_cmap();
+        std::atomic<u32> waiting = thread_count;
+        run_threads([&](u32) {
+            const u32 image = VIQ_image_create();
+            NEED_OK(VIQ_image_set_ptr(image, VIQ_PTR_CMAP, map));
+            for (--waiting; waiting != 0;)
+                std::this_thread::yield();
+            NEED_OK(VIQ_image_destroy(image));
+        });
+        first = round == 0 ? current_memory() : first;
+    }
+    EXPECT_EQ(current_memory(), first);
+}

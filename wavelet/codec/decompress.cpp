@@ -23,7 +23,9 @@ constexpr u64 max_pixels_per_byte = 65536;
 u32 make_chain(wavelet_record &record);
 void release_chain(wavelet_record &record);
 u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage);
-u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 hOutImage, u32 &status);
+u32 fetch_coefficients(wavelet_record &record, u32 width);
+void end_run(wavelet_record &record);
+u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status);
 
 u32 report_corrupt() {
     return report(name, VIQ_ERR_CORRUPT, "Corrupt WVLT stream");
@@ -79,8 +81,15 @@ u32 VIQ_WVLT_decompress(u32 hWvlt, u32 hOutImage, u32 dwMode) {
     code = prepare_output(*record, out, hOutImage);
     if (is_error(code))
         return code;
-    u32 status = success;
-    code = run_components(*record, out, hOutImage, status);
+    u32 status = fetch_coefficients(*record, out.width);
+    if (!failed(status)) {
+        code = renew_strip(hOutImage);
+        if (is_error(code)) {
+            end_run(*record);
+            return code;
+        }
+        code = run_components(*record, out, status);
+    }
     if (is_error(code) || failed(status)) {
         VIQ_image_free_data(hOutImage);
         out.bytes_per_line = out.height = out.width = 0;
@@ -146,13 +155,21 @@ u32 prepare_output(wavelet_record &record, tVIQ_Image &out, u32 hOutImage) {
     return check_image(allocating_name, hOutImage);
 }
 
+void end_run(wavelet_record &record) {
+    set_module(chain_of(record), id_source, 0, nullptr);
+}
+
 // Decodes the coefficients of the first component: the output is allocated only if the stream
 // contains them.
 u32 fetch_coefficients(wavelet_record &record, u32 width) {
+    const u32 stored = record.stream_length;
+    record.read_position = 0;
+    record.stream_length = std::min(record.component_bytes[0], stored);
     region first = {width, 1, nullptr, 0};
     const u32 status = get_region(chain_of(record), 0, 0, 0, &first);
+    record.stream_length = stored;
     if (failed(status))
-        set_module(chain_of(record), id_source, 0, nullptr); // end of the run
+        end_run(record);
     else
         release_region(chain_of(record), first.data);
     return status;
@@ -173,7 +190,7 @@ u32 begin_component(wavelet_record &record, const tVIQ_Image &out, u32 component
     return failed(status) || fits ? success : report_corrupt();
 }
 
-u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 hOutImage, u32 &status) {
+u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status) {
     constexpr u32 first_byte[max_components] = {0, 1, 3}; // in a line of YUV 4:2:2
     const u32 stored = record.stream_length;
     const run_request request = {out.width, 0, write_component, &out}; // whole lines
@@ -186,12 +203,6 @@ u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 hOutImage, u32 &
             break;
         record.stream_length =
             std::min(record.component_bytes[component], stored - record.read_position);
-        if (component == 0) {
-            status = fetch_coefficients(record, out.width);
-            code = failed(status) ? success : renew_strip(hOutImage);
-        }
-        if (is_error(code) || failed(status))
-            break;
         out.skip_bytes = first_byte[component];
         status = run_module(chain_of(record), &request, nullptr);
         if (failed(status))
