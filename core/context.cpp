@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <thread>
 
 #include "core/image.h"
 #include "core/limits.h"
@@ -29,6 +30,7 @@ constexpr u32 last_context = 65535;
 struct owned_context {
     context record;
     vector<void *> objects; // by slot
+    std::thread::id owner;  // the thread that is bound to the context, if there is one
 
     owned_context() = default;
     owned_context(const owned_context &) = delete;
@@ -118,19 +120,28 @@ owned_context *find_context(u32 number) {
                                                           : nullptr;
 }
 
-void bind_thread(context *to) {
-    if (bound_context != nullptr)
-        bound_context->in_use = false;
-    bound_context = to;
-    if (to != nullptr)
-        to->in_use = true;
+bool has_owner(const owned_context &one) {
+    return one.owner != std::thread::id();
 }
 
-// A thread that ends releases its context.
+void bind_thread(owned_context *to) {
+    if (owned_context *before = find_context(VIQ_context_current()); before != nullptr)
+        before->owner = {};
+    bound_context = to != nullptr ? &to->record : nullptr;
+    if (to != nullptr)
+        to->owner = std::this_thread::get_id();
+}
+
+// A thread that ends releases its context. On Windows the thread_local objects of the thread, among
+// them bound_context, may have lost their values by then, so that the context is found by its
+// owner.
 struct thread_end {
     ~thread_end() {
         const std::lock_guard guard(contexts.lock);
-        bind_thread(nullptr);
+        bound_context = nullptr;
+        for (const owned<owned_context> &slot : contexts.slots)
+            if (slot != nullptr && slot->owner == std::this_thread::get_id())
+                slot->owner = {};
     }
 };
 
@@ -217,13 +228,12 @@ u32 VIQ_context_use(u32 hContext) {
     {
         const std::lock_guard guard(contexts.lock);
         owned_context *found = find_context(hContext);
-        context *wanted = found != nullptr ? &found->record : nullptr;
-        if (hContext != 0 && wanted == nullptr)
+        if (hContext != 0 && found == nullptr)
             code = VIQ_ERR_HANDLE;
-        else if (wanted != nullptr && wanted != bound_context && wanted->in_use)
+        else if (found != nullptr && &found->record != bound_context && has_owner(*found))
             code = VIQ_ERR_STATE;
         else
-            bind_thread(wanted);
+            bind_thread(found);
     }
     if (code == VIQ_ERR_HANDLE)
         return report_bad_handle(name);
@@ -247,7 +257,7 @@ u32 VIQ_context_destroy(u32 hContext) {
     {
         const std::lock_guard guard(contexts.lock);
         owned_context *found = find_context(hContext);
-        busy = found != nullptr && found->record.in_use && &found->record != bound_context;
+        busy = found != nullptr && has_owner(*found) && &found->record != bound_context;
         if (found != nullptr && !busy) {
             if (&found->record == bound_context)
                 bind_thread(nullptr);

@@ -30,7 +30,6 @@ struct alignas(2 * sizeof(void *)) context_slot {
 
 struct context {
     u32 number = 0;
-    bool in_use = false;            // a thread is bound to it
     void *const *objects = nullptr; // by slot
 };
 

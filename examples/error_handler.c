@@ -15,8 +15,8 @@ static struct {
     uint32_t code;
 } report;
 
-static uint32_t keep_first_report(uint32_t module, const char *function, uint32_t code,
-                                  const char *message) {
+static uint32_t VIQ_CALL keep_first_report(uint32_t module, const char *function, uint32_t code,
+                                           const char *message) {
     (void)module;
     if (report.code == 0) {
         report.code = code;

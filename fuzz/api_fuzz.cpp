@@ -188,13 +188,13 @@ void make_call(caller &who, Result (*function)(Parameters...), const char *name,
 
 using maker = void (*)(caller &);
 
-#define VIQ_CALL(name, ...)                                                                        \
+#define VIQ_PUBLIC_CALL(name, ...)                                                                 \
     [](caller &who) { make_call(who, name, #name __VA_OPT__(, ) __VA_ARGS__); },
 
 constexpr maker makers[] = {
 #include "public_calls.inc"
 };
-#undef VIQ_CALL
+#undef VIQ_PUBLIC_CALL
 
 constexpr u32 maker_count = std::size(makers);
 

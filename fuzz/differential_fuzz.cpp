@@ -95,7 +95,7 @@ u32 call_with(caller &who, Result (*function)(Parameters...), const char *name, 
     return 0;
 }
 
-#define VIQ_CALL(name, ...)                                                                        \
+#define VIQ_PUBLIC_CALL(name, ...)                                                                 \
     {#name, {__VA_ARGS__}, [](caller &who) {                                                       \
          return call_with(who, name, #name __VA_OPT__(, ) __VA_ARGS__);                            \
      }},
@@ -115,7 +115,7 @@ const std::vector<operation> &operations() {
     }();
     return chosen;
 }
-#undef VIQ_CALL
+#undef VIQ_PUBLIC_CALL
 
 // ---- Pictures
 

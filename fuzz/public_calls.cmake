@@ -1,5 +1,5 @@
 # Writes a table of the public functions that C++ code includes: one line
-#     VIQ_CALL(name, "parameter", "parameter")
+#     VIQ_PUBLIC_CALL(name, "parameter", "parameter")
 # for each declaration in the public headers. The headers are read again when they change.
 
 function(viq_write_public_calls include output)
@@ -25,7 +25,7 @@ function(viq_write_public_calls include output)
                 endforeach()
             endif()
             list(APPEND found ${name})
-            string(APPEND calls "VIQ_CALL(${line})\n")
+            string(APPEND calls "VIQ_PUBLIC_CALL(${line})\n")
         endforeach()
     endforeach()
     viq_read_public_functions(${include} names)

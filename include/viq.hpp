@@ -89,8 +89,8 @@ private:
         thread_local report_recorder *recorder = nullptr;
         return recorder;
     }
-    static std::uint32_t record_report(std::uint32_t, const char *function, std::uint32_t,
-                                       const char *text) try {
+    static std::uint32_t VIQ_CALL record_report(std::uint32_t, const char *function, std::uint32_t,
+                                                const char *text) try {
         if (current() != nullptr) {
             current()->function_ = function;
             current()->text_ = text;
@@ -120,7 +120,7 @@ template <class Parameter, class Argument> Parameter fit(Argument argument) {
 
 /** A function of the library without a report. */
 template <class... Parameters, class... Arguments>
-void call_silently(std::uint32_t (*function)(Parameters...), Arguments... arguments) {
+void call_silently(std::uint32_t(VIQ_CALL *function)(Parameters...), Arguments... arguments) {
     const report_recorder silent;
     function(fit<Parameters>(arguments)...);
 }
@@ -129,7 +129,7 @@ void call_silently(std::uint32_t (*function)(Parameters...), Arguments... argume
 
 /** Calls a function of the library; throws viq::error if its result is an error code. */
 template <class... Parameters, class... Arguments>
-std::uint32_t call(std::uint32_t (*function)(Parameters...), Arguments... arguments) {
+std::uint32_t call(std::uint32_t(VIQ_CALL *function)(Parameters...), Arguments... arguments) {
     const detail::report_recorder recorder;
     const std::uint32_t result = function(detail::fit<Parameters>(arguments)...);
     if (VIQ_IS_ERROR(result))
@@ -251,7 +251,8 @@ public:
         std::uint8_t *data = nullptr;
         std::uint64_t size = 0;
         call(VIQ_encode, handle_, file_format, quality, &data, &size);
-        const std::unique_ptr<std::uint8_t, std::uint32_t (*)(void *)> freed(data, VIQ_DebugFree);
+        const std::unique_ptr<std::uint8_t, std::uint32_t(VIQ_CALL *)(void *)> freed(data,
+                                                                                     VIQ_DebugFree);
         return {data, data + size};
     }
 

@@ -97,10 +97,10 @@ class Headers:
             comment, body, name = match.groups()
             fields = [split_declaration(f) for f in without_comments(body).split(';') if f.strip()]
             self.records.append((name, fields, clean(comment or '')))
-        self.handler_types += re.findall(r'typedef uint32_t \(\*(\w+)\)', text)
+        self.handler_types += re.findall(r'typedef uint32_t ?\(VIQ_CALL \*(\w+)\)', text)
 
     def read_functions(self, text, header):
-        pattern = re.compile(r'(?:/\*\*((?:(?!\*/).)*?)\*/\s*)?^ *VIQ_API ([^(;]*?)(\w+)\(([^)]*)\);',
+        pattern = re.compile(r'(?:/\*\*((?:(?!\*/).)*?)\*/\s*)?^ *VIQ_API ([^(;]*?)VIQ_CALL (\w+)\(([^)]*)\);',
                              re.S | re.M)
         for match in pattern.finditer(text):
             comment, result, name, arguments = match.groups()

@@ -14,7 +14,8 @@ constexpr uint32_t error_class_mask = 0xFFFF0000;
 // callers of the function that failed and are less specific.
 thread_local std::string first_message;
 
-uint32_t store_message(uint32_t module, const char *function, uint32_t code, const char *message);
+uint32_t VIQ_CALL store_message(uint32_t module, const char *function, uint32_t code,
+                                const char *message);
 std::string reason(uint32_t code);
 
 } // namespace
@@ -106,7 +107,7 @@ uint32_t set_shape(uint32_t handle, uint16_t format, uint32_t width, uint32_t he
 
 namespace {
 
-uint32_t store_message(uint32_t, const char *, uint32_t, const char *message) {
+uint32_t VIQ_CALL store_message(uint32_t, const char *, uint32_t, const char *message) {
     if (first_message.empty())
         first_message = message;
     return 0;

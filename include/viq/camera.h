@@ -137,7 +137,7 @@ typedef struct {
  *   not one of the table
  * - VIQ_ERR_UNSUPPORTED "Unknown pixel format 0xCODE": any other code
  */
-VIQ_API uint32_t VIQ_frame_get_layout(uint32_t dwPixelFormat, tVIQ_FrameLayout *pLayout);
+VIQ_API uint32_t VIQ_CALL VIQ_frame_get_layout(uint32_t dwPixelFormat, tVIQ_FrameLayout *pLayout);
 
 /**
  * Describes the layout with a PFNC name. Upper and lower case are equal: "mono12p" is Mono12p.
@@ -147,7 +147,7 @@ VIQ_API uint32_t VIQ_frame_get_layout(uint32_t dwPixelFormat, tVIQ_FrameLayout *
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "Unknown pixel format": the name is not in the table
  */
-VIQ_API uint32_t VIQ_frame_find_layout(const char *pName, tVIQ_FrameLayout *pLayout);
+VIQ_API uint32_t VIQ_CALL VIQ_frame_find_layout(const char *pName, tVIQ_FrameLayout *pLayout);
 
 /**
  * Computes the number of bytes from the start of a frame to the end of its last line. Padding after
@@ -166,8 +166,9 @@ VIQ_API uint32_t VIQ_frame_find_layout(const char *pName, tVIQ_FrameLayout *pLay
  * - VIQ_ERR_PARAMETER "Stride of N bytes is less than a line of N": the line in bytes, rounded up
  * - VIQ_ERR_PARAMETER "Frame is too large": the size does not fit 64 bits
  */
-VIQ_API uint32_t VIQ_frame_get_size(uint32_t dwPixelFormat, uint32_t dwWidth, uint32_t dwHeight,
-                                    uint32_t dwStride, uint64_t *pqwBytes);
+VIQ_API uint32_t VIQ_CALL VIQ_frame_get_size(uint32_t dwPixelFormat, uint32_t dwWidth,
+                                             uint32_t dwHeight, uint32_t dwStride,
+                                             uint64_t *pqwBytes);
 
 /**
  * Converts a frame to an image, strip by strip. The first call sets the format, size and data width
@@ -198,9 +199,10 @@ VIQ_API uint32_t VIQ_frame_get_size(uint32_t dwPixelFormat, uint32_t dwWidth, ui
  *   after the first call
  * - VIQ_ERR_STATE "Sequence under way with another image": other arguments than in the first call
  */
-VIQ_API uint32_t VIQ_frame_unpack(const void *pFrame, uint64_t qwBytes, uint32_t dwPixelFormat,
-                                  uint32_t dwWidth, uint32_t dwHeight, uint32_t dwStride,
-                                  uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_frame_unpack(const void *pFrame, uint64_t qwBytes,
+                                           uint32_t dwPixelFormat, uint32_t dwWidth,
+                                           uint32_t dwHeight, uint32_t dwStride, uint32_t hOutImage,
+                                           uint16_t wStripCommand);
 
 /**
  * Converts an image to a frame, strip by strip: the reverse of VIQ_frame_unpack. Padding between
@@ -233,9 +235,9 @@ VIQ_API uint32_t VIQ_frame_unpack(const void *pFrame, uint64_t qwBytes, uint32_t
  *   changed since the first strip
  * - VIQ_ERR_STATE "Sequence under way with another image": other arguments than in the first call
  */
-VIQ_API uint32_t VIQ_frame_pack(void *pFrame, uint64_t qwBytes, uint32_t dwPixelFormat,
-                                uint32_t dwWidth, uint32_t dwHeight, uint32_t dwStride,
-                                uint32_t hInImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_frame_pack(void *pFrame, uint64_t qwBytes, uint32_t dwPixelFormat,
+                                         uint32_t dwWidth, uint32_t dwHeight, uint32_t dwStride,
+                                         uint32_t hInImage, uint16_t wStripCommand);
 
 /** @} */
 
@@ -257,23 +259,23 @@ VIQ_API uint32_t VIQ_frame_pack(void *pFrame, uint64_t qwBytes, uint32_t dwPixel
  */
 
 /** Makes a mosaic from VIQ_RGB24. Error: VIQ_ERR_UNSUPPORTED "Input must be VIQ_RGB24 only". */
-VIQ_API uint32_t VIQ_BAY_RGB24_to_RGGB32(uint32_t hInImage, uint32_t hOutImage,
-                                         uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_BAY_RGB24_to_RGGB32(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wStripCommand);
 
 /**
  * Shows a mosaic as VIQ_RGB24: each sample in its own colour, the two other components 0.
  * Error: VIQ_ERR_UNSUPPORTED "Unsupported image format".
  */
-VIQ_API uint32_t VIQ_BAY_RGGB32_map_to_RGB24(uint32_t hInImage, uint32_t hOutImage,
-                                             uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_BAY_RGGB32_map_to_RGB24(uint32_t hInImage, uint32_t hOutImage,
+                                                      uint16_t wStripCommand);
 
 /**
  * Shows a mosaic as VIQ_Y8. Samples are copied one after another, and padding is skipped on neither
  * side: in pictures with padding the lines are skewed. The rest of the output is 0.
  * Error: VIQ_ERR_UNSUPPORTED "Unsupported image format".
  */
-VIQ_API uint32_t VIQ_BAY_RGGB32_map_to_Y8(uint32_t hInImage, uint32_t hOutImage,
-                                          uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_BAY_RGGB32_map_to_Y8(uint32_t hInImage, uint32_t hOutImage,
+                                                   uint16_t wStripCommand);
 
 /**
  * Demosaics to VIQ_BGRX32 with X = 0. All means are (a + b) >> 1. At green samples of schemes 2 and
@@ -299,12 +301,14 @@ VIQ_API uint32_t VIQ_BAY_RGGB32_map_to_Y8(uint32_t hInImage, uint32_t hOutImage,
  * - VIQ_ERR_UNSUPPORTED "Invalid Bayer Decoding Scheme"
  * - VIQ_ERR_UNSUPPORTED "Invalid Bayer Pixel Colour"
  */
-VIQ_API uint32_t VIQ_BAY_RGGB32_to_BGRX32(uint32_t hInImage, uint32_t hOutImage, uint16_t wScheme,
-                                          uint16_t wPixelColour, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_BAY_RGGB32_to_BGRX32(uint32_t hInImage, uint32_t hOutImage,
+                                                   uint16_t wScheme, uint16_t wPixelColour,
+                                                   uint16_t wStripCommand);
 
 /** Demosaics to VIQ_RGB16, as VIQ_BAY_RGGB32_to_BGRX32. */
-VIQ_API uint32_t VIQ_BAY_RGGB32_to_RGB16(uint32_t hInImage, uint32_t hOutImage, uint16_t wScheme,
-                                         uint16_t wPixelColour, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_BAY_RGGB32_to_RGB16(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wScheme, uint16_t wPixelColour,
+                                                  uint16_t wStripCommand);
 
 /**
  * Measures the gains that make the means of red, green and blue equal (grey world). The strip in
@@ -323,8 +327,8 @@ VIQ_API uint32_t VIQ_BAY_RGGB32_to_RGB16(uint32_t hInImage, uint32_t hOutImage, 
  * - VIQ_ERR_UNSUPPORTED "Invalid Bayer Pixel Colour"
  * - VIQ_ERR_PARAMETER "Black level is not below the largest sample"
  */
-VIQ_API uint32_t VIQ_BAY_grey_world_gains(uint32_t hInImage, uint16_t wPixelColour,
-                                          uint16_t wBlackLevel, uint16_t *pGains);
+VIQ_API uint32_t VIQ_CALL VIQ_BAY_grey_world_gains(uint32_t hInImage, uint16_t wPixelColour,
+                                                   uint16_t wBlackLevel, uint16_t *pGains);
 
 /**
  * Applies black level, white balance and gamma to a mosaic and makes a VIQ_RGGB32 of it, which is
@@ -351,9 +355,10 @@ VIQ_API uint32_t VIQ_BAY_grey_world_gains(uint32_t hInImage, uint16_t wPixelColo
  * - VIQ_ERR_PARAMETER "Black level is not below the largest sample"
  * - VIQ_ERR_PARAMETER "Gamma not between 25 and 400"
  */
-VIQ_API uint32_t VIQ_BAY_apply_gains(uint32_t hInImage, uint32_t hOutImage, uint16_t wPixelColour,
-                                     uint16_t wBlackLevel, const uint16_t *pGains, uint16_t wGamma,
-                                     uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_BAY_apply_gains(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wPixelColour, uint16_t wBlackLevel,
+                                              const uint16_t *pGains, uint16_t wGamma,
+                                              uint16_t wStripCommand);
 
 /** @} */
 
@@ -380,10 +385,10 @@ enum {
  * @par Errors
  * - VIQ_ERR_NO_HANDLES "": all handles are in use
  */
-VIQ_API uint32_t VIQ_CK_create(void);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_create(void);
 
 /** Frees an object, or all of them with VIQ_ALL_IMAGES. Returns 0, also for an unused handle. */
-VIQ_API uint32_t VIQ_CK_destroy(uint32_t hCK);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_destroy(uint32_t hCK);
 
 /**
  * Sets a parameter of an object.
@@ -394,7 +399,7 @@ VIQ_API uint32_t VIQ_CK_destroy(uint32_t hCK);
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  */
-VIQ_API uint32_t VIQ_CK_set_parameter(uint32_t hCK, uint16_t wParameter, uint16_t wValue);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_set_parameter(uint32_t hCK, uint16_t wParameter, uint16_t wValue);
 
 /**
  * Returns a parameter of an object.
@@ -404,7 +409,7 @@ VIQ_API uint32_t VIQ_CK_set_parameter(uint32_t hCK, uint16_t wParameter, uint16_
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  */
-VIQ_API uint32_t VIQ_CK_get_parameter(uint32_t hCK, uint16_t wParameter);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_get_parameter(uint32_t hCK, uint16_t wParameter);
 
 /**
  * Returns a named colour in YUV, V << 16 | U << 8 | Y, converted by VIQ_CK_get_YUV_values_RGB.
@@ -413,13 +418,13 @@ VIQ_API uint32_t VIQ_CK_get_parameter(uint32_t hCK, uint16_t wParameter);
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unrecognized colour"
  */
-VIQ_API uint32_t VIQ_CK_get_YUV_values(uint16_t wColour);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_get_YUV_values(uint16_t wColour);
 
 /**
  * Returns the value of VIQ_CK_get_YUV_values for component 500, the same >> 8 (U in the low byte)
  * for 501, and >> 16 (V) for 503. The result for any other component has no meaning.
  */
-VIQ_API uint32_t VIQ_CK_get_component(uint16_t wColour, uint16_t wComponent);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_get_component(uint16_t wColour, uint16_t wComponent);
 
 /**
  * Converts a colour to YUV with the full-range coefficients of ITU-R BT.601 and shifts that round
@@ -434,7 +439,7 @@ VIQ_API uint32_t VIQ_CK_get_component(uint16_t wColour, uint16_t wComponent);
  * @param wBlue   blue, its low 8 bits
  * @return V << 16 | U << 8 | Y
  */
-VIQ_API uint32_t VIQ_CK_get_YUV_values_RGB(uint16_t wRed, uint16_t wGreen, uint16_t wBlue);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_get_YUV_values_RGB(uint16_t wRed, uint16_t wGreen, uint16_t wBlue);
 
 /**
  * Generates the table of hues that VIQ_YUV422_to_HSI and chroma keying use; an existing table is
@@ -443,10 +448,10 @@ VIQ_API uint32_t VIQ_CK_get_YUV_values_RGB(uint16_t wRed, uint16_t wGreen, uint1
  *
  * Errors: VIQ_ERR_MEMORY ""; VIQ_ERR_INTERNAL "Hue out of range".
  */
-VIQ_API uint32_t VIQ_CK_generate_UV_to_hue_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_generate_UV_to_hue_LUT(void);
 
 /** Frees the UV-to-hue table. Returns 0. */
-VIQ_API uint32_t VIQ_CK_destroy_UV_to_hue_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_destroy_UV_to_hue_LUT(void);
 
 /**
  * Replaces the pixel pairs of a VIQ_YUV422 image inside the window: luma of the first
@@ -475,9 +480,9 @@ VIQ_API uint32_t VIQ_CK_destroy_UV_to_hue_LUT(void);
  * - VIQ_ERR_UNSUPPORTED "Background image does not match": or it is the output
  * - VIQ_ERR_PARAMETER "Unrecognized colour": reported as "VIQ_CK_get_YUV_values"
  */
-VIQ_API uint32_t VIQ_CK_chroma_key(uint32_t hInImage, uint32_t hOutImage, uint32_t hBackgroundImage,
-                                   uint16_t wKeyColour, uint32_t hCK, uint16_t wMode,
-                                   uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_chroma_key(uint32_t hInImage, uint32_t hOutImage,
+                                            uint32_t hBackgroundImage, uint16_t wKeyColour,
+                                            uint32_t hCK, uint16_t wMode, uint16_t wStripCommand);
 
 /**
  * Measures the hue of a key screen strip by strip. After the last strip the hue centre is the mean
@@ -493,7 +498,7 @@ VIQ_API uint32_t VIQ_CK_chroma_key(uint32_t hInImage, uint32_t hOutImage, uint32
  * - VIQ_ERR_UNSUPPORTED "YUV422 image must be an even width"
  * - VIQ_ERR_UNSUPPORTED "Image too small to calibrate": below 10 columns, or without lines
  */
-VIQ_API uint32_t VIQ_CK_calibrate(uint32_t hInImage, uint32_t hCK, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_CK_calibrate(uint32_t hInImage, uint32_t hCK, uint16_t wStripCommand);
 
 /** @} */
 

@@ -39,7 +39,7 @@ enum {
  * - VIQ_ERR_PARAMETER "Unrecognized colourmap type"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_cmap_set_type(uint32_t hImage, uint16_t wType);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_set_type(uint32_t hImage, uint16_t wType);
 
 /**
  * Sets an entry to a named colour: 0 black; 1 to 6 blue, green, cyan, red, magenta and yellow of
@@ -55,7 +55,7 @@ VIQ_API uint32_t VIQ_cmap_set_type(uint32_t hImage, uint16_t wType);
  * - VIQ_ERR_UNSUPPORTED "Unrecognised colour"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_cmap_set_colour(uint32_t hImage, uint16_t wIndex, uint16_t wColour);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_set_colour(uint32_t hImage, uint16_t wIndex, uint16_t wColour);
 
 /**
  * Sets an entry.
@@ -69,8 +69,8 @@ VIQ_API uint32_t VIQ_cmap_set_colour(uint32_t hImage, uint16_t wIndex, uint16_t 
  * - VIQ_ERR_PARAMETER "Illegal colourmap index (> max number of colours)"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_cmap_set_RGB_colour(uint32_t hImage, uint16_t wIndex, uint8_t bRed,
-                                         uint8_t bGreen, uint8_t bBlue);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_set_RGB_colour(uint32_t hImage, uint16_t wIndex, uint8_t bRed,
+                                                  uint8_t bGreen, uint8_t bBlue);
 
 /**
  * Returns an entry.
@@ -82,14 +82,14 @@ VIQ_API uint32_t VIQ_cmap_set_RGB_colour(uint32_t hImage, uint16_t wIndex, uint8
  * - VIQ_ERR_PARAMETER "Illegal colourmap index (> max number of colours)"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_cmap_get_RGB_colour(uint32_t hImage, uint16_t wIndex);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_get_RGB_colour(uint32_t hImage, uint16_t wIndex);
 
 /**
  * Returns the index of the entry with the smallest squared distance to a colour, the lowest index
  * of equal ones; 0 without a report if there are no colours or no image.
  */
-VIQ_API uint8_t VIQ_cmap_find_closest_colour(uint32_t hImage, uint8_t bRed, uint8_t bGreen,
-                                             uint8_t bBlue);
+VIQ_API uint8_t VIQ_CALL VIQ_cmap_find_closest_colour(uint32_t hImage, uint8_t bRed, uint8_t bGreen,
+                                                      uint8_t bBlue);
 
 /**
  * Returns 1 if red, green and blue are equal in all entries in use, otherwise 0.
@@ -98,7 +98,7 @@ VIQ_API uint8_t VIQ_cmap_find_closest_colour(uint32_t hImage, uint8_t bRed, uint
  * @par Errors
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_cmap_is_grayscale(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_is_grayscale(uint32_t hImage);
 
 /**
  * Copies the number of colours, red, green and blue of all 256 entries, and the colourmap record if
@@ -109,7 +109,7 @@ VIQ_API uint32_t VIQ_cmap_is_grayscale(uint32_t hImage);
  * @par Errors
  * - VIQ_ERR_MEMORY "Cannot create cmap info structure"
  */
-VIQ_API uint32_t VIQ_cmap_copy(uint32_t hInImage, uint32_t hOutImage);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_copy(uint32_t hInImage, uint32_t hOutImage);
 
 /**
  * Allocates a colourmap record: 4 bits of red, green and blue, 8 bits of grey, 256 colours to
@@ -118,10 +118,10 @@ VIQ_API uint32_t VIQ_cmap_copy(uint32_t hInImage, uint32_t hOutImage);
  * @return the record, or NULL without a report if the allocation fails. The caller frees it with
  *     VIQ_DebugFree.
  */
-VIQ_API tVIQ_CmapInfo *VIQ_cmap_create_info(void);
+VIQ_API tVIQ_CmapInfo *VIQ_CALL VIQ_cmap_create_info(void);
 
 /** Frees the colourmap record of an image, if it has one. Returns 0, also without an image. */
-VIQ_API uint32_t VIQ_cmap_destroy_info(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_destroy_info(uint32_t hImage);
 
 /**
  * Sets how many bits of each component the bins of VIQ_cmap_generate keep, and creates the
@@ -137,8 +137,8 @@ VIQ_API uint32_t VIQ_cmap_destroy_info(uint32_t hImage);
  * - VIQ_ERR_PARAMETER "Too many bits for the colour bins"
  * - VIQ_ERR_MEMORY "Cannot create cmap info structure"
  */
-VIQ_API uint32_t VIQ_cmap_set_bits(uint32_t hImage, uint8_t bRed, uint8_t bGreen, uint8_t bBlue,
-                                   uint8_t bGrey);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_set_bits(uint32_t hImage, uint8_t bRed, uint8_t bGreen,
+                                            uint8_t bBlue, uint8_t bGrey);
 
 /**
  * Returns the pixels that VIQ_cmap_generate has counted in a bin. A count above 0xFFFF cannot be
@@ -150,7 +150,7 @@ VIQ_API uint32_t VIQ_cmap_set_bits(uint32_t hImage, uint8_t bRed, uint8_t bGreen
  * - VIQ_ERR_HANDLE "No cmap info structure"
  * - VIQ_ERR_PARAMETER "Bin out of range"
  */
-VIQ_API uint32_t VIQ_cmap_get_occurrences(uint32_t hImage, uint16_t wBin);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_get_occurrences(uint32_t hImage, uint16_t wBin);
 
 /**
  * Generates a colourmap from the colours of a VIQ_RGB24, VIQ_Y8 or VIQ_Y16 picture, strip by strip.
@@ -178,7 +178,8 @@ VIQ_API uint32_t VIQ_cmap_get_occurrences(uint32_t hImage, uint16_t wBin);
  * - VIQ_ERR_STATE "Colourmap is NULL": after the last strip, reported as "histogram_to_cmap"
  * - VIQ_ERR_HANDLE "No cmap info structure": the record was removed during the sequence
  */
-VIQ_API uint32_t VIQ_cmap_generate(uint32_t hImage, uint16_t wNumColours, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_cmap_generate(uint32_t hImage, uint16_t wNumColours,
+                                            uint16_t wStripCommand);
 
 /** @} */
 

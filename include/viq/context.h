@@ -55,7 +55,7 @@ extern "C" {
  *   VIQ_ERR_STATE, not reported: called by an error handler;
  *   the error of the image that start-up creates for a moment
  */
-VIQ_API uint32_t VIQ_context_create(void);
+VIQ_API uint32_t VIQ_CALL VIQ_context_create(void);
 
 /**
  * Binds the calling thread to a context. Its previous context becomes free for another thread; so
@@ -67,12 +67,12 @@ VIQ_API uint32_t VIQ_context_create(void);
  *   VIQ_ERR_STATE "Context in use": another thread is bound to it;
  *   VIQ_ERR_STATE, not reported: called by an error handler
  */
-VIQ_API uint32_t VIQ_context_use(uint32_t hContext);
+VIQ_API uint32_t VIQ_CALL VIQ_context_use(uint32_t hContext);
 
 /**
  * @return the context that the calling thread is bound to; 0: the process's own
  */
-VIQ_API uint32_t VIQ_context_current(void);
+VIQ_API uint32_t VIQ_CALL VIQ_context_current(void);
 
 /**
  * Destroys a context: ends what is under way in it, closes its files, frees its tables and objects.
@@ -86,7 +86,7 @@ VIQ_API uint32_t VIQ_context_current(void);
  *   VIQ_ERR_STATE "Context in use": another thread is bound to it;
  *   VIQ_ERR_STATE, not reported: called by an error handler
  */
-VIQ_API uint32_t VIQ_context_destroy(uint32_t hContext);
+VIQ_API uint32_t VIQ_CALL VIQ_context_destroy(uint32_t hContext);
 
 /** @} */
 

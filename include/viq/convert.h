@@ -94,42 +94,43 @@ extern "C" {
  *   no converter; the flags are unchanged
  * - Also the errors of the converter.
  */
-VIQ_API uint32_t VIQ_image_convert(uint32_t hInImage, uint32_t hOutImage, uint16_t wOutFormat,
-                                   uint32_t dwOption, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_image_convert(uint32_t hInImage, uint32_t hOutImage,
+                                            uint16_t wOutFormat, uint32_t dwOption,
+                                            uint16_t wStripCommand);
 
 /** @name To packed colour, grey and CMYK
  * @{
  */
 
 /** To VIQ_RGBX32 from VIQ_Y8, VIQ_Y16, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGRX32, VIQ_XBGR32. */
-VIQ_API uint32_t VIQ_convert_to_RGBX32(uint32_t hInImage, uint32_t hOutImage,
-                                       uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_RGBX32(uint32_t hInImage, uint32_t hOutImage,
+                                                uint16_t wStripCommand);
 
 /** To VIQ_BGRX32 from VIQ_Y8, VIQ_Y16, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_RGBX32, VIQ_XBGR32. */
-VIQ_API uint32_t VIQ_convert_to_BGRX32(uint32_t hInImage, uint32_t hOutImage,
-                                       uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_BGRX32(uint32_t hInImage, uint32_t hOutImage,
+                                                uint16_t wStripCommand);
 
 /** To VIQ_XBGR32 from VIQ_Y8, VIQ_Y16, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_RGBX32, VIQ_BGRX32. */
-VIQ_API uint32_t VIQ_convert_to_XBGR32(uint32_t hInImage, uint32_t hOutImage,
-                                       uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_XBGR32(uint32_t hInImage, uint32_t hOutImage,
+                                                uint16_t wStripCommand);
 
 /** To VIQ_XRGB32 from VIQ_Y8, VIQ_Y16, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_RGBX32, VIQ_BGRX32. */
-VIQ_API uint32_t VIQ_convert_to_XRGB32(uint32_t hInImage, uint32_t hOutImage,
-                                       uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_XRGB32(uint32_t hInImage, uint32_t hOutImage,
+                                                uint16_t wStripCommand);
 
 /**
  * To VIQ_RGB24 from VIQ_Y8, VIQ_Y16, VIQ_RGB15, VIQ_RGB16, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32 and
  * VIQ_XBGR32.
  */
-VIQ_API uint32_t VIQ_convert_to_RGB24(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_RGB24(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /**
  * To VIQ_BGR24 from VIQ_Y8, VIQ_Y16, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_RGBX32, VIQ_BGRX32 and
  * VIQ_XBGR32.
  */
-VIQ_API uint32_t VIQ_convert_to_BGR24(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_BGR24(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /**
  * To VIQ_RGB16 from VIQ_Y8, VIQ_Y16, VIQ_RGB8, VIQ_RGB15, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32,
@@ -140,18 +141,19 @@ VIQ_API uint32_t VIQ_convert_to_BGR24(uint32_t hInImage, uint32_t hOutImage,
  * - VIQ_RGB8: (v & 0xE0) << 8 | (v & 0x16) << 6 | (v & 0x03) << 3. The lowest bit of green is
  *   dropped, and the upper bit of blue is also stored in the field of green.
  */
-VIQ_API uint32_t VIQ_convert_to_RGB16(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_RGB16(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /**
  * To VIQ_RGB15 from VIQ_Y8, VIQ_Y16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32 and VIQ_XBGR32:
  * R >> 3 << 10 | (G & 0xF8) << 2 | B >> 3. VIQ_RGB16 is not accepted.
  */
-VIQ_API uint32_t VIQ_convert_to_RGB15(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_RGB15(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /** To VIQ_RGB8 from VIQ_Y8 and VIQ_RGB24: (R & 0xE0) | (G & 0xE0) >> 3 | B >> 6. */
-VIQ_API uint32_t VIQ_convert_to_RGB8(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_RGB8(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wStripCommand);
 
 /**
  * To VIQ_Y8 from VIQ_Y16, VIQ_RGB15, VIQ_RGB16, VIQ_RGB24, VIQ_BGR24, VIQ_RGBX32, VIQ_BGRX32,
@@ -164,7 +166,8 @@ VIQ_API uint32_t VIQ_convert_to_RGB8(uint32_t hInImage, uint32_t hOutImage, uint
  *
  * The message for an input that fails the check is "Corrupt images".
  */
-VIQ_API uint32_t VIQ_convert_to_Y8(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_Y8(uint32_t hInImage, uint32_t hOutImage,
+                                            uint16_t wStripCommand);
 
 /**
  * To VIQ_Y16 from VIQ_Y8: v << (data width - 8). The data width is that of the output before the
@@ -172,7 +175,8 @@ VIQ_API uint32_t VIQ_convert_to_Y8(uint32_t hInImage, uint32_t hOutImage, uint16
  *
  * Error: VIQ_ERR_PARAMETER "Grayscale data width must be 8 or more".
  */
-VIQ_API uint32_t VIQ_convert_to_Y16(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_Y16(uint32_t hInImage, uint32_t hOutImage,
+                                             uint16_t wStripCommand);
 
 /**
  * To VIQ_CMYK32 from VIQ_PALETTED: 255 - R, 255 - G and 255 - B of the colourmap entry, and 0 for
@@ -181,8 +185,8 @@ VIQ_API uint32_t VIQ_convert_to_Y16(uint32_t hInImage, uint32_t hOutImage, uint1
  * Errors: VIQ_ERR_UNSUPPORTED "Only paletted input images currently supported" for any other input
  * format; VIQ_ERR_STATE "Colourmap is NULL".
  */
-VIQ_API uint32_t VIQ_convert_to_CMYK32(uint32_t hInImage, uint32_t hOutImage,
-                                       uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_CMYK32(uint32_t hInImage, uint32_t hOutImage,
+                                                uint16_t wStripCommand);
 
 /** @} */
 
@@ -199,8 +203,8 @@ VIQ_API uint32_t VIQ_convert_to_CMYK32(uint32_t hInImage, uint32_t hOutImage,
  * record; VIQ_ERR_INTERNAL "More than 8 bits in one colour" or "Array size overflow" if the bits in
  * the record are out of range; VIQ_ERR_STATE "Colourmap is NULL".
  */
-VIQ_API uint32_t VIQ_convert_to_paletted(uint32_t hInImage, uint32_t hOutImage,
-                                         uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_paletted(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wStripCommand);
 
 /**
  * To VIQ_PALETTED from VIQ_RGB24, dithered to the 3-3-2 colour cube VIQ_CMAP_CUBE. Carries are
@@ -209,8 +213,8 @@ VIQ_API uint32_t VIQ_convert_to_paletted(uint32_t hInImage, uint32_t hOutImage,
  * (G >> 1) & 15 and (B >> 1) & 0xE0. The carries are not the quantisation error. They are 0 at the
  * start of each line and at every third pixel.
  */
-VIQ_API uint32_t VIQ_convert_to_RGB8_dither(uint32_t hInImage, uint32_t hOutImage,
-                                            uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_RGB8_dither(uint32_t hInImage, uint32_t hOutImage,
+                                                     uint16_t wStripCommand);
 
 /**
  * From VIQ_PALETTED to VIQ_Y8 (the red of the entry) if VIQ_cmap_is_grayscale returns 1, otherwise
@@ -219,8 +223,8 @@ VIQ_API uint32_t VIQ_convert_to_RGB8_dither(uint32_t hInImage, uint32_t hOutImag
  *
  * Errors: VIQ_ERR_UNSUPPORTED "Input image should be paletted"; VIQ_ERR_STATE "Colourmap is NULL".
  */
-VIQ_API uint32_t VIQ_paletted_to_RGB24_or_Y8(uint32_t hInImage, uint32_t hOutImage,
-                                             uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_paletted_to_RGB24_or_Y8(uint32_t hInImage, uint32_t hOutImage,
+                                                      uint16_t wStripCommand);
 
 /** @} */
 
@@ -236,8 +240,8 @@ VIQ_API uint32_t VIQ_paletted_to_RGB24_or_Y8(uint32_t hInImage, uint32_t hOutIma
  * Errors: VIQ_ERR_UNSUPPORTED "Only even width YUV422 images are supported" for VIQ_YUV422 input of
  * odd width; VIQ_ERR_STATE "Colourmap is NULL".
  */
-VIQ_API uint32_t VIQ_convert_to_YUV422(uint32_t hInImage, uint32_t hOutImage,
-                                       uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_YUV422(uint32_t hInImage, uint32_t hOutImage,
+                                                uint16_t wStripCommand);
 
 /** @} */
 
@@ -256,35 +260,40 @@ VIQ_API uint32_t VIQ_convert_to_YUV422(uint32_t hInImage, uint32_t hOutImage,
  */
 
 /** From VIQ_YUV422 to VIQ_RGB24. */
-VIQ_API uint32_t VIQ_YUV422_to_RGB24(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGB24(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_BGR24. */
-VIQ_API uint32_t VIQ_YUV422_to_BGR24(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_BGR24(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_RGBX32. */
-VIQ_API uint32_t VIQ_YUV422_to_RGBX32(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGBX32(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_BGRX32. */
-VIQ_API uint32_t VIQ_YUV422_to_BGRX32(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_BGRX32(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_XBGR32. */
-VIQ_API uint32_t VIQ_YUV422_to_XBGR32(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_XBGR32(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_XRGB32. */
-VIQ_API uint32_t VIQ_YUV422_to_XRGB32(uint32_t hInImage, uint32_t hOutImage,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_XRGB32(uint32_t hInImage, uint32_t hOutImage,
+                                               uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_RGB16: (R & 0xF8) << 8 | (G & 0xFC) << 3 | B >> 3. */
-VIQ_API uint32_t VIQ_YUV422_to_RGB16(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGB16(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_RGB15: (R & 0xF8) << 7 | (G & 0xF8) << 2 | B >> 3. */
-VIQ_API uint32_t VIQ_YUV422_to_RGB15(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGB15(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_Y8: the Y bytes. */
-VIQ_API uint32_t VIQ_YUV422_to_Y8(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_Y8(uint32_t hInImage, uint32_t hOutImage,
+                                           uint16_t wStripCommand);
 
 /**
  * From VIQ_YUV422 to VIQ_HSI. The intensity is Y. The hue is taken from the UV-to-hue table, which
@@ -292,7 +301,8 @@ VIQ_API uint32_t VIQ_YUV422_to_Y8(uint32_t hInImage, uint32_t hOutImage, uint16_
  * saturation is 0 if Y is 0, otherwise the low 8 bits of 255 - (255 x min(R, G, B)) div Y; the
  * divisor is Y, not the mean of R, G and B. Errors are also those of the generation of the table.
  */
-VIQ_API uint32_t VIQ_YUV422_to_HSI(uint32_t hInImage, uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_HSI(uint32_t hInImage, uint32_t hOutImage,
+                                            uint16_t wStripCommand);
 
 /** @} */
 

@@ -26,7 +26,7 @@ extern "C" {
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED|type "Unknown data type"
  */
-VIQ_API uint32_t VIQ_draw_get_ptr(uint32_t dwType, const tVIQ_Font **ppFont);
+VIQ_API uint32_t VIQ_CALL VIQ_draw_get_ptr(uint32_t dwType, const tVIQ_Font **ppFont);
 
 /**
  * Draws text. The rectangle of the text is converted to VIQ_RGB24 and back, so that every format
@@ -53,8 +53,9 @@ VIQ_API uint32_t VIQ_draw_get_ptr(uint32_t dwType, const tVIQ_Font **ppFont);
  * - VIQ_ERR_PARAMETER "Character not in the font": a code above 127
  * - VIQ_ERR_CORRUPT|detail "Colour cropped image is corrupt": the code of VIQ_image_check
  */
-VIQ_API uint32_t VIQ_draw_text(uint32_t hImage, const char *pszText, const tVIQ_Font *pFont,
-                               uint32_t x, uint32_t y, uint16_t wBackground, uint16_t wColour);
+VIQ_API uint32_t VIQ_CALL VIQ_draw_text(uint32_t hImage, const char *pszText,
+                                        const tVIQ_Font *pFont, uint32_t x, uint32_t y,
+                                        uint16_t wBackground, uint16_t wColour);
 
 /**
  * Draws the local time and date in 16 characters, for example "14:05:09 07Mar03", as VIQ_draw_text
@@ -69,8 +70,8 @@ VIQ_API uint32_t VIQ_draw_text(uint32_t hImage, const char *pszText, const tVIQ_
  * @par Errors
  * - VIQ_ERR_SYSTEM "No local time": reported as "VIQ_draw_timestamp"
  */
-VIQ_API uint32_t VIQ_draw_timestamp(uint32_t hImage, const tVIQ_Font *pFont, uint32_t x, uint32_t y,
-                                    uint16_t wBackground, uint16_t wColour);
+VIQ_API uint32_t VIQ_CALL VIQ_draw_timestamp(uint32_t hImage, const tVIQ_Font *pFont, uint32_t x,
+                                             uint32_t y, uint16_t wBackground, uint16_t wColour);
 
 /**
  * Sets the luma of the pixels x and x + 1 of a VIQ_YUV422 image and the chroma of the pair that
@@ -85,7 +86,7 @@ VIQ_API uint32_t VIQ_draw_timestamp(uint32_t hImage, const tVIQ_Font *pFont, uin
  * - VIQ_ERR_PARAMETER "Unrecognised colour"
  * - VIQ_ERR_PARAMETER "Pixel outside the image": or outside the strip
  */
-VIQ_API uint32_t VIQ_DrawPixel(uint32_t hImage, uint16_t wColour, uint32_t x, uint32_t y);
+VIQ_API uint32_t VIQ_CALL VIQ_DrawPixel(uint32_t hImage, uint16_t wColour, uint32_t x, uint32_t y);
 
 /** @} */
 

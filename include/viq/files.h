@@ -96,10 +96,10 @@ enum {
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown reading mode": the mode does not change
  */
-VIQ_API uint32_t VIQ_set_file_reading(uint32_t dwMode);
+VIQ_API uint32_t VIQ_CALL VIQ_set_file_reading(uint32_t dwMode);
 
 /** Returns the mode that VIQ_set_file_reading has set. */
-VIQ_API uint32_t VIQ_get_file_reading(void);
+VIQ_API uint32_t VIQ_CALL VIQ_get_file_reading(void);
 
 /**
  * Returns what the header of a file says that the pixels do not show. The values are set when a
@@ -119,7 +119,7 @@ VIQ_API uint32_t VIQ_get_file_reading(void);
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  */
-VIQ_API uint32_t VIQ_image_get_file_info(uint32_t hImage, uint16_t wId);
+VIQ_API uint32_t VIQ_CALL VIQ_image_get_file_info(uint32_t hImage, uint16_t wId);
 
 /** @} */
 
@@ -140,7 +140,7 @@ VIQ_API uint32_t VIQ_image_get_file_info(uint32_t hImage, uint16_t wId);
  * - VIQ_ERR_OPEN "Failed to open file": also for a directory
  * - VIQ_ERR_CLOSE "Failed to close file"
  */
-VIQ_API uint32_t VIQ_image_find_file_format(const char *pszFileName);
+VIQ_API uint32_t VIQ_CALL VIQ_image_find_file_format(const char *pszFileName);
 
 /**
  * Reads the next strip of the file named by the input file name, in the format that
@@ -192,7 +192,7 @@ VIQ_API uint32_t VIQ_image_find_file_format(const char *pszFileName);
  * - VIQ_ERR_STATE, not reported: any other mode
  * - Also the errors of the reader. Every error ends the reading.
  */
-VIQ_API uint32_t VIQ_image_read(uint32_t hImage, uint32_t hMemory, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_image_read(uint32_t hImage, uint32_t hMemory, uint16_t wMode);
 
 /**
  * Writes the current strip to the file named by the output file name, or to a memory image. Each
@@ -218,8 +218,8 @@ VIQ_API uint32_t VIQ_image_read(uint32_t hImage, uint32_t hMemory, uint16_t wMod
  * - VIQ_ERR_UNSUPPORTED "Unsupported/unrecognized image format": an unknown file format
  * - Also the errors of the writer.
  */
-VIQ_API uint32_t VIQ_image_write(uint32_t hImage, uint32_t hMemory, uint16_t wFormat,
-                                 uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_image_write(uint32_t hImage, uint32_t hMemory, uint16_t wFormat,
+                                          uint16_t wMode);
 
 /**
  * Writes pixels without a header. VIQ_RGB15, VIQ_RGB16 and VIQ_Y16 are written as 16-bit values,
@@ -232,7 +232,7 @@ VIQ_API uint32_t VIQ_image_write(uint32_t hImage, uint32_t hMemory, uint16_t wFo
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format"
  */
-VIQ_API uint32_t VIQ_write_raw_data_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_write_raw_data_file(uint32_t hImage, uint16_t wMode);
 
 /** @} */
 
@@ -270,7 +270,7 @@ VIQ_API uint32_t VIQ_write_raw_data_file(uint32_t hImage, uint16_t wMode);
  * compression type"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_read_BMP_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_read_BMP_file(uint32_t hImage, uint16_t wMode);
 
 /**
  * Writes an uncompressed bottom-up bitmap: VIQ_RGB24 with 24 bits, VIQ_PALETTED with 8 bits and its
@@ -288,7 +288,7 @@ VIQ_API uint32_t VIQ_read_BMP_file(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_INTERNAL "fseek failed": the file stays open
  * - VIQ_ERR_MEMORY|size "Attempting to malloc:"
  */
-VIQ_API uint32_t VIQ_write_BMP_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_write_BMP_file(uint32_t hImage, uint16_t wMode);
 
 /**
  * Writes the contents of a file of VIQ_write_BMP_file to a buffer. The picture must be held as one
@@ -302,8 +302,8 @@ VIQ_API uint32_t VIQ_write_BMP_file(uint32_t hImage, uint16_t wMode);
  * @par Errors
  * - VIQ_ERR_STATE "Only a complete image can be written": a second strip
  */
-VIQ_API uint32_t VIQ_image_write_BMP_buffer(uint32_t hImage, uint8_t *pBuffer, uint32_t *pdwSize,
-                                            uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_image_write_BMP_buffer(uint32_t hImage, uint8_t *pBuffer,
+                                                     uint32_t *pdwSize, uint16_t wMode);
 
 /** @} */
 
@@ -375,7 +375,7 @@ VIQ_API uint32_t VIQ_image_write_BMP_buffer(uint32_t hImage, uint8_t *pBuffer, u
  *   short are ambiguous" (packed samples and words have the same size)
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_read_TIFF_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_read_TIFF_file(uint32_t hImage, uint16_t wMode);
 
 /**
  * Writes an uncompressed big-endian TIFF file with one TIFF strip. Lines are written without
@@ -391,16 +391,16 @@ VIQ_API uint32_t VIQ_read_TIFF_file(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_CORRUPT "Corrupt image": width or height 0
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_write_TIFF_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_write_TIFF_file(uint32_t hImage, uint16_t wMode);
 
 /** Reads 16 bits from a stream, big-endian if wOrder is 77 ("M"), otherwise little-endian. */
-VIQ_API uint16_t TIFF_read_ui16(FILE *f, uint16_t wOrder);
+VIQ_API uint16_t VIQ_CALL TIFF_read_ui16(FILE *f, uint16_t wOrder);
 
 /** Reads 32 bits from a stream, big-endian if wOrder is 77 ("M"), otherwise little-endian. */
-VIQ_API uint32_t TIFF_read_ui32(FILE *f, uint16_t wOrder);
+VIQ_API uint32_t VIQ_CALL TIFF_read_ui32(FILE *f, uint16_t wOrder);
 
 /** Reads a value from a stream: 16 bits for the TIFF field type 3 (SHORT), otherwise 32 bits. */
-VIQ_API uint32_t TIFF_read_data(FILE *f, uint16_t wOrder, uint16_t wType);
+VIQ_API uint32_t VIQ_CALL TIFF_read_data(FILE *f, uint16_t wOrder, uint16_t wType);
 
 /** @} */
 
@@ -433,7 +433,7 @@ VIQ_API uint32_t TIFF_read_data(FILE *f, uint16_t wOrder, uint16_t wType);
  * than 256 colours is not supported", "TGA interleaved lines are not supported"
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_read_TGA_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_read_TGA_file(uint32_t hImage, uint16_t wMode);
 
 /**
  * Writes an uncompressed TGA file, top line first: VIQ_Y8, VIQ_RGB15 as 16 bits in memory order,
@@ -447,7 +447,7 @@ VIQ_API uint32_t VIQ_read_TGA_file(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_UNSUPPORTED "Image too large for a TGA file": width or height above 65535
  * - VIQ_ERR_CORRUPT "Corrupt image": width or height 0
  */
-VIQ_API uint32_t VIQ_write_TGA_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_write_TGA_file(uint32_t hImage, uint16_t wMode);
 
 /** @} */
 
@@ -469,7 +469,7 @@ VIQ_API uint32_t VIQ_write_TGA_file(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_CORRUPT "Corrupt image": also for more than 256 colours
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_read_EPS_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_read_EPS_file(uint32_t hImage, uint16_t wMode);
 
 /**
  * Writes VIQ_Y1, VIQ_Y8, VIQ_PALETTED or VIQ_RGB24 as Encapsulated PostScript that prints the
@@ -486,7 +486,7 @@ VIQ_API uint32_t VIQ_read_EPS_file(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_CORRUPT "Corrupt image": width or height 0
  * - VIQ_ERR_STATE "Colourmap is NULL"
  */
-VIQ_API uint32_t VIQ_write_EPS_file(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_write_EPS_file(uint32_t hImage, uint16_t wMode);
 
 /** @} */
 
@@ -499,41 +499,41 @@ VIQ_API uint32_t VIQ_write_EPS_file(uint32_t hImage, uint16_t wMode);
  */
 
 /** Reads 16 bits from a stream, least significant byte first. */
-VIQ_API uint16_t VIQ_fget_ui16i(FILE *f);
+VIQ_API uint16_t VIQ_CALL VIQ_fget_ui16i(FILE *f);
 /** Reads 16 bits from a stream, most significant byte first. */
-VIQ_API uint16_t VIQ_fget_ui16m(FILE *f);
+VIQ_API uint16_t VIQ_CALL VIQ_fget_ui16m(FILE *f);
 /** Reads 32 bits from a stream, least significant byte first. */
-VIQ_API uint32_t VIQ_fget_ui32i(FILE *f);
+VIQ_API uint32_t VIQ_CALL VIQ_fget_ui32i(FILE *f);
 /** Reads 32 bits from a stream, most significant byte first. */
-VIQ_API uint32_t VIQ_fget_ui32m(FILE *f);
+VIQ_API uint32_t VIQ_CALL VIQ_fget_ui32m(FILE *f);
 /** Writes a byte to a stream. */
-VIQ_API int VIQ_fput_ui8(FILE *f, uint8_t v);
+VIQ_API int VIQ_CALL VIQ_fput_ui8(FILE *f, uint8_t v);
 /** Writes 16 bits to a stream, least significant byte first. */
-VIQ_API int VIQ_fput_ui16i(FILE *f, uint16_t v);
+VIQ_API int VIQ_CALL VIQ_fput_ui16i(FILE *f, uint16_t v);
 /** Writes 16 bits to a stream, most significant byte first. */
-VIQ_API int VIQ_fput_ui16m(FILE *f, uint16_t v);
+VIQ_API int VIQ_CALL VIQ_fput_ui16m(FILE *f, uint16_t v);
 /** Writes 32 bits to a stream, least significant byte first. */
-VIQ_API int VIQ_fput_ui32i(FILE *f, uint32_t v);
+VIQ_API int VIQ_CALL VIQ_fput_ui32i(FILE *f, uint32_t v);
 /** Writes 32 bits to a stream, most significant byte first. */
-VIQ_API int VIQ_fput_ui32m(FILE *f, uint32_t v);
+VIQ_API int VIQ_CALL VIQ_fput_ui32m(FILE *f, uint32_t v);
 /** Reads 16 bits from memory, least significant byte first. */
-VIQ_API uint16_t VIQ_mget_ui16i(const uint8_t *p);
+VIQ_API uint16_t VIQ_CALL VIQ_mget_ui16i(const uint8_t *p);
 /** Reads 16 bits from memory, most significant byte first. */
-VIQ_API uint16_t VIQ_mget_ui16m(const uint8_t *p);
+VIQ_API uint16_t VIQ_CALL VIQ_mget_ui16m(const uint8_t *p);
 /** Reads 32 bits from memory, least significant byte first. */
-VIQ_API uint32_t VIQ_mget_ui32i(const uint8_t *p);
+VIQ_API uint32_t VIQ_CALL VIQ_mget_ui32i(const uint8_t *p);
 /** Reads 32 bits from memory, most significant byte first. */
-VIQ_API uint32_t VIQ_mget_ui32m(const uint8_t *p);
+VIQ_API uint32_t VIQ_CALL VIQ_mget_ui32m(const uint8_t *p);
 /** Writes a byte to memory and returns it. */
-VIQ_API uint8_t VIQ_mput_ui8(uint8_t *p, uint8_t v);
+VIQ_API uint8_t VIQ_CALL VIQ_mput_ui8(uint8_t *p, uint8_t v);
 /** Writes 16 bits to memory, least significant byte first. */
-VIQ_API void VIQ_mput_ui16i(uint8_t *p, uint16_t v);
+VIQ_API void VIQ_CALL VIQ_mput_ui16i(uint8_t *p, uint16_t v);
 /** Writes 16 bits to memory, most significant byte first, and returns the value. */
-VIQ_API uint16_t VIQ_mput_ui16m(uint8_t *p, uint16_t v);
+VIQ_API uint16_t VIQ_CALL VIQ_mput_ui16m(uint8_t *p, uint16_t v);
 /** Writes 32 bits to memory, least significant byte first. */
-VIQ_API void VIQ_mput_ui32i(uint8_t *p, uint32_t v);
+VIQ_API void VIQ_CALL VIQ_mput_ui32i(uint8_t *p, uint32_t v);
 /** Writes 32 bits to memory, most significant byte first, and returns p + 2. */
-VIQ_API uint8_t *VIQ_mput_ui32m(uint8_t *p, uint32_t v);
+VIQ_API uint8_t *VIQ_CALL VIQ_mput_ui32m(uint8_t *p, uint32_t v);
 
 /** @} */
 

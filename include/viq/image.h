@@ -28,7 +28,7 @@ extern "C" {
  * and builds the standard JPEG code tables. The first VIQ_image_create calls it. A later call keeps
  * all images, but replaces the caller's error handler with the default one.
  */
-VIQ_API uint32_t VIQ_Init(void);
+VIQ_API uint32_t VIQ_CALL VIQ_Init(void);
 
 /**
  * Creates an image with height VIQ_HEIGHT_UNKNOWN, 8 lines per strip, line alignment 2 and
@@ -41,7 +41,7 @@ VIQ_API uint32_t VIQ_Init(void);
  * - VIQ_ERR_MEMORY|1 "": the object cannot be allocated
  * - VIQ_ERR_MEMORY "": the colourmap cannot be allocated
  */
-VIQ_API uint32_t VIQ_image_create(void);
+VIQ_API uint32_t VIQ_CALL VIQ_image_create(void);
 
 /**
  * Allocates a colourmap of 256 entries in which every byte is 0xAA.
@@ -49,7 +49,7 @@ VIQ_API uint32_t VIQ_image_create(void);
  * @return the colourmap, or NULL without a report if the allocation fails. The image that receives
  *     it through VIQ_PTR_CMAP frees it.
  */
-VIQ_API tVIQ_Colour *VIQ_image_create_cmap(void);
+VIQ_API tVIQ_Colour *VIQ_CALL VIQ_image_create_cmap(void);
 
 /**
  * Destroys an image with its data, colourmap, colourmap record and JPEG or wavelet record. A buffer
@@ -65,7 +65,7 @@ VIQ_API tVIQ_Colour *VIQ_image_create_cmap(void);
  * - VIQ_ERR_STATE "Image in use by another thread": a call of another context is using it;
  *   VIQ_ALL_IMAGES destroys the others
  */
-VIQ_API uint32_t VIQ_image_destroy(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_destroy(uint32_t hImage);
 
 /** @} */
 
@@ -89,7 +89,7 @@ VIQ_API uint32_t VIQ_image_destroy(uint32_t hImage);
  * - VIQ_ERR_HANDLE "JPEG structure does not exist": VIQ_JPEG_PARAM without a JPEG record
  * - VIQ_ERR_PARAMETER "": an unknown or read-only parameter
  */
-VIQ_API uint32_t VIQ_image_set_parameter(uint32_t hImage, uint16_t wId, uint32_t dwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_image_set_parameter(uint32_t hImage, uint16_t wId, uint32_t dwValue);
 
 /**
  * Returns a parameter.
@@ -101,7 +101,7 @@ VIQ_API uint32_t VIQ_image_set_parameter(uint32_t hImage, uint16_t wId, uint32_t
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  * - VIQ_ERR_HANDLE "JPEG structure does not exist": VIQ_JPEG_PARAM without a JPEG record
  */
-VIQ_API uint32_t VIQ_image_get_parameter(uint32_t hImage, uint16_t wId);
+VIQ_API uint32_t VIQ_CALL VIQ_image_get_parameter(uint32_t hImage, uint16_t wId);
 
 /**
  * Sets or clears flags. A data buffer of the caller that is present while VIQ_FLAG_LOCKED is set is
@@ -111,10 +111,10 @@ VIQ_API uint32_t VIQ_image_get_parameter(uint32_t hImage, uint16_t wId);
  * @param dwBits  VIQ_FLAG_... values, combined by bitwise or
  * @param dwOn    1 sets the flags, any other value clears them
  */
-VIQ_API uint32_t VIQ_image_set_flags(uint32_t hImage, uint32_t dwBits, uint32_t dwOn);
+VIQ_API uint32_t VIQ_CALL VIQ_image_set_flags(uint32_t hImage, uint32_t dwBits, uint32_t dwOn);
 
 /** Returns 1 if at least one of the flags in dwBits is set, otherwise 0. */
-VIQ_API uint32_t VIQ_image_get_flags(uint32_t hImage, uint32_t dwBits);
+VIQ_API uint32_t VIQ_CALL VIQ_image_get_flags(uint32_t hImage, uint32_t dwBits);
 
 /**
  * Sets a pointer of an image.
@@ -141,13 +141,13 @@ VIQ_API uint32_t VIQ_image_get_flags(uint32_t hImage, uint32_t dwBits);
  * - VIQ_ERR_HANDLE "Not a JPEG image": VIQ_PTR_JPEG_DATA, VIQ_PTR_JPEG_DATA2 or VIQ_PTR_JPEG_ID
  *   without a JPEG record
  */
-VIQ_API uint32_t VIQ_image_set_ptr(uint32_t hImage, uint16_t wType, void *pValue);
+VIQ_API uint32_t VIQ_CALL VIQ_image_set_ptr(uint32_t hImage, uint16_t wType, void *pValue);
 
 /**
  * Returns a pointer of an image (VIQ_PTR_...), or NULL without a report if the image, the pointer
  * or the type does not exist. The library keeps the ownership of what it has allocated.
  */
-VIQ_API void *VIQ_image_get_ptr(uint32_t hImage, uint16_t wType);
+VIQ_API void *VIQ_CALL VIQ_image_get_ptr(uint32_t hImage, uint16_t wType);
 
 /**
  * Sets the name of the file that readers open; the text is copied.
@@ -157,41 +157,41 @@ VIQ_API void *VIQ_image_get_ptr(uint32_t hImage, uint16_t wType);
  * @par Errors
  * - VIQ_ERR_PARAMETER "File name too long": the previous name is kept
  */
-VIQ_API uint32_t VIQ_image_set_infilename(uint32_t hImage, const char *pszName);
+VIQ_API uint32_t VIQ_CALL VIQ_image_set_infilename(uint32_t hImage, const char *pszName);
 
 /** Sets the name of the file that writers create, as VIQ_image_set_infilename does. */
-VIQ_API uint32_t VIQ_image_set_outfilename(uint32_t hImage, const char *pszName);
+VIQ_API uint32_t VIQ_CALL VIQ_image_set_outfilename(uint32_t hImage, const char *pszName);
 
 /** Returns the input file name, which stays part of the image; NULL if the image is missing. */
-VIQ_API char *VIQ_image_get_infilename(uint32_t hImage);
+VIQ_API char *VIQ_CALL VIQ_image_get_infilename(uint32_t hImage);
 
 /** Returns the output file name, which stays part of the image; NULL if the image is missing. */
-VIQ_API char *VIQ_image_get_outfilename(uint32_t hImage);
+VIQ_API char *VIQ_CALL VIQ_image_get_outfilename(uint32_t hImage);
 
 /** Copies the output file name of hFrom to hTo. Note the order: the destination comes first. */
-VIQ_API uint32_t VIQ_copy_outfilename(uint32_t hTo, uint32_t hFrom);
+VIQ_API uint32_t VIQ_CALL VIQ_copy_outfilename(uint32_t hTo, uint32_t hFrom);
 
 /** Returns the pixels per line. This function and the next four return 0 if the image is missing.
  */
-VIQ_API uint32_t VIQ_get_width(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_get_width(uint32_t hImage);
 
 /** Returns the lines of the whole picture. */
-VIQ_API uint32_t VIQ_get_height(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_get_height(uint32_t hImage);
 
 /** Returns the stride: the bytes from one line to the next, as the last check has computed it. */
-VIQ_API uint32_t VIQ_get_bytes_per_line(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_get_bytes_per_line(uint32_t hImage);
 
 /** Returns the lines per strip, which are those of the current strip. */
-VIQ_API uint32_t VIQ_get_lines_this_strip(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_get_lines_this_strip(uint32_t hImage);
 
 /** Returns the bits per pixel. */
-VIQ_API uint16_t VIQ_get_depth(uint32_t hImage);
+VIQ_API uint16_t VIQ_CALL VIQ_get_depth(uint32_t hImage);
 
 /**
  * Returns 1 for a colour image, otherwise 0. Colour are VIQ_RGB8 to VIQ_CMYK32, VIQ_YUV411, and
  * VIQ_PALETTED unless VIQ_cmap_is_grayscale returns 1.
  */
-VIQ_API uint32_t VIQ_image_is_colour(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_is_colour(uint32_t hImage);
 
 /** @} */
 
@@ -210,11 +210,11 @@ VIQ_API uint32_t VIQ_image_is_colour(uint32_t hImage);
  *     module 1 before VIQ_Init. If dwCode is 0, no handler is called and the result is the address
  *     of the module's tVIQ_ErrRecord.
  */
-VIQ_API uintptr_t VIQ_ErrProcess(uint32_t dwModule, const char *pszFunction, uint32_t dwCode,
-                                 const char *pszMessage);
+VIQ_API uintptr_t VIQ_CALL VIQ_ErrProcess(uint32_t dwModule, const char *pszFunction,
+                                          uint32_t dwCode, const char *pszMessage);
 
 /** Installs the library's error handler; NULL silences all reports. Returns 0. */
-VIQ_API uint32_t VIQ_ErrHandlerInstall(VIQ_ErrHandler pHandler);
+VIQ_API uint32_t VIQ_CALL VIQ_ErrHandlerInstall(VIQ_ErrHandler pHandler);
 
 /**
  * The handler that VIQ_Init installs. It stores the code in the error record: a code whose top byte
@@ -232,8 +232,8 @@ VIQ_API uint32_t VIQ_ErrHandlerInstall(VIQ_ErrHandler pHandler);
  * @param pszMessage   detail text, possibly empty
  * @return the result of the message box; 1 on other systems
  */
-VIQ_API uint32_t VIQ_ErrHandlerDefault(uint32_t dwModule, const char *pszFunction, uint32_t dwCode,
-                                       const char *pszMessage);
+VIQ_API uint32_t VIQ_CALL VIQ_ErrHandlerDefault(uint32_t dwModule, const char *pszFunction,
+                                                uint32_t dwCode, const char *pszMessage);
 
 /**
  * Returns what an error code means, in a few words without a full stop, such as "Not enough
@@ -244,7 +244,7 @@ VIQ_API uint32_t VIQ_ErrHandlerDefault(uint32_t dwModule, const char *pszFunctio
  * @return the text; "No error" for a result that is no error code, "Unknown error code" for a code
  *     of no class; never NULL
  */
-VIQ_API const char *VIQ_error_text(uint32_t dwCode);
+VIQ_API const char *VIQ_CALL VIQ_error_text(uint32_t dwCode);
 
 /** @} */
 
@@ -257,14 +257,14 @@ VIQ_API const char *VIQ_error_text(uint32_t dwCode);
  * of the alignment. A 15-bit pixel counts 2 bytes and a 1-bit pixel none. Returns 0 for alignment
  * 0.
  */
-VIQ_API uint32_t VIQ_image_calc_skip_bytes(uint32_t dwWidth, uint16_t wBitsPerPixel,
-                                           uint32_t dwAlignment);
+VIQ_API uint32_t VIQ_CALL VIQ_image_calc_skip_bytes(uint32_t dwWidth, uint16_t wBitsPerPixel,
+                                                    uint32_t dwAlignment);
 
 /**
  * Returns the number of strips: ceiling(height / lines per strip), its low 16 bits; 0 if the lines
  * per strip are 0.
  */
-VIQ_API uint32_t VIQ_image_calc_total_strips(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_calc_total_strips(uint32_t hImage);
 
 /**
  * Checks the parameters of an image and computes its stride: padding = VIQ_image_calc_skip_bytes,
@@ -285,7 +285,7 @@ VIQ_API uint32_t VIQ_image_calc_total_strips(uint32_t hImage);
  *   VIQ_RGB24, VIQ_BGR24; 0x0e VIQ_RGGB32; 0x0f VIQ_Y64; 0x06 VIQ_WORK104; 0x05 VIQ_JPEG_WORK101,
  *   VIQ_JPEG_WORK102; 0x09 other 16-bit formats; 0x04 other 32-bit formats
  */
-VIQ_API uint32_t VIQ_image_check(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_check(uint32_t hImage);
 
 /**
  * Allocates the strip buffer of an image: lines per strip x bytes per line bytes, filled with 0. A
@@ -293,7 +293,7 @@ VIQ_API uint32_t VIQ_image_check(uint32_t hImage);
  * buffer of the caller stays in use while VIQ_FLAG_LOCKED is set, and its size is not checked;
  * without the flag it is replaced and not freed.
  */
-VIQ_API uint32_t VIQ_image_malloc_a_strip(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_malloc_a_strip(uint32_t hImage);
 
 /**
  * Allocates dwLines lines of the stride that the last check has computed, filled with 0.
@@ -302,13 +302,13 @@ VIQ_API uint32_t VIQ_image_malloc_a_strip(uint32_t hImage);
  *     is the caller's: set it as the data of an image, or free it with free() or, if the program
  *     uses another C run-time library than this one, with VIQ_DebugFree.
  */
-VIQ_API void *VIQ_malloc_N_lines(uint32_t hImage, uint32_t dwLines);
+VIQ_API void *VIQ_CALL VIQ_malloc_N_lines(uint32_t hImage, uint32_t dwLines);
 
 /**
  * Frees the data of an image and that of its JPEG record. A buffer of the caller is freed with
  * free() unless it has been locked. If VIQ_FLAG_LOCKED is set, the image keeps its data.
  */
-VIQ_API uint32_t VIQ_image_free_data(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_free_data(uint32_t hImage);
 
 /** @} */
 
@@ -329,10 +329,10 @@ VIQ_API uint32_t VIQ_image_free_data(uint32_t hImage);
  * - VIQ_ERR_HANDLE "Output image does not exist"
  * - VIQ_ERR_MEMORY "Cannot create cmap info structure"
  */
-VIQ_API uint32_t VIQ_image_copy_parameters(uint32_t hInImage, uint32_t hOutImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_copy_parameters(uint32_t hInImage, uint32_t hOutImage);
 
 /** Copies as VIQ_image_copy_parameters does, without the contents of the JPEG record. */
-VIQ_API uint32_t VIQ_image_copy_parameters_raw(uint32_t hInImage, uint32_t hOutImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_copy_parameters_raw(uint32_t hInImage, uint32_t hOutImage);
 
 /**
  * Copies the parameters and the current strip, padding included. If the lines per strip are 0, only
@@ -340,7 +340,7 @@ VIQ_API uint32_t VIQ_image_copy_parameters_raw(uint32_t hInImage, uint32_t hOutI
  * data is copied by VIQ_JPEG_build_image instead of the strip. Copying an image to itself does
  * nothing. Errors: those of VIQ_image_copy_parameters.
  */
-VIQ_API uint32_t VIQ_image_copy(uint32_t hInImage, uint32_t hOutImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_copy(uint32_t hInImage, uint32_t hOutImage);
 
 /**
  * Copies the parameters and transfers the data buffer and its ownership to the output; the input
@@ -354,7 +354,7 @@ VIQ_API uint32_t VIQ_image_copy(uint32_t hInImage, uint32_t hOutImage);
  * - VIQ_ERR_UNSUPPORTED "locked memory can't be moved (in source image)"
  * - VIQ_ERR_UNSUPPORTED "Can't free locked memory (in destination image)"
  */
-VIQ_API uint32_t VIQ_image_move(uint32_t hInImage, uint32_t hOutImage);
+VIQ_API uint32_t VIQ_CALL VIQ_image_move(uint32_t hInImage, uint32_t hOutImage);
 
 /**
  * Collects strips in a memory image, which holds the whole picture. The first strip sets the memory
@@ -373,7 +373,7 @@ VIQ_API uint32_t VIQ_image_move(uint32_t hInImage, uint32_t hOutImage);
  * - VIQ_ERR_CORRUPT "Image changed during transfer": format, width, height or stride of an image is
  *   not that of the first strip; the transfer ends
  */
-VIQ_API uint32_t VIQ_write_to_memory(uint32_t hStrip, uint32_t hMemory, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_write_to_memory(uint32_t hStrip, uint32_t hMemory, uint16_t wMode);
 
 /**
  * Delivers a memory image as strips. The first call copies the parameters of the memory image to
@@ -391,7 +391,7 @@ VIQ_API uint32_t VIQ_write_to_memory(uint32_t hStrip, uint32_t hMemory, uint16_t
  * - VIQ_ERR_CORRUPT "Image changed during transfer": format, width, height or stride of an image is
  *   not that of the first strip; the transfer ends
  */
-VIQ_API uint32_t VIQ_read_from_memory(uint32_t hMemory, uint32_t hStrip, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_read_from_memory(uint32_t hMemory, uint32_t hStrip, uint16_t wMode);
 
 /** @} */
 
@@ -407,7 +407,7 @@ VIQ_API uint32_t VIQ_read_from_memory(uint32_t hMemory, uint32_t hStrip, uint16_
  * @return the address of the first white space after the number, or of the end of the text, so that
  *     repeated calls read a line of numbers; NULL for a NULL text
  */
-VIQ_API const char *VIQ_sscanf(const char *pszText, uint16_t *pwValue);
+VIQ_API const char *VIQ_CALL VIQ_sscanf(const char *pszText, uint16_t *pwValue);
 
 /**
  * Splits a command line into arguments: argument 0 is the program, each further argument that
@@ -421,14 +421,14 @@ VIQ_API const char *VIQ_sscanf(const char *pszText, uint16_t *pwValue);
  * - VIQ_ERR_PARAMETER "Too many arguments": more than 3 options or 16 plain arguments
  * - VIQ_ERR_PARAMETER "Argument too long": an argument of 128 bytes or more
  */
-VIQ_API uint32_t VIQ_Util_ParseCommand(tVIQ_Command *pCommand, int argc, char **argv);
+VIQ_API uint32_t VIQ_CALL VIQ_Util_ParseCommand(tVIQ_Command *pCommand, int argc, char **argv);
 
 /**
  * Fills an image with a test pattern strip by strip, as VIQ_test_pattern_1_strip fills each strip.
  * The image must have data. VIQ_STRIP_NEXT fills the current strip, VIQ_STRIP_FINISH abandons the
  * sequence. Strips of 0 lines are ignored.
  */
-VIQ_API uint32_t VIQ_test_pattern(uint32_t hImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_test_pattern(uint32_t hImage, uint16_t wMode);
 
 /**
  * Fills the current strip with a test pattern: every byte of the pixel in column x is x modulo 256;
@@ -440,25 +440,25 @@ VIQ_API uint32_t VIQ_test_pattern(uint32_t hImage, uint16_t wMode);
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format": the depth is not 8, 15, 16, 24 or 32, or the
  *   stride is shorter than the pixels (VIQ_RGGB32)
  */
-VIQ_API uint32_t VIQ_test_pattern_1_strip(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_test_pattern_1_strip(uint32_t hImage);
 
 /** Allocates memory and counts it; returns NULL if that fails. Free it with VIQ_DebugFree. */
-VIQ_API void *VIQ_DebugMalloc(uint32_t dwSize);
+VIQ_API void *VIQ_CALL VIQ_DebugMalloc(uint32_t dwSize);
 
 /** Frees memory and returns the number of calls so far. */
-VIQ_API uint32_t VIQ_DebugFree(void *pMemory);
+VIQ_API uint32_t VIQ_CALL VIQ_DebugFree(void *pMemory);
 
 /** Records and returns the bytes that VIQ_DebugMalloc has allocated so far. Prints nothing. */
-VIQ_API uint32_t VIQ_DebugMallocPrint(void);
+VIQ_API uint32_t VIQ_CALL VIQ_DebugMallocPrint(void);
 
 /** Diagnostic entry: prints nothing and returns 0. */
-VIQ_API uint32_t VIQ_print_image(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_print_image(uint32_t hImage);
 
 /** Diagnostic entry: prints nothing and returns 0. */
-VIQ_API uint32_t VIQ_print_jpeg_image(void);
+VIQ_API uint32_t VIQ_CALL VIQ_print_jpeg_image(void);
 
 /** Diagnostic entry: prints nothing and returns 0. */
-VIQ_API uint32_t VIQ_print_cmap(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_print_cmap(uint32_t hImage);
 
 /**
  * Diagnostic entry: prints nothing and returns 0 for an image with a JPEG record.
@@ -467,7 +467,7 @@ VIQ_API uint32_t VIQ_print_cmap(uint32_t hImage);
  * @par Errors
  * - VIQ_ERR_HANDLE|1 "Not a JPEG type image"
  */
-VIQ_API uint32_t VIQ_print_Huffman_tables(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_print_Huffman_tables(uint32_t hImage);
 
 /** @} */
 

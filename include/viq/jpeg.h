@@ -90,7 +90,7 @@ enum {
  * @par Errors
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_JPEG_image_create(void);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_image_create(void);
 
 /**
  * Prepares a JPEG image for the compression of a picture: width, height and lines per strip of the
@@ -103,7 +103,7 @@ VIQ_API uint32_t VIQ_JPEG_image_create(void);
  * - VIQ_ERR_CORRUPT|detail "Corrupt image - probably an internal error": the code of
  *   VIQ_image_check
  */
-VIQ_API uint32_t VIQ_JPEG_set_image(uint32_t hInImage, uint32_t hJpegImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_image(uint32_t hInImage, uint32_t hJpegImage);
 
 /**
  * Sets the quality factor. A larger factor quantises more finely; 16 gives the standard tables.
@@ -113,7 +113,7 @@ VIQ_API uint32_t VIQ_JPEG_set_image(uint32_t hInImage, uint32_t hJpegImage);
  * @par Errors
  * - VIQ_ERR_PARAMETER "Q factor of range"
  */
-VIQ_API uint32_t VIQ_JPEG_set_Quality_factor(uint32_t hImage, uint16_t wFactor);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_Quality_factor(uint32_t hImage, uint16_t wFactor);
 
 /**
  * Sets the quality factor to 800 / wFactor, rounded down. A larger value quantises more coarsely;
@@ -124,7 +124,7 @@ VIQ_API uint32_t VIQ_JPEG_set_Quality_factor(uint32_t hImage, uint16_t wFactor);
  * @par Errors
  * - VIQ_ERR_PARAMETER "Q factor of range"
  */
-VIQ_API uint32_t VIQ_JPEG_set_Quantization_factor(uint32_t hImage, uint16_t wFactor);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_Quantization_factor(uint32_t hImage, uint16_t wFactor);
 
 /**
  * Computes quantisation tables 0 (luminance) and 1 (chrominance) and their reciprocals: the tables
@@ -134,7 +134,7 @@ VIQ_API uint32_t VIQ_JPEG_set_Quantization_factor(uint32_t hImage, uint16_t wFac
  * @par Errors
  * - VIQ_ERR_PARAMETER "Q factor of range": the quality factor of the record is 0
  */
-VIQ_API uint32_t VIQ_JPEG_make_Q_tables(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_make_Q_tables(uint32_t hImage);
 
 /**
  * Makes the compression of pictures spend time on smaller files. Every decoder decodes them.
@@ -165,7 +165,7 @@ VIQ_API uint32_t VIQ_JPEG_set_optimisation(uint32_t hImage, uint16_t wLevel);
 VIQ_API uint32_t VIQ_JPEG_get_optimisation(uint32_t hImage);
 
 /** Sets the four Huffman tables to the tables K.3 to K.6 of JPEG Annex K. */
-VIQ_API uint32_t VIQ_JPEG_set_default_H_tables(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_default_H_tables(uint32_t hImage);
 
 /**
  * Builds the code tables of the process from the Huffman tables of the record: those of number 0,
@@ -176,7 +176,7 @@ VIQ_API uint32_t VIQ_JPEG_set_default_H_tables(uint32_t hImage);
  * - VIQ_ERR_CORRUPT "Corrupt Huffman table": more than 256 symbols, or more codes of a length than
  *   exist
  */
-VIQ_API uint32_t VIQ_JPEG_generate_H_codetable_LUTs(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_generate_H_codetable_LUTs(uint32_t hImage);
 
 /**
  * Builds the decoding tables of the process from the code tables that
@@ -187,7 +187,7 @@ VIQ_API uint32_t VIQ_JPEG_generate_H_codetable_LUTs(uint32_t hImage);
  * @par Errors
  * - VIQ_ERR_MEMORY ""
  */
-VIQ_API uint32_t VIQ_JPEG_generate_Huffman_decode_tables(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_generate_Huffman_decode_tables(uint32_t hImage);
 
 /**
  * Returns a field of the record.
@@ -197,13 +197,13 @@ VIQ_API uint32_t VIQ_JPEG_generate_Huffman_decode_tables(uint32_t hImage);
  * @par Errors
  * - VIQ_ERR_PARAMETER "Unknown parameter"
  */
-VIQ_API uint32_t VIQ_JPEG_get_parameter(uint32_t hImage, uint16_t wId);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_get_parameter(uint32_t hImage, uint16_t wId);
 
 /**
  * Copies the record, the data length included, except the file and the data pointers. Error:
  * VIQ_ERR_HANDLE "" also for an image without a record.
  */
-VIQ_API uint32_t VIQ_JPEG_copy_parameters(uint32_t hFrom, uint32_t hTo);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_copy_parameters(uint32_t hFrom, uint32_t hTo);
 
 /**
  * Allocates the buffer of the coded data. Its size is the length of the open file, made even, or
@@ -214,22 +214,22 @@ VIQ_API uint32_t VIQ_JPEG_copy_parameters(uint32_t hFrom, uint32_t hTo);
  * @par Errors
  * - VIQ_ERR_MEMORY|size ""
  */
-VIQ_API uint32_t VIQ_JPEG_malloc_data(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_malloc_data(uint32_t hImage);
 
 /**
  * Allocates dwBytes bytes for the coded data. The image is not checked. A locked buffer of the
  * caller is kept, and dwBytes is its size from now on.
  */
-VIQ_API uint32_t VIQ_JPEG_malloc_N_bytes_data(uint32_t hImage, uint32_t dwBytes);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_malloc_N_bytes_data(uint32_t hImage, uint32_t dwBytes);
 
 /** Frees the coded data and sets its length to 0; nothing happens if VIQ_FLAG_LOCKED is set. */
-VIQ_API uint32_t VIQ_JPEG_free_data(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_free_data(uint32_t hImage);
 
 /**
  * Frees the record with its data and closes its file, as VIQ_image_destroy does. An image without a
  * record is not an error.
  */
-VIQ_API uint32_t VIQ_JPEG_destroy_Tjpeg(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_destroy_Tjpeg(uint32_t hImage);
 
 /** @} */
 
@@ -261,7 +261,7 @@ VIQ_API uint32_t VIQ_JPEG_destroy_Tjpeg(uint32_t hImage);
  *   that does not use all symbols; reported as "VIQ_JPEG_compress_1_strip"
  * - VIQ_ERR_MEMORY|size "": also if a locked buffer is too small
  */
-VIQ_API uint32_t VIQ_JPEG_compress(uint32_t hInImage, uint32_t hJpegImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_compress(uint32_t hInImage, uint32_t hJpegImage);
 
 /**
  * Compresses the next strip of a picture. The JPEG image receives the coded data of the strip alone
@@ -291,7 +291,8 @@ VIQ_API uint32_t VIQ_JPEG_compress(uint32_t hInImage, uint32_t hJpegImage);
  *
  * An error ends the picture.
  */
-VIQ_API uint32_t VIQ_JPEG_compress_strip(uint32_t hInImage, uint32_t hJpegImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_compress_strip(uint32_t hInImage, uint32_t hJpegImage,
+                                                  uint16_t wMode);
 
 /**
  * Reads a picture, compresses it and delivers it. The picture must come as one strip. Other modes
@@ -304,8 +305,8 @@ VIQ_API uint32_t VIQ_JPEG_compress_strip(uint32_t hInImage, uint32_t hJpegImage,
  * @param wInMode    1 or 2
  * @param wOutMode   1 or 2
  */
-VIQ_API uint32_t VIQ_JPEG_compress_image_to_image(uint32_t hInImage, uint32_t hOutImage,
-                                                  uint16_t wInMode, uint16_t wOutMode);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_compress_image_to_image(uint32_t hInImage, uint32_t hOutImage,
+                                                           uint16_t wInMode, uint16_t wOutMode);
 
 /**
  * Pads a picture to a multiple of 8 lines and of 8 (VIQ_Y8) or 16 columns (other formats), by
@@ -319,7 +320,7 @@ VIQ_API uint32_t VIQ_JPEG_compress_image_to_image(uint32_t hInImage, uint32_t hO
  * - VIQ_ERR_CORRUPT "Image has no size"
  * - VIQ_ERR_CORRUPT|detail "hPaddedImage is corrupt": the code of VIQ_image_check
  */
-VIQ_API uint32_t VIQ_pad_to_MCU_1_strip(uint32_t hInImage, uint32_t hPaddedImage);
+VIQ_API uint32_t VIQ_CALL VIQ_pad_to_MCU_1_strip(uint32_t hInImage, uint32_t hPaddedImage);
 
 /** @} */
 
@@ -370,7 +371,8 @@ VIQ_API uint32_t VIQ_pad_to_MCU_1_strip(uint32_t hInImage, uint32_t hPaddedImage
  *   order", "Image too large for its data" (more than 4 blocks a byte); VIQ_ERR_STATE "JPEG data
  *   changed during the decode"
  */
-VIQ_API uint32_t VIQ_JPEG_decompress(uint32_t hJpegImage, uint32_t hOutImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_decompress(uint32_t hJpegImage, uint32_t hOutImage,
+                                              uint16_t wMode);
 
 /**
  * Decompresses a whole JPEG image strip by strip and delivers the picture, as VIQ_YUV422 if the
@@ -384,8 +386,9 @@ VIQ_API uint32_t VIQ_JPEG_decompress(uint32_t hJpegImage, uint32_t hOutImage, ui
  * @param wOutMode    1: the output becomes a memory image. Other values are a file format
  *     (VIQ_FILE_...) in which the strips are written to the output file of the JPEG image.
  */
-VIQ_API uint32_t VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage, uint32_t hOutImage,
-                                                    uint16_t wInMode, uint16_t wOutMode);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage,
+                                                             uint32_t hOutImage, uint16_t wInMode,
+                                                             uint16_t wOutMode);
 
 /** @} */
 
@@ -416,7 +419,7 @@ VIQ_API uint32_t VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage, uint32_
  * - VIQ_ERR_SYSTEM "Failed to write to file"
  * - VIQ_ERR_CLOSE "Failed to close file"
  */
-VIQ_API uint32_t VIQ_JPEG_file_write(uint32_t hJpegImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_file_write(uint32_t hJpegImage, uint16_t wMode);
 
 /**
  * Writes a JPEG image to memory, as VIQ_JPEG_file_write does to a file, with the errors of that
@@ -429,8 +432,8 @@ VIQ_API uint32_t VIQ_JPEG_file_write(uint32_t hJpegImage, uint16_t wMode);
  * @param pdwLength   the first call sets it to the bytes written, later calls add to it
  * @param wMode       VIQ_STRIP_NEXT, VIQ_STRIP_FINISH or VIQ_JPEG_SEPARATOR
  */
-VIQ_API uint32_t VIQ_JPEG_buffer_write(uint32_t hJpegImage, uint8_t *pBuffer, uint32_t *pdwLength,
-                                       uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_buffer_write(uint32_t hJpegImage, uint8_t *pBuffer,
+                                                uint32_t *pdwLength, uint16_t wMode);
 
 /**
  * Opens the input file and reads its header up to the coded data. The file stays open in the
@@ -464,16 +467,16 @@ VIQ_API uint32_t VIQ_JPEG_buffer_write(uint32_t hJpegImage, uint8_t *pBuffer, ui
  * scans is not supported"; VIQ_ERR_CORRUPT "JPEG table is missing", "Scan of unknown components"
  * - VIQ_ERR_UNSUPPORTED "Only one scan of all components is supported"
  */
-VIQ_API uint32_t VIQ_JPEG_file_open(uint32_t hJpegImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_file_open(uint32_t hJpegImage);
 
 /**
  * Reads the input file with the coded data and up to 32 bytes of its comment. VIQ_PARAM_18 becomes
  * the number of frames. Errors: those of VIQ_JPEG_file_open; VIQ_ERR_MEMORY|size "".
  */
-VIQ_API uint32_t VIQ_JPEG_file_read(uint32_t hJpegImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_file_read(uint32_t hJpegImage);
 
 /** Closes the file of the record, if it has one. Error: VIQ_ERR_CLOSE "Failed to close file". */
-VIQ_API uint32_t VIQ_JPEG_file_close(uint32_t hJpegImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_file_close(uint32_t hJpegImage);
 
 /**
  * Reads a JPEG stream from memory, as VIQ_JPEG_file_read does from a file. Errors are those of
@@ -487,17 +490,17 @@ VIQ_API uint32_t VIQ_JPEG_file_close(uint32_t hJpegImage);
  * - VIQ_ERR_UNSUPPORTED|marker "Unrecognised marker detected"
  * - VIQ_ERR_CORRUPT "Unexpected end of JPEG stream"
  */
-VIQ_API uint32_t VIQ_JPEG_buffer_read(uint32_t hJpegImage, const uint8_t *pBuffer,
-                                      uint32_t dwLength);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_buffer_read(uint32_t hJpegImage, const uint8_t *pBuffer,
+                                               uint32_t dwLength);
 
 /** Returns the file of the record, or NULL without a report. */
-VIQ_API FILE *VIQ_JPEG_get_file_ptr(uint32_t hJpegImage);
+VIQ_API FILE *VIQ_CALL VIQ_JPEG_get_file_ptr(uint32_t hJpegImage);
 
 /**
  * Sets the file of the record. The caller closes it, or VIQ_JPEG_file_close does; no other function
  * closes a file of the caller.
  */
-VIQ_API uint32_t VIQ_JPEG_set_file_ptr(uint32_t hJpegImage, FILE *f);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_file_ptr(uint32_t hJpegImage, FILE *f);
 
 /** @} */
 
@@ -527,7 +530,8 @@ VIQ_API uint32_t VIQ_JPEG_set_file_ptr(uint32_t hJpegImage, FILE *f);
  * - VIQ_ERR_HANDLE "Output image does not exist"
  * - VIQ_ERR_MEMORY|size "": also if a locked buffer is too small
  */
-VIQ_API uint32_t VIQ_JPEG_build_image(uint32_t hJpegFrame, uint32_t hJpegOut, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_build_image(uint32_t hJpegFrame, uint32_t hJpegOut,
+                                               uint16_t wMode);
 
 /**
  * Appends a frame to a sequence, after a separator if the sequence holds data, and counts it. A
@@ -548,7 +552,7 @@ VIQ_API uint32_t VIQ_JPEG_build_image(uint32_t hJpegFrame, uint32_t hJpegOut, ui
  * - VIQ_ERR_STATE "Huffman codes lack symbols": the frame has symbols that the tables of the
  *   sequence do not contain
  */
-VIQ_API uint32_t VIQ_JPEG_sequence_build(uint32_t hJpegFrame, uint32_t hJpegSequence);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_sequence_build(uint32_t hJpegFrame, uint32_t hJpegSequence);
 
 /**
  * Counts the frames of the file that VIQ_JPEG_file_open has opened and stores their number.
@@ -558,7 +562,7 @@ VIQ_API uint32_t VIQ_JPEG_sequence_build(uint32_t hJpegFrame, uint32_t hJpegSequ
  * - VIQ_ERR_HANDLE "JPEG file not opened"
  * - VIQ_ERR_SYSTEM "Failed to read from file"
  */
-VIQ_API uint32_t VIQ_JPEG_sequence_calc_length(uint32_t hJpegImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_sequence_calc_length(uint32_t hJpegImage);
 
 /**
  * Moves the position in the data, and that of the open file, to the start of a frame.
@@ -571,7 +575,7 @@ VIQ_API uint32_t VIQ_JPEG_sequence_calc_length(uint32_t hJpegImage);
  * - VIQ_ERR_CORRUPT "Frame separator not found"
  * - VIQ_ERR_SYSTEM "Failed to read from file"
  */
-VIQ_API uint32_t VIQ_JPEG_sequence_set_start_frame(uint32_t hJpegImage, uint32_t dwFrame);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_sequence_set_start_frame(uint32_t hJpegImage, uint32_t dwFrame);
 
 /**
  * Copies one frame of a sequence in memory into another JPEG image. Every frame except the last one
@@ -585,8 +589,8 @@ VIQ_API uint32_t VIQ_JPEG_sequence_set_start_frame(uint32_t hJpegImage, uint32_t
  * - VIQ_ERR_PARAMETER "frame number > number of frames"
  * - VIQ_ERR_MEMORY|size ""
  */
-VIQ_API uint32_t VIQ_JPEG_sequence_extract_frame(uint32_t hJpegSequence, uint32_t hJpegFrame,
-                                                 uint32_t dwFrame);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_sequence_extract_frame(uint32_t hJpegSequence,
+                                                          uint32_t hJpegFrame, uint32_t dwFrame);
 
 /** @} */
 

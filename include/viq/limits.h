@@ -66,7 +66,7 @@ extern "C" {
  * @return 0, or:
  *   VIQ_ERR_PARAMETER "Unknown limit"
  */
-VIQ_API uint32_t VIQ_set_limit(uint32_t dwLimit, uint64_t qwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_set_limit(uint32_t dwLimit, uint64_t qwValue);
 
 /**
  * @param dwLimit  one of the constants above
@@ -75,7 +75,7 @@ VIQ_API uint32_t VIQ_set_limit(uint32_t dwLimit, uint64_t qwValue);
  *   VIQ_ERR_PARAMETER "Unknown limit";
  *   VIQ_ERR_PARAMETER "Null pointer"
  */
-VIQ_API uint32_t VIQ_get_limit(uint32_t dwLimit, uint64_t *pqwValue);
+VIQ_API uint32_t VIQ_CALL VIQ_get_limit(uint32_t dwLimit, uint64_t *pqwValue);
 
 /** @} */
 

@@ -62,7 +62,7 @@ enum {
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "LUT function not available for this image pixel format": an unknown type
  */
-VIQ_API uint32_t VIQ_image_conv_LUT_generate(uint32_t hImage, uint16_t wLUTType);
+VIQ_API uint32_t VIQ_CALL VIQ_image_conv_LUT_generate(uint32_t hImage, uint16_t wLUTType);
 
 /**
  * Frees a table; a missing one is not an error.
@@ -71,7 +71,7 @@ VIQ_API uint32_t VIQ_image_conv_LUT_generate(uint32_t hImage, uint16_t wLUTType)
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "LUT function not available for this image pixel format": an unknown type
  */
-VIQ_API uint32_t VIQ_image_conv_LUT_destroy(uint16_t wLUTType);
+VIQ_API uint32_t VIQ_CALL VIQ_image_conv_LUT_destroy(uint16_t wLUTType);
 
 /**
  * Writes a table to a file: its bytes in index order, without a header; words in the byte order of
@@ -87,8 +87,8 @@ VIQ_API uint32_t VIQ_image_conv_LUT_destroy(uint16_t wLUTType);
  * - VIQ_ERR_OPEN "Failed to create file"
  * - VIQ_ERR_CLOSE "Failed to close file": also if not all data reached the file
  */
-VIQ_API uint32_t VIQ_image_conv_LUT_save(uint32_t hImage, uint16_t wLUTType,
-                                         const char *pszFileName);
+VIQ_API uint32_t VIQ_CALL VIQ_image_conv_LUT_save(uint32_t hImage, uint16_t wLUTType,
+                                                  const char *pszFileName);
 
 /**
  * Reads a table from a file that VIQ_image_conv_LUT_save has written. If it fails, an existing
@@ -106,8 +106,8 @@ VIQ_API uint32_t VIQ_image_conv_LUT_save(uint32_t hImage, uint16_t wLUTType,
  * - VIQ_ERR_CORRUPT "LUT does not fit the data width", or the errors for the data width and the
  *   memory of VIQ_generate_..._LUT
  */
-VIQ_API uint32_t VIQ_image_conv_LUT_load(uint32_t hImage, uint16_t wLUTType,
-                                         const char *pszFileName);
+VIQ_API uint32_t VIQ_CALL VIQ_image_conv_LUT_load(uint32_t hImage, uint16_t wLUTType,
+                                                  const char *pszFileName);
 
 /** @name Generation and destruction by type
  * Generating an existing table replaces it. Destroying a missing one is not an error.
@@ -119,14 +119,14 @@ VIQ_API uint32_t VIQ_image_conv_LUT_load(uint32_t hImage, uint16_t wLUTType,
  * Errors: VIQ_ERR_STATE "Colourmap is NULL"; VIQ_ERR_MEMORY "Unable to generate RGB16 to paletted
  * LUT".
  */
-VIQ_API uint32_t VIQ_generate_RGB16_to_paletted_LUT(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_generate_RGB16_to_paletted_LUT(uint32_t hImage);
 
 /**
  * Generates the table VIQ_CONV_LUT_Y8_TO_PALETTED for the colourmap of the image.
  * Errors: VIQ_ERR_STATE "Colourmap is NULL"; VIQ_ERR_MEMORY "Unable to generate Y8 to paletted
  * LUT".
  */
-VIQ_API uint32_t VIQ_generate_Y8_to_paletted_LUT(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_generate_Y8_to_paletted_LUT(uint32_t hImage);
 
 /**
  * Generates the table VIQ_CONV_LUT_Y16_TO_PALETTED for the colourmap and the data width of the
@@ -134,44 +134,44 @@ VIQ_API uint32_t VIQ_generate_Y8_to_paletted_LUT(uint32_t hImage);
  * width should <= 16 (and > 8)" above 16; VIQ_ERR_STATE "Colourmap is NULL"; VIQ_ERR_MEMORY "Unable
  * to generate Y16 to paletted LUT".
  */
-VIQ_API uint32_t VIQ_generate_Y16_to_paletted_LUT(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_generate_Y16_to_paletted_LUT(uint32_t hImage);
 
 /**
  * Generates the table VIQ_CONV_LUT_YUV422_TO_RGB16.
  * Error: VIQ_ERR_MEMORY "Unable to generate YUV to RGB16 LUT".
  */
-VIQ_API uint32_t VIQ_generate_YUV422_to_RGB16_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_generate_YUV422_to_RGB16_LUT(void);
 
 /**
  * Generates the table VIQ_CONV_LUT_YUV422_TO_RGB15.
  * Error: VIQ_ERR_MEMORY "Unable to generate YUV to RGB15 LUT".
  */
-VIQ_API uint32_t VIQ_generate_YUV422_to_RGB15_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_generate_YUV422_to_RGB15_LUT(void);
 
 /**
  * Generates the table VIQ_CONV_LUT_YUV422_TO_PALETTED for the colourmap of the image.
  * Errors: VIQ_ERR_STATE "Colourmap is NULL"; VIQ_ERR_MEMORY "Unable to generate YUV to paletted
  * LUT".
  */
-VIQ_API uint32_t VIQ_generate_YUV422_to_paletted_LUT(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_generate_YUV422_to_paletted_LUT(uint32_t hImage);
 
 /** Frees the table VIQ_CONV_LUT_RGB16_TO_PALETTED. Returns 0. */
-VIQ_API uint32_t VIQ_destroy_RGB16_to_paletted_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_destroy_RGB16_to_paletted_LUT(void);
 
 /** Frees the table VIQ_CONV_LUT_Y8_TO_PALETTED. Returns 0. */
-VIQ_API uint32_t VIQ_destroy_Y8_to_paletted_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_destroy_Y8_to_paletted_LUT(void);
 
 /** Frees the table VIQ_CONV_LUT_Y16_TO_PALETTED. Returns 0. */
-VIQ_API uint32_t VIQ_destroy_Y16_to_paletted_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_destroy_Y16_to_paletted_LUT(void);
 
 /** Frees the table VIQ_CONV_LUT_YUV422_TO_RGB16. Returns 0. */
-VIQ_API uint32_t VIQ_destroy_YUV422_to_RGB16_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_destroy_YUV422_to_RGB16_LUT(void);
 
 /** Frees the table VIQ_CONV_LUT_YUV422_TO_RGB15. Returns 0. */
-VIQ_API uint32_t VIQ_destroy_YUV422_to_RGB15_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_destroy_YUV422_to_RGB15_LUT(void);
 
 /** Frees the table VIQ_CONV_LUT_YUV422_TO_PALETTED. Returns 0. */
-VIQ_API uint32_t VIQ_destroy_YUV422_to_paletted_LUT(void);
+VIQ_API uint32_t VIQ_CALL VIQ_destroy_YUV422_to_paletted_LUT(void);
 
 /** @} */
 
@@ -187,47 +187,47 @@ VIQ_API uint32_t VIQ_destroy_YUV422_to_paletted_LUT(void);
  * To VIQ_PALETTED from VIQ_RGB16, VIQ_Y8 and VIQ_Y16. A VIQ_Y16 pixel that exceeds the data width
  * receives the last entry of the table.
  */
-VIQ_API uint32_t VIQ_convert_to_paletted_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                             uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_to_paletted_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                      uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_PALETTED by the table VIQ_CONV_LUT_YUV422_TO_PALETTED. */
-VIQ_API uint32_t VIQ_YUV422_to_paletted_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                            uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_paletted_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                     uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_RGB15 by the table VIQ_CONV_LUT_YUV422_TO_RGB15. */
-VIQ_API uint32_t VIQ_YUV422_to_RGB15_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                         uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGB15_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_RGB16 by the table VIQ_CONV_LUT_YUV422_TO_RGB16. */
-VIQ_API uint32_t VIQ_YUV422_to_RGB16_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                         uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGB16_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wStripCommand);
 
 /**
  * From VIQ_YUV422 to VIQ_RGB24 by the table VIQ_CONV_LUT_YUV422_TO_RGB16, whose words are unpacked
  * as by the converters. The result is coarser than that of VIQ_YUV422_to_RGB24.
  */
-VIQ_API uint32_t VIQ_YUV422_to_RGB24_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                         uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGB24_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_BGR24, as VIQ_YUV422_to_RGB24_LUT. */
-VIQ_API uint32_t VIQ_YUV422_to_BGR24_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                         uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_BGR24_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_RGBX32, as VIQ_YUV422_to_RGB24_LUT. */
-VIQ_API uint32_t VIQ_YUV422_to_RGBX32_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                          uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_RGBX32_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                   uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_BGRX32, as VIQ_YUV422_to_RGB24_LUT. */
-VIQ_API uint32_t VIQ_YUV422_to_BGRX32_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                          uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_BGRX32_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                   uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_XBGR32, as VIQ_YUV422_to_RGB24_LUT. */
-VIQ_API uint32_t VIQ_YUV422_to_XBGR32_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                          uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_XBGR32_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                   uint16_t wStripCommand);
 
 /** From VIQ_YUV422 to VIQ_XRGB32, as VIQ_YUV422_to_RGB24_LUT. */
-VIQ_API uint32_t VIQ_YUV422_to_XRGB32_LUT(uint32_t hInImage, uint32_t hOutImage,
-                                          uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_YUV422_to_XRGB32_LUT(uint32_t hInImage, uint32_t hOutImage,
+                                                   uint16_t wStripCommand);
 
 /** @} */
 
@@ -254,7 +254,7 @@ VIQ_API uint32_t VIQ_YUV422_to_XRGB32_LUT(uint32_t hInImage, uint32_t hOutImage,
  * - VIQ_ERR_PARAMETER|2 "too many LUT elements": of 2 bytes
  * - VIQ_ERR_PARAMETER "too few LUT elements": 0
  */
-VIQ_API uint32_t VIQ_LUT_create(uint32_t dwElements, uint16_t wElementSize);
+VIQ_API uint32_t VIQ_CALL VIQ_LUT_create(uint32_t dwElements, uint16_t wElementSize);
 
 /**
  * Returns a table of uint8_t or uint16_t entries, which may be changed.
@@ -264,10 +264,10 @@ VIQ_API uint32_t VIQ_LUT_create(uint32_t dwElements, uint16_t wElementSize);
  * @return the table, which stays part of the object; NULL without a report for any other mask or
  *     handle
  */
-VIQ_API void *VIQ_LUT_get_ptr(uint32_t hLut, uint16_t wMask);
+VIQ_API void *VIQ_CALL VIQ_LUT_get_ptr(uint32_t hLut, uint16_t wMask);
 
 /** Frees an object, or all of them with VIQ_ALL_IMAGES. Returns 0, also for an unused handle. */
-VIQ_API uint32_t VIQ_LUT_destroy(uint32_t hLut);
+VIQ_API uint32_t VIQ_CALL VIQ_LUT_destroy(uint32_t hLut);
 
 /**
  * Maps the pixels of the current strip.
@@ -292,8 +292,8 @@ VIQ_API uint32_t VIQ_LUT_destroy(uint32_t hLut);
  *   format
  * - VIQ_ERR_UNSUPPORTED "YUV422 image must be an even width"
  */
-VIQ_API uint32_t VIQ_LUT_apply(uint32_t hInImage, uint32_t hOutImage, uint32_t hLut,
-                               uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_LUT_apply(uint32_t hInImage, uint32_t hOutImage, uint32_t hLut,
+                                        uint16_t wMode);
 
 /**
  * Fills the tables from settings in percent, of which 100 is neutral. If all are 100, every table
@@ -313,8 +313,9 @@ VIQ_API uint32_t VIQ_LUT_apply(uint32_t hInImage, uint32_t hOutImage, uint32_t h
  * @param gain3       gain of table 3, clamped to 0..200
  * @param gain4       gain of table 4, clamped to 0..200
  */
-VIQ_API uint32_t VIQ_LUT_generate(uint32_t hLut, int16_t brightness, int16_t contrast,
-                                  int16_t gamma, int16_t gain2, int16_t gain3, int16_t gain4);
+VIQ_API uint32_t VIQ_CALL VIQ_LUT_generate(uint32_t hLut, int16_t brightness, int16_t contrast,
+                                           int16_t gamma, int16_t gain2, int16_t gain3,
+                                           int16_t gain4);
 
 /** @} */
 

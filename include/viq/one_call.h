@@ -56,7 +56,7 @@ enum { VIQ_FILE_WAVELET_SMALL = 0x10C };
  *   VIQ_WVLT_file_read and VIQ_WVLT_decompress
  * - the errors of VIQ_convert_as and VIQ_image_create
  */
-VIQ_API uint32_t VIQ_open_as(const char *pszFileName, uint16_t wFormat);
+VIQ_API uint32_t VIQ_CALL VIQ_open_as(const char *pszFileName, uint16_t wFormat);
 
 /**
  * Opens a picture in memory as VIQ_open_as does a file: the same formats, results and errors.
@@ -71,7 +71,7 @@ VIQ_API uint32_t VIQ_open_as(const char *pszFileName, uint16_t wFormat);
  * - VIQ_ERR_MEMORY "": more bytes than the address space
  * - the errors of VIQ_open_as
  */
-VIQ_API uint32_t VIQ_decode_as(const uint8_t *pData, uint64_t qwSize, uint16_t wFormat);
+VIQ_API uint32_t VIQ_CALL VIQ_decode_as(const uint8_t *pData, uint64_t qwSize, uint16_t wFormat);
 
 /**
  * Converts a whole picture to a pixel format, in several steps if no converter does it in one.
@@ -100,7 +100,7 @@ VIQ_API uint32_t VIQ_decode_as(const uint8_t *pData, uint64_t qwSize, uint16_t w
  * - VIQ_ERR_UNSUPPORTED|format "Unsupported image format": no way from or to this format
  * - the errors of the converters
  */
-VIQ_API uint32_t VIQ_convert_as(uint32_t hImage, uint16_t wFormat);
+VIQ_API uint32_t VIQ_CALL VIQ_convert_as(uint32_t hImage, uint16_t wFormat);
 
 /**
  * Saves a picture in the file format that the extension of the file name selects, in upper or lower
@@ -117,7 +117,7 @@ VIQ_API uint32_t VIQ_convert_as(uint32_t hImage, uint16_t wFormat);
  * - VIQ_ERR_SYSTEM "Failed to replace file"
  * - the errors of VIQ_encode
  */
-VIQ_API uint32_t VIQ_save(uint32_t hImage, const char *pszFileName, uint16_t wQuality);
+VIQ_API uint32_t VIQ_CALL VIQ_save(uint32_t hImage, const char *pszFileName, uint16_t wQuality);
 
 /**
  * Writes a picture to memory as the contents of a file. A picture in a pixel format that the file
@@ -144,8 +144,8 @@ VIQ_API uint32_t VIQ_save(uint32_t hImage, const char *pszFileName, uint16_t wQu
  *   of range"
  * - the errors of VIQ_convert_as, VIQ_JPEG_compress, VIQ_WVLT_compress and of the writer
  */
-VIQ_API uint32_t VIQ_encode(uint32_t hImage, uint16_t wFileFormat, uint16_t wQuality,
-                            uint8_t **ppData, uint64_t *pqwSize);
+VIQ_API uint32_t VIQ_CALL VIQ_encode(uint32_t hImage, uint16_t wFileFormat, uint16_t wQuality,
+                                     uint8_t **ppData, uint64_t *pqwSize);
 
 /** @} */
 

@@ -54,8 +54,8 @@ extern "C" {
  * - VIQ_ERR_PARAMETER "Rectangle outside the image": a negative position, an empty size, or no
  *   pixel inside the image
  */
-VIQ_API uint32_t VIQ_IP_crop(uint32_t hInImage, uint32_t hOutImage, int16_t x, int16_t y,
-                             int16_t width, int16_t height, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_crop(uint32_t hInImage, uint32_t hOutImage, int16_t x, int16_t y,
+                                      int16_t width, int16_t height, uint16_t wMode);
 
 /**
  * Copies an image into another one of the same format. Both hold the whole picture. The size of a
@@ -77,8 +77,8 @@ VIQ_API uint32_t VIQ_IP_crop(uint32_t hInImage, uint32_t hOutImage, int16_t x, i
  * - VIQ_ERR_UNSUPPORTED "Trying to insert image too low"
  * - VIQ_ERR_UNSUPPORTED "Images do not match": an image holds fewer lines than its height
  */
-VIQ_API uint32_t VIQ_IP_image_insert(uint32_t hInImage, uint32_t hInsertImage, uint32_t x,
-                                     uint32_t y);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_image_insert(uint32_t hInImage, uint32_t hInsertImage, uint32_t x,
+                                              uint32_t y);
 
 /**
  * Reduces the size to width div factor and height div factor, without averaging: the first of every
@@ -95,8 +95,8 @@ VIQ_API uint32_t VIQ_IP_image_insert(uint32_t hInImage, uint32_t hInsertImage, u
  * - VIQ_ERR_UNSUPPORTED "Unsupported sub-sampling factor": 0
  * - VIQ_ERR_UNSUPPORTED "YUV422 image must be an even width": the output
  */
-VIQ_API uint32_t VIQ_IP_subsample(uint32_t hInImage, uint32_t hOutImage, uint16_t wFactor,
-                                  uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_subsample(uint32_t hInImage, uint32_t hOutImage, uint16_t wFactor,
+                                           uint16_t wMode);
 
 /**
  * Repeats each pixel wFactor times along the line and each line wFactor times. Formats as in
@@ -112,8 +112,8 @@ VIQ_API uint32_t VIQ_IP_subsample(uint32_t hInImage, uint32_t hOutImage, uint16_
  * - VIQ_ERR_UNSUPPORTED "YUV422 image must be an even width"
  * - VIQ_ERR_PARAMETER "Output image too large": 2^32 columns or lines or more
  */
-VIQ_API uint32_t VIQ_IP_pixel_rep(uint32_t hInImage, uint32_t hOutImage, uint16_t wFactor,
-                                  uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_pixel_rep(uint32_t hInImage, uint32_t hOutImage, uint16_t wFactor,
+                                           uint16_t wMode);
 
 /**
  * Scales VIQ_RGB24 or VIQ_Y8 with bilinear interpolation. Positions have 13 fractional bits; the
@@ -142,8 +142,8 @@ VIQ_API uint32_t VIQ_IP_pixel_rep(uint32_t hInImage, uint32_t hOutImage, uint16_
  *   strip. The strip is not consumed; call again with a taller one.
  * - VIQ_ERR_MEMORY "Malloc fail - no memory?"
  */
-VIQ_API uint32_t VIQ_IP_scale(uint32_t hInImage, uint32_t hOutImage, uint32_t dwWidth,
-                              uint32_t dwHeight, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_scale(uint32_t hInImage, uint32_t hOutImage, uint32_t dwWidth,
+                                       uint32_t dwHeight, uint16_t wMode);
 
 /**
  * Rotates a picture, which is held as one strip, clockwise. At 90 and 270 degrees each pair of
@@ -159,7 +159,8 @@ VIQ_API uint32_t VIQ_IP_scale(uint32_t hInImage, uint32_t hOutImage, uint32_t dw
  *   the height
  * - VIQ_ERR_CORRUPT "No image data": the image does not hold the whole picture
  */
-VIQ_API uint32_t VIQ_IP_rotate_image(uint32_t hInImage, uint32_t hOutImage, uint16_t wAngle);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_rotate_image(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wAngle);
 
 /**
  * Reverses every line. The luma of VIQ_YUV422 is reversed by pixels and the chroma by pairs.
@@ -174,7 +175,8 @@ VIQ_API uint32_t VIQ_IP_rotate_image(uint32_t hInImage, uint32_t hOutImage, uint
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format"
  * - VIQ_ERR_UNSUPPORTED "YUV422 image must be an even width"
  */
-VIQ_API uint32_t VIQ_IP_mirror_image(uint32_t hInImage, uint32_t hOutImage, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_mirror_image(uint32_t hInImage, uint32_t hOutImage,
+                                              uint16_t wMode);
 
 /**
  * Copies the input and mirrors a rectangle of the copy left to right; works in place. Rectangle,
@@ -182,8 +184,8 @@ VIQ_API uint32_t VIQ_IP_mirror_image(uint32_t hInImage, uint32_t hOutImage, uint
  * VIQ_image_copy, which report under their own names, and the code of VIQ_image_create with
  * "VIQ_image_create(hCropImage) failed" or "VIQ_image_create(hMirroredImage) failed".
  */
-VIQ_API uint32_t VIQ_IP_mirror(uint32_t hInImage, uint32_t hOutImage, int16_t x, int16_t y,
-                               int16_t width, int16_t height, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_mirror(uint32_t hInImage, uint32_t hOutImage, int16_t x, int16_t y,
+                                        int16_t width, int16_t height, uint16_t wMode);
 
 /**
  * Extracts the pixels of a disc from a VIQ_YUV422 image into an image of 2 radius x 2 radius. A
@@ -203,8 +205,9 @@ VIQ_API uint32_t VIQ_IP_mirror(uint32_t hInImage, uint32_t hOutImage, int16_t x,
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format"
  * - VIQ_ERR_PARAMETER "Radius is 0"
  */
-VIQ_API uint32_t VIQ_IP_extract_region(uint32_t hInImage, uint32_t hOutImage, uint16_t wShape,
-                                       int16_t cx, int16_t cy, uint16_t wRadius, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_extract_region(uint32_t hInImage, uint32_t hOutImage,
+                                                uint16_t wShape, int16_t cx, int16_t cy,
+                                                uint16_t wRadius, uint16_t wMode);
 
 /** @} */
 
@@ -213,10 +216,10 @@ VIQ_API uint32_t VIQ_IP_extract_region(uint32_t hInImage, uint32_t hOutImage, ui
  */
 
 /** Sets all counters to 0. Error: VIQ_ERR_PARAMETER "Histogram structure is NULL". */
-VIQ_API uint32_t VIQ_IP_histogram_clear(tVIQ_Histogram *pHistogram);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_histogram_clear(tVIQ_Histogram *pHistogram);
 
 /** Copies all counters. Error: VIQ_ERR_PARAMETER "Histogram structure is NULL". */
-VIQ_API uint32_t VIQ_IP_histogram_copy(const tVIQ_Histogram *pFrom, tVIQ_Histogram *pTo);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_histogram_copy(const tVIQ_Histogram *pFrom, tVIQ_Histogram *pTo);
 
 /**
  * Counts the pixels of a VIQ_HSI image strip by strip. The first strip clears the histogram; each
@@ -229,8 +232,8 @@ VIQ_API uint32_t VIQ_IP_histogram_copy(const tVIQ_Histogram *pFrom, tVIQ_Histogr
  * - VIQ_ERR_PARAMETER "Histogram structure is NULL"
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format"
  */
-VIQ_API uint32_t VIQ_IP_histogram_generate(uint32_t hInImage, tVIQ_Histogram *pHistogram,
-                                           uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_histogram_generate(uint32_t hInImage, tVIQ_Histogram *pHistogram,
+                                                    uint16_t wMode);
 
 /**
  * Smooths each array of bins with the kernel 1, 2, 1 over 4. The first and the last bin of each
@@ -242,7 +245,7 @@ VIQ_API uint32_t VIQ_IP_histogram_generate(uint32_t hInImage, tVIQ_Histogram *pH
  * - VIQ_ERR_PARAMETER "Histogram structure(s) is NULL"
  * - VIQ_ERR_UNSUPPORTED "Only 0th order currently supported": another order
  */
-VIQ_API uint32_t VIQ_IP_histogram_filter(tVIQ_Histogram *pHistogram, uint16_t wOrder);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_histogram_filter(tVIQ_Histogram *pHistogram, uint16_t wOrder);
 
 /**
  * Compares one plane of two histograms. With m the total of A div 360 (hue) or 256, S the sum of
@@ -257,15 +260,16 @@ VIQ_API uint32_t VIQ_IP_histogram_filter(tVIQ_Histogram *pHistogram, uint16_t wO
  * - VIQ_ERR_PARAMETER|1 "Only planes 1,2 and 3 are acceptable"
  * - VIQ_ERR_INTERNAL|3 "Result not within 0 to 100 limits"
  */
-VIQ_API uint32_t VIQ_IP_histogram_match(const tVIQ_Histogram *pA, const tVIQ_Histogram *pB,
-                                        uint16_t wPlane, uint32_t *pdwResult);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_histogram_match(const tVIQ_Histogram *pA, const tVIQ_Histogram *pB,
+                                                 uint16_t wPlane, uint32_t *pdwResult);
 
 /**
  * Applies two thresholds to VIQ_Y8: values of at least wUpper become 255, values below wLower
  * become 0, others are kept. Error: VIQ_ERR_UNSUPPORTED "Unsupported image format".
  */
-VIQ_API uint32_t VIQ_IP_threshold_grayscale(uint32_t hInImage, uint32_t hOutImage, uint16_t wUpper,
-                                            uint16_t wLower, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_threshold_grayscale(uint32_t hInImage, uint32_t hOutImage,
+                                                     uint16_t wUpper, uint16_t wLower,
+                                                     uint16_t wMode);
 
 /** @} */
 
@@ -287,8 +291,8 @@ VIQ_API uint32_t VIQ_IP_threshold_grayscale(uint32_t hInImage, uint32_t hOutImag
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "Supports RGB24 & Y8 only"
  */
-VIQ_API uint32_t VIQ_IP_filter_3x3(uint32_t hInImage, uint32_t hOutImage, const int32_t *pKernel,
-                                   uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_filter_3x3(uint32_t hInImage, uint32_t hOutImage,
+                                            const int32_t *pKernel, uint16_t wMode);
 
 /**
  * Computes the references of VIQ_IP_ShadingCorrection from VIQ_Y16 images of black and white of one
@@ -307,9 +311,10 @@ VIQ_API uint32_t VIQ_IP_filter_3x3(uint32_t hInImage, uint32_t hOutImage, const 
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format"
  * - VIQ_ERR_UNSUPPORTED "Images do not match"
  */
-VIQ_API uint32_t VIQ_IP_ShadingCorrection_Generate(uint32_t hBlackRefImage, uint32_t hWhiteRefImage,
-                                                   uint32_t hOffsetRefImage,
-                                                   uint32_t hGainRefImage);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_ShadingCorrection_Generate(uint32_t hBlackRefImage,
+                                                            uint32_t hWhiteRefImage,
+                                                            uint32_t hOffsetRefImage,
+                                                            uint32_t hGainRefImage);
 
 /**
  * Corrects the lines that a VIQ_Y16 image holds: (gain x (pixel - offset)) >> 12, clamped to
@@ -317,8 +322,9 @@ VIQ_API uint32_t VIQ_IP_ShadingCorrection_Generate(uint32_t hBlackRefImage, uint
  * in a buffer of the library. Errors as in VIQ_IP_ShadingCorrection_Generate, with "Corrupt image -
  * hInImage" and "Corrupt image - hOutImage".
  */
-VIQ_API uint32_t VIQ_IP_ShadingCorrection(uint32_t hInImage, uint32_t hOutImage,
-                                          uint32_t hOffsetRefImage, uint32_t hGainRefImage);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_ShadingCorrection(uint32_t hInImage, uint32_t hOutImage,
+                                                   uint32_t hOffsetRefImage,
+                                                   uint32_t hGainRefImage);
 
 /**
  * Measures motion: how far the correlation c of a frame with a reference differs from that of the
@@ -339,8 +345,9 @@ VIQ_API uint32_t VIQ_IP_ShadingCorrection(uint32_t hInImage, uint32_t hOutImage,
  * - VIQ_ERR_UNSUPPORTED "Images do not match"
  * - VIQ_ERR_PARAMETER "Step is 0"
  */
-VIQ_API uint32_t VIQ_IP_motion_detect(uint32_t hImage, uint32_t hRefImage, uint32_t dwThreshold,
-                                      uint32_t dwStep, uint32_t *pdwResult);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_motion_detect(uint32_t hImage, uint32_t hRefImage,
+                                               uint32_t dwThreshold, uint32_t dwStep,
+                                               uint32_t *pdwResult);
 
 /**
  * Averages a VIQ_HSI or VIQ_Y8 image strip by strip. The first strip sets the record to 0. VIQ_HSI:
@@ -355,8 +362,8 @@ VIQ_API uint32_t VIQ_IP_motion_detect(uint32_t hImage, uint32_t hRefImage, uint3
  * - VIQ_ERR_PARAMETER "tVIQ_Average structure pointer is NULL"
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format"
  */
-VIQ_API uint32_t VIQ_IP_generate_averages(uint32_t hInImage, tVIQ_Average *pAverage,
-                                          uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_IP_generate_averages(uint32_t hInImage, tVIQ_Average *pAverage,
+                                                   uint16_t wMode);
 
 /** @} */
 
@@ -382,8 +389,8 @@ VIQ_API uint32_t VIQ_IP_generate_averages(uint32_t hInImage, tVIQ_Average *pAver
  * - VIQ_ERR_UNSUPPORTED "Fields are different": format, size or stride, or the second field has
  *   fewer lines per strip
  */
-VIQ_API uint32_t VIQ_SPL_2fields_to_frame(uint32_t hInImage, uint32_t hSecondField,
-                                          uint32_t hOutImage, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_2fields_to_frame(uint32_t hInImage, uint32_t hSecondField,
+                                                   uint32_t hOutImage, uint16_t wStripCommand);
 
 /**
  * Makes a frame of twice the height from one field of VIQ_Y8, VIQ_YUV422 or VIQ_RGB24. The field is
@@ -408,8 +415,8 @@ VIQ_API uint32_t VIQ_SPL_2fields_to_frame(uint32_t hInImage, uint32_t hSecondFie
  * - VIQ_ERR_UNSUPPORTED|format "Supports Y8, YUV422 and RGB24 only"
  * - VIQ_ERR_UNSUPPORTED|scheme "Invalid Interpolation Scheme"
  */
-VIQ_API uint32_t VIQ_SPL_field_to_frame(uint32_t hInImage, uint32_t hOutImage, uint16_t wScheme,
-                                        uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_field_to_frame(uint32_t hInImage, uint32_t hOutImage,
+                                                 uint16_t wScheme, uint16_t wStripCommand);
 
 /**
  * Interleaves the top half and the bottom half of a picture, which is held as one strip and whose
@@ -423,8 +430,8 @@ VIQ_API uint32_t VIQ_SPL_field_to_frame(uint32_t hInImage, uint32_t hOutImage, u
  * - VIQ_ERR_UNSUPPORTED "Field order ID not set up"
  * - VIQ_ERR_UNSUPPORTED "Can only process full image"
  */
-VIQ_API uint32_t VIQ_SPL_interlace_frame(uint32_t hInImage, uint32_t hOutImage,
-                                         uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_interlace_frame(uint32_t hInImage, uint32_t hOutImage,
+                                                  uint16_t wStripCommand);
 
 /** @} */
 
@@ -438,8 +445,8 @@ VIQ_API uint32_t VIQ_SPL_interlace_frame(uint32_t hInImage, uint32_t hOutImage,
  * one after another without padding, so that lines of odd width are skewed; the rest is 0.
  * Error: VIQ_ERR_UNSUPPORTED "Unsupported image format".
  */
-VIQ_API uint32_t VIQ_SPL_Data32_to_Y8(uint32_t hInImage, uint32_t hOutImage, uint32_t dwShift,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_Data32_to_Y8(uint32_t hInImage, uint32_t hOutImage,
+                                               uint32_t dwShift, uint16_t wStripCommand);
 
 /**
  * Converts one byte of each VIQ_RGBX32, VIQ_BGRX32 or VIQ_XBGR32 pixel to VIQ_Y8.
@@ -452,30 +459,30 @@ VIQ_API uint32_t VIQ_SPL_Data32_to_Y8(uint32_t hInImage, uint32_t hOutImage, uin
  * - VIQ_ERR_UNSUPPORTED "Unsupported image format": also for VIQ_XRGB32
  * - VIQ_ERR_PARAMETER "Byte number out of range"
  */
-VIQ_API uint32_t VIQ_SPL_XXXX32_to_Y8(uint32_t hInImage, uint32_t hOutImage, uint32_t dwByteNumber,
-                                      uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_XXXX32_to_Y8(uint32_t hInImage, uint32_t hOutImage,
+                                               uint32_t dwByteNumber, uint16_t wStripCommand);
 
 /**
  * Shows Y, U and V of each VIQ_YUV422 pixel as red, green and blue of VIQ_RGB24. Errors:
  * VIQ_ERR_UNSUPPORTED "Unsupported image format", "YUV422 image must be an even width".
  */
-VIQ_API uint32_t VIQ_SPL_YUV422_to_RGB_pseudo_colour(uint32_t hInImage, uint32_t hOutImage,
-                                                     uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_YUV422_to_RGB_pseudo_colour(uint32_t hInImage, uint32_t hOutImage,
+                                                              uint16_t wStripCommand);
 
 /**
  * Shows hue x 253 / 360, saturation and intensity of each VIQ_HSI pixel as red, green and blue of
  * VIQ_RGB24. Error: VIQ_ERR_UNSUPPORTED "Unsupported image format".
  */
-VIQ_API uint32_t VIQ_SPL_HSI_to_RGB_pseudo_colour(uint32_t hInImage, uint32_t hOutImage,
-                                                  uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_HSI_to_RGB_pseudo_colour(uint32_t hInImage, uint32_t hOutImage,
+                                                           uint16_t wStripCommand);
 
 /**
  * Shows VIQ_Y8 as VIQ_RGB16: with t = 2 v below 128 and 511 - 2 v from there on, red is v >> 3,
  * green t >> 2 and blue (255 - v) >> 3. dwOption is ignored. Error: VIQ_ERR_UNSUPPORTED "Image
  * format must be VIQ_Y8".
  */
-VIQ_API uint32_t VIQ_SPL_Y8_to_pseudo_colour(uint32_t hInImage, uint32_t hOutImage,
-                                             uint32_t dwOption, uint16_t wStripCommand);
+VIQ_API uint32_t VIQ_CALL VIQ_SPL_Y8_to_pseudo_colour(uint32_t hInImage, uint32_t hOutImage,
+                                                      uint32_t dwOption, uint16_t wStripCommand);
 
 /** @} */
 

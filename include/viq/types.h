@@ -27,6 +27,16 @@
 #define VIQ_API
 #endif
 
+/** @def VIQ_CALL
+ * The calling convention of all functions, whatever the default of the compiler is. Declare error
+ * handlers with it.
+ */
+#if defined(_WIN32) && !defined(_WIN64)
+#define VIQ_CALL __cdecl
+#else
+#define VIQ_CALL
+#endif
+
 /** Version of the interface. The parameter VIQ_LIBRARY_VERSION returns that of the library. */
 #define VIQ_VERSION 0x00042006u
 
@@ -210,8 +220,8 @@ enum {
  * @param pszMessage   detail text, possibly empty, never NULL
  * @return a value that VIQ_ErrProcess returns; the library ignores it
  */
-typedef uint32_t (*VIQ_ErrHandler)(uint32_t dwModule, const char *pszFunction, uint32_t dwCode,
-                                   const char *pszMessage);
+typedef uint32_t(VIQ_CALL *VIQ_ErrHandler)(uint32_t dwModule, const char *pszFunction,
+                                           uint32_t dwCode, const char *pszMessage);
 
 /** The error record of a module. */
 typedef struct {

@@ -44,10 +44,10 @@ extern "C" {
  * @par Errors
  * - VIQ_ERR_PARAMETER "Invalid compression type"
  */
-VIQ_API uint32_t VIQ_WVLT_image_create(uint16_t wType);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_image_create(uint16_t wType);
 
 /** Frees the wavelet record with its modules and buffers, and destroys the image. */
-VIQ_API uint32_t VIQ_WVLT_image_destroy(uint32_t hWvlt);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_image_destroy(uint32_t hWvlt);
 
 /**
  * Sets the quality. It takes effect with the next compression.
@@ -57,7 +57,7 @@ VIQ_API uint32_t VIQ_WVLT_image_destroy(uint32_t hWvlt);
  * @par Errors
  * - VIQ_ERR_PARAMETER|quality "Q factor out of range"
  */
-VIQ_API uint32_t VIQ_WVLT_set_Quality_factor(uint32_t hWvlt, uint16_t wQuality);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_set_Quality_factor(uint32_t hWvlt, uint16_t wQuality);
 
 /**
  * Sets the number of wavelet decompositions. A level is decomposed only if both of its sides are at
@@ -68,7 +68,7 @@ VIQ_API uint32_t VIQ_WVLT_set_Quality_factor(uint32_t hWvlt, uint16_t wQuality);
  * @par Errors
  * - VIQ_ERR_PARAMETER|subbands "Subbands out of range"
  */
-VIQ_API uint32_t VIQ_WVLT_set_subbands(uint32_t hWvlt, uint16_t wSubbands);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_set_subbands(uint32_t hWvlt, uint16_t wSubbands);
 
 /**
  * Compresses a picture into a wavelet image, which receives the parameters of the picture, its file
@@ -89,7 +89,7 @@ VIQ_API uint32_t VIQ_WVLT_set_subbands(uint32_t hWvlt, uint16_t wSubbands);
  *   "GetSettings"
  * - VIQ_ERR_UNSUPPORTED|type "Unsupported compressor output type": reported as "InfoToImage"
  */
-VIQ_API uint32_t VIQ_WVLT_compress(uint32_t hInImage, uint32_t hWvlt, uint32_t dwMode);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_compress(uint32_t hInImage, uint32_t hWvlt, uint32_t dwMode);
 
 /**
  * Decompresses a wavelet image into an ordinary image, which holds the whole picture with a line
@@ -109,7 +109,7 @@ VIQ_API uint32_t VIQ_WVLT_compress(uint32_t hInImage, uint32_t hWvlt, uint32_t d
  * - VIQ_ERR_UNSUPPORTED "Unsupported source image type"
  * - VIQ_ERR_CORRUPT "Corrupt WVLT stream"
  */
-VIQ_API uint32_t VIQ_WVLT_decompress(uint32_t hWvlt, uint32_t hOutImage, uint32_t dwMode);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_decompress(uint32_t hWvlt, uint32_t hOutImage, uint32_t dwMode);
 
 /**
  * Writes the stream to the output file.
@@ -122,7 +122,7 @@ VIQ_API uint32_t VIQ_WVLT_decompress(uint32_t hWvlt, uint32_t hOutImage, uint32_
  * - VIQ_ERR_SYSTEM "Disk full"
  * - VIQ_ERR_CLOSE "Failed to close file"
  */
-VIQ_API uint32_t VIQ_WVLT_file_write(uint32_t hWvlt, uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_file_write(uint32_t hWvlt, uint16_t wMode);
 
 /**
  * Reads a stream from the input file.
@@ -135,7 +135,7 @@ VIQ_API uint32_t VIQ_WVLT_file_write(uint32_t hWvlt, uint16_t wMode);
  * - VIQ_ERR_UNSUPPORTED "File version mismatch"
  * - VIQ_ERR_CORRUPT "Corrupt WVLT stream"
  */
-VIQ_API uint32_t VIQ_WVLT_file_read(uint32_t hWvlt);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_file_read(uint32_t hWvlt);
 
 /**
  * Writes the stream to a buffer. Mode 3 writes all of it. Any other mode except 4 writes only the
@@ -152,8 +152,8 @@ VIQ_API uint32_t VIQ_WVLT_file_read(uint32_t hWvlt);
  * - VIQ_ERR_PARAMETER "Null count ptr"
  * - VIQ_ERR_CORRUPT "No image data": the stream is empty
  */
-VIQ_API uint32_t VIQ_WVLT_buffer_write(uint32_t hWvlt, uint8_t *pBuffer, uint32_t *pdwCount,
-                                       uint16_t wMode);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_buffer_write(uint32_t hWvlt, uint8_t *pBuffer,
+                                                uint32_t *pdwCount, uint16_t wMode);
 
 /**
  * Reads a stream from a buffer. The stream is copied.
@@ -168,7 +168,8 @@ VIQ_API uint32_t VIQ_WVLT_buffer_write(uint32_t hWvlt, uint8_t *pBuffer, uint32_
  * - VIQ_ERR_UNSUPPORTED "File version mismatch"
  * - VIQ_ERR_CORRUPT "Corrupt WVLT stream"
  */
-VIQ_API uint32_t VIQ_WVLT_buffer_read(uint32_t hWvlt, const uint8_t *pBuffer, uint32_t dwSize);
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_buffer_read(uint32_t hWvlt, const uint8_t *pBuffer,
+                                               uint32_t dwSize);
 
 /** @} */
 
