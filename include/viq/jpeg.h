@@ -159,10 +159,10 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_make_Q_tables(uint32_t hImage);
  * - VIQ_ERR_PARAMETER "Optimisation level out of range"
  * - VIQ_ERR_MEMORY|size ""
  */
-VIQ_API uint32_t VIQ_JPEG_set_optimisation(uint32_t hImage, uint16_t wLevel);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_optimisation(uint32_t hImage, uint16_t wLevel);
 
 /** Returns the level that VIQ_JPEG_set_optimisation has set. */
-VIQ_API uint32_t VIQ_JPEG_get_optimisation(uint32_t hImage);
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_get_optimisation(uint32_t hImage);
 
 /** Sets the four Huffman tables to the tables K.3 to K.6 of JPEG Annex K. */
 VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_default_H_tables(uint32_t hImage);
