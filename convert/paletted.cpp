@@ -102,7 +102,7 @@ u32 map_by_bins(const strip_call &call) {
 
     u16 index_of_bin[most_bins];
     fill_index_of_bin(in, index_of_bin);
-    closest_cache nearest;
+    closest_cells nearest;
     const u64 size = u64{in.width} * sizeof(u16);
     auto *bins = reinterpret_cast<u16 *>(scratch_bytes(scratch::palette_bins, size));
     if ((bins == nullptr && size != 0) || !prepare(nearest, out.colourmap, colour_count(out)))
@@ -120,7 +120,7 @@ u32 map_by_bins(const strip_call &call) {
         for (u32 x = 0; x < in.width; ++x, source += bytes) {
             const u16 index = index_of_bin[bins[x]];
             target[x] = index != no_index ? static_cast<u8>(index)
-                                          : closest_cached(nearest, source[0], source[bytes / 2],
+                                          : closest_colour(nearest, source[0], source[bytes / 2],
                                                            source[bytes - 1]);
         }
     }

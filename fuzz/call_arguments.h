@@ -140,6 +140,7 @@ constexpr usual_range usual_words[] = {
     {"wKeyColour", 0, 17},   {"wElementSize", 0, 4}, {"wQuality", 0, 420},   {"wSubbands", 0, 36},
     {"wComponent", 0, 5},    {"wPlane", 0, 5},       {"wBackground", 0, 3},  {"wRadius", 0, 30},
     {"wNumColours", 0, 260}, {"wBlackLevel", 0, 20}, {"wIndex", 0, 258},     {"wShape", 0, 2},
+    {"wLevel", 0, 4},
 };
 
 inline u16 any_u16(caller &who, call_record &call) {

@@ -37,7 +37,6 @@ u32 check_tables(const char *function, const huffman_set &tables);
 bool is_ac_symbol(u32 symbol);
 void build_codes(const huffman_set &tables);
 bool build_decoding();
-code_table codes_of(const u8 (&bits)[16], const u8 (&vals)[256]);
 template <class Entries> void build_dc(const code_table &codes, Entries &entries, u32 index_bits);
 void build_ac(const code_table &codes, vector<ac_entry> &entries);
 template <class Fast> void build_fast(const vector<ac_entry> &entries, Fast &fast);
@@ -93,6 +92,19 @@ bool codes_are_complete(bool colour) {
     return true;
 }
 
+code_table make_code_table(const u8 (&bits)[16], const u8 (&vals)[256]) {
+    code_table table = {};
+    u32 code = 0;
+    u32 at = 0;
+    for (u32 length = 1; length <= 16; ++length, code <<= 1) {
+        for (u32 i = 0; i < bits[length - 1]; ++i, ++at, ++code) {
+            table.code[vals[at]] = static_cast<u16>(code);
+            table.length[vals[at]] = static_cast<u8>(length);
+        }
+    }
+    return table;
+}
+
 const decode_tables &current_decode_tables() {
     return tables_of_context->decoding;
 }
@@ -100,14 +112,14 @@ const decode_tables &current_decode_tables() {
 bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], vector<dc_entry> &entries) {
     if (!try_resize(entries, u64{1} << any_dc_bits))
         return false;
-    build_dc(codes_of(bits, vals), entries, any_dc_bits);
+    build_dc(make_code_table(bits, vals), entries, any_dc_bits);
     return true;
 }
 
 bool build_ac_tables(const u8 (&bits)[16], const u8 (&vals)[256], ac_tables &tables) {
     if (!try_resize(tables.entries, ac_entries))
         return false;
-    build_ac(codes_of(bits, vals), tables.entries);
+    build_ac(make_code_table(bits, vals), tables.entries);
     build_fast(tables.entries, tables.fast);
     return true;
 }
@@ -146,27 +158,10 @@ u32 category_of(i32 value) {
     return static_cast<u32>(std::bit_width(static_cast<u32>(value < 0 ? -value : value)));
 }
 
-void build_slot(const u8 (&bits)[16], const u8 (&vals)[256], code_table &table) {
-    table = {};
-    u32 code = 0;
-    u32 at = 0;
-    for (u32 length = 1; length <= 16; ++length, code <<= 1) {
-        for (u32 i = 0; i < bits[length - 1]; ++i, ++at, ++code) {
-            table.code[vals[at]] = static_cast<u16>(code);
-            table.length[vals[at]] = static_cast<u8>(length);
-        }
-    }
-}
-
-code_table codes_of(const u8 (&bits)[16], const u8 (&vals)[256]) {
-    code_table table;
-    build_slot(bits, vals, table);
-    return table;
-}
-
 void build_codes(const huffman_set &tables) {
     for (u32 slot = 0; slot < huffman_slots; ++slot)
-        build_slot(tables.bits[slot], tables.vals[slot], tables_of_context->codes.slots[slot]);
+        tables_of_context->codes.slots[slot] =
+            make_code_table(tables.bits[slot], tables.vals[slot]);
     for (u32 i = 0; i < 2; ++i) {
         const code_table &table = tables_of_context->codes.slots[dc_luminance + i];
         for (i32 d = -largest_difference; d <= largest_difference; ++d) {

@@ -24,6 +24,8 @@ struct code_table {
     std::array<u8, 256> length;
 };
 
+code_table make_code_table(const u8 (&bits)[16], const u8 (&vals)[256]);
+
 // Code and extra bits of a value, left-aligned in a 32-bit word.
 struct coded_value {
     u32 bits;

@@ -1,6 +1,5 @@
 // JPEG encoder: padding, conversion to YUV 4:2:2, transform and coding of a picture in bands of 8
-// lines.
-#include "jpeg/picture_size.h"
+// lines. With Huffman tables made for the picture, the symbols are held until its end.
 
 #include <algorithm>
 #include <cstring>
@@ -11,7 +10,10 @@
 #include "core/pixel_formats.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
-#include "jpeg/scan_writer.h"
+#include "jpeg/encoder.h"
+#include "jpeg/picture_size.h"
+#include "jpeg/scan_tokens.h"
+#include "jpeg/trellis.h"
 
 using namespace viq;
 
@@ -34,23 +36,41 @@ struct picture_size {
     u32 width, height;
 };
 
-// Quantisation tables of a picture.
+// Quantisation tables of a picture, or for trellis quantisation those of the transform.
 struct quantisers {
     quantiser luminance, chrominance;
+};
+
+// Symbols that are held until the end of the picture.
+struct held_picture {
+    scan_tokens tokens;
+    bool has_trellis;
+    trellis_tables trellis[2]; // luminance, chrominance
+    symbol_rates rates[huffman_slots];
+};
+
+// A picture while it is coded.
+struct picture_coding {
+    quantisers tables;
+    scan_writer writer;
+    owned<held_picture> held; // null if the symbols are written at once
 };
 
 // A picture that is coded strip by strip.
 struct coding_in_strips {
     strip_sequence sequence; // first, see sequence_place
-    quantisers tables;
-    scan_writer writer;
+    picture_coding coding;
 };
 
 void end_sequences(coding_in_strips &state, const tVIQ_Image *image) {
     end_sequences(state.sequence, image);
+    if (!state.sequence.under_way)
+        state.coding.held.reset();
 }
 
 VIQ_PER_CONTEXT(coding_in_strips, strip_coding);
+
+void end_strips();
 
 picture_size padded_size(const tVIQ_Image &in);
 bool needs_padding(const tVIQ_Image &in);
@@ -83,9 +103,8 @@ u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
 u32 VIQ_JPEG_compress_strip(u32 hInImage, u32 hJpegImage, u16 wMode) {
     if (called_by_handler())
         return VIQ_ERR_STATE;
-    strip_sequence &sequence = strip_coding->sequence;
     if (wMode == VIQ_STRIP_FINISH)
-        sequence = {};
+        end_strips();
     if (wMode != VIQ_STRIP_NEXT)
         return success;
     u32 code = check_image(strip_name, hInImage);
@@ -96,7 +115,7 @@ u32 VIQ_JPEG_compress_strip(u32 hInImage, u32 hJpegImage, u16 wMode) {
     if (!is_error(code))
         code = code_next_strip(hInImage, hJpegImage);
     if (is_error(code))
-        sequence = {};
+        end_strips();
     return code;
 }
 
@@ -267,15 +286,47 @@ band lines_of(band_source &source, u32 first) {
     return {source.lines.data(), line};
 }
 
+// Trellis quantisation of two blocks whose coefficients are rounded down. Both blocks of luminance
+// have one predictor, U and V have one each.
+void choose_pair(const held_picture &held, u32 component, block_pair &pair, u32 count) {
+    const i32 *predictors = held.tokens.predictors + component;
+    for (u32 i = 0; i < count; ++i) {
+        const bool follows = component == 0 && i != 0;
+        const i32 predictor = follows ? pair.coefficients[0][0] : predictors[i];
+        choose_values(held.trellis[component], held.rates[dc_luminance + component],
+                      held.rates[ac_luminance + component], predictor, pair.coefficients[i],
+                      pair.masks[i]);
+    }
+}
+
+// Codes the blocks of one MCU; false if memory runs out.
+bool code_colour_blocks(picture_coding &coding, block_pair &y, block_pair &uv) {
+    if (coding.held == nullptr)
+        return write_colour_blocks(coding.writer, y, uv);
+    if (coding.held->has_trellis) {
+        choose_pair(*coding.held, 0, y, 2);
+        choose_pair(*coding.held, 1, uv, 2);
+    }
+    return hold_colour_blocks(coding.held->tokens, y, uv);
+}
+
+bool code_grey_blocks(picture_coding &coding, block_pair &pair, u32 count) {
+    if (coding.held == nullptr)
+        return write_grey_blocks(coding.writer, pair, count);
+    if (coding.held->has_trellis)
+        choose_pair(*coding.held, 0, pair, count);
+    return hold_grey_blocks(coding.held->tokens, pair, count);
+}
+
 // Codes a band of a colour picture; false if memory runs out.
-bool code_colour_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
+bool code_colour_band(picture_coding &coding, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
     block_pair y;
     block_pair uv;
     for (u32 x = 0; x < width; x += 16) {
-        kernels.forward_colour(lines.pixels + std::size_t{x} * 2, lines.line, tables.luminance,
-                               tables.chrominance, y, uv);
-        if (!write_colour_blocks(writer, y, uv))
+        kernels.forward_colour(lines.pixels + std::size_t{x} * 2, lines.line,
+                               coding.tables.luminance, coding.tables.chrominance, y, uv);
+        if (!code_colour_blocks(coding, y, uv))
             return false;
     }
     return true;
@@ -283,13 +334,14 @@ bool code_colour_band(scan_writer &writer, const quantisers &tables, const band 
 
 // Codes a band of a grey picture; false if memory runs out. If the number of blocks is odd, the
 // last one is transformed together with a block that is not written.
-bool code_grey_band(scan_writer &writer, const quantisers &tables, const band &lines, u32 width) {
+bool code_grey_band(picture_coding &coding, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
+    const quantiser &table = coding.tables.luminance;
     block_pair pair;
     u32 x = 0;
     for (; x + pair_width <= width; x += pair_width) {
-        kernels.forward_grey(lines.pixels + x, lines.line, tables.luminance, pair);
-        if (!write_grey_blocks(writer, pair, 2))
+        kernels.forward_grey(lines.pixels + x, lines.line, table, pair);
+        if (!code_grey_blocks(coding, pair, 2))
             return false;
     }
     if (x == width)
@@ -297,32 +349,48 @@ bool code_grey_band(scan_writer &writer, const quantisers &tables, const band &l
     u8 last[block_lines][pair_width] = {};
     for (u32 y = 0; y < block_lines; ++y)
         std::memcpy(last[y], lines.pixels + y * lines.line + x, 8);
-    kernels.forward_grey(last[0], pair_width, tables.luminance, pair);
-    return write_grey_blocks(writer, pair, 1);
+    kernels.forward_grey(last[0], pair_width, table, pair);
+    return code_grey_blocks(coding, pair, 1);
+}
+
+void update_rates(held_picture &held, const Tjpeg &record) {
+    const u32 step = record.components == 1 ? 2 : 1;
+    for (u32 slot = 0; slot < huffman_slots; slot += step)
+        held.rates[slot] = estimate_rates(
+            held.tokens.counts[slot], make_code_table(record.h_bits[slot], record.h_vals[slot]));
+}
+
+// Writes or holds the scan as far as the strip goes.
+bool end_strip(picture_coding &coding, tVIQ_Image &jpeg, bool is_last) {
+    if (coding.held != nullptr)
+        return !is_last || write_tokens(coding.held->tokens, jpeg);
+    if (is_last)
+        return end_scan(coding.writer);
+    pause_scan(coding.writer);
+    return true;
 }
 
 // Codes the strip of the input into a new data buffer. The whole picture is a strip, too.
-u32 code_strip(const tVIQ_Image &in, u32 hJpegImage, const quantisers &tables, scan_writer &writer,
-               bool is_last) {
+u32 code_strip(const tVIQ_Image &in, u32 hJpegImage, picture_coding &coding, bool is_last) {
     tVIQ_Image &jpeg = *find_image(hJpegImage);
     if (jpeg.pixel_format != VIQ_Y8 && jpeg.pixel_format != VIQ_YUV422)
         return report(worker_name, VIQ_ERR_UNSUPPORTED, "Unsupported image type/pixel format");
     // The codes may be those of the last decoded stream, which need not contain every symbol.
-    if (!codes_are_complete(jpeg.pixel_format != VIQ_Y8))
+    if (coding.held == nullptr && !codes_are_complete(jpeg.pixel_format != VIQ_Y8))
         return report(worker_name, VIQ_ERR_STATE, "Huffman codes lack symbols");
     const u32 code = VIQ_JPEG_malloc_data(hJpegImage);
     if (is_error(code))
         return code;
     band_source source;
     bool has_memory = prepare(source, in);
-    continue_scan(writer, jpeg);
+    continue_scan(coding.writer, jpeg);
     const auto code_band = jpeg.pixel_format == VIQ_Y8 ? code_grey_band : code_colour_band;
-    for (u32 y = 0; has_memory && y < in.lines_per_strip; y += block_lines)
-        has_memory = code_band(writer, tables, lines_of(source, y), source.size.width);
-    if (has_memory && is_last)
-        has_memory = end_scan(writer);
-    else if (has_memory)
-        pause_scan(writer);
+    for (u32 y = 0; has_memory && y < in.lines_per_strip; y += block_lines) {
+        if (coding.held != nullptr && coding.held->has_trellis)
+            update_rates(*coding.held, *jpeg.jpeg);
+        has_memory = code_band(coding, lines_of(source, y), source.size.width);
+    }
+    has_memory = has_memory && end_strip(coding, jpeg, is_last);
     return has_memory ? success : report_no_memory(worker_name, data_room(jpeg));
 }
 
@@ -331,17 +399,43 @@ quantisers quantisers_of(const Tjpeg &record) {
             make_quantiser(record.q_tables[1], record.q_recip[1])};
 }
 
+// False if memory runs out.
+bool begin_coding(picture_coding &coding, const Tjpeg &record) {
+    begin_scan(coding.writer);
+    coding.tables = quantisers_of(record);
+    coding.held.reset();
+    const u16 optimisation = optimisation_of(record);
+    if (optimisation == VIQ_JPEG_OPTIMISE_NONE)
+        return true;
+    coding.held = make_owned<held_picture>();
+    if (coding.held == nullptr)
+        return false;
+    coding.held->has_trellis = optimisation == VIQ_JPEG_OPTIMISE_VALUES;
+    if (coding.held->has_trellis) {
+        coding.tables = {unit_quantiser(), unit_quantiser()};
+        for (u32 i = 0; i < 2; ++i)
+            coding.held->trellis[i] = make_trellis(record.q_tables[i]);
+    }
+    return true;
+}
+
 u32 code_picture(const tVIQ_Image &in, u32 hJpegImage) {
-    scan_writer writer;
-    begin_scan(writer);
-    return code_strip(in, hJpegImage, quantisers_of(*find_image(hJpegImage)->jpeg), writer, true);
+    picture_coding coding;
+    if (!begin_coding(coding, *find_image(hJpegImage)->jpeg))
+        return report_no_memory(worker_name, sizeof *coding.held);
+    return code_strip(in, hJpegImage, coding, true);
+}
+
+void end_strips() {
+    strip_coding->sequence = {};
+    strip_coding->coding.held.reset();
 }
 
 // The JPEG image has the padded size while a strip is coded.
 u32 code_next_strip(u32 hInImage, u32 hJpegImage) {
     tVIQ_Image &in = *find_image(hInImage);
     tVIQ_Image &jpeg = *find_image(hJpegImage);
-    auto &[sequence, tables, writer] = *strip_coding;
+    auto &[sequence, coding] = *strip_coding;
     if (sequence.under_way && (sequence.out != &jpeg || !(sequence.geometry == geometry_of(in))))
         return report(strip_name, VIQ_ERR_STATE, "Sequence under way with another image");
     const bool is_last = clip_last_strip(in, sequence.lines_done);
@@ -353,24 +447,35 @@ u32 code_next_strip(u32 hInImage, u32 hJpegImage) {
         code = set_up_jpeg(hInImage, hJpegImage);
         if (is_error(code))
             return code;
+        if (!begin_coding(coding, *jpeg.jpeg))
+            return report_no_memory(worker_name, sizeof *coding.held);
         sequence = {true, 0, geometry_of(in)};
-        tables = quantisers_of(*jpeg.jpeg);
-        begin_scan(writer);
     }
     join_sequence(sequence, &in, &jpeg);
     const picture_size size = padded_size(in);
     jpeg.width = size.width;
     jpeg.height = size.height;
     jpeg.lines_per_strip = static_cast<u32>(rounded_up(in.lines_per_strip, block_lines));
-    code = code_strip(in, hJpegImage, tables, writer, is_last);
+    code = code_strip(in, hJpegImage, coding, is_last);
+    sequence.lines_done += in.lines_per_strip;
     jpeg.width = in.width;
     jpeg.height = in.height;
     jpeg.lines_per_strip = in.lines_per_strip;
+    if (coding.held != nullptr)
+        jpeg.lines_per_strip = is_last ? sequence.lines_done : 0;
     jpeg.flags |= VIQ_FLAG_2;
-    sequence.lines_done += in.lines_per_strip;
     if (is_last)
-        sequence = {};
+        end_strips();
     return code;
 }
 
 } // namespace
+
+namespace viq {
+
+bool holds_strips(const tVIQ_Image &jpeg) {
+    const auto &[sequence, coding] = *strip_coding;
+    return sequence.under_way && sequence.out == &jpeg && coding.held != nullptr;
+}
+
+} // namespace viq

@@ -33,6 +33,7 @@ struct record_companion {
     std::atomic<bool> replaced = false;            // a caller has taken it out of an image
     std::atomic<const void *> seen_data = nullptr; // for other threads, as in core/image.h
     owned<scan_form> form;
+    u16 optimisation = VIQ_JPEG_OPTIMISE_NONE;
 };
 
 constinit address_map<record_companion> record_companions;
@@ -132,6 +133,10 @@ u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo) {
     *to = copy;
     if (from == to)
         return success;
+    record_companion *own_to = companion_of(*to);
+    if (own_to == nullptr)
+        return report_no_memory("VIQ_JPEG_copy_parameters", sizeof *own_to);
+    own_to->optimisation = optimisation_of(*from);
     const scan_form *form = form_of(*from);
     if (form == nullptr) {
         drop_form(*to);
@@ -142,6 +147,26 @@ u32 VIQ_JPEG_copy_parameters(u32 hFrom, u32 hTo) {
         return report_no_memory("VIQ_JPEG_copy_parameters", sizeof *own);
     *own = *form;
     return success;
+}
+
+u32 VIQ_JPEG_set_optimisation(u32 hImage, u16 wLevel) {
+    constexpr const char *name = "VIQ_JPEG_set_optimisation";
+    Tjpeg *record = nullptr;
+    if (const u32 code = need_record(name, hImage, record); is_error(code))
+        return code;
+    if (wLevel > VIQ_JPEG_OPTIMISE_VALUES)
+        return report(name, VIQ_ERR_PARAMETER, "Optimisation level out of range");
+    record_companion *own = companion_of(*record);
+    if (own == nullptr)
+        return report_no_memory(name, sizeof *own);
+    own->optimisation = wLevel;
+    return success;
+}
+
+u32 VIQ_JPEG_get_optimisation(u32 hImage) {
+    const Tjpeg *record = find_record(hImage);
+    return record != nullptr ? optimisation_of(*record)
+                             : report_no_record("VIQ_JPEG_get_optimisation", hImage);
 }
 
 u32 VIQ_JPEG_malloc_data(u32 hImage) {
@@ -233,6 +258,11 @@ scan_form *renew_form(Tjpeg &record) {
 void drop_form(Tjpeg &record) {
     if (record_companion *own = companion_of(record))
         own->form.reset();
+}
+
+u16 optimisation_of(const Tjpeg &record) {
+    const record_companion *own = find_value(record_companions, &record);
+    return own != nullptr ? own->optimisation : u16{VIQ_JPEG_OPTIMISE_NONE};
 }
 
 Tjpeg *find_record(u32 handle) {

@@ -56,6 +56,9 @@ const scan_form *form_of(const Tjpeg &record);
 scan_form *renew_form(Tjpeg &record);
 void drop_form(Tjpeg &record);
 
+// VIQ_JPEG_OPTIMISE_...
+u16 optimisation_of(const Tjpeg &record);
+
 // Null for handles without an image and for images without a record.
 Tjpeg *find_record(u32 handle);
 

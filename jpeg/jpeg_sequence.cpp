@@ -7,6 +7,7 @@
 #include "core/strip_driver.h"
 #include "jpeg/jpeg_markers.h"
 #include "jpeg/jpeg_record.h"
+#include "jpeg/scan_tokens.h"
 
 using namespace viq;
 
@@ -17,6 +18,7 @@ constexpr u64 separator_size = 2;
 VIQ_PER_CONTEXT(strip_sequence, building);
 
 bool append(tVIQ_Image &image, const u8 *bytes, u32 count);
+recoding append_frame(const tVIQ_Image &frame, tVIQ_Image &sequence);
 u32 find_frame(const char *function, u32 hJpegImage, u32 frame);
 const u8 *find_after_separator(const u8 *at, const u8 *end);
 u32 shrink(const char *function, u32 hJpegImage);
@@ -98,11 +100,17 @@ u32 VIQ_JPEG_sequence_build(u32 hJpegFrame, u32 hJpegSequence) {
         return report_no_data(name);
     constexpr u8 separator[separator_size] = {0xFF, marker_rst0};
     const u32 before = sequence.jpeg->data_length;
-    if ((before != 0 && !append(sequence, separator, separator_size)) ||
-        !append(sequence, frame.jpeg->data, frame.jpeg->data_length)) {
+    recoding appended = recoding::no_memory;
+    if (before == 0 || append(sequence, separator, separator_size))
+        appended = append_frame(frame, sequence);
+    if (appended != recoding::good)
         sequence.jpeg->data_length = before;
+    if (appended == recoding::corrupt)
+        return report(name, VIQ_ERR_CORRUPT, "Corrupt image");
+    if (appended == recoding::lacks_symbols)
+        return report(name, VIQ_ERR_STATE, "Huffman codes lack symbols");
+    if (appended == recoding::no_memory)
         return report_no_memory(name, u64{before} + separator_size + frame.jpeg->data_length);
-    }
     ++sequence.param_18;
     return success;
 }
@@ -192,6 +200,14 @@ bool append(tVIQ_Image &image, const u8 *bytes, u32 count) {
         std::memcpy(record.data + record.data_length, bytes, count);
     record.data_length = static_cast<u32>(length);
     return true;
+}
+
+// A sequence has one set of Huffman tables.
+recoding append_frame(const tVIQ_Image &frame, tVIQ_Image &sequence) {
+    if (has_other_codes(*frame.jpeg, *sequence.jpeg))
+        return append_recoded(frame, sequence);
+    return append(sequence, frame.jpeg->data, frame.jpeg->data_length) ? recoding::good
+                                                                       : recoding::no_memory;
 }
 
 u32 shrink(const char *function, u32 hJpegImage) {

@@ -217,7 +217,7 @@ u32 fill_frame(const strip_call &call, const u16 &scheme) {
     u64 to = 0;
     if (scheme == 1) {
         for (; to < out.lines; ++to)
-            copy_line(in, to / 2, out, to);
+            copy_line(in, std::min(to / 2, u64{lines - 1}), out, to);
         return success;
     }
     if (second_comes_first(*call.in))

@@ -311,8 +311,75 @@ VIQ_FORMULA bytes32 divided(bytes32 sum, const quotient_rule &rule) {
     return _mm256_srl_epi16(_mm256_mulhi_epu16(bounded, rule.factor), rule.shift);
 }
 
+// A kernel that is the column 1, `column`, 1 times the row 1, `row`, 1, such as the mean and
+// binomial filters, and whose results need no clamping.
+struct split_kernel {
+    i32 column, row; // weights of the centre
+    bool is_split;
+};
+
+split_kernel split(const small_kernel &kernel) {
+    const i32(&k)[9] = kernel.coefficients;
+    const bool has_corners = k[0] == 1 && k[2] == 1 && k[6] == 1 && k[8] == 1;
+    const bool is_product = k[3] == k[5] && k[1] == k[7] && k[4] == k[1] * k[3];
+    const bool is_bounded = k[1] >= 0 && k[3] >= 0 && (2 + k[1]) * (2 + k[3]) <= kernel.divisor;
+    return {k[3], k[1], has_corners && is_product && is_bounded};
+}
+
+VIQ_FORMULA bytes32 load_as_words(const u8 *from) {
+    return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(from)));
+}
+
+VIQ_FORMULA bytes32 weigh(bytes32 before, bytes32 centre, bytes32 after, bytes32 weight) {
+    return _mm256_add_epi16(_mm256_add_epi16(before, after), _mm256_mullo_epi16(centre, weight));
+}
+
+void sum_columns(filter_lines lines, u32 first, u32 count, i32 weight, u16 *sums) {
+    const bytes32 of_centre = splat16(weight);
+    u32 n = 0;
+    for (; n + 16 <= count; n += 16)
+        store_256(sums + n, weigh(load_as_words(lines.above + first + n),
+                                  load_as_words(lines.current + first + n),
+                                  load_as_words(lines.below + first + n), of_centre));
+    for (; n < count; ++n)
+        sums[n] = static_cast<u16>(lines.above[first + n] + weight * lines.current[first + n] +
+                                   lines.below[first + n]);
+}
+
+// Parts of the line whose column sums stay in the cache.
+void filter_split(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
+                  const split_kernel &kernel, i32 divisor) {
+    constexpr u32 part = 2048;
+    constexpr u32 largest_stride = pixel_sizes - 1;
+    alignas(32) u16 sums[part + 2 * largest_stride];
+    const bytes32 of_centre = splat16(kernel.row);
+    const quotient_rule rule = divide_by(divisor);
+    for (u32 first = pixel_stride; first + pixel_stride < bytes; first += part) {
+        const u32 rest = bytes - pixel_stride - first;
+        const u32 count = rest < part ? rest : part;
+        sum_columns(lines, first - pixel_stride, count + 2 * pixel_stride, kernel.column, sums);
+        const auto quotients = [&](const u16 *at) {
+            const bytes32 sum = weigh(load_256(at), load_256(at + pixel_stride),
+                                      load_256(at + std::size_t{2} * pixel_stride), of_centre);
+            return _mm256_srl_epi16(_mm256_mulhi_epu16(sum, rule.factor), rule.shift);
+        };
+        u32 n = 0;
+        for (; n + 32 <= count; n += 32)
+            store_256(
+                target + first + n,
+                _mm256_permute4x64_epi64(
+                    _mm256_packus_epi16(quotients(sums + n), quotients(sums + n + 16)), 0xD8));
+        for (; n < count; ++n)
+            target[first + n] = static_cast<u8>(
+                (sums[n] + kernel.row * sums[n + pixel_stride] + sums[n + 2 * pixel_stride]) /
+                divisor);
+    }
+}
+
 void filter_blocks(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
                    const small_kernel &kernel) {
+    if (const split_kernel parts = split(kernel); parts.is_split)
+        return filter_split(lines, target, bytes, pixel_stride, parts, kernel.divisor);
     const tap_pairs taps = pair_up(kernel.coefficients);
     const quotient_rule rule = divide_by(kernel.divisor);
     u32 x = pixel_stride;

@@ -36,6 +36,7 @@ const kernel kernels[] = {{0, 0, 0, 0, 1, 0, 0, 0, 0},
                           {0, -1, 0, -1, 5, -1, 0, -1, 0},
                           {-1, -1, -1, -1, 8, -1, -1, -1, -1},
                           {1, 2, 1, 2, 4, 2, 1, 2, 1},
+                          {1, 3, 1, 5, 15, 5, 1, 3, 1},
                           {-1, -1, -1, 0, 0, 0, 0, 0, 0},
                           {3, 1, 4, 1, 5, 9, 2, 6, 5},
                           {64, 0, 0, 0, 64, 0, 0, 0, 0},
@@ -49,7 +50,7 @@ const kernel kernels[] = {{0, 0, 0, 0, 1, 0, 0, 0, 0},
 
 TEST_P(Filters, MatchTheFormula) {
     for (const u16 format : words{VIQ_Y8, VIQ_RGB24})
-        for (const u32 width : {1u, 2u, 3u, 4u, 33u, 34u, 35u, 66u, 101u})
+        for (const u32 width : {1u, 2u, 3u, 4u, 33u, 34u, 35u, 66u, 101u, 2100u})
             for (const u32 height : {1u, 2u, 5u}) {
                 const picture in(format, width, height), out;
                 fill_with_noise(in);

@@ -15,6 +15,7 @@ struct wavelet_options {
 
 struct coding_options {
     uint16_t quality = default_jpeg_quality; // quality factor of JPEG files
+    uint16_t optimisation = 0;               // of JPEG files, VIQ_JPEG_OPTIMISE_...
     wavelet_options wavelet = {};
     bool padded = false; // raw files contain the padding of the lines in memory
 };

@@ -141,6 +141,12 @@ void declare_coding(CLI::App &app, coding_options &coding) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(lowest_jpeg_quality, highest_jpeg_quality));
+    app.add_option("--optimize", coding.optimisation,
+                   "Time for smaller .jpg files: 1 makes Huffman tables for the picture, 2 also "
+                   "chooses the values that are worth their bits")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(VIQ_JPEG_OPTIMISE_NONE, VIQ_JPEG_OPTIMISE_VALUES));
     app.add_option("--wavelet-quality", coding.wavelet.quality,
                    "Quality of .dwt files, 0 (smallest file) to 400 (best picture)")
         ->type_name("N")

@@ -84,7 +84,8 @@ std::string code(const std::string &photo, const codec &by, uint16_t quality) {
     const std::string coded = std::string(temporary_name) + by.extension;
     convert({.in = photo,
              .out = coded,
-             .coding = {quality, {.quality = quality, .small = by.small_wavelet}}});
+             .coding = {.quality = quality,
+                        .wavelet = {.quality = quality, .small = by.small_wavelet}}});
     return coded;
 }
 

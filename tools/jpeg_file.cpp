@@ -63,6 +63,7 @@ strip_sink jpeg_sink(const std::string &path, const std::string &name,
     constexpr uint32_t block_lines = 8;
     const std::shared_ptr<jpeg_writer> writer = std::make_shared<jpeg_writer>();
     check(VIQ_JPEG_set_Quality_factor(writer->jpeg.handle, coding.quality), name);
+    check(VIQ_JPEG_set_optimisation(writer->jpeg.handle, coding.optimisation), name);
     use_standard_huffman_tables(writer->jpeg, name);
     const auto take = [writer, path, name](uint32_t strip, bool is_last) {
         check(VIQ_image_set_outfilename(strip, path.c_str()), name);

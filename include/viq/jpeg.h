@@ -71,6 +71,13 @@ enum {
 /** Mode of the JPEG writers that writes the separator between two frames of a sequence. */
 enum { VIQ_JPEG_SEPARATOR = 5 };
 
+/** Levels of VIQ_JPEG_set_optimisation. */
+enum {
+    VIQ_JPEG_OPTIMISE_NONE = 0,  /**< the standard Huffman tables */
+    VIQ_JPEG_OPTIMISE_CODES = 1, /**< Huffman tables made for the picture */
+    VIQ_JPEG_OPTIMISE_VALUES = 2 /**< the same, and trellis quantisation */
+};
+
 /** @name Record and tables
  * @{
  */
@@ -128,6 +135,34 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_Quantization_factor(uint32_t hImage, uint
  * - VIQ_ERR_PARAMETER "Q factor of range": the quality factor of the record is 0
  */
 VIQ_API uint32_t VIQ_CALL VIQ_JPEG_make_Q_tables(uint32_t hImage);
+
+/**
+ * Makes the compression of pictures spend time on smaller files. Every decoder decodes them.
+ *
+ * VIQ_JPEG_OPTIMISE_CODES makes Huffman tables for the picture. The decoded pixels do not change.
+ * VIQ_JPEG_OPTIMISE_VALUES also chooses the quantised coefficients: they are rounded to the nearest
+ * value, and those that take more bits than they are worth become smaller or 0 (trellis
+ * quantisation). The quantisation tables are still those of the quality factor; at the same factor
+ * the decoded picture differs less from the original and the file is of similar size.
+ *
+ * Both levels hold the symbols of a picture until its last strip, in two to three times as many
+ * bytes as the coded data has. VIQ_JPEG_compress_strip then delivers all data with the last strip; until
+ * then the JPEG image has 0 lines per strip and no data, for which the writers and
+ * VIQ_JPEG_build_image do nothing. The shared code tables are neither used nor changed. The tables
+ * of the record are those of the picture.
+ *
+ * @param hImage  the JPEG image
+ * @param wLevel  VIQ_JPEG_OPTIMISE_NONE, as in a new image, VIQ_JPEG_OPTIMISE_CODES or
+ *     VIQ_JPEG_OPTIMISE_VALUES. It takes effect with the next picture; VIQ_JPEG_copy_parameters
+ *     copies it.
+ * @par Errors
+ * - VIQ_ERR_PARAMETER "Optimisation level out of range"
+ * - VIQ_ERR_MEMORY|size ""
+ */
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_optimisation(uint32_t hImage, uint16_t wLevel);
+
+/** Returns the level that VIQ_JPEG_set_optimisation has set. */
+VIQ_API uint32_t VIQ_CALL VIQ_JPEG_get_optimisation(uint32_t hImage);
 
 /** Sets the four Huffman tables to the tables K.3 to K.6 of JPEG Annex K. */
 VIQ_API uint32_t VIQ_CALL VIQ_JPEG_set_default_H_tables(uint32_t hImage);
@@ -500,14 +535,22 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_build_image(uint32_t hJpegFrame, uint32_t hJp
 
 /**
  * Appends a frame to a sequence, after a separator if the sequence holds data, and counts it. A
- * buffer of the library is enlarged as required.
+ * buffer of the library is enlarged as required. All frames must have the size and the quantisation
+ * tables of the sequence.
+ *
+ * A frame with Huffman tables of its own (VIQ_JPEG_set_optimisation) is recoded without loss if the
+ * sequence has others. They must contain the symbols of all frames, as the tables of
+ * VIQ_JPEG_set_default_H_tables do.
  *
  * @param hJpegFrame     the frame; 0 reduces the buffer of the sequence to its data
  * @param hJpegSequence  the sequence
  * @par Errors
  * - VIQ_ERR_HANDLE "Output image does not exist"
  * - VIQ_ERR_MEMORY|size "": also if a locked buffer is too small
- * - VIQ_ERR_CORRUPT "Corrupt image": the data length exceeds the buffer
+ * - VIQ_ERR_CORRUPT "Corrupt image": the data length exceeds the buffer, or the data to recode is
+ *   damaged
+ * - VIQ_ERR_STATE "Huffman codes lack symbols": the frame has symbols that the tables of the
+ *   sequence do not contain
  */
 VIQ_API uint32_t VIQ_CALL VIQ_JPEG_sequence_build(uint32_t hJpegFrame, uint32_t hJpegSequence);
 

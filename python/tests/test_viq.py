@@ -214,6 +214,9 @@ def test_files_of_and_for_pillow(tmp_path, extension):
 def test_jpeg_of_and_for_peers():
     rgb = ramps()
     ours = viq.encode_jpeg(rgb, 64)
+    recoded = viq.encode_jpeg(rgb, 64, optimise=1)
+    assert len(recoded) < len(ours)
+    assert np.array_equal(viq.decode_jpeg(recoded).array, viq.decode_jpeg(ours).array)
     for theirs in (np.asarray(Pillow.open(io.BytesIO(ours))),
                    cv2.imdecode(np.frombuffer(ours, np.uint8), 1)[..., ::-1]):
         assert psnr(theirs, rgb) > 33
