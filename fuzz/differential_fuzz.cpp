@@ -252,6 +252,7 @@ constexpr u16 tables_of_pictures[] = {VIQ_CONV_LUT_RGB16_TO_PALETTED, VIQ_CONV_L
 
 outcome run(const operation &op, const picture &p, byte_source arguments, manner how,
             std::size_t file) {
+    remove_file(file); // the library may have left one beside it, which has the same bytes here
     caller who;
     if (how.thread)
         enter_context(who);

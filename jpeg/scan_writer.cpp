@@ -10,14 +10,15 @@ namespace {
 
 inline void write_block(bit_sink &sink, const component_codes &codes, const i16 *coefficients,
                         u64 mask, i32 &predictor) {
+    // Inlined at each of its calls, so that the sink stays in registers.
     visit_symbols(
         coefficients, mask, predictor,
-        [&](i32 difference) {
+        [&](i32 difference) __attribute__((always_inline)) {
             const coded_value value =
                 (*codes.dc)[static_cast<u32>(difference + largest_difference)];
             put(sink, value.bits >> (32 - value.length), value.length);
         },
-        [&](u32 symbol, u32 size, u32 extra) {
+        [&](u32 symbol, u32 size, u32 extra) __attribute__((always_inline)) {
             const u32 code = codes.ac[symbol];
             put(sink, (code >> 16) << size | extra, (code & 0xFFFF) + size);
         });

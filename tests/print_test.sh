@@ -35,7 +35,7 @@ expect_error() { # TEXT COMMAND...
     expect 2 "${@:2}"
     expect 0 grep -qF "$1" <<<"$output"
 }
-if ! ldconfig -p | grep -qF libcups.so.2; then
+if ! ldconfig -p | grep -F libcups.so.2 >/dev/null; then
     expect_error "No print system" "$tool" print "$picture"
     echo "skipped: printers: libcups is missing"
 else

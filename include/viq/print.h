@@ -18,9 +18,9 @@ extern "C" {
  *
  *     tVIQ_PrintOptions options;
  *     VIQ_display_print_defaults(&options);
- *     options.paper = "A4";
+ *     options.file_name = "report.pdf"; // without it: the default printer
  *     options.position = VIQ_PRINT_CENTRE;
- *     if (VIQ_IS_ERROR(VIQ_display_print(image, NULL, "Report", &options, VIQ_STRIP_NEXT)))
+ *     if (VIQ_IS_ERROR(VIQ_display_print(picture, NULL, "Report", &options, VIQ_STRIP_NEXT)))
  *         puts("not printed");
  *
  * Lengths are in 1/100 mm. Only the memory of a strip is used in addition to the image.
