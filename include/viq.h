@@ -14,7 +14,8 @@
  * - viq/types.h: constants, error codes and records
  * - viq/image.h: VIQ_Init, VIQ_image_... except those below, VIQ_get_..., VIQ_copy_outfilename,
  *   VIQ_Err..., VIQ_error_text, VIQ_error_name, VIQ_malloc_N_lines, VIQ_write_to_memory,
- *   VIQ_read_from_memory, VIQ_sscanf, VIQ_Util_..., VIQ_test_pattern..., VIQ_Debug..., VIQ_print_...
+ *   VIQ_read_from_memory, VIQ_sscanf, VIQ_Util_..., VIQ_test_pattern..., VIQ_Debug...,
+ * VIQ_print_...
  * - viq/convert.h: VIQ_image_convert, VIQ_convert_to_..., VIQ_YUV422_to_..., VIQ_paletted_to_...,
  *   except names that end in _LUT
  * - viq/colourmap.h: VIQ_cmap_...
