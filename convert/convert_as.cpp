@@ -48,7 +48,7 @@ u32 check_whole_picture(const char *function, u32 hImage) {
     if (image->lines_per_strip != image->height)
         return report(function, VIQ_ERR_UNSUPPORTED | low_word(image->lines_per_strip),
                       "This function only supports a complete image");
-    return has_lines(*image, image->height) ? success : report_no_data(function);
+    return has_pixels(*image, image->height) ? success : report_no_data(function);
 }
 
 owned_image convert_whole(const char *function, u32 in, u16 format) {
@@ -149,11 +149,10 @@ u32 give_shape(u32 handle, u16 format, const tVIQ_Image &like, u32 width) {
     return VIQ_image_malloc_a_strip(handle);
 }
 
-// The lines of 1-bit images, whose stride only their reader knows.
+// The check clears the stride of 1-bit lines.
 line_view source_lines(const tVIQ_Image &in) {
     line_view lines = lines_of(in);
-    if (in.pixel_format == VIQ_Y1 && lines.stride == 0)
-        lines.stride = in.width / 8 + (in.width % 8 != 0 ? 1 : 0);
+    lines.stride = present_bit_line(in, in.bytes_per_line);
     return lines;
 }
 

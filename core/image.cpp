@@ -9,6 +9,7 @@
 #include "core/aligned_memory.h"
 #include "core/cmap_record.h"
 #include "core/context.h"
+#include "core/geometry.h"
 #include "core/report.h"
 #include "core/scratch.h"
 #include "core/shared_lock.h"
@@ -280,6 +281,13 @@ bool has_lines(const tVIQ_Image &image, u64 lines) {
     if (image.data == nullptr || holds_wavelet_record(image) || size > PTRDIFF_MAX)
         return false;
     return !owns_data(image) || size <= companion(image).buffer_size;
+}
+
+bool has_pixels(const tVIQ_Image &image, u64 lines) {
+    if (!has_lines(image, lines))
+        return false;
+    return image.pixel_format != VIQ_Y1 || !owns_data(image) ||
+           lines * bit_line_bytes(image.width) <= companion(image).buffer_size;
 }
 
 void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buffer) {

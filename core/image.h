@@ -128,6 +128,10 @@ bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other);
 // trusted.
 bool has_lines(const tVIQ_Image &image, u64 lines);
 
+// The same for functions that read the pixels of 1-bit lines: a buffer that was allocated without
+// their length does not hold them.
+bool has_pixels(const tVIQ_Image &image, u64 lines);
+
 // Records the lock of a caller's buffer, which the library then never frees. Callers may set the
 // flag in the image object directly, so this is called wherever a lock matters.
 void note_lock(tVIQ_Image &image);

@@ -176,7 +176,7 @@ u32 begin(const strip_call &call, const print_request &request) {
 
 u32 print_strip(const strip_call &call) {
     const u32 code =
-        has_lines(*call.in, call.in->lines_per_strip)
+        has_pixels(*call.in, call.in->lines_per_strip)
             ? state->job->place->write_strip(*state->job, *call.in, state->sequence.lines_done)
             : report_no_data(print_name);
     if (is_error(code)) {

@@ -95,7 +95,7 @@ verdict check_shown_image(const strip_call &call, const shown_on &) {
 
 u32 show_strip(const strip_call &call, const shown_on &on) {
     tVIQ_Image &image = *call.in;
-    if (!has_lines(image, image.lines_per_strip))
+    if (!has_pixels(image, image.lines_per_strip))
         return report_no_data(call.name);
     companion(image).in_sequence = true; // the display is notified when the image is destroyed
     const shown_picture picture = {.valid = true,
@@ -241,7 +241,7 @@ tVIQ_Image *find_shown_image(const display &d) {
     image->bytes_per_line = present_bit_line(*image, previous);
     const bool same = geometry_of(*image) == d.shown.geometry &&
                       image->data_width == d.shown.data_width &&
-                      has_lines(*image, image->lines_per_strip) &&
+                      has_pixels(*image, image->lines_per_strip) &&
                       (image->pixel_format != VIQ_PALETTED || image->colourmap != nullptr);
     if (!same)
         image->bytes_per_line = previous;

@@ -756,6 +756,7 @@ u64 fail_every_step(const scenario &tested, void (*set_faults)(bool on)) {
         return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
     };
     const int failures_before = failures_so_far();
+    bool repeated = false;
     u64 step = 1;
     for (;; ++step) {
         SCOPED_TRACE(text_of(tested.function, "format", tested.format, "step", step));
@@ -776,6 +777,12 @@ u64 fail_every_step(const scenario &tested, void (*set_faults)(bool on)) {
             EXPECT_EQ(reported, failures());
         }
         clear_library();
+        repeated = !repeated && current_memory() != idle; // a map grows once, a leak each time
+        if (repeated) {
+            idle = current_memory();
+            --step;
+            continue;
+        }
         EXPECT_EQ(current_memory().allocations, idle.allocations);
         EXPECT_EQ(current_memory().bytes, idle.bytes);
         if (!failed || failures_so_far() != failures_before)

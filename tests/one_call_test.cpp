@@ -152,6 +152,8 @@ TEST(OneCall, ConvertsInkAndBits) {
     EXPECT_OK(VIQ_save(bits, name.c_str(), 0));
     const opened read(VIQ_open_as(name.c_str(), VIQ_Y8));
     EXPECT_EQ(lines_of(read, 9), grey);
+    const picture without_lines(VIQ_Y1, 22, 1); // the buffer has been allocated without a stride
+    EXPECT_ERROR(VIQ_convert_as(without_lines, VIQ_Y8), VIQ_ERR_CORRUPT, "No image data");
 }
 
 TEST(OneCall, WritesPixelsWithoutPaddingAndShortPalettes) {

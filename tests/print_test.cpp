@@ -24,6 +24,10 @@ u32 make_page(u16 format, u32 width, u32 height) {
     VIQ_image_set_parameter(image, VIQ_NUM_COLOURS, format == VIQ_PALETTED ? 256 : 0);
     VIQ_image_malloc_a_strip(image);
     tVIQ_Image &made = *find_image(image);
+    if (format == VIQ_Y1) { // the image check does not set the stride
+        made.bytes_per_line = (width + 7) / 8;
+        VIQ_image_set_ptr(image, VIQ_PTR_DATA, VIQ_malloc_N_lines(image, height));
+    }
     for (std::size_t n = 0; n < std::size_t{made.bytes_per_line} * height; ++n)
         made.data[n] = static_cast<u8>(n * 37 + n / 11);
     return image;

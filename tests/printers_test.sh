@@ -130,7 +130,7 @@ expect 2 "$tool" print --list
 cupsd -f -c "$work/cups/cupsd.conf" -s "$work/cups/cups-files.conf" >cupsd.log 2>&1 &
 wait_for lpstat -r
 for queue in second first; do
-    expect 0 lpadmin -p "$queue" -E -v file:/dev/null -m raw -D "The $queue"
+    wait_for lpadmin -p "$queue" -E -v file:/dev/null -m raw -D "The $queue"
 done
 expect 2 "$tool" print "$samples/astronaut.bmp"
 expect 0 grep -q "No default printer" <<<"$output"
