@@ -31,10 +31,27 @@ option(VIQ_TOOL_LIBRARIES "Read further file formats in the tool by libpng, libj
 
 option(VIQ_SOURCE_SAMPLES "The tool finds the samples in the source folder from any place" ON)
 
+# CLI11 is compiled anew in every source that includes it, which takes most of the build's time. Such
+# sources are compiled as two.
+set(sources_with_options)
+foreach(source IN LISTS tool_sources)
+    file(STRINGS ${source} includes REGEX "^#include <CLI/")
+    if(includes)
+        list(APPEND sources_with_options ${source})
+    endif()
+endforeach()
+list(LENGTH sources_with_options number)
+math(EXPR half "${number} / 2")
+list(SUBLIST sources_with_options 0 ${half} first_half)
+list(SUBLIST sources_with_options ${half} -1 second_half)
+set_source_files_properties(${first_half} PROPERTIES UNITY_GROUP first_options)
+set_source_files_properties(${second_half} PROPERTIES UNITY_GROUP second_options)
+
 # In a directory of its own, because "viq" is also the name of the build target of the library.
 function(viq_add_tool target folder with_libraries)
     add_executable(${target} ${tool_sources})
-    set_target_properties(${target} PROPERTIES OUTPUT_NAME viq RUNTIME_OUTPUT_DIRECTORY ${folder})
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME viq RUNTIME_OUTPUT_DIRECTORY ${folder}
+                                               UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     target_include_directories(${target} SYSTEM PRIVATE ${tool_headers})
     target_compile_definitions(${target} PRIVATE VIQ_TOOL_VERSION="${PROJECT_VERSION}")
