@@ -400,7 +400,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage
  * Writes a JPEG image to its output file. The first call creates the file and writes the JFIF
  * header. VIQ_STRIP_NEXT appends the coded data and counts the lines per strip; when they reach the
  * height, the end marker is written and the file is closed. VIQ_STRIP_FINISH writes the end marker
- * and closes the file at once, also without a valid image; it does nothing if no file is open.
+ * and closes the file, also without a valid image; it does nothing if no file is open.
  * VIQ_JPEG_SEPARATOR writes the separator between two frames.
  *
  * The parts of a stream may come from several images. While lines are missing, destroying the image
