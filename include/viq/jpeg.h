@@ -146,8 +146,8 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_make_Q_tables(uint32_t hImage);
  * the decoded picture differs less from the original and the file is of similar size.
  *
  * Both levels hold the symbols of a picture until its last strip, in two to three times as many
- * bytes as the coded data has. VIQ_JPEG_compress_strip then delivers all data with the last strip; until
- * then the JPEG image has 0 lines per strip and no data, for which the writers and
+ * bytes as the coded data has. VIQ_JPEG_compress_strip then delivers all data with the last strip;
+ * until then the JPEG image has 0 lines per strip and no data, for which the writers and
  * VIQ_JPEG_build_image do nothing. The shared code tables are neither used nor changed. The tables
  * of the record are those of the picture.
  *
