@@ -247,7 +247,9 @@ std::string file_name() {
            std::to_string(getpid());
 }
 
+// A file that is truncated and written again is sent to the disk when it is closed (ext4).
 void write_file(const std::string &name, const file_bytes &content) {
+    std::remove(name.c_str());
     std::ofstream file(name, std::ios::binary | std::ios::trunc);
     file.write(reinterpret_cast<const char *>(content.data()),
                static_cast<std::streamsize>(content.size()));
