@@ -18,6 +18,11 @@ need_imagemagick() {
     done
 }
 
+# A program for another system is started by a script.
+is_for_this_system() { # PROGRAM
+    head -c 4 "$1" | grep -q ELF
+}
+
 # Sets `output` to what the command has printed.
 expect() { # STATUS COMMAND...
     local status=$1 got
