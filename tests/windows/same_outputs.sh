@@ -41,6 +41,7 @@ outputs() { # TOOL FOLDER
         "$tool" print "$format.tif" ../in/camera.bmp --to "$format.pdf" --size 100x --title "$format"
     done
     "$tool" print ../in/chelsea.bmp --to placed.pdf --paper A5 --margin 20 --centre --grey
+    "$tool" --write-manual manual
     "$tool" demo --out demo | tr '\\' / > demo.txt
     rm demo/index.html demo/pictures/text.jpg # contain the time
     cd "$work" || exit 2
