@@ -14,6 +14,7 @@ contents=wine32,wine,xvfb
 binaries=$PWD/build/windows
 emulator=$binaries/wine
 host_tool=$PWD/build/release/bin/alone/viq
+server=/usr/lib/wine/wineserver32
 in_root=(chroot "$root" env -u TMPDIR HOME=/root LC_ALL=C.UTF-8 WINEDEBUG=-all)
 
 # Starts a Windows program in the root, in the directory of the caller. VIQ_SCREEN=24 or 16 gives it
@@ -41,11 +42,15 @@ build() {
 
 # Wine serves the programs of a folder of settings by one process, which shows all windows on the
 # screen that it was started with. The settings for the other screen refer to the same drive.
-copy_settings() { # FROM TO
-    local from=$root$1 to=$root$2
-    mkdir -p "$to"
-    cp -a "$from"/*.reg "$from/.update-timestamp" "$from/dosdevices" "$to"
-    ln -sfn "$1/drive_c" "$to/drive_c"
+make_settings() {
+    local made=$root/root/.wine copied=$root/root/.wine16
+    if [ ! -e "$made/system.reg" ]; then
+        "${in_root[@]}" wineboot -i < /dev/null > /dev/null 2>&1
+        "${in_root[@]}" "$server" -k -w
+    fi
+    mkdir -p "$copied"
+    cp -a "$made"/*.reg "$made/.update-timestamp" "$made/dosdevices" "$copied"
+    ln -sfn /root/.wine/drive_c "$copied/drive_c"
 }
 
 # Without a server that stays, each program would start one, which takes seconds.
@@ -59,7 +64,7 @@ start_screen() { # DEPTH SETTINGS
         sleep 0.1
     done
     command+=(DISPLAY=":$(cat "$name")")
-    "${command[@]}" /usr/lib/wine/wineserver32 -p < /dev/null > /dev/null 2>&1
+    "${command[@]}" "$server" -p < /dev/null > /dev/null 2>&1
     "${command[@]}" wineboot -i < /dev/null > /dev/null 2>&1
 }
 
@@ -68,8 +73,8 @@ run_tests() {
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
     mount --bind "$PWD" "$root$PWD"
+    make_settings
     start_screen 24 /root/.wine
-    copy_settings /root/.wine /root/.wine16
     start_screen 16 /root/.wine16
     # Scripts and programs of both systems see the same temporary files.
     TMPDIR=$binaries/tmp ctest --preset windows --timeout 300

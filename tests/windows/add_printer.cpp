@@ -17,8 +17,9 @@ int main(int argc, char **argv) {
         HANDLE printer = nullptr;
         PRINTER_DEFAULTSA access = {};
         access.DesiredAccess = PRINTER_ALL_ACCESS;
-        return OpenPrinterA(argv[1], &printer, &access) && DeletePrinter(printer) ? 0
-                                                                                  : fail("removing");
+        return OpenPrinterA(argv[1], &printer, &access) && DeletePrinter(printer)
+                   ? 0
+                   : fail("removing");
     }
     if (argc != 4)
         return 2;
