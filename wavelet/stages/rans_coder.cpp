@@ -200,7 +200,7 @@ u32 *add_row(u32 *to, rans_models &models, const u8 *classes, const i16 *values,
     u8 symbols[row_lanes];
     for (u32 lane = 0; lane < lanes; ++lane)
         symbols[lane] = static_cast<u8>(-most <= values[lane] && values[lane] <= most
-                                            ? values[lane] & (rans_symbols - 1)
+                                            ? static_cast<u32>(values[lane]) & (rans_symbols - 1)
                                             : escape_symbol);
     u32 escapes = 0;
     for (u32 lane = 0; lane < lanes; ++lane) {
