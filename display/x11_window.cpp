@@ -199,7 +199,12 @@ bool connect(x11_window &w, const char *server) {
         install_handlers(x);
     }
     const no_pipe_signal no_signal;
-    w.connection = x.XOpenDisplay(server);
+    {
+        // libXau, which finds the key of a server, keeps a name in a buffer of the process.
+        static std::mutex opening;
+        const std::lock_guard<std::mutex> guard(opening);
+        w.connection = x.XOpenDisplay(server);
+    }
     w.process = getpid();
     if (w.connection != nullptr)
         x.XSetIOErrorExitHandler(w.connection, note_lost, &w);
