@@ -496,9 +496,10 @@ TEST_F(ConformingFiles, DecodesLongJpegDataFromMemoryAndFiles) {
                  "JPEG data changed during the decode");
 }
 
-TEST_F(ConformingFiles, NamesTheJpegProcessThatIsNotSupported) {
+TEST_F(ConformingFiles, NamesWhatIsWrongWithAJpegHeader) {
     const bytes stream = scene_stream(VIQ_RGB24, 16, 8);
-    const std::size_t frame = find_marker(stream, 0xC0);
+    const std::size_t frame = find_marker(stream, 0xC0), codes = find_marker(stream, 0xC4),
+                      scan = find_marker(stream, 0xDA);
     struct {
         std::size_t at;
         u8 value;
@@ -515,8 +516,27 @@ TEST_F(ConformingFiles, NamesTheJpegProcessThatIsNotSupported) {
         {frame + 9, 4, 0x10070000, "JPEG of four components (CMYK) is not supported"},
         {frame + 14, 0x32, 0x10070000, "JPEG sampling factors are not supported"},
         {frame + 12, 3, 0x10050000, "JPEG table is missing"},
+        {frame + 3, 1, 0x10050000, "Corrupt segment"},
+        {frame + 3, 16, 0x10050000, "Corrupt segment"},
+        {frame + 11, 0x01, 0x10070000, "JPEG sampling factors are not supported"},
+        {frame + 11, 0x10, 0x10070000, "JPEG sampling factors are not supported"},
+        {frame + 11, 0x51, 0x10070000, "JPEG sampling factors are not supported"},
+        {frame + 11, 0x15, 0x10070000, "JPEG sampling factors are not supported"},
+        {codes + 4, 0x25, 0x10050000, "Corrupt Huffman table"},
+        {scan + 3, 5, 0x10050000, "Corrupt segment"},
+        {scan + 3, 13, 0x10050000, "Corrupt segment"},
+        {scan + 4, 1, 0x10070000, "JPEG of several scans is not supported"},
+        {scan + 5, 99, 0x10050000, "Scan of unknown components"},
+        {scan + 6, 0x40, 0x10050000, "JPEG table is missing"},
+        {scan + 6, 0x04, 0x10050000, "JPEG table is missing"},
+        {scan + 6, 0x20, 0x10050000, "JPEG table is missing"},
+        {scan + 6, 0x02, 0x10050000, "JPEG table is missing"},
+        {scan + 11, 1, 0x10050000, "Corrupt segment"},
+        {scan + 12, 62, 0x10050000, "Corrupt segment"},
+        {scan + 13, 1, 0x10050000, "Corrupt segment"},
     };
     for (const auto &[at, value, code, message] : cases) {
+        SCOPED_TRACE(text_of(at, u32{value}));
         bytes changed = stream;
         changed[at] = value;
         const jpeg_picture jpeg;

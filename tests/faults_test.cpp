@@ -12,8 +12,8 @@
 
 #include "core/allocation.h"
 #include "core/file_io.h"
+#include "tests/built_files.h"
 #include "tests/memory_windows.h"
-#include "tests/support.h"
 
 namespace viq {
 namespace {
@@ -79,6 +79,21 @@ template <u32 (*write)(u32, u16)> void written(stage &s) {
     set_image_file(s, s.in);
     write(s.in, VIQ_STRIP_NEXT);
     set_image_file(s, s.out);
+}
+
+template <u32 (*write)(u32, u16)> void written_conforming(stage &s) {
+    written<write>(s);
+    VIQ_set_file_reading(VIQ_READING_CONFORMING);
+}
+
+// Every line is a run of one colour.
+void written_runs(stage &s) {
+    bytes runs;
+    for (u32 y = 0; y < height; ++y)
+        append(runs, bytes{0x80 + width - 1, 7});
+    write_file(s.file, tga(11, width, height, 8, 0, runs));
+    set_image_file(s, s.out);
+    VIQ_set_file_reading(VIQ_READING_CONFORMING);
 }
 
 void with_display(stage &) {
@@ -192,6 +207,8 @@ struct scenario {
     { #function, format, CALL(function(s.in, s.out, VIQ_STRIP_NEXT)) }
 #define READS(read, write, format)                                                                 \
     { #read, format, read_whole < read>, written < write>, true }
+#define READS_CONFORMING(read, write, format)                                                      \
+    { #read, format, read_whole < read>, written_conforming < write>, true }
 #define WRITES(write, format)                                                                      \
     { #write, format, write_strips < write>, nullptr, true }
 
@@ -459,6 +476,10 @@ const scenario scenarios[] = {
     READS(VIQ_read_TIFF_file, VIQ_write_TIFF_file, VIQ_Y16),
     READS(VIQ_read_TGA_file, VIQ_write_TGA_file, VIQ_RGB24),
     READS(VIQ_read_EPS_file, VIQ_write_EPS_file, VIQ_RGB24),
+    READS_CONFORMING(VIQ_read_BMP_file, VIQ_write_BMP_file, VIQ_PALETTED),
+    READS_CONFORMING(VIQ_read_TIFF_file, VIQ_write_TIFF_file, VIQ_PALETTED),
+    READS_CONFORMING(VIQ_read_TIFF_file, VIQ_write_TIFF_file, VIQ_RGB24),
+    {"VIQ_read_TGA_file", VIQ_Y8, read_whole<VIQ_read_TGA_file>, written_runs, true},
     {"VIQ_image_read", VIQ_RGB24, CALL(VIQ_image_read(s.out, 0, VIQ_STRIP_NEXT)),
      [](stage &s) {
          written<VIQ_write_TIFF_file>(s);
