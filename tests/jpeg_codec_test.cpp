@@ -343,6 +343,19 @@ TEST(JpegDecode, RejectsUnsupportedInput) {
                  "Unsupported image format");
     bytes stream = scene_stream(VIQ_Y8, 16, 16);
     ASSERT_EQ(read_stream(jpeg, stream), 0u);
+    EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, missing, 3), VIQ_ERR_HANDLE,
+                 "Output image does not exist");
+    EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, jpeg, 3), VIQ_ERR_PARAMETER,
+                 "Input and output image are the same");
+    const picture grey(VIQ_Y8, 16, 16);
+    EXPECT_ERROR(VIQ_JPEG_decompress(grey, out, 3), VIQ_ERR_HANDLE, "Not a JPEG image");
+    set_lines(jpeg, 8);
+    EXPECT_OK(VIQ_JPEG_decompress(jpeg, out, 3));
+    EXPECT_ERROR(VIQ_JPEG_decompress(grey, out, 3), VIQ_ERR_STATE,
+                 "Sequence under way with another image");
+    EXPECT_OK(VIQ_JPEG_decompress(jpeg, out, 4));
+    jpeg->width = 0;
+    EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, out, 3), VIQ_ERR_CORRUPT, "Image has no size");
     jpeg->height = jpeg->lines_per_strip = 60000;
     jpeg->width = 60000;
     EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, out, 3), VIQ_ERR_CORRUPT,
