@@ -7,6 +7,7 @@
 #include "core/context.h"
 #include "core/file_io.h"
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/report.h"
 
 using namespace viq;
@@ -87,6 +88,8 @@ u32 VIQ_image_conv_LUT_save(u32 hImage, u16 wLUTType, const char *pszFileName) {
 // The existing table is replaced only after the whole file has been read.
 u32 VIQ_image_conv_LUT_load(u32 hImage, u16 wLUTType, const char *pszFileName) {
     constexpr const char *name = "VIQ_image_conv_LUT_load";
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     const lut_rule *rule = nullptr;
     u32 code = find_rule_for_file(name, hImage, wLUTType, pszFileName, rule);
     if (is_error(code))
@@ -103,6 +106,9 @@ u32 VIQ_image_conv_LUT_load(u32 hImage, u16 wLUTType, const char *pszFileName) {
     unique_stream file(open_file(pszFileName, "rb"));
     if (file == nullptr)
         return report(name, VIQ_ERR_OPEN, "Failed to create file");
+    code = check_file_limit(name, file.get());
+    if (is_error(code))
+        return code;
     const std::size_t size = loaded.bytes.size();
     if (std::fread(loaded.bytes.data(), 1, size, file.get()) != size ||
         std::fgetc(file.get()) != EOF)
@@ -253,6 +259,8 @@ u32 destroy(u16 type) {
 }
 
 u32 generate(const lut_rule &rule, u32 hImage) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     lut made;
     if (rule.pack != nullptr) {
         const u32 code = make_room(rule.generator, rule, {}, made);

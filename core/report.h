@@ -10,6 +10,14 @@ namespace viq {
 // Passes the failure to the installed handler under the library's module number; returns the code.
 // Calls that a handler makes return their errors without a report, so that a handler cannot
 // recurse.
+//
+// A failure is reported once, by the function that finds it; its callers pass the code on. Only
+// where a caller has a message of its own for a step that a public function does, it reports the
+// same code once more, after that function:
+// - the image check, except for a limit: every operation ("Corrupt image" and the like)
+// - the allocation of a strip: the readers of BMP, TIFF, TGA and EPS files ("")
+// - the detection of a file's format: VIQ_image_read ("Failed to recognise file format")
+// - the creation of temporary images: VIQ_IP_mirror ("VIQ_image_create(hCropImage) failed")
 u32 report(const char *function, u32 code, const char *message);
 
 // The number of the report whose handler is running; 0: none. Every report has another number.

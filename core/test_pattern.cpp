@@ -44,6 +44,8 @@ u32 VIQ_test_pattern_1_strip(u32 hImage) {
     const tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
         return report_bad_handle(strip_name);
+    if (is_frozen(*image))
+        return report_unchangeable(strip_name, hImage);
     const u32 code = check_image(strip_name, hImage);
     if (is_error(code))
         return code;

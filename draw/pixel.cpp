@@ -24,6 +24,8 @@ u32 VIQ_DrawPixel(u32 hImage, u16 wColour, u32 x, u32 y) {
     const tVIQ_Image *image = find_image(hImage);
     if (image == nullptr)
         return report_bad_handle(name);
+    if (is_frozen(*image))
+        return report_unchangeable(name, hImage);
     if (image->pixel_format != VIQ_YUV422)
         return report(name, VIQ_ERR_PARAMETER | 1, "Unknown or unsupported pixel format");
     if (wColour >= std::size(colours))

@@ -45,6 +45,7 @@ struct caller {
     std::unique_ptr<tVIQ_Average> average;
     std::unique_ptr<i32[]> kernel;
     bool in_handler = false;
+    std::size_t only_file = files; // that calls write by name; files: any
     VIQ_ErrHandler handlers[3] = {};
     // Arguments that the target chooses itself; 0: arbitrary.
     u32 in_image = 0, out_image = 0;
@@ -341,7 +342,8 @@ inline const tVIQ_PrintOptions *any_print_options(caller &who, call_record &call
     constexpr const char *papers[] = {nullptr, "A4", "letter", "50x60.5", "0x1", "x", "1e9x2"};
     auto *options = reinterpret_cast<tVIQ_PrintOptions *>(call.buffer(sizeof(tVIQ_PrintOptions)));
     VIQ_display_print_defaults(options);
-    call.texts.push_back(file_name(who.input.byte() % files));
+    const std::size_t file = who.input.byte() % files;
+    call.texts.push_back(file_name(who.only_file < files ? who.only_file : file));
     options->file_name = call.texts.back().c_str();
     options->paper = who.input.one_of(papers);
     for (u32 *length :

@@ -263,6 +263,7 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
     who.in_image = op.input == role::image ? image : coded(p, op.input, image);
     who.out_image = make_image(p, op.output);
     VIQ_image_set_outfilename(who.in_image, file_name(file).c_str());
+    who.only_file = file; // whose content is part of the outcome
     VIQ_image_set_flags(who.out_image, VIQ_FLAG_USE_LUT, p.tables);
     who.command = VIQ_STRIP_NEXT;
     const std::string_view name = op.name;

@@ -69,6 +69,8 @@ u32 VIQ_LUT_destroy(u32 hLut) {
 
 u32 VIQ_LUT_generate(u32 hLut, i16 brightness, i16 contrast, i16 gamma, i16 gain2, i16 gain3,
                      i16 gain4) {
+    if (called_by_handler())
+        return VIQ_ERR_STATE;
     lookup_table *lut = lut_of(hLut);
     if (lut == nullptr)
         return report_bad_handle("VIQ_LUT_generate");

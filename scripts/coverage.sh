@@ -33,7 +33,7 @@ tools=$(clang --version | sed -nE 's/.*version ([0-9]+).*/\1/p' | head -n 1)
 merge=$(command -v "llvm-profdata-$tools" || command -v llvm-profdata)
 report=$(command -v "llvm-cov-$tools" || command -v llvm-cov)
 "$merge" merge -sparse build/coverage/profiles/*.profraw -o build/coverage/all.profdata
-programs=(-object build/coverage/tests/viq_tests)
+programs=(build/coverage/tests/viq_tests) # the first one without -object
 for program in build/coverage/fuzz/replay_* build/coverage/viq build/coverage/tools/viq; do
     [ -f "$program" ] && [ -x "$program" ] && programs+=(-object "$program")
 done
@@ -42,13 +42,13 @@ done
 
 status=0
 python3 - build/coverage/summary.json "$PWD/" <<'PYTHON' || status=$?
-import collections, json, re, sys
+import collections, json, os, re, sys
 folders = ["core", "convert", "files", "jpeg", "wavelet", "process", "camera", "draw", "display", "library", "tools"]
 reader = re.compile(r"files/.*(read|detect|runs|run_lines|stream|strip_file|unpack)|jpeg/(jpeg_stream_read|scan_reader|decoder|component_decoder)"
                     r"|wavelet/codec/(wavelet_stream|decompress)")
 rows, readers = collections.defaultdict(lambda: [0] * 4), {}
 for entry in json.load(open(sys.argv[1]))["data"][0]["files"]:
-    name = entry["filename"].removeprefix(sys.argv[2])
+    name = os.path.normpath(entry["filename"]).removeprefix(sys.argv[2])
     if name.split("/")[0] not in folders:
         continue
     lines, branches = entry["summary"]["lines"], entry["summary"]["branches"]

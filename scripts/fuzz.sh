@@ -62,7 +62,8 @@ executions_of() { # TARGET
     awk -v name="$1" '$1 == name { sum += $2 } END { printf "%d", sum }' $work/executions
 }
 
-# Starts a program of a target once and adds its executions to the record.
+# Starts a program of a target once and adds its executions to the record. The time limit of an input
+# is long, because it counts time in which other programs have the processor.
 start() { # TARGET BUILD OPTION...
     local name=$1 build=$2 log=$work/logs/$1.log options=() status
     shift 2
@@ -72,7 +73,7 @@ start() { # TARGET BUILD OPTION...
         options+=(-entropic=0 -max_len=4200)
         [ -n "$checked_heap" ] && local -x LD_PRELOAD=$checked_heap MALLOC_CHECK_=3
     fi
-    TMPDIR=$files nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=60 -rss_limit_mb=3000 \
+    TMPDIR=$files nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=600 -rss_limit_mb=3000 \
         -print_final_stats=1 -reduce_inputs=0 "${options[@]}" "$@" \
         -artifact_prefix="$work/findings/$name/" "$work/corpus/$name" "fuzz/corpus/$name" \
         >"$log.last" 2>&1
@@ -87,14 +88,14 @@ start() { # TARGET BUILD OPTION...
 share=$((amount * 60))
 [ ${#targets[@]} -gt "$jobs" ] && share=$((share * jobs / ${#targets[@]}))
 
-# Runs in turns, so that the record is right within minutes when a run is stopped. A finding ends a
+# Runs in turns, so that little is missing from the record when a run is stopped. A finding ends a
 # program; the next one starts with the inputs that were found.
 run_target() { # TARGET
     local name=$1 until=$((SECONDS + share)) turn left made
     while true; do
         if [ $mode = until ]; then
             left=$((amount - $(executions_of "$name")))
-            turn=300
+            turn=1200
         else
             left=1000000000
             turn=$(((until - SECONDS + 1) / 2))

@@ -125,10 +125,9 @@ TEST(Contexts, RefuseImagesInUse) {
     fill_with_noise(in);
     for (const picture *used : {&in, &out}) {
         companion(*find_image(*used)).user = 60000;
-        EXPECT_REPORT(VIQ_convert_to_RGB24(in, out, VIQ_STRIP_NEXT), "VIQ_convert_to_RGB24",
-                      VIQ_ERR_STATE, "Image in use by another thread");
-        EXPECT_REPORT(VIQ_image_destroy(*used), "VIQ_image_destroy", VIQ_ERR_STATE,
-                      "Image in use by another thread");
+        EXPECT_ERROR(VIQ_convert_to_RGB24(in, out, VIQ_STRIP_NEXT), VIQ_ERR_STATE,
+                     "Image in use by another thread");
+        EXPECT_ERROR(VIQ_image_destroy(*used), VIQ_ERR_STATE, "Image in use by another thread");
         companion(*find_image(*used)).user = 0;
     }
     EXPECT_OK(VIQ_convert_to_RGB24(in, out, VIQ_STRIP_NEXT));

@@ -31,8 +31,6 @@ u32 make_picture(u16 format) {
 struct DisplayTest : testing::Test {
     u32 display = 0;
     void SetUp() override {
-        VIQ_Init();
-        VIQ_ErrHandlerInstall(record_failure);
         set_window_system(&memory_windows);
         memory_pixel = bgrx32_pixel;
         display = VIQ_display_create();
@@ -157,7 +155,6 @@ u32 calls_from_handler(u32, const char *, u32, const char *) {
 TEST_F(DisplayTest, RefusesCallsOfErrorHandlers) {
     VIQ_ErrHandlerInstall(calls_from_handler);
     EXPECT_EQ(VIQ_display_refresh(display), VIQ_ERR_STATE);
-    VIQ_ErrHandlerInstall(VIQ_ErrHandlerDefault);
 }
 
 TEST_F(DisplayTest, EndsASequenceOfStripsWithItsImage) {
@@ -174,7 +171,6 @@ TEST_F(DisplayTest, EndsASequenceOfStripsWithItsImage) {
 
 struct X11DisplayTest : testing::Test {
     void SetUp() override {
-        VIQ_Init();
         if ((platform_windows.methods >> VIQ_DISPLAY_IMAGE & 1) == 0)
             GTEST_SKIP() << "skipped: no X11 on this system";
         if (std::getenv("DISPLAY") == nullptr)

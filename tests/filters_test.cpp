@@ -104,10 +104,9 @@ TEST(Filter, KeepsTheLineAboveBetweenStrips) {
     EXPECT_EQ(out->data[2 * out->bytes_per_line + 5], in->data[3 * in->bytes_per_line + 5]);
     EXPECT_OK(VIQ_IP_filter_3x3(in, out, below.data(), 4));
     const picture other(VIQ_Y16, 4, 4);
-    EXPECT_REPORT(VIQ_IP_filter_3x3(other, out, below.data(), 3), "VIQ_IP_filter_3x3", 0x10070000,
-                  "Supports RGB24 & Y8 only");
-    EXPECT_REPORT(VIQ_IP_filter_3x3(in, out, nullptr, 3), "VIQ_IP_filter_3x3", 0x10030000,
-                  "Null pointer");
+    EXPECT_ERROR(VIQ_IP_filter_3x3(other, out, below.data(), 3), 0x10070000,
+                 "Supports RGB24 & Y8 only");
+    EXPECT_ERROR(VIQ_IP_filter_3x3(in, out, nullptr, 3), 0x10030000, "Null pointer");
 }
 
 // ---- Shading
@@ -183,16 +182,16 @@ TEST(Shading, ReportsWhichImageIsInvalid) {
     expect_reports([&] { return VIQ_IP_ShadingCorrection_Generate(good, also, missing, out); },
                    corrupt(make, "hOffsetRefImage"));
     EXPECT_EQ(out->pixel_format, 0u); // no output changes before all images are checked
-    EXPECT_REPORT(VIQ_IP_ShadingCorrection_Generate(good, also, out, out), make, 0x10030000,
-                  "Input and output image are the same");
-    EXPECT_REPORT(VIQ_IP_ShadingCorrection(grey, out, good, also), apply, 0x10070000,
-                  "Unsupported image format");
-    EXPECT_REPORT(VIQ_IP_ShadingCorrection(small, out, good, also), apply, 0x10070000,
-                  "Images do not match");
-    EXPECT_REPORT(VIQ_IP_ShadingCorrection_Generate(good, small, out, other), make, 0x10070000,
-                  "Images do not match");
-    EXPECT_REPORT(VIQ_IP_ShadingCorrection(good, good, also, also), apply, 0x10030000,
-                  "Input and output image are the same");
+    EXPECT_ERROR(VIQ_IP_ShadingCorrection_Generate(good, also, out, out), 0x10030000,
+                 "Input and output image are the same");
+    EXPECT_ERROR(VIQ_IP_ShadingCorrection(grey, out, good, also), 0x10070000,
+                 "Unsupported image format");
+    EXPECT_ERROR(VIQ_IP_ShadingCorrection(small, out, good, also), 0x10070000,
+                 "Images do not match");
+    EXPECT_ERROR(VIQ_IP_ShadingCorrection_Generate(good, small, out, other), 0x10070000,
+                 "Images do not match");
+    EXPECT_ERROR(VIQ_IP_ShadingCorrection(good, good, also, also), 0x10030000,
+                 "Input and output image are the same");
 }
 
 // ---- Motion detection, whose stored value is process-wide
@@ -226,20 +225,18 @@ TEST_P(Filters, MotionIsComparedWithTheLastMovingFrame) {
 }
 
 TEST(Motion, RejectsFramesOfDifferentGeometry) {
-    const char *name = "VIQ_IP_motion_detect";
     const picture a(VIQ_Y8, 4, 4), wide(VIQ_Y8, 5, 4), yuv(VIQ_YUV422, 4, 4), rgb(VIQ_RGB24, 4, 4);
     for (const picture *p : {&a, &wide, &yuv, &rgb})
         fill_with_noise(*p);
     u32 result = 7;
-    EXPECT_REPORT(VIQ_IP_motion_detect(a, yuv, 0, 1, &result), name, 0x10070001,
-                  "Both images must be the same");
+    EXPECT_ERROR(VIQ_IP_motion_detect(a, yuv, 0, 1, &result), 0x10070001,
+                 "Both images must be the same");
     EXPECT_EQ(result, 0u);
-    EXPECT_REPORT(VIQ_IP_motion_detect(rgb, rgb, 0, 1, &result), name, 0x10070000,
-                  "Unsupported image format");
-    EXPECT_REPORT(VIQ_IP_motion_detect(a, wide, 0, 1, &result), name, 0x10070000,
-                  "Images do not match");
-    EXPECT_REPORT(VIQ_IP_motion_detect(a, a, 0, 0, &result), name, 0x10030000, "Step is 0");
-    EXPECT_REPORT(VIQ_IP_motion_detect(a, a, 0, 1, nullptr), name, 0x10030000, "Null pointer");
+    EXPECT_ERROR(VIQ_IP_motion_detect(rgb, rgb, 0, 1, &result), 0x10070000,
+                 "Unsupported image format");
+    EXPECT_ERROR(VIQ_IP_motion_detect(a, wide, 0, 1, &result), 0x10070000, "Images do not match");
+    EXPECT_ERROR(VIQ_IP_motion_detect(a, a, 0, 0, &result), 0x10030000, "Step is 0");
+    EXPECT_ERROR(VIQ_IP_motion_detect(a, a, 0, 1, nullptr), 0x10030000, "Null pointer");
     set_lines(yuv, 0);
     EXPECT_OK(VIQ_IP_motion_detect(a, yuv, 0, 1, &result));
 }
@@ -285,10 +282,10 @@ TEST_P(Filters, HsiAveragesAreDividedAfterEachStrip) {
     }
     const picture rgb(VIQ_RGB24, 2, 2), grey(VIQ_Y8, 2, 2);
     tVIQ_Average average;
-    EXPECT_REPORT(VIQ_IP_generate_averages(rgb, &average, 3), "VIQ_IP_generate_averages",
-                  0x10070000, "Unsupported image format");
-    EXPECT_REPORT(VIQ_IP_generate_averages(grey, nullptr, 3), "VIQ_IP_generate_averages",
-                  0x10030000, "tVIQ_Average structure pointer is NULL");
+    EXPECT_ERROR(VIQ_IP_generate_averages(rgb, &average, 3), 0x10070000,
+                 "Unsupported image format");
+    EXPECT_ERROR(VIQ_IP_generate_averages(grey, nullptr, 3), 0x10030000,
+                 "tVIQ_Average structure pointer is NULL");
 }
 
 } // namespace

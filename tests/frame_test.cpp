@@ -253,18 +253,18 @@ TEST(FrameChecks, RejectFramesThatDoNotFit) {
     const picture image;
     for (const auto &c : cases) {
         SCOPED_TRACE(c.message);
-        EXPECT_REPORT(
+        EXPECT_ERROR(
             VIQ_frame_unpack(memory.data(), c.size, c.code, c.width, c.height, c.stride, image, 3),
-            "VIQ_frame_unpack", c.error == 1 ? VIQ_ERR_CORRUPT : c.error, c.message);
-        EXPECT_REPORT(
+            c.error == 1 ? VIQ_ERR_CORRUPT : c.error, c.message);
+        EXPECT_ERROR(
             VIQ_frame_pack(memory.data(), c.size, c.code, c.width, c.height, c.stride, image, 3),
-            "VIQ_frame_pack", c.error == 1 ? VIQ_ERR_PARAMETER : c.error, c.message);
+            c.error == 1 ? VIQ_ERR_PARAMETER : c.error, c.message);
         EXPECT_EQ(image->pixel_format, 0);
     }
-    EXPECT_REPORT(VIQ_frame_unpack(nullptr, 16, mono8, 4, 4, 0, image, 3), "VIQ_frame_unpack",
-                  VIQ_ERR_PARAMETER, "Null pointer");
-    EXPECT_REPORT(VIQ_frame_unpack(memory.data(), 16, mono8, 4, 4, 0, missing, 3),
-                  "VIQ_frame_unpack", VIQ_ERR_HANDLE, "");
+    EXPECT_ERROR(VIQ_frame_unpack(nullptr, 16, mono8, 4, 4, 0, image, 3), VIQ_ERR_PARAMETER,
+                 "Null pointer");
+    EXPECT_ERROR(VIQ_frame_unpack(memory.data(), 16, mono8, 4, 4, 0, missing, 3), VIQ_ERR_HANDLE,
+                 "");
     EXPECT_ERROR(VIQ_frame_get_size(mono8, 1, 1, 0, nullptr), VIQ_ERR_PARAMETER, "Null pointer");
 }
 
@@ -284,10 +284,10 @@ TEST(FrameChecks, RejectImagesThatDoNotFit) {
     fill_with_noise(grey);
     EXPECT_REPORT(pack(mono8, 5, grey), "VIQ_frame_pack", VIQ_ERR_PARAMETER,
                   "Image does not have the size of the frame");
-    EXPECT_REPORT(VIQ_frame_pack(grey->data, 16, mono8, 4, 4, 0, grey, 3), "VIQ_frame_pack",
-                  VIQ_ERR_PARAMETER, "Frame and image share memory");
-    EXPECT_REPORT(VIQ_frame_unpack(grey->data + 3, 9, mono8, 3, 3, 0, grey, 3), "VIQ_frame_unpack",
-                  VIQ_ERR_PARAMETER, "Frame and image share memory");
+    EXPECT_ERROR(VIQ_frame_pack(grey->data, 16, mono8, 4, 4, 0, grey, 3), VIQ_ERR_PARAMETER,
+                 "Frame and image share memory");
+    EXPECT_ERROR(VIQ_frame_unpack(grey->data + 3, 9, mono8, 3, 3, 0, grey, 3), VIQ_ERR_PARAMETER,
+                 "Frame and image share memory");
 }
 
 TEST(FrameStrips, FollowTheStripProtocol) {

@@ -121,12 +121,12 @@ TEST(Images, StoreTheirParameters) {
         const u32 value = 0x12345u + id;
         if (id == VIQ_JPEG_PARAM) {
             const char *message = "JPEG structure does not exist";
-            EXPECT_REPORT(VIQ_image_set_parameter(p, id, 1), set, 0x10040000, message);
-            EXPECT_REPORT(VIQ_image_get_parameter(p, id), get, 0x10040000, message);
+            EXPECT_ERROR(VIQ_image_set_parameter(p, id, 1), 0x10040000, message);
+            EXPECT_ERROR(VIQ_image_get_parameter(p, id), 0x10040000, message);
         } else if (id < 10 || id > 25 || has(read_only, id)) {
-            EXPECT_REPORT(VIQ_image_set_parameter(p, id, 1), set, 0x10030000, "");
+            EXPECT_ERROR(VIQ_image_set_parameter(p, id, 1), 0x10030000, "");
             if (!has(read_only, id))
-                EXPECT_REPORT(VIQ_image_get_parameter(p, id), get, 0x10030000, "Unknown parameter");
+                EXPECT_ERROR(VIQ_image_get_parameter(p, id), 0x10030000, "Unknown parameter");
         } else if (id != VIQ_IMAGE_TYPE) {
             EXPECT_OK(VIQ_image_set_parameter(p, id, value));
             EXPECT_EQ(VIQ_image_get_parameter(p, id), value & (has(narrow, id) ? 0xFFFF : ~0u));

@@ -12,15 +12,11 @@ TEST(JpegRecord, HasDefaultsAndReturnsItsParameters) {
     EXPECT_EQ(record.h_table_ids[0], 255);
     EXPECT_EQ(VIQ_image_get_parameter(jpeg, VIQ_JPEG_PARAM), 0u);
     EXPECT_EQ(VIQ_JPEG_get_parameter(jpeg, 600), 0u);
-    EXPECT_REPORT(VIQ_JPEG_get_parameter(jpeg, 603), "VIQ_JPEG_get_parameter", VIQ_ERR_PARAMETER,
-                  "Unknown parameter");
+    EXPECT_ERROR(VIQ_JPEG_get_parameter(jpeg, 603), VIQ_ERR_PARAMETER, "Unknown parameter");
     const picture plain;
-    EXPECT_REPORT(VIQ_JPEG_get_parameter(plain, 600), "VIQ_JPEG_get_parameter", VIQ_ERR_HANDLE,
-                  "Not a JPEG image");
-    EXPECT_REPORT(VIQ_JPEG_get_parameter(missing, 600), "VIQ_JPEG_get_parameter", VIQ_ERR_HANDLE,
-                  "");
-    EXPECT_REPORT(VIQ_JPEG_copy_parameters(jpeg, plain), "VIQ_JPEG_copy_parameters", VIQ_ERR_HANDLE,
-                  "");
+    EXPECT_ERROR(VIQ_JPEG_get_parameter(plain, 600), VIQ_ERR_HANDLE, "Not a JPEG image");
+    EXPECT_ERROR(VIQ_JPEG_get_parameter(missing, 600), VIQ_ERR_HANDLE, "");
+    EXPECT_ERROR(VIQ_JPEG_copy_parameters(jpeg, plain), VIQ_ERR_HANDLE, "");
     const std::string id(32, 'x');
     EXPECT_OK(VIQ_image_set_ptr(jpeg, VIQ_PTR_JPEG_ID, const_cast<char *>(id.data())));
     EXPECT_EQ(std::string(record.comment, 32), id);
@@ -31,11 +27,11 @@ TEST(JpegRecord, RejectsFactorsOutOfRange) {
     for (const u16 factor : words{1, 400})
         EXPECT_OK(VIQ_JPEG_set_Quality_factor(jpeg, factor));
     for (const u16 factor : words{0, 401})
-        EXPECT_REPORT(VIQ_JPEG_set_Quality_factor(jpeg, factor), "VIQ_JPEG_set_Quality_factor",
-                      VIQ_ERR_PARAMETER, "Q factor of range");
+        EXPECT_ERROR(VIQ_JPEG_set_Quality_factor(jpeg, factor), VIQ_ERR_PARAMETER,
+                     "Q factor of range");
     for (const u16 factor : words{1, 801})
-        EXPECT_REPORT(VIQ_JPEG_set_Quantization_factor(jpeg, factor),
-                      "VIQ_JPEG_set_Quantization_factor", VIQ_ERR_PARAMETER, "Q factor of range");
+        EXPECT_ERROR(VIQ_JPEG_set_Quantization_factor(jpeg, factor), VIQ_ERR_PARAMETER,
+                     "Q factor of range");
     const std::pair<u16, u16> pairs[] = {{2, 400}, {3, 266}, {50, 16}, {800, 1}};
     for (const auto &[factor, quality] : pairs) {
         EXPECT_OK(VIQ_JPEG_set_Quantization_factor(jpeg, factor));
@@ -75,10 +71,9 @@ TEST(JpegRecord, RejectsCorruptHuffmanTables) {
     EXPECT_EQ(jpeg.record().dht_length, 416);
     EXPECT_OK(VIQ_JPEG_generate_H_codetable_LUTs(jpeg));
     EXPECT_OK(VIQ_JPEG_generate_Huffman_decode_tables(jpeg));
-    constexpr const char *name = "VIQ_JPEG_generate_H_codetable_LUTs";
     jpeg.record().h_bits[1][3] = 200;
-    EXPECT_REPORT(VIQ_JPEG_generate_H_codetable_LUTs(jpeg), name, VIQ_ERR_CORRUPT,
-                  "Corrupt Huffman table");
+    EXPECT_ERROR(VIQ_JPEG_generate_H_codetable_LUTs(jpeg), VIQ_ERR_CORRUPT,
+                 "Corrupt Huffman table");
 }
 
 TEST(JpegRecord, AllocatesDataUnlessItIsTheCallers) {

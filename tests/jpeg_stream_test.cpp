@@ -13,14 +13,6 @@ bytes text(const char *characters) {
     return bytes(characters, characters + std::strlen(characters));
 }
 
-// The offset of the 0xFF of the first segment with this marker.
-std::size_t find_marker(const bytes &stream, u8 marker) {
-    std::size_t at = 2;
-    while (at + 3 < stream.size() && stream[at + 1] != marker)
-        at += 2 + stream[at + 2] * 256u + stream[at + 3];
-    return at;
-}
-
 bytes part_of(const bytes &stream, std::size_t from, std::size_t size) {
     return {stream.data() + from, stream.data() + from + size};
 }
@@ -91,10 +83,8 @@ TEST(JpegStream, FilesAndBuffersHoldTheSameData) {
     EXPECT_NE(VIQ_JPEG_get_file_ptr(generic), nullptr);
     EXPECT_EQ(VIQ_image_get_parameter(generic, VIQ_JPEG_PARAM), 1u);
     const picture out;
-    EXPECT_REPORT(VIQ_JPEG_decompress(generic, out, 3), "VIQ_JPEG_decompress", VIQ_ERR_CORRUPT,
-                  "No image data");
-    EXPECT_REPORT(VIQ_JPEG_file_write(generic, 3), "VIQ_JPEG_file_write", VIQ_ERR_CORRUPT,
-                  "No image data");
+    EXPECT_ERROR(VIQ_JPEG_decompress(generic, out, 3), VIQ_ERR_CORRUPT, "No image data");
+    EXPECT_ERROR(VIQ_JPEG_file_write(generic, 3), VIQ_ERR_CORRUPT, "No image data");
     EXPECT_OK(VIQ_JPEG_file_close(generic));
     EXPECT_EQ(VIQ_JPEG_get_file_ptr(generic), nullptr);
 }
@@ -161,8 +151,8 @@ TEST(JpegStream, RejectsUnsupportedAndCorruptSegments) {
         const bool cut = std::strstr(row.message, "Unexpected end") != nullptr;
         const u32 code = unknown ? corrupt | (row.code & 0xFF) : row.code;
         const char *message = cut ? "Unexpected end of file" : row.message;
-        EXPECT_REPORT(VIQ_JPEG_file_read(jpeg), "VIQ_JPEG_file_read", code, message);
-        EXPECT_REPORT(VIQ_JPEG_file_open(jpeg), "VIQ_JPEG_file_open", code, message);
+        EXPECT_ERROR(VIQ_JPEG_file_read(jpeg), code, message);
+        EXPECT_ERROR(VIQ_JPEG_file_open(jpeg), code, message);
         EXPECT_EQ(VIQ_JPEG_get_file_ptr(jpeg), nullptr);
     }
 }
@@ -170,8 +160,7 @@ TEST(JpegStream, RejectsUnsupportedAndCorruptSegments) {
 TEST(JpegStream, RejectsDataThatIsNotAStream) {
     const jpeg_picture jpeg;
     constexpr const char *name = "VIQ_JPEG_buffer_read";
-    EXPECT_REPORT(VIQ_JPEG_buffer_read(jpeg, nullptr, 9), name, VIQ_ERR_OPEN,
-                  "Not JPEG stream/data");
+    EXPECT_ERROR(VIQ_JPEG_buffer_read(jpeg, nullptr, 9), VIQ_ERR_OPEN, "Not JPEG stream/data");
     EXPECT_REPORT(read_stream(jpeg, {0, 0xD8, 0, 0}), name, VIQ_ERR_CORRUPT,
                   "Expecting PREFIX marker");
     EXPECT_REPORT(read_stream(jpeg, {0xFF, 0xD9, 0, 0}), name, VIQ_ERR_CORRUPT,
@@ -179,11 +168,10 @@ TEST(JpegStream, RejectsDataThatIsNotAStream) {
     for (const bytes &start : {bytes{0xFF}, bytes{0xFF, 0xD8}, bytes{0xFF, 0xD8, 0}})
         EXPECT_OK(read_stream(jpeg, start));
     const picture plain;
-    EXPECT_REPORT(VIQ_JPEG_file_open(plain), "VIQ_JPEG_file_open", VIQ_ERR_OPEN,
-                  "The VIQ image handle refers to a non-JPEG image");
+    EXPECT_ERROR(VIQ_JPEG_file_open(plain), VIQ_ERR_OPEN,
+                 "The VIQ image handle refers to a non-JPEG image");
     name_files(jpeg, scratch_file("nowhere.jpg"));
-    EXPECT_REPORT(VIQ_JPEG_file_read(jpeg), "VIQ_JPEG_file_read", VIQ_ERR_OPEN,
-                  "Failed to open JPEG file");
+    EXPECT_ERROR(VIQ_JPEG_file_read(jpeg), VIQ_ERR_OPEN, "Failed to open JPEG file");
 }
 
 TEST(JpegStream, ReadsButDoesNotDecode444) {
@@ -193,31 +181,8 @@ TEST(JpegStream, ReadsButDoesNotDecode444) {
     ASSERT_EQ(read_stream(jpeg, stream), 0u);
     EXPECT_EQ(jpeg->pixel_format, VIQ_RGB24);
     const picture out;
-    EXPECT_REPORT(VIQ_JPEG_decompress(jpeg, out, 3), "VIQ_JPEG_decompress",
-                  VIQ_ERR_UNSUPPORTED | VIQ_RGB24, "Unsupported image format");
-}
-
-// Truncated at every byte, or with any byte of the header changed, a stream fails or decodes.
-TEST(JpegStream, SurvivesTruncationAndHeaderChanges) {
-    const bytes stream = scene_stream(VIQ_RGB24, 33, 20, 64);
-    const jpeg_picture jpeg;
-    const picture out;
-    const auto try_stream = [&](const bytes &damaged) {
-        if (!is_error(read_stream(jpeg, damaged))) {
-            VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT);
-            VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_FINISH);
-        }
-    };
-    for (std::size_t length = 1; length < stream.size(); ++length)
-        try_stream(bytes(stream.begin(), stream.begin() + std::ptrdiff_t(length)));
-    for (std::size_t i = 0; i < find_marker(stream, 0xDA) + 14; ++i)
-        for (const u8 change : bytes{0x01, 0x80, 0xFF}) {
-            bytes damaged = stream;
-            damaged[i] = static_cast<u8>(damaged[i] ^ change);
-            try_stream(damaged);
-        }
-    reported.clear();
-    restore_codes(jpeg);
+    EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, out, 3), VIQ_ERR_UNSUPPORTED | VIQ_RGB24,
+                 "Unsupported image format");
 }
 
 TEST(JpegStream, ReportsAFullDisk) {
@@ -228,11 +193,9 @@ TEST(JpegStream, ReportsAFullDisk) {
     const jpeg_picture jpeg;
     EXPECT_OK(VIQ_JPEG_compress(scene, jpeg));
     EXPECT_OK(VIQ_image_set_outfilename(jpeg, "/dev/full"));
-    EXPECT_REPORT(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT), "VIQ_JPEG_file_write", VIQ_ERR_CLOSE,
-                  "Failed to close file");
+    EXPECT_ERROR(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT), VIQ_ERR_CLOSE, "Failed to close file");
     EXPECT_OK(VIQ_image_set_outfilename(jpeg, scratch_file("no/folder.jpg").c_str()));
-    EXPECT_REPORT(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT), "VIQ_JPEG_file_write", VIQ_ERR_OPEN,
-                  "Failed to create file");
+    EXPECT_ERROR(VIQ_JPEG_file_write(jpeg, VIQ_STRIP_NEXT), VIQ_ERR_OPEN, "Failed to create file");
 }
 
 // ---- Sequences
@@ -275,17 +238,14 @@ TEST(JpegSequence, ExtractsTheFramesItWasBuiltFrom) {
     EXPECT_REPORT(VIQ_JPEG_sequence_extract_frame(read, frame, count + 1),
                   "VIQ_sequence_JPEG_extract_frame", VIQ_ERR_PARAMETER,
                   "frame number > number of frames");
-    EXPECT_REPORT(VIQ_JPEG_sequence_set_start_frame(read, count + 1),
-                  "VIQ_JPEG_sequence_set_start_frame", VIQ_ERR_PARAMETER,
-                  "starting frame > number of frames");
+    EXPECT_ERROR(VIQ_JPEG_sequence_set_start_frame(read, count + 1), VIQ_ERR_PARAMETER,
+                 "starting frame > number of frames");
     read->param_18 = count + 1;
-    EXPECT_REPORT(VIQ_JPEG_sequence_set_start_frame(read, count + 1),
-                  "VIQ_JPEG_sequence_set_start_frame", VIQ_ERR_CORRUPT,
-                  "Frame separator not found");
+    EXPECT_ERROR(VIQ_JPEG_sequence_set_start_frame(read, count + 1), VIQ_ERR_CORRUPT,
+                 "Frame separator not found");
 
     // The same with the file.
-    EXPECT_REPORT(VIQ_JPEG_sequence_calc_length(read), "VIQ_JPEG_sequence_calc_length",
-                  VIQ_ERR_HANDLE, "JPEG file not opened");
+    EXPECT_ERROR(VIQ_JPEG_sequence_calc_length(read), VIQ_ERR_HANDLE, "JPEG file not opened");
     EXPECT_OK(VIQ_JPEG_file_open(read));
     EXPECT_OK(VIQ_JPEG_sequence_calc_length(read));
     EXPECT_EQ(read->param_18, count);
@@ -344,10 +304,10 @@ TEST(JpegSequence, BuildsImagesFromStrips) {
     EXPECT_OK(VIQ_JPEG_build_image(strip, out, VIQ_STRIP_NEXT));
     EXPECT_EQ(out.data(), strip.data() + strip.data());
     EXPECT_EQ(out->lines_per_strip, 16u);
-    EXPECT_REPORT(VIQ_JPEG_build_image(missing, out, 3), "VIQ_JPEG_build_image", VIQ_ERR_HANDLE,
-                  "Input image does not exist");
-    EXPECT_REPORT(VIQ_JPEG_build_image(strip, missing, 3), "VIQ_JPEG_build_image", VIQ_ERR_HANDLE,
-                  "Output image does not exist");
+    EXPECT_ERROR(VIQ_JPEG_build_image(missing, out, 3), VIQ_ERR_HANDLE,
+                 "Input image does not exist");
+    EXPECT_ERROR(VIQ_JPEG_build_image(strip, missing, 3), VIQ_ERR_HANDLE,
+                 "Output image does not exist");
 }
 
 // Reads and converts a TIFF file strip by strip; the memory image collects the picture to compress.

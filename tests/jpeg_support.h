@@ -47,6 +47,14 @@ inline bytes stream_of(const jpeg_picture &jpeg) {
     return stream;
 }
 
+// The offset of the 0xFF of the first segment with this marker.
+inline std::size_t find_marker(const bytes &stream, u8 marker) {
+    std::size_t at = 2;
+    while (at + 3 < stream.size() && stream[at + 1] != marker)
+        at += 2 + stream[at + 2] * 256u + stream[at + 3];
+    return at;
+}
+
 inline u32 read_stream(const jpeg_picture &jpeg, const bytes &stream) {
     return VIQ_JPEG_buffer_read(jpeg, stream.data(), static_cast<u32>(stream.size()));
 }

@@ -2,7 +2,7 @@
 #include <functional>
 
 #include "core/allocation.h"
-#include "tests/support.h"
+#include "tests/file_support.h"
 
 namespace viq {
 namespace {
@@ -66,64 +66,83 @@ TEST(Limits, OfMemoryNameTheLimit) {
     const picture p(VIQ_Y8, 100, 100);
     {
         const limit_scope set(VIQ_LIMIT_ALLOCATION, 10000);
-        EXPECT_REPORT(VIQ_image_malloc_a_strip(p), "VIQ_image_malloc_a_strip", 0x10062710,
-                      "Allocation exceeds VIQ_LIMIT_ALLOCATION");
+        EXPECT_ERROR(VIQ_image_malloc_a_strip(p), 0x10062710,
+                     "Allocation exceeds VIQ_LIMIT_ALLOCATION");
         set_lines(p, 50);
         EXPECT_OK(VIQ_image_malloc_a_strip(p));
         EXPECT_EQ(VIQ_malloc_N_lines(p, 101), nullptr);
     }
     const limit_scope set(VIQ_LIMIT_MEMORY, current_memory().bytes + 4000);
     set_lines(p, 100);
-    EXPECT_REPORT(VIQ_image_malloc_a_strip(p), "VIQ_image_malloc_a_strip", 0x10062710,
-                  "Memory in use would exceed VIQ_LIMIT_MEMORY");
+    EXPECT_ERROR(VIQ_image_malloc_a_strip(p), 0x10062710,
+                 "Memory in use would exceed VIQ_LIMIT_MEMORY");
     set_lines(p, 1);
     EXPECT_OK(VIQ_image_malloc_a_strip(p));
 }
 
 TEST(Limits, OfFilesApplyToEveryReader) {
     const std::string name = scratch_file("limited");
-    const picture in(VIQ_Y8, 40, 40), out;
-    set_strip(in, bytes(1600)); // black: few bytes for many pixels
-    name_files(in, name);
-    name_files(out, name);
+    const picture grey(VIQ_Y8, 40, 40), bits(VIQ_Y1, 40, 40), out;
+    set_strip(grey, bytes(1600)); // black: few bytes for many pixels
+    bytes lines(200);
+    VIQ_image_set_ptr(bits, VIQ_PTR_DATA, lines.data());
+    VIQ_image_set_flags(bits, VIQ_FLAG_LOCKED, 1);
     const u32 jpeg = VIQ_JPEG_image_create(), wavelet = VIQ_WVLT_image_create(1);
-    EXPECT_OK(VIQ_JPEG_compress(in, jpeg));
-    EXPECT_OK(VIQ_WVLT_compress(in, wavelet, 3));
-    name_files(jpeg, name);
-    name_files(wavelet, name);
-    const auto expect_limits = [&](const char *reader, const std::function<u32()> &read,
-                                   const char *decoder) {
-        SCOPED_TRACE(reader);
-        EXPECT_OK(read());
-        {
-            const limit_scope set(VIQ_LIMIT_FILE, 100);
-            EXPECT_REPORT(read(), reader, VIQ_ERR_CORRUPT, "File exceeds VIQ_LIMIT_FILE");
+    for (const u32 image : {u32{grey}, u32{bits}, u32{out}, jpeg, wavelet})
+        name_files(image, name);
+    EXPECT_OK(VIQ_JPEG_compress(grey, jpeg));
+    EXPECT_OK(VIQ_WVLT_compress(grey, wavelet, 3));
+    const auto whole = [&](file_function read) { return set_lines(out, 40) + read(out, 3); };
+    const auto decoded = [&](u32 code, u32 coded, auto decompress) {
+        return is_error(code) ? code : decompress(coded, out, VIQ_STRIP_NEXT);
+    };
+    const struct {
+        const char *reader;
+        std::function<u32()> write, read;
+        const char *decoder; // reports the ratio; null: the file has a byte for each pixel
+    } formats[] = {
+        {"VIQ_read_BMP_file", [&] { return VIQ_write_BMP_file(grey, 3); },
+         [&] { return whole(VIQ_read_BMP_file); }, nullptr},
+        {"VIQ_read_TGA_file", [&] { return VIQ_write_TGA_file(grey, 3); },
+         [&] { return whole(VIQ_read_TGA_file); }, nullptr},
+        {"VIQ_read_EPS_file", [&] { return VIQ_write_EPS_file(grey, 3); },
+         [&] { return whole(VIQ_read_EPS_file); }, nullptr},
+        {"VIQ_read_TIFF_file", [&] { return VIQ_write_TIFF_file(bits, 3); },
+         [&] { return whole(VIQ_read_TIFF_file); }, "VIQ_read_TIFF_file"},
+        {"VIQ_JPEG_file_read", [&] { return VIQ_JPEG_file_write(jpeg, 3); },
+         [&] { return decoded(VIQ_JPEG_file_read(jpeg), jpeg, VIQ_JPEG_decompress); },
+         "VIQ_JPEG_decompress"},
+        {"VIQ_WVLT_file_read", [&] { return VIQ_WVLT_file_write(wavelet, 3); },
+         [&] { return decoded(VIQ_WVLT_file_read(wavelet), wavelet, VIQ_WVLT_decompress); },
+         "VIQ_WVLT_decompress"},
+        {"VIQ_image_conv_LUT_load",
+         [&] {
+             VIQ_image_conv_LUT_generate(grey, VIQ_CONV_LUT_Y8_TO_PALETTED);
+             return VIQ_image_conv_LUT_save(grey, VIQ_CONV_LUT_Y8_TO_PALETTED, name.c_str());
+         },
+         [&] { return VIQ_image_conv_LUT_load(grey, VIQ_CONV_LUT_Y8_TO_PALETTED, name.c_str()); },
+         nullptr}};
+    for (const auto &each : formats) {
+        SCOPED_TRACE(each.reader);
+        EXPECT_OK(each.write());
+        const u64 size = std::filesystem::file_size(name);
+        for (const u64 most : {size - 1, size}) {
+            const limit_scope set(VIQ_LIMIT_FILE, most);
+            if (most < size)
+                EXPECT_REPORT(each.read(), each.reader, VIQ_ERR_CORRUPT,
+                              "File exceeds VIQ_LIMIT_FILE");
+            else
+                EXPECT_OK(each.read());
         }
         const limit_scope set(VIQ_LIMIT_RATIO, 1);
-        if (decoder != nullptr)
-            EXPECT_REPORT(read(), decoder, VIQ_ERR_CORRUPT,
+        if (each.decoder != nullptr)
+            EXPECT_REPORT(each.read(), each.decoder, VIQ_ERR_CORRUPT,
                           "Pixels per byte of coded data exceed VIQ_LIMIT_RATIO");
-    };
-    EXPECT_OK(VIQ_write_BMP_file(in, 3));
-    expect_limits(
-        "VIQ_read_BMP_file", [&] { return set_lines(out, 40) + VIQ_read_BMP_file(out, 3); },
-        nullptr);
-    EXPECT_OK(VIQ_JPEG_file_write(jpeg, 3));
-    expect_limits(
-        "VIQ_JPEG_file_read",
-        [&] {
-            const u32 code = VIQ_JPEG_file_read(jpeg);
-            return is_error(code) ? code : VIQ_JPEG_decompress(jpeg, out, 3);
-        },
-        "VIQ_JPEG_decompress");
-    EXPECT_OK(VIQ_WVLT_file_write(wavelet, 3));
-    expect_limits(
-        "VIQ_WVLT_file_read",
-        [&] {
-            const u32 code = VIQ_WVLT_file_read(wavelet);
-            return is_error(code) ? code : VIQ_WVLT_decompress(wavelet, out, 3);
-        },
-        "VIQ_WVLT_decompress");
+        else
+            EXPECT_OK(each.read());
+    }
+    VIQ_image_set_ptr(bits, VIQ_PTR_DATA, nullptr);
+    VIQ_image_conv_LUT_destroy(VIQ_CONV_LUT_Y8_TO_PALETTED);
     VIQ_image_destroy(jpeg);
     VIQ_image_destroy(wavelet);
 }

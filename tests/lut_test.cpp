@@ -220,8 +220,8 @@ TEST_F(Lut, RejectsTablesOfAnotherDataWidth) {
     EXPECT_EQ(read_file(file).size(), 1024u);
     constexpr const char *generator = "VIQ_generate_Y16_to_paletted_LUT";
     other->data_width = 8;
-    EXPECT_REPORT(VIQ_generate_Y16_to_paletted_LUT(other), generator, 0x10050000,
-                  "data width should > 8 (and <= 16)");
+    EXPECT_ERROR(VIQ_generate_Y16_to_paletted_LUT(other), 0x10050000,
+                 "data width should > 8 (and <= 16)");
     other->data_width = 17;
     EXPECT_REPORT(VIQ_image_conv_LUT_generate(other, 202), generator, 0x10050000,
                   "data width should <= 16 (and > 8)");

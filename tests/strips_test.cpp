@@ -94,8 +94,7 @@ TEST(Strips, BuffersThatAreTooLargeAreReported) {
     EXPECT_EQ(p->data, nullptr);
     EXPECT_EQ(VIQ_malloc_N_lines(p, 0xFFFFFFFF), nullptr);
     reported.clear();
-    expect_reports([&] { return VIQ_image_malloc_a_strip(missing); },
-                   {{"VIQ_image_malloc_a_strip", 0x10050000, "Corrupt image"}});
+    EXPECT_ERROR(VIQ_image_malloc_a_strip(missing), 0x10050000, "Corrupt image");
 }
 
 TEST(Strips, BuffersThatFitAreReused) {

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <ostream>
@@ -269,11 +269,19 @@ protected:
         testing::Values(instruction_set::plain, instruction_set::avx2, instruction_set::neon),     \
         [](const auto &set) { return "set" + std::to_string(static_cast<unsigned>(set.param)); })
 
+// A test may install another handler.
+struct handler_of_every_test : testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo &) override {
+        VIQ_ErrHandlerInstall(record_failure);
+        reported.clear();
+    }
+};
+
 struct test_environment : testing::Environment {
     void SetUp() override {
         std::filesystem::create_directory(scratch_folder);
         VIQ_Init();
-        VIQ_ErrHandlerInstall(record_failure);
+        testing::UnitTest::GetInstance()->listeners().Append(new handler_of_every_test);
     }
     void TearDown() override {
         EXPECT_EQ(VIQ_image_destroy(VIQ_ANY_IMAGE), 0u) << "a test has not destroyed an image";

@@ -1,54 +1,29 @@
 // TGA files: the bytes that are written, round trips, and what is rejected.
-#include "tests/file_support.h"
+#include "tests/built_files.h"
 
 namespace viq {
 namespace {
 
 constexpr const char *reader = "VIQ_read_TGA_file";
 
-bytes header(u8 map_type, u8 type, u16 width, u16 height, u8 bits) {
-    return {0,
-            map_type,
-            type,
-            0,
-            0,
-            0,
-            0,
-            0,
-            0,
-            0,
-            0,
-            0,
-            static_cast<u8>(width),
-            static_cast<u8>(width >> 8),
-            static_cast<u8>(height),
-            static_cast<u8>(height >> 8),
-            bits,
-            0x20};
-}
-
-bytes with_pixels(bytes file, const bytes &pixels) {
-    file.insert(file.end(), pixels.begin(), pixels.end());
-    return file;
+// From the top, without a colourmap.
+bytes file_of(u8 type, u32 width, u32 height, u8 bits, const bytes &pixels) {
+    return tga(type, width, height, bits, 0x20, pixels);
 }
 
 TEST(TgaWriter, WritesLinesFromTheTop) {
     const picture grey(VIQ_Y8, 3, 2); // written with line padding
     set_strip(grey, {1, 2, 3, 4, 5, 6});
-    EXPECT_EQ(written(grey, VIQ_write_TGA_file, 1),
-              with_pixels(header(0, 3, 3, 2, 8), {1, 2, 3, 0, 4, 5, 6, 0}));
+    EXPECT_EQ(written(grey, VIQ_write_TGA_file, 1), file_of(3, 3, 2, 8, {1, 2, 3, 0, 4, 5, 6, 0}));
     const picture packed(VIQ_Y8, 3, 2, 1);
     set_strip(packed, {1, 2, 3, 4, 5, 6});
-    EXPECT_EQ(written(packed, VIQ_write_TGA_file, 2),
-              with_pixels(header(0, 3, 3, 2, 8), {1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(written(packed, VIQ_write_TGA_file, 2), file_of(3, 3, 2, 8, {1, 2, 3, 4, 5, 6}));
     const picture colour(VIQ_RGB24, 1, 2); // written as BGR, without padding
     set_strip(colour, {1, 2, 3, 4, 5, 6});
-    EXPECT_EQ(written(colour, VIQ_write_TGA_file, 1),
-              with_pixels(header(0, 2, 1, 2, 24), {3, 2, 1, 6, 5, 4}));
+    EXPECT_EQ(written(colour, VIQ_write_TGA_file, 1), file_of(2, 1, 2, 24, {3, 2, 1, 6, 5, 4}));
     const picture words(VIQ_RGB15, 1, 2);
     set_strip(words, {1, 2, 3, 4});
-    EXPECT_EQ(written(words, VIQ_write_TGA_file, 1),
-              with_pixels(header(0, 2, 1, 2, 16), {1, 2, 3, 4}));
+    EXPECT_EQ(written(words, VIQ_write_TGA_file, 1), file_of(2, 1, 2, 16, {1, 2, 3, 4}));
 }
 
 TEST(TgaReader, RestoresPicturesByStripsOfAnyHeight) {
@@ -73,7 +48,7 @@ TEST(TgaReader, Converts16BitPixelsToRgb24) {
     const bytes words = {0x00, 0x7C, 0xE0, 0x03, 0x1F, 0x80, 0xFF, 0xFF, 0, 0};
     const bytes colours = {0xF8, 0, 0, 7, 0xF8, 0, 0, 7, 0xF8, 0xFF, 0xFF, 0xF8, 0, 0, 0};
     for (const u8 bits : {u8{15}, u8{16}}) {
-        const bytes file = with_pixels(header(0, 2, 5, 1, bits), words);
+        const bytes file = file_of(2, 5, 1, bits, words);
         const picture p;
         EXPECT_EQ(pixels_read(p, file, VIQ_read_TGA_file, 1), colours);
         EXPECT_EQ(p->pixel_format, VIQ_RGB24);
@@ -90,7 +65,7 @@ TEST(TgaReader, Converts16BitPixelsToRgb24) {
 }
 
 TEST(TgaReader, ReadsTheIdentificationAsPixels) {
-    bytes file = with_pixels(header(0, 3, 2, 1, 8), {7, 8, 9, 10});
+    bytes file = file_of(3, 2, 1, 8, {7, 8, 9, 10});
     file[0] = 2;
     const picture p;
     EXPECT_EQ(pixels_read(p, file, VIQ_read_TGA_file, 1), (bytes{7, 8}));
@@ -100,7 +75,8 @@ TEST(TgaReader, RejectsUnsupportedHeaders) {
     const picture p;
     const auto refusal = [&](u8 map_type, u8 type, u16 width, u8 bits, u32 code,
                              const char *message) {
-        EXPECT_REPORT(read_header(p, header(map_type, type, width, 1, bits), VIQ_read_TGA_file),
+        EXPECT_REPORT(read_header(p, tga(type, width, 1, bits, 0x20, {}, {map_type, 0, 0, 0, 0, 0}),
+                                  VIQ_read_TGA_file),
                       reader, code, message);
     };
     refusal(1, 1, 1, 8, 0x10070000, "unsupported image");
@@ -108,7 +84,7 @@ TEST(TgaReader, RejectsUnsupportedHeaders) {
         refusal(0, type, 1, 8, 0x10070000, "unsupported image type");
     refusal(0, 3, 0, 8, 0x10050000, "Corrupt image");
     refusal(0, 2, 65535, 24, 0x10050000, "Corrupt image");
-    const bytes deep = with_pixels(header(0, 2, 1, 1, 32), {1, 2, 3, 4});
+    const bytes deep = file_of(2, 1, 1, 32, {1, 2, 3, 4});
     EXPECT_CHECKED(read_header(p, deep, VIQ_read_TGA_file), reader, 0x10050003, "Depth not 24");
 }
 

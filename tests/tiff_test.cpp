@@ -1,7 +1,7 @@
 // TIFF files: the bytes that are written, reading in both byte orders, and what is rejected.
 #include <cstdio>
 
-#include "tests/file_support.h"
+#include "tests/built_files.h"
 
 namespace viq {
 namespace {
@@ -13,93 +13,29 @@ std::size_t line_of(u16 format, u32 width) {
     return (width * bits[format] + 7) / 8;
 }
 
-// ---- TIFF files built for a test
+// 3 x 3, in TIFF strips of two lines, of which the second is stored first; a line has `line` bytes.
+struct small_file {
+    endian order;
+    u32 line;
+    tiff_fields fields;
+    bytes pixels;
 
-struct field {
-    u16 tag, type;
-    u32 count;
-    words values; // stored after the directory if too large for the entry
-};
-
-struct tiff_builder {
-    u8 order = 'M';
-    std::vector<field> fields;
-    bytes pixels; // after the directory and the values
-    bytes file;
-
-    void put(u32 value, int size) {
-        for (int i = 0; i < size; ++i)
-            file.push_back(static_cast<u8>(value >> 8 * (order == 'M' ? size - 1 - i : i)));
+    small_file(endian byte_order, u32 bits, u32 photometric, u32 line_bytes)
+        : order(byte_order), line(line_bytes),
+          fields(with(usual_fields(3, 3, bits, photometric),
+                      {{254, {0}}, {273, {8 + line + 1, 8}}, {278, {2}}})),
+          pixels(line * 3 + 1) {
+        std::generate(pixels.begin(), pixels.end(), noise);
     }
-    void put_values(const field &f) {
-        for (const u16 value : f.values)
-            put(value, f.type == 3 ? 2 : 4);
+    bytes build(unsigned offset_type = 4, const std::map<u16, u32> &counts = {}) const {
+        return tiff(order, pixels, fields, offset_type, counts);
     }
-    u32 size_of(const field &f) const {
-        return static_cast<u32>(f.values.size()) * (f.type == 3 ? 2 : 4);
-    }
-    // Strip offsets are relative to the first pixel.
-    bytes build() {
-        u32 extra = static_cast<u32>(14 + 12 * fields.size());
-        u32 start = extra;
-        for (const field &f : fields)
-            start += size_of(f) > 4 ? size_of(f) : 0;
-        file = {order, order};
-        put(42, 2);
-        put(8, 4);
-        put(static_cast<u32>(fields.size()), 2);
-        for (field &f : fields) {
-            if (f.tag == 273)
-                for (u16 &value : f.values)
-                    value = static_cast<u16>(value + start);
-            put(f.tag, 2);
-            put(f.type, 2);
-            put(f.count, 4);
-            if (size_of(f) > 4) {
-                put(extra, 4);
-                extra += size_of(f);
-                continue;
-            }
-            put_values(f);
-            file.resize((file.size() + 1) / 4 * 4 + 2);
-        }
-        put(0, 4);
-        for (const field &f : fields)
-            if (size_of(f) > 4)
-                put_values(f);
-        file.insert(file.end(), pixels.begin(), pixels.end());
-        return file;
-    }
-    field &operator[](u16 tag) {
-        return *std::find_if(fields.begin(), fields.end(),
-                             [tag](const field &f) { return f.tag == tag; });
+    bytes lines_from_the_top() const {
+        bytes lines(pixels.begin() + line + 1, pixels.end());
+        lines.insert(lines.end(), pixels.begin(), pixels.begin() + line);
+        return lines;
     }
 };
-
-// 3 x 3, in TIFF strips of two lines; a line has `line` bytes.
-tiff_builder small_picture(u8 order, u16 bits, u16 photometric, u16 line) {
-    tiff_builder made;
-    made.order = order;
-    made.fields = {{254, 4, 1, {0}},
-                   {256, 3, 1, {3}},
-                   {257, 3, 1, {3}},
-                   {258, 3, 1, {bits}},
-                   {259, 3, 1, {1}},
-                   {262, 3, 1, {photometric}},
-                   {273, 4, 2, {static_cast<u16>(line + 1), 0}}, // the second strip is stored first
-                   {277, 3, 1, {1}},
-                   {278, 4, 1, {2}}};
-    made.pixels.resize(line * 3u + 1);
-    std::generate(made.pixels.begin(), made.pixels.end(), noise);
-    return made;
-}
-
-// The lines from the top.
-bytes lines_of(const tiff_builder &made, u16 line) {
-    bytes lines(made.pixels.begin() + line + 1, made.pixels.end());
-    lines.insert(lines.end(), made.pixels.begin(), made.pixels.begin() + line);
-    return lines;
-}
 
 void swap_words(bytes &pixels) {
     for (std::size_t i = 0; i + 1 < pixels.size(); i += 2)
@@ -179,44 +115,40 @@ TEST(TiffWriter, RejectsUnsupportedImages) {
 // ---- Reading
 
 TEST(TiffReader, ReadsBothByteOrdersAndSeveralStrips) {
-    for (const u8 order : {u8{'M'}, u8{'I'}}) {
-        const auto read = [](tiff_builder made, u16 format, u32 lines) {
-            const picture p;
-            const bytes pixels =
-                pixels_read(p, made.build(), VIQ_read_TIFF_file, lines, line_of(format, 3));
-            EXPECT_EQ(p->pixel_format, format);
-            return pixels;
-        };
+    for (const endian order : {endian::big, endian::little})
         for (const u32 lines : {1u, 2u, 3u}) {
-            const tiff_builder grey = small_picture(order, 8, 0, 3); // white is 0: not inverted
-            EXPECT_EQ(read(grey, VIQ_Y8, lines), lines_of(grey, 3));
+            const auto read = [lines](const bytes &file, u16 format) {
+                const picture p;
+                const bytes pixels =
+                    pixels_read(p, file, VIQ_read_TIFF_file, lines, line_of(format, 3));
+                EXPECT_EQ(p->pixel_format, format);
+                return pixels;
+            };
+            const small_file grey(order, 8, 0, 3); // white is 0: not inverted
+            EXPECT_EQ(read(grey.build(), VIQ_Y8), grey.lines_from_the_top());
 
-            tiff_builder black_and_white = small_picture(order, 1, 1, 1);
-            black_and_white[273].type = 3; // two short offsets fit into the entry
-            EXPECT_EQ(read(black_and_white, VIQ_Y1, lines), lines_of(black_and_white, 1));
+            const small_file black_and_white(order, 1, 1,
+                                             1); // two short offsets fit into the entry
+            EXPECT_EQ(read(black_and_white.build(3), VIQ_Y1), black_and_white.lines_from_the_top());
 
-            tiff_builder colour = small_picture(order, 8, 2, 9);
-            colour[258] = {258, 3, 3, {8, 8, 8}};
-            colour[277].values = {3};
-            EXPECT_EQ(read(colour, VIQ_RGB24, lines), lines_of(colour, 9));
+            small_file colour(order, 8, 2, 9);
+            colour.fields = with(colour.fields, {{258, {8, 8, 8}}, {277, {3}}});
+            EXPECT_EQ(read(colour.build(), VIQ_RGB24), colour.lines_from_the_top());
 
-            const tiff_builder deep = small_picture(order, 16, 1, 6);
-            bytes samples = lines_of(deep, 6);
+            const small_file deep(order, 16, 1, 6);
+            bytes samples = deep.lines_from_the_top();
             swap_words(samples); // big-endian in files of both orders
-            EXPECT_EQ(read(deep, VIQ_Y16, lines), samples);
+            EXPECT_EQ(read(deep.build(), VIQ_Y16), samples);
         }
-    }
 }
 
 TEST(TiffReader, UnpacksIndicesOfFourBits) {
-    tiff_builder made = small_picture('M', 4, 3, 2);
-    field map = {320, 3, 48, {}};
-    for (u16 i = 0; i < 48; ++i)
-        map.values.push_back(static_cast<u16>(i * 257));
-    made.fields.push_back(map);
+    small_file made(endian::big, 4, 3, 2);
+    for (u32 i = 0; i < 48; ++i)
+        made.fields[320].push_back(i * 257);
     const picture p;
     const bytes pixels = pixels_read(p, made.build(), VIQ_read_TIFF_file, 3);
-    const bytes packed = lines_of(made, 2);
+    const bytes packed = made.lines_from_the_top();
     for (std::size_t i = 0; i < 9; ++i) {
         const u8 pair = packed[i / 3 * 2 + i % 3 / 2];
         EXPECT_EQ(pixels[i], i % 3 == 1 ? pair & 15 : pair >> 4);
@@ -226,53 +158,51 @@ TEST(TiffReader, UnpacksIndicesOfFourBits) {
 }
 
 TEST(TiffReader, RejectsUnsupportedAndCorruptFiles) {
-    struct refusal {
-        field changed; // replaces the field of its tag
+    constexpr u32 many = 0xFFFFFFFF, unexpected = 0x100c0000, unsupported = 0x10070000,
+                  corrupt = 0x10050000;
+    const struct {
+        u16 tag; // of the field that is replaced
+        u32 count;
+        numbers values;
         u32 code;
         const char *message;
-    };
-    constexpr u32 many = 0xFFFFFFFF;
-    const refusal refusals[] = {
-        {{254, 4, 2, {0}}, 0x100c0000, "expecting 1 entry in NewSubFileType"},
-        {{254, 4, 1, {1}}, 0x100c0000, "expecting single full resolution image"},
-        {{256, 3, many, {3}}, 0x100c0000, "expecting 1 entry in ImageWidth"},
-        {{257, 3, 0, {3}}, 0x100c0000, "expecting 1 entry in ImageLength"},
-        {{258, 3, many, {8}}, 0x10070000, "unsupported image"},
-        {{258, 3, 3, {8, 8, 9}}, 0x10070000, "unsupported image"},
-        {{258, 3, 1, {2}}, 0x10070000, "unsupported TIFF format"},
-        {{258, 3, 1, {17}}, 0x10070000, "unsupported TIFF format"},
-        {{259, 3, 2, {1}}, 0x100c0000, "expecting 1 entry in Compression"},
-        {{259, 3, 1, {5}}, 0x10070000, "compressed TIFF images not supported"},
-        {{262, 3, 3, {1}}, 0x10070000, "expecting 1 entry in PhotometricInterp"},
-        {{262, 3, 1, {4}}, 0x10070000, "unsupported image type"},
-        {{262, 3, 1, {2}}, 0x10070000, "unsupported TIFF format"},
-        {{262, 3, 1, {3}}, 0x10070000, "unsupported TIFF format"}, // without a colour map
-        {{277, 3, 2, {1}}, 0x10070000, "expecting 1 entry in SamplesPerPixeltr"},
-        {{277, 3, 1, {2}}, 0x10070000, "unsupported TIFF format"},
-        {{278, 4, 2, {2}}, 0x10070000, "expecting 1 entry in RowsPerStrip"},
-        {{278, 4, 1, {0}}, 0x10050000, "0 rows per strip"},
-        {{278, 4, 1, {1}}, 0x10050000, "Corrupt image"}, // needs three offsets
-        {{273, 4, many, {0}}, 0x10050000, "Corrupt image"},
-        {{273, 4, 2, {0, 60000}}, 0x10050000, "Corrupt image"},
-        {{273, 4, 0, {0}}, 0x10050000, "Corrupt image"},
-        {{256, 3, 1, {0}}, 0x10050000, "Corrupt image"},
-        {{257, 3, 1, {0}}, 0x10050000, "Corrupt image"},
-        {{256, 4, 1, {65535}}, 0x10050000, "Corrupt image"},
+    } refusals[] = {
+        {254, 2, {0}, unexpected, "expecting 1 entry in NewSubFileType"},
+        {254, 1, {1}, unexpected, "expecting single full resolution image"},
+        {256, many, {3}, unexpected, "expecting 1 entry in ImageWidth"},
+        {257, 0, {3}, unexpected, "expecting 1 entry in ImageLength"},
+        {258, many, {8}, unsupported, "unsupported image"},
+        {258, 3, {8, 8, 9}, unsupported, "unsupported image"},
+        {258, 1, {2}, unsupported, "unsupported TIFF format"},
+        {258, 1, {17}, unsupported, "unsupported TIFF format"},
+        {259, 2, {1}, unexpected, "expecting 1 entry in Compression"},
+        {259, 1, {5}, unsupported, "compressed TIFF images not supported"},
+        {262, 3, {1}, unsupported, "expecting 1 entry in PhotometricInterp"},
+        {262, 1, {4}, unsupported, "unsupported image type"},
+        {262, 1, {2}, unsupported, "unsupported TIFF format"},
+        {262, 1, {3}, unsupported, "unsupported TIFF format"}, // without a colour map
+        {277, 2, {1}, unsupported, "expecting 1 entry in SamplesPerPixeltr"},
+        {277, 1, {2}, unsupported, "unsupported TIFF format"},
+        {278, 2, {2}, unsupported, "expecting 1 entry in RowsPerStrip"},
+        {278, 1, {0}, corrupt, "0 rows per strip"},
+        {278, 1, {1}, corrupt, "Corrupt image"}, // needs three offsets
+        {273, many, {0}, corrupt, "Corrupt image"},
+        {273, 2, {8, 60000}, corrupt, "Corrupt image"},
+        {273, 0, {8}, corrupt, "Corrupt image"},
+        {256, 1, {0}, corrupt, "Corrupt image"},
+        {257, 1, {0}, corrupt, "Corrupt image"},
+        {256, 1, {65535}, corrupt, "Corrupt image"},
+        {320, many, numbers(8), unsupported, "unsupported TIFF format"},
+        {320, 771, numbers(8), unsupported, "unsupported TIFF format"},
+        {320, 768, numbers(8), corrupt, "Corrupt image"}, // truncated
     };
     const picture p;
-    for (const refusal &r : refusals) {
-        SCOPED_TRACE(text_of(r.changed.tag, r.message));
-        tiff_builder made = small_picture('I', 8, 1, 3);
-        made[r.changed.tag] = r.changed;
-        EXPECT_REPORT(read_header(p, made.build(), VIQ_read_TIFF_file), reader, r.code, r.message);
-    }
-    for (const u32 count : {many, 771u, 768u}) { // longer than the file, too long, truncated
-        tiff_builder made = small_picture('I', 8, 3, 3);
-        made.fields.push_back({320, 3, count, words(8)});
-        const bool too_many = count > 768;
-        EXPECT_REPORT(read_header(p, made.build(), VIQ_read_TIFF_file), reader,
-                      too_many ? 0x10070000u : 0x10050000u,
-                      too_many ? "unsupported TIFF format" : "Corrupt image");
+    for (const auto &r : refusals) {
+        SCOPED_TRACE(text_of(r.tag, r.message));
+        small_file made(endian::little, 8, r.tag == 320 ? 3 : 1, 3);
+        made.fields[r.tag] = r.values;
+        EXPECT_REPORT(read_header(p, made.build(4, {{r.tag, r.count}}), VIQ_read_TIFF_file), reader,
+                      r.code, r.message);
     }
     EXPECT_REPORT(read_header(p, {'X', 'M', 0, 42}, VIQ_read_TIFF_file), reader, 0x100c0000,
                   "Expecting 'MM' or 'II'");

@@ -89,8 +89,14 @@
  *   same code first under its own name and with its own message. For a handle without an image the
  *   code is VIQ_ERR_CORRUPT and the check reports nothing.
  * - VIQ_ERR_STATE "Image in use by the call that reports", "Images in use by the call that
- * reports", "Output image in use by the call that reports": a call that an error handler may not
- * make. It returns the code; errors of calls that a handler makes are not reported.
+ *   reports", "Output image in use by the call that reports": a call that an error handler may not
+ *   make (see VIQ_ErrHandler). It returns the code; errors of calls that a handler makes are not
+ *   reported.
+ *
+ * A failure is reported once. Apart from the image check, three functions report the failure of
+ * another public function again, with the same code: the readers of BMP, TIFF, TGA and EPS files
+ * that of VIQ_image_malloc_a_strip, VIQ_image_read that of VIQ_image_find_file_format, and
+ * VIQ_IP_mirror that of VIQ_image_create.
  *
  * VIQ_error_text returns the meaning of a class.
  * @{
@@ -213,7 +219,21 @@ enum {
 };
 
 /**
- * An error handler.
+ * An error handler. The library calls it once for each failure, in the thread of the call that
+ * fails, before that call returns; a caller of a public function may repeat its report (see the
+ * error codes).
+ *
+ * A handler may call the library. What the failing call still needs stays valid until that call
+ * returns, because the functions below return VIQ_ERR_STATE to a handler and do nothing:
+ * - all functions with a strip command, those that encode, decode, read or write, and those of
+ *   @ref viq_context and @ref viq_display, except VIQ_display_get_parameter
+ * - functions that change, fill, move or destroy an image, unless the handler has created the image
+ *   during the same report
+ * - functions that destroy or replace lookup tables, conversion tables or chroma-key objects
+ *
+ * Queries work, and so do the creation of images and tables and VIQ_ErrHandlerInstall. Errors of
+ * calls that a handler makes are returned and not reported.
+ *
  * @param dwModule     module number; the library reports as module 1
  * @param pszFunction  name of the reporting function, never NULL
  * @param dwCode       error code, never 0
