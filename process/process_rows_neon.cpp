@@ -148,22 +148,6 @@ u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     return done;
 }
 
-void resample_groups(const u8 *source, u8 *target, const resample_plan &plan) {
-    u32 done = plan.grouped_samples;
-    const u32 stride = plan.pixel_stride;
-    const bool halves =
-        plan.unblended && plan.samples > stride && plan.source_offset[stride] == 2 * stride;
-    if (halves && stride == 1)
-        done = halve_8_bit(source, target, plan);
-    else if (halves && stride == 3)
-        done = halve_24_bit(source, target, plan);
-    else if (plan.unblended)
-        resample_each<false>(source, target, plan);
-    else
-        resample_each<true>(source, target, plan);
-    resample_from(source, target, plan, done);
-}
-
 // ---- Tables: the 256 entries in four groups of four registers
 
 void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
@@ -192,17 +176,10 @@ struct quotient_rule {
     bool is_one;
 };
 
-// The quotient is the upper half of a product, which is exact for dividends up to 32,767. Larger
-// dividends than 256 * divisor - 1 are clamped to it, because their quotients are clamped to 255.
 quotient_rule divide_by(i32 divisor) {
-    i32 bits = 0;
-    while (2 << bits <= divisor)
-        ++bits;
-    const bool power = 1 << bits == divisor;
-    const i32 factor = power ? 32768 : ((65536 << bits) + divisor - 1) / divisor;
-    const i32 largest = 256 * divisor - 1 > 32767 ? 32767 : 256 * divisor - 1;
-    return {vdupq_n_s16(static_cast<i16>(largest)), vdup_n_u16(static_cast<u16>(factor)),
-            vdupq_n_s16(static_cast<i16>(power ? 1 - bits : -bits)), divisor == 1};
+    const reciprocal r = reciprocal_of(divisor);
+    return {vdupq_n_s16(static_cast<i16>(r.largest)), vdup_n_u16(static_cast<u16>(r.factor)),
+            vdupq_n_s16(static_cast<i16>(-r.shift)), r.is_one};
 }
 
 VIQ_FORMULA uint8x8_t divided(int16x8_t sum, const quotient_rule &rule) {
@@ -368,7 +345,8 @@ constexpr process_kernels make_kernels() {
     kernels.transpose[1] = transpose_blocks<1>;
     kernels.transpose[2] = transpose_blocks<2>;
     kernels.transpose[4] = transpose_blocks<4>;
-    kernels.resample = resample_groups;
+    kernels.resample =
+        resample_with<halve_8_bit, halve_24_bit, resample_each<false>, resample_each<true>>;
     kernels.look_up = look_up_blocks;
     kernels.filter_small = filter_blocks;
     kernels.shade = shade_blocks;
