@@ -127,12 +127,7 @@ VIQ_LOOP void blend_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 by
                                     (static_cast<u16>(of_b * b[x]) >> 8));
 }
 
-// ---- Tables and thresholds
-
-VIQ_LOOP void look_up_loop(const u8 *source, u8 *__restrict target, u32 bytes, const u8 *table) {
-    for (u32 x = 0; x < bytes; ++x)
-        target[x] = table[source[x]];
-}
+// ---- Thresholds
 
 VIQ_LOOP void threshold_loop(const u8 *source, u8 *__restrict target, u32 bytes, u32 upper,
                              u32 lower) {
@@ -358,7 +353,6 @@ VIQ_FORMULA constexpr process_kernels loop_kernels() {
                       transpose_loop<4>},
         .resample = resample_loop,
         .blend = blend_loop,
-        .look_up = look_up_loop,
         .threshold = threshold_loop,
         .filter_small = filter_small_loop,
         .filter_wide = filter_wide_loop,

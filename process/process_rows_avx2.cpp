@@ -233,27 +233,6 @@ void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction)
     blend_loop(a + x, b + x, target + x, bytes - x, fraction);
 }
 
-// ---- Tables: one shuffle for each value of the upper four bits of the byte
-
-void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
-    bytes32 parts[16];
-    for (u32 n = 0; n < 16; ++n)
-        parts[n] = load_halves(table + 16 * n, table + 16 * n);
-    u32 x = 0;
-    for (; x + 32 <= bytes; x += 32) {
-        const bytes32 v = load_256(source + x);
-        bytes32 found = _mm256_setzero_si256();
-        for (u32 n = 0; n < 16; ++n) {
-            // Bytes with other upper bits get their top bit set, for which the shuffle gives 0.
-            const bytes32 index =
-                _mm256_adds_epu8(_mm256_xor_si256(v, splat8(16 * n)), splat8(0x70));
-            found = _mm256_or_si256(found, _mm256_shuffle_epi8(parts[n], index));
-        }
-        store_256(target + x, found);
-    }
-    look_up_loop(source + x, target + x, bytes - x, table);
-}
-
 // ---- Filters: the nine coefficients and a zero are applied in five pairs
 
 struct tap_pairs {
@@ -562,7 +541,6 @@ constexpr process_kernels make_kernels() {
     kernels.resample =
         resample_with<halve_8_bit, halve_24_bit, resample_pairs<false>, resample_pairs<true>>;
     kernels.blend = blend_blocks;
-    kernels.look_up = look_up_blocks;
     kernels.shade = shade_blocks;
     kernels.correlate = correlate_samples;
     kernels.range_of = range_blocks;
