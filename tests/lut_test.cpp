@@ -70,7 +70,8 @@ TEST_F(Lut, GeneratedTablesMatchDirectConversion) {
         ASSERT_EQ(by_y16[static_cast<u32>(y)], nearest(y >> 4, y >> 4, y >> 4)) << y;
         ASSERT_EQ(by_y8[static_cast<u32>(y >> 4)], by_y16[static_cast<u32>(y)]);
     }
-    std::map<u16, bytes> words = {{203, generated(203)}, {204, generated(204)}};
+    const bytes rgb16 = generated(203);
+    const bytes rgb15 = generated(204);
     const bytes coarse = generated(205);
     ASSERT_EQ(rgb16.size(), 1048576u);
     ASSERT_EQ(rgb15.size(), 1048576u);
@@ -93,7 +94,8 @@ TEST_F(Lut, GeneratedTablesMatchDirectConversion) {
 }
 
 TEST_F(Lut, ConvertersReturnTableEntries) {
-    std::map<u16, bytes> words = {{203, generated(203)}, {204, generated(204)}};
+    bytes rgb16 = generated(203);
+    bytes rgb15 = generated(204);
     const bytes coarse = generated(205);
     const picture in(VIQ_YUV422, 1030, 3, 4);
     VIQ_cmap_copy(image, in);
@@ -104,8 +106,9 @@ TEST_F(Lut, ConvertersReturnTableEntries) {
         {VIQ_RGB24, "RGB"},   {VIQ_BGR24, "BGR"},   {VIQ_RGBX32, "RGBX"},
         {VIQ_BGRX32, "BGRX"}, {VIQ_XBGR32, "XBGR"}, {VIQ_XRGB32, "XRGB"}};
     for (const bool from_file : {false, true}) {
-        for (auto &[type, table] : words)
+        for (const u16 type : {u16{203}, u16{204}})
             if (from_file) {
+                bytes &table = type == 203 ? rgb16 : rgb15;
                 std::generate(table.begin(), table.end(), noise);
                 write_file(file, table);
                 EXPECT_OK(VIQ_image_conv_LUT_load(image, type, file.c_str()));
@@ -117,7 +120,7 @@ TEST_F(Lut, ConvertersReturnTableEntries) {
                 const u32 u = pixels[i / 2 * 4 + 1];
                 const u32 v = pixels[i / 2 * 4 + 3];
                 const u32 index = y >> 1 << 12 | u >> 2 << 6 | v >> 2;
-                const int word = word_at(words[format == VIQ_RGB15 ? 204 : 203], index);
+                const int word = word_at(format == VIQ_RGB15 ? rgb15 : rgb16, index);
                 const std::map<char, int> parts = {
                     {'i', coarse[y >> 3 << 10 | u >> 3 << 5 | v >> 3]},
                     {'l', word},
