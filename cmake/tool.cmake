@@ -31,18 +31,52 @@ option(VIQ_TOOL_LIBRARIES "Read further file formats in the tool by libpng, libj
 
 option(VIQ_SOURCE_SAMPLES "The tool finds the samples in the source folder from any place" ON)
 
-# In a directory of its own, because "viq" is also the name of the build target of the library.
-function(viq_add_tool target folder with_libraries)
-    add_executable(${target} ${tool_sources})
-    set_target_properties(${target} PROPERTIES OUTPUT_NAME viq RUNTIME_OUTPUT_DIRECTORY ${folder})
+# Compiled once for all tools; only the sources that name the libraries are compiled for each.
+set(library_users)
+foreach(source IN LISTS tool_sources)
+    file(STRINGS ${source} uses REGEX "VIQ_HAS_" LIMIT_COUNT 1)
+    if(uses)
+        list(APPEND library_users ${source})
+    endif()
+endforeach()
+list(REMOVE_ITEM tool_sources ${library_users})
+
+# CLI11 is compiled anew in every source that includes it, which takes most of the build's time. Such
+# sources are compiled as two.
+set(sources_with_options)
+foreach(source IN LISTS tool_sources)
+    file(STRINGS ${source} includes REGEX "^#include <CLI/")
+    if(includes)
+        list(APPEND sources_with_options ${source})
+    endif()
+endforeach()
+list(LENGTH sources_with_options number)
+math(EXPR half "${number} / 2")
+list(SUBLIST sources_with_options 0 ${half} first_half)
+list(SUBLIST sources_with_options ${half} -1 second_half)
+set_source_files_properties(${first_half} PROPERTIES UNITY_GROUP first_options)
+set_source_files_properties(${second_half} PROPERTIES UNITY_GROUP second_options)
+
+add_library(viq_tool_objects OBJECT ${tool_sources})
+set_target_properties(viq_tool_objects PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+target_compile_definitions(viq_tool_objects PRIVATE VIQ_TOOL_VERSION="${PROJECT_VERSION}")
+if(VIQ_SOURCE_SAMPLES)
+    target_compile_definitions(viq_tool_objects PRIVATE
+                               VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
+endif()
+
+function(viq_set_tool_environment target)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     target_include_directories(${target} SYSTEM PRIVATE ${tool_headers})
-    target_compile_definitions(${target} PRIVATE VIQ_TOOL_VERSION="${PROJECT_VERSION}")
-    if(VIQ_SOURCE_SAMPLES)
-        target_compile_definitions(${target} PRIVATE
-                                   VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
-    endif()
     target_link_libraries(${target} PRIVATE viq_static viq_warnings Threads::Threads)
+endfunction()
+viq_set_tool_environment(viq_tool_objects)
+
+# In a directory of its own, because "viq" is also the name of the build target of the library.
+function(viq_add_tool target folder with_libraries)
+    add_executable(${target} ${library_users} $<TARGET_OBJECTS:viq_tool_objects>)
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME viq RUNTIME_OUTPUT_DIRECTORY ${folder})
+    viq_set_tool_environment(${target})
     foreach(row PNG:PNG:PNG::PNG LIBJPEG:JPEG:JPEG::JPEG LIBTIFF:TIFF:TIFF::TIFF)
         string(REGEX MATCH "^([A-Z]+):([A-Z]+):(.*)$" ignored ${row})
         set(macro VIQ_HAS_${CMAKE_MATCH_1})

@@ -1,5 +1,5 @@
 // Printers of Windows and device contexts of programs: a picture is drawn in bands. The functions
-// of GDI and of the spooler are loaded when they are first needed.
+// of the spooler are loaded when they are first needed.
 #define WIN32_LEAN_AND_MEAN
 #define UNICODE
 #include <windows.h>
@@ -18,22 +18,13 @@ namespace viq {
 
 namespace {
 
-struct windows_functions {
+struct spooler_functions {
     decltype(&OpenPrinterW) open_printer;
     decltype(&ClosePrinter) close_printer;
     decltype(&DocumentPropertiesW) document_properties;
     decltype(&GetDefaultPrinterW) default_printer;
     decltype(&EnumPrintersW) enumerate_printers;
-    decltype(&CreateDCW) create_context;
-    decltype(&DeleteDC) delete_context;
-    decltype(&GetDeviceCaps) capability;
-    decltype(&StartDocW) start_document;
-    decltype(&EndDoc) end_document;
-    decltype(&AbortDoc) abandon_document;
-    decltype(&StartPage) start_page;
-    decltype(&EndPage) end_page;
-    decltype(&SetStretchBltMode) set_scaling;
-    decltype(&StretchDIBits) draw_bitmap;
+    decltype(&DeviceCapabilitiesW) capabilities;
 };
 
 // Texts of the system are UTF-16; their capacity includes the final 0.
@@ -48,7 +39,6 @@ struct bitmap_header {
 };
 
 struct context_output {
-    windows_functions windows = {};
     HDC context = nullptr;
     bool own_context = false; // a printer's; else that of the program
     bool in_document = false;
@@ -61,7 +51,7 @@ struct device_area {
     int left, top, width, height;
 };
 
-bool load_functions(windows_functions &windows);
+bool load_functions(spooler_functions &spooler);
 wide_text to_wide(const char *text);
 void to_utf8(const wchar_t *text, char *utf8, std::size_t size);
 u32 open_printer_job(print_job &job, const print_request &request);
@@ -90,22 +80,22 @@ const print_place system_printer = make_place(open_printer_job);
 const print_place device_context = make_place(open_context_job);
 
 u32 list_printers(tVIQ_Printer *printers, u32 count) {
-    windows_functions windows;
-    if (!load_functions(windows))
+    spooler_functions spooler;
+    if (!load_functions(spooler))
         return report(list_name, VIQ_ERR_UNSUPPORTED, "No print system");
     constexpr DWORD kinds = PRINTER_ENUM_LOCAL | PRINTER_ENUM_CONNECTIONS;
     constexpr DWORD level = 2;
     DWORD size = 0, total = 0;
-    windows.enumerate_printers(kinds, nullptr, level, nullptr, 0, &size, &total);
+    spooler.enumerate_printers(kinds, nullptr, level, nullptr, 0, &size, &total);
     vector<u64> memory; // aligned for the records
     if (!try_resize(memory, size / sizeof(u64) + 1))
         return report_no_memory(list_name, size);
-    if (!windows.enumerate_printers(kinds, nullptr, level, reinterpret_cast<BYTE *>(memory.data()),
+    if (!spooler.enumerate_printers(kinds, nullptr, level, reinterpret_cast<BYTE *>(memory.data()),
                                     size, &size, &total))
         total = 0;
     wide_text default_name;
     DWORD capacity = name_size;
-    windows.default_printer(default_name.text, &capacity);
+    spooler.default_printer(default_name.text, &capacity);
     auto *found = reinterpret_cast<PRINTER_INFO_2W *>(memory.data());
     const auto is_default = [&default_name](const PRINTER_INFO_2W &printer) {
         return std::wcscmp(printer.pPrinterName, default_name.text) == 0;
@@ -128,34 +118,23 @@ context_output &output_of(print_job &job) {
     return *static_cast<context_output *>(job.native);
 }
 
-// The libraries stay loaded.
-bool load_functions(windows_functions &windows) {
-    const HMODULE gdi = LoadLibraryW(L"gdi32.dll");
-    const HMODULE spooler = LoadLibraryW(L"winspool.drv");
-    if (gdi == nullptr || spooler == nullptr)
+// The library stays loaded.
+bool load_functions(spooler_functions &spooler) {
+    const HMODULE library = LoadLibraryW(L"winspool.drv");
+    if (library == nullptr)
         return false;
     bool complete = true;
-    const auto load = [&complete]<class Function>(HMODULE library, Function &function,
-                                                  const char *name) {
+    const auto load = [&]<class Function>(Function &function, const char *name) {
         function =
             reinterpret_cast<Function>(reinterpret_cast<void *>(GetProcAddress(library, name)));
         complete = complete && function != nullptr;
     };
-    load(spooler, windows.open_printer, "OpenPrinterW");
-    load(spooler, windows.close_printer, "ClosePrinter");
-    load(spooler, windows.document_properties, "DocumentPropertiesW");
-    load(spooler, windows.default_printer, "GetDefaultPrinterW");
-    load(spooler, windows.enumerate_printers, "EnumPrintersW");
-    load(gdi, windows.create_context, "CreateDCW");
-    load(gdi, windows.delete_context, "DeleteDC");
-    load(gdi, windows.capability, "GetDeviceCaps");
-    load(gdi, windows.start_document, "StartDocW");
-    load(gdi, windows.end_document, "EndDoc");
-    load(gdi, windows.abandon_document, "AbortDoc");
-    load(gdi, windows.start_page, "StartPage");
-    load(gdi, windows.end_page, "EndPage");
-    load(gdi, windows.set_scaling, "SetStretchBltMode");
-    load(gdi, windows.draw_bitmap, "StretchDIBits");
+    load(spooler.open_printer, "OpenPrinterW");
+    load(spooler.close_printer, "ClosePrinter");
+    load(spooler.document_properties, "DocumentPropertiesW");
+    load(spooler.default_printer, "GetDefaultPrinterW");
+    load(spooler.enumerate_printers, "EnumPrintersW");
+    load(spooler.capabilities, "DeviceCapabilitiesW");
     return complete;
 }
 
@@ -191,38 +170,78 @@ u32 make_output(print_job &job) {
     job.native = make_owned<context_output>().release();
     if (job.native == nullptr)
         return report_no_memory(print_name, sizeof(context_output));
-    if (!load_functions(output_of(job).windows))
-        return report(print_name, VIQ_ERR_UNSUPPORTED, "No print system");
     return success;
 }
 
 // ---- Documents
 
+bool is_same_paper(const paper_size &one, const paper_size &other) {
+    constexpr i64 rounding = 200;
+    return std::abs(i64{one.width} - other.width) <= rounding &&
+           std::abs(i64{one.height} - other.height) <= rounding;
+}
+
+constexpr u32 lengths_per_unit = 10; // the spooler's unit is 1/10 mm
+
+// Sets `number` to the printer's number of a paper, or to DMPAPER_USER if it lists none of this
+// size: some drivers do not accept the size of a paper that they have a number for.
+u32 find_paper_number(const spooler_functions &spooler, const wchar_t *printer,
+                      const paper_size &paper, short &number) {
+    number = DMPAPER_USER;
+    const int count = spooler.capabilities(printer, nullptr, DC_PAPERS, nullptr, nullptr);
+    if (count <= 0)
+        return success;
+    vector<WORD> numbers;
+    vector<POINT> sizes;
+    const auto papers = static_cast<std::size_t>(count);
+    if (!try_resize(numbers, papers) || !try_resize(sizes, papers))
+        return report_no_memory(print_name, papers * sizeof(POINT));
+    const auto list = [&](WORD what, void *to) {
+        return spooler.capabilities(printer, nullptr, what, static_cast<wchar_t *>(to), nullptr);
+    };
+    if (list(DC_PAPERS, numbers.data()) != count || list(DC_PAPERSIZE, sizes.data()) != count)
+        return success;
+    for (std::size_t n = 0; n < papers; ++n)
+        if (is_same_paper({static_cast<u32>(sizes[n].x) * lengths_per_unit,
+                           static_cast<u32>(sizes[n].y) * lengths_per_unit},
+                          paper)) {
+            number = static_cast<short>(numbers[n]);
+            break;
+        }
+    return success;
+}
+
 // Changes the settings of a printer to what the options ask for.
-void set_options(DEVMODEW &mode, const paper_size &paper, const tVIQ_PrintOptions &options) {
-    constexpr u32 lengths_per_unit = 10; // 1/10 mm
+void set_options(DEVMODEW &mode, const paper_size &paper, short paper_number,
+                 const tVIQ_PrintOptions &options) {
     mode.dmFields |= DM_COPIES | DM_COLOR | DM_ORIENTATION;
     mode.dmCopies = static_cast<short>(options.copies);
     mode.dmColor = options.grey != 0 ? DMCOLOR_MONOCHROME : DMCOLOR_COLOR;
     mode.dmOrientation = DMORIENT_PORTRAIT;
     if (paper == paper_size())
         return;
-    mode.dmFields = (mode.dmFields & ~static_cast<DWORD>(DM_FORMNAME)) | DM_PAPERSIZE |
-                    DM_PAPERWIDTH | DM_PAPERLENGTH;
-    mode.dmPaperSize = DMPAPER_USER;
+    mode.dmFields &= ~static_cast<DWORD>(DM_FORMNAME | DM_PAPERWIDTH | DM_PAPERLENGTH);
+    mode.dmFields |= DM_PAPERSIZE;
+    mode.dmPaperSize = paper_number;
+    if (paper_number != DMPAPER_USER)
+        return;
+    mode.dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
     mode.dmPaperWidth = static_cast<short>(paper.width / lengths_per_unit);
     mode.dmPaperLength = static_cast<short>(paper.height / lengths_per_unit);
 }
 
 // The settings of a document, in memory of the size that the driver needs.
-u32 find_settings(context_output &output, const print_job &job, wchar_t *name,
-                  const tVIQ_PrintOptions &options, vector<u64> &memory) {
-    const windows_functions &windows = output.windows;
+u32 find_settings(const spooler_functions &spooler, const context_output &output,
+                  const print_job &job, wchar_t *name, const tVIQ_PrintOptions &options,
+                  vector<u64> &memory) {
+    short paper_number = 0;
+    if (const u32 code = find_paper_number(spooler, name, job.paper, paper_number); is_error(code))
+        return code;
     HANDLE printer = nullptr;
-    if (!windows.open_printer(name, &printer, nullptr))
+    if (!spooler.open_printer(name, &printer, nullptr))
         return report_last_error(output, VIQ_ERR_OPEN);
     const auto ask = [&](DEVMODEW *to, DEVMODEW *from, DWORD which) {
-        return windows.document_properties(nullptr, printer, name, to, from, which);
+        return spooler.document_properties(nullptr, printer, name, to, from, which);
     };
     u32 code = success;
     const LONG size = ask(nullptr, nullptr, 0);
@@ -234,7 +253,7 @@ u32 find_settings(context_output &output, const print_job &job, wchar_t *name,
         auto *mode = reinterpret_cast<DEVMODEW *>(memory.data());
         bool known = ask(mode, nullptr, DM_OUT_BUFFER) == IDOK;
         if (known) {
-            set_options(*mode, job.paper, options);
+            set_options(*mode, job.paper, paper_number, options);
             known = ask(mode, mode, DM_IN_BUFFER | DM_OUT_BUFFER) == IDOK;
         }
         if (!known)
@@ -242,15 +261,15 @@ u32 find_settings(context_output &output, const print_job &job, wchar_t *name,
         else if (options.copies > 1 && mode->dmCopies != static_cast<short>(options.copies))
             code = report_printer(VIQ_ERR_OPEN, output.printer, "does not make so many copies");
     }
-    windows.close_printer(printer);
+    spooler.close_printer(printer);
     return code;
 }
 
 // The paper of a printer's context.
 paper_size paper_of(const context_output &output) {
     const auto length = [&output](int size, int resolution) {
-        const double dots = output.windows.capability(output.context, size);
-        const double dots_per_inch = output.windows.capability(output.context, resolution);
+        const double dots = GetDeviceCaps(output.context, size);
+        const double dots_per_inch = GetDeviceCaps(output.context, resolution);
         return dots_per_inch > 0 ? static_cast<u32>(std::lround(dots * 2540 / dots_per_inch)) : 0;
     };
     return {length(PHYSICALWIDTH, LOGPIXELSX), length(PHYSICALHEIGHT, LOGPIXELSY)};
@@ -260,32 +279,32 @@ u32 open_printer_job(print_job &job, const print_request &request) {
     if (const u32 code = make_output(job); is_error(code))
         return code;
     context_output &output = output_of(job);
-    const windows_functions &windows = output.windows;
+    spooler_functions spooler;
+    if (!load_functions(spooler))
+        return report(print_name, VIQ_ERR_UNSUPPORTED, "No print system");
     wide_text name = to_wide(request.printer);
     DWORD capacity = name_size;
-    if (*request.printer == '\0' && !windows.default_printer(name.text, &capacity))
+    if (*request.printer == '\0' && !spooler.default_printer(name.text, &capacity))
         return report(print_name, VIQ_ERR_OPEN, "No default printer");
     to_utf8(name.text, output.printer, sizeof output.printer);
     vector<u64> settings;
-    if (const u32 code = find_settings(output, job, name.text, *request.options, settings);
+    if (const u32 code = find_settings(spooler, output, job, name.text, *request.options, settings);
         is_error(code))
         return code;
-    output.context = windows.create_context(L"WINSPOOL", name.text, nullptr,
-                                            reinterpret_cast<DEVMODEW *>(settings.data()));
+    output.context =
+        CreateDCW(L"WINSPOOL", name.text, nullptr, reinterpret_cast<DEVMODEW *>(settings.data()));
     if (output.context == nullptr)
         return report_last_error(output, VIQ_ERR_OPEN);
     output.own_context = true;
     const paper_size loaded = paper_of(output);
-    constexpr i64 rounding = 200;
-    if (job.paper != paper_size() && (std::abs(i64{job.paper.width} - loaded.width) > rounding ||
-                                      std::abs(i64{job.paper.height} - loaded.height) > rounding))
+    if (job.paper != paper_size() && !is_same_paper(job.paper, loaded))
         return report_printer(VIQ_ERR_OPEN, output.printer, "does not have this paper");
     job.paper = loaded;
     const wide_text document = to_wide(request.document);
     DOCINFOW information = {};
     information.cbSize = sizeof information;
     information.lpszDocName = document.text;
-    if (windows.start_document(output.context, &information) <= 0)
+    if (StartDocW(output.context, &information) <= 0)
         return report_last_error(output, VIQ_ERR_OPEN);
     output.in_document = true;
     return success;
@@ -297,7 +316,7 @@ u32 open_context_job(print_job &job, const print_request &request) {
     context_output &output = output_of(job);
     std::snprintf(output.printer, sizeof output.printer, "device context");
     output.context = static_cast<HDC>(request.options->device_context);
-    if (output.windows.capability(output.context, LOGPIXELSX) <= 0)
+    if (GetDeviceCaps(output.context, LOGPIXELSX) <= 0)
         return report_printer(VIQ_ERR_OPEN, output.printer, "invalid handle");
     const paper_size loaded = paper_of(output);
     if (loaded.width != 0 && loaded.height != 0)
@@ -312,14 +331,14 @@ u32 begin_picture(print_job &job, const tVIQ_Image &image) {
     const u64 line = printed_line_bytes(job.lines.format, image.width);
     if (!try_resize(job.line, line) || !try_resize(job.scratch, u64{3} * image.width))
         return report_no_memory(print_name, line);
-    if (output.own_context && output.windows.start_page(output.context) <= 0)
+    if (output.own_context && StartPage(output.context) <= 0)
         return report_last_error(output, VIQ_ERR_SYSTEM);
     return success;
 }
 
 u32 end_picture(print_job &job) {
     const context_output &output = output_of(job);
-    if (output.own_context && output.windows.end_page(output.context) <= 0)
+    if (output.own_context && EndPage(output.context) <= 0)
         return report_last_error(output, VIQ_ERR_SYSTEM);
     return success;
 }
@@ -328,7 +347,7 @@ u32 close_job(print_job &job) {
     context_output &output = output_of(job);
     const bool in_document = output.in_document;
     output.in_document = false;
-    if (in_document && output.windows.end_document(output.context) <= 0)
+    if (in_document && EndDoc(output.context) <= 0)
         return report_last_error(output, VIQ_ERR_SYSTEM);
     return success;
 }
@@ -338,9 +357,9 @@ void drop_job(print_job &job) {
         return;
     context_output &output = output_of(job);
     if (output.in_document)
-        output.windows.abandon_document(output.context);
+        AbortDoc(output.context);
     if (output.own_context)
-        output.windows.delete_context(output.context);
+        DeleteDC(output.context);
     destroy_owned(&output);
 }
 
@@ -348,9 +367,7 @@ void drop_job(print_job &job) {
 
 device_area area_on_device(const print_job &job, const context_output &output) {
     const page_area area = area_as_fed(job.layout, job.paper);
-    const auto capability = [&output](int which) {
-        return output.windows.capability(output.context, which);
-    };
+    const auto capability = [&output](int which) { return GetDeviceCaps(output.context, which); };
     const auto pixel = [](double position, int resolution) {
         return static_cast<int>(std::lround(position * resolution / 2540));
     };
@@ -428,11 +445,11 @@ u32 draw_band(print_job &job, const line_view &strip, u32 first, u32 lines, u32 
     // Pixels are repeated where the picture is enlarged, averaged where it is reduced.
     const bool enlarges =
         area.width >= bitmap.header.biWidth && area.height >= bitmap.header.biHeight;
-    output.windows.set_scaling(output.context, enlarges ? COLORONCOLOR : HALFTONE);
-    const int drawn = output.windows.draw_bitmap(
-        output.context, area.left, area.top, area.width, area.height, 0, 0, bitmap.header.biWidth,
-        bitmap.header.biHeight, output.band.data(), reinterpret_cast<const BITMAPINFO *>(&bitmap),
-        DIB_RGB_COLORS, SRCCOPY);
+    SetStretchBltMode(output.context, enlarges ? COLORONCOLOR : HALFTONE);
+    const int drawn =
+        StretchDIBits(output.context, area.left, area.top, area.width, area.height, 0, 0,
+                      bitmap.header.biWidth, bitmap.header.biHeight, output.band.data(),
+                      reinterpret_cast<const BITMAPINFO *>(&bitmap), DIB_RGB_COLORS, SRCCOPY);
     return drawn != 0 && drawn != static_cast<int>(GDI_ERROR)
                ? success
                : report_last_error(output, VIQ_ERR_SYSTEM);

@@ -66,8 +66,8 @@ for n in 1 2 3; do
 done
 for range in 2..3 2..; do
     rm -rf out
-    expect 0 convert --raw $described --frames $range --to png film.raw out/
-    says 0 "film-2.png film-3.png" bash -c 'echo $(ls out)'
+    expect 0 convert --raw $described --frames $range --to tif film.raw out/
+    says 0 "film-2.tif film-3.tif" bash -c 'echo $(ls out)'
 done
 expect 0 convert --raw $described --frames 3 film.raw out.pgm
 expect 0 cmp out.pgm film3-3.pgm
@@ -97,7 +97,7 @@ done
 says 2 "'-1' is not a number" convert --raw -1x1,mono8 film.raw out.pgm
 says 2 "Width and height must not be 0" convert --raw 0x1,mono8 film.raw out.pgm
 says 2 "missing.raw: cannot be opened" convert --raw 2x1,mono8 missing.raw out.pgm
-says 2 "1 of 2 pictures failed, 1 were written" convert --raw 2x1,mono8 missing.raw film.raw --to png out/
+says 2 "1 of 2 pictures failed, 1 were written" convert --raw 2x1,mono8 missing.raw film.raw --to tif out/
 
 # Developing: a photograph as the mosaic of each phase gives the same picture as the steps of viq
 # convert, and gains that undo a tint give the photograph back.
@@ -158,15 +158,15 @@ expect 0 develop --raw 101x80,bayerrg8 --frames all -o "pictures/{frame}.jpg" fi
 for n in 1 2 3; do
     expect 0 equal split/frame000$n.jpg pictures/$n.jpg
 done
-expect 0 develop --raw 101x80,bayerrg8 --frames 2 --crop 0,0,50,40 --scale 50% film.raw out.png
-says 0 "25 x 20" "$tool" info out.png
-says 2 "not the samples of a sensor" develop --raw 2x2,rgb8 film.raw out.png
-says 2 "holds no samples of a sensor" develop photo.bmp out.png
-says 2 "the dark frame or flat field 5 x 2" develop --raw 101x80,mono8 --flat out5.pgm film.raw out.png
-says 2 "Black level is not below the largest sample" develop --raw 101x80,mono8 --black 255 film.raw out.png
-says 2 "--bayer is for picture files" develop --raw 101x80,mono8 --bayer rggb film.raw out.png
-says 2 "is not of the form R,G,B" develop --gains 1,2 --raw 101x80,bayerrg8 film.raw out.png
-says 2 "flat field is not brighter than the dark frame" develop --raw 101x80,mono8 --flat dark.raw --dark dark.raw film.raw out.png
+expect 0 develop --raw 101x80,bayerrg8 --frames 2 --crop 0,0,50,40 --scale 50% film.raw out.tif
+says 0 "25 x 20" "$tool" info out.tif
+says 2 "not the samples of a sensor" develop --raw 2x2,rgb8 film.raw out.tif
+says 2 "holds no samples of a sensor" develop photo.bmp out.tif
+says 2 "the dark frame or flat field 5 x 2" develop --raw 101x80,mono8 --flat out5.pgm film.raw out.tif
+says 2 "Black level is not below the largest sample" develop --raw 101x80,mono8 --black 255 film.raw out.tif
+says 2 "--bayer is for picture files" develop --raw 101x80,mono8 --bayer rggb film.raw out.tif
+says 2 "is not of the form R,G,B" develop --gains 1,2 --raw 101x80,bayerrg8 film.raw out.tif
+says 2 "flat field is not brighter than the dark frame" develop --raw 101x80,mono8 --flat dark.raw --dark dark.raw film.raw out.tif
 
 # A file of many frames is not read as a whole: 4 GB, most of which the disk does not hold.
 if truncate -s 4G large.raw 2> /dev/null && { (ulimit -v 90000 && "$tool" --help > /dev/null); } 2> /dev/null; then

@@ -86,16 +86,17 @@ expect 0 "$tool" convert --quality 64 theirs.jpg again.jpg
 expect 0 djpeg -dct int -bmp -outfile again.bmp again.jpg
 expect 0 psnr ours.bmp again.bmp 35
 
-# What the library does not read is read by libjpeg, if the tool was built with it, or rejected.
+# What the library does not read is read by libjpeg, if the tool was built with it, or rejected with
+# a text.
 "$tool" --version | grep -q libjpeg && has_libjpeg=1 || has_libjpeg=0
 read_otherwise() { # TEXT FILE
-    if [ "$has_libjpeg" = 1 ]; then
+    if [ "$has_libjpeg" = 1 ] || [ -z "$1" ]; then
         djpeg -dct int -bmp -outfile theirs.bmp "$2"
         expect 0 "$tool" convert "$2" odd.bmp
         expect 0 "$tool" compare --min-psnr 30 theirs.bmp odd.bmp
     else
         expect 2 "$tool" convert "$2" odd.bmp
-        expect 0 grep -q "$1" <("$tool" convert "$2" odd.bmp 2>&1)
+        expect 0 grep "$1" <("$tool" convert "$2" odd.bmp 2>&1)
     fi
 }
 while IFS='|' read -r text arguments; do
@@ -103,12 +104,12 @@ while IFS='|' read -r text arguments; do
     expect 0 cjpeg $arguments -outfile odd.jpg in.ppm
     read_otherwise "$text" odd.jpg
 done <<'EOF'
-Unrecognised marker detected|-progressive -sample 2x2
-Unrecognised marker detected|-progressive -grayscale
-Unrecognised marker detected|-arithmetic -sample 2x2
-Define Restart Interval not supported|-restart 1 -sample 2x2
-Unsupported image format|-sample 1x1
-Unknown colour image format|-sample 4x1
+Progressive JPEG is not supported|-progressive -sample 2x2
+Progressive JPEG is not supported|-progressive -grayscale
+Arithmetic-coded JPEG is not supported|-arithmetic -sample 2x2
+|-restart 1 -sample 2x2
+|-sample 1x1
+|-sample 4x1
 EOF
 convert in.ppm -colorspace CMYK cmyk.jpg
 if [ "$has_libjpeg" = 1 ]; then

@@ -3,8 +3,10 @@
 # functions with the headers. Arguments: the tool, the source folder.
 set -euo pipefail
 
+source "$(dirname "$0")/interop/status_checks.sh"
 tool=$(realpath "$1")
 source=$(realpath "$2")
+need_own_system "$tool"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"

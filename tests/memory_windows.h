@@ -53,8 +53,8 @@ inline u32 prepare_memory(display &d) {
     const u64 size = u64{d.width} * d.height * memory_pixel.bytes;
     if (!try_resize(memory_of(d).pixels, size) || !try_resize(memory_of(d).shown, size))
         return report(d.function, VIQ_ERR_MEMORY, "");
-    d.pixels = {nullptr, std::ptrdiff_t{d.width} * memory_pixel.bytes, d.width, d.height,
-                memory_pixel};
+    const auto stride = static_cast<std::ptrdiff_t>(d.width * memory_pixel.bytes);
+    d.pixels = {nullptr, stride, d.width, d.height, memory_pixel};
     d.method = VIQ_DISPLAY_IMAGE;
     d.contents_lost = true;
     return success;

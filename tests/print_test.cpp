@@ -44,7 +44,8 @@ TEST(Print, ConvertsLinesAsWholePictures) {
             print_lines lines;
             ASSERT_TRUE(find_print_lines(*find_image(in), 0, colour, lines));
             const u32 whole = VIQ_convert_as(in, lines.format);
-            std::vector<u8> line(printed_line_bytes(lines.format, 22)), scratch(3 * 22);
+            const auto line_bytes = static_cast<std::size_t>(printed_line_bytes(lines.format, 22));
+            std::vector<u8> line(line_bytes), scratch(3 * 22);
             const u8 *printed = lines.converts ? line.data() : find_image(in)->data;
             if (lines.converts)
                 convert_print_line(lines, find_image(in)->data, line.data(), scratch.data(), 22);

@@ -2,15 +2,13 @@
 # Tests the command-line tool. Arguments: the tool, the source folder.
 set -uo pipefail
 
+source "$(dirname "$0")/interop/status_checks.sh"
 tool=$(realpath "$1")
 samples=$(realpath "$2")/samples
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
 cp "$samples"/*.bmp .
-
-checks=0
-failures=0
 
 # expect STATUS TEXT COMMAND...: the exit status, and a text that the output must contain.
 expect() {
@@ -170,8 +168,8 @@ rm -f again.bmp back.bmp out.*
 # Raw files contain the pixels only.
 expect 0 "" convert --format yuv422 coffee.bmp out.raw
 expect 0 "480000" stat -c %s out.raw
-expect 0 "" convert --format xrgb32 coffee.bmp out.RAW
-expect 0 "960000" stat -c %s out.RAW
+expect 0 "" convert --format xrgb32 coffee.bmp upper.RAW
+expect 0 "960000" stat -c %s upper.RAW
 
 # The output may replace the input.
 expect 0 "" convert --format rgb15 coffee.bmp coffee2.bmp
@@ -259,12 +257,14 @@ rm -f out.* again.* part.bmp direct.bmp mosaic.tif bits.* blurred.bmp rgb16.dwt 
 expect 0 "" bash -c '"$0" convert - - --to tif < coffee.bmp > piped.tif' "$tool"
 expect 0 "identical" "$tool" compare coffee.bmp piped.tif
 expect 0 "identical" bash -c '"$0" compare - coffee.bmp < coffee.bmp' "$tool"
-expect 0 "identical" bash -c '"$0" compare coffee.bmp <(cat coffee.bmp)' "$tool"
 expect_error "standard input: the file is empty" bash -c '"$0" info - < /dev/null' "$tool"
 expect_error "standard output needs --to TYPE" convert coffee.bmp -
 expect_error "'sepia' is not a file type" convert coffee.bmp out.bmp --to sepia
 expect_error "coffee.bmp: " convert --from tif coffee.bmp out.bmp
-if mkfifo pipe 2> /dev/null; then
+if ! is_for_this_system "$tool"; then
+    echo "skipped: named pipes: the tool is for another system"
+elif mkfifo pipe 2> /dev/null; then
+    expect 0 "identical" bash -c '"$0" compare coffee.bmp <(cat coffee.bmp)' "$tool"
     cat coffee.bmp > pipe &
     expect 0 "600 x 400" "$tool" info pipe
     expect_error "no program writes to this pipe" "$tool" info pipe

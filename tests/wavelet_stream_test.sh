@@ -2,9 +2,11 @@
 # Decodes wavelet files with a decoder that was written from the manual's description of the stream.
 # Arguments: the tool, the source folder.
 set -euo pipefail
-command -v python3 > /dev/null || { echo "skipped: python3 is missing"; exit 77; }
 
+source "$(dirname "$0")/interop/status_checks.sh"
 tool=$(realpath "$1")
+need python3
+need_own_system "$tool"
 source=$(realpath "$2")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -26,6 +26,7 @@ using writer = std::function<void(const std::string &temporary)>;
 
 void write_through(const std::string &name, std::FILE *to, const writer &write);
 void write_beside(const std::string &path, const fs::path &target, const writer &write);
+void write_by_short_name(const std::string &path, const fs::path &target, const writer &write);
 fs::path resolve_link(const std::string &path);
 fs::path unused_name_beside(const fs::path &path);
 
@@ -67,10 +68,7 @@ void write_beside(const std::string &path, const fs::path &target, const writer 
         if (text_of(temporary).size() <= longest_library_name) {
             write(text_of(temporary));
         } else {
-            const temporary_folder folder;
-            const fs::path link = folder.path / "f";
-            fs::create_directory_symlink(fs::absolute(temporary).parent_path(), link);
-            write(text_of(link / temporary.filename()));
+            write_by_short_name(path, temporary, write);
         }
         if (const fs::file_status old = fs::status(target, error); fs::exists(old))
             fs::permissions(temporary, old.permissions(), error);
@@ -81,6 +79,19 @@ void write_beside(const std::string &path, const fs::path &target, const writer 
         fs::remove(temporary, error);
         throw;
     }
+}
+
+// If the system cannot make links, the file is copied.
+void write_by_short_name(const std::string &path, const fs::path &target, const writer &write) {
+    const temporary_folder folder;
+    const fs::path link = folder.path / "f";
+    std::error_code error;
+    fs::create_directory_symlink(fs::absolute(target).parent_path(), link, error);
+    if (error)
+        write_through(path, open_or_fail(text_of(target), "wb", path, "cannot be created").get(),
+                      write);
+    else
+        write(text_of(link / target.filename()));
 }
 
 // A symbolic link stays; the file that it refers to is replaced.

@@ -94,9 +94,8 @@ void draw_block(const image &window, const std::vector<std::string> &lines, cons
 // largest share the bins.
 std::vector<uint64_t> bars_of(const channel_statistics &channel, uint32_t largest) {
     std::vector<uint64_t> sums(bars);
-    const uint64_t values = std::max<uint64_t>(bars, uint64_t{largest} + 1);
-    for (std::size_t value = 0; value < std::min<std::size_t>(values, channel.histogram.size());
-         ++value)
+    const std::size_t values = std::max<std::size_t>(bars, std::size_t{largest} + 1);
+    for (std::size_t value = 0; value < std::min(values, channel.histogram.size()); ++value)
         sums[value * bars / values] += channel.histogram[value];
     return sums;
 }

@@ -42,6 +42,8 @@ int main(int argc, char **argv) {
         return code;
     };
     uint32_t code = print(height / 2);
+    if (VIQ_IS_ERROR(code))
+        return 1;
     if (std::strcmp(action, "abandon") == 0) {
         code = VIQ_display_print(image, argv[2], "half", &options, VIQ_STRIP_FINISH);
     } else if (std::strcmp(action, "destroy") == 0) {

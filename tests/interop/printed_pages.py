@@ -1,13 +1,20 @@
 #!/usr/bin/env python3
 """Prints pictures to PDF files, renders these with ghostscript at 10 pixels a millimetre, and compares
-the area and every pixel of the picture.
+the area and every pixel of the picture. With a printer for A4, the pages are those of the PostScript
+documents that it writes to a file.
 
-printed_pages.py TOOL     in an empty folder
+printed_pages.py TOOL [PRINTER DOCUMENT]     in an empty folder
 """
 import subprocess
 import sys
 
 tool = sys.argv[1]
+document = 'page.pdf'
+destination = ['--to', document]
+if len(sys.argv) > 2:
+    document = sys.argv[3]
+    destination = ['--printer', sys.argv[2]]
+on_printer = destination[0] == '--printer'
 failed = False
 
 
@@ -38,9 +45,19 @@ def read_ppm(data):
     return width, height, data[-3 * width * height:]
 
 
-def render(pdf, resolution=254):
+def turn_right(page):
+    """A page that was fed upright, as it is viewed."""
+    width, height, data = page
+    turned = bytearray(len(data))
+    for component in range(3):
+        plane = data[component::3]
+        turned[component::3] = b''.join(plane[x::width][::-1] for x in range(width))
+    return height, width, bytes(turned)
+
+
+def render(file, resolution=254):
     done = run('gs', '-q', '-dNOPAUSE', '-dBATCH', '-dSAFER', '-dUseFastColor', '-sDEVICE=ppmraw',
-               f'-r{resolution}', '-sOutputFile=-', '-sstdout=%stderr', pdf)
+               f'-r{resolution}', '-sOutputFile=-', '-sstdout=%stderr', file)
     return read_ppm(done.stdout)
 
 
@@ -56,10 +73,12 @@ def area_of_picture(page):
 def compare(what, file, arguments, page_size, area, tolerance=0):
     """The area is x, y, width and height in 1/10 mm."""
     reference = run(tool, 'convert', '--format', 'rgb24', file, 'reference.ppm')
-    printed = run(tool, 'print', file, '--to', 'page.pdf', *arguments)
+    printed = run(tool, 'print', file, *destination, *arguments)
     if reference.returncode or printed.returncode:
         return fail(what, reference.stderr + printed.stderr)
-    page = render('page.pdf')
+    page = render(document)
+    if on_printer and page_size[0] > page_size[1]:
+        page = turn_right(page)
     if page_size is not None and max(abs(page[n] - page_size[n]) for n in (0, 1)) > 1:
         return fail(what, 'page of', page[:2])
     found = area_of_picture(page)
@@ -111,6 +130,8 @@ PLACEMENTS = [
     ((3, 130), '--size 3x130', A4, (100, 100, 30, 1300)),
 ]
 for size, options, page, area in PLACEMENTS:
+    if on_printer and page not in (A4, TURNED):
+        continue
     write_picture('picture.ppm', *size)
     compare(f'{size} {options}', 'picture.ppm', options.split(), page, area)
 

@@ -18,6 +18,16 @@ need_imagemagick() {
     done
 }
 
+# A program for another system is started by a script.
+is_for_this_system() { # PROGRAM
+    head -c 4 "$1" | grep -q ELF
+}
+
+# For tests of what the tool writes: tests/windows/same_outputs.sh compares the files of two systems.
+need_own_system() { # PROGRAM
+    is_for_this_system "$1" || { echo "skipped: a tool for another system writes the same files"; exit 77; }
+}
+
 # Sets `output` to what the command has printed.
 expect() { # STATUS COMMAND...
     local status=$1 got

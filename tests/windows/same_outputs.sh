@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Compares the files that two builds of the tool write, byte by byte; the lines of EPS files end as
-# those of the system do. Arguments: the tool of the other system, that of this one, the samples.
+# Compares the files that two builds of the tool write, also those of the demo, byte by byte; the
+# lines of EPS files end as those of the system do. Arguments: the tool of the other system, that of this one, the samples.
 set -uo pipefail
 
 other=$(realpath "$1")
@@ -21,6 +21,9 @@ outputs() { # TOOL FOLDER
     for extension in bmp tif tga eps jpg dwt ppm pam raw; do
         "$tool" convert ../in/*.bmp -o "{name}.$extension"
     done
+    for format in rgb24 y8 paletted cmyk32 rgb16; do
+        "$tool" convert --format "$format" ../in/chelsea.bmp "$format.tif"
+    done
     for format in bgr24 rgbx32 xbgr32 rgb16 rgb15 yuv422 rgb8 y16 y8 paletted cmyk32 hsi; do
         "$tool" convert --format "$format" ../in/chelsea.bmp "$format.raw"
     done
@@ -34,6 +37,13 @@ outputs() { # TOOL FOLDER
     "$tool" convert chelsea.jpg decoded_jpeg.bmp
     "$tool" compare ../in/chelsea.bmp decoded.bmp > compared.txt
     "$tool" histogram --json ../in/chelsea.bmp > histogram.txt
+    for format in rgb24 y8 paletted cmyk32 rgb16; do
+        "$tool" print "$format.tif" ../in/camera.bmp --to "$format.pdf" --size 100x --title "$format"
+    done
+    "$tool" print ../in/chelsea.bmp --to placed.pdf --paper A5 --margin 20 --centre --grey
+    "$tool" --write-manual manual
+    "$tool" demo --out demo | tr '\\' / > demo.txt
+    rm demo/index.html demo/pictures/text.jpg # contain the time
     cd "$work" || exit 2
 }
 
@@ -44,11 +54,11 @@ sed -i 's/\r$//' other/*.eps other/*.txt other.txt
 status=0
 diff own.txt other.txt || status=1
 count=0
-for file in own/*; do
+while read -r file; do
     count=$((count + 1))
-    cmp "$file" "other/$(basename "$file")" || status=1
-done
-[ "$(ls own | wc -l)" = "$(ls other | wc -l)" ] || { diff <(ls own) <(ls other); status=1; }
-[ "$count" -gt 40 ] || { echo "FAILED: only $count files were written"; status=1; }
+    cmp "own/$file" "other/$file" || status=1
+done < <(cd own && find . -type f)
+diff <(cd own && find . -type f | sort) <(cd other && find . -type f | sort) || status=1
+[ "$count" -gt 100 ] || { echo "FAILED: only $count files were written"; status=1; }
 echo "$count files compared"
 exit $status
