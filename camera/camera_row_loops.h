@@ -102,12 +102,6 @@ VIQ_FORMULA void demosaic_from(const mosaic_lines &lines, u8 *target, u32 pixels
     }
 }
 
-template <demosaic_scheme scheme, u16 format>
-[[maybe_unused]] static void demosaic_loop(const mosaic_lines &lines, u8 *target, u32 pixels,
-                                           mosaic_line line) {
-    demosaic_from<scheme, format>(lines, target, pixels, line, 0);
-}
-
 // ---- Chroma keying
 
 VIQ_FORMULA bool is_keyed(const u8 *pair, const key_window &window) {
@@ -161,12 +155,21 @@ VIQ_FORMULA void soften_from(const u8 *source, const u8 *replacement, u32 step, 
     soften_from(source, replacement, step, target, keyed, pairs);
 }
 
-template <u16 format, template <demosaic_scheme, u16> class Kernel>
+// ---- Table: `kernels`, with the demosaicing functions of `Demosaic`
+
+template <class Demosaic, u16 format>
 VIQ_FORMULA constexpr void fill_schemes(demosaic_row (&rows)[demosaic_schemes]) {
-    rows[0] = Kernel<demosaic_scheme::replicate, format>::row;
-    rows[1] = Kernel<demosaic_scheme::bilinear, format>::row;
-    rows[2] = Kernel<demosaic_scheme::bilinear_top, format>::row;
-    rows[3] = Kernel<demosaic_scheme::adaptive, format>::row;
+    rows[0] = Demosaic::template row<demosaic_scheme::replicate, format>;
+    rows[1] = Demosaic::template row<demosaic_scheme::bilinear, format>;
+    rows[2] = Demosaic::template row<demosaic_scheme::bilinear_top, format>;
+    rows[3] = Demosaic::template row<demosaic_scheme::adaptive, format>;
+}
+
+template <class Demosaic>
+VIQ_FORMULA constexpr camera_kernels with_demosaic(camera_kernels kernels) {
+    fill_schemes<Demosaic, VIQ_BGRX32>(kernels.to_bgrx32);
+    fill_schemes<Demosaic, VIQ_RGB16>(kernels.to_rgb16);
+    return kernels;
 }
 
 } // namespace viq

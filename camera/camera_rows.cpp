@@ -6,20 +6,17 @@ namespace viq {
 
 namespace {
 
-template <demosaic_scheme scheme, u16 format> struct plain_demosaic {
-    static constexpr demosaic_row row = demosaic_loop<scheme, format>;
+struct demosaic_loops {
+    template <demosaic_scheme scheme, u16 format>
+    static void row(const mosaic_lines &lines, u8 *target, u32 pixels, mosaic_line line) {
+        demosaic_from<scheme, format>(lines, target, pixels, line, 0);
+    }
 };
-
-constexpr camera_kernels make_kernels() {
-    camera_kernels kernels = {mosaic_loop, show_loop, {}, {}, key_loop, soften_loop};
-    fill_schemes<VIQ_BGRX32, plain_demosaic>(kernels.to_bgrx32);
-    fill_schemes<VIQ_RGB16, plain_demosaic>(kernels.to_rgb16);
-    return kernels;
-}
 
 } // namespace
 
-constexpr camera_kernels plain_camera = make_kernels();
+constexpr camera_kernels plain_camera =
+    with_demosaic<demosaic_loops>({mosaic_loop, show_loop, {}, {}, key_loop, soften_loop});
 
 const camera_kernels &camera_rows() {
     constexpr kernel_sets<camera_kernels> sets = {&plain_camera, VIQ_AVX2_TABLE(avx2_camera),

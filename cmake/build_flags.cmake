@@ -64,14 +64,27 @@ if(VIQ_COMPILER_HAS_AVX2 AND NOT (WIN32 AND VIQ_X86_64))
     target_compile_definitions(viq_internal INTERFACE VIQ_HAVE_AVX2=1)
 endif()
 
+set(avx512_options -mavx2 -mbmi -mbmi2 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx512vbmi)
+if(VIQ_BUILDS_AVX2 AND VIQ_AVX512)
+    string(JOIN " " avx512_flags ${avx512_options})
+    check_cxx_compiler_flag("${avx512_flags}" VIQ_COMPILER_HAS_AVX512)
+endif()
+if(VIQ_COMPILER_HAS_AVX512)
+    target_compile_definitions(viq_internal INTERFACE VIQ_HAVE_AVX512=1)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+        # GCC 12 warns of undefined vectors in its own header.
+        list(APPEND avx512_options -Wno-maybe-uninitialized -Wno-uninitialized)
+    endif()
+endif()
+
 # Every 64-bit ARM processor has NEON.
 if(processor MATCHES "^(aarch64|arm64)$" AND CMAKE_CXX_BYTE_ORDER STREQUAL LITTLE_ENDIAN)
     set(VIQ_BUILDS_NEON ON)
     target_compile_definitions(viq_internal INTERFACE VIQ_HAVE_NEON=1)
 endif()
 
-# Sources named *_avx2.cpp are compiled for AVX2, or removed from the list if AVX2 is not built;
-# those named *_neon.cpp are for 64-bit ARM.
+# Sources named *_avx2.cpp and *_avx512.cpp are compiled for these sets, or removed from the list if a
+# set is not built; those named *_neon.cpp are for 64-bit ARM.
 function(viq_select_kernels list_name)
     set(sources ${${list_name}})
     if(NOT VIQ_BUILDS_NEON)
@@ -80,7 +93,16 @@ function(viq_select_kernels list_name)
     if(NOT VIQ_BUILDS_AVX2)
         list(FILTER sources EXCLUDE REGEX "_avx2\\.cpp$")
     endif()
+    if(NOT VIQ_COMPILER_HAS_AVX512)
+        list(FILTER sources EXCLUDE REGEX "_avx512\\.cpp$")
+    endif()
     set(${list_name} ${sources} PARENT_SCOPE)
-    list(FILTER sources INCLUDE REGEX "_avx2\\.cpp$")
-    set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2")
+    foreach(source IN LISTS sources)
+        if(source MATCHES "_avx2\\.cpp$")
+            set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2")
+        elseif(source MATCHES "_avx512\\.cpp$")
+            set_source_files_properties(${source} PROPERTIES
+                                        COMPILE_OPTIONS "${avx512_options}")
+        endif()
+    endforeach()
 endfunction()

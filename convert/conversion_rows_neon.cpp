@@ -46,9 +46,12 @@ void block_row(const u8 *source, u8 *target, u32 pixels, const row_options &give
         plain_rows.rows[row_of_format(input)][row_of_format(output)](source, target, pixels, given);
 }
 
-// Null for table lookups, in which the plain kernels are as fast.
+// Null for table lookups, in which the plain kernels are as fast, and for luminance of bytes, which
+// the compiler vectorises with fewer instructions.
 template <u16 input, u16 output> constexpr row_kernel choose() {
-    if constexpr (input == VIQ_PALETTED || output == VIQ_HSI || output == VIQ_CMYK32)
+    constexpr bool luminance_of_bytes = output == VIQ_Y8 && rgb_pixel_bytes(input) != 0;
+    if constexpr (input == VIQ_PALETTED || output == VIQ_HSI || output == VIQ_CMYK32 ||
+                  luminance_of_bytes)
         return nullptr;
     else
         return block_row<input, output>;

@@ -28,6 +28,7 @@ struct lut_rule {
 struct lut {
     vector<u8> bytes;
     u16 data_width = 0; // of the images that the table is for; 0: any
+    bool from_file = false;
 };
 
 constexpr u32 lut_types = 6;
@@ -115,6 +116,7 @@ u32 VIQ_image_conv_LUT_load(u32 hImage, u16 wLUTType, const char *pszFileName) {
         return report(name, VIQ_ERR_STATE,
                       "Incorrect number of bytes read - correct LUT selected?");
     code = close_file(name, file);
+    loaded.from_file = true;
     if (!is_error(code))
         table = std::move(loaded);
     return code;
@@ -176,7 +178,7 @@ u32 need_lut(const char *function, u16 type, u32 hImage, lut_view &view) {
     const u32 code = table.bytes.empty() ? generate(rule, hImage)
                                          : check_fit(function, table, *find_image(hImage));
     const std::size_t entries = table.bytes.size() / (rule.pack != nullptr ? 2 : 1);
-    view = {table.bytes.data(), static_cast<u32>(entries)};
+    view = {table.bytes.data(), static_cast<u32>(entries), table.from_file};
     return code;
 }
 

@@ -9,6 +9,7 @@ namespace viq {
 struct lut_view {
     const u8 *bytes;
     u32 entries;
+    bool from_file; // else the entries are results of the formulas
 };
 
 // The table of a type. A missing table is generated, with the image's colourmap; a table for

@@ -122,19 +122,28 @@ VIQ_FORMULA bytes16 luminance(const planes &p) {
                        weighted(vget_high_u8(p.red), vget_high_u8(p.green), vget_high_u8(p.blue)));
 }
 
-VIQ_FORMULA words16 packed_field(bytes16 component, bit_field field) {
-    return masked(shifted(widened(component), left_shift_of(field)), mask_of(field));
-}
-
+// The fields of a pixel adjoin each other, red first. Each component starts at the top bit;
+// shifting it right and inserting it keeps the bits above it and replaces those below.
 template <u16 format> VIQ_FORMULA void store_fields(u8 *target, const planes &p) {
     constexpr rgb_bit_fields fields = format_row(format).fields;
-    const words16 words =
-        either(either(packed_field(p.red, fields.red), packed_field(p.green, fields.green)),
-               packed_field(p.blue, fields.blue));
-    if constexpr (pixel_bytes(format) == 2)
-        store_words(target, words);
-    else
-        vst1q_u8(target, low_bytes(words));
+    constexpr int bits = 8 * static_cast<int>(pixel_bytes(format));
+    constexpr int unused = bits - static_cast<int>(fields.red.shift + fields.red.bits);
+    constexpr int green_at = bits - static_cast<int>(fields.green.shift + fields.green.bits);
+    constexpr int blue_at = bits - static_cast<int>(fields.blue.shift + fields.blue.bits);
+    if constexpr (bits == 8) {
+        vst1q_u8(target, vsriq_n_u8(vsriq_n_u8(p.red, p.green, green_at), p.blue, blue_at));
+    } else {
+        const auto packed = [](uint16x8_t red, uint16x8_t green, uint16x8_t blue) {
+            if constexpr (unused != 0)
+                red = vshrq_n_u16(red, unused);
+            return vsriq_n_u16(vsriq_n_u16(red, green, green_at), blue, blue_at);
+        };
+        store_words(target,
+                    {packed(vshll_n_u8(vget_low_u8(p.red), 8), vshll_n_u8(vget_low_u8(p.green), 8),
+                            vshll_n_u8(vget_low_u8(p.blue), 8)),
+                     packed(vshll_high_n_u8(p.red, 8), vshll_high_n_u8(p.green, 8),
+                            vshll_high_n_u8(p.blue, 8))});
+    }
 }
 
 template <u16 format> VIQ_FORMULA void store_bytes(u8 *target, const planes &p, bool keep_spare) {

@@ -1,10 +1,13 @@
 // Converters that read their results from conversion tables.
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
+#include "convert/conversion_rows.h"
 #include "convert/conversion_tables.h"
 #include "convert/converter.h"
 #include "convert/pixel_formulas.h"
+#include "convert/table_rows.h"
 #include "core/image.h"
 #include "core/report.h"
 
@@ -120,16 +123,12 @@ using lut_row = void (*)(const u8 *source, u8 *target, u32 pixels, const lut_vie
 
 void row_by_byte(const u8 *source, u8 *target, u32 pixels, const lut_view &lut,
                  const row_options &) {
-    for (u32 x = 0; x < pixels; ++x)
-        target[x] = lut.bytes[source[x]];
+    table_rows().map_bytes(source, target, pixels, lut.bytes);
 }
 
-// A word beyond the end of the table reads its last entry.
 void row_by_word(const u8 *source, u8 *target, u32 pixels, const lut_view &lut,
                  const row_options &) {
-    const u32 last = lut.entries - 1;
-    for (u32 x = 0; x < pixels; ++x, source += 2)
-        target[x] = lut.bytes[std::min<u32>(load_word(source), last)];
+    table_rows().words_to_bytes(source, target, pixels, lut.bytes, lut.entries);
 }
 
 template <u16 target> VIQ_FORMULA u32 luma_index(u8 y) {
@@ -153,10 +152,41 @@ VIQ_FORMULA void put_entry(u8 *pixel, u32 index, const lut_view &lut, const row_
     }
 }
 
+// The results of a generated table are those of the row kernels for components without the bits
+// that an index drops; the kernels take less time than the table.
+template <u16 target>
+void row_by_formula(const u8 *source, u8 *to, u32 pixels, const row_options &options) {
+    constexpr u16 entry_format = has_bit_fields(target) ? target : u16{VIQ_RGB16};
+    constexpr u32 part = 1024;
+    constexpr u8 kept_of_pair[4] = {0xFE, 0xFC, 0xFE, 0xFC}; // Y, U, Y, V
+    u32 kept_bits = 0;
+    std::memcpy(&kept_bits, kept_of_pair, 4);
+    u8 indexed[2 * part];
+    u8 entries[2 * part];
+    for (u32 count = 0; pixels != 0; pixels -= count) {
+        count = std::min(pixels, part);
+        for (u32 n = 0; n < 2 * count; n += 4) {
+            u32 pair = 0;
+            std::memcpy(&pair, source + n, 4);
+            pair &= kept_bits;
+            std::memcpy(indexed + n, &pair, 4);
+        }
+        u8 *made = has_bit_fields(target) ? to : entries;
+        find_row(VIQ_YUV422, entry_format)(indexed, made, count, {});
+        if constexpr (!has_bit_fields(target))
+            find_row(VIQ_RGB16, target)(entries, to, count, options);
+        source += std::size_t{2} * count;
+        to += std::size_t{count} * pixel_bytes(target);
+    }
+}
+
 template <u16 target>
 void row_by_yuv(const u8 *source, u8 *to, u32 pixels, const lut_view &lut,
                 const row_options &options) {
     constexpr std::size_t size = pixel_bytes(target);
+    if constexpr (target != VIQ_PALETTED)
+        if (!lut.from_file)
+            return row_by_formula<target>(source, to, pixels, options);
     for (u32 x = 0; x < pixels; x += 2, source += pair_size, to += 2 * size) {
         const u32 chroma = chroma_index<target>(source[pair_bytes.u], source[pair_bytes.v]);
         put_entry<target>(to, luma_index<target>(source[pair_bytes.first_y]) | chroma, lut,

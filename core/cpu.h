@@ -9,10 +9,16 @@
 
 namespace viq {
 
-enum class instruction_set : unsigned { plain, avx2, neon };
-constexpr unsigned instruction_sets = 3;
+// avx512 means the parts F, BW, VL, DQ and VBMI. Processors that have AVX-512 without VBMI use
+// AVX2, because they lower their clock for registers of 64 bytes.
+enum class instruction_set : unsigned { plain, avx2, neon, avx512 };
+constexpr unsigned instruction_sets = 4;
 
-// The best set of this machine, or the forced one.
+// Such as "AVX2".
+const char *set_name(instruction_set set);
+
+// The best set of this machine, or the forced one. A set is available if the processor has it and
+// the operating system saves its registers.
 instruction_set current_set();
 
 bool set_available(instruction_set set);
@@ -27,6 +33,11 @@ void force_set(instruction_set set);
 #else
 #define VIQ_AVX2_TABLE(table) nullptr
 #endif
+#if defined(VIQ_HAVE_AVX512)
+#define VIQ_AVX512_TABLE(table) (&(table))
+#else
+#define VIQ_AVX512_TABLE(table) nullptr
+#endif
 #if defined(VIQ_HAVE_NEON)
 #define VIQ_NEON_TABLE(table) (&(table))
 #else
@@ -39,11 +50,15 @@ template <class Table> struct kernel_sets {
     const Table *plain;
     const Table *avx2 = nullptr;
     const Table *neon = nullptr;
+    const Table *avx512 = nullptr;
 };
 
 // The family's table for the current instruction set, or the next simpler one that it has.
 template <class Table> inline const Table &current_kernels(const kernel_sets<Table> &sets) {
-    if (sets.avx2 != nullptr && current_set() == instruction_set::avx2)
+    if (sets.avx512 != nullptr && current_set() == instruction_set::avx512)
+        return *sets.avx512;
+    if (sets.avx2 != nullptr &&
+        (current_set() == instruction_set::avx2 || current_set() == instruction_set::avx512))
         return *sets.avx2;
     if (sets.neon != nullptr && current_set() == instruction_set::neon)
         return *sets.neon;

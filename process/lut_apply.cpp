@@ -4,11 +4,11 @@
 
 #include "convert/conversion_rows.h"
 #include "convert/pixel_formulas.h"
+#include "convert/table_rows.h"
 #include "core/format_checks.h"
 #include "core/process_lines.h"
 #include "core/report.h"
 #include "process/lookup_tables.h"
-#include "process/process_rows.h"
 
 using namespace viq;
 
@@ -73,15 +73,9 @@ void complete_tables(const lookup_table &lut, byte_tables &tables) {
 
 void map_rgb24(const byte_tables &tables, const u8 *from, u8 *to, u32 pixels) {
     if (tables.same_for_colours)
-        return process_rows().look_up(from, to, 3 * pixels, tables.red);
-    for (; pixels != 0; --pixels, from += 3, to += 3) {
-        const u8 red = tables.red[from[0]];
-        const u8 green = tables.green[from[1]];
-        const u8 blue = tables.blue[from[2]];
-        to[0] = red;
-        to[1] = green;
-        to[2] = blue;
-    }
+        table_rows().map_bytes(from, to, 3 * pixels, tables.red);
+    else
+        table_rows().map_colours(from, to, pixels, {tables.red, tables.green, tables.blue});
 }
 
 // A component is shifted to the upper bits of a byte and mapped; the upper bits of the result are
@@ -132,13 +126,6 @@ void map_luma(const byte_tables &tables, const u8 *from, u8 *to, u32 pairs) {
     }
 }
 
-void map_words(const vector<u16> &table, const u8 *from, u8 *to, u32 pixels) {
-    for (; pixels != 0; --pixels, from += 2, to += 2) {
-        const u16 v = load_word(from);
-        store_word(to, v < table.size() ? table[v] : v);
-    }
-}
-
 void map_line(const tVIQ_Image &in, const lookup_table &lut, const byte_tables &tables,
               const u8 *from, u8 *to) {
     const u32 width = in.width;
@@ -146,9 +133,9 @@ void map_line(const tVIQ_Image &in, const lookup_table &lut, const byte_tables &
     const i16(&gain)[3] = lut.settings.gain;
     switch (format) {
     case VIQ_Y8:
-        return process_rows().look_up(from, to, width, tables.grey);
+        return table_rows().map_bytes(from, to, width, tables.grey);
     case VIQ_Y16:
-        return map_words(lut.words[0], from, to, width);
+        return table_rows().map_words(from, to, width, lut.words[0].data(), lut.elements);
     case VIQ_RGB24:
         return map_rgb24(tables, from, to, width);
     case VIQ_YUV422:

@@ -97,6 +97,28 @@ VIQ_LOOP void resample_loop(const u8 *source, u8 *target, const resample_plan &p
     resample_from(source, target, plan, 0);
 }
 
+// Resamples with the vector kernels of a set. Those that halve the width return the number of
+// samples that they have written; the others write those of all groups.
+template <u32 (*halve_8_bit)(const u8 *, u8 *, const resample_plan &),
+          u32 (*halve_24_bit)(const u8 *, u8 *, const resample_plan &),
+          void (*copy_groups)(const u8 *, u8 *, const resample_plan &),
+          void (*blend_groups)(const u8 *, u8 *, const resample_plan &)>
+VIQ_LOOP void resample_with(const u8 *source, u8 *target, const resample_plan &plan) {
+    u32 done = plan.grouped_samples;
+    const u32 stride = plan.pixel_stride;
+    const bool halves =
+        plan.unblended && plan.samples > stride && plan.source_offset[stride] == 2 * stride;
+    if (halves && stride == 1)
+        done = halve_8_bit(source, target, plan);
+    else if (halves && stride == 3)
+        done = halve_24_bit(source, target, plan);
+    else if (plan.unblended)
+        copy_groups(source, target, plan);
+    else
+        blend_groups(source, target, plan);
+    resample_from(source, target, plan, done);
+}
+
 VIQ_LOOP void blend_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 bytes, u32 fraction) {
     const u16 of_b = static_cast<u16>(fraction);
     const u16 of_a = static_cast<u16>(256 - fraction);
@@ -105,12 +127,7 @@ VIQ_LOOP void blend_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 by
                                     (static_cast<u16>(of_b * b[x]) >> 8));
 }
 
-// ---- Tables and thresholds
-
-VIQ_LOOP void look_up_loop(const u8 *source, u8 *__restrict target, u32 bytes, const u8 *table) {
-    for (u32 x = 0; x < bytes; ++x)
-        target[x] = table[source[x]];
-}
+// ---- Thresholds
 
 VIQ_LOOP void threshold_loop(const u8 *source, u8 *__restrict target, u32 bytes, u32 upper,
                              u32 lower) {
@@ -152,6 +169,26 @@ VIQ_LOOP void filter_small_loop(filter_lines lines, u8 *target, u32 bytes, u32 p
 VIQ_LOOP void filter_wide_loop(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
                                const wide_kernel &kernel) {
     filter_bytes(lines, target, bytes, pixel_stride, kernel, i64{0}, pixel_stride);
+}
+
+// A division by a multiplication and a shift: the quotient is the upper half of dividend * factor,
+// shifted right, which is exact for dividends up to 32,767. Larger dividends than `largest` are
+// clamped to it, because their quotients are clamped to 255. A divisor of 1 needs no division; its
+// other values are invalid.
+struct reciprocal {
+    i32 largest, factor, shift;
+    bool is_one;
+};
+
+VIQ_FORMULA reciprocal reciprocal_of(i32 divisor) {
+    i32 bits = 0;
+    while (2 << bits <= divisor)
+        ++bits;
+    const bool power = 1 << bits == divisor;
+    const i32 largest = 256 * divisor - 1;
+    return {largest > 32767 ? 32767 : largest,
+            power ? 32768 : ((65536 << bits) + divisor - 1) / divisor, power ? bits - 1 : bits,
+            divisor == 1};
 }
 
 // ---- Measurements
@@ -316,7 +353,6 @@ VIQ_FORMULA constexpr process_kernels loop_kernels() {
                       transpose_loop<4>},
         .resample = resample_loop,
         .blend = blend_loop,
-        .look_up = look_up_loop,
         .threshold = threshold_loop,
         .filter_small = filter_small_loop,
         .filter_wide = filter_wide_loop,

@@ -77,9 +77,8 @@ struct process_kernels {
     // ((256 - fraction) * a >> 8) + (fraction * b >> 8)
     void (*blend)(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction);
 
-    // ---- Tables and thresholds
+    // ---- Thresholds
 
-    void (*look_up)(const u8 *source, u8 *target, u32 bytes, const u8 *table);
     // 255 from `upper` on, 0 below `lower`, otherwise unchanged.
     void (*threshold)(const u8 *source, u8 *target, u32 bytes, u32 upper, u32 lower);
 

@@ -215,22 +215,6 @@ u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     return done;
 }
 
-void resample_groups(const u8 *source, u8 *target, const resample_plan &plan) {
-    u32 done = plan.grouped_samples;
-    const u32 stride = plan.pixel_stride;
-    const bool halves =
-        plan.unblended && plan.samples > stride && plan.source_offset[stride] == 2 * stride;
-    if (halves && stride == 1)
-        done = halve_8_bit(source, target, plan);
-    else if (halves && stride == 3)
-        done = halve_24_bit(source, target, plan);
-    else if (plan.unblended)
-        resample_pairs<false>(source, target, plan);
-    else
-        resample_pairs<true>(source, target, plan);
-    resample_from(source, target, plan, done);
-}
-
 // The high half of (a << 8) * f is a * f >> 8.
 void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction) {
     const bytes32 zero = _mm256_setzero_si256();
@@ -249,27 +233,6 @@ void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction)
     blend_loop(a + x, b + x, target + x, bytes - x, fraction);
 }
 
-// ---- Tables: one shuffle for each value of the upper four bits of the byte
-
-void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
-    bytes32 parts[16];
-    for (u32 n = 0; n < 16; ++n)
-        parts[n] = load_halves(table + 16 * n, table + 16 * n);
-    u32 x = 0;
-    for (; x + 32 <= bytes; x += 32) {
-        const bytes32 v = load_256(source + x);
-        bytes32 found = _mm256_setzero_si256();
-        for (u32 n = 0; n < 16; ++n) {
-            // Bytes with other upper bits get their top bit set, for which the shuffle gives 0.
-            const bytes32 index =
-                _mm256_adds_epu8(_mm256_xor_si256(v, splat8(16 * n)), splat8(0x70));
-            found = _mm256_or_si256(found, _mm256_shuffle_epi8(parts[n], index));
-        }
-        store_256(target + x, found);
-    }
-    look_up_loop(source + x, target + x, bytes - x, table);
-}
-
 // ---- Filters: the nine coefficients and a zero are applied in five pairs
 
 struct tap_pairs {
@@ -284,23 +247,16 @@ tap_pairs pair_up(const i32 (&k)[9]) {
     return pairs;
 }
 
-// A divisor as a multiplication and a shift.
 struct quotient_rule {
     bytes32 largest, factor;
     __m128i shift;
     bool is_one;
 };
 
-// The quotient is the upper half of a product, which is exact for dividends up to 32,767. Larger
-// dividends than 256 * divisor - 1 are clamped to it, because their quotients are clamped to 255.
 quotient_rule divide_by(i32 divisor) {
-    i32 bits = 0;
-    while (2 << bits <= divisor)
-        ++bits;
-    const bool power = 1 << bits == divisor;
-    const i32 factor = power ? 32768 : ((65536 << bits) + divisor - 1) / divisor;
-    return {splat16(256 * divisor - 1 > 32767 ? 32767 : 256 * divisor - 1), splat16(factor),
-            shift_count(static_cast<u32>(power ? bits - 1 : bits)), divisor == 1};
+    const reciprocal r = reciprocal_of(divisor);
+    return {splat16(r.largest), splat16(r.factor), shift_count(static_cast<u32>(r.shift)),
+            r.is_one};
 }
 
 VIQ_FORMULA bytes32 divided(bytes32 sum, const quotient_rule &rule) {
@@ -582,9 +538,9 @@ constexpr process_kernels make_kernels() {
     kernels.transpose[2] = transpose_blocks<2, transpose_squares<2, 8, transpose_16_bit_square>>;
     kernels.transpose[3] = transpose_blocks<3, transpose_squares<3, 4, transpose_24_bit_square>>;
     kernels.transpose[4] = transpose_blocks<4, transpose_squares<4, 4, transpose_32_bit_square>>;
-    kernels.resample = resample_groups;
+    kernels.resample =
+        resample_with<halve_8_bit, halve_24_bit, resample_pairs<false>, resample_pairs<true>>;
     kernels.blend = blend_blocks;
-    kernels.look_up = look_up_blocks;
     kernels.shade = shade_blocks;
     kernels.correlate = correlate_samples;
     kernels.range_of = range_blocks;

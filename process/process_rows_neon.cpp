@@ -148,41 +148,6 @@ u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     return done;
 }
 
-void resample_groups(const u8 *source, u8 *target, const resample_plan &plan) {
-    u32 done = plan.grouped_samples;
-    const u32 stride = plan.pixel_stride;
-    const bool halves =
-        plan.unblended && plan.samples > stride && plan.source_offset[stride] == 2 * stride;
-    if (halves && stride == 1)
-        done = halve_8_bit(source, target, plan);
-    else if (halves && stride == 3)
-        done = halve_24_bit(source, target, plan);
-    else if (plan.unblended)
-        resample_each<false>(source, target, plan);
-    else
-        resample_each<true>(source, target, plan);
-    resample_from(source, target, plan, done);
-}
-
-// ---- Tables: the 256 entries in four groups of four registers
-
-void look_up_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
-    uint8x16x4_t parts[4];
-    for (u32 n = 0; n < 4; ++n)
-        parts[n] = vld1q_u8_x4(table + 64 * n);
-    u32 x = 0;
-    for (; x + 16 <= bytes; x += 16) {
-        bytes16 index = vld1q_u8(source + x);
-        bytes16 found = vqtbl4q_u8(parts[0], index);
-        for (u32 n = 1; n < 4; ++n) {
-            index = vsubq_u8(index, vdupq_n_u8(64));
-            found = vqtbx4q_u8(found, parts[n], index);
-        }
-        vst1q_u8(target + x, found);
-    }
-    look_up_loop(source + x, target + x, bytes - x, table);
-}
-
 // ---- Filters
 
 struct quotient_rule {
@@ -192,17 +157,10 @@ struct quotient_rule {
     bool is_one;
 };
 
-// The quotient is the upper half of a product, which is exact for dividends up to 32,767. Larger
-// dividends than 256 * divisor - 1 are clamped to it, because their quotients are clamped to 255.
 quotient_rule divide_by(i32 divisor) {
-    i32 bits = 0;
-    while (2 << bits <= divisor)
-        ++bits;
-    const bool power = 1 << bits == divisor;
-    const i32 factor = power ? 32768 : ((65536 << bits) + divisor - 1) / divisor;
-    const i32 largest = 256 * divisor - 1 > 32767 ? 32767 : 256 * divisor - 1;
-    return {vdupq_n_s16(static_cast<i16>(largest)), vdup_n_u16(static_cast<u16>(factor)),
-            vdupq_n_s16(static_cast<i16>(power ? 1 - bits : -bits)), divisor == 1};
+    const reciprocal r = reciprocal_of(divisor);
+    return {vdupq_n_s16(static_cast<i16>(r.largest)), vdup_n_u16(static_cast<u16>(r.factor)),
+            vdupq_n_s16(static_cast<i16>(-r.shift)), r.is_one};
 }
 
 VIQ_FORMULA uint8x8_t divided(int16x8_t sum, const quotient_rule &rule) {
@@ -323,19 +281,6 @@ i64 correlate_samples(const u8 *a, const u8 *b, u32 samples, u32 step) {
 
 // ---- Pseudo-colour
 
-void pseudo_yuv_blocks(const u8 *source, u8 *target, u32 pairs) {
-    for (; pairs >= 8; pairs -= 8, source += 32, target += 48) {
-        const uint8x8x4_t p = vld4_u8(source);
-        const auto of_both = [](uint8x8_t first, uint8x8_t second) {
-            const uint8x8x2_t both = vzip_u8(first, second);
-            return vcombine_u8(both.val[0], both.val[1]);
-        };
-        vst3q_u8(target, (uint8x16x3_t{{of_both(p.val[0], p.val[2]), of_both(p.val[1], p.val[1]),
-                                        of_both(p.val[3], p.val[3])}}));
-    }
-    pseudo_yuv_from(source, target, pairs);
-}
-
 // hue * 253 / 360: the estimate is the quotient or one less, as the remainder shows.
 VIQ_FORMULA uint8x8_t hue_bytes(uint16x8_t hues) {
     const uint16x4_t factor = vdup_n_u16(46057);
@@ -368,14 +313,13 @@ constexpr process_kernels make_kernels() {
     kernels.transpose[1] = transpose_blocks<1>;
     kernels.transpose[2] = transpose_blocks<2>;
     kernels.transpose[4] = transpose_blocks<4>;
-    kernels.resample = resample_groups;
-    kernels.look_up = look_up_blocks;
+    kernels.resample =
+        resample_with<halve_8_bit, halve_24_bit, resample_each<false>, resample_each<true>>;
     kernels.filter_small = filter_blocks;
     kernels.shade = shade_blocks;
     kernels.correlate = correlate_samples;
     kernels.range_of = range_blocks;
     kernels.sum_hsi = sum_hsi_blocks;
-    kernels.pseudo_yuv = pseudo_yuv_blocks;
     kernels.pseudo_hsi = pseudo_hsi_blocks;
     return kernels;
 }

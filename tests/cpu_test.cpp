@@ -19,10 +19,12 @@ TEST_F(KernelSets, SelectTheTableOfTheCurrentSet) {
     const kernel_sets<int> sets = {&plain_table, &avx2_table};
     force_set(instruction_set::plain);
     EXPECT_EQ(current_kernels(sets), plain_table);
-    if (!set_available(instruction_set::avx2))
-        GTEST_SKIP();
-    force_set(instruction_set::avx2);
-    EXPECT_EQ(current_kernels(sets), avx2_table);
+    for (const auto set : {instruction_set::avx2, instruction_set::avx512}) {
+        if (!set_available(set))
+            GTEST_SKIP();
+        force_set(set);
+        EXPECT_EQ(current_kernels(sets), avx2_table) << set_name(set);
+    }
 }
 
 TEST_F(KernelSets, UseThePlainTableWhereTheFamilyHasNoOther) {

@@ -94,10 +94,10 @@ TEST_F(Lut, GeneratedTablesMatchDirectConversion) {
 }
 
 TEST_F(Lut, ConvertersReturnTableEntries) {
-    const bytes rgb16 = generated(203);
-    const bytes rgb15 = generated(204);
+    bytes rgb16 = generated(203);
+    bytes rgb15 = generated(204);
     const bytes coarse = generated(205);
-    const picture in(VIQ_YUV422, 6, 3, 4);
+    const picture in(VIQ_YUV422, 1030, 3, 4);
     VIQ_cmap_copy(image, in);
     fill_with_noise(in);
     const bytes pixels = pixels_of(in);
@@ -105,31 +105,41 @@ TEST_F(Lut, ConvertersReturnTableEntries) {
         {VIQ_PALETTED, "i"},  {VIQ_RGB15, "lh"},    {VIQ_RGB16, "lh"},
         {VIQ_RGB24, "RGB"},   {VIQ_BGR24, "BGR"},   {VIQ_RGBX32, "RGBX"},
         {VIQ_BGRX32, "BGRX"}, {VIQ_XBGR32, "XBGR"}, {VIQ_XRGB32, "XRGB"}};
-    for (const auto &[format, order] : outputs) {
-        bytes expected;
-        for (std::size_t i = 0; i < 18; ++i) {
-            const u32 y = pixels[2 * i];
-            const u32 u = pixels[i / 2 * 4 + 1];
-            const u32 v = pixels[i / 2 * 4 + 3];
-            const u32 index = y >> 1 << 12 | u >> 2 << 6 | v >> 2;
-            const int word = word_at(format == VIQ_RGB15 ? rgb15 : rgb16, index);
-            const std::map<char, int> parts = {{'i', coarse[y >> 3 << 10 | u >> 3 << 5 | v >> 3]},
-                                               {'l', word},
-                                               {'h', word >> 8}, // the high byte
-                                               {'R', word >> 8},
-                                               {'G', word >> 3},
-                                               {'B', word << 3},
-                                               {'X', 0}};
-            for (const char part : order)
-                expected.push_back(static_cast<u8>(parts.at(part)));
+    for (const bool from_file : {false, true}) {
+        for (const u16 type : {u16{203}, u16{204}})
+            if (from_file) {
+                bytes &table = type == 203 ? rgb16 : rgb15;
+                std::generate(table.begin(), table.end(), noise);
+                write_file(file, table);
+                EXPECT_OK(VIQ_image_conv_LUT_load(image, type, file.c_str()));
+            }
+        for (const auto &[format, order] : outputs) {
+            bytes expected;
+            for (std::size_t i = 0; i < pixels.size() / 2; ++i) {
+                const u32 y = pixels[2 * i];
+                const u32 u = pixels[i / 2 * 4 + 1];
+                const u32 v = pixels[i / 2 * 4 + 3];
+                const u32 index = y >> 1 << 12 | u >> 2 << 6 | v >> 2;
+                const int word = word_at(format == VIQ_RGB15 ? rgb15 : rgb16, index);
+                const std::map<char, int> parts = {
+                    {'i', coarse[y >> 3 << 10 | u >> 3 << 5 | v >> 3]},
+                    {'l', word},
+                    {'h', word >> 8}, // the high byte
+                    {'R', word >> 8},
+                    {'G', word >> 3},
+                    {'B', word << 3},
+                    {'X', 0}};
+                for (const char part : order)
+                    expected.push_back(static_cast<u8>(parts.at(part)));
+            }
+            const picture out, gathered;
+            const auto convert = [format = format](u32 from, u32 to, u16 command) {
+                VIQ_image_set_flags(to, VIQ_FLAG_USE_LUT, 1);
+                return VIQ_image_convert(from, to, format, 0, command);
+            };
+            convert_by_strips(in, 2, convert, out, gathered);
+            EXPECT_EQ(pixels_of(gathered), expected) << format << from_file;
         }
-        const picture out, gathered;
-        const auto convert = [format = format](u32 from, u32 to, u16 command) {
-            VIQ_image_set_flags(to, VIQ_FLAG_USE_LUT, 1);
-            return VIQ_image_convert(from, to, format, 0, command);
-        };
-        convert_by_strips(in, 2, convert, out, gathered);
-        EXPECT_EQ(pixels_of(gathered), expected) << format;
     }
     in->width = 5;
     EXPECT_ERROR(VIQ_YUV422_to_RGB24_LUT(in, image, 3), 0x10070000,

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "convert/conversion_rows.h"
+#include "convert/table_rows.h"
 #include "core/cpu.h"
 
 namespace viq {
@@ -189,7 +190,7 @@ template <class Check> void with_every_set(Check check) {
         const auto set = static_cast<instruction_set>(n);
         if (!set_available(set))
             continue;
-        SCOPED_TRACE("instruction set " + std::to_string(n));
+        SCOPED_TRACE(set_name(set));
         force_set(set);
         check();
     }
@@ -348,6 +349,51 @@ TEST(Rows, BinsHoldTheHighBits) {
             }
             EXPECT_TRUE(rgb[pixels] == 0xABCD && grey[pixels] == 0xABCD &&
                         grey16[pixels] == 0xABCD);
+        }
+    });
+}
+
+// Tables end at the end of their buffer.
+TEST(Rows, TablesMapEveryBlockAndRemainder) {
+    const bytes source = random_bytes(1200);
+    const bytes tables[3] = {random_bytes(256), random_bytes(256), random_bytes(256)};
+    const auto entry = [&](std::size_t n) { return tables[n % 3][source[n]]; };
+    with_every_set([&] {
+        for (u32 count = 0; count <= 200; ++count) {
+            bytes one(count + 1, 0xAB), colours(3 * count + 1, 0xAB);
+            table_rows().map_bytes(source.data(), one.data(), count, tables[0].data());
+            table_rows().map_colours(source.data(), colours.data(), count,
+                                     {tables[0].data(), tables[1].data(), tables[2].data()});
+            for (std::size_t n = 0; n < count; ++n)
+                ASSERT_EQ(one[n], tables[0][source[n]]) << count;
+            for (std::size_t n = 0; n < 3 * count; ++n)
+                ASSERT_EQ(colours[n], entry(n)) << count;
+            ASSERT_TRUE(one.back() == 0xAB && colours.back() == 0xAB);
+        }
+    });
+}
+
+TEST(Rows, TablesOfWordsMayBeShort) {
+    bytes every_word(2 * 65536);
+    for (int n = 0; n < 65536; n++)
+        put_word(&every_word[static_cast<std::size_t>(n) * 2], n);
+    with_every_set([&] {
+        for (const u32 entries : {1u, 2u, 3u, 4u, 5u, 4096u, 32769u, 65535u, 65536u}) {
+            const bytes byte_table = random_bytes(entries);
+            std::vector<u16> table(entries);
+            for (u16 &word : table)
+                word = static_cast<u16>(generator());
+            bytes mapped(2 * 65536), narrowed(65536);
+            table_rows().map_words(every_word.data(), mapped.data(), 65536, table.data(), entries);
+            table_rows().words_to_bytes(every_word.data(), narrowed.data(), 65536,
+                                        byte_table.data(), entries);
+            for (std::size_t n = 0; n < 65536; ++n) {
+                ASSERT_EQ(word_at(&mapped[2 * n]), n < entries ? table[n] : n) << entries;
+                ASSERT_EQ(narrowed[n], byte_table[std::min<std::size_t>(n, entries - 1)]);
+            }
+            bytes few(every_word.begin(), every_word.begin() + 46);
+            table_rows().map_words(few.data(), few.data(), 23, table.data(), entries);
+            ASSERT_TRUE(std::equal(few.begin(), few.end(), mapped.begin()));
         }
     });
 }

@@ -266,7 +266,8 @@ protected:
 #define WITH_EVERY_SET(suite)                                                                      \
     INSTANTIATE_TEST_SUITE_P(                                                                      \
         Sets, suite,                                                                               \
-        testing::Values(instruction_set::plain, instruction_set::avx2, instruction_set::neon),     \
+        testing::Values(instruction_set::plain, instruction_set::avx2, instruction_set::neon,      \
+                        instruction_set::avx512),                                                  \
         [](const auto &set) { return "set" + std::to_string(static_cast<unsigned>(set.param)); })
 
 // A test may install another handler.

@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "core/cpu.h"
 #include "tools/file_path.h"
 #include "tools/frame_file.h"
 #include "tools/jpeg_file.h"
@@ -33,6 +34,7 @@ struct info_options {
     std::string raw;    // the description of camera frames; empty: picture files
     std::string frames; // whose samples are described; empty: the first one
     bool json = false;
+    bool cpu = false;
     unsigned jobs = 0; // 0: one for each processor
 };
 
@@ -50,6 +52,7 @@ struct sample_range {
 };
 
 int info(const info_options &options);
+void print_sets(bool as_json);
 json describe(const std::string &file, const info_options &options);
 json describe_frames(const std::string &file, const info_options &options);
 json describe_samples(const frame_file &file, uint64_t number);
@@ -77,7 +80,10 @@ action declare_info(CLI::App &app) {
                    "With --raw: frames whose smallest, largest and mean samples are printed: N, "
                    "A..B, A.., ..B or all (default: 1)");
     declare_jobs(app, options->jobs);
-    app.add_option("FILE", options->files, picture_help)->required();
+    CLI::Option *files = app.add_option("FILE", options->files, picture_help);
+    app.add_flag("--cpu", options->cpu,
+                 "Print the instruction sets that this processor has, and the one in use")
+        ->excludes(files);
     app.footer("Files that cannot be read are reported on standard error; the others are still "
                "printed, and the exit status is 2.");
     return [options] { return info(*options); };
@@ -86,6 +92,12 @@ action declare_info(CLI::App &app) {
 namespace {
 
 int info(const info_options &options) {
+    if (options.cpu) {
+        print_sets(options.json);
+        return exit_done;
+    }
+    if (options.files.empty())
+        throw failure{"FILE or --cpu is needed"};
     if (options.raw.empty() && !options.frames.empty())
         throw failure{"--frames needs --raw"};
     int status = exit_done;
@@ -114,6 +126,22 @@ int info(const info_options &options) {
     if (options.json)
         print_json(rows);
     return status;
+}
+
+void print_sets(bool as_json) {
+    std::vector<std::string> available;
+    for (unsigned n = 0; n < viq::instruction_sets; ++n)
+        if (const auto set = static_cast<viq::instruction_set>(n); viq::set_available(set))
+            available.emplace_back(viq::set_name(set));
+    const std::string selected = viq::set_name(viq::current_set());
+    if (as_json) {
+        print_json({{"instruction_sets", available}, {"selected", selected}});
+        return;
+    }
+    std::string names;
+    for (const std::string &name : available)
+        names += (names.empty() ? "" : ", ") + name;
+    std::printf("instruction sets: %s\nselected: %s\n", names.c_str(), selected.c_str());
 }
 
 json describe(const std::string &file, const info_options &options) {
