@@ -26,7 +26,7 @@ write_emulator() {
 unset DISPLAY
 [ -z "\$VIQ_SCREEN" ] || export DISPLAY=:\$(cat "$binaries/screen\$VIQ_SCREEN")
 [ "\$VIQ_SCREEN" != 16 ] || export WINEPREFIX=/root/.wine16
-exec ${in_root[@]} WINEPATH="$binaries" \\
+exec $(printf '%q ' "${in_root[@]}") WINEPATH="$binaries" \\
     sh -c 'cd "\$0" && exec /usr/lib/wine/wine "\$@"' "\$PWD" "\$@"
 END
     chmod +x "$emulator"
@@ -46,7 +46,8 @@ make_settings() {
     local made=$root/root/.wine copied=$root/root/.wine16
     if [ ! -e "$made/system.reg" ]; then
         "${in_root[@]}" wineboot -i < /dev/null > /dev/null 2>&1
-        "${in_root[@]}" "$server" -k -w
+        "${in_root[@]}" "$server" -k
+        "${in_root[@]}" "$server" -w
     fi
     mkdir -p "$copied"
     cp -a "$made"/*.reg "$made/.update-timestamp" "$made/dosdevices" "$copied"
@@ -77,7 +78,7 @@ run_tests() {
     start_screen 24 /root/.wine
     start_screen 16 /root/.wine16
     # Scripts and programs of both systems see the same temporary files.
-    TMPDIR=$binaries/tmp ctest --preset windows --timeout 300
+    TMPDIR=$binaries/tmp ctest --preset windows --timeout 900
 }
 
 if [ "${1:-}" = --inside ]; then
