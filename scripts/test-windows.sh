@@ -60,7 +60,7 @@ start_screen() { # DEPTH SETTINGS
     local command=("${in_root[@]}" WINEPREFIX="$2")
     : > "$name"
     chroot "$root" Xvfb -displayfd 1 -screen 0 "1024x768x$1" -nolisten tcp > "$name" 2> /dev/null &
-    for n in {1..100}; do
+    for n in {1..600}; do
         [ ! -s "$name" ] || break
         sleep 0.1
     done
