@@ -65,6 +65,7 @@ example chroma_key screen.bmp screen.bmp chelsea.bmp keyed.bmp
 similar --min-psnr 30 keyed.bmp expected.bmp
 
 rejects error_handler coffee.bmp missing.bmp
+sed -i 's/\r$//' error_handler.log # lines end as those of the program's system do
 grep -q '^coffee.bmp: 600 x 400$' error_handler.log || fail "no size of coffee.bmp"
 grep -q '^missing.bmp: error 0x10090000, .*: Failed to open file$' error_handler.log ||
     fail "no report about missing.bmp"
