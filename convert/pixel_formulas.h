@@ -65,7 +65,7 @@ VIQ_FORMULA constexpr u32 mask_of(bit_field field) {
     return ((1u << field.bits) - 1) << field.shift;
 }
 
-// The bits of a field that lie in one byte of a word, moved to that byte.
+// The bits of a field in one byte of a word, moved to that byte.
 VIQ_FORMULA constexpr u32 mask_in_byte(bit_field field, u32 byte) {
     return mask_of(field) >> (8 * byte) & 0xFF;
 }

@@ -85,7 +85,7 @@ struct window_system {
     u32 (*set_title)(display &, const char *title);
 
     // Called before pictures are rendered or put. Follows changes of the size of the window and
-    // of VIQ_DISPLAY_METHOD, and allocates the surface if there is none of this size and method.
+    // of VIQ_DISPLAY_METHOD, and allocates the surface if its size or method is another one.
     // Sets width, height, method, and in `pixels` size and layout. A new surface is reported by
     // contents_lost. Allocates nothing as long as size and method stay.
     u32 (*prepare)(display &);

@@ -1,6 +1,7 @@
 // One operation on one picture in several ways: as a whole, in strips of any height, with the
 // kernels of every instruction set, in threads that have a context each. All results are equal byte
 // for byte. The operations are all public functions that process an image, from the headers.
+#include <set>
 #include <thread>
 
 #include "core/cpu.h"
@@ -293,7 +294,8 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
     who.command = VIQ_STRIP_FINISH;
     who.input = arguments;
     op.call(who);
-    for (const u32 handle : {image, other, who.in_image, who.out_image})
+    // The handle of a destroyed image may be that of another thread's new one.
+    for (const u32 handle : std::set{image, other, who.in_image, who.out_image})
         VIQ_image_destroy(handle);
     if (how.thread) {
         demand(VIQ_context_use(0) == 0);

@@ -28,8 +28,9 @@ struct memory_file {
     std::vector<u8> bytes;
 };
 
+// Each thread has files of its own.
 inline memory_file &memory_file_at(std::size_t index) {
-    static memory_file all[files];
+    static thread_local memory_file all[files];
     return all[index];
 }
 

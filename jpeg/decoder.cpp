@@ -343,7 +343,7 @@ u32 decode_whole(const tVIQ_Image &jpeg, u32 hOutImage) {
 u32 decode_all_data(const tVIQ_Image &jpeg) {
     return decode_parts(jpeg, [&](u32, u32, u32 count) {
         const std::size_t pairs = std::size_t{count} * decode->layout.pairs;
-        return decode->store.add_pairs(decode->pairs.data(), pairs)
+        return add_pairs(decode->store, decode->pairs.data(), pairs)
                    ? success
                    : report_no_memory(name, pairs * sizeof(decoded_pair));
     });
@@ -354,8 +354,8 @@ void place_strip(const tVIQ_Image &jpeg, tVIQ_Image &out) {
     for (u32 y = 0; y < jpeg.lines_per_strip; y += height) {
         const target_lines lines = {y, std::min(height, jpeg.lines_per_strip - y)};
         for_parts_of_row([&](u32 first, u32 count) {
-            decode->store.take_pairs(decode->pairs.data(),
-                                     std::size_t{count} * decode->layout.pairs);
+            take_pairs(decode->store, decode->pairs.data(),
+                       std::size_t{count} * decode->layout.pairs);
             place_mcus(decode->pairs.data(), first, count, out, lines);
             return success;
         });

@@ -53,7 +53,7 @@ struct held_picture {
 struct picture_coding {
     quantisers tables;
     scan_writer writer;
-    owned<held_picture> held; // null if the symbols are written at once
+    owned<held_picture> held; // null if the symbols are written as they are found
 };
 
 // A picture that is coded strip by strip.

@@ -7,8 +7,8 @@ namespace viq {
 
 namespace {
 
-// A part has four times the size of the one before it: the system provides large blocks page by page as
-// they are written, and small ones would be mapped and unmapped with every picture.
+// A part has four times the size of the one before it: the system provides large blocks page by
+// page as they are written, and small ones would be mapped and unmapped with every picture.
 constexpr std::size_t first_size = std::size_t{64} << 10;
 constexpr std::size_t last_size = std::size_t{8} << 20;
 constexpr std::size_t row_coefficients = 8;
@@ -108,26 +108,27 @@ bool begin_part(vector<pair_store::part> &parts) {
 
 } // namespace
 
-bool pair_store::add_pairs(const decoded_pair *pairs, std::size_t count) {
+bool add_pairs(pair_store &store, const decoded_pair *pairs, std::size_t count) {
     for (const decoded_pair *const end = pairs + count; pairs != end; ++pairs) {
-        const bool full = parts.empty() || parts.back().size - parts.back().used < largest_pair;
-        if (full && !begin_part(parts))
+        const bool full =
+            store.parts.empty() || store.parts.back().size - store.parts.back().used < largest_pair;
+        if (full && !begin_part(store.parts))
             return false;
-        part &last = parts.back();
+        pair_store::part &last = store.parts.back();
         u8 *const start = last.bytes.get();
         last.used = static_cast<std::size_t>(pack(start + last.used, *pairs) - start);
     }
     return true;
 }
 
-void pair_store::take_pairs(decoded_pair *pairs, std::size_t count) {
+void take_pairs(pair_store &store, decoded_pair *pairs, std::size_t count) {
     for (decoded_pair *const end = pairs + count; pairs != end; ++pairs) {
-        if (next_byte == parts[next_part].used) {
-            parts[next_part++].bytes.reset();
-            next_byte = 0;
+        if (store.next_byte == store.parts[store.next_part].used) {
+            store.parts[store.next_part++].bytes.reset();
+            store.next_byte = 0;
         }
-        const u8 *const start = parts[next_part].bytes.get();
-        next_byte = static_cast<std::size_t>(unpack(start + next_byte, *pairs) - start);
+        const u8 *const start = store.parts[store.next_part].bytes.get();
+        store.next_byte = static_cast<std::size_t>(unpack(start + store.next_byte, *pairs) - start);
     }
 }
 

@@ -17,11 +17,11 @@ struct pair_store {
     };
     vector<part> parts;
     std::size_t next_part = 0, next_byte = 0; // of take_pairs
-
-    // False if memory runs out.
-    [[nodiscard]] bool add_pairs(const decoded_pair *pairs, std::size_t count);
-    // Frees the parts that have been taken.
-    void take_pairs(decoded_pair *pairs, std::size_t count);
 };
+
+// False if memory runs out.
+[[nodiscard]] bool add_pairs(pair_store &store, const decoded_pair *pairs, std::size_t count);
+// Frees the parts that have been taken.
+void take_pairs(pair_store &store, decoded_pair *pairs, std::size_t count);
 
 } // namespace viq

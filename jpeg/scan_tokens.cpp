@@ -59,10 +59,9 @@ u8 *hold_blocks(scan_tokens &tokens, const block_pair &pair, u32 count, u8 *to) 
     return to;
 }
 
-bool end_mcu(scan_tokens &tokens, const u8 *end) {
+void end_mcu(scan_tokens &tokens, const u8 *end) {
     token_part &part = tokens.parts.back();
     part.used = static_cast<u32>(end - part.bytes.get());
-    return true;
 }
 
 // Code in the upper 16 bits and length in the lower 16 bits of every symbol.
@@ -210,13 +209,12 @@ bool has_symbols(const Tjpeg &record, u32 slot, const symbol_counts &counts) {
 
 } // namespace
 
-void begin_tokens(scan_tokens &tokens) {
-    tokens = {};
-}
-
 bool hold_grey_blocks(scan_tokens &tokens, const block_pair &pair, u32 count) {
     u8 *to = make_room(tokens);
-    return to != nullptr && end_mcu(tokens, hold_blocks<0>(tokens, pair, count, to));
+    if (to == nullptr)
+        return false;
+    end_mcu(tokens, hold_blocks<0>(tokens, pair, count, to));
+    return true;
 }
 
 bool hold_colour_blocks(scan_tokens &tokens, const block_pair &y, const block_pair &uv) {
@@ -224,7 +222,8 @@ bool hold_colour_blocks(scan_tokens &tokens, const block_pair &y, const block_pa
     if (to == nullptr)
         return false;
     to = hold_blocks<0>(tokens, y, 2, to);
-    return end_mcu(tokens, hold_blocks<1>(tokens, uv, 2, to));
+    end_mcu(tokens, hold_blocks<1>(tokens, uv, 2, to));
+    return true;
 }
 
 bool write_tokens(const scan_tokens &tokens, tVIQ_Image &jpeg) {
@@ -258,7 +257,6 @@ bool has_other_codes(const Tjpeg &frame, const Tjpeg &sequence) {
 
 recoding append_recoded(const tVIQ_Image &frame, tVIQ_Image &sequence) {
     scan_tokens tokens;
-    begin_tokens(tokens);
     const recoding read = read_tokens(frame, tokens);
     if (read != recoding::good)
         return read;

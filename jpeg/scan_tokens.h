@@ -15,11 +15,9 @@ struct token_part {
 
 struct scan_tokens {
     vector<token_part> parts;
-    i32 predictors[3]; // previous DC values of Y, U and V
-    std::array<symbol_counts, huffman_slots> counts;
+    i32 predictors[3] = {}; // previous DC values of Y, U and V
+    std::array<symbol_counts, huffman_slots> counts = {};
 };
-
-void begin_tokens(scan_tokens &tokens);
 
 // Holds the blocks of one MCU, for grey `count` blocks; false if memory runs out.
 bool hold_grey_blocks(scan_tokens &tokens, const block_pair &pair, u32 count);

@@ -46,7 +46,7 @@ struct node {
 struct trellis {
     std::array<node, block_size> nodes;
     u32 count;
-    std::array<u32, block_size> open; // nodes after which the block may go on, the best one last
+    std::array<u32, block_size> open; // nodes after which the block may continue, the best one last
     u32 opened;
 };
 
@@ -161,7 +161,7 @@ u32 last_node(const trellis_tables &tables, const symbol_rates &rates, const tre
 
 void choose_values(const trellis_tables &tables, const symbol_rates &dc_rates,
                    const symbol_rates &ac_rates, i32 predictor, i16 *coefficients, u64 &mask) {
-    // Coefficients that are rounded down stand for the middle of their interval.
+    // A coefficient that is rounded down represents the middle of its interval.
     std::array<i32, block_size> twice;
     for (u32 k = 0; k < block_size; ++k)
         twice[k] = 2 * coefficients[natural_of[k]] + 1;

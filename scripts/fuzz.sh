@@ -83,7 +83,7 @@ start() { # TARGET BUILD OPTION...
     return $status
 }
 
-# All targets get the same time, whether or not there are processors for all of them at once.
+# All targets get the same time, also if there are fewer processors than targets.
 share=$((amount * 60))
 [ ${#targets[@]} -gt "$jobs" ] && share=$((share * jobs / ${#targets[@]}))
 

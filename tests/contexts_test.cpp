@@ -189,7 +189,7 @@ TEST(Contexts, DestroyedImagesEndTheirJpegStreams) {
     }
 }
 
-// The sequence of another context is not ended at once; its next call finds no image.
+// The sequence of another context is not ended immediately; its next call finds no image.
 TEST(Contexts, SequencesOfOtherContextsMissDestroyedImages) {
     const picture target;
     u32 handle = 0;

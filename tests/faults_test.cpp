@@ -726,6 +726,7 @@ void clear_library() {
 stage prepared(const scenario &from) {
     stage s = {make_picture(from.format), VIQ_image_create(), VIQ_image_create(),
                scratch_file("fault")};
+    std::remove(s.file.c_str()); // as write_file does
     if (from.prepare != nullptr)
         from.prepare(s);
     reported.clear();

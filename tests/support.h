@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <ostream>
@@ -241,7 +242,9 @@ inline bytes read_file(const std::string &name) {
     return bytes(std::istreambuf_iterator<char>(file), {});
 }
 
+// A file that is truncated and written again is sent to the disk when it is closed (ext4).
 template <class Bytes> void write_file(const std::string &name, const Bytes &content) {
+    std::remove(name.c_str());
     std::ofstream file(name, std::ios::binary);
     std::copy(content.begin(), content.end(), std::ostreambuf_iterator<char>(file));
 }

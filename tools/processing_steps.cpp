@@ -22,7 +22,7 @@ struct processing_step {
     bool is_flag() const { return *form == 0; }
 };
 
-constexpr processing_step steps[] = {
+constexpr processing_step known_steps[] = {
     {"--crop", "X,Y,W,H",
      "Keep a rectangle of W x H pixels; X,Y is its upper left pixel, counted from 0; parts outside "
      "the picture are cut off",
@@ -80,7 +80,7 @@ constexpr processing_step steps[] = {
 };
 
 const processing_step &step_of_option(const std::string &option) {
-    return *std::find_if(std::begin(steps), std::end(steps),
+    return *std::find_if(std::begin(known_steps), std::end(known_steps),
                          [&](const processing_step &step) { return option == step.option; });
 }
 
@@ -90,7 +90,7 @@ std::function<void()> declare_processing(CLI::App &app, processing_options &opti
                                          std::initializer_list<const char *> except) {
     constexpr const char *group = "Image processing, applied in the order of the command line";
     std::vector<CLI::Option *> declared;
-    for (const processing_step &step : steps) {
+    for (const processing_step &step : known_steps) {
         if (std::find_if(except.begin(), except.end(), [&](const char *name) {
                 return std::string_view(name) == step.option;
             }) != except.end())

@@ -32,7 +32,7 @@ image reduced_copy(const image &picture, uint32_t factor, const std::string &nam
     return take_whole(flow);
 }
 
-// Copies of a small size are made of a larger copy, so that a change of the zoom seldom needs all
+// Small copies are computed from a larger copy, so that a change of the zoom seldom needs all
 // pixels of a large picture.
 const image &copy_with_factor(shown_frame &frame, uint32_t factor) {
     constexpr uint32_t large_copy = 4;

@@ -17,7 +17,7 @@ namespace tool {
 
 namespace {
 
-// The size of the terminal; 0 columns if standard output is none.
+// The size of the terminal; 0 columns if standard output is not a terminal.
 terminal_size size_of_terminal() {
 #ifdef _WIN32
     CONSOLE_SCREEN_BUFFER_INFO info;

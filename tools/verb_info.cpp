@@ -57,7 +57,7 @@ void print_frames(const json &row);
 unsigned stored_bits(const picture_source &source);
 void add_jpeg_facts(json &row, const picture_source &source);
 void add_wavelet_facts(json &row, const picture_source &source);
-void print_text(const json &row);
+void print_rows(const json &row);
 void print_reader(const json &row);
 void print_jpeg(const json &row);
 void print_wavelet(const json &row);
@@ -108,7 +108,7 @@ int info(const info_options &options) {
         } else if (options.json) {
             rows.push_back(std::move(described[n]));
         } else {
-            (options.raw.empty() ? print_text : print_frames)(described[n]);
+            (options.raw.empty() ? print_rows : print_frames)(described[n]);
         }
     }
     if (options.json)
@@ -211,7 +211,7 @@ void add_wavelet_facts(json &row, const picture_source &source) {
     row["settings_bytes"] = sizes.settings_bytes;
 }
 
-void print_text(const json &row) {
+void print_rows(const json &row) {
     std::string palette;
     if (row.contains("palette_colours"))
         palette = " (" + std::to_string(row["palette_colours"].get<int>()) + " colours, " +

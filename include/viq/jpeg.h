@@ -146,8 +146,8 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_make_Q_tables(uint32_t hImage);
  * the decoded picture differs less from the original and the file is of similar size.
  *
  * Both levels hold the symbols of a picture until its last strip, in two to three times as many
- * bytes as the coded data has. VIQ_JPEG_compress_strip then delivers all data with the last strip; until
- * then the JPEG image has 0 lines per strip and no data, for which the writers and
+ * bytes as the coded data has. VIQ_JPEG_compress_strip then delivers all data with the last strip;
+ * until then the JPEG image has 0 lines per strip and no data, for which the writers and
  * VIQ_JPEG_build_image do nothing. The shared code tables are neither used nor changed. The tables
  * of the record are those of the picture.
  *
@@ -400,7 +400,7 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_decompress_image_to_image(uint32_t hJpegImage
  * Writes a JPEG image to its output file. The first call creates the file and writes the JFIF
  * header. VIQ_STRIP_NEXT appends the coded data and counts the lines per strip; when they reach the
  * height, the end marker is written and the file is closed. VIQ_STRIP_FINISH writes the end marker
- * and closes the file at once, also without a valid image; it does nothing if no file is open.
+ * and closes the file, also without a valid image; it does nothing if no file is open.
  * VIQ_JPEG_SEPARATOR writes the separator between two frames.
  *
  * The parts of a stream may come from several images. While lines are missing, destroying the image

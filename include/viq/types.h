@@ -28,7 +28,7 @@
 #endif
 
 /** @def VIQ_CALL
- * The calling convention of all functions, whatever the default of the compiler is. Declare error
+ * The calling convention of all functions, regardless of the default of the compiler. Declare error
  * handlers with it.
  */
 #if defined(_WIN32) && !defined(_WIN64)

@@ -1,7 +1,7 @@
 // Reads 10,000 damaged files of every format in both reading modes and measures the memory that is
-// allocated at once: at most 3 MiB and twice the memory that the intact file needs. Files are cut
-// at every byte, and every field of 1, 2 and 4 bytes is set to 0, to 1 and to its largest value.
-// Prints a line for each format; the exit status is the number of formats that need more.
+// allocated at the same time: at most 3 MiB and twice the memory that the intact file needs. Files
+// are cut at every byte, and every field of 1, 2 and 4 bytes is set to 0, to 1 and to its largest
+// value. Prints a line for each format; the exit status is the number of formats that need more.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -83,7 +83,7 @@ namespace {
 
 using file_bytes = std::vector<u8>;
 
-// The file is whatever the picture has as its output file.
+// The file is the output file of the picture.
 u32 write_jpeg(u32 picture, u16) {
     const u32 jpeg = VIQ_JPEG_image_create();
     u32 code = VIQ_JPEG_compress(picture, jpeg);
@@ -247,7 +247,9 @@ std::string file_name() {
            std::to_string(getpid());
 }
 
+// A file that is truncated and written again is sent to the disk when it is closed (ext4).
 void write_file(const std::string &name, const file_bytes &content) {
+    std::remove(name.c_str());
     std::ofstream file(name, std::ios::binary | std::ios::trunc);
     file.write(reinterpret_cast<const char *>(content.data()),
                static_cast<std::streamsize>(content.size()));
@@ -271,7 +273,7 @@ file_bytes intact_file(const file_kind &kind, const std::string &name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The memory that reading needs at once: the header, then all lines in one strip.
+// The memory that reading needs at the same time: the header, then all lines in one strip.
 std::size_t memory_to_read(const file_kind &kind, const std::string &name, bool &refused) {
     VIQ_image_destroy(VIQ_ALL_IMAGES);
     const std::size_t before = allocated;

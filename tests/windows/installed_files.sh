@@ -46,10 +46,10 @@ for file in bin/viq.exe bin/*viq.dll; do
 done
 has_large_addresses bin/viq.exe || fail "the tool is limited to 2 GiB"
 
-# An import library made of the export list alone, and a program of another compiler whose functions
+# An import library from the export list alone, and a program of another compiler whose functions
 # are __stdcall unless they are declared otherwise.
 i686-w64-mingw32-dlltool -d lib/viq.def -D "$(basename bin/*viq.dll)" -l imports.lib ||
-    fail "the export list makes no import library"
+    fail "dlltool rejects the export list"
 compiler=(clang --target=i686-w64-mingw32)
 command -v clang >/dev/null || {
     echo "skipped: clang is missing; gcc tries the export list"

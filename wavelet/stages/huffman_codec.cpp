@@ -93,9 +93,14 @@ u8 *store_code(u8 *to, symbol_span symbols) {
         const prefix_code code = table.codes[symbol % run_value_symbols];
         window = window << code.length | code.bits;
         pending += code.length;
-        for (; pending >= 8; pending -= 8)
-            *to++ = static_cast<u8>(window >> (pending - 8));
+        if (pending >= 32) {
+            pending -= 32;
+            store<u32>(to, static_cast<u32>(window >> pending), endian::big);
+            to += sizeof(u32);
+        }
     }
+    for (; pending >= 8; pending -= 8)
+        *to++ = static_cast<u8>(window >> (pending - 8));
     if (pending > 0)
         *to++ = static_cast<u8>(window << (8 - pending));
     return to;

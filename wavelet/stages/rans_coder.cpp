@@ -1,5 +1,6 @@
 #include "wavelet/stages/rans_coder.h"
 
+#include <array>
 #include <bit>
 
 #include "core/byte_order.h"
@@ -49,9 +50,16 @@ constexpr u32 padding_units = 1 + row_lanes * 4 + unit_lookahead;
 // The mask of stored states and the states.
 constexpr std::size_t max_states_size = sizeof(u16) + row_lanes * sizeof(u32);
 
+u32 operation_of(u32 start, u32 frequency, u32 bits, u32 lane) {
+    return start | frequency << operation_frequency_shift | bits << operation_bits_shift |
+           lane << operation_lane_shift;
+}
+
 void begin_table(symbol_table &table, u32 alphabet) {
     std::memset(&table, 0, sizeof table);
     table.alphabet = alphabet;
+    for (u32 i = 0; i < rans_symbols; ++i)
+        table.coded[i] = static_cast<u8>((alphabet >> i & 1) != 0 ? i : escape_symbol);
 }
 
 // Symbols 0 to max_magnitude, the corresponding negative ones and the escape.
@@ -133,20 +141,21 @@ void symbol_table::normalise() {
         total += count;
     const u32 shared = probability_scale - static_cast<u32>(std::popcount(alphabet));
     const u64 factor = (u64{shared} << 32) / std::max(total, 1u);
+    u32 frequencies[rans_symbols];
     u32 rest = shared;
     u32 most_frequent = 0;
     for (u32 i = 0; i < rans_symbols; ++i) {
         const u32 own = static_cast<u32>(counts[i] * factor >> 32);
-        frequencies[i] = static_cast<u16>(own + (alphabet >> i & 1));
+        frequencies[i] = own + (alphabet >> i & 1);
         rest -= own;
         if (counts[i] > counts[most_frequent])
             most_frequent = i;
     }
-    frequencies[most_frequent] = static_cast<u16>(frequencies[most_frequent] + rest);
+    frequencies[most_frequent] += rest;
     u32 start = 0;
     for (u32 i = 0; i < rans_symbols; ++i) {
-        starts[i] = static_cast<u16>(start);
         const u32 frequency = frequencies[i];
+        operations[i] = operation_of(start, frequency, probability_bits, 0);
         const u32 escape = i == escape_symbol ? entry_escape_flag : 0;
         const u32 first = i << entry_symbol_shift | escape | frequency;
         u32 *interval = entries + start;
@@ -163,22 +172,9 @@ void symbol_table::normalise() {
 
 namespace {
 
-// An operation codes `start` within the interval of size `frequency` at a scale of `bits` bits.
-// Fields from the lowest bit up: start (10 bits), frequency (10), bits (4), lane (4).
-constexpr u32 operation_field_mask = 0x3FF;
-constexpr u32 operation_frequency_shift = 10;
-constexpr u32 operation_bits_shift = 20;
-constexpr u32 operation_bits_mask = 15;
-constexpr u32 operation_lane_shift = 24;
-
-u32 operation_of(u32 start, u32 frequency, u32 bits, u32 lane) {
-    return start | frequency << operation_frequency_shift | bits << operation_bits_shift |
-           lane << operation_lane_shift;
-}
-
 u32 *add_symbol(u32 *to, symbol_table &table, u32 symbol, u32 lane) {
     ++table.new_counts[lane % counter_sets][symbol];
-    *to++ = operation_of(table.starts[symbol], table.frequencies[symbol], probability_bits, lane);
+    *to++ = table.operations[symbol] | lane << operation_lane_shift;
     return to;
 }
 
@@ -196,6 +192,69 @@ u32 *add_escape(u32 *to, rans_models &models, u32 max_magnitude, i32 value, u32 
     const u32 rest = beyond - (1u << length);
     to = add_raw_bits(to, (rest & ((1u << low_bits) - 1)) << 1 | sign, low_bits + 1, lane);
     return length > low_bits ? add_raw_bits(to, rest >> low_bits, length - low_bits, lane) : to;
+}
+
+// The symbols of a row and, after them, its escaped values.
+u32 *add_row(u32 *to, rans_models &models, const u8 *classes, const i16 *values, u32 lanes) {
+    constexpr i32 most = escape_symbol - 1;
+    u8 symbols[row_lanes];
+    for (u32 lane = 0; lane < lanes; ++lane)
+        symbols[lane] = static_cast<u8>(-most <= values[lane] && values[lane] <= most
+                                            ? static_cast<u32>(values[lane]) & (rans_symbols - 1)
+                                            : escape_symbol);
+    u32 escapes = 0;
+    for (u32 lane = 0; lane < lanes; ++lane) {
+        symbol_table &table = models.values[classes[lane]];
+        const u32 symbol = table.coded[symbols[lane]];
+        escapes |= u32{symbol == escape_symbol} << lane;
+        to = add_symbol(to, table, symbol, lane);
+    }
+    if (lanes == row_lanes)
+        to[-1] |= operation_ends_row;
+    for (; escapes != 0; escapes &= escapes - 1) {
+        const auto lane = static_cast<u32>(std::countr_zero(escapes));
+        to = add_escape(to, models, parameters[classes[lane]].max_magnitude, values[lane], lane);
+    }
+    return to;
+}
+
+// Multipliers for the division by a frequency: a state of at most 32 bits that is less than the
+// frequency << (32 - probability_bits), times the multiplier, is less than 1 << 64, and the error
+// of the multiplier is less than 1 << probability_bits.
+constexpr u32 multiplier_bits = 32 + probability_bits;
+constexpr auto multipliers = [] {
+    std::array<u64, probability_scale> result = {};
+    for (u32 frequency = 1; frequency < result.size(); ++frequency)
+        result[frequency] = ((u64{1} << multiplier_bits) + frequency - 1) / frequency;
+    return result;
+}();
+
+// The state divided by the frequency. Raw bits have a frequency of 1 and states of up to 31 bits.
+u32 divide(u32 state, u32 frequency) {
+    return frequency == 1 ? state
+                          : static_cast<u32>(state * multipliers[frequency] >> multiplier_bits);
+}
+
+// Executes an operation on the state of its lane. Units are stored downwards from `first`; returns
+// the address of the last one.
+u8 *execute(u32 *states, u32 operation, u8 *first) {
+    const u32 bits = operation >> operation_bits_shift & operation_bits_mask;
+    const u32 frequency = operation >> operation_frequency_shift & operation_field_mask;
+    u32 &lane = states[operation >> operation_lane_shift & operation_lane_mask];
+    // The decoder renormalises after a symbol to at least the lower bound. Whether a unit is stored
+    // is unpredictable, so that there is no branch.
+    store<u16>(first - sizeof(u16), static_cast<u16>(lane), endian::little);
+    const u32 full = lane >= frequency << (32 - bits) ? 1 : 0;
+    const u32 state = lane >> (16 * full);
+    const u32 quotient = divide(state, frequency);
+    lane = (quotient << bits) + state - quotient * frequency + (operation & operation_field_mask);
+    return first - full * sizeof(u16);
+}
+
+u8 *write_row(u32 *states, const u32 *operations, u8 *first) {
+    for (u32 i = row_lanes; i-- > 0;)
+        first = execute(states, operations[i], first);
+    return first;
 }
 
 } // namespace
@@ -222,57 +281,37 @@ void rans_encoder::code_phase(component_scan &scan, u32 phase, const u8 *context
     }
     classify(scan, phase, contexts, count, classes);
     u32 *to = operations.data() + used;
-    for (u32 i = 0; i < count; ++i) {
-        if (i % row_lanes == 0 && i + row_lanes <= count && is_class_0_row(classes.data() + i)) {
-            const bool any =
-                std::any_of(values + i, values + i + row_lanes, [](i16 v) { return v != 0; });
+    for (u32 i = 0; i < count; i += row_lanes) {
+        const u32 lanes = std::min(count - i, row_lanes);
+        const i16 *row = values + i;
+        if (lanes == row_lanes && is_class_0_row(classes.data() + i)) {
+            const bool any = std::any_of(row, row + row_lanes, [](i16 v) { return v != 0; });
             to = add_symbol(to, models->row_flag, any ? 1 : 0, 0);
-            if (!any) {
-                i += row_lanes - 1;
+            if (!any)
                 continue;
-            }
         }
-        const auto symbol_of = [&](u32 k) {
-            const i32 value = values[k];
-            const i32 limit = static_cast<i32>(parameters[classes[k]].max_magnitude);
-            return -limit <= value && value <= limit ? static_cast<u32>(value) & (rans_symbols - 1)
-                                                     : escape_symbol;
-        };
-        const u32 lane = i % row_lanes;
-        const u32 symbol = symbol_of(i);
-        to = add_symbol(to, models->values[classes[i]], symbol, lane);
-        // The escaped values of a row follow its symbols.
-        if (lane == row_lanes - 1 || i + 1 == count)
-            for (u32 k = i - lane; k <= i; ++k)
-                if (symbol_of(k) == escape_symbol)
-                    to = add_escape(to, *models, parameters[classes[k]].max_magnitude, values[k],
-                                    k % row_lanes);
+        to = add_row(to, *models, classes.data() + i, row, lanes);
     }
     used = static_cast<std::size_t>(to - operations.data());
     models->coefficients += count;
 }
 
 bool rans_encoder::finish(u64 min_bytes, vector<u8> &packet) {
-    const u64 max_size = max_states_size + u64{used} * sizeof(u16);
+    const u64 max_size = write_padding + max_states_size + u64{used} * sizeof(u16);
     if (out_of_memory || !try_resize(code, max_size))
         return false;
     u32 states[row_lanes];
     std::fill_n(states, row_lanes, rans_lower_bound);
     u8 *end = code.data() + max_size;
     u8 *first = end;
-    for (std::size_t i = used; i-- > 0;) {
-        const u32 operation = operations[i];
-        const u32 bits = operation >> operation_bits_shift & operation_bits_mask;
-        const u32 frequency = operation >> operation_frequency_shift & operation_field_mask;
-        u32 state = states[operation >> operation_lane_shift];
-        // The decoder renormalises after a symbol to at least the lower bound.
-        if (state >= frequency << (32 - bits)) {
-            first -= sizeof(u16);
-            store<u16>(first, static_cast<u16>(state), endian::little);
-            state >>= 16;
-        }
-        states[operation >> operation_lane_shift] =
-            ((state / frequency) << bits) + state % frequency + (operation & operation_field_mask);
+    const row_writer write_row = current_rans_kernels().write_row;
+    for (std::size_t i = used; i > 0;) {
+        const bool is_row = (operations[i - 1] & operation_ends_row) != 0;
+        i -= is_row ? row_lanes : 1;
+        if (is_row)
+            first = write_row(states, operations.data() + i, first);
+        else
+            first = execute(states, operations[i], first);
     }
     u32 stored = 0;
     for (u32 lane = row_lanes; lane-- > 0;) {
@@ -388,10 +427,11 @@ void read_escapes(rans_decoder &decoder, const u8 *classes, i16 *values, u32 cou
 
 } // namespace
 
-const row_reader plain_row_reader = read_rows;
+const rans_kernels plain_rans_kernels = {read_rows, write_row};
 
-row_reader current_row_reader() {
-    constexpr kernel_sets<row_reader> sets = {&plain_row_reader, VIQ_AVX2_TABLE(avx2_row_reader)};
+const rans_kernels &current_rans_kernels() {
+    constexpr kernel_sets<rans_kernels> sets = {&plain_rans_kernels,
+                                                VIQ_AVX2_TABLE(avx2_rans_kernels)};
     return current_kernels(sets);
 }
 
@@ -415,7 +455,7 @@ bool rans_decoder::begin(const u8 *bytes, u32 size) {
     }
     states.end = code.data() + code.size() - padding_units * sizeof(u16);
     overrun = false;
-    read_rows = current_row_reader();
+    read_rows = current_rans_kernels().read_rows;
     return true;
 }
 

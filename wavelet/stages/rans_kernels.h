@@ -1,4 +1,4 @@
-// Inner loop of the rANS decoder: rows of sixteen coefficients, each decoded from the state of its
+// Inner loops of the rANS coder: rows of sixteen coefficients, each of which has the state of its
 // own lane.
 #pragma once
 
@@ -31,6 +31,17 @@ constexpr u32 entry_offset_shift = 16;
 constexpr u32 entry_escape_flag = 1u << 27;
 constexpr u32 entry_symbol_shift = 28;
 
+// An operation of the encoder codes `start` within the interval of size `frequency` at a scale of
+// `bits` bits. Fields from the lowest bit up: start (10 bits), frequency (10), bits (4), lane (4),
+// and whether it is the last of the symbols of a full row.
+constexpr u32 operation_field_mask = 0x3FF;
+constexpr u32 operation_frequency_shift = 10;
+constexpr u32 operation_bits_shift = 20;
+constexpr u32 operation_bits_mask = 15;
+constexpr u32 operation_lane_shift = 24;
+constexpr u32 operation_lane_mask = 15;
+constexpr u32 operation_ends_row = 1u << 28;
+
 // Lanes use separate sets of counters in turn, so that equal symbols in neighbouring lanes do not
 // update the same counter in immediate succession.
 constexpr u32 counter_sets = 4;
@@ -39,9 +50,10 @@ constexpr u32 counter_sets = 4;
 struct symbol_table {
     u32 counts[rans_symbols];                   // weighted, up to the last normalisation
     u16 new_counts[counter_sets][rans_symbols]; // since then
-    u16 starts[rans_symbols], frequencies[rans_symbols];
+    u32 operations[rans_symbols];               // of the encoder, in lane 0
     u32 entries[probability_scale]; // decoding table, indexed by the low bits of a state
     u32 alphabet;                   // a bit for each symbol that may occur
+    u8 coded[rans_symbols];         // the symbol, or the escape if it may not occur
     u32 total;                      // of the counts
 
     void normalise();
@@ -70,9 +82,19 @@ constexpr u32 unit_lookahead = 8;
 using row_reader = u32 (*)(rans_states &states, symbol_table *tables, const u8 *classes,
                            i16 *values, u32 rows);
 
-row_reader current_row_reader();
+// Executes the operations of a row on the states of the lanes. Units are stored downwards from
+// `first`; returns the address of the last one. May write write_padding bytes below it.
+constexpr u32 write_padding = 16;
+using row_writer = u8 *(*)(u32 *states, const u32 *operations, u8 *first);
 
-extern const row_reader plain_row_reader;
-extern const row_reader avx2_row_reader;
+struct rans_kernels {
+    row_reader read_rows;
+    row_writer write_row;
+};
+
+const rans_kernels &current_rans_kernels();
+
+extern const rans_kernels plain_rans_kernels;
+extern const rans_kernels avx2_rans_kernels;
 
 } // namespace viq

@@ -95,8 +95,61 @@ u32 read_rows(rans_states &states, symbol_table *tables, const u8 *classes, i16 
     return read;
 }
 
+// For every set of lanes that store a unit: the bytes that move its units, in their order, to the
+// end of the vector.
+constexpr auto stored_bytes = [] {
+    std::array<std::array<u8, 2 * half_row>, 1u << half_row> bytes = {};
+    for (u32 set = 0; set < bytes.size(); ++set) {
+        u32 to = 2 * (half_row - static_cast<u32>(std::popcount(set)));
+        for (u32 lane = 0; lane < half_row; ++lane)
+            for (u32 n = 0; n < 2 && (set >> lane & 1) != 0; ++n)
+                bytes[set][to++] = static_cast<u8>(2 * lane + n);
+    }
+    return bytes;
+}();
+
+// The quotients of states below frequency << 22. The quotient of a state and a half differs from
+// every integer by at least half of the frequency's reciprocal, so that rounding does not matter.
+VIQ_SIMD __m128i divide(__m128i states, __m128i frequencies) {
+    // The states are the low bits of the mantissas of doubles with this exponent.
+    const __m256i exponent = _mm256_set1_epi64x(0x4330000000000000);
+    const __m256d numbers =
+        _mm256_castsi256_pd(_mm256_or_si256(_mm256_cvtepu32_epi64(states), exponent));
+    const __m256d with_half = _mm256_sub_pd(numbers, _mm256_set1_pd(4503599627370495.5));
+    return _mm256_cvttpd_epi32(_mm256_div_pd(with_half, _mm256_cvtepi32_pd(frequencies)));
+}
+
+VIQ_SIMD u8 *write_half_row(u32 *lanes, const u32 *operations, u8 *first) {
+    const __m256i given = load_256(operations);
+    const __m256i field = broadcast(operation_field_mask);
+    const __m256i frequencies =
+        _mm256_and_si256(_mm256_srli_epi32(given, operation_frequency_shift), field);
+    __m256i states = load_256(lanes);
+    const __m256i less =
+        _mm256_cmpgt_epi32(frequencies, _mm256_srli_epi32(states, 32 - probability_bits));
+    const auto set = ~static_cast<u32>(_mm256_movemask_ps(_mm256_castsi256_ps(less))) & 0xFF;
+    const __m256i low = _mm256_and_si256(states, broadcast(0xFFFF));
+    const __m128i units =
+        _mm_packus_epi32(_mm256_castsi256_si128(low), _mm256_extracti128_si256(low, 1));
+    store_128(first - 2 * half_row, _mm_shuffle_epi8(units, load_128(stored_bytes[set].data())));
+    states = _mm256_blendv_epi8(_mm256_srli_epi32(states, 16), states, less);
+    const __m256i quotients = _mm256_set_m128i(
+        divide(_mm256_extracti128_si256(states, 1), _mm256_extracti128_si256(frequencies, 1)),
+        divide(_mm256_castsi256_si128(states), _mm256_castsi256_si128(frequencies)));
+    // (quotient << bits) + state % frequency + start
+    const __m256i factor = _mm256_sub_epi32(broadcast(probability_scale), frequencies);
+    states = _mm256_add_epi32(states, _mm256_mullo_epi32(quotients, factor));
+    store_256(lanes, _mm256_add_epi32(states, _mm256_and_si256(given, field)));
+    return first - sizeof(u16) * static_cast<std::size_t>(std::popcount(set));
+}
+
+u8 *write_row(u32 *states, const u32 *operations, u8 *first) {
+    first = write_half_row(states + half_row, operations + half_row, first);
+    return write_half_row(states, operations, first);
+}
+
 } // namespace
 
-const row_reader avx2_row_reader = read_rows;
+const rans_kernels avx2_rans_kernels = {read_rows, write_row};
 
 } // namespace viq

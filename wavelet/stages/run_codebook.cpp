@@ -67,6 +67,18 @@ constexpr value_density density_of(u32 span_bits) {
     return span_bits == dense_span_bits ? dense : span_bits == medium_span_bits ? medium : sparse;
 }
 
+// The first short symbol that represents the excess and the part of the run span.
+constexpr u32 find_short_symbol(const codebook_layout &layout, u32 excess, u32 part) {
+    u32 i = 0;
+    const auto represents = [&](const short_symbol_layout &item) {
+        return excess - item.excess < 1u << item.excess_bits &&
+               part >> (run_parts_bits - item.run_part_bits) == item.run_part;
+    };
+    while (!represents(layout.short_layouts[i]))
+        ++i;
+    return symbol_first_short + i;
+}
+
 constexpr run_codebook make_codebook(u32 span_bits, u32 shift) {
     run_codebook codebook = {};
     for (codebook_entry &entry : codebook.entries)
@@ -80,6 +92,14 @@ constexpr run_codebook make_codebook(u32 span_bits, u32 shift) {
             pair_entry(run_bits, u32{item.run_part} << run_bits, item.excess_bits + shift,
                        u32{item.excess} << shift);
     }
+    codebook.span_bits = static_cast<u8>(span_bits);
+    codebook.shift = static_cast<u8>(shift);
+    codebook.short_excesses = layout.next_excess;
+    codebook.next_bits = layout.next_excess_bits;
+    for (u32 excess = 0; excess < layout.next_excess; ++excess)
+        for (u32 part = 0; part < 1u << run_parts_bits; ++part)
+            codebook.short_symbol[excess][part] =
+                static_cast<u8>(find_short_symbol(layout, excess, part));
     // The other symbols cover the full run span and ranges of magnitudes that double in size.
     u32 excess = u32{layout.next_excess} << shift;
     u32 bits = layout.next_excess_bits + shift;

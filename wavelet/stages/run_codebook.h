@@ -9,6 +9,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 
 #include "core/types.h"
 
@@ -39,9 +40,30 @@ struct codebook_entry {
     u8 has_value;
 };
 
+// Short symbols have magnitudes with a scaled excess below this. The excess of a magnitude, which
+// is the magnitude less 1, is scaled by a right shift.
+constexpr u32 most_short_excesses = 9;
+constexpr u32 run_parts_bits = 2; // a run is in one of four equal parts of the run span
+
 struct run_codebook {
     codebook_entry entries[run_value_symbols];
+    // How the encoder finds a symbol.
+    u8 span_bits, shift;
+    u8 short_excesses; // scaled excesses that short symbols represent
+    u8 next_bits;      // of the scaled magnitudes of the symbol after the short ones
+    u8 short_symbol[most_short_excesses][1 << run_parts_bits]; // by scaled excess and part of run
 };
+
+// The symbol of a run, which is shorter than the run span, and a magnitude.
+inline u32 symbol_of(const run_codebook &codebook, u32 run, u32 magnitude) {
+    const u32 excess = (magnitude - 1) >> codebook.shift;
+    if (excess < codebook.short_excesses)
+        return codebook.short_symbol[excess][run << run_parts_bits >> codebook.span_bits];
+    // The ranges of magnitudes double in size from one symbol to the next.
+    const u32 range = ((excess - codebook.short_excesses) >> codebook.next_bits) + 1;
+    const auto later = static_cast<u32>(std::bit_width(range)) - 1;
+    return later == 0 ? u32{symbol_large_value} : symbol_first_long + later - 1;
+}
 
 // Statistics of values in one integer, so that a single addition updates both: the number of
 // nonzero values in the low bits, above them the sum of their magnitudes less 1. Magnitude extra

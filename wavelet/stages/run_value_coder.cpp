@@ -1,8 +1,8 @@
 #include "wavelet/stages/run_value_coder.h"
 
-#include <bit>
 #include <span>
 
+#include "core/byte_order.h"
 #include "wavelet/stages/entropy_packet.h"
 
 namespace viq {
@@ -66,85 +66,9 @@ u32 segment_classes::list_positions(const component_scan &scan, u32 k) {
 
 namespace {
 
-// reserve_slots has reserved one slot for each coefficient and two for each class.
-void open_pair(run_value_encoder &encoder, run_value_class &model) {
-    model.slot = encoder.used;
-    encoder.slots[encoder.used++] = {0, 0, symbol_zero_run};
-    model.run = 0;
-    model.open = true;
-    model.open_codebook = model.codebook;
-}
-
 bool reserve_slots(run_value_encoder &encoder, u32 count) {
     encoder.out_of_memory |= !try_resize(encoder.slots, u64{encoder.used} + count);
     return !encoder.out_of_memory;
-}
-
-// The order in which the symbol of a pair is searched: the symbols with 3-bit codes, then
-// symbol_large_value, then those with 9-bit codes, whose magnitudes ascend.
-u32 next_candidate(u32 symbol) {
-    return symbol == symbol_large_value      ? u32{symbol_first_long}
-           : symbol == symbol_first_long - 1 ? u32{symbol_large_value}
-                                             : symbol + 1;
-}
-
-// Closes the open pair with a value. The last entries cover all runs and magnitudes that occur, so
-// that the search ends.
-void write_value(run_value_encoder &encoder, run_value_class &model, i32 value) {
-    const auto magnitude = static_cast<u32>(value < 0 ? -value : value);
-    for (u32 symbol = symbol_first_short;; symbol = next_candidate(symbol)) {
-        const codebook_entry &entry = model.open_codebook->entries[symbol];
-        const u32 run = model.run - entry.run;
-        const u32 rest = magnitude - entry.magnitude;
-        if (run <= entry.run_mask && rest <= entry.magnitude_mask) {
-            const u32 sign = value < 0 ? 1 : 0;
-            encoder.slots[model.slot] = {run | (sign | rest << 1) << entry.run_bits,
-                                         entry.extra_bits, static_cast<u8>(symbol)};
-            model.statistics += entry.statistics;
-            return;
-        }
-    }
-}
-
-// Without a population count instruction, std::popcount is a call into the compiler's library.
-u32 count_bits(u32 word) {
-    word -= word >> 1 & 0x55555555;
-    word = (word & 0x33333333) + (word >> 2 & 0x33333333);
-    return ((word + (word >> 4)) & 0x0F0F0F0F) * 0x01010101 >> 24;
-}
-
-// Codes zeros that exceed the run span of a pair as zero-run symbols. At the end of a segment
-// (`keep` is 1) a span that ends exactly there remains in the open pair, because the decoder reads
-// the next symbol of a class only when the class has another coefficient.
-void split_run(run_value_encoder &encoder, run_value_class &model, u32 run, u32 keep) {
-    for (;;) {
-        const u32 span = model.open_codebook->entries[symbol_zero_run].run;
-        if (run < span + keep)
-            break;
-        run -= span;
-        open_pair(encoder, model);
-    }
-    model.run = run;
-}
-
-void write_class(run_value_encoder &encoder, run_value_class &model, const u32 *mask, u32 words,
-                 const i16 *values) {
-    if (!model.open)
-        open_pair(encoder, model);
-    u32 run = model.run;
-    for (u32 i = 0; i < words; ++i, values += kernel_block) {
-        u32 zeros = mask[i];
-        for (u32 nonzero = zeros & encoder.nonzero[i]; nonzero != 0; nonzero &= nonzero - 1) {
-            const u32 before = (nonzero & (0 - nonzero)) - 1;
-            split_run(encoder, model, run + count_bits(zeros & before), 0);
-            zeros &= ~before & ~(before + 1);
-            write_value(encoder, model, values[std::countr_zero(nonzero)]);
-            open_pair(encoder, model);
-            run = 0;
-        }
-        run += count_bits(zeros);
-    }
-    split_run(encoder, model, run, 1);
 }
 
 void write_segment(run_value_encoder &encoder, const component_scan &scan, u32 phase,
@@ -154,13 +78,16 @@ void write_segment(run_value_encoder &encoder, const component_scan &scan, u32 p
     scan.kernels->find_nonzero(values, encoder.nonzero, count);
     if (!reserve_slots(encoder, count + 2 * mask_classes))
         return;
+    const run_value_kernels &kernels = current_run_value_kernels();
+    slot_list list = {encoder.slots.data(), encoder.used};
     for (u32 k = 0; k < mask_classes; ++k) {
         if (segment.counts[k] == 0)
             continue;
         run_value_class &model = encoder.models->classes[k];
         model.coefficients += segment.counts[k];
-        write_class(encoder, model, segment.mask(k), segment.words, values);
+        kernels.write(list, model, segment.mask(k), encoder.nonzero, segment.words, values);
     }
+    encoder.used = list.used;
 }
 
 } // namespace
@@ -185,13 +112,17 @@ bool run_value_encoder::finish(u64 min_bytes, vector<u8> &packet) const {
     u32 window_bits = 0;
     for (const symbol_slot &slot : written) {
         *symbol++ = slot.symbol;
-        window |= u64{slot.bits} << window_bits;
+        window |= u64{slot.bits} << window_bits; // at most 31 + 28 bits
         window_bits += slot.bit_count;
-        for (; window_bits >= 8; window_bits -= 8, window >>= 8)
-            *byte++ = static_cast<u8>(window);
+        if (window_bits >= 32) {
+            store<u32>(byte, static_cast<u32>(window), endian::little);
+            byte += sizeof(u32);
+            window >>= 32;
+            window_bits -= 32;
+        }
     }
-    if (window_bits > 0)
-        *byte = static_cast<u8>(window);
+    for (u32 left = (window_bits + 7) / 8; left > 0; --left, window >>= 8)
+        *byte++ = static_cast<u8>(window);
     return true;
 }
 
@@ -224,7 +155,7 @@ void clamp_position(run_value_decoder &decoder) {
 void read_segment(run_value_decoder &decoder, const component_scan &scan, u32 phase,
                   const u8 *contexts, i16 *values, u32 count) {
     static constexpr codebook_entry no_entry = {};
-    const class_reader read = current_class_reader();
+    const class_reader read = current_run_value_kernels().read;
     segment_classes &segment = decoder.segment;
     segment.classify(scan, phase, contexts, count);
     for (u32 k = 0; k < mask_classes; ++k) {

@@ -38,13 +38,6 @@ struct segment_classes {
     u32 list_positions(const component_scan &scan, u32 k);
 };
 
-// A symbol and its extra bits.
-struct symbol_slot {
-    u32 bits;
-    u8 bit_count;
-    u8 symbol;
-};
-
 struct run_value_encoder {
     static constexpr bool decodes = false;
     vector<symbol_slot> slots;

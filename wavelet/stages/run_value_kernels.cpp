@@ -5,11 +5,11 @@
 
 namespace viq {
 
-const class_reader plain_class_reader = read_class;
+const run_value_kernels plain_run_value_kernels = {read_class, write_class};
 
-class_reader current_class_reader() {
-    constexpr kernel_sets<class_reader> sets = {&plain_class_reader,
-                                                VIQ_AVX2_TABLE(avx2_class_reader)};
+const run_value_kernels &current_run_value_kernels() {
+    constexpr kernel_sets<run_value_kernels> sets = {&plain_run_value_kernels,
+                                                     VIQ_AVX2_TABLE(avx2_run_value_kernels)};
     return current_kernels(sets);
 }
 

@@ -1,4 +1,4 @@
-// Inner loop of the run/value decoder: the values of one context class in a segment of a phase.
+// Inner loops of the run/value coder: the values of one context class in a segment of a phase.
 #pragma once
 
 #include "wavelet/stages/run_codebook.h"
@@ -36,9 +36,31 @@ struct packet_position {
 using class_reader = void (*)(packet_position &at, run_value_class &model, const u16 *positions,
                               u32 count, i16 *values);
 
-class_reader current_class_reader();
+// A symbol and its extra bits.
+struct symbol_slot {
+    u32 bits;
+    u8 bit_count;
+    u8 symbol;
+};
 
-extern const class_reader plain_class_reader;
-extern const class_reader avx2_class_reader;
+struct slot_list {
+    symbol_slot *slots;
+    u32 used;
+};
+
+// Codes the values at the set bits of `mask`, of which those at the set bits of `nonzero` are not
+// 0. The list has room for a slot for each of them and two more.
+using class_writer = void (*)(slot_list &list, run_value_class &model, const u32 *mask,
+                              const u32 *nonzero, u32 words, const i16 *values);
+
+struct run_value_kernels {
+    class_reader read;
+    class_writer write;
+};
+
+const run_value_kernels &current_run_value_kernels();
+
+extern const run_value_kernels plain_run_value_kernels;
+extern const run_value_kernels avx2_run_value_kernels;
 
 } // namespace viq

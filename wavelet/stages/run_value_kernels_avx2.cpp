@@ -2,6 +2,6 @@
 
 namespace viq {
 
-const class_reader avx2_class_reader = read_class;
+const run_value_kernels avx2_run_value_kernels = {read_class, write_class};
 
 } // namespace viq
