@@ -109,9 +109,10 @@ inline void use_memory_files() {
 #else
 
 inline std::string file_name(std::size_t index) {
-    static const std::string base = (std::filesystem::temp_directory_path() /
-                                     ("viq_fuzz" + std::to_string(std::random_device{}()) + "_"))
-                                        .string();
+    static thread_local const std::string base =
+        (std::filesystem::temp_directory_path() /
+         ("viq_fuzz" + std::to_string(std::random_device{}()) + "_"))
+            .string();
     return base + std::to_string(index);
 }
 
