@@ -362,7 +362,7 @@ void run_in_threads(const operation &op, const picture &p, byte_source arguments
                     const outcome &whole) {
     outcome results[2];
     const auto work = [&](std::size_t i) {
-        results[i] = run(op, p, arguments, {op.by_strips, true, 170}, i + 1);
+        results[i] = run(op, p, arguments, {op.by_strips, true, 170}, 0);
     };
     std::thread first(work, 0), second(work, 1);
     first.join();

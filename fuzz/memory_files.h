@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/file_io.h"
@@ -108,11 +109,13 @@ inline void use_memory_files() {
 
 #else
 
+// Each thread has files of its own here as well.
 inline std::string file_name(std::size_t index) {
     static const std::string base = (std::filesystem::temp_directory_path() /
                                      ("viq_fuzz" + std::to_string(std::random_device{}()) + "_"))
                                         .string();
-    return base + std::to_string(index);
+    const std::size_t thread = std::hash<std::thread::id>{}(std::this_thread::get_id());
+    return base + std::to_string(thread) + "_" + std::to_string(index);
 }
 
 inline std::FILE *open_path(const char *path, const char *mode) {

@@ -24,9 +24,9 @@ write_emulator() {
     cat > "$emulator" << END
 #!/bin/sh
 unset DISPLAY
-[ -z "\$VIQ_SCREEN" ] || export DISPLAY=:\$(cat "$binaries/screen\$VIQ_SCREEN")
-[ "\$VIQ_SCREEN" != 16 ] || export WINEPREFIX=/root/.wine16
-exec ${in_root[@]} WINEPATH="$binaries" \\
+[ -z "\$VIQ_SCREEN" ] ||
+    export DISPLAY=:\$(cat "$binaries/screen\$VIQ_SCREEN") WINEPREFIX=/root/.wine\$VIQ_SCREEN
+exec $(printf '%q ' "${in_root[@]}") WINEPATH="$binaries" \\
     sh -c 'cd "\$0" && exec /usr/lib/wine/wine "\$@"' "\$PWD" "\$@"
 END
     chmod +x "$emulator"
@@ -40,32 +40,33 @@ build() {
         cmake --build --preset release --target viq_tool_alone
 }
 
-# Wine serves the programs of a folder of settings by one process, which shows all windows on the
-# screen that it was started with. The settings for the other screen refer to the same drive.
-make_settings() {
-    local made=$root/root/.wine copied=$root/root/.wine16
-    if [ ! -e "$made/system.reg" ]; then
-        "${in_root[@]}" wineboot -i < /dev/null > /dev/null 2>&1
-        "${in_root[@]}" "$server" -k -w
-    fi
-    mkdir -p "$copied"
-    cp -a "$made"/*.reg "$made/.update-timestamp" "$made/dosdevices" "$copied"
-    ln -sfn /root/.wine/drive_c "$copied/drive_c"
+# Without a server that stays, each program would start one, which takes seconds.
+start_server() { # VARIABLE=VALUE...
+    "${in_root[@]}" "$@" "$server" -p < /dev/null > /dev/null 2>&1
+    "${in_root[@]}" "$@" wineboot -i < /dev/null > /dev/null 2>&1
 }
 
-# Without a server that stays, each program would start one, which takes seconds.
-start_screen() { # DEPTH SETTINGS
-    local n name=$binaries/screen$1
-    local command=("${in_root[@]}" WINEPREFIX="$2")
+make_settings() {
+    [ ! -e "$root/root/.wine/system.reg" ] || return 0
+    "${in_root[@]}" wineboot -i < /dev/null > /dev/null 2>&1
+    "${in_root[@]}" "$server" -k
+    "${in_root[@]}" "$server" -w
+}
+
+# Programs that share a folder of settings share a desktop, which is on the screen of the program that
+# needed it first, or on none. The settings of each screen refer to the same drive.
+start_screen() { # DEPTH
+    local n name=$binaries/screen$1 from=$root/root/.wine settings=/root/.wine$1
+    mkdir -p "$root$settings"
+    cp -a "$from"/*.reg "$from/.update-timestamp" "$from/dosdevices" "$root$settings"
+    ln -sfn /root/.wine/drive_c "$root$settings/drive_c"
     : > "$name"
     chroot "$root" Xvfb -displayfd 1 -screen 0 "1024x768x$1" -nolisten tcp > "$name" 2> /dev/null &
-    for n in {1..100}; do
+    for n in {1..600}; do
         [ ! -s "$name" ] || break
         sleep 0.1
     done
-    command+=(DISPLAY=":$(cat "$name")")
-    "${command[@]}" "$server" -p < /dev/null > /dev/null 2>&1
-    "${command[@]}" wineboot -i < /dev/null > /dev/null 2>&1
+    start_server WINEPREFIX="$settings" DISPLAY=":$(cat "$name")"
 }
 
 run_tests() {
@@ -74,10 +75,11 @@ run_tests() {
     mount --rbind /dev "$root/dev"
     mount --bind "$PWD" "$root$PWD"
     make_settings
-    start_screen 24 /root/.wine
-    start_screen 16 /root/.wine16
+    start_screen 24
+    start_screen 16
+    start_server
     # Scripts and programs of both systems see the same temporary files.
-    TMPDIR=$binaries/tmp ctest --preset windows --timeout 300
+    TMPDIR=$binaries/tmp ctest --preset windows --timeout 900
 }
 
 if [ "${1:-}" = --inside ]; then

@@ -9,6 +9,7 @@ programs=$(dirname "$self")/interop
 source "$programs/status_checks.sh"
 PATH=$PATH:/usr/sbin
 need ippeveprinter cupsd lpadmin dbus-daemon avahi-daemon unshare ip
+is_for_this_system "$1" || { echo "skipped: CUPS: the tool is for another system"; exit 77; }
 [ -n "${VIQ_PRINT_HALF:-}" ] || { echo "skipped: the tests were built without their program"; exit 77; }
 if [ "${3:-}" != inside ]; then
     unshare --mount --pid --net --fork true 2>/dev/null || { echo "skipped: printers need a namespace of their own"; exit 77; }

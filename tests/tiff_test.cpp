@@ -233,8 +233,9 @@ TEST(TiffHelpers, ReadInTheGivenByteOrder) {
 // The file that is opened to detect its format is passed to the reader, or closed.
 TEST(Tiff, IsClosedAfterEveryKindOfGenericRead) {
     const std::filesystem::path open_files = "/proc/self/fd";
-    if (!std::filesystem::exists(open_files))
-        GTEST_SKIP();
+    constexpr bool is_windows = std::filesystem::path::preferred_separator == '\\';
+    if (is_windows || !std::filesystem::exists(open_files)) // wine opens files of its own
+        GTEST_SKIP() << "no list of open files";
     const auto count = [&] {
         const std::filesystem::directory_iterator files(open_files);
         return std::distance(begin(files), end(files));
