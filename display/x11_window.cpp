@@ -61,9 +61,10 @@ struct x11_window {
     XID wm_protocols = 0, wm_delete_window = 0;
     int completion_event = 0; // that the server has read the segment
     bool locked = false;
-    bool lost = false;      // the connection
-    bool destroyed = false; // the window, by another client
-    u8 error = 0;           // of the protocol; the first that has not been reported
+    bool lost = false;              // the connection
+    bool destroyed = false;         // the window, by another client
+    bool has_shared_memory = false; // the server has the extension
+    u8 error = 0;                   // of the protocol; the first that has not been reported
     x11_surface surface;
 };
 
@@ -191,6 +192,10 @@ u32 check_server(display &d) {
 
 // ---- Connection
 
+// libX11 and libXext keep lists of connections and buffers for the names of files, which several
+// threads cannot change at the same time, in spite of XInitThreads.
+std::mutex connection_lock;
+
 bool connect(x11_window &w, const char *server) {
     const functions &x = *w.x;
     {
@@ -200,10 +205,10 @@ bool connect(x11_window &w, const char *server) {
     }
     const no_pipe_signal no_signal;
     {
-        // libXau, which finds the key of a server, keeps a name in a buffer of the process.
-        static std::mutex opening;
-        const std::lock_guard<std::mutex> guard(opening);
+        const std::lock_guard<std::mutex> guard(connection_lock);
         w.connection = x.XOpenDisplay(server);
+        w.has_shared_memory = w.connection != nullptr && x.has_shared_memory &&
+                              x.XShmQueryExtension(w.connection) != 0;
     }
     w.process = getpid();
     if (w.connection != nullptr)
@@ -212,8 +217,10 @@ bool connect(x11_window &w, const char *server) {
 }
 
 void disconnect(x11_window &w) {
-    if (w.connection != nullptr)
+    if (w.connection != nullptr) {
+        const std::lock_guard<std::mutex> guard(connection_lock);
         w.x->XCloseDisplay(w.connection);
+    }
     w.connection = nullptr;
     const std::lock_guard<std::mutex> guard(handler_lock);
     if (--connections == 0)
@@ -487,7 +494,7 @@ bool attach_segment(x11_window &w, x11_buffer &buffer) {
 }
 
 bool make_segments(x11_window &w, u32 width, u32 height) {
-    if (!w.x->has_shared_memory || !is_local(w) || w.x->XShmQueryExtension(w.connection) == 0)
+    if (!w.has_shared_memory || !is_local(w))
         return false;
     w.completion_event = w.x->XShmGetEventBase(w.connection);
     constexpr u32 columns = 16; // lines start at multiples of 64 bytes

@@ -320,7 +320,6 @@ TEST(ChromaKey, RejectsInvalidInputBeforeOutput) {
                   "No image data");
     EXPECT_OK(VIQ_CK_chroma_key(in, out, 0, 1, key.handle, 0, 4));
 
-    const char *calibrate = "VIQ_CK_calibrate";
     const picture narrow(VIQ_YUV422, 8, 4);
     EXPECT_ERROR(VIQ_CK_calibrate(narrow, key.handle, 3), 0x10070000,
                  "Image too small to calibrate");

@@ -114,7 +114,6 @@ TEST(Images, ReturnNeutralValuesForEmptyHandles) {
 
 TEST(Images, StoreTheirParameters) {
     const picture p;
-    constexpr const char *set = "VIQ_image_set_parameter", *get = "VIQ_image_get_parameter";
     const words narrow = {VIQ_PIXEL_DEPTH, VIQ_DATA_WIDTH, VIQ_NUM_COLOURS, VIQ_PARAM_23};
     const words read_only = {VIQ_LIBRARY_VERSION, VIQ_COMPONENTS};
     for (u16 id = 0; id < 40; ++id) {
