@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
-#include <thread>
 
 #include "core/image.h"
 #include "core/limits.h"
 #include "core/report.h"
 #include "core/shared_lock.h"
 #include "core/start_up.h"
+#include "core/thread_end.h"
 
 namespace viq {
 
@@ -29,8 +29,8 @@ constexpr u32 last_context = 65535;
 // A context with its objects.
 struct owned_context {
     context record;
-    vector<void *> objects; // by slot
-    std::thread::id owner;  // the thread that is bound to the context, if there is one
+    vector<void *> objects;     // by slot
+    thread_identity owner = {}; // the thread that is bound to the context, if there is one
 
     owned_context() = default;
     owned_context(const owned_context &) = delete;
@@ -121,7 +121,7 @@ owned_context *find_context(u32 number) {
 }
 
 bool has_owner(const owned_context &one) {
-    return one.owner != std::thread::id();
+    return one.owner != thread_identity();
 }
 
 void bind_thread(owned_context *to) {
@@ -129,25 +129,15 @@ void bind_thread(owned_context *to) {
         before->owner = {};
     bound_context = to != nullptr ? &to->record : nullptr;
     if (to != nullptr)
-        to->owner = std::this_thread::get_id();
+        to->owner = this_thread();
 }
 
-// A thread that ends releases its context. On Windows the thread_local objects of the thread, among
-// them bound_context, may have lost their values by then, so that the context is found by its
-// owner.
-struct thread_end {
-    ~thread_end() {
-        const std::lock_guard guard(contexts.lock);
-        bound_context = nullptr;
-        for (const owned<owned_context> &slot : contexts.slots)
-            if (slot != nullptr && slot->owner == std::this_thread::get_id())
-                slot->owner = {};
-    }
-};
-
-void release_at_thread_end() {
-    thread_local const thread_end releases;
-    static_cast<void>(releases);
+// The context is found by its owner, because objects of the thread may have lost their values.
+void release_context_of_thread() {
+    const std::lock_guard guard(contexts.lock);
+    for (const owned<owned_context> &slot : contexts.slots)
+        if (slot != nullptr && slot->owner == this_thread())
+            slot->owner = {};
 }
 
 } // namespace
@@ -242,7 +232,7 @@ u32 VIQ_context_use(u32 hContext) {
     if (code == VIQ_ERR_STATE)
         return report(name, code, "Context in use");
     if (hContext != 0)
-        release_at_thread_end();
+        call_at_thread_end(release_context_of_thread);
     return success;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <mutex>
 #include <tuple>
 
 #include "tools/image_handle.h"
@@ -88,11 +89,13 @@ void restore_width(route &way) {
 }
 
 bool library_converts(uint16_t from, uint16_t to, bool colour) {
-    thread_local std::map<std::tuple<uint16_t, uint16_t, bool>, bool> known;
+    static std::map<std::tuple<uint16_t, uint16_t, bool>, bool> known;
+    static std::mutex lock;
+    const std::lock_guard guard(lock);
     const std::tuple key(from, to, colour);
     if (!known.contains(key))
-        known[key] = try_conversion(from, to, colour);
-    return known[key];
+        known.emplace(key, try_conversion(from, to, colour));
+    return known.at(key);
 }
 
 namespace {
