@@ -84,11 +84,14 @@ for action in abandon destroy exit; do
 done
 
 # The printer disappears.
-coproc half { exec "$VIQ_PRINT_HALF" wait "$address" 2>half.log; }
-read -r _ <&"${half[0]}"
+start_half() { # fails while the printer is busy
+    coproc half { exec "$VIQ_PRINT_HALF" wait "$address" 2>half.log; }
+    half_pid=$!
+    read -r _ <&"${half[0]:-}"
+}
+wait_for start_half
 kill -9 "$printer"
 wait "$printer" 2>/dev/null
-half_pid=$half_PID
 echo go on >&"${half[1]}"
 wait "$half_pid"
 expect 1 [ $? = 0 ]

@@ -22,6 +22,7 @@ set(shared
     "opener_of_tests"    # set by tests
     "windows_of_tests"   # set by tests
     "x11_functions"      # the libraries, loaded once
+    "connection_lock"    # of the lists of connections of libX11,
     "handler_lock"       # of the error handlers of libX11, and
     "connections"        # how many displays need them
     "previous_error_handler" # atomic: what they replace
