@@ -435,7 +435,7 @@ def processor():
     text = Path('/proc/cpuinfo').read_text() if os.path.exists('/proc/cpuinfo') else ''
     model = re.search(r'^model name\s*:\s*(.*)$', text, re.M)
     flags = re.search(r'^flags\s*:\s*(.*)$', text, re.M)
-    sets = [name for name in ('avx2', 'avx512bw', 'avx512_vbmi') if flags and name in flags.group(1).split()]
+    sets = [name for name in ('avx2', 'avx512bw', 'avx512vbmi') if flags and name in flags.group(1).split()]
     return f'{model.group(1) if model else platform.machine()} ({", ".join(sets) or "no AVX2"})'
 
 
