@@ -231,7 +231,7 @@ def jpeg_decode(format_name):
     def theirs(viq):
         turbo = TurboJpeg()
         return turbo.decompress(coded(viq), turbo.RGB if colour else turbo.GREY)
-    return Row('JPEG', f'decode {"4:2:0 to RGB24" if colour else "grey"}', ours, {'libjpeg-turbo': theirs})
+    return Row('JPEG', f'JPEG decode {"4:2:0 to RGB24" if colour else "grey"}', ours, {'libjpeg-turbo': theirs})
 
 
 def jpeg_encode():
@@ -243,7 +243,7 @@ def jpeg_encode():
     def theirs(viq):
         turbo = TurboJpeg()
         return turbo.compress(viq.data(viq.photograph), turbo.RGB, turbo.SAMP_422)
-    return Row('JPEG', 'encode RGB24, 4:2:2', ours, {'libjpeg-turbo': theirs} if TURBO else {})
+    return Row('JPEG', 'JPEG encode RGB24, 4:2:2', ours, {'libjpeg-turbo': theirs} if TURBO else {})
 
 
 KERNELS = {'mean': (1,) * 9, 'Gauss': (1, 2, 1, 2, 4, 2, 1, 2, 1), 'sharpen': (0, -1, 0, -1, 5, -1, 0, -1, 0)}
@@ -341,7 +341,7 @@ def demosaic_row():
 
 def rows():
     cv = CV
-    result = [Row('Wavelet, grey at 1 bit per pixel', f'{"decode" if decodes else "encode"} type {kind}',
+    result = [Row('Wavelet, grey at 1 bit per pixel', f'wavelet {"decode" if decodes else "encode"} type {kind}',
                   wavelet(kind, decodes), jpeg2000(decodes)) for decodes in (False, True) for kind in (0, 1)]
     result += [jpeg_decode('RGB24'), jpeg_decode('Y8')] if TURBO else []
     result.append(jpeg_encode())
@@ -451,7 +451,7 @@ def plot(results):
     """Bars of how many times as fast VIQ is as the other library, on a logarithmic axis."""
     bars = [(result.row.name, name, seconds / result.viq)
             for result in results for name, seconds in result.peers.items()]
-    step, left, scale, low = 20, 300, 110, 0.25
+    step, left, scale, low = 20, 340, 70, 0.5
     width, height = 760, step * len(bars) + 44
     least = min([low] + [ratio for _, _, ratio in bars])
 
@@ -468,9 +468,9 @@ def plot(results):
                          f'<text x="{line:.1f}" y="14" text-anchor="middle" fill="#555">{label}</text>')
     for n, (name, peer, ratio) in enumerate(bars):
         y = 28 + n * step
-        start, end = sorted((x(1), min(x(ratio), width - 40)))
+        start, end = sorted((x(1), min(x(ratio), width - 50)))
         colour = '#2b7bba' if ratio >= 1 else '#d08030'
-        parts.append(f'<text x="{left - 60}" y="{y + 11}" text-anchor="end">{name}, {peer}</text>'
+        parts.append(f'<text x="{left - 80}" y="{y + 11}" text-anchor="end">{name}, {peer}</text>'
                      f'<rect x="{start:.1f}" y="{y}" width="{max(end - start, 1):.1f}" height="14" fill="{colour}"/>'
                      f'<text x="{end + 4:.1f}" y="{y + 11}" fill="#333">{ratio:.2f}</text>')
     return '\n'.join(parts + ['</svg>']) + '\n'
