@@ -132,9 +132,14 @@ void bind_thread(owned_context *to) {
         to->owner = this_thread();
 }
 
-// The context is found by its owner, because objects of the thread may have lost their values.
+// Another thread may be bound to the context from then on, so that what still runs in this one
+// works in context 0. The context is found by its owner, because on Windows bound_context no longer
+// exists.
 void release_context_of_thread() {
     const std::lock_guard guard(contexts.lock);
+#if !defined(_WIN32)
+    bound_context = nullptr;
+#endif
     for (const owned<owned_context> &slot : contexts.slots)
         if (slot != nullptr && slot->owner == this_thread())
             slot->owner = {};

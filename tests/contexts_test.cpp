@@ -54,7 +54,20 @@ TEST(Contexts, BindThreads) {
         EXPECT_ERROR(VIQ_context_destroy(first), VIQ_ERR_STATE, "Context in use");
         EXPECT_OK(VIQ_context_use(second));
     }).join();
-    // A thread that ends releases its context.
+    // A thread that ends releases its context; what runs in it afterwards is in context 0.
+    u32 at_end = second;
+    std::thread([&] {
+        struct last {
+            u32 &context;
+            ~last() { context = VIQ_context_current(); }
+        };
+        thread_local const last destroyed_last = {at_end};
+        static_cast<void>(destroyed_last);
+        EXPECT_OK(VIQ_context_use(second));
+    }).join();
+#if !defined(_WIN32)
+    EXPECT_EQ(at_end, 0u);
+#endif
     EXPECT_OK(VIQ_context_use(second));
     EXPECT_OK(VIQ_context_destroy(first));
     EXPECT_EQ(VIQ_context_create(), first);
