@@ -13,10 +13,8 @@ namespace viq {
 // crash now and then. The system calls the function of a slot before.
 namespace {
 
-void (*end_of_thread)() = nullptr;
-
-void WINAPI end_thread(void *) {
-    end_of_thread();
+void WINAPI end_thread(void *function) {
+    reinterpret_cast<void (*)()>(function)();
 }
 
 struct end_slot {
@@ -37,10 +35,9 @@ thread_identity this_thread() {
 }
 
 void call_at_thread_end(void (*function)()) {
-    end_of_thread = function;
     static const end_slot slot;
     if (slot.index != FLS_OUT_OF_INDEXES)
-        FlsSetValue(slot.index, &end_of_thread);
+        FlsSetValue(slot.index, reinterpret_cast<void *>(function));
 }
 
 #else

@@ -17,7 +17,8 @@ using thread_identity = std::thread::id;
 thread_identity this_thread();
 
 // Calls the function in the calling thread when it ends, once for all calls; it is the same in all
-// of them.
+// of them. On Windows the thread_local objects of the thread must not be used then: their memory
+// has been freed.
 void call_at_thread_end(void (*function)());
 
 } // namespace viq
