@@ -149,10 +149,11 @@ u32 give_shape(u32 handle, u16 format, const tVIQ_Image &like, u32 width) {
     return VIQ_image_malloc_a_strip(handle);
 }
 
-// The check clears the stride of 1-bit lines.
+// The check clears the stride of 1-bit lines; any other stride is that of the caller.
 line_view source_lines(const tVIQ_Image &in) {
     line_view lines = lines_of(in);
-    lines.stride = present_bit_line(in, in.bytes_per_line);
+    if (lines.stride == 0)
+        lines.stride = present_bit_line(in, 0);
     return lines;
 }
 

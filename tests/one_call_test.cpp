@@ -152,6 +152,10 @@ TEST(OneCall, ConvertsInkAndBits) {
     EXPECT_OK(VIQ_save(bits, name.c_str(), 0));
     const opened read(VIQ_open_as(name.c_str(), VIQ_Y8));
     EXPECT_EQ(lines_of(read, 9), grey);
+    const picture wide(VIQ_Y1, 9, 2, 1); // with the stride of the caller
+    paint(wide, 5);
+    std::copy_n(bytes{0b10100000, 0x80, 9, 9, 9, 0, 0, 9, 9, 9}.data(), 10, wide->data);
+    EXPECT_EQ(pixels_of(opened(VIQ_convert_as(wide, VIQ_Y8))), grey);
     const picture without_lines(VIQ_Y1, 22, 1); // the buffer has been allocated without a stride
     EXPECT_ERROR(VIQ_convert_as(without_lines, VIQ_Y8), VIQ_ERR_CORRUPT, "No image data");
 }
