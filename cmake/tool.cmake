@@ -41,7 +41,7 @@ foreach(source IN LISTS tool_sources)
 endforeach()
 list(REMOVE_ITEM tool_sources ${library_users})
 
-# CLI11 is compiled anew in every source that includes it, which takes most of the build's time. Such
+# CLI11 is compiled again in every source that includes it, which takes most of the build's time. Such
 # sources are compiled as two.
 set(sources_with_options)
 foreach(source IN LISTS tool_sources)

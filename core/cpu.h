@@ -55,12 +55,12 @@ template <class Table> struct kernel_sets {
 
 // The family's table for the current instruction set, or the next simpler one that it has.
 template <class Table> inline const Table &current_kernels(const kernel_sets<Table> &sets) {
-    if (sets.avx512 != nullptr && current_set() == instruction_set::avx512)
+    const instruction_set set = current_set();
+    if (sets.avx512 != nullptr && set == instruction_set::avx512)
         return *sets.avx512;
-    if (sets.avx2 != nullptr &&
-        (current_set() == instruction_set::avx2 || current_set() == instruction_set::avx512))
+    if (sets.avx2 != nullptr && (set == instruction_set::avx2 || set == instruction_set::avx512))
         return *sets.avx2;
-    if (sets.neon != nullptr && current_set() == instruction_set::neon)
+    if (sets.neon != nullptr && set == instruction_set::neon)
         return *sets.neon;
     return *sets.plain;
 }

@@ -201,8 +201,10 @@ void add_strip(outcome &result, u32 handle, role kind) {
         result.add(image.data + std::size_t{line} * image.bytes_per_line, used);
 }
 
+constexpr std::size_t written_file = 0; // of each thread; its content is part of the outcome
+
 // What a whole operation leaves beside the strips.
-void add_rest(outcome &result, caller &who, role kind, std::size_t file) {
+void add_rest(outcome &result, caller &who, role kind) {
     const tVIQ_Image &out = *find_image(who.out_image);
     const u32 numbers[] = {out.pixel_format, out.width, out.height, out.num_colours};
     result.add(numbers, sizeof numbers);
@@ -218,12 +220,12 @@ void add_rest(outcome &result, caller &who, role kind, std::size_t file) {
         result.add(in.colourmap, 256 * sizeof(tVIQ_Colour));
     result.add(who.histograms[0].get(), sizeof(tVIQ_Histogram));
     result.add(who.average.get(), sizeof(tVIQ_Average));
-    if (std::FILE *written = open_path(file_name(file).c_str(), "rb")) {
+    if (std::FILE *written = open_path(file_name(written_file).c_str(), "rb")) {
         u8 block[4096];
         while (const std::size_t count = std::fread(block, 1, sizeof block, written))
             result.add(block, count);
         std::fclose(written);
-        remove_file(file);
+        remove_file(written_file);
     }
 }
 
@@ -251,9 +253,8 @@ constexpr u16 tables_of_pictures[] = {VIQ_CONV_LUT_RGB16_TO_PALETTED, VIQ_CONV_L
                                       VIQ_CONV_LUT_Y16_TO_PALETTED,
                                       VIQ_CONV_LUT_YUV422_TO_PALETTED};
 
-outcome run(const operation &op, const picture &p, byte_source arguments, manner how,
-            std::size_t file) {
-    remove_file(file); // the library may have left one beside it, which has the same bytes here
+outcome run(const operation &op, const picture &p, byte_source arguments, manner how) {
+    remove_file(written_file); // the library may have left one beside it, with the same bytes
     caller who;
     if (how.thread)
         enter_context(who);
@@ -262,8 +263,8 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
     who.images.fill(other);
     who.in_image = op.input == role::image ? image : coded(p, op.input, image);
     who.out_image = make_image(p, op.output);
-    VIQ_image_set_outfilename(who.in_image, file_name(file).c_str());
-    who.only_file = file; // whose content is part of the outcome
+    VIQ_image_set_outfilename(who.in_image, file_name(written_file).c_str());
+    who.only_file = written_file;
     VIQ_image_set_flags(who.out_image, VIQ_FLAG_USE_LUT, p.tables);
     who.command = VIQ_STRIP_NEXT;
     const std::string_view name = op.name;
@@ -291,7 +292,7 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
             add_strip(result, who.out_image, op.output);
     }
     if (result.code == 0)
-        add_rest(result, who, op.output, file);
+        add_rest(result, who, op.output);
     who.command = VIQ_STRIP_FINISH;
     who.input = arguments;
     op.call(who);
@@ -306,7 +307,7 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
         for (const u16 type : tables_of_pictures)
             VIQ_image_conv_LUT_destroy(type);
     }
-    remove_file(file);
+    remove_file(written_file);
     return result;
 }
 
@@ -355,14 +356,14 @@ void run_again(const operation &op, const picture &p, byte_source arguments, u32
         return;
     force_set(set);
     const manner how = {op.by_strips, false, static_cast<u8>(number == 0 ? 255 : 85)};
-    compare(op, p, number == 0 ? "plain, strips" : "vectors", whole, run(op, p, arguments, how, 0));
+    compare(op, p, number == 0 ? "plain, strips" : "vectors", whole, run(op, p, arguments, how));
 }
 
 void run_in_threads(const operation &op, const picture &p, byte_source arguments,
                     const outcome &whole) {
     outcome results[2];
     const auto work = [&](std::size_t i) {
-        results[i] = run(op, p, arguments, {op.by_strips, true, 170}, 0);
+        results[i] = run(op, p, arguments, {op.by_strips, true, 170});
     };
     std::thread first(work, 0), second(work, 1);
     first.join();
@@ -384,7 +385,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     const bool in_threads = input.byte() >= 240 || is_one_of(data, size, 64);
     in_variants(data, size, instruction_sets, [&](u32 variant) {
         force_set(instruction_set::plain);
-        const outcome whole = run(op, p, input, {false, false, 0}, 0);
+        const outcome whole = run(op, p, input, {false, false, 0});
         run_again(op, p, input, variant, whole);
         if (in_threads)
             run_in_threads(op, p, input, whole);

@@ -88,6 +88,7 @@ void restore_width(route &way) {
                          {}});
 }
 
+// All threads share the answers: on Windows no object of a thread may have a destructor.
 bool library_converts(uint16_t from, uint16_t to, bool colour) {
     static std::map<std::tuple<uint16_t, uint16_t, bool>, bool> known;
     static std::mutex lock;
