@@ -1,7 +1,7 @@
 #include "tools/demo_timings.h"
 
 #include <algorithm>
-#include <ctime>
+#include <chrono>
 #include <functional>
 #include <vector>
 
@@ -21,21 +21,20 @@ struct timed_call {
     std::function<uint32_t()> call;
 };
 
-// Processor time of the shortest of several calls: at least three, and as many as fit into a
-// twentieth of a second.
+// Time of the shortest of several calls: at least three, and as many as fit into a twentieth of a
+// second.
 double milliseconds_of(const timed_call &timed) {
-    constexpr double ticks_per_millisecond = CLOCKS_PER_SEC / 1000.0;
+    using std::chrono::steady_clock;
     constexpr double enough = 50;
     constexpr int fewest_calls = 3;
     double shortest = 0;
     double sum = 0;
     for (int calls = 0; calls < fewest_calls || sum < enough; ++calls) {
-        const std::clock_t begin = std::clock();
+        const steady_clock::time_point begin = steady_clock::now();
         check(timed.call(), timed.function);
-        const double taken = double(std::clock() - begin) / ticks_per_millisecond;
-        shortest = calls == 0 ? taken : std::min(shortest, taken);
-        // A clock with coarse ticks may show no time.
-        sum += std::max(taken, 0.1);
+        const std::chrono::duration<double, std::milli> taken = steady_clock::now() - begin;
+        shortest = calls == 0 ? taken.count() : std::min(shortest, taken.count());
+        sum += taken.count();
     }
     return shortest;
 }
@@ -45,8 +44,7 @@ std::string row(const timed_call &timed) {
     const double time = milliseconds_of(timed);
     return std::string("<tr><th>") + timed.task + "<code>" + timed.function +
            "</code></th><td class=\"number\">" + fixed_point(time, 2) +
-           " ms</td><td class=\"number\">" + fixed_point(pixels / std::max(time, 0.001) / 1000, 0) +
-           "</td></tr>\n";
+           " ms</td><td class=\"number\">" + fixed_point(pixels / time / 1000, 0) + "</td></tr>\n";
 }
 
 } // namespace
@@ -112,11 +110,10 @@ section timing_section(const std::string &photo) {
         {"Compress wavelet, rANS", "VIQ_WVLT_compress, type 1", compress(dense)},
         {"Decompress wavelet, rANS", "VIQ_WVLT_decompress, type 1", decompress(dense)},
     };
-    section s = {
-        .id = "timings",
-        .title = "Time per call",
-        .intro = "A picture of 1920 &times; 1080 pixels in memory, one thread, on the "
-                 "machine that made this page: processor time of the shortest of several calls."};
+    section s = {.id = "timings",
+                 .title = "Time per call",
+                 .intro = "A picture of 1920 &times; 1080 pixels in memory, one thread, on the "
+                          "machine that made this page: time of the shortest of several calls."};
     s.table = "<div class=\"panel\"><table class=\"timings\"><thead><tr><th>Call</th>"
               "<th class=\"number\">Time</th><th class=\"number\">Mpixel/s</th></tr></thead>"
               "<tbody>\n";
