@@ -65,7 +65,9 @@ if(VIQ_SOURCE_SAMPLES)
                                VIQ_SAMPLES_DIR="${PROJECT_SOURCE_DIR}/samples")
 endif()
 
+# With sanitizers, full optimisation of the tool takes longer than its tests gain by it.
 function(viq_set_tool_environment target)
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Debug>:-Og>)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     target_include_directories(${target} SYSTEM PRIVATE ${tool_headers})
     target_link_libraries(${target} PRIVATE viq_static viq_warnings Threads::Threads)

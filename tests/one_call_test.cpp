@@ -200,7 +200,7 @@ TEST(OneCall, LeavesTheCallersContextAsItIs) {
 TEST(OneCall, LongNamesAndReplacedFiles) {
     const picture in(VIQ_Y8, 4, 4);
     paint_ramps(in);
-    const std::string name = scratch_file((std::string(200, 'n') + ".tif").c_str());
+    const std::string name = scratch_file(std::string(200, 'n').append(".tif").c_str());
     EXPECT_OK(VIQ_save(in, name.c_str(), 0));
     expect_like(opened(VIQ_open_as(name.c_str(), 0)), in, exact);
 
