@@ -3,11 +3,11 @@
 # the groups that options name. Does nothing if all of them are installed or if there is no apt-get.
 #
 # Packages and download / disk space on top of a minimal Debian 12, as apt-get forecasts them:
-#   (no option)                    89 packages    96 MB /  370 MB
-#   --tests                       197 packages   162 MB /  624 MB
-#   --tests --peers               467 packages   333 MB / 1324 MB
-#   the same, --clang, --windows  488 packages   443 MB / 1944 MB
-#   the same, --manual, --package 639 packages   470 MB / 2044 MB
+#   (no option)                            89 packages    96 MB /  370 MB
+#   --tests                               270 packages   212 MB /  830 MB
+#   --tests --peers                       503 packages   342 MB / 1348 MB
+#   the same, --clang, --windows, --arm   551 packages   520 MB / 2288 MB
+#   the same, --manual, --package         702 packages   549 MB / 2388 MB
 set -euo pipefail
 
 usage() {

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds for 32-bit Windows and runs the tests under wine, in a Debian i386 root, which the first run
 # makes. One of the tests compares the outputs of the tool with those of the tool of this system.
+# Options are passed to ctest: "-R tool" runs the tests whose names contain it.
 #
 # The root is kept as build/wine-root, or in the folder that VIQ_WINE_ROOT names, and used again.
 # Mounts and processes exist in namespaces of their own and end with them. Exits with status 77 if a
@@ -69,7 +70,7 @@ start_screen() { # DEPTH
     start_server WINEPREFIX="$settings" DISPLAY=":$(cat "$name")"
 }
 
-run_tests() {
+run_tests() { # OPTION...
     mkdir -p "$root$PWD" "$binaries/tmp"
     mount -t proc proc "$root/proc"
     mount --rbind /dev "$root/dev"
@@ -79,11 +80,11 @@ run_tests() {
     start_screen 16
     start_server
     # Scripts and programs of both systems see the same temporary files.
-    TMPDIR=$binaries/tmp ctest --preset windows --timeout 900
+    TMPDIR=$binaries/tmp ctest --preset windows --timeout 900 "$@"
 }
 
 if [ "${1:-}" = --inside ]; then
-    run_tests
+    run_tests "${@:2}"
     exit
 fi
 require_roots
@@ -94,4 +95,4 @@ if [ "$(cat "$root/.complete" 2> /dev/null)" != "$contents" ]; then
 fi
 write_emulator
 build || exit 1
-in_namespace bash scripts/test-windows.sh --inside
+in_namespace bash scripts/test-windows.sh --inside "$@"

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Everything that must hold before a change is shared: the tests in the release build and under the
-# address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, the builds
-# with clang and for 32-bit Windows, formatting, the manual, the packages. With --quick only the
-# release build and its tests, and the manual if doxygen is installed; OpenCV and Dask are not installed
-# then, and the tests that need them are skipped. The last lines name what failed or was skipped; the
-# very last one counts.
+# address and undefined-behaviour sanitizers, those of threads under the thread sanitizer, those for
+# 32-bit Windows under wine, the unit tests for 64-bit ARM in an emulator, the build with clang,
+# formatting, the manual, the packages. With --quick only the release build and its tests, and the
+# manual if doxygen is installed; OpenCV and Dask are not installed then, and the tests that need them
+# are skipped. The last lines name what failed or was skipped; the very last one counts.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 
@@ -126,7 +126,7 @@ if [ "$quick" = 1 ]; then
     manual
     build_and_test release
 else
-    bash scripts/setup.sh --tests --peers --clang --windows --manual --package || exit 1
+    bash scripts/setup.sh --tests --peers --clang --windows --arm --manual --package || exit 1
     check "formatting" formatting
     manual
     build_and_test release
@@ -134,8 +134,8 @@ else
     build_and_test tsan
     # For its warnings, which do not depend on optimisation.
     check "clang build" build clang -D VIQ_TESTS=OFF -D CMAKE_CXX_FLAGS_RELEASE=-O0
-    check "windows build" build windows
-    skipped+=("windows tests: scripts/test-windows.sh runs them under wine")
+    build_and_test windows bash scripts/test-windows.sh
+    build_and_test arm
     packages
 fi
 
