@@ -121,6 +121,7 @@ struct process_kernels {
 extern const process_kernels plain_process;
 extern const process_kernels avx2_process;
 extern const process_kernels neon_process;
+extern const process_kernels avx512_process;
 
 // The kernels of the current instruction set.
 const process_kernels &process_rows();
