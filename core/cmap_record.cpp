@@ -53,7 +53,8 @@ namespace {
 
 const colourmap_kernels &colourmap_rows() {
     constexpr kernel_sets<colourmap_kernels> sets = {&plain_colourmaps,
-                                                     VIQ_AVX2_TABLE(avx2_colourmaps)};
+                                                     VIQ_AVX2_TABLE(avx2_colourmaps), nullptr,
+                                                     VIQ_AVX512_TABLE(avx512_colourmaps)};
     return current_kernels(sets);
 }
 

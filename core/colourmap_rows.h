@@ -29,5 +29,6 @@ struct colourmap_kernels {
 
 extern const colourmap_kernels plain_colourmaps;
 extern const colourmap_kernels avx2_colourmaps;
+extern const colourmap_kernels avx512_colourmaps;
 
 } // namespace viq

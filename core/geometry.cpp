@@ -1,8 +1,6 @@
 // Line padding, strip counts and the image check that every operation runs first.
 #include "core/geometry.h"
 
-#include <bit>
-
 #include "core/image.h"
 #include "core/limits.h"
 #include "core/pixel_formats.h"
@@ -123,7 +121,8 @@ u32 check_present(u32 handle) {
 // Alignments are nearly always powers of 2, which need no division.
 u32 padding(u32 width, u32 bits_per_pixel, u32 alignment) {
     const u64 bytes = line_pixel_bytes(bits_per_pixel) * width;
-    const u64 rest = std::has_single_bit(alignment) ? bytes & (alignment - 1) : bytes % alignment;
+    const bool is_power = (alignment & (alignment - 1)) == 0;
+    const u64 rest = is_power ? bytes & (alignment - 1) : bytes % alignment;
     return rest != 0 ? static_cast<u32>(alignment - rest) : 0;
 }
 

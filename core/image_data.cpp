@@ -7,6 +7,7 @@
 #include "core/cmap_record.h"
 #include "core/geometry.h"
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 #include "core/subsystem_hooks.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr const char *allocating = "VIQ_image_malloc_a_strip";
 
+template <class Check> u32 renew(u32 handle, u32 line, Check check);
 u32 allocate_strip(tVIQ_Image &image, image_companion &own);
 u32 free_jpeg_data(u32 handle, const tVIQ_Image &image);
 bool fits(const image_companion &own, u64 size);
@@ -142,6 +144,20 @@ void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
 }
 
 u32 renew_strip(u32 handle, u32 line) {
+    return renew(handle, line,
+                 [=] { return line == 0 ? check_image(allocating, handle) : success; });
+}
+
+u32 renew_checked_strip(u32 handle) {
+    return renew(handle, 0, [=] { return check_pixel_limit(*find_image(handle)); });
+}
+
+} // namespace viq
+
+namespace {
+
+// `check` runs before memory is allocated.
+template <class Check> u32 renew(u32 handle, u32 line, Check check) {
     tVIQ_Image *image = find_image_to_change(handle);
     if (image == nullptr)
         return VIQ_image_malloc_a_strip(handle);
@@ -157,13 +173,9 @@ u32 renew_strip(u32 handle, u32 line) {
         image->bytes_per_line = line;
     if (keeps_buffer)
         return success;
-    const u32 code = line == 0 ? check_image(allocating, handle) : success;
+    const u32 code = check();
     return is_error(code) ? code : allocate_strip(*image, own);
 }
-
-} // namespace viq
-
-namespace {
 
 // Buffers are filled with zeros when they are allocated, and again when they are reused with
 // another format or stride, so that the padding never contains bytes of another picture.

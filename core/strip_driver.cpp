@@ -41,7 +41,7 @@ u32 begin_strip(const strip_call &call) {
         return report_no_data(call.worker_name);
     if (uses_buffer_of(*call.in, *call.out))
         return report_same_image(call.worker_name);
-    return renew_strip(call.out_handle);
+    return renew_checked_strip(call.out_handle);
 }
 
 u32 report_same_image(const char *function) {

@@ -184,11 +184,17 @@ void group_samples(resample_plan &plan) {
     }
 }
 
+// A plan that has been made for lines of the same lengths is used again.
 bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan) {
     const u64 step = out.width > 1 ? (u64{in.width} << fraction_bits) / out.width : 0;
-    plan.pixel_stride = bytes_per_pixel(in);
-    plan.samples = out.width * plan.pixel_stride;
-    plan.source_bytes = in.width * plan.pixel_stride;
+    const u32 stride = bytes_per_pixel(in);
+    const bool is_made = plan.pixel_stride == stride && plan.samples == out.width * stride &&
+                         plan.source_bytes == in.width * stride;
+    if (is_made)
+        return true;
+    plan.pixel_stride = stride;
+    plan.samples = out.width * stride;
+    plan.source_bytes = 0; // until the plan is complete
     plan.unblended = true;
     if (!try_resize(plan.source_offset, plan.samples) || !try_resize(plan.fraction, plan.samples))
         return false;
@@ -199,9 +205,11 @@ bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan)
         plan.fraction[n] = static_cast<u8>(position >> (fraction_bits - 8) & 255);
         plan.unblended = plan.unblended && plan.fraction[n] == 0;
     }
+    plan.source_bytes = in.width * stride;
     try {
         group_samples(plan);
     } catch (...) {
+        plan.source_bytes = 0;
         return false;
     }
     return true;
