@@ -47,7 +47,8 @@ consteval std::array<u8, format_count + 1> numbers_by_target(const converter (&f
     std::array<u8, format_count + 1> numbers = {};
     numbers.fill(count);
     for (std::size_t n = 0; n < count; ++n)
-        numbers[find_format(family[n].target) - pixel_formats] = static_cast<u8>(n);
+        numbers[row_of_format(family[n].target)] = static_cast<u8>(n);
+    numbers[format_count] = count;
     return numbers;
 }
 
