@@ -198,8 +198,8 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out);
 // Provides the output of a strip worker with a buffer for its current strip. `line` overrides the
 // stride that the image check has computed; 0: the check's.
 u32 renew_strip(u32 handle, u32 line = 0);
-// The same for an image that has passed the image check in this call. Since then only its lines per
-// strip may have changed, of which only the limit of pixels depends.
+// The same for an image that has passed the image check in this call, and of which only the lines
+// per strip have changed since. Of the check only the limit of pixels depends on them.
 u32 renew_checked_strip(u32 handle);
 
 // An image that is destroyed at the end of the scope.

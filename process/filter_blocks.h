@@ -45,6 +45,8 @@ tap_pairs pair_up(filter_lines lines, u32 pixel_stride, const small_kernel &kern
     return pairs;
 }
 
+// The sums fit 16 bits, because those of the magnitudes of the coefficients do. Without `divides`
+// the divisor is 1.
 template <class Lanes, u32 pairs, bool divides>
 void filter_pairs(const tap_pairs &taps, i32 divisor, u8 *target, u32 bytes) {
     using vector = typename Lanes::bytes;
@@ -56,7 +58,7 @@ void filter_pairs(const tap_pairs &taps, i32 divisor, u8 *target, u32 bytes) {
     vector weights[pairs];
     for (u32 n = 0; n < pairs; ++n)
         weights[n] = Lanes::splat_words(taps.weights[n]);
-    // The quotient of 1 is clamped when it is packed.
+    // Sums that are not divided are clamped when they are packed.
     const auto divided = [&](vector sum) {
         if constexpr (divides)
             return Lanes::shift_right(
