@@ -17,6 +17,7 @@ struct row_table {
 extern const row_table plain_rows;
 extern const row_table avx2_rows;
 extern const row_table neon_rows;
+extern const row_table avx512_rows; // null: the AVX2 kernel is used
 
 // RGB in one byte per component, or in the bit fields of a word.
 VIQ_FORMULA constexpr bool is_packed_rgb(u16 format) {

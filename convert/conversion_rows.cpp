@@ -5,7 +5,8 @@ namespace viq {
 
 namespace {
 
-const row_table &current_rows();
+const row_table &current_rows(); // AVX2 in the place of AVX-512
+const row_table &widest_rows();
 
 } // namespace
 
@@ -14,6 +15,9 @@ row_kernel find_row(u16 input_format, u16 output_format) {
     const u32 output = row_of_format(output_format);
     if (input == format_count || output == format_count)
         return nullptr;
+    const row_kernel widest = widest_rows().rows[input][output];
+    if (widest != nullptr)
+        return widest;
     const row_kernel kernel = current_rows().rows[input][output];
     return kernel != nullptr ? kernel : plain_rows.rows[input][output];
 }
@@ -50,6 +54,13 @@ namespace {
 const row_table &current_rows() {
     constexpr kernel_sets<row_table> sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows),
                                              VIQ_NEON_TABLE(neon_rows)};
+    return current_kernels(sets);
+}
+
+const row_table &widest_rows() {
+    constexpr kernel_sets<row_table> sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows),
+                                             VIQ_NEON_TABLE(neon_rows),
+                                             VIQ_AVX512_TABLE(avx512_rows)};
     return current_kernels(sets);
 }
 

@@ -21,13 +21,6 @@ bool lines_join(const tVIQ_Image &in, const tVIQ_Image &out);
 
 } // namespace
 
-const converter *find_converter(std::span<const converter> family, u16 target) {
-    const auto found = std::find_if(family.begin(), family.end(), [target](const converter &row) {
-        return row.target == target;
-    });
-    return found != family.end() ? &*found : nullptr;
-}
-
 verdict check_listed_format(const strip_call &call, const converter &which) {
     const char *name = which.operation.name;
     if (!contains(which.accepted, call.in->pixel_format))

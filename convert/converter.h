@@ -1,7 +1,7 @@
 // Converters: one strip operation per output format. Most of them run one row kernel on each line.
 #pragma once
 
-#include <span>
+#include <array>
 
 #include "core/format_checks.h"
 
@@ -40,8 +40,24 @@ constexpr converter make_converter(const char *name, const char *worker_name,
             .accepted = accepted};
 }
 
+// The number of the converter to each format in a table of converters, by the row of the format;
+// the table's size if it has none.
+template <std::size_t count>
+consteval std::array<u8, format_count + 1> numbers_by_target(const converter (&family)[count]) {
+    std::array<u8, format_count + 1> numbers = {};
+    numbers.fill(count);
+    for (std::size_t n = 0; n < count; ++n)
+        numbers[row_of_format(family[n].target)] = static_cast<u8>(n);
+    numbers[format_count] = count;
+    return numbers;
+}
+
 // The converter to a format in a table of converters, or null.
-const converter *find_converter(std::span<const converter> family, u16 target);
+template <const auto &family> const converter *find_converter(u16 target) {
+    constexpr std::array numbers = numbers_by_target(family);
+    const std::size_t number = numbers[row_of_format(target)];
+    return number != std::size(family) ? &family[number] : nullptr;
+}
 
 inline u32 run(const converter &which, u32 hInImage, u32 hOutImage, u16 command) {
     return run_conversion(which.operation, hInImage, hOutImage, command, which);

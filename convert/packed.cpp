@@ -119,7 +119,7 @@ constexpr converter packed_converters[] = {
 namespace viq {
 
 const converter *packed_converter(u16 target) {
-    return find_converter(packed_converters, target);
+    return find_converter<packed_converters>(target);
 }
 
 } // namespace viq

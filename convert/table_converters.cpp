@@ -69,7 +69,7 @@ namespace viq {
 constexpr converter to_paletted_by_table = make_to_paletted();
 
 const converter *yuv422_table_converter(u16 target) {
-    return find_converter(from_yuv422, target);
+    return find_converter<from_yuv422>(target);
 }
 
 } // namespace viq

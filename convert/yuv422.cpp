@@ -106,7 +106,7 @@ constexpr converter yuv422_converters[] = {
 namespace viq {
 
 const converter *yuv422_converter(u16 target) {
-    return find_converter(yuv422_converters, target);
+    return find_converter<yuv422_converters>(target);
 }
 
 verdict check_even_yuv422(const strip_call &call) {

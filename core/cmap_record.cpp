@@ -2,20 +2,15 @@
 #include "core/cmap_record.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 
+#include "core/colourmap_rows.h"
+#include "core/cpu.h"
 #include "core/image.h"
 #include "core/report.h"
 
 using namespace viq;
-
-namespace {
-
-void copy_colours(const tVIQ_Colour *in, tVIQ_Colour *out);
-
-} // namespace
 
 tVIQ_CmapInfo *VIQ_cmap_create_info(void) {
     auto *info = static_cast<tVIQ_CmapInfo *>(allocate_for_caller(sizeof(tVIQ_CmapInfo)));
@@ -49,37 +44,37 @@ u32 VIQ_cmap_copy(u32 hInImage, u32 hOutImage) {
         return success;
     if (is_frozen(*out))
         return report_unchangeable("VIQ_cmap_copy", hOutImage);
-    out->num_colours = in->num_colours;
-    if (in->colourmap != nullptr && out->colourmap != nullptr && in->colourmap != out->colourmap)
-        copy_colours(in->colourmap, out->colourmap);
-    if (in->cmap_info != nullptr) {
-        if (out->cmap_info == nullptr)
-            out->cmap_info = VIQ_cmap_create_info();
-        if (out->cmap_info == nullptr)
-            return report("VIQ_cmap_copy", VIQ_ERR_MEMORY, "Cannot create cmap info structure");
-        *out->cmap_info = *in->cmap_info;
-    }
-    return success;
+    return copy_colourmap(*in, *out);
 }
+
+namespace viq {
 
 namespace {
 
-// Copies red, green and blue but not the spare byte, in whole words: every conversion does this
-// once.
-void copy_colours(const tVIQ_Colour *in, tVIQ_Colour *out) {
-    constexpr u32 colour = std::bit_cast<u32>(tVIQ_Colour{0xFF, 0xFF, 0xFF, 0});
-    u32 from[colourmap_size];
-    u32 to[colourmap_size];
-    std::memcpy(from, in, sizeof from);
-    std::memcpy(to, out, sizeof to);
-    for (u32 i = 0; i < colourmap_size; ++i)
-        to[i] = (from[i] & colour) | (to[i] & ~colour);
-    std::memcpy(out, to, sizeof to);
+const colourmap_kernels &colourmap_rows() {
+    constexpr kernel_sets<colourmap_kernels> sets = {&plain_colourmaps,
+                                                     VIQ_AVX2_TABLE(avx2_colourmaps), nullptr,
+                                                     VIQ_AVX512_TABLE(avx512_colourmaps)};
+    return current_kernels(sets);
 }
 
 } // namespace
 
-namespace viq {
+constexpr colourmap_kernels plain_colourmaps = {copy_colours_loop};
+
+u32 copy_colourmap(const tVIQ_Image &in, tVIQ_Image &out) {
+    out.num_colours = in.num_colours;
+    if (in.colourmap != nullptr && out.colourmap != nullptr && in.colourmap != out.colourmap)
+        colourmap_rows().copy_colours(in.colourmap, out.colourmap);
+    if (in.cmap_info != nullptr) {
+        if (out.cmap_info == nullptr)
+            out.cmap_info = VIQ_cmap_create_info();
+        if (out.cmap_info == nullptr)
+            return report("VIQ_cmap_copy", VIQ_ERR_MEMORY, "Cannot create cmap info structure");
+        *out.cmap_info = *in.cmap_info;
+    }
+    return success;
+}
 
 u32 colour_count(const tVIQ_Image &image) {
     return std::min<u32>(image.num_colours, colourmap_size);

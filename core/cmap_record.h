@@ -15,4 +15,7 @@ tVIQ_Colour &colour_entry(tVIQ_Image &image, u32 index);
 
 void destroy_cmap_info(tVIQ_Image &image);
 
+// Copies the colourmap and its record from one image to another.
+u32 copy_colourmap(const tVIQ_Image &in, tVIQ_Image &out);
+
 } // namespace viq

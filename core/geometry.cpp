@@ -21,6 +21,8 @@ u32 report_corrupt(u32 detail, const char *message) {
     return report("VIQ_image_check", VIQ_ERR_CORRUPT | detail, message);
 }
 
+u32 padding(u32 width, u32 bits_per_pixel, u32 alignment);
+u32 check_present(u32 handle);
 u32 derive_line(tVIQ_Image &image);
 u32 check_format(tVIQ_Image &image);
 u32 check_content(const tVIQ_Image &image, const pixel_format &format);
@@ -29,10 +31,7 @@ u32 set_unpadded_line(tVIQ_Image &image, const pixel_format &format);
 } // namespace
 
 u32 VIQ_image_calc_skip_bytes(u32 dwWidth, u16 wBitsPerPixel, u32 dwAlignment) {
-    if (dwAlignment == 0)
-        return 0;
-    const u64 rest = line_pixel_bytes(wBitsPerPixel) * dwWidth % dwAlignment;
-    return rest != 0 ? static_cast<u32>(dwAlignment - rest) : 0;
+    return dwAlignment != 0 ? padding(dwWidth, wBitsPerPixel, dwAlignment) : 0;
 }
 
 u32 VIQ_image_calc_total_strips(u32 hImage) {
@@ -46,23 +45,13 @@ u32 VIQ_image_calc_total_strips(u32 hImage) {
 }
 
 u32 VIQ_image_check(u32 hImage) {
-    tVIQ_Image *image = find_image(hImage);
-    if (image == nullptr)
-        return VIQ_ERR_CORRUPT;
-    if (is_frozen(*image))
-        return VIQ_ERR_STATE;
-    if (image->param_18 < 2)
-        image->param_18 = 1;
-    u32 code = derive_line(*image);
-    if (!is_error(code))
-        code = check_format(*image);
-    return is_error(code) ? code : check_pixel_limit(*image);
+    return check_present(hImage);
 }
 
 namespace viq {
 
 u32 check_image(const char *function, u32 handle, const char *message) {
-    const u32 code = VIQ_image_check(handle);
+    const u32 code = check_present(handle);
     return is_error(code) && code != too_many_pixels ? report(function, code, message) : code;
 }
 
@@ -115,11 +104,32 @@ u32 check_image_with_lines(const char *function, u32 handle, const char *message
 
 namespace {
 
+u32 check_present(u32 handle) {
+    tVIQ_Image *image = find_image(handle);
+    if (image == nullptr)
+        return VIQ_ERR_CORRUPT;
+    if (is_frozen(*image))
+        return VIQ_ERR_STATE;
+    if (image->param_18 < 2)
+        image->param_18 = 1;
+    u32 code = derive_line(*image);
+    if (!is_error(code))
+        code = check_format(*image);
+    return is_error(code) ? code : check_pixel_limit(*image);
+}
+
+// Alignments are nearly always powers of 2, which need no division.
+u32 padding(u32 width, u32 bits_per_pixel, u32 alignment) {
+    const u64 bytes = line_pixel_bytes(bits_per_pixel) * width;
+    const bool is_power = (alignment & (alignment - 1)) == 0;
+    const u64 rest = is_power ? bytes & (alignment - 1) : bytes % alignment;
+    return rest != 0 ? static_cast<u32>(alignment - rest) : 0;
+}
+
 u32 derive_line(tVIQ_Image &image) {
     if (image.line_alignment == 0)
         return report_corrupt(no_alignment, "Line alignment is 0");
-    const u32 skip =
-        VIQ_image_calc_skip_bytes(image.width, image.bits_per_pixel, image.line_alignment);
+    const u32 skip = padding(image.width, image.bits_per_pixel, image.line_alignment);
     const u64 line = skip + line_pixel_bytes(image.bits_per_pixel) * image.width;
     if (line > UINT32_MAX)
         return report_corrupt(line_too_long, "Line too long");

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <utility>
 
-#include "core/address_map.h"
 #include "core/aligned_memory.h"
 #include "core/cmap_record.h"
 #include "core/context.h"
@@ -22,10 +21,9 @@ namespace {
 
 constexpr u32 colourmap_bytes = colourmap_size * sizeof(tVIQ_Colour);
 
-// Shared by all contexts. A handle is looked up without the lock, everything else takes it.
-struct image_table {
+// Shared by all contexts, besides the slots.
+struct handle_table {
     constant_mutex lock;
-    std::atomic<tVIQ_Image *> slots[handle_slots] = {};
     u32 first_candidate = 1;         // no slot below it is free
     std::atomic<u32> slots_used = 1; // no slot from here on has ever held an image
 };
@@ -40,8 +38,7 @@ struct start_state {
     bool started = false;      // so have the tables of the subsystems
 };
 
-constinit image_table images;
-constinit address_map<image_companion> image_companions;
+constinit handle_table handles;
 constinit address_map<library_colourmap> colourmaps;
 constinit constant_mutex unused_colourmaps; // held while maps are looked for that no image uses
 VIQ_PER_CONTEXT(start_state, start);
@@ -96,7 +93,7 @@ u32 VIQ_image_create(void) {
     const bool no_memory = image->colourmap == nullptr;
     u32 handle = 0;
     if (!no_memory) {
-        const shared_lock guard(images.lock);
+        const shared_lock guard(handles.lock);
         handle = free_slot();
         if (handle != 0)
             set_slot(handle, image);
@@ -144,16 +141,8 @@ u32 VIQ_image_destroy(u32 hImage) {
 
 namespace viq {
 
-tVIQ_Image *find_image(u32 handle) {
-    return handle < handle_slots ? images.slots[handle].load(std::memory_order_acquire) : nullptr;
-}
-
-image_companion &companion(const tVIQ_Image &image) {
-    image_companion *own = find_value(image_companions, &image);
-    if (own == nullptr) // images without one are never entered
-        std::abort();
-    return *own;
-}
+constinit std::atomic<tVIQ_Image *> image_slots[handle_slots] = {};
+constinit address_map<image_companion> image_companions;
 
 void update_seen(const tVIQ_Image &image) {
     store_seen(image, companion(image));
@@ -205,15 +194,6 @@ u32 report_bad_handle(const char *function) {
     return report(function, VIQ_ERR_HANDLE, "");
 }
 
-bool is_frozen(const tVIQ_Image &image) {
-    return called_by_handler() && companion(image).entered_in_report != running_report();
-}
-
-tVIQ_Image *find_image_to_change(u32 handle) {
-    tVIQ_Image *image = find_image(handle);
-    return image != nullptr && is_frozen(*image) ? nullptr : image;
-}
-
 u32 report_unchangeable(const char *function, u32 handle) {
     if (find_image(handle) == nullptr)
         return report_bad_handle(function);
@@ -229,7 +209,7 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
     tVIQ_Image *old = nullptr;
     bool still_set = false;
     {
-        const shared_lock guard(images.lock);
+        const shared_lock guard(handles.lock);
         old = find_image(handle);
         set_slot(handle, image);
         still_set = in_a_slot(old);
@@ -261,26 +241,17 @@ void set_colourmap(tVIQ_Image &image, tVIQ_Colour *map) {
 }
 
 u32 handles_in_use() {
-    return images.slots_used.load(std::memory_order_acquire);
-}
-
-bool owns_data(const tVIQ_Image &image) {
-    return image.data != nullptr && image.data == companion(image).buffer;
-}
-
-bool holds_wavelet_record(const tVIQ_Image &image) {
-    return image.data != nullptr && image.data == companion(image).wavelet;
-}
-
-bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other) {
-    return image.data != nullptr && image.data == companion(other).buffer;
+    return handles.slots_used.load(std::memory_order_acquire);
 }
 
 bool has_lines(const tVIQ_Image &image, u64 lines) {
     const u64 size = lines * image.bytes_per_line;
-    if (image.data == nullptr || holds_wavelet_record(image) || size > PTRDIFF_MAX)
+    if (image.data == nullptr)
         return false;
-    return !owns_data(image) || size <= companion(image).buffer_size;
+    const image_companion &own = companion(image);
+    if (holds_wavelet_record(image, own) || size > PTRDIFF_MAX)
+        return false;
+    return !owns_data(image, own) || size <= own.buffer_size;
 }
 
 bool has_pixels(const tVIQ_Image &image, u64 lines) {
@@ -296,8 +267,7 @@ void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buf
         lock.locked = callers_buffer;
 }
 
-void note_lock(tVIQ_Image &image) {
-    image_companion &own = companion(image);
+void note_lock(tVIQ_Image &image, image_companion &own) {
     const bool callers = image.data != own.buffer && image.data != own.wavelet;
     note_lock(own.lock, image, callers ? image.data : nullptr);
     store_seen(image, own);
@@ -320,10 +290,10 @@ void exempt_from_lock(tVIQ_Image &image) {
         hooks.jpeg_exempt_from_lock(image);
 }
 
-bool holds_locked_buffer(tVIQ_Image &image) {
-    note_lock(image);
+bool holds_locked_buffer(tVIQ_Image &image, image_companion &own) {
+    note_lock(image, own);
     return (image.flags & VIQ_FLAG_LOCKED) != 0 && image.data != nullptr &&
-           image.data == companion(image).lock.locked;
+           image.data == own.lock.locked;
 }
 
 void free_buffer(image_companion &own) {
@@ -425,21 +395,21 @@ bool enter_companion(tVIQ_Image &image) {
 // The functions below require the lock of the table.
 
 u32 free_slot() {
-    for (u32 handle = images.first_candidate; handle <= last_handle; ++handle)
+    for (u32 handle = handles.first_candidate; handle <= last_handle; ++handle)
         if (find_image(handle) == nullptr) {
-            images.first_candidate = handle;
+            handles.first_candidate = handle;
             return handle;
         }
-    images.first_candidate = last_handle + 1;
+    handles.first_candidate = last_handle + 1;
     return 0;
 }
 
 void set_slot(u32 handle, tVIQ_Image *image) {
-    images.slots[handle].store(image, std::memory_order_release);
+    image_slots[handle].store(image, std::memory_order_release);
     if (handle >= handles_in_use())
-        images.slots_used.store(handle + 1, std::memory_order_release);
-    if (image == nullptr && handle < images.first_candidate)
-        images.first_candidate = handle;
+        handles.slots_used.store(handle + 1, std::memory_order_release);
+    if (image == nullptr && handle < handles.first_candidate)
+        handles.first_candidate = handle;
 }
 
 bool in_a_slot(const tVIQ_Image *image) {
@@ -452,7 +422,7 @@ bool in_a_slot(const tVIQ_Image *image) {
 // Removes the image from all handles that refer to it, so that no other thread can destroy it too.
 // Null if there is no image or, `busy`, a call of another context is using it.
 tVIQ_Image *take_from_slots(u32 handle, bool &busy) {
-    const shared_lock guard(images.lock);
+    const shared_lock guard(handles.lock);
     tVIQ_Image *image = find_image(handle);
     if (image == nullptr)
         return nullptr;
@@ -508,7 +478,7 @@ void destroy_object(tVIQ_Image *image) {
 
 // An object that no handle refers to because a caller has replaced it, or null.
 tVIQ_Image *find_orphan() {
-    const shared_lock guard(images.lock);
+    const shared_lock guard(handles.lock);
     tVIQ_Image *orphan = nullptr;
     visit_objects([&](tVIQ_Image &image, const image_companion &own) {
         if (own.orphaned)

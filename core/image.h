@@ -2,9 +2,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstdlib>
 
+#include "core/address_map.h"
 #include "core/context.h"
 #include "core/file_reading.h"
+#include "core/report.h"
 #include "core/types.h"
 
 namespace viq {
@@ -51,16 +54,35 @@ struct image_companion {
 constexpr u32 handle_slots = 65537;
 constexpr u32 last_handle = 65535;
 
+// The images by handle and their companions, which all contexts share. They are looked up without a
+// lock and changed under one.
+extern constinit std::atomic<tVIQ_Image *> image_slots[handle_slots];
+extern constinit address_map<image_companion> image_companions;
+
 // Null if the handle is 0, was never issued or names a destroyed image.
-tVIQ_Image *find_image(u32 handle);
+inline tVIQ_Image *find_image(u32 handle) {
+    return handle < handle_slots ? image_slots[handle].load(std::memory_order_acquire) : nullptr;
+}
+
+inline image_companion &companion(const tVIQ_Image &image) {
+    image_companion *own = find_value(image_companions, &image);
+    if (own == nullptr) [[unlikely]] // images without one are never entered
+        std::abort();
+    return *own;
+}
 
 // The call that reports an error still needs its images while the error handler runs. An image that
 // the handler has not created itself, during this report, can then be read, but not changed or
 // destroyed.
-bool is_frozen(const tVIQ_Image &image);
+inline bool is_frozen(const tVIQ_Image &image) {
+    return called_by_handler() && companion(image).entered_in_report != running_report();
+}
 
 // Null if there is no such image or it is frozen.
-tVIQ_Image *find_image_to_change(u32 handle);
+inline tVIQ_Image *find_image_to_change(u32 handle) {
+    tVIQ_Image *image = find_image(handle);
+    return image != nullptr && is_frozen(*image) ? nullptr : image;
+}
 
 // One more than the highest handle that has been issued.
 u32 handles_in_use();
@@ -70,8 +92,6 @@ template <class Visit> void for_every_image(Visit visit) {
         if (tVIQ_Image *image = find_image(handle))
             visit(*image);
 }
-
-image_companion &companion(const tVIQ_Image &image);
 
 // Updates what the search for shared memory sees of the image.
 void update_seen(const tVIQ_Image &image);
@@ -115,14 +135,28 @@ u32 report_used_elsewhere(const char *function);
 // Reports why find_image_to_change returned null.
 u32 report_unchangeable(const char *function, u32 handle);
 
+// The functions below that take the companion as well save the search for it.
+
 // The data is a buffer that the library allocated, not one that a caller has set.
-bool owns_data(const tVIQ_Image &image);
+inline bool owns_data(const tVIQ_Image &image, const image_companion &own) {
+    return image.data != nullptr && image.data == own.buffer;
+}
+inline bool owns_data(const tVIQ_Image &image) {
+    return owns_data(image, companion(image));
+}
 
 // The data is the record of a wavelet image, not pixels.
-bool holds_wavelet_record(const tVIQ_Image &image);
+inline bool holds_wavelet_record(const tVIQ_Image &image, const image_companion &own) {
+    return image.data != nullptr && image.data == own.wavelet;
+}
+inline bool holds_wavelet_record(const tVIQ_Image &image) {
+    return holds_wavelet_record(image, companion(image));
+}
 
 // The image's data is the buffer that the library holds for another image.
-bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other);
+inline bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other) {
+    return image.data != nullptr && image.data == companion(other).buffer;
+}
 
 // The image has data for this number of lines. The size of a caller's buffer is unknown and is
 // trusted.
@@ -134,7 +168,10 @@ bool has_pixels(const tVIQ_Image &image, u64 lines);
 
 // Records the lock of a caller's buffer, which the library then never frees. Callers may set the
 // flag in the image object directly, so this is called wherever a lock matters.
-void note_lock(tVIQ_Image &image);
+void note_lock(tVIQ_Image &image, image_companion &own);
+inline void note_lock(tVIQ_Image &image) {
+    note_lock(image, companion(image));
+}
 
 // The caller has set VIQ_FLAG_LOCKED: it applies to the image's buffers even if it was copied
 // before.
@@ -144,7 +181,10 @@ void lock_by_caller(tVIQ_Image &image);
 void exempt_from_lock(tVIQ_Image &image);
 
 // The data is a caller's locked buffer and the flag is still set: the buffer stays in use.
-bool holds_locked_buffer(tVIQ_Image &image);
+bool holds_locked_buffer(tVIQ_Image &image, image_companion &own);
+inline bool holds_locked_buffer(tVIQ_Image &image) {
+    return holds_locked_buffer(image, companion(image));
+}
 
 // Frees the strip buffer that the library allocated.
 void free_buffer(image_companion &own);
@@ -158,6 +198,9 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out);
 // Provides the output of a strip worker with a buffer for its current strip. `line` overrides the
 // stride that the image check has computed; 0: the check's.
 u32 renew_strip(u32 handle, u32 line = 0);
+// The same for an image that has passed the image check in this call, and of which only the lines
+// per strip have changed since. Of the check only the limit of pixels depends on them.
+u32 renew_checked_strip(u32 handle);
 
 // An image that is destroyed at the end of the scope.
 struct scoped_image {

@@ -4,8 +4,10 @@
 #include <cstring>
 
 #include "core/aligned_memory.h"
+#include "core/cmap_record.h"
 #include "core/geometry.h"
 #include "core/image.h"
+#include "core/limits.h"
 #include "core/report.h"
 #include "core/strip_driver.h"
 #include "core/subsystem_hooks.h"
@@ -14,23 +16,25 @@ using namespace viq;
 
 namespace {
 
-u32 allocate_strip(tVIQ_Image &image);
+constexpr const char *allocating = "VIQ_image_malloc_a_strip";
+
+template <class Check> u32 renew(u32 handle, u32 line, Check check);
+u32 allocate_strip(tVIQ_Image &image, image_companion &own);
 u32 free_jpeg_data(u32 handle, const tVIQ_Image &image);
 bool fits(const image_companion &own, u64 size);
 u32 copy_strip(const tVIQ_Image &in, u32 hOutImage);
 u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *out);
-u32 copy_parameters(const char *function, u32 hInImage, u32 hOutImage);
+u32 copy_raw_parameters(const char *function, u32 hInImage, u32 hOutImage);
 bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out);
 
 } // namespace
 
 u32 VIQ_image_malloc_a_strip(u32 hImage) {
-    constexpr const char *name = "VIQ_image_malloc_a_strip";
     tVIQ_Image *image = find_image(hImage);
     if (image != nullptr && !is_frozen(*image) && holds_locked_buffer(*image))
         return success;
-    const u32 code = check_image(name, hImage);
-    return is_error(code) ? code : allocate_strip(*image);
+    const u32 code = check_image(allocating, hImage);
+    return is_error(code) ? code : allocate_strip(*image, companion(*image));
 }
 
 void *VIQ_malloc_N_lines(u32 hImage, u32 dwLines) {
@@ -51,16 +55,11 @@ u32 VIQ_image_free_data(u32 hImage) {
 }
 
 u32 VIQ_image_copy_parameters(u32 hInImage, u32 hOutImage) {
-    const u32 code = copy_parameters("VIQ_image_copy_parameters", hInImage, hOutImage);
-    if (is_error(code) || hInImage == hOutImage)
-        return code;
-    if (find_image(hInImage)->jpeg != nullptr && find_image(hOutImage)->jpeg != nullptr)
-        return hooks.jpeg_copy_parameters(hInImage, hOutImage);
-    return success;
+    return copy_parameters(hInImage, hOutImage);
 }
 
 u32 VIQ_image_copy_parameters_raw(u32 hInImage, u32 hOutImage) {
-    return copy_parameters("VIQ_image_copy_parameters_raw", hInImage, hOutImage);
+    return copy_raw_parameters("VIQ_image_copy_parameters_raw", hInImage, hOutImage);
 }
 
 u32 VIQ_image_copy(u32 hInImage, u32 hOutImage) {
@@ -71,7 +70,7 @@ u32 VIQ_image_copy(u32 hInImage, u32 hOutImage) {
     u32 code = check_image_with_lines(name, hInImage);
     if (is_error(code))
         return code;
-    code = VIQ_image_copy_parameters(hInImage, hOutImage);
+    code = copy_parameters(hInImage, hOutImage);
     if (is_error(code) || in->lines_per_strip == 0)
         return code;
     code = check_image(name, hOutImage);
@@ -109,10 +108,20 @@ u32 VIQ_image_move(u32 hInImage, u32 hOutImage) {
 
 namespace viq {
 
+u32 copy_parameters(u32 hInImage, u32 hOutImage) {
+    const u32 code = copy_raw_parameters("VIQ_image_copy_parameters", hInImage, hOutImage);
+    if (is_error(code) || hInImage == hOutImage)
+        return code;
+    if (find_image(hInImage)->jpeg != nullptr && find_image(hOutImage)->jpeg != nullptr)
+        return hooks.jpeg_copy_parameters(hInImage, hOutImage);
+    return success;
+}
+
 void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
-    note_lock(out);
-    const bool stays_locked = (out.data != nullptr && out.data == companion(out).lock.locked) ||
-                              hooks.jpeg_holds_locked_data(out);
+    image_companion &own = companion(out);
+    note_lock(out, own);
+    const bool stays_locked = (out.data != nullptr && out.data == own.lock.locked) ||
+                              (out.jpeg != nullptr && hooks.jpeg_holds_locked_data(out));
     if ((in.flags & VIQ_FLAG_LOCKED) != 0)
         exempt_from_lock(out);
     out.pixel_format = in.pixel_format;
@@ -135,45 +144,58 @@ void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
 }
 
 u32 renew_strip(u32 handle, u32 line) {
-    tVIQ_Image *image = find_image_to_change(handle);
-    if (image == nullptr)
-        return VIQ_image_malloc_a_strip(handle);
-    const bool keeps_buffer = holds_locked_buffer(*image);
-    if (!keeps_buffer && !owns_data(*image)) {
-        free_strip(*image);
-        const u32 code = free_jpeg_data(handle, *image);
-        if (is_error(code))
-            return code;
-    }
-    if (line == 0)
-        return VIQ_image_malloc_a_strip(handle);
-    image->bytes_per_line = line;
-    return keeps_buffer ? success : allocate_strip(*image);
+    return renew(handle, line,
+                 [=] { return line == 0 ? check_image(allocating, handle) : success; });
+}
+
+u32 renew_checked_strip(u32 handle) {
+    return renew(handle, 0, [=] { return check_pixel_limit(*find_image(handle)); });
 }
 
 } // namespace viq
 
 namespace {
 
+// `check` runs before memory is allocated.
+template <class Check> u32 renew(u32 handle, u32 line, Check check) {
+    tVIQ_Image *image = find_image_to_change(handle);
+    if (image == nullptr)
+        return VIQ_image_malloc_a_strip(handle);
+    image_companion &own = companion(*image);
+    const bool keeps_buffer = holds_locked_buffer(*image, own);
+    if (!keeps_buffer && !owns_data(*image, own)) {
+        free_strip(*image);
+        const u32 code = free_jpeg_data(handle, *image);
+        if (is_error(code))
+            return code;
+    }
+    if (line != 0)
+        image->bytes_per_line = line;
+    if (keeps_buffer)
+        return success;
+    const u32 code = check();
+    return is_error(code) ? code : allocate_strip(*image, own);
+}
+
 // Buffers are filled with zeros when they are allocated, and again when they are reused with
 // another format or stride, so that the padding never contains bytes of another picture.
-u32 allocate_strip(tVIQ_Image &image) {
-    image_companion &own = companion(image);
+u32 allocate_strip(tVIQ_Image &image, image_companion &own) {
     const u64 size = strip_size(image, image.lines_per_strip);
     const bool same_lines =
         own.buffer_format == image.pixel_format && own.buffer_line == image.bytes_per_line;
-    if (owns_data(image) && fits(own, size)) {
+    const bool owned = owns_data(image, own);
+    if (owned && fits(own, size)) {
         if (!same_lines)
             std::memset(own.buffer, 0, static_cast<std::size_t>(size));
     } else {
-        if (owns_data(image))
+        if (owned)
             image.data = nullptr;
         free_buffer(own);
         aligned_memory memory = {};
         if (size < SIZE_MAX / 2)
             memory = allocate_aligned(static_cast<std::size_t>(size));
         if (memory.allocation == nullptr)
-            return report_no_memory("VIQ_image_malloc_a_strip", size);
+            return report_no_memory(allocating, size);
         own.buffer_allocation = memory.allocation;
         own.buffer = static_cast<u8 *>(memory.start);
         own.buffer_size = size;
@@ -206,14 +228,14 @@ u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *ou
     return success;
 }
 
-u32 copy_parameters(const char *function, u32 hInImage, u32 hOutImage) {
+u32 copy_raw_parameters(const char *function, u32 hInImage, u32 hOutImage) {
     const tVIQ_Image *in = find_image(hInImage);
     tVIQ_Image *out = find_image(hOutImage);
     const u32 code = demand_pair(function, in, out);
     if (is_error(code) || in == out)
         return code;
     copy_fields(*in, *out);
-    return VIQ_cmap_copy(hInImage, hOutImage);
+    return copy_colourmap(*in, *out);
 }
 
 bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out) {

@@ -13,7 +13,6 @@ using namespace viq;
 namespace {
 
 VIQ_PER_CONTEXT(limit_values, limits);
-constinit std::atomic<bool> limits_set = false; // in any context, at any time
 
 bool is_limit(u32 number) {
     return number >= VIQ_LIMIT_PIXELS && number <= VIQ_LIMIT_RATIO;
@@ -52,6 +51,8 @@ u32 VIQ_get_limit(u32 dwLimit, u64 *pqwValue) {
 
 namespace viq {
 
+constinit std::atomic<bool> limits_set = false;
+
 limit_values current_limits() {
     return *limits;
 }
@@ -70,7 +71,7 @@ const char *memory_refusal(u64 size, u64 held) {
     return nullptr;
 }
 
-u32 check_pixel_limit(const tVIQ_Image &image) {
+u32 check_set_pixel_limit(const tVIQ_Image &image) {
     const u64 most = limit_of(VIQ_LIMIT_PIXELS);
     if (most == 0 || pixels_of(image) <= most)
         return success;

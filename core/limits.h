@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdio>
 
 #include "core/types.h"
@@ -19,8 +20,13 @@ void take_limits(const limit_values &from);
 // null: none.
 const char *memory_refusal(u64 size, u64 held);
 
+extern constinit std::atomic<bool> limits_set; // in any context, at any time
+
 // Part of the image check: an error with its own message, which no other report follows.
-u32 check_pixel_limit(const tVIQ_Image &image);
+u32 check_set_pixel_limit(const tVIQ_Image &image);
+inline u32 check_pixel_limit(const tVIQ_Image &image) {
+    return limits_set.load(std::memory_order_relaxed) ? check_set_pixel_limit(image) : success;
+}
 constexpr u32 too_many_pixels = VIQ_ERR_CORRUPT | 0x13;
 
 // For a file that has been opened for reading; null is permitted.

@@ -4,6 +4,7 @@
 
 #include "core/cmap_record.h"
 #include "core/image.h"
+#include "core/image_data.h"
 #include "core/pixel_formats.h"
 #include "core/report.h"
 #include "core/subsystem_hooks.h"
@@ -15,7 +16,6 @@ namespace {
 constexpr u32 name_size = sizeof(tVIQ_Image::infilename);
 constexpr u32 identification_size = 32;
 
-u32 set_pixel_format(tVIQ_Image &image, u32 format);
 u32 components_of(const tVIQ_Image &image);
 
 // Calls `visit` with the field of a parameter; false if the parameter is not a field.
@@ -287,9 +287,8 @@ u16 VIQ_get_depth(u32 hImage) {
     return field_or_zero(hImage, &tVIQ_Image::bits_per_pixel);
 }
 
-namespace {
+namespace viq {
 
-// An unknown code is stored as well, so that the image check reports it again.
 u32 set_pixel_format(tVIQ_Image &image, u32 format) {
     image.pixel_format = static_cast<u16>(format);
     if (format == 0) {
@@ -307,6 +306,10 @@ u32 set_pixel_format(tVIQ_Image &image, u32 format) {
     image.flags &= ~static_cast<u32>(VIQ_FLAG_DIB);
     return success;
 }
+
+} // namespace viq
+
+namespace {
 
 u32 components_of(const tVIQ_Image &image) {
     const pixel_format *row = find_format(image.pixel_format);

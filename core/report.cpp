@@ -31,6 +31,7 @@ constinit thread_local bool in_handler = false;
 struct report_scope {
     error_state &state;
     explicit report_scope(error_state &of_context) : state(of_context) {
+        ++handlers_running;
         state.current_report = ++reports_made;
         in_handler = true;
     }
@@ -39,6 +40,7 @@ struct report_scope {
     ~report_scope() {
         state.current_report = 0;
         in_handler = false;
+        --handlers_running;
     }
 };
 
@@ -121,6 +123,8 @@ const char *VIQ_error_name(u32 dwCode) {
 }
 
 namespace viq {
+
+constinit std::atomic<u32> handlers_running = 0;
 
 // Where a limit has refused the memory, the report names it.
 u32 report(const char *function, u32 code, const char *message) {

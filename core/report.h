@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 
 #include "core/types.h"
 
@@ -23,10 +24,13 @@ u32 report(const char *function, u32 code, const char *message);
 // The number of the report whose handler is running; 0: none. Every report has another number.
 u64 running_report();
 
+// The reports of all contexts whose handlers are running: nearly always none.
+extern constinit std::atomic<u32> handlers_running;
+
 // Operations on pixels and changes of shared tables return VIQ_ERR_STATE to a handler, because the
 // call that reported may be in the middle of one.
 inline bool called_by_handler() {
-    return running_report() != 0;
+    return handlers_running.load(std::memory_order_relaxed) != 0 && running_report() != 0;
 }
 
 // The calling thread runs a handler, not another thread of the same context.

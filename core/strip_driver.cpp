@@ -3,6 +3,7 @@
 
 #include "core/geometry.h"
 #include "core/image.h"
+#include "core/image_data.h"
 #include "core/report.h"
 
 namespace viq {
@@ -40,7 +41,7 @@ u32 begin_strip(const strip_call &call) {
         return report_no_data(call.worker_name);
     if (uses_buffer_of(*call.in, *call.out))
         return report_same_image(call.worker_name);
-    return renew_strip(call.out_handle);
+    return renew_checked_strip(call.out_handle);
 }
 
 u32 report_same_image(const char *function) {
@@ -73,9 +74,9 @@ strip_call make_call(const char *name, const char *worker_name, const sequence_p
 }
 
 u32 apply_shape(const strip_call &call, const output_shape &shape) {
-    u32 code = VIQ_image_copy_parameters(call.in_handle, call.out_handle);
+    u32 code = copy_parameters(call.in_handle, call.out_handle);
     if (!is_error(code))
-        code = VIQ_image_set_parameter(call.out_handle, VIQ_IMAGE_TYPE, shape.format);
+        code = set_pixel_format(*call.out, shape.format);
     if (is_error(code))
         return code;
     call.out->width = shape.width;

@@ -190,7 +190,7 @@ output_shape same_shape(const strip_call &call);
 void use_whole_picture(const strip_call &call);
 
 // First step of a strip worker: checks that the input's lines are present and allocates the
-// output's.
+// output's. A worker changes nothing of the output before it but the lines per strip.
 u32 begin_strip(const strip_call &call);
 
 // Most operations do not work in place.

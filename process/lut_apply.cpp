@@ -58,8 +58,10 @@ verdict check_lut_input(const strip_call &call, const lookup_table &lut) {
 }
 
 void complete_table(const vector<u8> &entries, u8 (&table)[256]) {
-    for (u32 i = 0; i < 256; ++i)
-        table[i] = i < entries.size() ? entries[i] : static_cast<u8>(i);
+    const std::size_t count = std::min(entries.size(), sizeof table);
+    std::copy_n(entries.begin(), count, table);
+    for (std::size_t i = count; i < sizeof table; ++i)
+        table[i] = static_cast<u8>(i);
 }
 
 void complete_tables(const lookup_table &lut, byte_tables &tables) {

@@ -352,6 +352,7 @@ VIQ_FORMULA constexpr process_kernels loop_kernels() {
         .transpose = {nullptr, transpose_loop<1>, transpose_loop<2>, transpose_loop<3>,
                       transpose_loop<4>},
         .resample = resample_loop,
+        .has_wide_groups = false,
         .blend = blend_loop,
         .threshold = threshold_loop,
         .filter_small = filter_small_loop,

@@ -8,7 +8,8 @@ constexpr process_kernels plain_process = loop_kernels();
 
 const process_kernels &process_rows() {
     constexpr kernel_sets<process_kernels> sets = {&plain_process, VIQ_AVX2_TABLE(avx2_process),
-                                                   VIQ_NEON_TABLE(neon_process)};
+                                                   VIQ_NEON_TABLE(neon_process),
+                                                   VIQ_AVX512_TABLE(avx512_process)};
     return current_kernels(sets);
 }
 

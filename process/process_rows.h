@@ -12,10 +12,26 @@ namespace viq {
 // Up to 8 consecutive target samples whose source samples lie within 16 bytes, for the vector
 // kernels.
 struct resample_group {
+    static constexpr u32 most_samples = 8;
+    static constexpr u32 source_span = 16;
+    static constexpr u32 sample_byte = 0; // of a 16-bit unit
+
+    u8 shuffle[16]; // shuffle control: one 16-bit unit per sample, 0x80 gives 0
+    u16 fraction[8];
     u32 first;       // first target sample
     u32 source_base; // offset of the 16 source bytes
-    u8 shuffle[16];  // shuffle control: one 16-bit unit per sample, 0x80 gives 0
-    u16 fraction[8];
+};
+
+// The same for registers of 64 bytes. The sample is the upper byte of its unit.
+struct alignas(64) wide_resample_group {
+    static constexpr u32 most_samples = 32;
+    static constexpr u32 source_span = 64;
+    static constexpr u32 sample_byte = 1;
+
+    u8 shuffle[64];
+    u16 fraction[32];
+    u32 first;
+    u32 source_base;
 };
 
 // How a target line is resampled: target sample n blends source[source_offset[n]] with the sample
@@ -27,11 +43,15 @@ struct resample_plan {
     bool unblended = false;    // all fractions are 0
     vector<u32> source_offset; // by sample
     vector<u8> fraction;
-    vector<resample_group> groups; // an even number; each writes 8 samples, used or not
-    u32 grouped_samples = 0;       // the remaining samples are resampled one by one
+    // One of them, for the kernels that the plan was made for: an even number of groups, each of
+    // which writes all its samples, used or not.
+    vector<resample_group> groups;
+    vector<wide_resample_group> wide_groups;
+    bool for_wide_groups = false;
+    u32 grouped_samples = 0; // the remaining samples are resampled one by one
 };
 
-constexpr u32 resample_padding = 8; // bytes that a target line needs after its samples
+constexpr u32 resample_padding = 32; // bytes that a target line needs after its samples
 
 // A 3 x 3 kernel that fits 16-bit arithmetic.
 struct small_kernel {
@@ -74,6 +94,7 @@ struct process_kernels {
     // target[column][row] = source[row][column]
     void (*transpose[pixel_sizes])(matrix source, target_matrix target, u32 rows, u32 columns);
     void (*resample)(const u8 *source, u8 *target, const resample_plan &plan);
+    bool has_wide_groups; // `resample` takes them
     // ((256 - fraction) * a >> 8) + (fraction * b >> 8)
     void (*blend)(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction);
 
@@ -121,6 +142,7 @@ struct process_kernels {
 extern const process_kernels plain_process;
 extern const process_kernels avx2_process;
 extern const process_kernels neon_process;
+extern const process_kernels avx512_process;
 
 // The kernels of the current instruction set.
 const process_kernels &process_rows();

@@ -1,6 +1,7 @@
 // Bilinear scaling: lines are resampled horizontally, then pairs of them are blended vertically.
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "core/format_checks.h"
 #include "core/lines.h"
@@ -148,47 +149,66 @@ bool start_scaling(const tVIQ_Image &in, const tVIQ_Image &out, scaling &state) 
     return make_plan(in, out, state.plan);
 }
 
-// Each group takes the next samples, at most 8, whose source samples lie within 16 bytes. Samples
-// for which the kernels would read beyond the end of the source are not grouped.
-void group_samples(resample_plan &plan) {
-    plan.groups.clear();
-    plan.grouped_samples = 0;
-    while (plan.grouped_samples < plan.samples) {
-        resample_group group = {plan.grouped_samples, UINT32_MAX, {}, {}};
+// Each group takes as many of the next samples as its source bytes and its registers hold. The
+// source bytes and those of the next pixels lie within the line; samples of the last pixel, which
+// has no next one, are not grouped.
+template <class Group> void group_samples(resample_plan &plan, vector<Group> &groups) {
+    constexpr u32 span = Group::source_span;
+    const u32 blended_bytes = plan.source_bytes - plan.pixel_stride;
+    u32 &grouped = plan.grouped_samples;
+    grouped = 0;
+    while (grouped < plan.samples && blended_bytes >= span) {
+        Group group = {};
+        u32 lowest = UINT32_MAX;
         u32 highest = 0;
         u32 count = 0;
-        for (; count < 8 && plan.grouped_samples + count < plan.samples; ++count) {
-            const u32 offset = plan.source_offset[plan.grouped_samples + count];
-            const u32 base = std::min(group.source_base, offset);
-            if (std::max(highest, offset) - base > 15)
+        for (; count < Group::most_samples && grouped + count < plan.samples; ++count) {
+            const u32 offset = plan.source_offset[grouped + count];
+            if (offset >= blended_bytes ||
+                std::max(highest, offset) - std::min(lowest, offset) >= span)
                 break;
-            group.source_base = base;
+            lowest = std::min(lowest, offset);
             highest = std::max(highest, offset);
         }
-        if (u64{group.source_base} + plan.pixel_stride + 16 > plan.source_bytes)
+        if (count == 0)
             break;
-        for (u32 n = 0; n < 8; ++n) {
-            const bool used = n < count;
-            const u32 sample = plan.grouped_samples + n;
-            group.shuffle[2 * n] =
-                static_cast<u8>(used ? plan.source_offset[sample] - group.source_base : 0x80);
-            group.shuffle[2 * n + 1] = 0x80;
-            group.fraction[n] = used ? plan.fraction[sample] : u16{0};
+        group.first = grouped;
+        group.source_base = std::min(lowest, blended_bytes - span);
+        std::fill(std::begin(group.shuffle), std::end(group.shuffle), u8{0x80});
+        for (u32 n = 0; n < count; ++n) {
+            group.shuffle[2 * n + Group::sample_byte] =
+                static_cast<u8>(plan.source_offset[grouped + n] - group.source_base);
+            group.fraction[n] = plan.fraction[grouped + n];
         }
-        plan.groups.push_back(group);
-        plan.grouped_samples += count;
+        groups.push_back(group);
+        grouped += count;
     }
-    if (plan.groups.size() % 2 != 0) {
-        plan.grouped_samples = plan.groups.back().first;
-        plan.groups.pop_back();
-    }
+    if (groups.size() % 2 != 0)
+        groups.push_back(Group(groups.back()));
 }
 
+void group_samples(resample_plan &plan) {
+    plan.groups.clear();
+    plan.wide_groups.clear();
+    if (plan.for_wide_groups)
+        group_samples(plan, plan.wide_groups);
+    if (plan.wide_groups.empty())
+        group_samples(plan, plan.groups);
+}
+
+// A plan that has been made for lines of the same lengths is used again.
 bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan) {
     const u64 step = out.width > 1 ? (u64{in.width} << fraction_bits) / out.width : 0;
-    plan.pixel_stride = bytes_per_pixel(in);
-    plan.samples = out.width * plan.pixel_stride;
-    plan.source_bytes = in.width * plan.pixel_stride;
+    const u32 stride = bytes_per_pixel(in);
+    const bool wide = process_rows().has_wide_groups;
+    const bool is_made = plan.pixel_stride == stride && plan.samples == out.width * stride &&
+                         plan.source_bytes == in.width * stride && plan.for_wide_groups == wide;
+    if (is_made)
+        return true;
+    plan.pixel_stride = stride;
+    plan.samples = out.width * stride;
+    plan.source_bytes = 0; // until the plan is complete
+    plan.for_wide_groups = wide;
     plan.unblended = true;
     if (!try_resize(plan.source_offset, plan.samples) || !try_resize(plan.fraction, plan.samples))
         return false;
@@ -199,9 +219,11 @@ bool make_plan(const tVIQ_Image &in, const tVIQ_Image &out, resample_plan &plan)
         plan.fraction[n] = static_cast<u8>(position >> (fraction_bits - 8) & 255);
         plan.unblended = plan.unblended && plan.fraction[n] == 0;
     }
+    plan.source_bytes = in.width * stride;
     try {
         group_samples(plan);
     } catch (...) {
+        plan.source_bytes = 0;
         return false;
     }
     return true;

@@ -138,6 +138,20 @@ TEST(Colourmap, RecordBelongsToItsImage) {
 class Palettes : public every_set {};
 WITH_EVERY_SET(Palettes);
 
+TEST_P(Palettes, CopyingKeepsTheSpareBytes) {
+    const picture in(VIQ_Y8, 2, 2), out(VIQ_Y8, 2, 2);
+    for (u32 n = 0; n < 256; ++n) {
+        in->colourmap[n] = {u8(n), u8(n + 1), u8(n ^ 85), 7};
+        out->colourmap[n].spare = u8(n / 2);
+    }
+    EXPECT_OK(VIQ_cmap_copy(in, out));
+    for (u32 n = 0; n < 256; ++n) {
+        const tVIQ_Colour &colour = out->colourmap[n];
+        EXPECT_EQ(bytes({colour.red, colour.green, colour.blue, colour.spare}),
+                  bytes({u8(n), u8(n + 1), u8(n ^ 85), u8(n / 2)}));
+    }
+}
+
 // Noise with few high bits set, so that some bins are frequent.
 void paint(const picture &p) {
     fill_with_noise(p);

@@ -5,7 +5,8 @@
 cmake_policy(VERSION 3.25)
 
 set(shared
-    "images"             # handles: looked up without a lock, changed under one
+    "image_slots"        # handles: looked up without a lock, changed under one
+    "handles"            # which of them are free: under that lock
     "image_companions"   # maps that are searched without a lock
     "record_companions"
     "colourmaps"
@@ -29,6 +30,7 @@ set(shared
     "previous_lost_handler"  # atomic
     "current_window"     # of each thread
     "reports_made"       # atomic
+    "handlers_running"   # atomic
     "contexts_exist"     # atomic
     "bound_context"      # of each thread
     "in_handler"         # of each thread

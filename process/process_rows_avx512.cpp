@@ -1,0 +1,132 @@
+// The AVX-512 row kernels of the image processing: those of AVX2, and wider ones where they gain.
+#include "process/process_blocks_avx2.h"
+
+namespace viq {
+
+namespace {
+
+using bytes64 = __m512i;
+
+struct lanes_512 {
+    using bytes = bytes64;
+    static constexpr u32 size = 64;
+
+    VIQ_FORMULA bytes load(const void *from) { return _mm512_loadu_si512(from); }
+    VIQ_FORMULA void store(void *to, bytes value) { _mm512_storeu_si512(to, value); }
+    VIQ_FORMULA bytes load_as_words(const u8 *from) { return _mm512_cvtepu8_epi16(load_256(from)); }
+    VIQ_FORMULA bytes splat_words(i32 value) { return _mm512_set1_epi16(static_cast<i16>(value)); }
+    VIQ_FORMULA bytes low_of(bytes a, bytes b) { return _mm512_unpacklo_epi8(a, b); }
+    VIQ_FORMULA bytes high_of(bytes a, bytes b) { return _mm512_unpackhi_epi8(a, b); }
+    VIQ_FORMULA bytes weigh_pairs(bytes a, bytes b) { return _mm512_maddubs_epi16(a, b); }
+    VIQ_FORMULA bytes add(bytes a, bytes b) { return _mm512_add_epi16(a, b); }
+    VIQ_FORMULA bytes times(bytes a, bytes b) { return _mm512_mullo_epi16(a, b); }
+    VIQ_FORMULA bytes times_high(bytes a, bytes b) { return _mm512_mulhi_epu16(a, b); }
+    VIQ_FORMULA bytes shift_right(bytes a, __m128i bits) { return _mm512_srl_epi16(a, bits); }
+    VIQ_FORMULA bytes clamp_words(bytes a, bytes least, bytes most) {
+        return _mm512_min_epi16(_mm512_max_epi16(a, least), most);
+    }
+    VIQ_FORMULA bytes pack(bytes a, bytes b) { return _mm512_packus_epi16(a, b); }
+    VIQ_FORMULA bytes in_order(bytes packed) {
+        return _mm512_permutexvar_epi64(_mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0), packed);
+    }
+};
+
+// ---- Scaling
+
+constexpr __mmask64 upper_bytes = 0xAAAAAAAAAAAAAAAAu;
+
+// Samples in the upper bytes of 16-bit units, so that the upper half of a product with a fraction
+// is the sample times the fraction >> 8.
+VIQ_FORMULA bytes64 samples_at(const u8 *source, bytes64 shuffle) {
+    return _mm512_maskz_permutexvar_epi8(upper_bytes, shuffle, _mm512_loadu_si512(source));
+}
+
+template <bool blended>
+VIQ_FORMULA bytes64 resample_group_words(const u8 *source, const wide_resample_group &group,
+                                         u32 pixel_stride) {
+    const bytes64 shuffle = _mm512_load_si512(group.shuffle);
+    const u8 *from = source + group.source_base;
+    const bytes64 samples = samples_at(from, shuffle);
+    if constexpr (!blended)
+        return _mm512_srli_epi16(samples, 8);
+    const bytes64 of_next = _mm512_load_si512(group.fraction);
+    const bytes64 of_this = _mm512_sub_epi16(_mm512_set1_epi16(256), of_next);
+    return _mm512_add_epi16(_mm512_mulhi_epu16(samples, of_this),
+                            _mm512_mulhi_epu16(samples_at(from + pixel_stride, shuffle), of_next));
+}
+
+// Lines of less than 64 bytes have narrow groups.
+template <bool blended>
+void resample_wide_pairs(const u8 *source, u8 *target, const resample_plan &plan) {
+    if (plan.wide_groups.empty())
+        return resample_pairs<blended>(source, target, plan);
+    const wide_resample_group *group = plan.wide_groups.data();
+    for (std::size_t pairs = plan.wide_groups.size() / 2; pairs != 0; --pairs, group += 2) {
+        const bytes64 packed = lanes_512::in_order(_mm512_packus_epi16(
+            resample_group_words<blended>(source, group[0], plan.pixel_stride),
+            resample_group_words<blended>(source, group[1], plan.pixel_stride)));
+        store_256(target + group[0].first, _mm512_castsi512_si256(packed));
+        store_256(target + group[1].first, _mm512_extracti64x4_epi64(packed, 1));
+    }
+}
+
+// Every second byte. Returns the number of target samples.
+u32 halve_8_bit_wide(const u8 *source, u8 *target, const resample_plan &plan) {
+    u32 done = 0;
+    for (; done + 64 <= plan.samples && 2 * done + 128 <= plan.source_bytes; done += 64) {
+        const bytes64 low = _mm512_loadu_si512(source + 2 * done);
+        const bytes64 high = _mm512_loadu_si512(source + 2 * done + 64);
+        const bytes64 even = _mm512_set1_epi16(0xFF);
+        _mm512_storeu_si512(target + done,
+                            lanes_512::in_order(_mm512_packus_epi16(_mm512_and_si512(low, even),
+                                                                    _mm512_and_si512(high, even))));
+    }
+    return done;
+}
+
+// The high half of (a << 8) * f is a * f >> 8.
+void blend_wide_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction) {
+    const bytes64 zero = _mm512_setzero_si512();
+    const bytes64 of_a = lanes_512::splat_words(static_cast<i32>(256 - fraction));
+    const bytes64 of_b = lanes_512::splat_words(static_cast<i32>(fraction));
+    u32 x = 0;
+    for (; x + 64 <= bytes; x += 64) {
+        const bytes64 from_a = _mm512_loadu_si512(a + x);
+        const bytes64 from_b = _mm512_loadu_si512(b + x);
+        const bytes64 low =
+            _mm512_add_epi16(_mm512_mulhi_epu16(_mm512_unpacklo_epi8(zero, from_a), of_a),
+                             _mm512_mulhi_epu16(_mm512_unpacklo_epi8(zero, from_b), of_b));
+        const bytes64 high =
+            _mm512_add_epi16(_mm512_mulhi_epu16(_mm512_unpackhi_epi8(zero, from_a), of_a),
+                             _mm512_mulhi_epu16(_mm512_unpackhi_epi8(zero, from_b), of_b));
+        _mm512_storeu_si512(target + x, _mm512_packus_epi16(low, high));
+    }
+    blend_blocks(a + x, b + x, target + x, bytes - x, fraction);
+}
+
+// ---- Filters
+
+// Lines that are shorter than a block are filtered with AVX2.
+void filter_wide_blocks(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
+                        const small_kernel &kernel) {
+    if (bytes < lanes_512::size + 2 * pixel_stride)
+        filter_blocks<lanes_256>(lines, target, bytes, pixel_stride, kernel);
+    else
+        filter_blocks<lanes_512>(lines, target, bytes, pixel_stride, kernel);
+}
+
+constexpr process_kernels wide_kernels() {
+    process_kernels kernels = block_kernels();
+    kernels.resample = resample_with<halve_8_bit_wide, halve_24_bit, resample_wide_pairs<false>,
+                                     resample_wide_pairs<true>>;
+    kernels.has_wide_groups = true;
+    kernels.blend = blend_wide_blocks;
+    kernels.filter_small = filter_wide_blocks;
+    return kernels;
+}
+
+} // namespace
+
+constexpr process_kernels avx512_process = wide_kernels();
+
+} // namespace viq
