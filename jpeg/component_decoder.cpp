@@ -145,14 +145,11 @@ void transform_plane(component_plane &plane, u32 first, u32 count) {
     const std::size_t x = std::size_t{8} * first * plane.h;
     for (u32 v = 0; v < plane.v; ++v)
         for (u32 n = 0; n < pairs; ++n) {
-            sample_pair samples;
             decoded_pair &pair = plane.pairs[std::size_t{v} * plane.pairs_in_row + n];
             prepare_dc(plane, pair);
-            transform_pair(pair, plane.steps, samples);
             u8 *to = plane.samples.data() + std::size_t{8} * v * plane.stride + x +
                      std::size_t{pair_width} * n;
-            for (std::size_t y = 0; y < block_lines; ++y)
-                std::memcpy(to + y * plane.stride, samples.rows[y], pair_width);
+            transform_pair(pair, plane.steps, to, plane.stride);
         }
 }
 
