@@ -40,7 +40,7 @@ struct sample_lines {
     std::size_t y_line;
     const u8 *uv;
     u32 lines;  // that share the chroma
-    u32 pixels; // a multiple of 16; whole blocks of 64 can be read
+    u32 pixels; // a multiple of 16; whole blocks of 32 can be read
 };
 
 struct block_kernels {
@@ -62,6 +62,7 @@ struct block_kernels {
 extern const block_kernels plain_blocks;
 extern const block_kernels avx2_blocks;
 extern const block_kernels neon_blocks;
+extern const block_kernels avx512_blocks;
 
 // The kernels of the current instruction set.
 const block_kernels &current_blocks();

@@ -137,7 +137,8 @@ const block_kernels plain_blocks = {forward_grey, forward_colour, inverse_pair, 
 
 const block_kernels &current_blocks() {
     constexpr kernel_sets<block_kernels> sets = {&plain_blocks, VIQ_AVX2_TABLE(avx2_blocks),
-                                                 VIQ_NEON_TABLE(neon_blocks)};
+                                                 VIQ_NEON_TABLE(neon_blocks),
+                                                 VIQ_AVX512_TABLE(avx512_blocks)};
     return current_kernels(sets);
 }
 

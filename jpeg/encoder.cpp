@@ -302,7 +302,7 @@ void choose_pair(const held_picture &held, u32 component, block_pair &pair, u32 
 // Codes the blocks of one MCU; false if memory runs out.
 bool code_colour_blocks(picture_coding &coding, block_pair &y, block_pair &uv) {
     if (coding.held == nullptr)
-        return write_colour_blocks(coding.writer, y, uv);
+        return current_writers().write_colour(coding.writer, y, uv);
     if (coding.held->has_trellis) {
         choose_pair(*coding.held, 0, y, 2);
         choose_pair(*coding.held, 1, uv, 2);
@@ -312,7 +312,7 @@ bool code_colour_blocks(picture_coding &coding, block_pair &y, block_pair &uv) {
 
 bool code_grey_blocks(picture_coding &coding, block_pair &pair, u32 count) {
     if (coding.held == nullptr)
-        return write_grey_blocks(coding.writer, pair, count);
+        return current_writers().write_grey(coding.writer, pair, count);
     if (coding.held->has_trellis)
         choose_pair(*coding.held, 0, pair, count);
     return hold_grey_blocks(coding.held->tokens, pair, count);
@@ -321,8 +321,8 @@ bool code_grey_blocks(picture_coding &coding, block_pair &pair, u32 count) {
 // Codes a band of a colour picture; false if memory runs out.
 bool code_colour_band(picture_coding &coding, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
-    block_pair y;
-    block_pair uv;
+    alignas(64) block_pair y;
+    alignas(64) block_pair uv;
     for (u32 x = 0; x < width; x += 16) {
         kernels.forward_colour(lines.pixels + std::size_t{x} * 2, lines.line,
                                coding.tables.luminance, coding.tables.chrominance, y, uv);

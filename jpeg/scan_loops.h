@@ -1,5 +1,5 @@
-// Huffman decoding of blocks, compiled for each instruction set: shifts by a variable number of bits
-// are slow without BMI2.
+// Huffman decoding of blocks, compiled for each instruction set: shifts by a variable number of
+// bits are slow without BMI2.
 #pragma once
 
 #include <cstring>
@@ -180,8 +180,8 @@ VIQ_FORMULA block_end read_scan(Bits &bits, const scan_layout &layout, const mcu
         for (u32 n = 0; n < y_pairs; ++n, ++pairs) {
             const u32 blocks = x + 1 == layout.mcus ? layout.blocks_in_last : 2;
             for (u32 i = 0; i < blocks; ++i) {
-                const block_end end = read_block<dc_luminance_bits>(
-                    bits, mcus.tables[0], mcus.predictors[0], *pairs, i);
+                const block_end end = read_block<dc_luminance_bits>(bits, mcus.tables[0],
+                                                                    mcus.predictors[0], *pairs, i);
                 failed = layout.colour ? 2 * n + i : 0;
                 if (end != block_end::good)
                     return end;
@@ -234,7 +234,7 @@ block_end read_any_mcus_of(plain_reader &from, const scan_component *components,
         for (u32 c = 0; c < count && end == block_end::good; ++c) {
             u32 block = 0;
             end = read_component(bits, components[c], mcu, mcus.predictors[c], block);
-            failed = c != 0 ? first_u_block + c - 1
+            failed = c != 0                  ? first_u_block + c - 1
                      : block < first_u_block ? block
                                              : first_u_block - 1;
         }

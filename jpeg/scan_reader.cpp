@@ -197,8 +197,9 @@ u32 read_any_mcus(scan_reader &reader, std::span<const scan_component> component
                   u32 count) {
     plain_reader bits = reader_of(reader);
     u32 failed = 0;
-    const block_end end = current_scans().read_any_mcus(
-        bits, components.data(), components.size(), {first, count, nullptr, reader.predictors}, failed);
+    const block_end end =
+        current_scans().read_any_mcus(bits, components.data(), components.size(),
+                                      {first, count, nullptr, reader.predictors}, failed);
     store(bits, reader);
     // What is not a code may be the padding.
     if (is_past_end(reader, end == block_end::good ? 0 : ac_bits))
