@@ -49,6 +49,9 @@ struct block_kernels {
     // 16 x 8 pixels of YUV 4:2:2: the two blocks of Y, and those of U and V.
     void (*forward_colour)(const u8 *pixels, std::size_t line, const quantiser &luminance,
                            const quantiser &chrominance, block_pair &y, block_pair &uv);
+    // The same for 16 x 8 pixels of RGB24, as converted to YUV 4:2:2. Null: the caller converts.
+    void (*forward_rgb)(const u8 *pixels, std::size_t line, const quantiser &luminance,
+                        const quantiser &chrominance, block_pair &y, block_pair &uv);
     // Writes 16 x 8 samples. False if a coefficient is too large for this kernel; `samples` is then
     // unchanged.
     bool (*inverse)(const block_pair &, const quantiser &, u8 *samples, std::size_t line);

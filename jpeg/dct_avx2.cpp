@@ -14,7 +14,7 @@ void to_rgb(const sample_lines &from, u8 *rgb, std::size_t line) {
 
 } // namespace
 
-constexpr block_kernels avx2_blocks = {forward_grey, forward_colour, inverse, interleave_samples,
-                                       to_rgb};
+constexpr block_kernels avx2_blocks = {forward_grey, forward_colour,     nullptr,
+                                       inverse,      interleave_samples, to_rgb};
 
 } // namespace viq

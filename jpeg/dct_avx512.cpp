@@ -36,6 +36,8 @@ struct avx512_ops {
 
 using wide_words = __m512i;
 
+constexpr __mmask64 lower_bytes = 0x5555555555555555; // of words
+
 // The bytes of a register; the rule gives the byte at each position.
 struct register_bytes {
     alignas(64) u8 at[64];
@@ -75,23 +77,9 @@ VIQ_FORMULA void store_rows(const wide_words (&row)[4], u32 first, block_pair &y
                    << at;
 }
 
-void forward_four(const u8 *pixels, std::size_t line, const quantiser &luminance,
-                  const quantiser &chrominance, block_pair &y, block_pair &uv) {
-    // The bytes of Y, U and V as words; the upper bytes are masked.
-    static constexpr register_bytes order = bytes_of([](u32 position) {
-        const u32 sample = position / 2 % 8;
-        const u32 blocks = position / 16; // Y, Y, U, V
-        return blocks < 2 ? 16 * blocks + 2 * sample : 4 * sample + (blocks == 2 ? 1 : 3);
-    });
-    const wide_words index = _mm512_load_si512(order.at);
-    const wide_words middle = _mm512_set1_epi16(128);
-    rows_of_blocks<avx512_ops> samples;
-    for (wide_words &row : samples.row) {
-        const wide_words bytes = _mm512_castsi256_si512(load_256(pixels));
-        row = _mm512_sub_epi16(_mm512_maskz_permutexvar_epi8(0x5555555555555555, index, bytes),
-                               middle);
-        pixels += line;
-    }
+// Rows of the blocks Y, Y, U and V.
+VIQ_FORMULA void forward_rows(const rows_of_blocks<avx512_ops> &samples, const quantiser &luminance,
+                              const quantiser &chrominance, block_pair &y, block_pair &uv) {
     const rows_of_blocks<avx512_ops> rows = forward(samples);
     for (u64 *masks : {y.masks, uv.masks})
         masks[0] = masks[1] = 0;
@@ -105,6 +93,74 @@ void forward_four(const u8 *pixels, std::size_t line, const quantiser &luminance
         }
         store_rows(four, first, y, uv);
     }
+}
+
+void forward_yuv(const u8 *pixels, std::size_t line, const quantiser &luminance,
+                 const quantiser &chrominance, block_pair &y, block_pair &uv) {
+    // The bytes of Y, U and V as words; the upper bytes are masked.
+    static constexpr register_bytes order = bytes_of([](u32 position) {
+        const u32 sample = position / 2 % 8;
+        const u32 blocks = position / 16; // Y, Y, U, V
+        return blocks < 2 ? 16 * blocks + 2 * sample : 4 * sample + (blocks == 2 ? 1 : 3);
+    });
+    const wide_words index = _mm512_load_si512(order.at);
+    const wide_words middle = _mm512_set1_epi16(128);
+    rows_of_blocks<avx512_ops> samples;
+    for (wide_words &row : samples.row) {
+        const wide_words bytes = _mm512_castsi256_si512(load_256(pixels));
+        row = _mm512_sub_epi16(_mm512_maskz_permutexvar_epi8(lower_bytes, index, bytes), middle);
+        pixels += line;
+    }
+    forward_rows(samples, luminance, chrominance, y, uv);
+}
+
+// ---- Forward from RGB
+
+// The bytes of two components of each pixel, as words.
+VIQ_FORMULA constexpr register_bytes component_order(u32 first, u32 second) {
+    return bytes_of(
+        [=](u32 position) { return 3 * (position / 4) + (position % 4 < 2 ? first : second); });
+}
+
+// A row of 16 pixels as samples minus 128, by the arithmetic of `to_yuv`.
+VIQ_FORMULA wide_words samples_of_rgb(const u8 *pixels) {
+    static constexpr rgb_positions at = format_row(VIQ_RGB24).rgb;
+    static constexpr register_bytes blue_red_order = component_order(at.blue, at.red);
+    static constexpr register_bytes green_order = component_order(at.green, at.green);
+    // Word 2 n of the first operand is the luminance of pixel n; word 4 n of the second one is U of
+    // the pair n and word 4 n + 1 is V.
+    static constexpr register_bytes sample_order = bytes_of([](u32 position) {
+        const u32 sample = position / 2 % 16;
+        const u32 word = position < 32 ? 2 * sample : 32 + 4 * (sample % 8) + sample / 8;
+        return position % 2 == 0 ? word : 0;
+    });
+    constexpr __mmask64 bytes_of_16_pixels = (u64{1} << 48) - 1;
+    const wide_words rgb = _mm512_maskz_loadu_epi8(bytes_of_16_pixels, pixels);
+    const wide_words blue_red =
+        _mm512_maskz_permutexvar_epi8(lower_bytes, _mm512_load_si512(blue_red_order.at), rgb);
+    const wide_words green =
+        _mm512_maskz_permutexvar_epi8(lower_bytes, _mm512_load_si512(green_order.at), rgb);
+    const wide_words differences = _mm512_sub_epi16(blue_red, green);
+    const wide_words luma = _mm512_srai_epi32(
+        _mm512_madd_epi16(differences, avx512_ops::splat_pair(blue_to_y, red_to_y)), yuv_fraction);
+    const wide_words crossing = _mm512_mulhi_epi16(_mm512_slli_epi16(differences, 7),
+                                                   avx512_ops::splat_pair(-blue_to_v, -red_to_u));
+    const wide_words chroma =
+        _mm512_srai_epi16(_mm512_add_epi16(differences, _mm512_rol_epi32(crossing, 16)), 1);
+    const wide_words means =
+        _mm512_srai_epi16(_mm512_add_epi16(chroma, _mm512_srli_epi64(chroma, 32)), 1);
+    const wide_words y = _mm512_sub_epi16(_mm512_add_epi16(luma, green), _mm512_set1_epi16(128));
+    return _mm512_permutex2var_epi16(y, _mm512_load_si512(sample_order.at), means);
+}
+
+void forward_rgb(const u8 *pixels, std::size_t line, const quantiser &luminance,
+                 const quantiser &chrominance, block_pair &y, block_pair &uv) {
+    rows_of_blocks<avx512_ops> samples;
+    for (wide_words &row : samples.row) {
+        row = samples_of_rgb(pixels);
+        pixels += line;
+    }
+    forward_rows(samples, luminance, chrominance, y, uv);
 }
 
 // Index of each byte of RGB24, from byte `first` on, in red, green and blue of 32 pixels.
@@ -132,7 +188,7 @@ void to_rgb(const sample_lines &from, u8 *rgb, std::size_t line) {
 
 } // namespace
 
-constexpr block_kernels avx512_blocks = {forward_grey, forward_four, inverse, interleave_samples,
-                                         to_rgb};
+constexpr block_kernels avx512_blocks = {forward_grey, forward_yuv,        forward_rgb,
+                                         inverse,      interleave_samples, to_rgb};
 
 } // namespace viq

@@ -234,6 +234,7 @@ void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std:
 
 } // namespace
 
-constexpr block_kernels neon_blocks = {forward_grey, forward_colour, inverse, interleave, nullptr};
+constexpr block_kernels neon_blocks = {forward_grey, forward_colour, nullptr,
+                                       inverse,      interleave,     nullptr};
 
 } // namespace viq

@@ -132,8 +132,8 @@ void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std:
 
 } // namespace
 
-const block_kernels plain_blocks = {forward_grey, forward_colour, inverse_pair, interleave,
-                                    nullptr};
+const block_kernels plain_blocks = {forward_grey, forward_colour, nullptr,
+                                    inverse_pair, interleave,     nullptr};
 
 const block_kernels &current_blocks() {
     constexpr kernel_sets<block_kernels> sets = {&plain_blocks, VIQ_AVX2_TABLE(avx2_blocks),

@@ -234,6 +234,7 @@ struct band_source {
     const tVIQ_Image *in;
     picture_size size;
     row_kernel convert; // null: the lines are not converted
+    u32 pixel;          // bytes of a pixel of the band
     row_options options;
     vector<u8> lines;
     vector<u8> padded_line;
@@ -242,7 +243,13 @@ struct band_source {
 struct band {
     const u8 *pixels;
     std::size_t line;
+    u32 pixel; // bytes
 };
+
+// The forward transform reads the pixels themselves.
+bool is_coded_as_rgb(const tVIQ_Image &in) {
+    return in.pixel_format == VIQ_RGB24 && current_blocks().forward_rgb != nullptr;
+}
 
 // False if memory runs out.
 bool prepare(band_source &source, const tVIQ_Image &in) {
@@ -250,19 +257,19 @@ bool prepare(band_source &source, const tVIQ_Image &in) {
     source.size = padded_size(in);
     source.convert = nullptr;
     const auto pixel = static_cast<u32>(pixel_bytes(in.pixel_format));
-    if (in.pixel_format != VIQ_Y8 && in.pixel_format != VIQ_YUV422)
+    if (in.pixel_format != VIQ_Y8 && in.pixel_format != VIQ_YUV422 && !is_coded_as_rgb(in))
         source.convert = find_row(in.pixel_format, VIQ_YUV422);
+    source.pixel = source.convert != nullptr ? 2 : pixel;
     if (source.convert == nullptr && !needs_padding(in))
         return true;
-    const u32 coded_pixel = source.convert != nullptr ? 2 : pixel;
-    return try_resize(source.lines, u64{block_lines} * source.size.width * coded_pixel) &&
+    return try_resize(source.lines, u64{block_lines} * source.size.width * source.pixel) &&
            try_resize(source.padded_line, u64{source.size.width} * pixel);
 }
 
 band lines_of(band_source &source, u32 first) {
     const tVIQ_Image &in = *source.in;
     if (source.lines.empty())
-        return {in.data + strip_size(in, first), in.bytes_per_line};
+        return {in.data + strip_size(in, first), in.bytes_per_line, source.pixel};
     const auto pixel = static_cast<u32>(pixel_bytes(in.pixel_format));
     const std::size_t line = source.lines.size() / block_lines;
     u8 *to = source.lines.data();
@@ -283,7 +290,7 @@ band lines_of(band_source &source, u32 first) {
         else
             std::memcpy(to, from, line);
     }
-    return {source.lines.data(), line};
+    return {source.lines.data(), line, source.pixel};
 }
 
 // Trellis quantisation of two blocks whose coefficients are rounded down. Both blocks of luminance
@@ -323,9 +330,10 @@ bool code_colour_band(picture_coding &coding, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
     alignas(64) block_pair y;
     alignas(64) block_pair uv;
+    const auto forward = lines.pixel == 3 ? kernels.forward_rgb : kernels.forward_colour;
     for (u32 x = 0; x < width; x += 16) {
-        kernels.forward_colour(lines.pixels + std::size_t{x} * 2, lines.line,
-                               coding.tables.luminance, coding.tables.chrominance, y, uv);
+        forward(lines.pixels + std::size_t{x} * lines.pixel, lines.line, coding.tables.luminance,
+                coding.tables.chrominance, y, uv);
         if (!code_colour_blocks(coding, y, uv))
             return false;
     }

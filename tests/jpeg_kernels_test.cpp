@@ -97,6 +97,34 @@ TEST_P(JpegKernels, ForwardMatchesThePlainKernelAndTheDct) {
     }
 }
 
+TEST_P(JpegKernels, ForwardOfRgbMatchesTheFormula) {
+    const block_kernels &kernels = current_blocks();
+    if (kernels.forward_rgb == nullptr)
+        GTEST_SKIP() << "this set converts to YUV 4:2:2 first";
+    const quantiser tables[2] = {quantiser_of(1, 0), quantiser_of(2, 0)};
+    for (u32 kind = 0; kind < 300; ++kind) {
+        SCOPED_TRACE(kind);
+        u8 pixels[8][48], pairs[8][32];
+        for (u32 i = 0; i < 8 * 16; ++i) {
+            u8 *rgb = pixels[i / 16] + 3 * (i % 16);
+            for (u32 c = 0; c < 3; ++c)
+                rgb[c] = static_cast<u8>(kind % 3 == 0 ? 255 * random(0, 1) : random(0, 255));
+            if (i % 2 != 0)
+                pack_yuv_pair(pairs[i / 16] + i % 16 * 2 - 2, {rgb[-3], rgb[-2], rgb[-1]},
+                              {rgb[0], rgb[1], rgb[2]});
+        }
+        block_pair y, uv, plain_y, plain_uv;
+        kernels.forward_rgb(pixels[0], 48, tables[0], tables[1], y, uv);
+        plain_blocks.forward_colour(pairs[0], 32, tables[0], tables[1], plain_y, plain_uv);
+        for (const auto &[got, plain] : {std::pair(&y, &plain_y), std::pair(&uv, &plain_uv)})
+            for (u32 i = 0; i < 2; ++i) {
+                EXPECT_TRUE(std::equal(got->coefficients[i], got->coefficients[i] + block_size,
+                                       plain->coefficients[i]));
+                EXPECT_EQ(got->masks[i], plain->masks[i]);
+            }
+    }
+}
+
 TEST_P(JpegKernels, InverseMatchesThePlainKernelAndTheDct) {
     const block_kernels &kernels = current_blocks();
     u32 handled = 0;
