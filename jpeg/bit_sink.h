@@ -14,7 +14,7 @@ constexpr u32 pending_bytes = 2 * sizeof(u64);
 constexpr u32 end_marker_bytes = 2;
 constexpr u32 largest_rest = pending_bytes + end_marker_bytes;
 
-inline u8 *store_stuffed(u8 *at, u64 bits, u32 bytes) {
+[[maybe_unused, gnu::noinline]] static u8 *store_stuffed(u8 *at, u64 bits, u32 bytes) {
     for (u32 i = 0; i < bytes; ++i) {
         const auto byte = static_cast<u8>(bits >> (56 - 8 * i));
         *at++ = byte;
@@ -25,7 +25,7 @@ inline u8 *store_stuffed(u8 *at, u64 bits, u32 bytes) {
 }
 
 // Stores eight bytes, the most significant first.
-inline u8 *store_stuffed_word(u8 *at, u64 bits) {
+VIQ_FORMULA u8 *store_stuffed_word(u8 *at, u64 bits) {
     // Adding 1 to each byte clears the top bit of a byte 0xFF; carries start only at such bytes.
     constexpr u64 top_bits = 0x8080808080808080u;
     constexpr u64 one_per_byte = 0x0101010101010101u;
@@ -45,7 +45,7 @@ struct bit_sink {
     i32 free_bits;
 };
 
-inline void put(bit_sink &sink, u32 code, u32 length) {
+VIQ_FORMULA void put(bit_sink &sink, u32 code, u32 length) {
     sink.free_bits -= static_cast<i32>(length);
     if (sink.free_bits >= 0) {
         sink.bits = sink.bits << length | code;
@@ -57,11 +57,11 @@ inline void put(bit_sink &sink, u32 code, u32 length) {
     sink.bits = code;
 }
 
-inline bit_sink sink_of(const scan_writer &writer) {
+VIQ_FORMULA bit_sink sink_of(const scan_writer &writer) {
     return {writer.at, writer.bits, writer.free_bits};
 }
 
-inline void store(const bit_sink &sink, scan_writer &writer) {
+VIQ_FORMULA void store(const bit_sink &sink, scan_writer &writer) {
     writer.at = sink.at;
     writer.bits = sink.bits;
     writer.free_bits = sink.free_bits;

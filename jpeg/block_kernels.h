@@ -33,22 +33,39 @@ struct sample_pair {
     alignas(32) u8 rows[block_lines][pair_width];
 };
 
+// Lines of samples whose chroma is that of two pixels each: for 16 pixels, 8 values of U and 8 of
+// V.
+struct sample_lines {
+    const u8 *y;
+    std::size_t y_line;
+    const u8 *uv;
+    u32 lines;  // that share the chroma
+    u32 pixels; // a multiple of 16; whole blocks of 32 can be read
+};
+
 struct block_kernels {
     // 16 x 8 grey pixels.
     void (*forward_grey)(const u8 *pixels, std::size_t line, const quantiser &, block_pair &);
     // 16 x 8 pixels of YUV 4:2:2: the two blocks of Y, and those of U and V.
     void (*forward_colour)(const u8 *pixels, std::size_t line, const quantiser &luminance,
                            const quantiser &chrominance, block_pair &y, block_pair &uv);
-    // False if a coefficient is too large for this kernel; `samples` is then unchanged.
-    bool (*inverse)(const block_pair &, const quantiser &, sample_pair &);
+    // The same for 16 x 8 pixels of RGB24, as converted to YUV 4:2:2. Null: the caller converts.
+    void (*forward_rgb)(const u8 *pixels, std::size_t line, const quantiser &luminance,
+                        const quantiser &chrominance, block_pair &y, block_pair &uv);
+    // Writes 16 x 8 samples. False if a coefficient is too large for this kernel; `samples` is then
+    // unchanged.
+    bool (*inverse)(const block_pair &, const quantiser &, u8 *samples, std::size_t line);
     // Builds 16 x 8 pixels of YUV 4:2:2; each row of U and V is used for 1 << repeat lines.
     void (*interleave)(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels,
                        std::size_t line);
+    // Converts to RGB24. Null: the pixels are made as YUV 4:2:2 and converted by rows.
+    void (*to_rgb)(const sample_lines &, u8 *rgb, std::size_t line);
 };
 
 extern const block_kernels plain_blocks;
 extern const block_kernels avx2_blocks;
 extern const block_kernels neon_blocks;
+extern const block_kernels avx512_blocks;
 
 // The kernels of the current instruction set.
 const block_kernels &current_blocks();

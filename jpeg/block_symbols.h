@@ -26,8 +26,7 @@ inline constexpr zigzag_masks zigzag = make_zigzag_masks();
 // Calls dc(difference), then ac(symbol, size, extra bits) for each AC value, for each run of 16
 // zeros and for the end of the block. Bit n of the mask is set if coefficient n is not 0.
 template <class Dc, class Ac>
-[[gnu::always_inline]] inline void visit_symbols(const i16 *coefficients, u64 mask, i32 &predictor,
-                                                 Dc dc, Ac ac) {
+VIQ_FORMULA void visit_symbols(const i16 *coefficients, u64 mask, i32 &predictor, Dc dc, Ac ac) {
     dc(coefficients[0] - predictor);
     predictor = coefficients[0];
     u64 present = 0;
@@ -45,7 +44,10 @@ template <class Dc, class Ac>
             ac(zero_run, 0, 0);
         const i32 value = coefficients[natural_of[static_cast<u32>(k)]];
         const i32 sign = value >> 31;
-        const auto size = static_cast<u32>(std::bit_width(static_cast<u32>((value ^ sign) - sign)));
+        // The value is not 0; the lowest bit shows this to the compiler and does not change the
+        // size.
+        const auto size =
+            static_cast<u32>(std::bit_width(static_cast<u32>((value ^ sign) - sign) | 1u));
         ac(static_cast<u32>(run) << 4 | size, size,
            static_cast<u32>(value + sign) & ((1u << size) - 1));
     }

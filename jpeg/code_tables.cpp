@@ -38,8 +38,10 @@ bool is_ac_symbol(u32 symbol);
 void build_codes(const huffman_set &tables);
 bool build_decoding();
 template <class Entries> void build_dc(const code_table &codes, Entries &entries, u32 index_bits);
+template <class Entries>
+void build_dc_fast(const Entries &entries, u32 index_bits, dc_fast_table &fast);
 void build_ac(const code_table &codes, vector<ac_entry> &entries);
-template <class Fast> void build_fast(const vector<ac_entry> &entries, Fast &fast);
+void build_fast(const vector<ac_entry> &entries, ac_fast_table &fast);
 
 } // namespace
 
@@ -109,10 +111,11 @@ const decode_tables &current_decode_tables() {
     return tables_of_context->decoding;
 }
 
-bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], vector<dc_entry> &entries) {
-    if (!try_resize(entries, u64{1} << any_dc_bits))
+bool build_dc_tables(const u8 (&bits)[16], const u8 (&vals)[256], dc_tables &tables) {
+    if (!try_resize(tables.entries, u64{1} << any_dc_bits))
         return false;
-    build_dc(make_code_table(bits, vals), entries, any_dc_bits);
+    build_dc(make_code_table(bits, vals), tables.entries, any_dc_bits);
+    build_dc_fast(tables.entries, any_dc_bits, tables.fast);
     return true;
 }
 
@@ -192,6 +195,29 @@ template <class Entries> void build_dc(const code_table &codes, Entries &entries
                     dc_entry{static_cast<u8>(category), codes.length[category]});
 }
 
+// The value that the last `size` bits of `bits` represent.
+i32 value_of(u32 bits, u32 size) {
+    const i32 top = 1 << size;
+    const i32 extra = static_cast<i32>(bits) & (top - 1);
+    return extra < top / 2 ? extra - top + 1 : extra;
+}
+
+template <class Entries>
+void build_dc_fast(const Entries &entries, u32 index_bits, dc_fast_table &fast) {
+    for (u32 bits = 0; bits < fast.size(); ++bits) {
+        const u32 index = index_bits > dc_fast_bits ? bits << (index_bits - dc_fast_bits)
+                                                    : bits >> (dc_fast_bits - index_bits);
+        const dc_entry entry = entries[index];
+        const u32 length = u32{entry.length} + entry.category;
+        const bool fits = entry.category <= largest_category && length <= dc_fast_bits;
+        fast[bits] = {};
+        if (fits)
+            fast[bits] = {
+                static_cast<i16>(value_of(bits >> (dc_fast_bits - length), entry.category)),
+                static_cast<u8>(length), 0};
+    }
+}
+
 void build_ac(const code_table &codes, vector<ac_entry> &entries) {
     std::fill(entries.begin(), entries.end(), ac_entry{0, invalid_category, 0, 0});
     for (u32 symbol = 0; symbol < 256; ++symbol) {
@@ -218,9 +244,7 @@ coded_coefficient first_code(const vector<ac_entry> &entries, u32 bits, u32 know
         return {};
     if (entry.size == 0)
         return {0, entry.run, length, entry.run == 0};
-    const i32 top = 1 << entry.size;
-    const i32 extra = static_cast<i32>(bits >> (fast_bits - length)) & (top - 1);
-    return {extra < top / 2 ? extra - top + 1 : extra, entry.run, length, false};
+    return {value_of(bits >> (fast_bits - length), entry.size), entry.run, length, false};
 }
 
 ac_fast_entry combined(const vector<ac_entry> &entries, u32 bits) {
@@ -256,7 +280,7 @@ ac_fast_entry combined(const vector<ac_entry> &entries, u32 bits) {
     return entry;
 }
 
-template <class Fast> void build_fast(const vector<ac_entry> &entries, Fast &fast) {
+void build_fast(const vector<ac_entry> &entries, ac_fast_table &fast) {
     for (u32 bits = 0; bits < fast.size(); ++bits)
         fast[bits] = combined(entries, bits);
 }
@@ -269,6 +293,8 @@ bool build_decoding() {
     const code_table *codes = tables_of_context->codes.slots;
     build_dc(codes[dc_luminance], tables.dc_luminance, dc_luminance_bits);
     build_dc(codes[dc_chrominance], tables.dc_chrominance, dc_chrominance_bits);
+    build_dc_fast(tables.dc_luminance, dc_luminance_bits, tables.dc_fast[0]);
+    build_dc_fast(tables.dc_chrominance, dc_chrominance_bits, tables.dc_fast[1]);
     for (u32 i = 0; i < 2; ++i) {
         build_ac(codes[ac_luminance + i], tables.ac[i]);
         build_fast(tables.ac[i], tables.ac_fast[i]);

@@ -59,6 +59,15 @@ struct dc_entry {
     u8 length;
 };
 
+// The difference that the next `dc_fast_bits` bits contain; length 0: code and value do not fit.
+constexpr u32 dc_fast_bits = 10;
+struct dc_fast_entry {
+    i16 difference;
+    u8 length;
+    u8 reserved;
+};
+using dc_fast_table = std::array<dc_fast_entry, 1u << dc_fast_bits>;
+
 struct ac_entry {
     u8 run;  // zeros before the value
     u8 size; // bits of the value, or invalid_category
@@ -82,11 +91,22 @@ struct ac_fast_entry {
     u8 length = 0;
 };
 
+using ac_fast_table = std::array<ac_fast_entry, 1u << fast_bits>;
+
+// The tables of a block. The DC table is indexed by a number of bits that is fixed at compile time.
+struct block_tables {
+    const dc_entry *dc;
+    const dc_fast_entry *dc_fast;
+    const ac_entry *ac;
+    const ac_fast_entry *ac_fast;
+};
+
 struct decode_tables {
     std::array<dc_entry, 1u << dc_luminance_bits> dc_luminance;
     std::array<dc_entry, 1u << dc_chrominance_bits> dc_chrominance;
+    dc_fast_table dc_fast[2];
     vector<ac_entry> ac[2]; // allocated on first use
-    std::array<ac_fast_entry, 1u << fast_bits> ac_fast[2];
+    ac_fast_table ac_fast[2];
 };
 
 const decode_tables &current_decode_tables();
@@ -94,13 +114,18 @@ const decode_tables &current_decode_tables();
 // Decoding tables of one Huffman table each, for codes of any length up to 16 bits.
 constexpr u32 any_dc_bits = 16;
 
+struct dc_tables {
+    vector<dc_entry> entries;
+    dc_fast_table fast;
+};
+
 struct ac_tables {
     vector<ac_entry> entries;
-    std::array<ac_fast_entry, 1u << fast_bits> fast;
+    ac_fast_table fast;
 };
 
 // False if memory runs out.
-bool build_dc_table(const u8 (&bits)[16], const u8 (&vals)[256], vector<dc_entry> &entries);
+bool build_dc_tables(const u8 (&bits)[16], const u8 (&vals)[256], dc_tables &tables);
 bool build_ac_tables(const u8 (&bits)[16], const u8 (&vals)[256], ac_tables &tables);
 
 } // namespace viq

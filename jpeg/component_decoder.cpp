@@ -72,7 +72,7 @@ u32 begin_plane(component_decoder &decoder, component_plane &plane, const scan_f
     plane.v = component.v;
     plane.pairs_in_row = pairs_of(mcus_at_once * component.h);
     const u64 samples = u64{plane.stride} * 8 * component.v;
-    if (!build_dc_table(dc.bits, dc.vals, plane.dc) ||
+    if (!build_dc_tables(dc.bits, dc.vals, plane.dc) ||
         !build_ac_tables(ac.bits, ac.vals, plane.ac) ||
         !try_resize(plane.pairs, u64{plane.pairs_in_row} * component.v) ||
         !try_resize(plane.samples, samples))
@@ -102,8 +102,12 @@ u32 read_mcus_at(component_decoder &decoder, u32 count) {
     for (u32 i = 0; i < decoder.components; ++i) {
         component_plane &plane = decoder.planes[i];
         std::memset(plane.pairs.data(), 0, plane.pairs.size() * sizeof plane.pairs[0]);
-        scans[i] = {plane.dc.data(), &plane.ac,          plane.h,
-                    plane.v,         plane.pairs.data(), plane.pairs_in_row};
+        scans[i] = {{plane.dc.entries.data(), plane.dc.fast.data(), plane.ac.entries.data(),
+                     plane.ac.fast.data()},
+                    plane.h,
+                    plane.v,
+                    plane.pairs.data(),
+                    plane.pairs_in_row};
     }
     const std::span<const scan_component> components(scans, decoder.components);
     for (u32 done = 0, part = 0; done < count; done += part) {
@@ -141,14 +145,11 @@ void transform_plane(component_plane &plane, u32 first, u32 count) {
     const std::size_t x = std::size_t{8} * first * plane.h;
     for (u32 v = 0; v < plane.v; ++v)
         for (u32 n = 0; n < pairs; ++n) {
-            sample_pair samples;
             decoded_pair &pair = plane.pairs[std::size_t{v} * plane.pairs_in_row + n];
             prepare_dc(plane, pair);
-            transform_pair(pair, plane.steps, samples);
             u8 *to = plane.samples.data() + std::size_t{8} * v * plane.stride + x +
                      std::size_t{pair_width} * n;
-            for (std::size_t y = 0; y < block_lines; ++y)
-                std::memcpy(to + y * plane.stride, samples.rows[y], pair_width);
+            transform_pair(pair, plane.steps, to, plane.stride);
         }
 }
 

@@ -12,7 +12,7 @@ struct component_plane {
     u32 pairs_in_row = 0; // of the MCUs that are decoded at a time
     quantiser steps = {}; // the first one is 1
     u32 dc_step = 0;
-    vector<dc_entry> dc;
+    dc_tables dc = {};
     ac_tables ac = {};
     vector<decoded_pair> pairs; // of the MCUs that are decoded at a time
     vector<u8> samples;         // 8 lines for each block down

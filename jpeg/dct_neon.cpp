@@ -206,7 +206,7 @@ VIQ_FORMULA bool dequantise(const i16 *coefficients, const quantiser &table, blo
     return vmaxvq_u16(excess) == 0;
 }
 
-bool inverse(const block_pair &pair, const quantiser &table, sample_pair &samples) {
+bool inverse(const block_pair &pair, const quantiser &table, u8 *samples, std::size_t line) {
     block_rows rows[2];
     for (std::size_t i = 0; i < 2; ++i)
         if (!dequantise(pair.coefficients[i], table, rows[i]))
@@ -216,7 +216,7 @@ bool inverse(const block_pair &pair, const quantiser &table, sample_pair &sample
         const block_rows out = transpose(
             inverse_pass<second_pass_shift>(transpose(inverse_pass<first_pass_shift>(rows[i]))));
         for (std::size_t y = 0; y < 8; ++y)
-            vst1_u8(samples.rows[y] + 8 * i,
+            vst1_u8(samples + y * line + 8 * i,
                     veor_u8(vreinterpret_u8_s8(vqmovn_s16(out.row[y])), middle));
     }
     return true;
@@ -234,6 +234,7 @@ void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std:
 
 } // namespace
 
-constexpr block_kernels neon_blocks = {forward_grey, forward_colour, inverse, interleave};
+constexpr block_kernels neon_blocks = {forward_grey, forward_colour, nullptr,
+                                       inverse,      interleave,     nullptr};
 
 } // namespace viq

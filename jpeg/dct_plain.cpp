@@ -112,10 +112,9 @@ u8 sample_of(i32 value) {
     return static_cast<u8>(std::clamp(value, -128, 127) + 128);
 }
 
-bool inverse_pair(const block_pair &pair, const quantiser &table, sample_pair &samples) {
+bool inverse_pair(const block_pair &pair, const quantiser &table, u8 *samples, std::size_t line) {
     for (std::size_t i = 0; i < 2; ++i)
-        inverse_block(pair.coefficients[i], pair.coefficients[i][0], table, samples.rows[0] + 8 * i,
-                      pair_width);
+        inverse_block(pair.coefficients[i], pair.coefficients[i][0], table, samples + 8 * i, line);
     return true;
 }
 
@@ -133,11 +132,13 @@ void interleave(const sample_pair &y, const u8 *uv, u32 repeat, u8 *pixels, std:
 
 } // namespace
 
-const block_kernels plain_blocks = {forward_grey, forward_colour, inverse_pair, interleave};
+const block_kernels plain_blocks = {forward_grey, forward_colour, nullptr,
+                                    inverse_pair, interleave,     nullptr};
 
 const block_kernels &current_blocks() {
     constexpr kernel_sets<block_kernels> sets = {&plain_blocks, VIQ_AVX2_TABLE(avx2_blocks),
-                                                 VIQ_NEON_TABLE(neon_blocks)};
+                                                 VIQ_NEON_TABLE(neon_blocks),
+                                                 VIQ_AVX512_TABLE(avx512_blocks)};
     return current_kernels(sets);
 }
 

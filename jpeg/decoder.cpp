@@ -105,22 +105,23 @@ bool decode_under_way() {
     return decode->under_way;
 }
 
-void transform_pair(const decoded_pair &pair, const quantiser &steps, sample_pair &samples) {
+void transform_pair(const decoded_pair &pair, const quantiser &steps, u8 *samples,
+                    std::size_t line) {
     const bool flat = (pair.blocks.masks[0] | pair.blocks.masks[1]) == 0;
     const bool small =
         pair.dc[0] == static_cast<i16>(pair.dc[0]) && pair.dc[1] == static_cast<i16>(pair.dc[1]);
     if (flat) {
         const u8 levels[2] = {flat_sample(pair.dc[0], steps), flat_sample(pair.dc[1], steps)};
-        for (u8(&row)[pair_width] : samples.rows)
+        for (std::size_t y = 0; y < block_lines; ++y)
             for (std::size_t i = 0; i < 2; ++i)
-                std::memset(row + 8 * i, levels[i], 8);
+                std::memset(samples + y * line + block_width * i, levels[i], block_width);
         return;
     }
-    if (small && current_blocks().inverse(pair.blocks, steps, samples))
+    if (small && current_blocks().inverse(pair.blocks, steps, samples, line))
         return;
     for (std::size_t i = 0; i < 2; ++i)
-        inverse_block(pair.blocks.coefficients[i], pair.dc[i], steps, samples.rows[0] + 8 * i,
-                      pair_width);
+        inverse_block(pair.blocks.coefficients[i], pair.dc[i], steps, samples + block_width * i,
+                      line);
 }
 
 } // namespace viq
@@ -224,12 +225,12 @@ void finish() {
 
 // ---- Blocks to pixels
 
-void transform(const decoded_pair &pair, u32 table, sample_pair &samples) {
-    transform_pair(pair, decode->tables[table], samples);
+void transform(const decoded_pair &pair, u32 table, u8 *samples, std::size_t line) {
+    transform_pair(pair, decode->tables[table], samples, line);
 }
 
 // Transforms adjacent MCUs to YUV 4:2:2; `lines` is the number of their lines in the output.
-void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
+void place_yuv(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
     const scan_layout &layout = decode->layout;
     const u32 y_pairs = layout.pairs - 1;
     const u32 repeat = y_pairs - 1;
@@ -237,23 +238,52 @@ void place_colour(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t 
     constexpr std::size_t mcu_bytes = std::size_t{2} * pair_width;
     for (u32 x = 0; x < count; ++x, pairs += layout.pairs, pixels += mcu_bytes) {
         sample_pair chroma;
-        transform(pairs[y_pairs], 1, chroma);
+        transform(pairs[y_pairs], 1, chroma.rows[0], pair_width);
         for (std::size_t n = 0; n < y_pairs && 8 * n < lines; ++n) {
             sample_pair y;
-            transform(pairs[n], 0, y);
+            transform(pairs[n], 0, y.rows[0], pair_width);
             kernels.interleave(y, chroma.rows[4 * n], repeat, pixels + 8 * n * line, line);
         }
     }
 }
 
+constexpr std::size_t part_pixels = std::size_t{mcus_at_once} * pair_width;
+
+void place_rgb(const decoded_pair *pairs, u32 count, u8 *pixels, std::size_t line, u32 lines) {
+    const scan_layout &layout = decode->layout;
+    const block_kernels &kernels = current_blocks();
+    if (kernels.to_rgb == nullptr) {
+        alignas(32) u8 band[largest_mcu_height][2 * part_pixels];
+        place_yuv(pairs, count, band[0], sizeof band[0], lines);
+        const row_kernel convert = find_row(VIQ_YUV422, VIQ_RGB24);
+        for (u32 y = 0; y < lines; ++y, pixels += line)
+            convert(band[y], pixels, count * pair_width, {});
+        return;
+    }
+    alignas(64) u8 luma[largest_mcu_height][part_pixels];
+    alignas(64) u8 chroma[block_lines][part_pixels];
+    const u32 y_pairs = layout.pairs - 1;
+    for (u32 x = 0; x < count; ++x, pairs += layout.pairs) {
+        transform(pairs[y_pairs], 1, chroma[0] + std::size_t{x} * pair_width, part_pixels);
+        for (std::size_t n = 0; n < y_pairs && 8 * n < lines; ++n)
+            transform(pairs[n], 0, luma[8 * n] + std::size_t{x} * pair_width, part_pixels);
+    }
+    for (u32 y = 0; y < lines; y += y_pairs, pixels += y_pairs * line)
+        kernels.to_rgb({luma[y], part_pixels, chroma[y / y_pairs], y_pairs, count * pair_width},
+                       pixels, line);
+}
+
 void place_grey(const decoded_pair *pairs, u32 first, u32 count, u8 *pixels, std::size_t line) {
     const scan_layout &layout = decode->layout;
     for (u32 x = first; x < first + count; ++x, ++pairs, pixels += pair_width) {
+        if (x + 1 != layout.mcus || layout.blocks_in_last == 2) {
+            transform(*pairs, 0, pixels, line);
+            continue;
+        }
         sample_pair samples;
-        transform(*pairs, 0, samples);
-        const u32 width = x + 1 == layout.mcus ? 8 * layout.blocks_in_last : pair_width;
+        transform(*pairs, 0, samples.rows[0], pair_width);
         for (u32 y = 0; y < block_lines; ++y)
-            std::memcpy(pixels + y * line, samples.rows[y], width);
+            std::memcpy(pixels + y * line, samples.rows[y], block_width);
     }
 }
 
@@ -269,13 +299,9 @@ void place_mcus(const decoded_pair *pairs, u32 first, u32 count, tVIQ_Image &out
     if (!decode->layout.colour) {
         place_grey(pairs, first, count, target + x, out.bytes_per_line);
     } else if (out.pixel_format == VIQ_YUV422) {
-        place_colour(pairs, count, target + 2 * x, out.bytes_per_line, lines.count);
+        place_yuv(pairs, count, target + 2 * x, out.bytes_per_line, lines.count);
     } else {
-        alignas(32) u8 band[largest_mcu_height][mcus_at_once * 2 * pair_width];
-        place_colour(pairs, count, band[0], sizeof band[0], lines.count);
-        const row_kernel convert = find_row(VIQ_YUV422, VIQ_RGB24);
-        for (u32 y = 0; y < lines.count; ++y, target += out.bytes_per_line)
-            convert(band[y], target + 3 * x, count * pair_width, {});
+        place_rgb(pairs, count, target + 3 * x, out.bytes_per_line, lines.count);
     }
 }
 

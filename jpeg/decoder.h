@@ -6,7 +6,8 @@
 namespace viq {
 
 // Dequantises and transforms two blocks.
-void transform_pair(const decoded_pair &pair, const quantiser &steps, sample_pair &samples);
+void transform_pair(const decoded_pair &pair, const quantiser &steps, u8 *samples,
+                    std::size_t line);
 
 bool decode_under_way();
 

@@ -234,6 +234,7 @@ struct band_source {
     const tVIQ_Image *in;
     picture_size size;
     row_kernel convert; // null: the lines are not converted
+    u32 pixel;          // bytes of a pixel of the band
     row_options options;
     vector<u8> lines;
     vector<u8> padded_line;
@@ -242,7 +243,13 @@ struct band_source {
 struct band {
     const u8 *pixels;
     std::size_t line;
+    u32 pixel; // bytes
 };
+
+// The forward transform reads the pixels themselves.
+bool is_coded_as_rgb(const tVIQ_Image &in) {
+    return in.pixel_format == VIQ_RGB24 && current_blocks().forward_rgb != nullptr;
+}
 
 // False if memory runs out.
 bool prepare(band_source &source, const tVIQ_Image &in) {
@@ -250,19 +257,19 @@ bool prepare(band_source &source, const tVIQ_Image &in) {
     source.size = padded_size(in);
     source.convert = nullptr;
     const auto pixel = static_cast<u32>(pixel_bytes(in.pixel_format));
-    if (in.pixel_format != VIQ_Y8 && in.pixel_format != VIQ_YUV422)
+    if (in.pixel_format != VIQ_Y8 && in.pixel_format != VIQ_YUV422 && !is_coded_as_rgb(in))
         source.convert = find_row(in.pixel_format, VIQ_YUV422);
+    source.pixel = source.convert != nullptr ? 2 : pixel;
     if (source.convert == nullptr && !needs_padding(in))
         return true;
-    const u32 coded_pixel = source.convert != nullptr ? 2 : pixel;
-    return try_resize(source.lines, u64{block_lines} * source.size.width * coded_pixel) &&
+    return try_resize(source.lines, u64{block_lines} * source.size.width * source.pixel) &&
            try_resize(source.padded_line, u64{source.size.width} * pixel);
 }
 
 band lines_of(band_source &source, u32 first) {
     const tVIQ_Image &in = *source.in;
     if (source.lines.empty())
-        return {in.data + strip_size(in, first), in.bytes_per_line};
+        return {in.data + strip_size(in, first), in.bytes_per_line, source.pixel};
     const auto pixel = static_cast<u32>(pixel_bytes(in.pixel_format));
     const std::size_t line = source.lines.size() / block_lines;
     u8 *to = source.lines.data();
@@ -283,7 +290,7 @@ band lines_of(band_source &source, u32 first) {
         else
             std::memcpy(to, from, line);
     }
-    return {source.lines.data(), line};
+    return {source.lines.data(), line, source.pixel};
 }
 
 // Trellis quantisation of two blocks whose coefficients are rounded down. Both blocks of luminance
@@ -302,7 +309,7 @@ void choose_pair(const held_picture &held, u32 component, block_pair &pair, u32 
 // Codes the blocks of one MCU; false if memory runs out.
 bool code_colour_blocks(picture_coding &coding, block_pair &y, block_pair &uv) {
     if (coding.held == nullptr)
-        return write_colour_blocks(coding.writer, y, uv);
+        return current_writers().write_colour(coding.writer, y, uv);
     if (coding.held->has_trellis) {
         choose_pair(*coding.held, 0, y, 2);
         choose_pair(*coding.held, 1, uv, 2);
@@ -312,7 +319,7 @@ bool code_colour_blocks(picture_coding &coding, block_pair &y, block_pair &uv) {
 
 bool code_grey_blocks(picture_coding &coding, block_pair &pair, u32 count) {
     if (coding.held == nullptr)
-        return write_grey_blocks(coding.writer, pair, count);
+        return current_writers().write_grey(coding.writer, pair, count);
     if (coding.held->has_trellis)
         choose_pair(*coding.held, 0, pair, count);
     return hold_grey_blocks(coding.held->tokens, pair, count);
@@ -321,11 +328,12 @@ bool code_grey_blocks(picture_coding &coding, block_pair &pair, u32 count) {
 // Codes a band of a colour picture; false if memory runs out.
 bool code_colour_band(picture_coding &coding, const band &lines, u32 width) {
     const block_kernels &kernels = current_blocks();
-    block_pair y;
-    block_pair uv;
+    alignas(64) block_pair y;
+    alignas(64) block_pair uv;
+    const auto forward = lines.pixel == 3 ? kernels.forward_rgb : kernels.forward_colour;
     for (u32 x = 0; x < width; x += 16) {
-        kernels.forward_colour(lines.pixels + std::size_t{x} * 2, lines.line,
-                               coding.tables.luminance, coding.tables.chrominance, y, uv);
+        forward(lines.pixels + std::size_t{x} * lines.pixel, lines.line, coding.tables.luminance,
+                coding.tables.chrominance, y, uv);
         if (!code_colour_blocks(coding, y, uv))
             return false;
     }

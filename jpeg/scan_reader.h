@@ -54,9 +54,8 @@ u32 read_mcus(scan_reader &reader, const scan_layout &layout, u32 first, u32 cou
 
 // A component of a scan of any sampling factors. Its blocks follow each other in rows of pairs.
 struct scan_component {
-    const dc_entry *dc; // any_dc_bits
-    const ac_tables *ac;
-    u32 h, v; // blocks of an MCU, across and down
+    block_tables tables; // the DC table has any_dc_bits
+    u32 h, v;            // blocks of an MCU, across and down
     decoded_pair *pairs;
     u32 pairs_in_row;
 };

@@ -1,43 +1,12 @@
 #include "jpeg/scan_writer.h"
 
-#include "jpeg/bit_sink.h"
-#include "jpeg/block_symbols.h"
+#include "core/cpu.h"
 #include "jpeg/jpeg_markers.h"
+#include "jpeg/scan_writer_loops.h"
 
 namespace viq {
 
-namespace {
-
-inline void write_block(bit_sink &sink, const component_codes &codes, const i16 *coefficients,
-                        u64 mask, i32 &predictor) {
-    // Inlined at each of its calls, so that the sink stays in registers.
-    visit_symbols(
-        coefficients, mask, predictor,
-        [&](i32 difference) __attribute__((always_inline)) {
-            const coded_value value =
-                (*codes.dc)[static_cast<u32>(difference + largest_difference)];
-            put(sink, value.bits >> (32 - value.length), value.length);
-        },
-        [&](u32 symbol, u32 size, u32 extra) __attribute__((always_inline)) {
-            const u32 code = codes.ac[symbol];
-            put(sink, (code >> 16) << size | extra, (code & 0xFFFF) + size);
-        });
-}
-
-// Writes blocks with the codes of luminance (0) or chrominance (1). Both blocks of luminance have
-// one predictor, U and V have one each.
-template <u32 component> bool write_pair(scan_writer &writer, const block_pair &pair, u32 count) {
-    if (!make_room(writer, 2 * largest_block + largest_rest))
-        return false;
-    bit_sink sink = sink_of(writer);
-    for (u32 i = 0; i < count; ++i)
-        write_block(sink, writer.components[component], pair.coefficients[i], pair.masks[i],
-                    writer.predictors[component == 0 ? 0 : 1 + i]);
-    store(sink, writer);
-    return true;
-}
-
-} // namespace
+const writer_kernels plain_writers = {write_grey, write_colour};
 
 bool make_room(scan_writer &writer, u32 bytes) {
     if (static_cast<u64>(writer.end - writer.at) >= bytes)
@@ -73,12 +42,9 @@ void continue_scan(scan_writer &writer, tVIQ_Image &image) {
     }
 }
 
-bool write_grey_blocks(scan_writer &writer, const block_pair &pair, u32 count) {
-    return write_pair<0>(writer, pair, count);
-}
-
-bool write_colour_blocks(scan_writer &writer, const block_pair &y, const block_pair &uv) {
-    return write_pair<0>(writer, y, 2) && write_pair<1>(writer, uv, 2);
+const writer_kernels &current_writers() {
+    constexpr kernel_sets<writer_kernels> sets = {&plain_writers, VIQ_AVX2_TABLE(avx2_writers)};
+    return current_kernels(sets);
 }
 
 void pause_scan(scan_writer &writer) {

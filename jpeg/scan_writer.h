@@ -29,9 +29,17 @@ void begin_scan(scan_writer &writer);
 // Starts or continues the scan at the start of the image's data buffer, which has been allocated.
 void continue_scan(scan_writer &writer, tVIQ_Image &image);
 
-// Writes the blocks of one MCU, for grey `count` blocks; false if memory runs out.
-bool write_grey_blocks(scan_writer &writer, const block_pair &pair, u32 count);
-bool write_colour_blocks(scan_writer &writer, const block_pair &y, const block_pair &uv);
+// Functions that write the blocks of one MCU, for grey `count` blocks; false if memory runs out.
+struct writer_kernels {
+    bool (*write_grey)(scan_writer &, const block_pair &, u32 count);
+    bool (*write_colour)(scan_writer &, const block_pair &y, const block_pair &uv);
+};
+
+extern const writer_kernels plain_writers;
+extern const writer_kernels avx2_writers;
+
+// The functions of the current instruction set.
+const writer_kernels &current_writers();
 
 // Sets the length of the data that has been written; the pending bits stay in the writer.
 void pause_scan(scan_writer &writer);

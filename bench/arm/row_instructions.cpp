@@ -120,7 +120,8 @@ void count_blocks() {
     u8 *to = target.data();
     count("DCT of 16 x 8 grey pixels",
           [&] { current_blocks().forward_grey(from, 16, forward, luma); });
-    count("inverse DCT of two blocks", [&] { current_blocks().inverse(luma, inverse, samples); });
+    count("inverse DCT of two blocks",
+          [&] { current_blocks().inverse(luma, inverse, samples.rows[0], pair_width); });
     count("DCT of 16 x 8 YUV 4:2:2",
           [&] { current_blocks().forward_colour(from, 32, forward, forward, luma, chroma); });
     count("YUV 4:2:2 of 16 x 8 samples",
