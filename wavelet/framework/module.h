@@ -82,6 +82,8 @@ enum value_id : u32 {
     id_entropy_coder = 4097, // between the entropy stages: see entropy_coder
     id_destination = 4098,   // from transform to quantiser: see region_destination
     id_headroom = 4099,      // query: bits by which the delivered coefficients are shifted right
+    id_optimisation = 4100,  // set: a compressor's level, see VIQ_WVLT_set_optimisation
+    id_value_parts = 4101,   // query: value_parts if the last region had values in parts of a step
 };
 
 // Types of samples, and of the pixels of a source or an output.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 
 #include "core/cpu.h"
 
@@ -75,6 +76,16 @@ u32 list_positions(const u32 *mask, u32 words, u16 *positions) {
     return static_cast<u32>(end - positions);
 }
 
+void round_values(const u8 *contexts, i16 *values, u32 count) {
+    for (u32 i = 0; i < round_up_to_block(count); ++i) {
+        const i32 parts = std::abs(values[i]);
+        const i32 limit = rounding_limits[std::min<u32>(contexts[i], rounding_contexts - 1)];
+        const i32 rounded = std::max((parts - rounding_excess) >> value_part_bits, 1);
+        const i32 magnitude = parts < limit ? 0 : rounded;
+        values[i] = static_cast<i16>(values[i] < 0 ? -magnitude : magnitude);
+    }
+}
+
 void find_nonzero(const i16 *values, u32 *mask, u32 count) {
     for (u32 i = 0; i < round_up_to_block(count); i += kernel_block) {
         u32 found = 0;
@@ -126,7 +137,7 @@ void interleave(const i16 *even, const i16 *odd, i16 *line, u32 width, bool no_m
 
 const context_kernels plain_context_kernels = {
     parent_terms,          even_contexts,  odd_contexts, classify,
-    classify_to_masks,     list_positions, find_nonzero, context_magnitudes,
+    classify_to_masks,     list_positions, round_values, find_nonzero, context_magnitudes,
     interleave_magnitudes, deinterleave,   interleave,
 };
 

@@ -18,10 +18,12 @@ struct quantiser_data {
     u32 inverse = 0;
     i16 control = 0;
     u32 component = 0;
+    u32 optimisation = 0;
     vector<u8> settings; // inverse: the block as it was set
     vector<i16> values;
     region_destination destination = {}; // of the next region, instead of `values`
     u32 headroom = 0;                    // of the coefficients in this run (lifting_kernels.h)
+    u32 parts = 1;                       // value_parts: the last region had parts of steps
     bool steps_valid = false;            // for the current run
     vector<u16> steps;
 };
@@ -61,11 +63,12 @@ u32 find_steps(quantiser_data &quantiser) {
     }
     if (!try_resize(quantiser.steps, subbands))
         return quantiser_no_memory;
+    const auto step_of = quantiser.optimisation != 0 ? optimised_step : quantiser_step;
     for (u32 band = 0; band < subbands; ++band)
         quantiser.steps[band] = static_cast<u16>(
             quantiser.inverse != 0
                 ? load<u16>(block + settings_header_size + 2 * std::size_t{band}, endian::little)
-                : quantiser_step(quantiser.control, quantiser.component, band, subbands));
+                : step_of(quantiser.control, quantiser.component, band, subbands));
     quantiser.steps_valid = true;
     return success;
 }
@@ -123,6 +126,8 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
         return answer_settings(quantiser, size, buffer);
     if (id == id_headroom && quantiser.inverse != 0)
         return answer(quantiser.headroom, size, buffer, stage_short_buffer);
+    if (id == id_value_parts && quantiser.inverse == 0)
+        return answer(quantiser.parts, size, buffer, stage_short_buffer);
     if (id != id_output)
         return query_module(quantiser.up.handle, id, &size, buffer);
     output_description output = {};
@@ -152,6 +157,11 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
         if (size < sizeof quantiser.control)
             return quantiser_bad_control;
         quantiser.control = value_of<i16>(value);
+        return success;
+    case id_optimisation:
+        if (size < sizeof quantiser.optimisation)
+            return quantiser_bad_control;
+        quantiser.optimisation = value_of<u32>(value);
         return success;
     case id_component:
         if (size < sizeof quantiser.component)
@@ -193,7 +203,9 @@ bool map_lines(const quantiser_data &quantiser, const region &source,
         const auto *from =
             reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride);
         auto *to = reinterpret_cast<i16 *>(buffer.data + std::size_t{i} * buffer.stride);
-        if (quantiser.inverse == 0)
+        if (quantiser.parts != 1)
+            kernels.divide(from, to, source.width, step, quantiser.headroom);
+        else if (quantiser.inverse == 0)
             kernels.quantise(from, to, source.width, step, quantiser.headroom);
         else if (!kernels.dequantise(from, to, source.width, step, quantiser.headroom))
             fits = false;
@@ -229,6 +241,8 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     const u32 step = quantiser.steps[plane];
     if (quantiser.inverse == 0)
         quantiser.headroom = upstream_headroom(quantiser);
+    quantiser.parts =
+        quantiser.optimisation != 0 && step >= first_coarse_step ? value_parts : 1;
     if (allocated && !map_lines(quantiser, source, buffer, step) && quantiser.headroom == 0) {
         quantiser.headroom = max_headroom;
         map_lines(quantiser, source, buffer, step);
