@@ -54,6 +54,7 @@ struct byte_lines {
 // State of the scan of one component.
 struct component_scan {
     const context_kernels *kernels = nullptr;
+    const class_kernels *classes = nullptr;
     u32 width = 0, height = 0, subbands = 0;
     u32 band = 0;
     subband area = {};

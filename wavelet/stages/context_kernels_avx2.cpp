@@ -65,13 +65,12 @@ VIQ_SIMD lanes reaches(lanes contexts, u8 threshold) {
     return _mm256_cmpeq_epi8(_mm256_max_epu8(contexts, thresholds), contexts);
 }
 
-void classify(const u8 *contexts, const u8 *thresholds, u32 threshold_count, u8 *classes,
-              u32 count) {
+void classify(const u8 *contexts, const context_classes &table, u8 *classes, u32 count) {
     for (u32 i = 0; i < count; i += kernel_block) {
         const lanes block = load_256(contexts + i);
         lanes reached = _mm256_setzero_si256();
-        for (u32 k = 0; k < threshold_count; ++k)
-            reached = _mm256_sub_epi8(reached, reaches(block, thresholds[k]));
+        for (const u8 threshold : table.thresholds)
+            reached = _mm256_sub_epi8(reached, reaches(block, threshold));
         store_256(classes + i, reached);
     }
 }
@@ -221,9 +220,10 @@ void interleave(const i16 *even, const i16 *odd, i16 *line, u32 width, bool no_m
 } // namespace
 
 const context_kernels avx2_context_kernels = {
-    parent_terms,          even_contexts,  odd_contexts, classify,
-    classify_to_masks,     list_positions, round_values, find_nonzero, context_magnitudes,
-    interleave_magnitudes, deinterleave,   interleave,
+    parent_terms,       even_contexts,         odd_contexts, round_values, find_nonzero,
+    context_magnitudes, interleave_magnitudes, deinterleave, interleave,
 };
+
+const class_kernels avx2_class_kernels = {classify, classify_to_masks, list_positions};
 
 } // namespace viq

@@ -241,8 +241,7 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     const u32 step = quantiser.steps[plane];
     if (quantiser.inverse == 0)
         quantiser.headroom = upstream_headroom(quantiser);
-    quantiser.parts =
-        quantiser.optimisation != 0 && step >= first_coarse_step ? value_parts : 1;
+    quantiser.parts = quantiser.optimisation != 0 && step >= first_coarse_step ? value_parts : 1;
     if (allocated && !map_lines(quantiser, source, buffer, step) && quantiser.headroom == 0) {
         quantiser.headroom = max_headroom;
         map_lines(quantiser, source, buffer, step);

@@ -137,8 +137,8 @@ unit_content content_of(const region &lines) {
                             : unit_content::any;
 }
 
-// The same for values in parts of a step, before they are rounded: a unit is all_zero if none of them
-// can become nonzero.
+// The same for values in parts of a step, before they are rounded: a unit is all_zero if none of
+// them can become nonzero.
 unit_content content_of_parts(const region &lines) {
     i32 peak = 0;
     for (u32 y = 0; y < lines.height; ++y) {

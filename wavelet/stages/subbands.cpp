@@ -29,8 +29,8 @@ constexpr i32 position_unit = 64; // of a table entry
 constexpr i32 kept_shares[share_table_size] = {16384, 16384, 16384, 16384, 11988, 9246,
                                                4096,  3113,  328,   295,   9,     0};
 
-// For optimised steps: the binary logarithm of the step of a band whose coefficients have norm 1, by
-// the control; linear between the entries and beyond them.
+// For optimised steps: the binary logarithm of the step of a band whose coefficients have norm 1,
+// by the control; linear between the entries and beyond them.
 struct control_exponent {
     i32 control;
     double exponent;
