@@ -22,9 +22,13 @@ struct quantiser_data {
     vector<u8> settings; // inverse: the block as it was set
     vector<i16> values;
     region_destination destination = {}; // of the next region, instead of `values`
-    u32 headroom = 0;                    // of the coefficients in this run (lifting_kernels.h)
-    u32 parts = 1;                       // value_parts: the last region had parts of steps
-    bool steps_valid = false;            // for the current run
+    // The lines of an upstream region that did not fit the destination: they are the next region.
+    region rest = {};
+    const u8 *held = nullptr; // the upstream region that they belong to
+    u32 rest_plane = 0, rest_y = 0;
+    u32 headroom = 0;         // of the coefficients in this run (lifting_kernels.h)
+    u32 parts = 1;            // value_parts: the last region had parts of steps
+    bool steps_valid = false; // for the current run
     vector<u16> steps;
 };
 
@@ -115,7 +119,15 @@ u32 init(void *self, u32 size, const void *configuration, module_handle upstream
     return connect_directed(quantiser.up, quantiser.inverse, size, configuration, upstream);
 }
 
+void drop_rest(quantiser_data &quantiser) {
+    if (quantiser.held != nullptr)
+        release_region(quantiser.up.handle, quantiser.held);
+    quantiser.held = nullptr;
+    quantiser.rest = {};
+}
+
 u32 destroy(void *self) {
+    drop_rest(data<quantiser_data>(self));
     disconnect(data<quantiser_data>(self).up);
     return destroy_data<quantiser_data>(self);
 }
@@ -146,6 +158,7 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
         quantiser.destination = value_of<region_destination>(value);
         return success;
     }
+    drop_rest(quantiser);
     quantiser.steps_valid = false;
     quantiser.headroom = 0;
     switch (id) {
@@ -219,6 +232,29 @@ u32 upstream_headroom(const quantiser_data &quantiser) {
     return failed(query_module(quantiser.up.handle, id_headroom, &size, &headroom)) ? 0 : headroom;
 }
 
+// The upstream's region, or what is left of the last one; at most `most_lines` lines of different
+// content, if this is not 0. The other lines are kept.
+u32 get_source(quantiser_data &quantiser, u32 plane, u32 x, u32 y, u32 most_lines, region &source) {
+    if (quantiser.held != nullptr && plane == quantiser.rest_plane && y == quantiser.rest_y) {
+        source = quantiser.rest;
+    } else {
+        drop_rest(quantiser);
+        const u32 status = get_region(quantiser.up.handle, plane, x, y, &source);
+        if (failed(status))
+            return status;
+        quantiser.held = source.data;
+    }
+    quantiser.rest = {};
+    if (most_lines != 0 && source.stride != 0 && source.height > most_lines) {
+        quantiser.rest = {source.width, source.height - most_lines,
+                          source.data + std::size_t{most_lines} * source.stride, source.stride};
+        quantiser.rest_plane = plane;
+        quantiser.rest_y = y + most_lines;
+        source.height = most_lines;
+    }
+    return success;
+}
+
 u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     auto &quantiser = data<quantiser_data>(self);
     const region_destination destination = std::exchange(quantiser.destination, {});
@@ -231,7 +267,7 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     if (plane >= quantiser.steps.size())
         return quantiser_no_step;
     region source = requested;
-    status = get_region(quantiser.up.handle, plane, x, y, &source);
+    status = get_source(quantiser, plane, x, y, destination.lines, source);
     if (failed(status))
         return status;
     const bool fits = source.width <= requested.width && source.height <= requested.height;
@@ -246,7 +282,8 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
         quantiser.headroom = max_headroom;
         map_lines(quantiser, source, buffer, step);
     }
-    release_region(quantiser.up.handle, source.data);
+    if (quantiser.rest.height == 0)
+        drop_rest(quantiser);
     if (!allocated)
         return quantiser_no_memory;
     requested = {source.width, source.height, buffer.data, buffer.stride};
