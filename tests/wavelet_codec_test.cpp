@@ -46,8 +46,9 @@ bytes stream_of(u32 wavelet) {
     return result;
 }
 
-bytes compress(const picture &source, u16 type, u16 quality, u16 subbands = 6) {
+bytes compress(const picture &source, u16 type, u16 quality, u16 subbands = 6, u16 level = 0) {
     const wavelet_image wavelet(type);
+    EXPECT_OK(VIQ_WVLT_set_optimisation(wavelet, level));
     EXPECT_OK(VIQ_WVLT_set_Quality_factor(wavelet, quality));
     EXPECT_OK(VIQ_WVLT_set_subbands(wavelet, subbands));
     EXPECT_OK(VIQ_WVLT_compress(source, wavelet, 3));
@@ -104,6 +105,43 @@ TEST(WaveletCodec, BothCodersDecodeTheSamePixelsAndRansIsSmaller) {
         last = rans.size();
     }
 }
+
+class OptimisedWavelets : public every_set {};
+
+TEST_P(OptimisedWavelets, HaveAHigherPsnrAtNoMoreBytesAndEqualStreamsWithEverySet) {
+    for (const u16 type : {type_huffman, type_rans})
+        for (const u16 format : {VIQ_Y8, VIQ_YUV422}) {
+            SCOPED_TRACE(text_of(type, format));
+            const picture source(format, 214, 131);
+            paint(source);
+            const bytes usual = compress(source, type, 60);
+            bytes optimised;
+            u16 quality = 0;
+            const auto next = [&] { return compress(source, type, quality, 6, 1); };
+            for (bytes found = next(); found.size() <= usual.size(); found = next()) {
+                optimised = found;
+                quality = static_cast<u16>(quality + 2);
+            }
+            const picture from_usual, from_optimised;
+            ASSERT_EQ(decompress(usual, type, from_usual), 0u);
+            ASSERT_EQ(decompress(optimised, type, from_optimised), 0u);
+            EXPECT_GT(psnr(source, from_optimised), psnr(source, from_usual) + 0.3);
+            for (const u16 extreme : {0, 400}) {
+                const bytes stream = compress(source, type, extreme, 32, 1);
+                force_set(instruction_set::plain);
+                EXPECT_EQ(compress(source, type, extreme, 32, 1), stream);
+                force_set(GetParam());
+                const picture out;
+                ASSERT_EQ(decompress(stream, type, out), 0u);
+                EXPECT_GT(psnr(source, out), extreme == 0 ? 15 : 50);
+            }
+            force_set(instruction_set::plain);
+            EXPECT_EQ(compress(source, type, static_cast<u16>(quality - 2), 6, 1), optimised);
+            force_set(GetParam());
+        }
+}
+
+WITH_EVERY_SET(OptimisedWavelets);
 
 TEST(WaveletCodec, PreservesFullContrastPatterns) {
     const picture source(VIQ_Y8, 64, 64);
@@ -262,12 +300,16 @@ TEST(WaveletCodec, RejectsInvalidArguments) {
     EXPECT_ERROR(VIQ_WVLT_set_subbands(wavelet, 0), 0x10030000, "Subbands out of range");
     EXPECT_ERROR(VIQ_WVLT_set_subbands(wavelet, 33), 0x10030021, "Subbands out of range");
 
+    EXPECT_ERROR(VIQ_WVLT_set_optimisation(wavelet, 2), 0x10030000,
+                 "Optimisation level out of range");
+
     const char *not_wavelet = "Not a WVLT image";
     VIQ_image_set_flags(plain, VIQ_FLAG_100, 1); // the flag is not sufficient
     for (const u32 handle : {plain.handle, missing}) {
         EXPECT_ERROR(VIQ_WVLT_image_destroy(handle), 0x10040000, not_wavelet);
         EXPECT_ERROR(VIQ_WVLT_set_Quality_factor(handle, 1), 0x10040000, not_wavelet);
         EXPECT_ERROR(VIQ_WVLT_set_subbands(handle, 1), 0x10040000, not_wavelet);
+        EXPECT_ERROR(VIQ_WVLT_set_optimisation(handle, 1), 0x10040000, not_wavelet);
         EXPECT_ERROR(VIQ_WVLT_compress(plain, handle, 3), 0x10040000, not_wavelet);
         EXPECT_ERROR(VIQ_WVLT_decompress(handle, out, 3), 0x10040000, not_wavelet);
         EXPECT_ERROR(VIQ_WVLT_file_write(handle, 3), 0x10040000, not_wavelet);

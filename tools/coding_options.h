@@ -10,7 +10,8 @@ constexpr uint16_t default_jpeg_quality = 32;
 struct wavelet_options {
     uint16_t quality = 75;
     uint16_t decompositions = 6;
-    bool small = false; // the entropy coder for smaller files, which takes more time
+    bool optimised = false; // VIQ_WVLT_set_optimisation
+    bool small = false;     // the entropy coder for smaller files, which takes more time
 };
 
 struct coding_options {

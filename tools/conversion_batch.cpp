@@ -159,6 +159,8 @@ void declare_coding(CLI::App &app, coding_options &coding) {
         ->check(CLI::Range(1, int{most_decompositions}));
     app.add_flag("--small", coding.wavelet.small,
                  "Code .dwt files with the slower entropy coder, which makes them smaller");
+    app.add_flag("--wavelet-optimize", coding.wavelet.optimised,
+                 "Choose the steps and values of .dwt files for the best picture at a size");
     app.add_flag("--padded", coding.padded,
                  "Write the lines of .raw files with the padding that they have in memory");
 }

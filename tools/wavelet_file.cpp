@@ -76,6 +76,7 @@ void write_wavelet(uint32_t picture, uint32_t true_width, const wavelet_options 
     const image wavelet(VIQ_WVLT_image_create(options.small ? small_coder : fast_coder));
     check(VIQ_WVLT_set_Quality_factor(wavelet.handle, options.quality), name);
     check(VIQ_WVLT_set_subbands(wavelet.handle, options.decompositions), name);
+    check(VIQ_WVLT_set_optimisation(wavelet.handle, options.optimised ? 1 : 0), name);
     check(VIQ_WVLT_compress(picture, wavelet.handle, VIQ_STRIP_NEXT), name);
     check(VIQ_image_set_outfilename(wavelet.handle, path.c_str()), name);
     check(VIQ_image_write(wavelet.handle, 0, VIQ_FILE_WAVELET, VIQ_STRIP_NEXT), name);

@@ -70,6 +70,28 @@ VIQ_API uint32_t VIQ_CALL VIQ_WVLT_set_Quality_factor(uint32_t hWvlt, uint16_t w
  */
 VIQ_API uint32_t VIQ_CALL VIQ_WVLT_set_subbands(uint32_t hWvlt, uint16_t wSubbands);
 
+/** Levels of VIQ_WVLT_set_optimisation. */
+enum {
+    VIQ_WVLT_OPTIMISE_NONE = 0,  /**< the steps and values of the quality factor */
+    VIQ_WVLT_OPTIMISE_VALUES = 1 /**< steps and values for the greatest PSNR */
+};
+
+/**
+ * Makes the compression choose quantiser steps and quantised values for the greatest PSNR at the
+ * size of the stream, which is similar to that of the same quality without optimisation. Every
+ * decompressor of the coding type decodes the stream.
+ *
+ * The steps weigh the bands by their share in the error of the samples. A coefficient that takes
+ * more bits than it is worth, because those around it are 0, becomes 0.
+ *
+ * @param hWvlt   the wavelet image
+ * @param wLevel  VIQ_WVLT_OPTIMISE_NONE, as in a new image, or VIQ_WVLT_OPTIMISE_VALUES. It takes
+ *     effect with the next compression.
+ * @par Errors
+ * - VIQ_ERR_PARAMETER "Optimisation level out of range"
+ */
+VIQ_API uint32_t VIQ_CALL VIQ_WVLT_set_optimisation(uint32_t hWvlt, uint16_t wLevel);
+
 /**
  * Compresses a picture into a wavelet image, which receives the parameters of the picture, its file
  * names included. A failure clears the stream.

@@ -136,8 +136,11 @@ u32 push_settings(wavelet_record &record, const tVIQ_Image &source) {
         if (failed(set_module(record.compressor_chain, id_decompositions, sizeof record.subbands,
                               &record.subbands)))
             return report(name, VIQ_ERR_PARAMETER, "Invalid number of DWT decompositions");
-        const u32 status =
-            set_module(record.compressor_chain, id_quality, sizeof record.quality, &record.quality);
+        u32 status = set_module(record.compressor_chain, id_optimisation,
+                                sizeof record.optimisation, &record.optimisation);
+        if (!failed(status))
+            status = set_module(record.compressor_chain, id_quality, sizeof record.quality,
+                                &record.quality);
         if (failed(status))
             return report_module_status(name, status, "Wavelet compressor failed");
         record.settings_changed = 0;

@@ -204,6 +204,10 @@ u32 run_components(wavelet_record &record, tVIQ_Image &out, u32 &status) {
         record.stream_length =
             std::min(record.component_bytes[component], stored - record.read_position);
         out.skip_bytes = first_byte[component];
+        if (out.pixel_format == VIQ_Y8 && out.data != nullptr && out.bytes_per_line >= out.width) {
+            const region_destination lines = {out.data, out.bytes_per_line, out.height};
+            set_module(chain_of(record), id_destination, sizeof lines, &lines); // optional
+        }
         status = run_module(chain_of(record), &request, nullptr);
         if (failed(status))
             break;

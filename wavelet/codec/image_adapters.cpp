@@ -69,7 +69,8 @@ u32 write_component(void *context, u32 x, u32 y, const region &delivered) {
     for (u32 i = 0; i < delivered.height; ++i) {
         const u8 *from = delivered.data + std::size_t{i} * delivered.stride;
         u8 *to = image.data + (u64{y} + i) * image.bytes_per_line + u64{x} * step + offset;
-        kernels.spread(from, to, step, delivered.width);
+        if (from != to) // the decompressor may have stored the line itself
+            kernels.spread(from, to, step, delivered.width);
     }
     return success;
 }

@@ -79,6 +79,19 @@ u32 VIQ_WVLT_set_subbands(u32 hWvlt, u16 wSubbands) {
     return success;
 }
 
+u32 VIQ_WVLT_set_optimisation(u32 hWvlt, u16 wLevel) {
+    constexpr const char *name = "VIQ_WVLT_set_optimisation";
+    wavelet_record *record = nullptr;
+    const u32 code = open_wavelet_record(name, hWvlt, record);
+    if (is_error(code))
+        return code;
+    if (wLevel > VIQ_WVLT_OPTIMISE_VALUES)
+        return report(name, VIQ_ERR_PARAMETER, "Optimisation level out of range");
+    record->optimisation = wLevel;
+    record->settings_changed = 1;
+    return success;
+}
+
 namespace viq {
 
 wavelet_record *find_wavelet_record(const tVIQ_Image *image) {

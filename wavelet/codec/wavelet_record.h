@@ -37,6 +37,8 @@ struct wavelet_record {
     vector<u8> settings;                // of component 0, then of components 1 and 2
     bool decompressor_released = false; // decompressor_chain refers to a destroyed instance
 
+    u32 optimisation = 0; // VIQ_WVLT_set_optimisation
+
     // Shape of the image that the settings were gathered for.
     u32 gathered_width = 0, gathered_height = 0;
     u16 gathered_format = 0;

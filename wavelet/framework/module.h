@@ -80,8 +80,10 @@ enum value_id : u32 {
     id_quantiser_control = 353,
     id_component = 355,
     id_entropy_coder = 4097, // between the entropy stages: see entropy_coder
-    id_destination = 4098,   // from transform to quantiser: see region_destination
+    id_destination = 4098,   // to a quantiser or level shifter: see region_destination
     id_headroom = 4099,      // query: bits by which the delivered coefficients are shifted right
+    id_optimisation = 4100,  // set: a compressor's level, see VIQ_WVLT_set_optimisation
+    id_value_parts = 4101,   // query: value_parts if the last region had values in parts of a step
 };
 
 // Types of samples, and of the pixels of a source or an output.
@@ -105,13 +107,14 @@ enum sample_type : u32 {
 // types.
 enum codec_mode : u32 { compress_huffman, compress_rans, decompress_huffman, decompress_rans };
 
-// Buffer for the next region that is requested. A module that supports it writes the region there
-// and returns this address as its data, which saves a copy; other modules reject the id and provide
-// the region in a buffer of their own.
+// Buffer for the next region that is requested from a quantiser, or for all regions of the run of a
+// level shifter. A module that supports it writes the region there and returns this address as its
+// data, which saves a copy; other modules reject the id and provide the region in a buffer of their
+// own.
 struct region_destination {
     u8 *data;
     u32 stride;
-    u32 lines; // that fit; regions of more are not written there
+    u32 lines; // that fit
 };
 
 // The function of a source that provides its regions.

@@ -41,6 +41,7 @@ bool byte_lines::resize_written(u32 new_width, u32 new_height) {
 
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands) {
     scan.kernels = &current_context_kernels();
+    scan.classes = &current_class_kernels();
     scan.width = width;
     scan.height = height;
     scan.subbands = subbands;

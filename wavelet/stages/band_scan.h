@@ -54,6 +54,7 @@ struct byte_lines {
 // State of the scan of one component.
 struct component_scan {
     const context_kernels *kernels = nullptr;
+    const class_kernels *classes = nullptr;
     u32 width = 0, height = 0, subbands = 0;
     u32 band = 0;
     subband area = {};
@@ -64,6 +65,7 @@ struct component_scan {
     u32 parent_row = 0;          // row of the parent band that the parent terms belong to
     vector<i16> values[line_phases];
     bool no_memory = false; // for a line of magnitudes
+    bool has_parts = false; // encoder: the values of the current unit are in parts of a step
 };
 
 void begin_component(component_scan &scan, u32 width, u32 height, u32 subbands);
@@ -96,14 +98,18 @@ void code_line(component_scan &scan, Coder &coder, u32 y, i16 *line, bool no_min
     i16 *even = scan.values[0].data();
     i16 *odd = scan.values[1].data();
     if constexpr (!Coder::decodes)
-        scan.kernels->deinterleave(line, even, odd, scan.area.width, no_minus_one);
+        scan.kernels->deinterleave(line, even, odd, scan.area.width,
+                                   no_minus_one && !scan.has_parts);
     begin_line(scan, y);
     for (u32 phase = 0; phase < line_phases; ++phase) {
         const u32 count = phase_size(scan, phase);
         i16 *values = scan.values[phase].data();
         if constexpr (Coder::decodes)
             std::fill_n(values, count, i16{0});
-        coder.code_phase(scan, phase, compute_contexts(scan, y, phase), values, count);
+        const u8 *contexts = compute_contexts(scan, y, phase);
+        if (!Coder::decodes && scan.has_parts)
+            scan.kernels->round_values(contexts, values, count);
+        coder.code_phase(scan, phase, contexts, values, count);
         end_phase(scan, y, phase);
     }
     coder.end_line();

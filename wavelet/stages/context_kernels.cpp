@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 
 #include "core/cpu.h"
 
@@ -43,14 +44,9 @@ void odd_contexts(const context_neighbours &neighbours, u8 *contexts, u32 count)
                       left[i] + above[i + 1] + parent[i]);
 }
 
-void classify(const u8 *contexts, const u8 *thresholds, u32 threshold_count, u8 *classes,
-              u32 count) {
-    for (u32 i = 0; i < count; ++i) {
-        u32 reached = 0;
-        for (u32 k = 0; k < threshold_count; ++k)
-            reached += contexts[i] >= thresholds[k] ? 1 : 0;
-        classes[i] = static_cast<u8>(reached);
-    }
+void classify(const u8 *contexts, const context_classes &table, u8 *classes, u32 count) {
+    for (u32 i = 0; i < count; ++i)
+        classes[i] = table.of_context[contexts[i]];
 }
 
 void classify_to_masks(const u8 *contexts, const u8 *thresholds, u32 *masks, u32 *class_counts,
@@ -73,6 +69,16 @@ u32 list_positions(const u32 *mask, u32 words, u16 *positions) {
         for (u32 bits = mask[i]; bits != 0; bits &= bits - 1)
             *end++ = static_cast<u16>(i * kernel_block + static_cast<u32>(std::countr_zero(bits)));
     return static_cast<u32>(end - positions);
+}
+
+void round_values(const u8 *contexts, i16 *values, u32 count) {
+    for (u32 i = 0; i < round_up_to_block(count); ++i) {
+        const i32 parts = std::abs(values[i]);
+        const i32 limit = rounding_limits[std::min<u32>(contexts[i], rounding_contexts - 1)];
+        const i32 rounded = std::max((parts - rounding_excess) >> value_part_bits, 1);
+        const i32 magnitude = parts < limit ? 0 : rounded;
+        values[i] = static_cast<i16>(values[i] < 0 ? -magnitude : magnitude);
+    }
 }
 
 void find_nonzero(const i16 *values, u32 *mask, u32 count) {
@@ -125,14 +131,22 @@ void interleave(const i16 *even, const i16 *odd, i16 *line, u32 width, bool no_m
 } // namespace
 
 const context_kernels plain_context_kernels = {
-    parent_terms,          even_contexts,  odd_contexts, classify,
-    classify_to_masks,     list_positions, find_nonzero, context_magnitudes,
-    interleave_magnitudes, deinterleave,   interleave,
+    parent_terms,       even_contexts,         odd_contexts, round_values, find_nonzero,
+    context_magnitudes, interleave_magnitudes, deinterleave, interleave,
 };
+
+const class_kernels plain_class_kernels = {classify, classify_to_masks, list_positions};
 
 const context_kernels &current_context_kernels() {
     constexpr kernel_sets<context_kernels> sets = {&plain_context_kernels,
                                                    VIQ_AVX2_TABLE(avx2_context_kernels)};
+    return current_kernels(sets);
+}
+
+const class_kernels &current_class_kernels() {
+    constexpr kernel_sets<class_kernels> sets = {.plain = &plain_class_kernels,
+                                                 .avx2 = VIQ_AVX2_TABLE(avx2_class_kernels),
+                                                 .avx512 = VIQ_AVX512_TABLE(avx512_class_kernels)};
     return current_kernels(sets);
 }
 

@@ -8,7 +8,7 @@
 // give the same results.
 #pragma once
 
-#include "core/types.h"
+#include "wavelet/stages/subbands.h"
 
 namespace viq {
 
@@ -27,12 +27,22 @@ constexpr u32 mask_thresholds = 3;
 constexpr u32 mask_classes = mask_thresholds + 1;
 
 // list_positions may write this many elements after the last position.
-constexpr u32 position_list_padding = 8;
+constexpr u32 position_list_padding = 16;
 
 // Lines of magnitudes around the coefficients of a phase. `parent` holds terms of parent_terms.
 struct context_neighbours {
     const u8 *even_above, *odd_above, *even_here, *parent;
 };
+
+// Rounding of values in parts of a step. A magnitude below the limit of its context becomes 0: the
+// bits of a nonzero value are the more expensive, the smaller the magnitudes around it are. From
+// the limit up to the second step the magnitude becomes 1. Above a whole step it is rounded down,
+// also if it exceeds the step by only `rounding_excess`. The limits are chosen for the greatest
+// PSNR of photographs at a size.
+constexpr u8 rounding_limits[] = {20, 19, 18, 18, 17, 17, 16, 16, 16, 15, 15, 15, 15, 15, 15, 14};
+constexpr u32 rounding_contexts = sizeof rounding_limits; // the last limit is that of all others
+constexpr i32 lowest_rounding_limit = rounding_limits[rounding_contexts - 1];
+constexpr i32 rounding_excess = 1;
 
 struct context_kernels {
     // Contribution of the parent band (same direction, one level coarser) to a context: a quarter
@@ -44,18 +54,8 @@ struct context_kernels {
     void (*even_contexts)(const context_neighbours &neighbours, u8 *contexts, u32 count);
     void (*odd_contexts)(const context_neighbours &neighbours, u8 *contexts, u32 count);
 
-    // The class of a coefficient is the number of thresholds that its context reaches. Thresholds
-    // are in ascending order.
-    void (*classify)(const u8 *contexts, const u8 *thresholds, u32 threshold_count, u8 *classes,
-                     u32 count);
-
-    // The same for mask_thresholds thresholds, as one bit mask for each class and the number of its
-    // coefficients. A mask has round_up_to_block(count) / kernel_block words.
-    void (*classify_to_masks)(const u8 *contexts, const u8 *thresholds, u32 *masks,
-                              u32 *class_counts, u32 count);
-
-    // The positions of the bits of a mask in ascending order; returns their number.
-    u32 (*list_positions)(const u32 *mask, u32 words, u16 *positions);
+    // Rounds values in parts of a step to whole steps; for whole blocks.
+    void (*round_values)(const u8 *contexts, i16 *values, u32 count);
 
     // A mask of the values that are not 0.
     void (*find_nonzero)(const i16 *values, u32 *mask, u32 count);
@@ -71,6 +71,33 @@ struct context_kernels {
 };
 
 const context_kernels &current_context_kernels();
+
+// Thresholds between the context classes of the rANS coder, in ascending order. The class of a
+// coefficient is the number of thresholds that its context reaches.
+constexpr u32 rans_thresholds = 15;
+struct context_classes {
+    u8 thresholds[rans_thresholds];
+    u8 of_context[256];
+};
+
+// Classification of coefficients by their contexts.
+struct class_kernels {
+    void (*classify)(const u8 *contexts, const context_classes &table, u8 *classes, u32 count);
+
+    // The same for mask_thresholds thresholds, as one bit mask for each class and the number of its
+    // coefficients. A mask has round_up_to_block(count) / kernel_block words.
+    void (*classify_to_masks)(const u8 *contexts, const u8 *thresholds, u32 *masks,
+                              u32 *class_counts, u32 count);
+
+    // The positions of the bits of a mask in ascending order; returns their number.
+    u32 (*list_positions)(const u32 *mask, u32 words, u16 *positions);
+};
+
+const class_kernels &current_class_kernels();
+
+extern const class_kernels plain_class_kernels;
+extern const class_kernels avx2_class_kernels;
+extern const class_kernels avx512_class_kernels;
 
 extern const context_kernels plain_context_kernels;
 extern const context_kernels avx2_context_kernels;

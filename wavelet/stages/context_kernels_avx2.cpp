@@ -65,13 +65,12 @@ VIQ_SIMD lanes reaches(lanes contexts, u8 threshold) {
     return _mm256_cmpeq_epi8(_mm256_max_epu8(contexts, thresholds), contexts);
 }
 
-void classify(const u8 *contexts, const u8 *thresholds, u32 threshold_count, u8 *classes,
-              u32 count) {
+void classify(const u8 *contexts, const context_classes &table, u8 *classes, u32 count) {
     for (u32 i = 0; i < count; i += kernel_block) {
         const lanes block = load_256(contexts + i);
         lanes reached = _mm256_setzero_si256();
-        for (u32 k = 0; k < threshold_count; ++k)
-            reached = _mm256_sub_epi8(reached, reaches(block, thresholds[k]));
+        for (const u8 threshold : table.thresholds)
+            reached = _mm256_sub_epi8(reached, reaches(block, threshold));
         store_256(classes + i, reached);
     }
 }
@@ -131,6 +130,27 @@ u32 list_positions(const u32 *mask, u32 words, u16 *positions) {
         }
     }
     return static_cast<u32>(end - positions);
+}
+
+VIQ_SIMD lanes round_lanes(lanes value, lanes limit) {
+    const lanes parts = _mm256_abs_epi16(value);
+    const lanes reduced = _mm256_sub_epi16(parts, _mm256_set1_epi16(rounding_excess));
+    const lanes rounded =
+        _mm256_max_epi16(_mm256_srai_epi16(reduced, value_part_bits), _mm256_set1_epi16(1));
+    return _mm256_sign_epi16(_mm256_andnot_si256(_mm256_cmpgt_epi16(limit, parts), rounded), value);
+}
+
+void round_values(const u8 *contexts, i16 *values, u32 count) {
+    const lanes table = _mm256_broadcastsi128_si256(load_128(rounding_limits));
+    const lanes last = _mm256_set1_epi8(rounding_contexts - 1);
+    for (u32 i = 0; i < count; i += kernel_block, values += kernel_block) {
+        const lanes limits =
+            _mm256_shuffle_epi8(table, _mm256_min_epu8(load_256(contexts + i), last));
+        const lanes first = _mm256_cvtepu8_epi16(_mm256_castsi256_si128(limits));
+        const lanes second = _mm256_cvtepu8_epi16(_mm256_extracti128_si256(limits, 1));
+        store_256(values, round_lanes(load_256(values), first));
+        store_256(values + 16, round_lanes(load_256(values + 16), second));
+    }
 }
 
 void find_nonzero(const i16 *values, u32 *mask, u32 count) {
@@ -200,9 +220,10 @@ void interleave(const i16 *even, const i16 *odd, i16 *line, u32 width, bool no_m
 } // namespace
 
 const context_kernels avx2_context_kernels = {
-    parent_terms,          even_contexts,  odd_contexts, classify,
-    classify_to_masks,     list_positions, find_nonzero, context_magnitudes,
-    interleave_magnitudes, deinterleave,   interleave,
+    parent_terms,       even_contexts,         odd_contexts, round_values, find_nonzero,
+    context_magnitudes, interleave_magnitudes, deinterleave, interleave,
 };
+
+const class_kernels avx2_class_kernels = {classify, classify_to_masks, list_positions};
 
 } // namespace viq

@@ -18,6 +18,7 @@ struct shifter_data {
     u32 target = type_unspecified;
     u32 component = 0;
     vector<u8> converted;
+    region_destination destination = {}; // of the regions of a run, instead of `converted`
 };
 
 constexpr u32 bytes_per_sample(u32 type) {
@@ -174,6 +175,13 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
 
 u32 set(void *self, u32 id, u32 size, const void *value) {
     auto &shifter = data<shifter_data>(self);
+    if (id == id_destination && shifter.target == type_bytes &&
+        size == sizeof shifter.destination) {
+        shifter.destination = value_of<region_destination>(value);
+        return success;
+    }
+    if (id == id_source)
+        shifter.destination = {};
     // The component selects what the shifter after the source extracts; it is not passed on.
     if (id != id_component || shifter.target != type_wavelet)
         return set_module(shifter.up.handle, id, size, value);
@@ -195,11 +203,16 @@ u32 convert_region(shifter_data &shifter, u32 type, u32 x, u32 y, region &reques
     const u32 width = std::min(source.width / pixels, requested.width);
     const u32 sample = bytes_per_sample(shifter.target);
     const row_conversion convert = find_conversion(type, shifter.target);
-    const u32 line = (width * sample + 1) / 2 * 2;
-    const bool allocated = try_resize(shifter.converted, u64{line} * source.height);
+    region_destination buffer = shifter.destination;
+    const bool own = buffer.data == nullptr || u64{y} + source.height > buffer.lines;
+    if (own)
+        buffer = {nullptr, (width * sample + 1) / 2 * 2, source.height};
+    const bool allocated = !own || try_resize(shifter.converted, u64{buffer.stride} * buffer.lines);
+    u8 *target = own ? shifter.converted.data()
+                     : buffer.data + std::size_t{y} * buffer.stride + std::size_t{x} * sample;
     for (u32 i = 0; allocated && i < source.height; ++i) {
         const u8 *from = source.data + std::size_t{i} * source.stride;
-        u8 *to = shifter.converted.data() + std::size_t{i} * line;
+        u8 *to = target + std::size_t{i} * buffer.stride;
         if (extracts)
             current_wavelet_kernels().widen(from + layout.offset, layout.step,
                                             reinterpret_cast<i16 *>(to), width);
@@ -209,7 +222,7 @@ u32 convert_region(shifter_data &shifter, u32 type, u32 x, u32 y, region &reques
     release_region(shifter.up.handle, source.data);
     if (!allocated)
         return stage_no_memory;
-    requested = {width, source.height, shifter.converted.data(), line};
+    requested = {width, source.height, target, buffer.stride};
     return success;
 }
 
@@ -232,7 +245,9 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
 
 u32 release(void *self, const u8 *bytes) {
     auto &shifter = data<shifter_data>(self);
-    return bytes == shifter.converted.data() ? success : release_region(shifter.up.handle, bytes);
+    return bytes == shifter.converted.data() || shifter.destination.data != nullptr
+               ? success
+               : release_region(shifter.up.handle, bytes);
 }
 
 } // namespace

@@ -94,7 +94,7 @@ void inverse_step(const line_window &window, i16 *odd, i16 *even, const column_s
 
 const wavelet_kernels plain_wavelet_kernels = {
     widen,        narrow,       spread,   forward_lines, inverse_lines,
-    forward_step, inverse_step, quantise, dequantise,
+    forward_step, inverse_step, quantise, dequantise,    divide,
 };
 
 const wavelet_kernels &current_wavelet_kernels() {

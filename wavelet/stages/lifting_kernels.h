@@ -12,7 +12,7 @@
 // contain it: the decompressor uses it if a dequantised coefficient does not fit.
 #pragma once
 
-#include "core/types.h"
+#include "wavelet/stages/subbands.h"
 
 namespace viq {
 
@@ -21,6 +21,10 @@ constexpr u32 min_line_length = 5;
 constexpr u32 line_scratch_padding = 8;
 
 constexpr u32 max_headroom = 1;
+
+// Quantisation multiplies by 32768 / step. From this step on, -1 is quantised to 0 and zeros are
+// reconstructed as 0.
+constexpr u32 first_coarse_step = 64;
 
 // Samples before and after each line that the transform buffers. Their values are undefined.
 // Kernels may read them, and write them in their output lines.
@@ -79,6 +83,10 @@ struct wavelet_kernels {
     // coefficients that do not fit 16 bits, and returns false if a magnitude reaches 32767.
     void (*quantise)(const i16 *coefficients, i16 *values, u32 count, u32 step, u32 headroom);
     bool (*dequantise)(const i16 *values, i16 *coefficients, u32 count, u32 step, u32 headroom);
+
+    // Quantises to value_parts parts of a step, which is at least first_coarse_step; magnitudes are
+    // rounded down.
+    void (*divide)(const i16 *coefficients, i16 *values, u32 count, u32 step, u32 headroom);
 };
 
 const wavelet_kernels &current_wavelet_kernels();

@@ -549,11 +549,22 @@ bool dequantise_vector(const i16 *values, i16 *coefficients, u32 count, u32 step
     return rest_fits && _mm256_testz_si256(excess, excess) != 0;
 }
 
+void divide_vector(const i16 *coefficients, i16 *values, u32 count, u32 step, u32 headroom) {
+    const lanes factor = _mm256_set1_epi16(static_cast<i16>(parts_factor(step, headroom)));
+    u32 i = 0;
+    for (; i + lane_count <= count; i += lane_count) {
+        const lanes coefficient = load_256(coefficients + i);
+        const lanes magnitude = _mm256_mulhi_epu16(_mm256_abs_epi16(coefficient), factor);
+        store_256(values + i, _mm256_sign_epi16(magnitude, coefficient));
+    }
+    divide(coefficients + i, values + i, count - i, step, headroom);
+}
+
 } // namespace
 
 const wavelet_kernels avx2_wavelet_kernels = {
     widen,        narrow_vector, spread_bytes,    forward_lines,     inverse_lines,
-    forward_step, inverse_step,  quantise_vector, dequantise_vector,
+    forward_step, inverse_step,  quantise_vector, dequantise_vector, divide_vector,
 };
 
 } // namespace viq

@@ -163,9 +163,6 @@ void inverse_line(const line_halves &source, i16 *target, u32 length, i32 *scrat
 
 // ---------------------------------------------------------------- quantiser
 
-// Quantisation multiplies by 32768 / step. From this step on, -1 is quantised to 0 and zeros are
-// reconstructed as 0.
-constexpr u32 first_coarse_step = 64;
 constexpr u32 reciprocal_bits = 15;
 constexpr i32 max_coarse_reciprocal = (1 << reciprocal_bits) / first_coarse_step;
 
@@ -177,6 +174,23 @@ void quantise(const i16 *__restrict coefficients, i16 *__restrict values, u32 co
     for (u32 i = 0; i < count; ++i) {
         const i32 value = (coefficients[i] * reciprocal) >> shift;
         values[i] = saturate(value == dropped ? 0 : value);
+    }
+}
+
+constexpr u32 part_bits = 16;
+
+constexpr u32 parts_factor(u32 step, u32 headroom) {
+    return ((value_parts << (part_bits + headroom)) + step / 2) / step;
+}
+
+void divide(const i16 *__restrict coefficients, i16 *__restrict values, u32 count, u32 step,
+            u32 headroom) {
+    const u32 factor = parts_factor(step, headroom);
+    for (u32 i = 0; i < count; ++i) {
+        const i32 coefficient = coefficients[i];
+        const auto magnitude = static_cast<i32>(
+            static_cast<u32>(coefficient < 0 ? -coefficient : coefficient) * factor >> part_bits);
+        values[i] = static_cast<i16>(coefficient < 0 ? -magnitude : magnitude);
     }
 }
 

@@ -18,11 +18,17 @@ struct quantiser_data {
     u32 inverse = 0;
     i16 control = 0;
     u32 component = 0;
+    u32 optimisation = 0;
     vector<u8> settings; // inverse: the block as it was set
     vector<i16> values;
     region_destination destination = {}; // of the next region, instead of `values`
-    u32 headroom = 0;                    // of the coefficients in this run (lifting_kernels.h)
-    bool steps_valid = false;            // for the current run
+    // The lines of an upstream region that did not fit the destination: they are the next region.
+    region rest = {};
+    const u8 *held = nullptr; // the upstream region that they belong to
+    u32 rest_plane = 0, rest_y = 0;
+    u32 headroom = 0;         // of the coefficients in this run (lifting_kernels.h)
+    u32 parts = 1;            // value_parts: the last region had parts of steps
+    bool steps_valid = false; // for the current run
     vector<u16> steps;
 };
 
@@ -61,11 +67,12 @@ u32 find_steps(quantiser_data &quantiser) {
     }
     if (!try_resize(quantiser.steps, subbands))
         return quantiser_no_memory;
+    const auto step_of = quantiser.optimisation != 0 ? optimised_step : quantiser_step;
     for (u32 band = 0; band < subbands; ++band)
         quantiser.steps[band] = static_cast<u16>(
             quantiser.inverse != 0
                 ? load<u16>(block + settings_header_size + 2 * std::size_t{band}, endian::little)
-                : quantiser_step(quantiser.control, quantiser.component, band, subbands));
+                : step_of(quantiser.control, quantiser.component, band, subbands));
     quantiser.steps_valid = true;
     return success;
 }
@@ -112,7 +119,15 @@ u32 init(void *self, u32 size, const void *configuration, module_handle upstream
     return connect_directed(quantiser.up, quantiser.inverse, size, configuration, upstream);
 }
 
+void drop_rest(quantiser_data &quantiser) {
+    if (quantiser.held != nullptr)
+        release_region(quantiser.up.handle, quantiser.held);
+    quantiser.held = nullptr;
+    quantiser.rest = {};
+}
+
 u32 destroy(void *self) {
+    drop_rest(data<quantiser_data>(self));
     disconnect(data<quantiser_data>(self).up);
     return destroy_data<quantiser_data>(self);
 }
@@ -123,6 +138,8 @@ u32 query(void *self, u32 id, u32 &size, void *buffer) {
         return answer_settings(quantiser, size, buffer);
     if (id == id_headroom && quantiser.inverse != 0)
         return answer(quantiser.headroom, size, buffer, stage_short_buffer);
+    if (id == id_value_parts && quantiser.inverse == 0)
+        return answer(quantiser.parts, size, buffer, stage_short_buffer);
     if (id != id_output)
         return query_module(quantiser.up.handle, id, &size, buffer);
     output_description output = {};
@@ -141,6 +158,7 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
         quantiser.destination = value_of<region_destination>(value);
         return success;
     }
+    drop_rest(quantiser);
     quantiser.steps_valid = false;
     quantiser.headroom = 0;
     switch (id) {
@@ -152,6 +170,11 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
         if (size < sizeof quantiser.control)
             return quantiser_bad_control;
         quantiser.control = value_of<i16>(value);
+        return success;
+    case id_optimisation:
+        if (size < sizeof quantiser.optimisation)
+            return quantiser_bad_control;
+        quantiser.optimisation = value_of<u32>(value);
         return success;
     case id_component:
         if (size < sizeof quantiser.component)
@@ -193,7 +216,9 @@ bool map_lines(const quantiser_data &quantiser, const region &source,
         const auto *from =
             reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride);
         auto *to = reinterpret_cast<i16 *>(buffer.data + std::size_t{i} * buffer.stride);
-        if (quantiser.inverse == 0)
+        if (quantiser.parts != 1)
+            kernels.divide(from, to, source.width, step, quantiser.headroom);
+        else if (quantiser.inverse == 0)
             kernels.quantise(from, to, source.width, step, quantiser.headroom);
         else if (!kernels.dequantise(from, to, source.width, step, quantiser.headroom))
             fits = false;
@@ -205,6 +230,29 @@ u32 upstream_headroom(const quantiser_data &quantiser) {
     u32 headroom = 0;
     u32 size = sizeof headroom;
     return failed(query_module(quantiser.up.handle, id_headroom, &size, &headroom)) ? 0 : headroom;
+}
+
+// The upstream's region, or what is left of the last one; at most `most_lines` lines of different
+// content, if this is not 0. The other lines are kept.
+u32 get_source(quantiser_data &quantiser, u32 plane, u32 x, u32 y, u32 most_lines, region &source) {
+    if (quantiser.held != nullptr && plane == quantiser.rest_plane && y == quantiser.rest_y) {
+        source = quantiser.rest;
+    } else {
+        drop_rest(quantiser);
+        const u32 status = get_region(quantiser.up.handle, plane, x, y, &source);
+        if (failed(status))
+            return status;
+        quantiser.held = source.data;
+    }
+    quantiser.rest = {};
+    if (most_lines != 0 && source.stride != 0 && source.height > most_lines) {
+        quantiser.rest = {source.width, source.height - most_lines,
+                          source.data + std::size_t{most_lines} * source.stride, source.stride};
+        quantiser.rest_plane = plane;
+        quantiser.rest_y = y + most_lines;
+        source.height = most_lines;
+    }
+    return success;
 }
 
 u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
@@ -219,7 +267,7 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     if (plane >= quantiser.steps.size())
         return quantiser_no_step;
     region source = requested;
-    status = get_region(quantiser.up.handle, plane, x, y, &source);
+    status = get_source(quantiser, plane, x, y, destination.lines, source);
     if (failed(status))
         return status;
     const bool fits = source.width <= requested.width && source.height <= requested.height;
@@ -229,11 +277,13 @@ u32 get(void *self, u32 plane, u32 x, u32 y, region &requested) {
     const u32 step = quantiser.steps[plane];
     if (quantiser.inverse == 0)
         quantiser.headroom = upstream_headroom(quantiser);
+    quantiser.parts = quantiser.optimisation != 0 && step >= first_coarse_step ? value_parts : 1;
     if (allocated && !map_lines(quantiser, source, buffer, step) && quantiser.headroom == 0) {
         quantiser.headroom = max_headroom;
         map_lines(quantiser, source, buffer, step);
     }
-    release_region(quantiser.up.handle, source.data);
+    if (quantiser.rest.height == 0)
+        drop_rest(quantiser);
     if (!allocated)
         return quantiser_no_memory;
     requested = {source.width, source.height, buffer.data, buffer.stride};

@@ -24,9 +24,17 @@ constexpr class_parameters parameters[rans_classes] = {
     {6, 460, 410}, {7, 530, 470}, {7, 597, 535}, {7, 658, 590}, {7, 710, 645}, {7, 770, 705},
     {7, 818, 750}, {7, 857, 785}, {7, 906, 820}, {7, 953, 852}};
 
-constexpr u8 class_thresholds[line_phases][rans_classes - 1] = {
-    {1, 3, 6, 10, 14, 19, 25, 32, 40, 50, 64, 82, 105, 140, 185},
-    {1, 4, 8, 12, 17, 22, 28, 36, 46, 58, 74, 94, 120, 150, 200}};
+constexpr context_classes with_thresholds(context_classes classes) {
+    for (u32 context = 0; context < std::size(classes.of_context); ++context)
+        for (const u8 threshold : classes.thresholds)
+            classes.of_context[context] =
+                static_cast<u8>(classes.of_context[context] + (context >= threshold ? 1 : 0));
+    return classes;
+}
+
+constexpr context_classes phase_classes[line_phases] = {
+    with_thresholds({{1, 3, 6, 10, 14, 19, 25, 32, 40, 50, 64, 82, 105, 140, 185}, {}}),
+    with_thresholds({{1, 4, 8, 12, 17, 22, 28, 36, 46, 58, 74, 94, 120, 150, 200}, {}})};
 
 // Counts are in sixteenths of a symbol. The initial statistics weigh as much as 64 symbols; above
 // 1024 symbols all counts are halved.
@@ -83,8 +91,7 @@ void begin_value_table(symbol_table &table, const class_parameters &initial) {
 
 void classify(const component_scan &scan, u32 phase, const u8 *contexts, u32 count,
               vector<u8> &classes) {
-    scan.kernels->classify(contexts, class_thresholds[phase], rans_classes - 1, classes.data(),
-                           count);
+    scan.classes->classify(contexts, phase_classes[phase], classes.data(), count);
 }
 
 bool resize_classes(vector<u8> &classes, u32 width) {
@@ -158,9 +165,11 @@ void symbol_table::normalise() {
         operations[i] = operation_of(start, frequency, probability_bits, 0);
         const u32 escape = i == escape_symbol ? entry_escape_flag : 0;
         const u32 first = i << entry_symbol_shift | escape | frequency;
+        // Whole blocks: the entries after the interval are overwritten by the next symbol.
         u32 *interval = entries + start;
-        for (u32 offset = 0; offset < frequency; ++offset)
-            interval[offset] = first + (offset << entry_offset_shift);
+        for (u32 offset = 0; offset < frequency; offset += entry_block)
+            for (u32 k = 0; k < entry_block; ++k)
+                interval[offset + k] = first + ((offset + k) << entry_offset_shift);
         start += frequency;
     }
     if (total > max_total)
@@ -398,11 +407,23 @@ void clamp_position(rans_decoder &decoder) {
     states.next = std::min(states.next, states.end);
 }
 
-bool read_row_flag(rans_decoder &decoder) {
+// Skips the class 0 rows without a nonzero value. Stops before any other row, after whose flag
+// `has_flag` is true if it has one, and at the end of the units. Returns the number of rows.
+u32 skip_zero_rows(rans_decoder &decoder, const u8 *classes, u32 rows, bool &has_flag) {
     unit_source source = {decoder.states.next};
-    const u32 any = source.symbol(decoder.states.lanes[0], decoder.models->row_flag, 0);
+    u32 state = decoder.states.lanes[0];
+    u32 skipped = 0;
+    has_flag = false;
+    while (skipped < rows && source.next <= decoder.states.end &&
+           is_class_0_row(classes + std::size_t{skipped} * row_lanes)) {
+        has_flag = source.symbol(state, decoder.models->row_flag, 0) != 0;
+        if (has_flag)
+            break;
+        ++skipped;
+    }
+    decoder.states.lanes[0] = state;
     decoder.states.next = source.next;
-    return any != 0;
+    return skipped;
 }
 
 // Replaces the escape values of a row by the values that follow its symbols.
@@ -430,8 +451,9 @@ void read_escapes(rans_decoder &decoder, const u8 *classes, i16 *values, u32 cou
 const rans_kernels plain_rans_kernels = {read_rows, write_row};
 
 const rans_kernels &current_rans_kernels() {
-    constexpr kernel_sets<rans_kernels> sets = {&plain_rans_kernels,
-                                                VIQ_AVX2_TABLE(avx2_rans_kernels)};
+    constexpr kernel_sets<rans_kernels> sets = {.plain = &plain_rans_kernels,
+                                                .avx2 = VIQ_AVX2_TABLE(avx2_rans_kernels),
+                                                .avx512 = VIQ_AVX512_TABLE(avx512_rans_kernels)};
     return current_kernels(sets);
 }
 
@@ -477,19 +499,24 @@ void rans_decoder::code_phase(component_scan &scan, u32 phase, const u8 *context
                               u32 count) {
     classify(scan, phase, contexts, count, classes);
     const u8 *row_classes = classes.data();
+    const auto move = [&](u32 rows) {
+        row_classes += std::size_t{rows} * row_lanes;
+        values += std::size_t{rows} * row_lanes;
+        return rows;
+    };
     for (u32 rows = count / row_lanes; rows > 0;) {
         clamp_position(*this);
-        u32 read = 1;
-        if (!is_class_0_row(row_classes) || read_row_flag(*this)) {
-            read = read_rows(states, models->values, row_classes, values, rows);
-            if (states.has_escapes) {
-                const u32 last = (read - 1) * row_lanes;
-                read_escapes(*this, row_classes + last, values + last, row_lanes);
-            }
+        bool has_flag = false;
+        rows -= move(skip_zero_rows(*this, row_classes, rows, has_flag));
+        if (rows == 0 || (!has_flag && is_class_0_row(row_classes)))
+            continue;
+        clamp_position(*this);
+        const u32 read = read_rows(states, models->values, row_classes, values, rows);
+        if (states.has_escapes) {
+            const std::size_t last = std::size_t{read - 1} * row_lanes;
+            read_escapes(*this, row_classes + last, values + last, row_lanes);
         }
-        rows -= read;
-        row_classes += read * row_lanes;
-        values += read * row_lanes;
+        rows -= move(read);
     }
     clamp_position(*this);
     read_row(states, models->values, row_classes, values, count % row_lanes);

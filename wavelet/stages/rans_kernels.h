@@ -46,15 +46,19 @@ constexpr u32 operation_ends_row = 1u << 28;
 // update the same counter in immediate succession.
 constexpr u32 counter_sets = 4;
 
+// Entries of the decoding table that are written together.
+constexpr u32 entry_block = 8;
+
 // Adaptive frequencies of an alphabet.
 struct symbol_table {
     u32 counts[rans_symbols];                   // weighted, up to the last normalisation
     u16 new_counts[counter_sets][rans_symbols]; // since then
     u32 operations[rans_symbols];               // of the encoder, in lane 0
-    u32 entries[probability_scale]; // decoding table, indexed by the low bits of a state
-    u32 alphabet;                   // a bit for each symbol that may occur
-    u8 coded[rans_symbols];         // the symbol, or the escape if it may not occur
-    u32 total;                      // of the counts
+    // Decoding table, indexed by the low bits of a state.
+    u32 entries[probability_scale + entry_block];
+    u32 alphabet;           // a bit for each symbol that may occur
+    u8 coded[rans_symbols]; // the symbol, or the escape if it may not occur
+    u32 total;              // of the counts
 
     void normalise();
     void adapt();
@@ -78,7 +82,7 @@ inline bool is_class_0_row(const u8 *classes) {
 // Decodes at least one and at most `rows` rows of values with the tables of their classes. Stops
 // after a row with escapes, before a class 0 row and at the end of the units. Returns the number of
 // rows. May read up to unit_lookahead units after those that it consumes.
-constexpr u32 unit_lookahead = 8;
+constexpr u32 unit_lookahead = 16;
 using row_reader = u32 (*)(rans_states &states, symbol_table *tables, const u8 *classes,
                            i16 *values, u32 rows);
 
@@ -96,5 +100,6 @@ const rans_kernels &current_rans_kernels();
 
 extern const rans_kernels plain_rans_kernels;
 extern const rans_kernels avx2_rans_kernels;
+extern const rans_kernels avx512_rans_kernels;
 
 } // namespace viq

@@ -55,11 +55,11 @@ void run_value_models::adapt() {
 void segment_classes::classify(const component_scan &scan, u32 phase, const u8 *contexts,
                                u32 count) {
     words = round_up_to_block(count) / kernel_block;
-    scan.kernels->classify_to_masks(contexts, class_thresholds[phase], masks, counts, count);
+    scan.classes->classify_to_masks(contexts, class_thresholds[phase], masks, counts, count);
 }
 
 u32 segment_classes::list_positions(const component_scan &scan, u32 k) {
-    return scan.kernels->list_positions(mask(k), words, positions);
+    return scan.classes->list_positions(mask(k), words, positions);
 }
 
 // ---------------------------------------------------------------- encoder

@@ -6,6 +6,7 @@
 // of a run. Statistics and codebooks continue across packets; only the coder states restart.
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 
 #include "wavelet/framework/module_support.h"
 #include "wavelet/stages/entropy_packet.h"
@@ -31,6 +32,7 @@ struct serialiser_data {
     upstream_link up;
     u32 inverse = 0;
     u32 coder = coder_rans;
+    u32 optimisation = 0;
     u32 width = 0, height = 0, subbands = 0;
 
     bool running = false;
@@ -135,6 +137,28 @@ unit_content content_of(const region &lines) {
                             : unit_content::any;
 }
 
+// The same for values in parts of a step, before they are rounded: a unit is all_zero if none of
+// them can become nonzero.
+unit_content content_of_parts(const region &lines) {
+    i32 peak = 0;
+    for (u32 y = 0; y < lines.height; ++y) {
+        const auto *values =
+            reinterpret_cast<const i16 *>(lines.data + std::size_t{y} * lines.stride);
+        for (u32 x = 0; x < lines.width; ++x)
+            peak = std::max(peak, std::abs(values[x]));
+    }
+    return peak < lowest_rounding_limit ? unit_content::all_zero : unit_content::no_minus_one;
+}
+
+// Whether the upstream has delivered values in parts of a step.
+bool delivers_parts(const serialiser_data &serialiser) {
+    u32 parts = 1;
+    u32 size = sizeof parts;
+    return serialiser.optimisation != 0 &&
+           !failed(query_module(serialiser.up.handle, id_value_parts, &size, &parts)) &&
+           parts == value_parts;
+}
+
 // Encodes one packet.
 template <class Encoder, class Models>
 u32 write_units(serialiser_data &serialiser, Encoder &encoder, Models *models) {
@@ -151,7 +175,9 @@ u32 write_units(serialiser_data &serialiser, Encoder &encoder, Models *models) {
         // An encoder does not modify the values.
         auto *values = reinterpret_cast<i16 *>(const_cast<u8 *>(unit.data));
         encoder.models = &models[band_kind(serialiser.band, serialiser.subbands)];
-        code_unit(serialiser, encoder, lines, values, unit.stride / sizeof(i16), content_of(unit));
+        serialiser.scan.has_parts = delivers_parts(serialiser);
+        code_unit(serialiser, encoder, lines, values, unit.stride / sizeof(i16),
+                  serialiser.scan.has_parts ? content_of_parts(unit) : content_of(unit));
         release_region(serialiser.up.handle, unit.data);
         coefficients += u64{lines} * serialiser.scan.area.width;
         status = advance(serialiser, lines);
@@ -336,6 +362,11 @@ u32 set(void *self, u32 id, u32 size, const void *value) {
             return stage_bad_configuration;
         serialiser.coder = value_of<u32>(value);
         return success;
+    }
+    if (id == id_optimisation) {
+        if (size < sizeof serialiser.optimisation)
+            return stage_bad_configuration;
+        serialiser.optimisation = value_of<u32>(value);
     }
     if (id != id_settings || serialiser.inverse == 0)
         return set_module(serialiser.up.handle, id, size, value);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "core/full_precision.h"
 #include "wavelet/stages/lifting_kernels.h"
@@ -14,6 +15,7 @@ namespace {
 constexpr i32 low_base = 64;
 constexpr i32 detail_base = 128;
 constexpr i32 diagonal_base = 256;
+constexpr i32 max_step = 16383;
 
 // From this control on, steps depend neither on the band nor on the component.
 constexpr i32 uniform_control = 96;
@@ -27,6 +29,24 @@ constexpr i32 position_unit = 64; // of a table entry
 constexpr i32 kept_shares[share_table_size] = {16384, 16384, 16384, 16384, 11988, 9246,
                                                4096,  3113,  328,   295,   9,     0};
 
+// For optimised steps: the binary logarithm of the step of a band whose coefficients have norm 1,
+// by the control; linear between the entries and beyond them.
+struct control_exponent {
+    i32 control;
+    double exponent;
+};
+constexpr control_exponent step_exponents[] = {{-384, 13.4}, {-192, 9.6}, {-96, 7.8},
+                                               {0, 7.35},    {96, 5.3},   {192, 3.2}};
+constexpr double min_optimised_step = 8;
+
+// The norm of the samples that a coefficient of 1 contributes: low, detail and diagonal bands by
+// level. From the last level on it doubles from one level to the next.
+constexpr u32 max_listed_level = 4;
+constexpr double norms[3][max_listed_level + 1] = {{1, 1.966, 4.123, 8.418, 16.94},
+                                                   {1, 1.011, 1.997, 4.184, 8.536},
+                                                   {1, 0.520, 0.967, 2.080, 4.301}};
+
+i32 reduced_control(i32 control, u32 component);
 i32 fine_step(i32 base, i32 control);
 i32 coarse_step(i32 base, i32 control, i32 position);
 
@@ -72,7 +92,7 @@ u32 quantiser_step(i16 control, u32 component, u32 band, u32 subbands) {
     i32 c = control;
     if (c < uniform_control && band != 0) {
         base = band % 3 == 0 ? diagonal_base : detail_base;
-        c -= component_reduction[std::min(component, 2u)];
+        c = reduced_control(c, component);
     }
     i32 step = base;
     if (c > 0) {
@@ -83,12 +103,34 @@ u32 quantiser_step(i16 control, u32 component, u32 band, u32 subbands) {
     }
     if (step <= 0)
         return 0;
-    constexpr i32 limit = 16383;
-    const i32 reciprocal = std::min(32768 / std::min(step, limit), limit);
+    const i32 reciprocal = std::min(32768 / std::min(step, max_step), max_step);
     return static_cast<u32>(32768 / reciprocal);
 }
 
+u32 optimised_step(i16 control, u32 component, u32 band, u32 subbands) {
+    const full_precision precision;
+    const i32 c = reduced_control(control, component);
+    u32 i = 0;
+    while (i + 2 < std::size(step_exponents) && c > step_exponents[i + 1].control)
+        ++i;
+    const control_exponent &below = step_exponents[i], &above = step_exponents[i + 1];
+    const double exponent = below.exponent + (above.exponent - below.exponent) *
+                                                 (c - below.control) /
+                                                 (above.control - below.control);
+    const u32 level = band == 0 ? (subbands - 1) / 3 : (subbands - band + 2) / 3;
+    const u32 listed = std::min(level, max_listed_level);
+    const u32 direction = band == 0 ? 0 : band % 3 == 0 ? 2 : 1;
+    const double norm = std::ldexp(norms[direction][listed], static_cast<int>(level - listed));
+    return static_cast<u32>(
+        std::clamp(std::pow(2.0, exponent) / norm + 0.5, min_optimised_step, double{max_step}));
+}
+
 namespace {
+
+i32 reduced_control(i32 control, u32 component) {
+    return control < uniform_control ? control - component_reduction[std::min(component, 2u)]
+                                     : control;
+}
 
 i32 fine_step(i32 base, i32 control) {
     const full_precision precision;
@@ -112,7 +154,7 @@ i32 coarse_step(i32 base, i32 control, i32 position) {
     if (share == 0)
         return 0;
     const i32 step = base * share_one / share;
-    return step > 32704 ? 16383 : step;
+    return step > 32704 ? max_step : step;
 }
 
 } // namespace
