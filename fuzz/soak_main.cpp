@@ -1,10 +1,12 @@
 // Makes random calls with the target of call sequences, in one process, until the given number of
-// calls has been made. Fails if the memory that the process occupies grows after a tenth of them.
+// calls has been made. Prints the memory that the process occupies after a tenth of them, after
+// half of them and at the end, and fails if it grows after the first tenth.
 #include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <vector>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "fuzz/call_arguments.h"
@@ -23,6 +25,13 @@ std::size_t resident_kib() {
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
 }
 
+// A call may ask for as much as the machine has; a larger allocation fails instead.
+void limit_address_space() {
+    constexpr rlim_t most = rlim_t{4} << 30;
+    const rlimit limit = {most, most};
+    setrlimit(RLIMIT_AS, &limit);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -30,7 +39,8 @@ int main(int argc, char **argv) {
     constexpr std::size_t allowed_kib = 16 << 10; // freed blocks that the allocator keeps
     std::minstd_rand random(1);
     std::vector<viq::u8> input(400);
-    std::size_t start = 0;
+    std::size_t start = 0, middle = 0;
+    limit_address_space();
     while (viq::calls_made < wanted) {
         for (viq::u8 &byte : input)
             byte = static_cast<viq::u8>(random() >> 8);
@@ -38,9 +48,13 @@ int main(int argc, char **argv) {
         LLVMFuzzerTestOneInput(input.data(), input.size());
         if (start == 0 && viq::calls_made >= wanted / 10)
             start = resident_kib();
+        if (middle == 0 && viq::calls_made >= wanted / 2)
+            middle = resident_kib();
     }
     const std::size_t end = resident_kib();
-    std::printf("soak: %llu calls, %zu KiB after a tenth of them, %zu KiB at the end\n",
-                static_cast<unsigned long long>(viq::calls_made), start, end);
+    std::printf(
+        "soak: %llu calls, %zu KiB after a tenth of them, %zu KiB after half, %zu KiB at the "
+        "end\n",
+        static_cast<unsigned long long>(viq::calls_made), start, middle, end);
     return end <= start + allowed_kib ? 0 : 1;
 }

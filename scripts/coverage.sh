@@ -34,7 +34,7 @@ merge=$(command -v "llvm-profdata-$tools" || command -v llvm-profdata)
 report=$(command -v "llvm-cov-$tools" || command -v llvm-cov)
 "$merge" merge -sparse build/coverage/profiles/*.profraw -o build/coverage/all.profdata
 programs=(build/coverage/tests/viq_tests) # the first one without -object
-for program in build/coverage/fuzz/replay_* build/coverage/viq build/coverage/tools/viq; do
+for program in build/coverage/fuzz/replay_* build/coverage/bin/viq; do
     [ -f "$program" ] && [ -x "$program" ] && programs+=(-object "$program")
 done
 "$report" export -summary-only -instr-profile build/coverage/all.profdata "${programs[@]}" \
