@@ -126,7 +126,7 @@ TEST_P(OptimisedWavelets, HaveAHigherPsnrAtNoMoreBytesAndEqualStreamsWithEverySe
             ASSERT_EQ(decompress(usual, type, from_usual), 0u);
             ASSERT_EQ(decompress(optimised, type, from_optimised), 0u);
             EXPECT_GT(psnr(source, from_optimised), psnr(source, from_usual) + 0.3);
-            for (const u16 extreme : {0, 400}) {
+            for (const u16 extreme : {u16{0}, u16{400}}) {
                 const bytes stream = compress(source, type, extreme, 32, 1);
                 force_set(instruction_set::plain);
                 EXPECT_EQ(compress(source, type, extreme, 32, 1), stream);
