@@ -573,8 +573,7 @@ u32 parse_start(parse &state) {
 // No further marker can follow. In memory, a single last byte and any buffer below 4 bytes are
 // ignored.
 bool is_over(const byte_source &source) {
-    return at_end(source) || (source.file == nullptr && source.position + 1 >= source.length) ||
-           (source.file == nullptr && source.length < 4);
+    return at_end(source) || (source.file == nullptr && source.position + 1 >= source.length);
 }
 
 u32 prepare_form(parse &state) {

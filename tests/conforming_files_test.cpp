@@ -196,6 +196,10 @@ std::vector<variant> variants() {
          facts(1, 8, 1)},
         {"tga map", read_tga, tga(1, 2, 1, 8, 0x20, hex("0102030405060203"), hex("010200020018")),
          VIQ_PALETTED, hex("0203"), facts(1, 8, 0), hex("000000000000030201060504000000")},
+        {"tga map 15", read_tga, tga(1, 2, 1, 8, 0x20, hex("FF7F40000001"), hex("01000002000F")),
+         VIQ_PALETTED, hex("0001"), facts(1, 8, 0), hex("FFFFFF001000")},
+        {"tga map 32", read_tga, tga(1, 1, 1, 8, 0x20, hex("0102036300"), hex("010000010020")),
+         VIQ_PALETTED, hex("00"), facts(1, 8, 0), hex("030201")},
         {"tga runs", read_tga, tga(11, 3, 3, 8, 0, hex("8307020102038109")), VIQ_Y8,
          hex("030909070102070707")},
         {"tga colour runs", read_tga, tga(10, 2, 2, 24, 0x30, hex("8201020300040506")), VIQ_RGB24,
@@ -282,6 +286,12 @@ std::vector<refusal> refusals() {
          unsupported, "BMP colour masks are not supported"},
         {"run beyond the line", read_bmp, bmp({4, 1, 8, 1, two_colours, {5, 0, 0, 1}, 40, 2}),
          corrupt, "Corrupt run-length data"},
+        {"indices beyond the line", read_bmp,
+         bmp({4, 1, 8, 1, two_colours, {0, 5, 1, 1, 1, 1, 1, 0, 0, 1}, 40, 2}), corrupt,
+         "Corrupt run-length data"},
+        {"move beyond the line", read_bmp,
+         bmp({4, 1, 8, 1, two_colours, {0, 2, 5, 0, 0, 1}, 40, 2}), corrupt,
+         "Corrupt run-length data"},
         {"huge runs", read_bmp, bmp({60000, 60000, 8, 1, two_colours, {0, 1}, 40, 2}), corrupt,
          "Corrupt image"},
         {"huge", read_bmp, bmp({60000, 60000, 24, 0, {}, four}), corrupt, "Corrupt image"},
@@ -311,6 +321,10 @@ std::vector<refusal> refusals() {
               with(usual_fields(100, 9, 8, 1), {{273, numbers(9, 8)}, {278, {1}}})),
          corrupt, "Corrupt image"},
         {"type", read_tga, tga(32, 1, 1, 8, 0, four), unsupported, "unsupported image type"},
+        {"no type", read_tga, tga(0, 1, 1, 8, 0, four), unsupported, "unsupported image type"},
+        {"grey of 24 bits", read_tga, tga(3, 1, 1, 24, 0, four), unsupported,
+         "TGA pixel depth is not supported"},
+        {"no lines of runs", read_tga, tga(11, 1, 0, 8, 0, four), corrupt, "Corrupt image"},
         {"map type", read_tga, tga(3, 1, 1, 8, 0, four, {2, 0, 0, 0, 0, 0}), unsupported,
          "TGA colourmap type is not supported"},
         {"grey of 16 bits without alpha", read_tga, tga(3, 1, 1, 16, 0, four), unsupported,
@@ -375,6 +389,26 @@ TEST_F(ConformingFiles, RejectsTruncatedFiles) {
             const bool unused = v.read == VIQ_read_TIFF_file && size + 4 >= v.file.size();
             EXPECT_EQ(can_be_read(name, v.read), unused) << v.name << ' ' << size;
         }
+    }
+}
+
+// More lines than the index has entries.
+TEST_F(ConformingFiles, ReadsStripsOfTallRunLengthFiles) {
+    constexpr u32 height = 5000;
+    bytes runs, pixels;
+    for (u32 y = 0; y < height; ++y) {
+        append(runs, bytes{0x81, static_cast<u8>(y % 251)});
+        append(pixels, bytes(2, static_cast<u8>(y % 251)));
+    }
+    for (const u32 lines : {7u, 2500u}) {
+        const picture p;
+        EXPECT_TRUE(pixels_read(p, tga(11, 2, height, 8, 0x20, runs), VIQ_read_TGA_file, lines,
+                                0) == pixels);
+        const picture upwards;
+        std::reverse(pixels.begin(), pixels.end());
+        EXPECT_TRUE(pixels_read(upwards, tga(11, 2, height, 8, 0, runs), VIQ_read_TGA_file, lines,
+                                0) == pixels);
+        std::reverse(pixels.begin(), pixels.end());
     }
 }
 
@@ -516,6 +550,7 @@ TEST_F(ConformingFiles, NamesWhatIsWrongWithAJpegHeader) {
         {frame + 9, 4, 0x10070000, "JPEG of four components (CMYK) is not supported"},
         {frame + 14, 0x32, 0x10070000, "JPEG sampling factors are not supported"},
         {frame + 12, 3, 0x10050000, "JPEG table is missing"},
+        {frame + 12, 4, 0x10050000, "JPEG table is missing"},
         {frame + 3, 1, 0x10050000, "Corrupt segment"},
         {frame + 3, 16, 0x10050000, "Corrupt segment"},
         {frame + 11, 0x01, 0x10070000, "JPEG sampling factors are not supported"},
@@ -542,6 +577,33 @@ TEST_F(ConformingFiles, NamesWhatIsWrongWithAJpegHeader) {
         const jpeg_picture jpeg;
         EXPECT_REPORT(read_stream(jpeg, changed), "VIQ_JPEG_buffer_read", code, message);
     }
+}
+
+// Without a header that names the colour transform, all three names decide.
+TEST_F(ConformingFiles, JpegComponentsNamedRgbAreNotConverted) {
+    bytes stream = scene_stream(VIQ_RGB24, 16, 8);
+    stream[find_marker(stream, 0xE0) + 1] = 0xE1;
+    const std::size_t frame = find_marker(stream, 0xC0), scan = find_marker(stream, 0xDA);
+    const bytes converted = decoded(stream, VIQ_RGB24, 8, 16, 8);
+    for (const char *names : {"RGB", "RGx", "RxB", "xGB"}) {
+        for (std::size_t i = 0; i < 3; ++i)
+            stream[frame + 10 + 3 * i] = stream[scan + 5 + 2 * i] = static_cast<u8>(names[i]);
+        EXPECT_EQ(decoded(stream, VIQ_RGB24, 8, 16, 8) != converted, names == std::string("RGB"))
+            << names;
+    }
+}
+
+TEST_F(ConformingFiles, ReportsJpegRestartMarkersOutOfOrder) {
+    bytes stream = corpus_file("restarts_444.jpg");
+    const u8 first[] = {0xFF, 0xD0};
+    const auto at = std::search(stream.begin(), stream.end(), first, first + 2);
+    ASSERT_NE(at, stream.end());
+    at[1] = 0xD3;
+    const jpeg_picture jpeg;
+    const picture out;
+    EXPECT_OK(read_stream(jpeg, stream));
+    EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT), VIQ_ERR_CORRUPT,
+                 "JPEG restart marker out of order");
 }
 
 TEST_F(ConformingFiles, RejectsJpegDataThatEndsEarly) {

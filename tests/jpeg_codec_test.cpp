@@ -286,6 +286,37 @@ TEST(JpegCorruptData, IsReportedWithItsBlock) {
     expect_from_data(VIQ_RGB24, 16, 8,
                      {{0b00101000, 0b10100000, 0b00111111, 0xFF, 0, 0xFF, 0},
                       huffman("V: corrupt AC Huffman sequence")});
+    // The first of several parts of a row.
+    expect_from_data(VIQ_Y8, 512, 8, {{0xFF, 0x00}, huffman("Y1: corrupt DC Huffman sequence")});
+}
+
+// Data that contains an end marker is read byte by byte.
+TEST(JpegCorruptData, DataBeforeAnEndMarkerIsDecodedAsWithoutIt) {
+    for (const u16 format : {VIQ_Y8, VIQ_RGB24}) {
+        const picture scene(format, 64, 32), expected, out;
+        fill_with_noise(scene);
+        const jpeg_picture jpeg;
+        EXPECT_OK(VIQ_JPEG_set_Quality_factor(jpeg, 400));
+        EXPECT_OK(VIQ_JPEG_compress(scene, jpeg));
+        EXPECT_OK(VIQ_JPEG_decompress(jpeg, expected, VIQ_STRIP_NEXT));
+        jpeg.record().data_length += 2; // the end marker follows the data
+        VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT);
+        for (const failure &report : std::exchange(reported, {}))
+            EXPECT_EQ(report.function, "refill_buffer");
+        EXPECT_EQ(pixels_of(out), pixels_of(expected));
+    }
+}
+
+TEST(JpegCorruptData, RejectsDcCategoriesAbove11) {
+    const picture scene(VIQ_Y8, 8, 8), out;
+    draw_scene(scene);
+    const jpeg_picture jpeg;
+    EXPECT_OK(VIQ_JPEG_compress(scene, jpeg));
+    set_codes(jpeg.record(), 0, {{1, 11}, {2, 12}});
+    jpeg.record().data[0] = 0b10000000;
+    EXPECT_REPORT(VIQ_JPEG_decompress(jpeg, out, VIQ_STRIP_NEXT), "read_dc_value", state_error,
+                  "invalid DC category");
+    restore_codes(jpeg);
 }
 
 TEST(JpegCorruptData, MarkersAreReportedAndReadAsData) {
@@ -356,6 +387,9 @@ TEST(JpegDecode, RejectsUnsupportedInput) {
     EXPECT_OK(VIQ_JPEG_decompress(jpeg, out, 4));
     jpeg->width = 0;
     EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, out, 3), VIQ_ERR_CORRUPT, "Image has no size");
+    jpeg->width = 70000;
+    EXPECT_TRUE(is_error(VIQ_JPEG_decompress(jpeg, out, 3)));
+    reported.clear();
     jpeg->height = jpeg->lines_per_strip = 60000;
     jpeg->width = 60000;
     EXPECT_ERROR(VIQ_JPEG_decompress(jpeg, out, 3), VIQ_ERR_CORRUPT,

@@ -157,6 +157,59 @@ TEST(JpegStream, RejectsUnsupportedAndCorruptSegments) {
     }
 }
 
+TEST(JpegStream, ChecksTheLengthAndTheOrderOfSegments) {
+    const bytes stream = scene_stream(VIQ_RGB24, 32, 16);
+    constexpr u32 corrupt = VIQ_ERR_CORRUPT, unsupported = VIQ_ERR_UNSUPPORTED;
+    constexpr u32 original = VIQ_READING_ORIGINAL, conforming = VIQ_READING_CONFORMING;
+    constexpr const char *cut = "Unexpected end of JPEG stream";
+    const bytes one_code = bytes{0xFF, 0xC4, 0, 20, 0, 1} + bytes(16);
+    const auto frame_of = [](u8 y, u8 u) {
+        return bytes{0xFF, 0xC0, 0, 17, 8, 0, 16, 0, 32, 3, 1, y, 0, 2, u, 1, 3, 0x11, 1};
+    };
+    struct {
+        u32 mode;
+        u8 next; // marker of the segment before which bytes are inserted
+        bytes inserted;
+        u32 code;
+        const char *message;
+    } const rows[] = {
+        {original, 0xDA, {0xFF, 0xC0, 0, 2}, corrupt, "More than one frame"},
+        {original, 0xC0, {0xFF, 0xC0, 0, 5, 8, 0, 8}, corrupt, "Corrupt segment"},
+        {original, 0xC0, frame_of(0x22, 0x12), unsupported, "Unknown colour image format"},
+        {original, 0xC0, frame_of(0x21, 0x12), unsupported, "Unknown colour image format"},
+        {original, 0xC4, {0xFF, 0xC4, 0, 3, 0}, corrupt, cut},
+        {original, 0xC4, bytes{0xFF, 0xC4, 0, 19, 0, 1} + bytes(15), corrupt, cut},
+        {original, 0xC4, one_code, success, ""}, // a later table replaces it
+        {original, 0xDA, {0xFF, 0xDA, 0, 2}, corrupt, "Corrupt segment"},
+        {original,
+         0xD9,
+         {0xFF, 0xDA, 0, 3, 3},
+         unsupported,
+         "Only one scan of all components is supported"},
+        {conforming, 0xC0, frame_of(0x13, 0x12), unsupported,
+         "JPEG sampling factors are not supported"},
+        {conforming, 0xDA, {0xFF, 0xDD, 0, 3, 0}, corrupt, "Corrupt segment"},
+        {conforming, 0xDA, {0xFF, 0xDD, 0, 5, 0, 1, 0}, corrupt, "Corrupt segment"},
+        {conforming, 0xDA, {0xFF, 0xE0, 0, 4, 'J', 'F'}, success, ""},
+        {conforming, 0xDA, {0xFF, 0xEE, 0, 4, 'A', 'd'}, success, ""},
+        {conforming, 0xDA, bytes{0xFF, 0xEE, 0, 14} + bytes(12), success, ""},
+    };
+    for (const auto &[mode, next, inserted, code, message] : rows) {
+        SCOPED_TRACE(text_of(mode, int(next), inserted.size(), message));
+        EXPECT_OK(VIQ_set_file_reading(mode));
+        const auto at = static_cast<std::ptrdiff_t>(next == 0xD9 ? stream.size() - 2
+                                                                 : find_marker(stream, next));
+        const bytes changed = bytes(stream.begin(), stream.begin() + at) + inserted +
+                              bytes(stream.begin() + at, stream.end());
+        const jpeg_picture jpeg;
+        if (code == success)
+            EXPECT_OK(read_stream(jpeg, changed));
+        else
+            EXPECT_REPORT(read_stream(jpeg, changed), "VIQ_JPEG_buffer_read", code, message);
+    }
+    EXPECT_OK(VIQ_set_file_reading(original));
+}
+
 TEST(JpegStream, RejectsDataThatIsNotAStream) {
     const jpeg_picture jpeg;
     constexpr const char *name = "VIQ_JPEG_buffer_read";
@@ -165,7 +218,11 @@ TEST(JpegStream, RejectsDataThatIsNotAStream) {
                   "Expecting PREFIX marker");
     EXPECT_REPORT(read_stream(jpeg, {0xFF, 0xD9, 0, 0}), name, VIQ_ERR_CORRUPT,
                   "Expecting SOI marker");
-    for (const bytes &start : {bytes{0xFF}, bytes{0xFF, 0xD8}, bytes{0xFF, 0xD8, 0}})
+    EXPECT_REPORT(read_stream(jpeg, {0xFF, 0xD8, 0xFF, 0xFE}), name, VIQ_ERR_CORRUPT,
+                  "Unexpected end of JPEG stream");
+    EXPECT_REPORT(read_stream(jpeg, {}), name, VIQ_ERR_OPEN, "Not JPEG stream/data");
+    for (const bytes &start :
+         {bytes{0xFF}, bytes{0xFF, 0xD8}, bytes{0xFF, 0xD8, 0}, bytes{0xFF, 0xD8, 0xFF, 0xFF}})
         EXPECT_OK(read_stream(jpeg, start));
     const picture plain;
     EXPECT_ERROR(VIQ_JPEG_file_open(plain), VIQ_ERR_OPEN,
