@@ -55,8 +55,8 @@ for lines in 1 7 64 400 100000; do
     expect 0 "" cmp paletted1.bmp "paletted$lines.bmp"
 done
 
-# Wavelet files of both entropy coder types.
-for coding in "" --small; do
+# Wavelet files of both entropy coders, and optimised.
+for coding in "" --small --wavelet-optimize; do
     expect 0 "" convert $coding --wavelet-quality 300 --subbands 5 coffee.bmp wave.dwt
     expect 0 "wave.dwt: wavelet, 600 x 400, yuv422" "$tool" info wave.dwt
     expect 0 "" convert wave.dwt wave.bmp
