@@ -1,5 +1,6 @@
 // Runs kernels of the plain and the NEON set on a row of 1920 pixels. Calls of the system before
 // and after each kernel let the plugin of the emulator count its instructions.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include "core/pixel_formats.h"
 #include "jpeg/block_kernels.h"
 #include "process/process_rows.h"
+#include "wavelet/stages/lifting_kernels.h"
 
 using namespace viq;
 
@@ -128,6 +130,37 @@ void count_blocks() {
           [&] { current_blocks().interleave(samples, from, 1, to, 32); });
 }
 
+void count_wavelet() {
+    std::vector<i16> rows[12];
+    for (std::vector<i16> &row : rows)
+        for (u32 n = 0; n < pixels + 2 * line_margin; ++n)
+            row.push_back(static_cast<i16>((lines[0][n] - 128) * 16));
+    const auto row = [&](u32 n) { return rows[n].data() + line_margin; };
+    const i16 *const source[] = {row(0), row(1)};
+    const line_halves halves[] = {{row(2), row(3)}, {row(4), row(5)}};
+    i16 *const target_rows[] = {row(6), row(7)};
+    const line_window window = {row(0), row(1), row(2), row(3), row(4),
+                                row(5), row(6), row(7), row(8)};
+    std::vector<i32> scratch(pixels + line_scratch_padding);
+    std::vector<i32> state_rows(state_lines * pixels);
+    u8 exact_steps[pixels / column_group] = {};
+    const column_state state = {state_rows.data(), pixels, exact_steps};
+    const auto &kernels = current_wavelet_kernels;
+    const auto clear = [&] { std::fill(state_rows.begin(), state_rows.end(), 0); };
+    count("wavelet of two rows",
+          [&] { kernels().forward_lines(source, halves, pixels, scratch.data()); });
+    count("inverse wavelet of two rows",
+          [&] { kernels().inverse_lines(halves, target_rows, pixels, scratch.data()); });
+    clear();
+    count("wavelet of columns",
+          [&] { kernels().forward_step(window, row(9), row(10), state, pixels); });
+    clear();
+    count("inverse wavelet of columns",
+          [&] { kernels().inverse_step(window, row(9), row(10), state, pixels); });
+    count("quantise", [&] { kernels().quantise(row(0), row(9), pixels, 80, 0); });
+    count("dequantise", [&] { kernels().dequantise(row(9), row(10), pixels, 20, 0); });
+}
+
 } // namespace
 
 int main() {
@@ -135,4 +168,5 @@ int main() {
     count_process();
     count_camera();
     count_blocks();
+    count_wavelet();
 }

@@ -99,7 +99,8 @@ const wavelet_kernels plain_wavelet_kernels = {
 
 const wavelet_kernels &current_wavelet_kernels() {
     constexpr kernel_sets<wavelet_kernels> sets = {&plain_wavelet_kernels,
-                                                   VIQ_AVX2_TABLE(avx2_wavelet_kernels)};
+                                                   VIQ_AVX2_TABLE(avx2_wavelet_kernels),
+                                                   VIQ_NEON_TABLE(neon_wavelet_kernels)};
     return current_kernels(sets);
 }
 
