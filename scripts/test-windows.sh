@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds for 32-bit Windows and runs the tests under wine, in a Debian i386 root, which the first run
 # makes. One of the tests compares the outputs of the tool with those of the tool of this system.
-# Options are passed to ctest: "-R tool" runs the tests whose names contain it.
+# Options are passed to ctest: "-R tool" runs the tests whose names contain it. With --root the script
+# only makes the root.
 #
 # The root is kept as build/wine-root, or in the folder that VIQ_WINE_ROOT names, and used again.
 # Mounts and processes exist in namespaces of their own and end with them. Exits with status 77 if a
@@ -93,6 +94,7 @@ if [ "$(cat "$root/.complete" 2> /dev/null)" != "$contents" ]; then
     rm -rf "$root"/var/cache/apt/archives/*.deb
     echo "$contents" > "$root/.complete"
 fi
+[ "${1:-}" != --root ] || exit 0
 write_emulator
 build || exit 1
 in_namespace bash scripts/test-windows.sh --inside "$@"
