@@ -66,7 +66,7 @@ endif()
 
 # Loops that the compiler vectorises take longer with registers of 64 bytes on short lines.
 set(avx512_options -mavx2 -mbmi -mbmi2 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx512vbmi
-    -mprefer-vector-width=256)
+    -mavx512vbmi2 -mprefer-vector-width=256)
 if(VIQ_BUILDS_AVX2 AND VIQ_AVX512)
     string(JOIN " " avx512_flags ${avx512_options})
     check_cxx_compiler_flag("${avx512_flags}" VIQ_COMPILER_HAS_AVX512)

@@ -5,8 +5,22 @@ namespace viq {
 
 namespace {
 
-const row_table &current_rows(); // AVX2 in the place of AVX-512
-const row_table &widest_rows();
+constexpr kernel_sets<row_table> row_sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows),
+                                             VIQ_NEON_TABLE(neon_rows),
+                                             VIQ_AVX512_TABLE(avx512_rows)};
+constexpr kernel_sets<row_table> sets_without_avx512 = {row_sets.plain, row_sets.avx2,
+                                                        row_sets.neon};
+
+// What `choose` takes from the first table that has it: the table of the current set, then those of
+// simpler ones. Null if no table has it.
+template <class Choose> auto find_kernel(Choose choose) {
+    const row_table &current = current_kernels(row_sets);
+    const row_table &simpler = current_kernels(sets_without_avx512);
+    for (const row_table *table : {&current, &simpler})
+        if (const auto kernel = choose(*table); kernel != nullptr)
+            return kernel;
+    return choose(plain_rows);
+}
 
 } // namespace
 
@@ -15,15 +29,11 @@ row_kernel find_row(u16 input_format, u16 output_format) {
     const u32 output = row_of_format(output_format);
     if (input == format_count || output == format_count)
         return nullptr;
-    const row_kernel widest = widest_rows().rows[input][output];
-    if (widest != nullptr)
-        return widest;
-    const row_kernel kernel = current_rows().rows[input][output];
-    return kernel != nullptr ? kernel : plain_rows.rows[input][output];
+    return find_kernel([=](const row_table &table) { return table.rows[input][output]; });
 }
 
 bin_kernel find_bins(u16 format) {
-    const auto kernel_of = [format](const row_table &table) -> bin_kernel {
+    return find_kernel([format](const row_table &table) -> bin_kernel {
         switch (format) {
         case VIQ_RGB24:
             return table.rgb24_bins;
@@ -34,9 +44,7 @@ bin_kernel find_bins(u16 format) {
         default:
             return nullptr;
         }
-    };
-    const bin_kernel kernel = kernel_of(current_rows());
-    return kernel != nullptr ? kernel : kernel_of(plain_rows);
+    });
 }
 
 void dither_row(const u8 *rgb24, u8 *indices, u32 pixels) {
@@ -48,22 +56,5 @@ void dither_row(const u8 *rgb24, u8 *indices, u32 pixels) {
         indices[x] = dither(unpack<VIQ_RGB24>(rgb24, {}), carry);
     }
 }
-
-namespace {
-
-const row_table &current_rows() {
-    constexpr kernel_sets<row_table> sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows),
-                                             VIQ_NEON_TABLE(neon_rows)};
-    return current_kernels(sets);
-}
-
-const row_table &widest_rows() {
-    constexpr kernel_sets<row_table> sets = {&plain_rows, VIQ_AVX2_TABLE(avx2_rows),
-                                             VIQ_NEON_TABLE(neon_rows),
-                                             VIQ_AVX512_TABLE(avx512_rows)};
-    return current_kernels(sets);
-}
-
-} // namespace
 
 } // namespace viq

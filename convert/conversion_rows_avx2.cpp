@@ -302,9 +302,14 @@ template <u16 input, u16 output>
 void block_row(const u8 *source, u8 *target, u32 pixels, const row_options &options) {
     if constexpr (input == VIQ_YUV422 && output != VIQ_Y8)
         pixels -= pixels % 2;
+    // Without the map, which blocks do not use, the options are passed in registers.
     run_blocks<pixel_bytes(input), pixel_bytes(output)>(
         source, target, pixels, options.keep_spare,
-        [options](const u8 *from, u8 *to) { convert_block<input, output>(from, to, options); });
+        [shift = options.shift, keep_spare = options.keep_spare, hue = options.hue](const u8 *from,
+                                                                                    u8 *to) {
+            convert_block<input, output>(
+                from, to, {.shift = shift, .keep_spare = keep_spare, .map = nullptr, .hue = hue});
+        });
 }
 
 template <u16 input>

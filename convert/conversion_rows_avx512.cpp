@@ -1,14 +1,11 @@
 // Row kernels for AVX-512, of the pairs of formats that gain by them. Only the table has external
 // linkage.
-#include <immintrin.h>
-
 #include "convert/conversion_row_tables.h"
+#include "core/simd512.h"
 
 namespace viq {
 
 namespace {
-
-using bytes64 = __m512i;
 
 // ---- YUV 4:2:2 to four bytes of RGB, 32 pixels at a time
 //
@@ -16,23 +13,14 @@ using bytes64 = __m512i;
 
 constexpr u32 block = 32;
 
-struct order64 {
-    alignas(64) u8 at[64];
-};
-
 // The rule gives the byte of the lane for each position in it.
 template <class Rule> consteval order64 in_lanes(Rule rule) {
-    order64 order = {};
-    for (u32 n = 0; n < 64; ++n)
-        order.at[n] = static_cast<u8>(rule(n % 16));
-    return order;
+    return order_of([=](u32 position) { return rule(position % 16); });
 }
 
 template <const order64 &order> VIQ_FORMULA bytes64 shuffled(bytes64 v) {
-    return _mm512_shuffle_epi8(v, _mm512_load_si512(order.at));
+    return _mm512_shuffle_epi8(v, load_order(order));
 }
-
-constexpr u32 no_byte = 0x80;
 
 // The luma of pixels 0 to 3 and 4 to 7 of a lane, twice each, as words.
 constexpr order64 first_luma =
@@ -56,22 +44,17 @@ struct half_blocks {
     bytes64 pixels[2];
 };
 
-VIQ_FORMULA bytes64 word_pairs(i32 first, i32 second) {
-    return _mm512_set1_epi32((first & 0xFFFF) | second * 65536);
-}
-
 // 64 times the chroma, multiplied and shifted right by 16 bits, is the product shifted by its 10
 // bits of fraction.
 template <u16 output> VIQ_FORMULA half_blocks convert_block(bytes64 source) {
     // The lower halves of the lanes hold the first 16 pixels.
-    const bytes64 pairs =
-        _mm512_permutexvar_epi64(_mm512_set_epi64(7, 3, 6, 2, 5, 1, 4, 0), source);
+    const bytes64 pairs = in_unpack_order(source);
     const bytes64 chroma =
         _mm512_and_si512(_mm512_xor_si512(pairs, _mm512_set1_epi16(static_cast<i16>(0x8000))),
                          _mm512_set1_epi16(static_cast<i16>(0xFF00)));
     const bytes64 chroma64 = _mm512_srai_epi16(chroma, 2);
-    const bytes64 blue_red = _mm512_mulhi_epi16(chroma64, word_pairs(u_to_blue, v_to_red));
-    const bytes64 green = _mm512_madd_epi16(chroma64, word_pairs(-u_to_green, -v_to_green));
+    const bytes64 blue_red = _mm512_mulhi_epi16(chroma64, splat64_word_pair(u_to_blue, v_to_red));
+    const bytes64 green = _mm512_madd_epi16(chroma64, splat64_word_pair(-u_to_green, -v_to_green));
     const bytes64 blue_green = _mm512_mask_mov_epi16(blue_red, 0xAAAAAAAAu, green);
     const bytes64 red = _mm512_srli_epi32(blue_red, 16);
     const auto pixels = [](bytes64 luma, bytes64 blues_greens, bytes64 reds) {
@@ -82,10 +65,6 @@ template <u16 output> VIQ_FORMULA half_blocks convert_block(bytes64 source) {
                     _mm512_unpacklo_epi32(red, red)),
              pixels(shuffled<second_luma>(pairs), _mm512_unpackhi_epi32(blue_green, blue_green),
                     _mm512_unpackhi_epi32(red, red))}};
-}
-
-VIQ_FORMULA __mmask64 first_bytes(u32 count) {
-    return count >= 64 ? ~u64{0} : (u64{1} << count) - 1;
 }
 
 template <u16 output> consteval u64 bytes_of_colours() {

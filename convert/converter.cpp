@@ -73,7 +73,7 @@ u32 options_for(const strip_call &call, row_options &options) {
         options.shift = in.data_width - 8u;
     else if (call.out->pixel_format == VIQ_Y16)
         options.shift = call.out->data_width - 8u;
-    options.keep_spare = !owns_data(*call.out);
+    options.keep_spare = pixel_bytes(call.out->pixel_format) == 4 && !owns_data(*call.out);
     options.map = in.colourmap;
     if (in.pixel_format == VIQ_PALETTED && options.map == nullptr)
         return report_no_colourmap(call.worker_name);

@@ -161,6 +161,8 @@ void row_by_formula(const u8 *source, u8 *to, u32 pixels, const row_options &opt
     constexpr u8 kept_of_pair[4] = {0xFE, 0xFC, 0xFE, 0xFC}; // Y, U, Y, V
     u32 kept_bits = 0;
     std::memcpy(&kept_bits, kept_of_pair, 4);
+    const row_kernel to_entries = find_row(VIQ_YUV422, entry_format);
+    [[maybe_unused]] const row_kernel to_target = find_row(VIQ_RGB16, target);
     u8 indexed[2 * part];
     u8 entries[2 * part];
     for (u32 count = 0; pixels != 0; pixels -= count) {
@@ -172,9 +174,9 @@ void row_by_formula(const u8 *source, u8 *to, u32 pixels, const row_options &opt
             std::memcpy(indexed + n, &pair, 4);
         }
         u8 *made = has_bit_fields(target) ? to : entries;
-        find_row(VIQ_YUV422, entry_format)(indexed, made, count, {});
+        to_entries(indexed, made, count, {});
         if constexpr (!has_bit_fields(target))
-            find_row(VIQ_RGB16, target)(entries, to, count, options);
+            to_target(entries, to, count, options);
         source += std::size_t{2} * count;
         to += std::size_t{count} * pixel_bytes(target);
     }

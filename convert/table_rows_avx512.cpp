@@ -1,33 +1,10 @@
 // AVX-512 row kernels that read tables. Masks limit the last block to the bytes of the row.
-#include <immintrin.h>
-
 #include "convert/table_row_loops.h"
+#include "core/simd512.h"
 
 namespace viq {
 
 namespace {
-
-using bytes64 = __m512i;
-
-VIQ_FORMULA __mmask64 first_bytes(u32 count) {
-    return count == 0 ? 0 : ~u64{0} >> (count < 64 ? 64 - count : 0);
-}
-
-struct table256 {
-    bytes64 part[4];
-};
-
-VIQ_FORMULA table256 load_table(const u8 *table) {
-    return {_mm512_loadu_si512(table), _mm512_loadu_si512(table + 64),
-            _mm512_loadu_si512(table + 128), _mm512_loadu_si512(table + 192)};
-}
-
-// Each permutation selects among 128 entries by the lower seven bits.
-VIQ_FORMULA bytes64 entries_at(const table256 &table, bytes64 index) {
-    const bytes64 low = _mm512_permutex2var_epi8(table.part[0], index, table.part[1]);
-    const bytes64 high = _mm512_permutex2var_epi8(table.part[2], index, table.part[3]);
-    return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
-}
 
 void map_bytes_blocks(const u8 *source, u8 *target, u32 bytes, const u8 *table) {
     const table256 entries = load_table(table);

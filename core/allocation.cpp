@@ -1,6 +1,7 @@
 #include "core/allocation.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "core/limits.h"
 #include "core/shared_lock.h"
@@ -57,8 +58,13 @@ void *allocate(std::size_t size) noexcept {
     return is_refused(size) ? nullptr : counted(std::malloc(size), size);
 }
 
+// calloc() of some systems does not look among the small blocks that the thread has freed.
 void *allocate_zeros(std::size_t size) noexcept {
-    return is_refused(size) ? nullptr : counted(std::calloc(1, size), size);
+    constexpr std::size_t largest_small = 1024;
+    if (size > largest_small)
+        return is_refused(size) ? nullptr : counted(std::calloc(1, size), size);
+    void *memory = allocate(size);
+    return memory != nullptr ? std::memset(memory, 0, size) : nullptr;
 }
 
 void release(void *memory, std::size_t size) noexcept {

@@ -9,9 +9,9 @@ namespace {
 
 void copy_colours(const tVIQ_Colour *in, tVIQ_Colour *out) {
     constexpr __mmask64 colours = 0x7777777777777777u; // the fourth byte is the spare one
+#pragma GCC unroll 16
     for (u32 n = 0; n < colourmap_size; n += 16)
-        _mm512_storeu_si512(out + n,
-                            _mm512_mask_loadu_epi8(_mm512_loadu_si512(out + n), colours, in + n));
+        _mm512_mask_storeu_epi8(out + n, colours, _mm512_loadu_si512(in + n));
 }
 
 } // namespace

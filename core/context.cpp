@@ -133,13 +133,11 @@ void bind_thread(owned_context *to) {
 }
 
 // Another thread may be bound to the context from then on, so that what still runs in this one
-// works in context 0. The context is found by its owner, because on Windows bound_context no longer
-// exists.
+// works in context 0. The context is found by its owner, because bound_context need not exist.
 void release_context_of_thread() {
     const std::lock_guard guard(contexts.lock);
-#if !defined(_WIN32)
-    bound_context = nullptr;
-#endif
+    if (thread_objects_exist_at_end)
+        bound_context = nullptr;
     for (const owned<owned_context> &slot : contexts.slots)
         if (slot != nullptr && slot->owner == this_thread())
             slot->owner = {};

@@ -22,7 +22,8 @@ bool machine_has_avx512() {
     __builtin_cpu_init();
     return machine_has_avx2() && __builtin_cpu_supports("avx512f") != 0 &&
            __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
-           __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512vbmi") != 0;
+           __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512vbmi") != 0 &&
+           __builtin_cpu_supports("avx512vbmi2") != 0;
 #else
     return false;
 #endif

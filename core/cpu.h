@@ -9,8 +9,8 @@
 
 namespace viq {
 
-// avx512 means the parts F, BW, VL, DQ and VBMI. Processors that have AVX-512 without VBMI use
-// AVX2, because they lower their clock for registers of 64 bytes.
+// avx512 means the parts F, BW, VL, DQ, VBMI and VBMI2. Processors that have AVX-512 without them
+// use AVX2, because they lower their clock for registers of 64 bytes.
 enum class instruction_set : unsigned { plain, avx2, neon, avx512 };
 constexpr unsigned instruction_sets = 4;
 

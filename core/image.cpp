@@ -43,9 +43,10 @@ constinit address_map<library_colourmap> colourmaps;
 constinit constant_mutex unused_colourmaps; // held while maps are looked for that no image uses
 VIQ_PER_CONTEXT(start_state, start);
 
-bool enter_companion(tVIQ_Image &image);
+image_companion *enter_companion(tVIQ_Image &image);
 void store_seen(const tVIQ_Image &image, image_companion &own);
-void end_sequences_of(const tVIQ_Image &image);
+void end_sequences_of(const tVIQ_Image &image, const image_companion &own);
+void free_known_strip(tVIQ_Image &image, image_companion &own);
 u32 free_slot();
 void set_slot(u32 handle, tVIQ_Image *image);
 bool in_a_slot(const tVIQ_Image *image);
@@ -82,14 +83,14 @@ u32 VIQ_image_create(void) {
     if (const u32 code = ensure_started(); is_error(code))
         return code;
     auto *image = static_cast<tVIQ_Image *>(allocate_zeros(sizeof(tVIQ_Image)));
-    if (image == nullptr || !enter_companion(*image)) {
+    image_companion *own = image != nullptr ? enter_companion(*image) : nullptr;
+    if (own == nullptr) {
         release(image, sizeof *image);
         return report(name, VIQ_ERR_MEMORY | 1, "");
     }
-    image_companion &own = companion(*image);
-    own.made_here = true;
+    own->made_here = true;
     set_defaults(*image);
-    own.colourmap = image->colourmap = VIQ_image_create_cmap();
+    own->colourmap = image->colourmap = VIQ_image_create_cmap();
     const bool no_memory = image->colourmap == nullptr;
     u32 handle = 0;
     if (!no_memory) {
@@ -202,9 +203,10 @@ u32 report_unchangeable(const char *function, u32 handle) {
 
 bool replace_image(u32 handle, tVIQ_Image *image) {
     if (image != nullptr) {
-        if (!enter_companion(*image))
+        image_companion *own = enter_companion(*image);
+        if (own == nullptr)
             return false;
-        companion(*image).set_by_caller = companion(*image).exposed = true;
+        own->set_by_caller = own->exposed = true;
     }
     tVIQ_Image *old = nullptr;
     bool still_set = false;
@@ -221,7 +223,7 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
     // The caller may free its object once no handle refers to it. An object of the library may be
     // set again and is kept.
     if (old != nullptr && !companion(*old).made_here && !still_set) {
-        end_sequences_of(*old);
+        end_sequences_of(*old, companion(*old));
         if (owns_data(*old))
             free_strip(*old);
         free_buffer(companion(*old));
@@ -244,27 +246,11 @@ u32 handles_in_use() {
     return handles.slots_used.load(std::memory_order_acquire);
 }
 
-bool has_lines(const tVIQ_Image &image, u64 lines) {
-    const u64 size = lines * image.bytes_per_line;
-    if (image.data == nullptr)
-        return false;
-    const image_companion &own = companion(image);
-    if (holds_wavelet_record(image, own) || size > PTRDIFF_MAX)
-        return false;
-    return !owns_data(image, own) || size <= own.buffer_size;
-}
-
 bool has_pixels(const tVIQ_Image &image, u64 lines) {
     if (!has_lines(image, lines))
         return false;
     return image.pixel_format != VIQ_Y1 || !owns_data(image) ||
            lines * bit_line_bytes(image.width) <= companion(image).buffer_size;
-}
-
-void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buffer) {
-    if ((image.flags & VIQ_FLAG_LOCKED) != 0 && callers_buffer != nullptr &&
-        callers_buffer != lock.not_locked)
-        lock.locked = callers_buffer;
 }
 
 void note_lock(tVIQ_Image &image, image_companion &own) {
@@ -304,17 +290,7 @@ void free_buffer(image_companion &own) {
 }
 
 void free_strip(tVIQ_Image &image) {
-    image_companion &own = companion(image);
-    if (owns_data(image)) {
-        free_buffer(own);
-    } else if (holds_wavelet_record(image)) {
-        destroy_wavelet(own);
-    } else if (image.data != nullptr && image.data != own.lock.locked && !held_elsewhere(image)) {
-        std::free(image.data);
-    }
-    image.data = nullptr;
-    own.lock = {};
-    update_seen(image);
+    free_known_strip(image, companion(image));
 }
 
 void hand_over_data(tVIQ_Image &in, tVIQ_Image &out) {
@@ -379,17 +355,17 @@ void store_seen(const tVIQ_Image &image, image_companion &own) {
     see(own.seen.own_colourmap, own.colourmap);
 }
 
-// False: memory runs out.
-bool enter_companion(tVIQ_Image &image) {
-    if (find_value(image_companions, &image) == nullptr) {
-        image_companion *made = enter_value(image_companions, &image);
-        if (made == nullptr)
-            return false;
-        made->entered_in_report = running_report();
-        made->maker = context_mark();
+// Null: memory runs out.
+image_companion *enter_companion(tVIQ_Image &image) {
+    image_companion *own = enter_value(image_companions, &image);
+    if (own == nullptr)
+        return nullptr;
+    if (own->maker == 0) { // made for this call
+        own->entered_in_report = running_report();
+        own->maker = context_mark();
     }
-    note_lock(image);
-    return true;
+    note_lock(image, *own);
+    return own;
 }
 
 // The functions below require the lock of the table.
@@ -442,9 +418,22 @@ tVIQ_Image *take_from_slots(u32 handle, bool &busy) {
 
 // ---- Objects
 
-void end_sequences_of(const tVIQ_Image &image) {
-    if (companion(image).in_sequence)
+void end_sequences_of(const tVIQ_Image &image, const image_companion &own) {
+    if (own.in_sequence)
         end_sequences_here(&image);
+}
+
+void free_known_strip(tVIQ_Image &image, image_companion &own) {
+    if (owns_data(image, own)) {
+        free_buffer(own);
+    } else if (holds_wavelet_record(image, own)) {
+        destroy_wavelet(own);
+    } else if (image.data != nullptr && image.data != own.lock.locked && !held_elsewhere(image)) {
+        std::free(image.data);
+    }
+    image.data = nullptr;
+    own.lock = {};
+    store_seen(image, own);
 }
 
 void set_defaults(tVIQ_Image &image) {
@@ -455,13 +444,13 @@ void set_defaults(tVIQ_Image &image) {
 }
 
 void destroy_object(tVIQ_Image *image) {
-    end_sequences_of(*image);
-    note_lock(*image);
+    image_companion &own = companion(*image);
+    end_sequences_of(*image, own);
+    note_lock(*image, own);
     image->flags &= ~static_cast<u32>(VIQ_FLAG_LOCKED);
-    free_strip(*image);
+    free_known_strip(*image, own);
     if (image->jpeg != nullptr)
         hooks.jpeg_destroy_record(*image);
-    image_companion &own = companion(*image);
     destroy_wavelet(own);
     destroy_cmap_info(*image);
     free_buffer(own);

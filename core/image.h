@@ -20,7 +20,11 @@ struct buffer_lock {
 };
 
 // Locks the caller's buffer (null: the image has none) if the flag is set and was not copied.
-void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buffer);
+inline void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *callers_buffer) {
+    if ((image.flags & VIQ_FLAG_LOCKED) != 0 && callers_buffer != nullptr &&
+        callers_buffer != lock.not_locked)
+        lock.locked = callers_buffer;
+}
 
 // What an image refers to, as far as the library has seen it. The search for images that refer to
 // the same memory reads these copies, because other threads may be changing the images.
@@ -154,13 +158,24 @@ inline bool holds_wavelet_record(const tVIQ_Image &image) {
 }
 
 // The image's data is the buffer that the library holds for another image.
+inline bool uses_buffer_of(const tVIQ_Image &image, const image_companion &other) {
+    return image.data != nullptr && image.data == other.buffer;
+}
 inline bool uses_buffer_of(const tVIQ_Image &image, const tVIQ_Image &other) {
-    return image.data != nullptr && image.data == companion(other).buffer;
+    return uses_buffer_of(image, companion(other));
 }
 
 // The image has data for this number of lines. The size of a caller's buffer is unknown and is
 // trusted.
-bool has_lines(const tVIQ_Image &image, u64 lines);
+inline bool has_lines(const tVIQ_Image &image, u64 lines) {
+    const u64 size = lines * image.bytes_per_line;
+    if (image.data == nullptr)
+        return false;
+    const image_companion &own = companion(image);
+    if (holds_wavelet_record(image, own) || size > PTRDIFF_MAX)
+        return false;
+    return !owns_data(image, own) || size <= own.buffer_size;
+}
 
 // The same for functions that read the pixels of 1-bit lines: a buffer that was allocated without
 // their length does not hold them.
@@ -200,7 +215,7 @@ void hand_over_data(tVIQ_Image &in, tVIQ_Image &out);
 u32 renew_strip(u32 handle, u32 line = 0);
 // The same for an image that has passed the image check in this call, and of which only the lines
 // per strip have changed since. Of the check only the limit of pixels depends on them.
-u32 renew_checked_strip(u32 handle);
+u32 renew_checked_strip(u32 handle, tVIQ_Image &image, image_companion &own);
 
 // An image that is destroyed at the end of the scope.
 struct scoped_image {

@@ -18,13 +18,14 @@ namespace {
 
 constexpr const char *allocating = "VIQ_image_malloc_a_strip";
 
-template <class Check> u32 renew(u32 handle, u32 line, Check check);
+template <class Check>
+u32 renew(u32 handle, tVIQ_Image &image, image_companion &own, u32 line, Check check);
 u32 allocate_strip(tVIQ_Image &image, image_companion &own);
 u32 free_jpeg_data(u32 handle, const tVIQ_Image &image);
 bool fits(const image_companion &own, u64 size);
 u32 copy_strip(const tVIQ_Image &in, u32 hOutImage);
 u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *out);
-u32 copy_raw_parameters(const char *function, u32 hInImage, u32 hOutImage);
+u32 copy_raw_parameters(const char *function, const tVIQ_Image *in, tVIQ_Image *out);
 bool moves_jpeg(const tVIQ_Image &in, const tVIQ_Image &out);
 
 } // namespace
@@ -59,7 +60,8 @@ u32 VIQ_image_copy_parameters(u32 hInImage, u32 hOutImage) {
 }
 
 u32 VIQ_image_copy_parameters_raw(u32 hInImage, u32 hOutImage) {
-    return copy_raw_parameters("VIQ_image_copy_parameters_raw", hInImage, hOutImage);
+    return copy_raw_parameters("VIQ_image_copy_parameters_raw", find_image(hInImage),
+                               find_image(hOutImage));
 }
 
 u32 VIQ_image_copy(u32 hInImage, u32 hOutImage) {
@@ -109,10 +111,12 @@ u32 VIQ_image_move(u32 hInImage, u32 hOutImage) {
 namespace viq {
 
 u32 copy_parameters(u32 hInImage, u32 hOutImage) {
-    const u32 code = copy_raw_parameters("VIQ_image_copy_parameters", hInImage, hOutImage);
+    const tVIQ_Image *in = find_image(hInImage);
+    tVIQ_Image *out = find_image(hOutImage);
+    const u32 code = copy_raw_parameters("VIQ_image_copy_parameters", in, out);
     if (is_error(code) || hInImage == hOutImage)
         return code;
-    if (find_image(hInImage)->jpeg != nullptr && find_image(hOutImage)->jpeg != nullptr)
+    if (in->jpeg != nullptr && out->jpeg != nullptr)
         return hooks.jpeg_copy_parameters(hInImage, hOutImage);
     return success;
 }
@@ -144,12 +148,17 @@ void copy_fields(const tVIQ_Image &in, tVIQ_Image &out) {
 }
 
 u32 renew_strip(u32 handle, u32 line) {
-    return renew(handle, line,
+    tVIQ_Image *image = find_image_to_change(handle);
+    if (image == nullptr)
+        return VIQ_image_malloc_a_strip(handle);
+    return renew(handle, *image, companion(*image), line,
                  [=] { return line == 0 ? check_image(allocating, handle) : success; });
 }
 
-u32 renew_checked_strip(u32 handle) {
-    return renew(handle, 0, [=] { return check_pixel_limit(*find_image(handle)); });
+u32 renew_checked_strip(u32 handle, tVIQ_Image &image, image_companion &own) {
+    if (is_frozen(image))
+        return VIQ_image_malloc_a_strip(handle);
+    return renew(handle, image, own, 0, [&] { return check_pixel_limit(image); });
 }
 
 } // namespace viq
@@ -157,24 +166,21 @@ u32 renew_checked_strip(u32 handle) {
 namespace {
 
 // `check` runs before memory is allocated.
-template <class Check> u32 renew(u32 handle, u32 line, Check check) {
-    tVIQ_Image *image = find_image_to_change(handle);
-    if (image == nullptr)
-        return VIQ_image_malloc_a_strip(handle);
-    image_companion &own = companion(*image);
-    const bool keeps_buffer = holds_locked_buffer(*image, own);
-    if (!keeps_buffer && !owns_data(*image, own)) {
-        free_strip(*image);
-        const u32 code = free_jpeg_data(handle, *image);
+template <class Check>
+u32 renew(u32 handle, tVIQ_Image &image, image_companion &own, u32 line, Check check) {
+    const bool keeps_buffer = holds_locked_buffer(image, own);
+    if (!keeps_buffer && !owns_data(image, own)) {
+        free_strip(image);
+        const u32 code = free_jpeg_data(handle, image);
         if (is_error(code))
             return code;
     }
     if (line != 0)
-        image->bytes_per_line = line;
+        image.bytes_per_line = line;
     if (keeps_buffer)
         return success;
     const u32 code = check();
-    return is_error(code) ? code : allocate_strip(*image, own);
+    return is_error(code) ? code : allocate_strip(image, own);
 }
 
 // Buffers are filled with zeros when they are allocated, and again when they are reused with
@@ -228,9 +234,7 @@ u32 demand_pair(const char *function, const tVIQ_Image *in, const tVIQ_Image *ou
     return success;
 }
 
-u32 copy_raw_parameters(const char *function, u32 hInImage, u32 hOutImage) {
-    const tVIQ_Image *in = find_image(hInImage);
-    tVIQ_Image *out = find_image(hOutImage);
+u32 copy_raw_parameters(const char *function, const tVIQ_Image *in, tVIQ_Image *out) {
     const u32 code = demand_pair(function, in, out);
     if (is_error(code) || in == out)
         return code;

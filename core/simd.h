@@ -1,5 +1,5 @@
 // Loads, stores, constants and permutations of vector registers, for the sources named *_avx2.cpp
-// only.
+// and *_avx512.cpp only.
 //
 // Every function is forced inline: an out-of-line copy compiled for AVX2 could replace the one of a
 // baseline source at link time.

@@ -39,9 +39,10 @@ void use_whole_picture(const strip_call &call) {
 u32 begin_strip(const strip_call &call) {
     if (!has_lines(*call.in, call.in->lines_per_strip))
         return report_no_data(call.worker_name);
-    if (uses_buffer_of(*call.in, *call.out))
+    image_companion &own = companion(*call.out);
+    if (uses_buffer_of(*call.in, own))
         return report_same_image(call.worker_name);
-    return renew_checked_strip(call.out_handle);
+    return renew_checked_strip(call.out_handle, *call.out, own);
 }
 
 u32 report_same_image(const char *function) {

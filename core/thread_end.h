@@ -16,9 +16,16 @@ using thread_identity = std::thread::id;
 
 thread_identity this_thread();
 
-// Calls the function in the calling thread when it ends, once for all calls; it is the same in all
-// of them. On Windows the thread_local objects of the thread must not be used then: their memory
+// Whether the thread_local objects of a thread still exist when it ends. On Windows their memory
 // has been freed.
+#if defined(_WIN32)
+constexpr bool thread_objects_exist_at_end = false;
+#else
+constexpr bool thread_objects_exist_at_end = true;
+#endif
+
+// Calls the function in the calling thread when it ends, once for all calls; it is the same in all
+// of them.
 void call_at_thread_end(void (*function)());
 
 } // namespace viq

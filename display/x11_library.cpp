@@ -12,8 +12,7 @@ template <class Function> bool find_function(void *library, const char *name, Fu
     return function != nullptr;
 }
 
-#define VIQ_FIND_FUNCTION(result, name, arguments)                                                 \
-    all = find_function(library, #name, found.name) && all;
+#define VIQ_FIND_FUNCTION(result, name, arguments) all &= find_function(library, #name, found.name);
 
 bool find_functions_of_x11(void *library, functions &found) {
     bool all = true;

@@ -197,9 +197,7 @@ template <class Entries> void build_dc(const code_table &codes, Entries &entries
 
 // The value that the last `size` bits of `bits` represent.
 i32 value_of(u32 bits, u32 size) {
-    const i32 top = 1 << size;
-    const i32 extra = static_cast<i32>(bits) & (top - 1);
-    return extra < top / 2 ? extra - top + 1 : extra;
+    return size == 0 ? 0 : extended(bits & ((1u << size) - 1), size);
 }
 
 template <class Entries>

@@ -16,6 +16,13 @@ constexpr u32 zero_run = 0xF0;     // 16 coefficients are 0
 constexpr u32 largest_category = 11; // of DC differences
 constexpr u32 largest_size = 10;     // of AC values, in bits
 
+// The value that the extra bits of a category represent (ITU-T T.81, figure F.12). Values whose
+// first bit is 0 are negative. The category is at least 1.
+VIQ_FORMULA i32 extended(u32 extra, u32 category) {
+    const u32 negative = (extra >> (category - 1)) - 1; // all bits or none
+    return static_cast<i32>(extra + (negative & (1 - (1u << category))));
+}
+
 // ---- Encoding
 
 // Code and length of each symbol; length 0: the table does not contain the symbol.

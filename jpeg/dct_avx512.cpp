@@ -1,5 +1,6 @@
 // Block kernels for AVX-512: the four blocks of an MCU in one register. Only the table
 // has external linkage.
+#include "core/simd512.h"
 #include "jpeg/dct_blocks_avx2.h"
 
 namespace viq {
@@ -15,9 +16,7 @@ struct avx512_ops {
     VIQ_FORMULA words high_double_words(words a, words b) { return _mm512_unpackhi_epi32(a, b); }
     VIQ_FORMULA words low_quad_words(words a, words b) { return _mm512_unpacklo_epi64(a, b); }
     VIQ_FORMULA words high_quad_words(words a, words b) { return _mm512_unpackhi_epi64(a, b); }
-    VIQ_FORMULA words splat_pair(i32 a, i32 b) {
-        return _mm512_broadcastd_epi32(_mm256_castsi256_si128(splat_word_pair(a, b)));
-    }
+    VIQ_FORMULA words splat_pair(i32 a, i32 b) { return splat64_word_pair(a, b); }
     VIQ_FORMULA words pair_products(words a, words b) { return _mm512_madd_epi16(a, b); }
     VIQ_FORMULA words high_products(words a, words b) { return _mm512_mulhi_epu16(a, b); }
     VIQ_FORMULA words add(words a, words b) { return _mm512_add_epi16(a, b); }
@@ -37,18 +36,6 @@ struct avx512_ops {
 using wide_words = __m512i;
 
 constexpr __mmask64 lower_bytes = 0x5555555555555555; // of words
-
-// The bytes of a register; the rule gives the byte at each position.
-struct register_bytes {
-    alignas(64) u8 at[64];
-};
-
-template <class Rule> VIQ_FORMULA constexpr register_bytes bytes_of(Rule rule) {
-    register_bytes made = {};
-    for (u32 position = 0; position < 64; ++position)
-        made.at[position] = static_cast<u8>(rule(position));
-    return made;
-}
 
 // A row of both tables.
 VIQ_FORMULA wide_words both_rows(const u16 *luminance, const u16 *chrominance) {
@@ -98,12 +85,12 @@ VIQ_FORMULA void forward_rows(const rows_of_blocks<avx512_ops> &samples, const q
 void forward_yuv(const u8 *pixels, std::size_t line, const quantiser &luminance,
                  const quantiser &chrominance, block_pair &y, block_pair &uv) {
     // The bytes of Y, U and V as words; the upper bytes are masked.
-    static constexpr register_bytes order = bytes_of([](u32 position) {
+    static constexpr order64 order = order_of([](u32 position) {
         const u32 sample = position / 2 % 8;
         const u32 blocks = position / 16; // Y, Y, U, V
         return blocks < 2 ? 16 * blocks + 2 * sample : 4 * sample + (blocks == 2 ? 1 : 3);
     });
-    const wide_words index = _mm512_load_si512(order.at);
+    const wide_words index = load_order(order);
     const wide_words middle = _mm512_set1_epi16(128);
     rows_of_blocks<avx512_ops> samples;
     for (wide_words &row : samples.row) {
@@ -117,19 +104,19 @@ void forward_yuv(const u8 *pixels, std::size_t line, const quantiser &luminance,
 // ---- Forward from RGB
 
 // The bytes of two components of each pixel, as words.
-VIQ_FORMULA constexpr register_bytes component_order(u32 first, u32 second) {
-    return bytes_of(
+VIQ_FORMULA constexpr order64 component_order(u32 first, u32 second) {
+    return order_of(
         [=](u32 position) { return 3 * (position / 4) + (position % 4 < 2 ? first : second); });
 }
 
 // A row of 16 pixels as samples minus 128, by the arithmetic of `to_yuv`.
 VIQ_FORMULA wide_words samples_of_rgb(const u8 *pixels) {
     static constexpr rgb_positions at = format_row(VIQ_RGB24).rgb;
-    static constexpr register_bytes blue_red_order = component_order(at.blue, at.red);
-    static constexpr register_bytes green_order = component_order(at.green, at.green);
+    static constexpr order64 blue_red_order = component_order(at.blue, at.red);
+    static constexpr order64 green_order = component_order(at.green, at.green);
     // Word 2 n of the first operand is the luminance of pixel n; word 4 n of the second one is U of
     // the pair n and word 4 n + 1 is V.
-    static constexpr register_bytes sample_order = bytes_of([](u32 position) {
+    static constexpr order64 sample_order = order_of([](u32 position) {
         const u32 sample = position / 2 % 16;
         const u32 word = position < 32 ? 2 * sample : 32 + 4 * (sample % 8) + sample / 8;
         return position % 2 == 0 ? word : 0;
@@ -137,9 +124,9 @@ VIQ_FORMULA wide_words samples_of_rgb(const u8 *pixels) {
     constexpr __mmask64 bytes_of_16_pixels = (u64{1} << 48) - 1;
     const wide_words rgb = _mm512_maskz_loadu_epi8(bytes_of_16_pixels, pixels);
     const wide_words blue_red =
-        _mm512_maskz_permutexvar_epi8(lower_bytes, _mm512_load_si512(blue_red_order.at), rgb);
+        _mm512_maskz_permutexvar_epi8(lower_bytes, load_order(blue_red_order), rgb);
     const wide_words green =
-        _mm512_maskz_permutexvar_epi8(lower_bytes, _mm512_load_si512(green_order.at), rgb);
+        _mm512_maskz_permutexvar_epi8(lower_bytes, load_order(green_order), rgb);
     const wide_words differences = _mm512_sub_epi16(blue_red, green);
     const wide_words luma = _mm512_srai_epi32(
         _mm512_madd_epi16(differences, avx512_ops::splat_pair(blue_to_y, red_to_y)), yuv_fraction);
@@ -150,7 +137,7 @@ VIQ_FORMULA wide_words samples_of_rgb(const u8 *pixels) {
     const wide_words means =
         _mm512_srai_epi16(_mm512_add_epi16(chroma, _mm512_srli_epi64(chroma, 32)), 1);
     const wide_words y = _mm512_sub_epi16(_mm512_add_epi16(luma, green), _mm512_set1_epi16(128));
-    return _mm512_permutex2var_epi16(y, _mm512_load_si512(sample_order.at), means);
+    return _mm512_permutex2var_epi16(y, load_order(sample_order), means);
 }
 
 void forward_rgb(const u8 *pixels, std::size_t line, const quantiser &luminance,
@@ -164,18 +151,18 @@ void forward_rgb(const u8 *pixels, std::size_t line, const quantiser &luminance,
 }
 
 // Index of each byte of RGB24, from byte `first` on, in red, green and blue of 32 pixels.
-template <u32 first> VIQ_FORMULA constexpr register_bytes rgb_order() {
-    return bytes_of([](u32 position) {
+template <u32 first> VIQ_FORMULA constexpr order64 rgb_order() {
+    return order_of([](u32 position) {
         const u32 byte = (first + position) % 96;
         return 32 * (byte % 3) + byte / 3;
     });
 }
 
 void to_rgb(const sample_lines &from, u8 *rgb, std::size_t line) {
-    static constexpr register_bytes order = rgb_order<0>();
-    static constexpr register_bytes rest = rgb_order<64>();
-    const wide_words first = _mm512_load_si512(order.at);
-    const wide_words last = _mm512_load_si512(rest.at);
+    static constexpr order64 order = rgb_order<0>();
+    static constexpr order64 rest = rgb_order<64>();
+    const wide_words first = load_order(order);
+    const wide_words last = load_order(rest);
     const auto store = [&](u8 * target, const planes &p) __attribute__((always_inline)) {
         const wide_words red_green = _mm512_inserti64x4(_mm512_castsi256_si512(p.red), p.green, 1);
         const wide_words blue = _mm512_castsi256_si512(p.blue);

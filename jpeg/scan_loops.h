@@ -64,14 +64,8 @@ struct scan_kernels {
 extern const scan_kernels plain_scans;
 extern const scan_kernels avx2_scans;
 
-// The value that the extra bits of a category represent.
 template <class Bits> VIQ_FORMULA i32 read_value(Bits &bits, u32 category) {
-    if (category == 0)
-        return 0;
-    const u32 extra = bits.take(category);
-    // Values whose first bit is 0 are negative.
-    const u32 negative = (extra >> (category - 1)) - 1; // all bits or none
-    return static_cast<i32>(extra + (negative & (1 - (1u << category))));
+    return category == 0 ? 0 : extended(bits.take(category), category);
 }
 
 // Reads the difference of a DC value whose table is indexed by `dc_bits` bits.

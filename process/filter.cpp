@@ -92,7 +92,10 @@ u32 filter_strip(const strip_call &call, const filter_kernel &filter) {
         }
         const u8 *above = n > 0 ? in.line(n - 1) : kept.data();
         const u8 *below = n + 1 < in.lines ? in.line(n + 1) : line;
-        filter_line(kernel, {above, line, below}, out.line(n), bytes, pixel_stride);
+        const u64 next = std::min<u64>(n + 1, in.lines - 1);
+        const u8 *next_below = in.line(std::min<u64>(n + 2, in.lines - 1));
+        filter_line(kernel, {above, line, below, next_below, out.line(next)}, out.line(n), bytes,
+                    pixel_stride);
     }
     if (!try_resize(kept, bytes))
         return report_no_memory(worker, bytes);

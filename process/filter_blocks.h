@@ -10,14 +10,10 @@ namespace viq {
 
 namespace {
 
-// Calls block(x) for blocks of `size` bytes from 0 to `end`, which is at least `size`. The last one
-// may overlap the one before it.
-template <u32 size, class Block> VIQ_FORMULA void in_blocks(u32 end, Block block) {
-    u32 x = 0;
-    for (; x + size <= end; x += size)
-        block(x);
-    if (x < end)
-        block(end - size);
+// The next call needs the lines at the same offset.
+VIQ_FORMULA void fetch_next(const filter_lines &lines, u32 x) {
+    __builtin_prefetch(lines.next_below + x);
+    __builtin_prefetch(lines.next_target + x, 1);
 }
 
 // ---- Any kernel: the coefficients that are not 0, in pairs
@@ -27,6 +23,7 @@ struct tap_pairs {
     u32 count; // 1 to 5
     const u8 *from[10];
     i32 weights[5]; // the first one in the lower byte
+    filter_lines lines;
 };
 
 tap_pairs pair_up(filter_lines lines, u32 pixel_stride, const small_kernel &kernel) {
@@ -42,6 +39,7 @@ tap_pairs pair_up(filter_lines lines, u32 pixel_stride, const small_kernel &kern
     for (; taps < 2 || taps % 2 != 0; ++taps)
         pairs.from[taps] = lines.current;
     pairs.count = taps / 2;
+    pairs.lines = lines;
     return pairs;
 }
 
@@ -68,6 +66,7 @@ void filter_pairs(const tap_pairs &taps, i32 divisor, u8 *target, u32 bytes) {
     };
     const tap_pairs local = taps; // a copy cannot alias the target
     in_blocks<Lanes::size>(bytes, [&](u32 x) {
+        fetch_next(local.lines, x);
         vector low = zero;
         vector high = zero;
         for (u32 n = 0; n < pairs; ++n) {
@@ -97,48 +96,100 @@ split_kernel split(const small_kernel &kernel) {
     return {k[3], k[1], has_corners && is_product && is_bounded};
 }
 
-template <class Lanes, class Vector>
-VIQ_FORMULA Vector weigh(Vector before, Vector centre, Vector after, Vector weight) {
-    return Lanes::add(Lanes::add(before, after), Lanes::times(centre, weight));
+// The samples of a block at even and at odd offsets, as 16-bit units: a multiplication of pairs of
+// bytes extracts either of them.
+template <class Lanes> struct even_and_odd { typename Lanes::bytes even, odd; };
+
+// The weights of a column for the samples at even and at odd offsets.
+template <class Lanes> struct column_weights { even_and_odd<Lanes> outer, centre; };
+
+// The column sums of the block at offset x.
+template <class Lanes>
+VIQ_FORMULA even_and_odd<Lanes> sum_columns(filter_lines lines, u32 x,
+                                            const column_weights<Lanes> &weights) {
+    using vector = typename Lanes::bytes;
+    const vector above = Lanes::load(lines.above + x);
+    const vector current = Lanes::load(lines.current + x);
+    const vector below = Lanes::load(lines.below + x);
+    const auto weighted = [&](vector outer, vector centre) {
+        return Lanes::add(
+            Lanes::add(Lanes::weigh_pairs(above, outer), Lanes::weigh_pairs(below, outer)),
+            Lanes::weigh_pairs(current, centre));
+    };
+    return {weighted(weights.outer.even, weights.centre.even),
+            weighted(weights.outer.odd, weights.centre.odd)};
 }
 
-// In parts of the line whose column sums stay in the cache. `bytes` is at least the size of a
-// block; `lines` begin a pixel before the target.
-template <class Lanes>
-void filter_split(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
-                  const split_kernel &kernel, i32 divisor) {
+// Sums that begin n units after those of `block`, of which `next` has the ones that follow.
+template <class Lanes, u32 n>
+VIQ_FORMULA typename Lanes::bytes units_from(typename Lanes::bytes block,
+                                             typename Lanes::bytes next) {
+    if constexpr (n == 0)
+        return block;
+    else
+        return Lanes::template shifted<n>(block, Lanes::next_lanes(block, next));
+}
+
+// A block shares the column sums of the next one, which must lie within the lines; those of the
+// last blocks are summed for each block alone. `bytes` is at least the size of a block; `lines`
+// begin a pixel before the target.
+template <class Lanes, u32 pixel_stride, bool shifts>
+void filter_split(filter_lines lines, u8 *target, u32 bytes, const split_kernel &kernel,
+                  const reciprocal &r) {
+    static_assert(pixel_stride % 2 == 1);
     using vector = typename Lanes::bytes;
-    constexpr u32 part = 2048;
-    constexpr u32 words = Lanes::size / 2;
-    alignas(64) u16 sums[part + 2 * pixel_sizes];
-    const reciprocal r = reciprocal_of(divisor);
+    using sums = even_and_odd<Lanes>;
+    constexpr u32 size = Lanes::size;
     const vector factor = Lanes::splat_words(r.factor);
     const __m128i shift = _mm_cvtsi32_si128(r.shift);
-    const vector of_column = Lanes::splat_words(kernel.column);
     const vector of_row = Lanes::splat_words(kernel.row);
-    for (u32 next = 0; next < bytes;) {
-        const u32 count = bytes - next < part ? bytes - next : part;
-        const u32 first = count < Lanes::size ? bytes - Lanes::size : next;
-        next += count;
-        const u32 samples = next - first;
-        in_blocks<words>(samples + 2 * pixel_stride, [&](u32 x) {
-            Lanes::store(sums + x,
-                         weigh<Lanes>(Lanes::load_as_words(lines.above + first + x),
-                                      Lanes::load_as_words(lines.current + first + x),
-                                      Lanes::load_as_words(lines.below + first + x), of_column));
-        });
-        const auto quotients = [&](const u16 *at) {
-            const vector sum =
-                weigh<Lanes>(Lanes::load(at), Lanes::load(at + pixel_stride),
-                             Lanes::load(at + std::size_t{2} * pixel_stride), of_row);
-            return Lanes::shift_right(Lanes::times_high(sum, factor), shift);
-        };
-        in_blocks<Lanes::size>(samples, [&](u32 x) {
-            Lanes::store(
-                target + first + x,
-                Lanes::in_order(Lanes::pack(quotients(sums + x), quotients(sums + x + words))));
-        });
+    const column_weights<Lanes> of_column = {
+        {Lanes::splat_words(1), Lanes::splat_words(1 << 8)},
+        {Lanes::splat_words(kernel.column), Lanes::splat_words(kernel.column * 256)}};
+    const auto quotients = [=](vector before, vector centre, vector after) {
+        const vector sum = Lanes::add(Lanes::add(before, after), Lanes::times(centre, of_row));
+        const vector high = Lanes::times_high(sum, factor);
+        return shifts ? Lanes::shift_right(high, shift) : high;
+    };
+    const auto store = [&](u32 x, vector even, vector odd) {
+        Lanes::store(target + x, Lanes::alternate(even, odd));
+    };
+    const auto lone_block = [&](u32 x) {
+        const sums before = sum_columns(lines, x, of_column);
+        const sums centre = sum_columns(lines, x + pixel_stride, of_column);
+        const sums after = sum_columns(lines, x + 2 * pixel_stride, of_column);
+        store(x, quotients(before.even, centre.even, after.even),
+              quotients(before.odd, centre.odd, after.odd));
+    };
+    u32 x = 0;
+    sums block = sum_columns(lines, x, of_column);
+    for (; bytes - x >= 2 * size - 2 * pixel_stride; x += size) {
+        fetch_next(lines, x);
+        const sums next = sum_columns(lines, x + size, of_column);
+        store(x,
+              quotients(block.even, units_from<Lanes, pixel_stride / 2>(block.odd, next.odd),
+                        units_from<Lanes, pixel_stride>(block.even, next.even)),
+              quotients(block.odd, units_from<Lanes, pixel_stride / 2 + 1>(block.even, next.even),
+                        units_from<Lanes, pixel_stride>(block.odd, next.odd)));
+        block = next;
     }
+    while (x < bytes) {
+        const u32 rest = bytes - x;
+        lone_block(rest >= size ? x : bytes - size);
+        x += rest >= size ? size : rest;
+    }
+}
+
+template <class Lanes, u32 pixel_stride>
+constexpr decltype(&filter_split<Lanes, pixel_stride, false>) split_filters[] = {
+    filter_split<Lanes, pixel_stride, false>, filter_split<Lanes, pixel_stride, true>};
+
+// Without the shift if it is exact for the sums, which are at most 255 * divisor.
+VIQ_FORMULA reciprocal split_reciprocal(i32 divisor) {
+    const i32 factor = (65536 + divisor - 1) / divisor;
+    if ((factor * divisor - 65536) * 255 * divisor < 65536)
+        return {.largest = 0, .factor = factor, .shift = 0, .is_one = false};
+    return reciprocal_of(divisor);
 }
 
 template <class Lanes, bool divides>
@@ -154,8 +205,12 @@ void filter_blocks(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
         return filter_bytes(lines, target, bytes, pixel_stride, kernel, i32{0}, pixel_stride);
     target += pixel_stride;
     bytes -= 2 * pixel_stride;
-    if (const split_kernel parts = split(kernel); parts.is_split)
-        return filter_split<Lanes>(lines, target, bytes, pixel_stride, parts, kernel.divisor);
+    if (const split_kernel parts = split(kernel); parts.is_split) {
+        const reciprocal r = split_reciprocal(kernel.divisor);
+        const auto &by_shift =
+            pixel_stride == 1 ? split_filters<Lanes, 1> : split_filters<Lanes, 3>;
+        return by_shift[r.shift != 0](lines, target, bytes, parts, r);
+    }
     const tap_pairs taps = pair_up(lines, pixel_stride, kernel);
     const auto &by_pairs =
         kernel.divisor == 1 ? filters_by_pairs<Lanes, false> : filters_by_pairs<Lanes, true>;

@@ -5,10 +5,55 @@
 #include "core/simd.h"
 #include "process/filter_blocks.h"
 #include "process/process_row_loops.h"
+#include "process/row_blocks.h"
 
 namespace viq {
 
 namespace {
+
+// ---- Registers of 32 bytes
+
+struct lanes_256 {
+    using bytes = bytes32;
+    static constexpr u32 size = 32;
+
+    VIQ_FORMULA bytes load(const void *from) { return load_256(from); }
+    VIQ_FORMULA void store(void *to, bytes value) { store_256(to, value); }
+    VIQ_FORMULA bytes splat_words(i32 value) { return splat16(value); }
+    VIQ_FORMULA bytes low_of(bytes a, bytes b) { return _mm256_unpacklo_epi8(a, b); }
+    VIQ_FORMULA bytes high_of(bytes a, bytes b) { return _mm256_unpackhi_epi8(a, b); }
+    VIQ_FORMULA bytes weigh_pairs(bytes a, bytes b) { return _mm256_maddubs_epi16(a, b); }
+    VIQ_FORMULA bytes add(bytes a, bytes b) { return _mm256_add_epi16(a, b); }
+    VIQ_FORMULA bytes times(bytes a, bytes b) { return _mm256_mullo_epi16(a, b); }
+    VIQ_FORMULA bytes times_high(bytes a, bytes b) { return _mm256_mulhi_epu16(a, b); }
+    VIQ_FORMULA bytes shift_right(bytes a, __m128i bits) { return _mm256_srl_epi16(a, bits); }
+    VIQ_FORMULA bytes clamp_words(bytes a, bytes least, bytes most) {
+        return _mm256_min_epi16(_mm256_max_epi16(a, least), most);
+    }
+    VIQ_FORMULA bytes pack(bytes a, bytes b) { return pack_words(a, b); }
+    VIQ_FORMULA bytes alternate(bytes even, bytes odd) {
+        return _mm256_or_si256(even, _mm256_slli_epi16(odd, 8));
+    }
+    VIQ_FORMULA bytes in_order(bytes packed) { return in_pack_order(packed); }
+    VIQ_FORMULA bytes to_unpack_order(bytes block) { return in_pack_order(block); }
+    VIQ_FORMULA bytes both(bytes a, bytes b) { return _mm256_and_si256(a, b); }
+    VIQ_FORMULA bytes mean(bytes a, bytes b) { return _mm256_avg_epu8(a, b); }
+    VIQ_FORMULA bytes splat_bytes(u32 value) { return splat8(value); }
+    VIQ_FORMULA bytes at_least(bytes v, bytes limit) {
+        return _mm256_cmpeq_epi8(_mm256_max_epu8(v, limit), v);
+    }
+    VIQ_FORMULA bytes threshold(bytes v, bytes black_below, bytes white_from) {
+        return _mm256_or_si256(_mm256_and_si256(v, at_least(v, black_below)),
+                               at_least(v, white_from));
+    }
+    // The lane after each one.
+    VIQ_FORMULA bytes next_lanes(bytes block, bytes next) {
+        return _mm256_permute2x128_si256(block, next, 0x21);
+    }
+    template <u32 words> VIQ_FORMULA bytes shifted(bytes lanes, bytes next) {
+        return _mm256_alignr_epi8(next, lanes, 2 * words);
+    }
+};
 
 // ---- Reversing
 
@@ -179,9 +224,11 @@ VIQ_FORMULA void store_groups(u8 *target, const resample_group *pair, bytes32 wo
 }
 
 template <bool blended>
-VIQ_FORMULA void resample_pairs(const u8 *source, u8 *target, const resample_plan &plan) {
+VIQ_FORMULA void resample_pairs(const u8 *source, u8 *target, const resample_plan &plan,
+                                const u8 *next_source) {
     const resample_group *group = plan.groups.data();
     for (std::size_t pairs = plan.groups.size() / 2; pairs != 0; --pairs, group += 2) {
+        __builtin_prefetch(next_source + group[0].source_base);
         const bytes32 shuffle = load_halves(group[0].shuffle, group[1].shuffle);
         bytes32 words = _mm256_shuffle_epi8(load_groups(source, group, 0), shuffle);
         if constexpr (blended) {
@@ -196,19 +243,8 @@ VIQ_FORMULA void resample_pairs(const u8 *source, u8 *target, const resample_pla
     }
 }
 
-// Every second byte. Returns the number of target samples.
-u32 halve_8_bit(const u8 *source, u8 *target, const resample_plan &plan) {
-    u32 done = 0;
-    for (; done + 32 <= plan.samples && 2 * done + 64 <= plan.source_bytes; done += 32) {
-        const bytes32 packed = pack_words(low_bytes(load_256(source + 2 * done)),
-                                          low_bytes(load_256(source + 2 * done + 32)));
-        store_256(target + done, in_pack_order(packed));
-    }
-    return done;
-}
-
 // Every second pixel of three bytes: 16 bytes contain three of them.
-u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
+u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan, const u8 *) {
     static constexpr lane_bytes order =
         lane_of([](u32 byte) { return byte < 9 ? byte / 3 * 6 + byte % 3 : no_byte; });
     const __m128i shuffle = load_128(order.at);
@@ -216,24 +252,6 @@ u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
     for (; done + 9 <= plan.samples && 2 * done + 16 <= plan.source_bytes; done += 9)
         store_128(target + done, _mm_shuffle_epi8(load_128(source + 2 * done), shuffle));
     return done;
-}
-
-// The high half of (a << 8) * f is a * f >> 8.
-void blend_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction) {
-    const bytes32 zero = _mm256_setzero_si256();
-    const bytes32 of_a = splat16(static_cast<i32>(256 - fraction));
-    const bytes32 of_b = splat16(static_cast<i32>(fraction));
-    u32 x = 0;
-    for (; x + 32 <= bytes; x += 32) {
-        const words2 from_a = interleave(zero, load_256(a + x));
-        const words2 from_b = interleave(zero, load_256(b + x));
-        const bytes32 low = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.low, of_a),
-                                             _mm256_mulhi_epu16(from_b.low, of_b));
-        const bytes32 high = _mm256_add_epi16(_mm256_mulhi_epu16(from_a.high, of_a),
-                                              _mm256_mulhi_epu16(from_b.high, of_b));
-        store_256(target + x, pack_words(low, high));
-    }
-    blend_loop(a + x, b + x, target + x, bytes - x, fraction);
 }
 
 // ---- Measurements
@@ -401,30 +419,6 @@ void pseudo_hsi_blocks(const u8 *source, u8 *target, u32 pixels) {
     pseudo_hsi_from(source, target, pixels);
 }
 
-// ---- Filters
-
-struct lanes_256 {
-    using bytes = bytes32;
-    static constexpr u32 size = 32;
-
-    VIQ_FORMULA bytes load(const void *from) { return load_256(from); }
-    VIQ_FORMULA void store(void *to, bytes value) { store_256(to, value); }
-    VIQ_FORMULA bytes load_as_words(const u8 *from) { return _mm256_cvtepu8_epi16(load_128(from)); }
-    VIQ_FORMULA bytes splat_words(i32 value) { return splat16(value); }
-    VIQ_FORMULA bytes low_of(bytes a, bytes b) { return _mm256_unpacklo_epi8(a, b); }
-    VIQ_FORMULA bytes high_of(bytes a, bytes b) { return _mm256_unpackhi_epi8(a, b); }
-    VIQ_FORMULA bytes weigh_pairs(bytes a, bytes b) { return _mm256_maddubs_epi16(a, b); }
-    VIQ_FORMULA bytes add(bytes a, bytes b) { return _mm256_add_epi16(a, b); }
-    VIQ_FORMULA bytes times(bytes a, bytes b) { return _mm256_mullo_epi16(a, b); }
-    VIQ_FORMULA bytes times_high(bytes a, bytes b) { return _mm256_mulhi_epu16(a, b); }
-    VIQ_FORMULA bytes shift_right(bytes a, __m128i bits) { return _mm256_srl_epi16(a, bits); }
-    VIQ_FORMULA bytes clamp_words(bytes a, bytes least, bytes most) {
-        return _mm256_min_epi16(_mm256_max_epi16(a, least), most);
-    }
-    VIQ_FORMULA bytes pack(bytes a, bytes b) { return pack_words(a, b); }
-    VIQ_FORMULA bytes in_order(bytes packed) { return in_pack_order(packed); }
-};
-
 VIQ_FORMULA constexpr process_kernels block_kernels() {
     process_kernels kernels = loop_kernels();
     kernels.reverse[1] = reverse_blocks<1>;
@@ -436,9 +430,10 @@ VIQ_FORMULA constexpr process_kernels block_kernels() {
     kernels.transpose[2] = transpose_blocks<2, transpose_squares<2, 8, transpose_16_bit_square>>;
     kernels.transpose[3] = transpose_blocks<3, transpose_squares<3, 4, transpose_24_bit_square>>;
     kernels.transpose[4] = transpose_blocks<4, transpose_squares<4, 4, transpose_32_bit_square>>;
-    kernels.resample =
-        resample_with<halve_8_bit, halve_24_bit, resample_pairs<false>, resample_pairs<true>>;
-    kernels.blend = blend_blocks;
+    kernels.resample = resample_with<halve_bytes<lanes_256>, halve_24_bit, double_bytes<lanes_256>,
+                                     resample_pairs<false>, resample_pairs<true>>;
+    kernels.blend = blend_blocks<lanes_256>;
+    kernels.threshold = threshold_blocks<lanes_256>;
     kernels.shade = shade_blocks;
     kernels.correlate = correlate_samples;
     kernels.range_of = range_blocks;

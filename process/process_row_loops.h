@@ -12,6 +12,18 @@
 
 namespace viq {
 
+constexpr u32 longest_block = 64; // bytes of the widest registers
+
+// Calls block(x) for blocks of `size` bytes from 0 to `end`, which is at least `size`. The last one
+// may overlap the one before it.
+template <u32 size, class Block> VIQ_FORMULA void in_blocks(u32 end, Block block) {
+    u32 x = 0;
+    for (; end - x >= size; x += size)
+        block(x);
+    if (x < end)
+        block(end - size);
+}
+
 // ---- Geometry
 
 template <u32 size> VIQ_LOOP void reverse_loop(const u8 *source, u8 *target, u32 pixels) {
@@ -93,33 +105,40 @@ VIQ_FORMULA void resample_from(const u8 *source, u8 *target, const resample_plan
     }
 }
 
-VIQ_LOOP void resample_loop(const u8 *source, u8 *target, const resample_plan &plan) {
+VIQ_LOOP void resample_loop(const u8 *source, u8 *target, const resample_plan &plan, const u8 *) {
     resample_from(source, target, plan, 0);
 }
 
-// Resamples with the vector kernels of a set. Those that halve the width return the number of
-// samples that they have written; the others write those of all groups.
-template <u32 (*halve_8_bit)(const u8 *, u8 *, const resample_plan &),
-          u32 (*halve_24_bit)(const u8 *, u8 *, const resample_plan &),
-          void (*copy_groups)(const u8 *, u8 *, const resample_plan &),
-          void (*blend_groups)(const u8 *, u8 *, const resample_plan &)>
-VIQ_LOOP void resample_with(const u8 *source, u8 *target, const resample_plan &plan) {
+// Resamples with the vector kernels of a set. Those that halve or double the width return
+// the number of samples that they have written; the others write those of all groups.
+using resampled_samples = u32 (*)(const u8 *, u8 *, const resample_plan &, const u8 *);
+using resampled_groups = void (*)(const u8 *, u8 *, const resample_plan &, const u8 *);
+
+template <resampled_samples halve_8_bit, resampled_samples halve_24_bit,
+          resampled_samples double_8_bit, resampled_groups copy_groups,
+          resampled_groups blend_groups>
+VIQ_LOOP void resample_with(const u8 *source, u8 *target, const resample_plan &plan,
+                            const u8 *next_source) {
     u32 done = plan.grouped_samples;
     const u32 stride = plan.pixel_stride;
     const bool halves =
         plan.unblended && plan.samples > stride && plan.source_offset[stride] == 2 * stride;
     if (halves && stride == 1)
-        done = halve_8_bit(source, target, plan);
+        done = halve_8_bit(source, target, plan, next_source);
     else if (halves && stride == 3)
-        done = halve_24_bit(source, target, plan);
+        done = halve_24_bit(source, target, plan, next_source);
+    else if (stride == 1 && plan.source_bytes > longest_block &&
+             plan.samples == u64{2} * plan.source_bytes)
+        done = double_8_bit(source, target, plan, next_source);
     else if (plan.unblended)
-        copy_groups(source, target, plan);
+        copy_groups(source, target, plan, next_source);
     else
-        blend_groups(source, target, plan);
+        blend_groups(source, target, plan, next_source);
     resample_from(source, target, plan, done);
 }
 
-VIQ_LOOP void blend_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 bytes, u32 fraction) {
+VIQ_LOOP void blend_loop(const u8 *a, const u8 *b, u8 *__restrict target, u32 bytes, u32 fraction,
+                         const u8 *) {
     const u16 of_b = static_cast<u16>(fraction);
     const u16 of_a = static_cast<u16>(256 - fraction);
     for (u32 x = 0; x < bytes; ++x)

@@ -64,8 +64,11 @@ struct wide_kernel {
     i64 divisor; // not 0
 };
 
+// The lines `next_below` and `next_target` are those of the next call; they are only fetched into
+// the cache.
 struct filter_lines {
     const u8 *above, *current, *below;
+    const u8 *next_below, *next_target;
 };
 
 struct matrix {
@@ -93,10 +96,13 @@ struct process_kernels {
     void (*reverse_pairs)(const u8 *source, u8 *target, u32 pairs);
     // target[column][row] = source[row][column]
     void (*transpose[pixel_sizes])(matrix source, target_matrix target, u32 rows, u32 columns);
-    void (*resample)(const u8 *source, u8 *target, const resample_plan &plan);
+    // The next call needs the line `next_source`, which is only fetched into the cache.
+    void (*resample)(const u8 *source, u8 *target, const resample_plan &plan,
+                     const u8 *next_source);
     bool has_wide_groups; // `resample` takes them
-    // ((256 - fraction) * a >> 8) + (fraction * b >> 8)
-    void (*blend)(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction);
+    // ((256 - fraction) * a >> 8) + (fraction * b >> 8). `next_target` as above.
+    void (*blend)(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction,
+                  const u8 *next_target);
 
     // ---- Thresholds
 

@@ -1,11 +1,10 @@
 // The AVX-512 row kernels of the image processing: those of AVX2, and wider ones where they gain.
+#include "core/simd512.h"
 #include "process/process_blocks_avx2.h"
 
 namespace viq {
 
 namespace {
-
-using bytes64 = __m512i;
 
 struct lanes_512 {
     using bytes = bytes64;
@@ -13,7 +12,6 @@ struct lanes_512 {
 
     VIQ_FORMULA bytes load(const void *from) { return _mm512_loadu_si512(from); }
     VIQ_FORMULA void store(void *to, bytes value) { _mm512_storeu_si512(to, value); }
-    VIQ_FORMULA bytes load_as_words(const u8 *from) { return _mm512_cvtepu8_epi16(load_256(from)); }
     VIQ_FORMULA bytes splat_words(i32 value) { return _mm512_set1_epi16(static_cast<i16>(value)); }
     VIQ_FORMULA bytes low_of(bytes a, bytes b) { return _mm512_unpacklo_epi8(a, b); }
     VIQ_FORMULA bytes high_of(bytes a, bytes b) { return _mm512_unpackhi_epi8(a, b); }
@@ -26,9 +24,26 @@ struct lanes_512 {
         return _mm512_min_epi16(_mm512_max_epi16(a, least), most);
     }
     VIQ_FORMULA bytes pack(bytes a, bytes b) { return _mm512_packus_epi16(a, b); }
-    VIQ_FORMULA bytes in_order(bytes packed) {
-        return _mm512_permutexvar_epi64(_mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0), packed);
+    VIQ_FORMULA bytes alternate(bytes even, bytes odd) {
+        return _mm512_or_si512(even, _mm512_slli_epi16(odd, 8));
     }
+    VIQ_FORMULA bytes to_unpack_order(bytes block) { return in_unpack_order(block); }
+    VIQ_FORMULA bytes both(bytes a, bytes b) { return _mm512_and_si512(a, b); }
+    VIQ_FORMULA bytes mean(bytes a, bytes b) { return _mm512_avg_epu8(a, b); }
+    VIQ_FORMULA bytes splat_bytes(u32 value) { return _mm512_set1_epi8(static_cast<char>(value)); }
+    VIQ_FORMULA bytes threshold(bytes v, bytes black_below, bytes white_from) {
+        const bytes dark = _mm512_maskz_mov_epi8(_mm512_cmpge_epu8_mask(v, black_below), v);
+        return _mm512_mask_mov_epi8(dark, _mm512_cmpge_epu8_mask(v, white_from),
+                                    _mm512_set1_epi8(-1));
+    }
+    // The lane after each one.
+    VIQ_FORMULA bytes next_lanes(bytes block, bytes next) {
+        return _mm512_alignr_epi64(next, block, 2);
+    }
+    template <u32 words> VIQ_FORMULA bytes shifted(bytes lanes, bytes next) {
+        return _mm512_alignr_epi8(next, lanes, 2 * words);
+    }
+    VIQ_FORMULA bytes in_order(bytes packed) { return in_pack_order(packed); }
 };
 
 // ---- Scaling
@@ -57,11 +72,14 @@ VIQ_FORMULA bytes64 resample_group_words(const u8 *source, const wide_resample_g
 
 // Lines of less than 64 bytes have narrow groups.
 template <bool blended>
-void resample_wide_pairs(const u8 *source, u8 *target, const resample_plan &plan) {
+void resample_wide_pairs(const u8 *source, u8 *target, const resample_plan &plan,
+                         const u8 *next_source) {
     if (plan.wide_groups.empty())
-        return resample_pairs<blended>(source, target, plan);
+        return resample_pairs<blended>(source, target, plan, next_source);
     const wide_resample_group *group = plan.wide_groups.data();
     for (std::size_t pairs = plan.wide_groups.size() / 2; pairs != 0; --pairs, group += 2) {
+        __builtin_prefetch(next_source + group[0].source_base);
+        __builtin_prefetch(next_source + group[1].source_base);
         const bytes64 packed = lanes_512::in_order(_mm512_packus_epi16(
             resample_group_words<blended>(source, group[0], plan.pixel_stride),
             resample_group_words<blended>(source, group[1], plan.pixel_stride)));
@@ -70,43 +88,33 @@ void resample_wide_pairs(const u8 *source, u8 *target, const resample_plan &plan
     }
 }
 
-// Every second byte. Returns the number of target samples.
-u32 halve_8_bit_wide(const u8 *source, u8 *target, const resample_plan &plan) {
-    u32 done = 0;
-    for (; done + 64 <= plan.samples && 2 * done + 128 <= plan.source_bytes; done += 64) {
-        const bytes64 low = _mm512_loadu_si512(source + 2 * done);
-        const bytes64 high = _mm512_loadu_si512(source + 2 * done + 64);
-        const bytes64 even = _mm512_set1_epi16(0xFF);
-        _mm512_storeu_si512(target + done,
-                            lanes_512::in_order(_mm512_packus_epi16(_mm512_and_si512(low, even),
-                                                                    _mm512_and_si512(high, even))));
-    }
-    return done;
+// Lines that are shorter than a block are processed with AVX2.
+u32 halve_wide_blocks(const u8 *source, u8 *target, const resample_plan &plan,
+                      const u8 *next_source) {
+    return plan.samples < lanes_512::size
+               ? halve_bytes<lanes_256>(source, target, plan, next_source)
+               : halve_bytes<lanes_512>(source, target, plan, next_source);
 }
 
-// The high half of (a << 8) * f is a * f >> 8.
-void blend_wide_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction) {
-    const bytes64 zero = _mm512_setzero_si512();
-    const bytes64 of_a = lanes_512::splat_words(static_cast<i32>(256 - fraction));
-    const bytes64 of_b = lanes_512::splat_words(static_cast<i32>(fraction));
-    u32 x = 0;
-    for (; x + 64 <= bytes; x += 64) {
-        const bytes64 from_a = _mm512_loadu_si512(a + x);
-        const bytes64 from_b = _mm512_loadu_si512(b + x);
-        const bytes64 low =
-            _mm512_add_epi16(_mm512_mulhi_epu16(_mm512_unpacklo_epi8(zero, from_a), of_a),
-                             _mm512_mulhi_epu16(_mm512_unpacklo_epi8(zero, from_b), of_b));
-        const bytes64 high =
-            _mm512_add_epi16(_mm512_mulhi_epu16(_mm512_unpackhi_epi8(zero, from_a), of_a),
-                             _mm512_mulhi_epu16(_mm512_unpackhi_epi8(zero, from_b), of_b));
-        _mm512_storeu_si512(target + x, _mm512_packus_epi16(low, high));
-    }
-    blend_blocks(a + x, b + x, target + x, bytes - x, fraction);
+void blend_wide_blocks(const u8 *a, const u8 *b, u8 *target, u32 bytes, u32 fraction,
+                       const u8 *next_target) {
+    if (bytes < lanes_512::size)
+        blend_blocks<lanes_256>(a, b, target, bytes, fraction, next_target);
+    else
+        blend_blocks<lanes_512>(a, b, target, bytes, fraction, next_target);
+}
+
+// ---- Thresholds
+
+void threshold_wide_blocks(const u8 *source, u8 *target, u32 bytes, u32 upper, u32 lower) {
+    if (bytes < lanes_512::size)
+        threshold_blocks<lanes_256>(source, target, bytes, upper, lower);
+    else
+        threshold_blocks<lanes_512>(source, target, bytes, upper, lower);
 }
 
 // ---- Filters
 
-// Lines that are shorter than a block are filtered with AVX2.
 void filter_wide_blocks(filter_lines lines, u8 *target, u32 bytes, u32 pixel_stride,
                         const small_kernel &kernel) {
     if (bytes < lanes_512::size + 2 * pixel_stride)
@@ -117,10 +125,11 @@ void filter_wide_blocks(filter_lines lines, u8 *target, u32 bytes, u32 pixel_str
 
 constexpr process_kernels wide_kernels() {
     process_kernels kernels = block_kernels();
-    kernels.resample = resample_with<halve_8_bit_wide, halve_24_bit, resample_wide_pairs<false>,
-                                     resample_wide_pairs<true>>;
+    kernels.resample = resample_with<halve_wide_blocks, halve_24_bit, double_bytes<lanes_512>,
+                                     resample_wide_pairs<false>, resample_wide_pairs<true>>;
     kernels.has_wide_groups = true;
     kernels.blend = blend_wide_blocks;
+    kernels.threshold = threshold_wide_blocks;
     kernels.filter_small = filter_wide_blocks;
     return kernels;
 }

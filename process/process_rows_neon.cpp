@@ -113,7 +113,8 @@ void transpose_blocks(matrix source, target_matrix target, u32 rows, u32 columns
 // ---- Scaling
 
 template <bool blended>
-VIQ_FORMULA void resample_each(const u8 *source, u8 *target, const resample_plan &plan) {
+VIQ_FORMULA void resample_each(const u8 *source, u8 *target, const resample_plan &plan,
+                               const u8 *) {
     for (const resample_group &group : plan.groups) {
         const bytes16 order = vld1q_u8(group.shuffle);
         const u8 *from = source + group.source_base;
@@ -131,19 +132,31 @@ VIQ_FORMULA void resample_each(const u8 *source, u8 *target, const resample_plan
 }
 
 // Every second byte, or every second pixel of three bytes. Both return the number of samples.
-u32 halve_8_bit(const u8 *source, u8 *target, const resample_plan &plan) {
+u32 halve_8_bit(const u8 *source, u8 *target, const resample_plan &plan, const u8 *) {
     u32 done = 0;
     for (; done + 16 <= plan.samples && 2 * done + 32 <= plan.source_bytes; done += 16)
         vst1q_u8(target + done, vld2q_u8(source + 2 * done).val[0]);
     return done;
 }
 
-u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan) {
+u32 halve_24_bit(const u8 *source, u8 *target, const resample_plan &plan, const u8 *) {
     const auto even = [](bytes16 v) { return vget_low_u8(vuzp1q_u8(v, v)); };
     u32 done = 0;
     for (; done + 24 <= plan.samples && 2 * done + 48 <= plan.source_bytes; done += 24) {
         const uint8x16x3_t p = vld3q_u8(source + 2 * done);
         vst3_u8(target + done, (uint8x8x3_t{{even(p.val[0]), even(p.val[1]), even(p.val[2])}}));
+    }
+    return done;
+}
+
+// Every byte, and after it half of it plus half of the next one.
+u32 double_8_bit(const u8 *source, u8 *target, const resample_plan &plan, const u8 *) {
+    u32 done = 0;
+    for (; done / 2 + 16 < plan.source_bytes; done += 32) {
+        const bytes16 samples = vld1q_u8(source + done / 2);
+        const bytes16 next = vld1q_u8(source + done / 2 + 1);
+        vst2q_u8(target + done,
+                 (uint8x16x2_t{{samples, vaddq_u8(vshrq_n_u8(samples, 1), vshrq_n_u8(next, 1))}}));
     }
     return done;
 }
@@ -313,8 +326,8 @@ constexpr process_kernels make_kernels() {
     kernels.transpose[1] = transpose_blocks<1>;
     kernels.transpose[2] = transpose_blocks<2>;
     kernels.transpose[4] = transpose_blocks<4>;
-    kernels.resample =
-        resample_with<halve_8_bit, halve_24_bit, resample_each<false>, resample_each<true>>;
+    kernels.resample = resample_with<halve_8_bit, halve_24_bit, double_8_bit, resample_each<false>,
+                                     resample_each<true>>;
     kernels.filter_small = filter_blocks;
     kernels.shade = shade_blocks;
     kernels.correlate = correlate_samples;

@@ -120,7 +120,8 @@ u32 scale_lines(const strip_call &call) {
         }
         const u8 *second =
             line + 1 < in.height ? resampled_line(state, strip, done, line + 1) : first;
-        process_rows().blend(first, second, out.line(n), samples, fraction);
+        process_rows().blend(first, second, out.line(n), samples, fraction,
+                             out.line(std::min<u64>(n + 1, out.lines - 1)));
     }
     // The next output line may blend the last line of this strip with the first of the next one.
     if (known < in.height && state.next_line * state.vertical_step >> fraction_bits == known - 1)
@@ -253,7 +254,9 @@ const u8 *resampled_line(scaling &state, const line_view &strip, u64 strip_start
     vector<u8> &samples = state.lines.samples[line % 2];
     u64 &stored = state.lines.number[line % 2];
     if (stored != line && line >= strip_start) {
-        process_rows().resample(strip.line(line - strip_start), samples.data(), state.plan);
+        const u64 n = line - strip_start;
+        process_rows().resample(strip.line(n), samples.data(), state.plan,
+                                strip.line(std::min<u64>(n + 1, strip.lines - 1)));
         stored = line;
     }
     return samples.data();

@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <source_location>
 #include <stdexcept>
 #include <thread>
 
@@ -144,9 +143,9 @@ void process_everything(job &own) {
     const u32 yuv = own.picture(VIQ_YUV422, 40, 30, 30);
     const i32 kernel[9] = {1, 2, 1, 2, 4, 2, 1, 2, 1};
     const auto each = [&](u32 in, const std::function<u32(u32 in, u32 out)> &call,
-                          std::source_location place = std::source_location::current()) {
+                          int line = __builtin_LINE()) { // of the call
         const u32 out = own.images.make();
-        need_ok(call(in, out), text_of("line", place.line()).c_str());
+        need_ok(call(in, out), text_of("line", line).c_str());
         own.print.add(out);
     };
     const u32 filtered = own.images.make();

@@ -60,7 +60,8 @@ void count_conversions() {
 }
 
 void count_process() {
-    const filter_lines around = {lines[0].data(), lines[1].data(), lines[2].data()};
+    const filter_lines around = {lines[0].data(), lines[1].data(), lines[2].data(), lines[2].data(),
+                                 target.data()};
     const small_kernel sharpen = {{0, -1, 0, -1, 5, -1, 0, -1, 0}, 1};
     const small_kernel mean = {{1, 1, 1, 1, 1, 1, 1, 1, 1}, 9};
     const auto &rows = process_rows;
@@ -77,7 +78,7 @@ void count_process() {
         });
     }
     count("reverse pairs", [&] { rows().reverse_pairs(a, to, pixels / 2); });
-    count("blend", [&] { rows().blend(a, b, to, pixels, 77); });
+    count("blend", [&] { rows().blend(a, b, to, pixels, 77, to); });
     count("threshold", [&] { rows().threshold(a, to, pixels, 180, 60); });
     count("shade", [&] { rows().shade(a, b, lines[2].data(), to, pixels); });
     count("correlate Y8", [&] { rows().correlate(a, b, pixels, 1); });

@@ -8,13 +8,34 @@ using namespace viq;
 
 namespace {
 
-constexpr u32 max_subbands_setting = 32;
-constexpr u32 max_quality = 400;
+constexpr u16 max_subbands_setting = 32;
+constexpr u16 max_quality = 400;
 
 void destroy_chain(module_handle &chain) {
     if (chain != nullptr)
         destroy_module(chain);
     chain = nullptr;
+}
+
+// A parameter of the compression that a caller may set.
+struct parameter {
+    const char *function, *message; // of the report about a value that is out of range
+    u32 wavelet_record::*field;
+    u16 smallest, largest;
+    bool code_has_value = true; // in its low word
+};
+
+u32 set_parameter(u32 handle, const parameter &which, u16 value) {
+    wavelet_record *record = nullptr;
+    const u32 code = open_wavelet_record(which.function, handle, record);
+    if (is_error(code))
+        return code;
+    if (value < which.smallest || value > which.largest)
+        return report(which.function, VIQ_ERR_PARAMETER | (which.code_has_value ? value : 0u),
+                      which.message);
+    record->*which.field = value;
+    record->settings_changed = 1;
+    return success;
 }
 
 } // namespace
@@ -54,42 +75,23 @@ u32 VIQ_WVLT_image_destroy(u32 hWvlt) {
 }
 
 u32 VIQ_WVLT_set_Quality_factor(u32 hWvlt, u16 wQuality) {
-    constexpr const char *name = "VIQ_WVLT_set_Quality_factor";
-    wavelet_record *record = nullptr;
-    const u32 code = open_wavelet_record(name, hWvlt, record);
-    if (is_error(code))
-        return code;
-    if (wQuality > max_quality)
-        return report(name, wQuality | VIQ_ERR_PARAMETER, "Q factor out of range");
-    record->quality = wQuality;
-    record->settings_changed = 1;
-    return success;
+    constexpr parameter quality = {"VIQ_WVLT_set_Quality_factor", "Q factor out of range",
+                                   &wavelet_record::quality, 0, max_quality};
+    return set_parameter(hWvlt, quality, wQuality);
 }
 
 u32 VIQ_WVLT_set_subbands(u32 hWvlt, u16 wSubbands) {
-    constexpr const char *name = "VIQ_WVLT_set_subbands";
-    wavelet_record *record = nullptr;
-    const u32 code = open_wavelet_record(name, hWvlt, record);
-    if (is_error(code))
-        return code;
-    if (wSubbands == 0 || wSubbands > max_subbands_setting)
-        return report(name, wSubbands | VIQ_ERR_PARAMETER, "Subbands out of range");
-    record->subbands = wSubbands;
-    record->settings_changed = 1;
-    return success;
+    constexpr parameter subbands = {"VIQ_WVLT_set_subbands", "Subbands out of range",
+                                    &wavelet_record::subbands, 1, max_subbands_setting};
+    return set_parameter(hWvlt, subbands, wSubbands);
 }
 
 u32 VIQ_WVLT_set_optimisation(u32 hWvlt, u16 wLevel) {
-    constexpr const char *name = "VIQ_WVLT_set_optimisation";
-    wavelet_record *record = nullptr;
-    const u32 code = open_wavelet_record(name, hWvlt, record);
-    if (is_error(code))
-        return code;
-    if (wLevel > VIQ_WVLT_OPTIMISE_VALUES)
-        return report(name, VIQ_ERR_PARAMETER, "Optimisation level out of range");
-    record->optimisation = wLevel;
-    record->settings_changed = 1;
-    return success;
+    constexpr parameter optimisation = {
+        "VIQ_WVLT_set_optimisation",   "Optimisation level out of range",
+        &wavelet_record::optimisation, VIQ_WVLT_OPTIMISE_NONE,
+        VIQ_WVLT_OPTIMISE_VALUES,      false};
+    return set_parameter(hWvlt, optimisation, wLevel);
 }
 
 namespace viq {

@@ -104,8 +104,6 @@ void code_line(component_scan &scan, Coder &coder, u32 y, i16 *line, bool no_min
     for (u32 phase = 0; phase < line_phases; ++phase) {
         const u32 count = phase_size(scan, phase);
         i16 *values = scan.values[phase].data();
-        if constexpr (Coder::decodes)
-            std::fill_n(values, count, i16{0});
         const u8 *contexts = compute_contexts(scan, y, phase);
         if (!Coder::decodes && scan.has_parts)
             scan.kernels->round_values(contexts, values, count);

@@ -63,12 +63,14 @@ void classify_to_masks(const u8 *contexts, const u8 *thresholds, u32 *masks, u32
     }
 }
 
-u32 list_positions(const u32 *mask, u32 words, u16 *positions) {
-    u16 *end = positions;
-    for (u32 i = 0; i < words; ++i)
-        for (u32 bits = mask[i]; bits != 0; bits &= bits - 1)
-            *end++ = static_cast<u16>(i * kernel_block + static_cast<u32>(std::countr_zero(bits)));
-    return static_cast<u32>(end - positions);
+void merge_classes(const u32 *masks, u32 words, const i16 *const values[mask_classes],
+                   i16 *merged) {
+    for (u32 k = 0; k < mask_classes; ++k) {
+        const i16 *value = values[k];
+        for (u32 i = 0; i < words; ++i)
+            for (u32 bits = *masks++; bits != 0; bits &= bits - 1)
+                merged[i * kernel_block + static_cast<u32>(std::countr_zero(bits))] = *value++;
+    }
 }
 
 void round_values(const u8 *contexts, i16 *values, u32 count) {
@@ -135,7 +137,7 @@ const context_kernels plain_context_kernels = {
     context_magnitudes, interleave_magnitudes, deinterleave, interleave,
 };
 
-const class_kernels plain_class_kernels = {classify, classify_to_masks, list_positions};
+const class_kernels plain_class_kernels = {classify, classify_to_masks, merge_classes};
 
 const context_kernels &current_context_kernels() {
     constexpr kernel_sets<context_kernels> sets = {&plain_context_kernels,

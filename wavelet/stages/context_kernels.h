@@ -26,9 +26,6 @@ constexpr u32 max_context_magnitude = 15;
 constexpr u32 mask_thresholds = 3;
 constexpr u32 mask_classes = mask_thresholds + 1;
 
-// list_positions may write this many elements after the last position.
-constexpr u32 position_list_padding = 16;
-
 // Lines of magnitudes around the coefficients of a phase. `parent` holds terms of parent_terms.
 struct context_neighbours {
     const u8 *even_above, *odd_above, *even_here, *parent;
@@ -89,8 +86,11 @@ struct class_kernels {
     void (*classify_to_masks)(const u8 *contexts, const u8 *thresholds, u32 *masks,
                               u32 *class_counts, u32 count);
 
-    // The positions of the bits of a mask in ascending order; returns their number.
-    u32 (*list_positions)(const u32 *mask, u32 words, u16 *positions);
+    // The inverse for values: those of each class follow each other, and each one is stored at the
+    // position of a bit of its class's mask, in order. Up to kernel_block elements after the last
+    // value of a class may be read.
+    void (*merge_classes)(const u32 *masks, u32 words, const i16 *const values[mask_classes],
+                          i16 *merged);
 };
 
 const class_kernels &current_class_kernels();

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <bit>
 
 #include "core/simd.h"
@@ -97,39 +98,37 @@ void classify_to_masks(const u8 *contexts, const u8 *thresholds, u32 *masks, u32
     std::copy_n(counts, mask_classes, class_counts);
 }
 
-// For each value of a byte the positions of its bits, one position in each byte, the lowest bit
-// first.
-struct bit_position_table {
-    u64 positions[256];
+// For each value of a byte: the bytes that move consecutive words to the positions of its bits, and
+// zeros to all others.
+struct merge_order {
+    alignas(16) u8 bytes[16];
 };
 
-constexpr bit_position_table make_bit_positions() {
-    bit_position_table table = {};
-    for (u32 mask = 0; mask < 256; ++mask)
-        for (u32 bit = 0, count = 0; bit < 8; ++bit)
-            if ((mask >> bit & 1) != 0)
-                table.positions[mask] |= u64{bit} << (8 * count++);
-    return table;
-}
+constexpr auto merge_orders = [] {
+    std::array<merge_order, 256> orders = {};
+    for (u32 mask = 0; mask < orders.size(); ++mask)
+        for (u32 bit = 0, from = 0; bit < 8; ++bit)
+            for (u32 n = 0; n < 2; ++n)
+                orders[mask].bytes[2 * bit + n] =
+                    static_cast<u8>((mask >> bit & 1) != 0 ? from++ : no_byte);
+    return orders;
+}();
 
-constexpr bit_position_table bit_positions = make_bit_positions();
-
-// Eight positions are written for each byte of the mask and the unused ones overwritten by the
-// next, so that no branch depends on the mask.
-u32 list_positions(const u32 *mask, u32 words, u16 *positions) {
-    u16 *end = positions;
-    const __m128i eight = _mm_set1_epi16(8);
-    __m128i base = _mm_setzero_si128();
-    for (u32 i = 0; i < words; ++i) {
-        u32 bits = mask[i];
-        for (u32 k = 0; k < 4; ++k, bits >>= 8) {
-            const __m128i packed = load_64(bit_positions.positions + (bits & 0xFF));
-            store_128(end, _mm_add_epi16(_mm_cvtepu8_epi16(packed), base));
-            end += std::popcount(bits & 0xFF);
-            base = _mm_add_epi16(base, eight);
+void merge_classes(const u32 *masks, u32 words, const i16 *const values[mask_classes],
+                   i16 *merged) {
+    const i16 *next[mask_classes];
+    std::copy_n(values, mask_classes, next);
+    for (u32 i = 0; i < words; ++i)
+        for (u32 first = 0; first < kernel_block; first += 8, merged += 8) {
+            __m128i all = _mm_setzero_si128();
+            for (u32 k = 0; k < mask_classes; ++k) {
+                const u32 mask = masks[k * words + i] >> first & 0xFF;
+                const __m128i order = load_128_aligned(merge_orders[mask].bytes);
+                all = _mm_or_si128(all, _mm_shuffle_epi8(load_128(next[k]), order));
+                next[k] += std::popcount(mask);
+            }
+            store_128(merged, all);
         }
-    }
-    return static_cast<u32>(end - positions);
 }
 
 VIQ_SIMD lanes round_lanes(lanes value, lanes limit) {
@@ -224,6 +223,6 @@ const context_kernels avx2_context_kernels = {
     context_magnitudes, interleave_magnitudes, deinterleave, interleave,
 };
 
-const class_kernels avx2_class_kernels = {classify, classify_to_masks, list_positions};
+const class_kernels avx2_class_kernels = {classify, classify_to_masks, merge_classes};
 
 } // namespace viq

@@ -1,8 +1,8 @@
 // AVX-512 kernels of the context classification.
 #include <algorithm>
 #include <bit>
-#include <immintrin.h>
 
+#include "core/simd512.h"
 #include "wavelet/stages/context_kernels.h"
 
 namespace viq {
@@ -11,23 +11,12 @@ namespace {
 
 constexpr u32 block = 64;
 
-__mmask64 first_bits(u32 count) {
-    return count < block ? (u64{1} << count) - 1 : ~u64{0};
-}
-
 void classify(const u8 *contexts, const context_classes &table, u8 *classes, u32 count) {
-    const __m512i part0 = _mm512_loadu_si512(table.of_context);
-    const __m512i part1 = _mm512_loadu_si512(table.of_context + 64);
-    const __m512i part2 = _mm512_loadu_si512(table.of_context + 128);
-    const __m512i part3 = _mm512_loadu_si512(table.of_context + 192);
+    const table256 class_of_context = load_table(table.of_context);
     for (u32 i = 0; i < count; i += block) {
-        const __mmask64 inside = first_bits(count - i);
-        const __m512i index = _mm512_maskz_loadu_epi8(inside, contexts + i);
-        // Each permutation selects among 128 entries by the lower seven bits.
-        const __m512i low = _mm512_permutex2var_epi8(part0, index, part1);
-        const __m512i high = _mm512_permutex2var_epi8(part2, index, part3);
-        const __m512i result = _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
-        _mm512_mask_storeu_epi8(classes + i, inside, result);
+        const __mmask64 inside = first_bytes(count - i);
+        const bytes64 index = _mm512_maskz_loadu_epi8(inside, contexts + i);
+        _mm512_mask_storeu_epi8(classes + i, inside, entries_at(class_of_context, index));
     }
 }
 
@@ -44,7 +33,7 @@ void classify_to_masks(const u8 *contexts, const u8 *thresholds, u32 *masks, u32
     std::fill_n(class_counts, mask_classes, 0u);
     for (u32 i = 0; i < count; i += block, masks += block / kernel_block) {
         const bool two_words = count - i > kernel_block;
-        u64 unassigned = first_bits(count - i);
+        u64 unassigned = first_bytes(count - i);
         const __m512i context = _mm512_maskz_loadu_epi8(unassigned, contexts + i);
         for (u32 k = 0; k < mask_classes; ++k) {
             const u64 higher =
@@ -60,25 +49,23 @@ void classify_to_masks(const u8 *contexts, const u8 *thresholds, u32 *masks, u32
     }
 }
 
-// Sixteen positions are written for each half word and the unused ones overwritten by the next.
-u32 list_positions(const u32 *mask, u32 words, u16 *positions) {
-    u16 *end = positions;
-    const __m512i sixteen = _mm512_set1_epi32(16);
-    __m512i base = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-    for (u32 i = 0; i < words; ++i) {
-        for (u32 bits = mask[i], k = 0; k < 2; ++k, bits >>= 16) {
-            const auto half = static_cast<__mmask16>(bits);
-            const __m512i listed = _mm512_maskz_compress_epi32(half, base);
-            _mm256_storeu_si256(reinterpret_cast<__m256i *>(end), _mm512_cvtepi32_epi16(listed));
-            end += std::popcount(static_cast<u32>(half));
-            base = _mm512_add_epi32(base, sixteen);
+void merge_classes(const u32 *masks, u32 words, const i16 *const values[mask_classes],
+                   i16 *merged) {
+    const i16 *next[mask_classes];
+    std::copy_n(values, mask_classes, next);
+    for (u32 i = 0; i < words; ++i, merged += kernel_block) {
+        __m512i all = _mm512_setzero_si512();
+        for (u32 k = 0; k < mask_classes; ++k) {
+            const u32 mask = masks[k * words + i];
+            all = _mm512_mask_expand_epi16(all, mask, _mm512_loadu_si512(next[k]));
+            next[k] += std::popcount(mask);
         }
+        _mm512_storeu_si512(merged, all);
     }
-    return static_cast<u32>(end - positions);
 }
 
 } // namespace
 
-const class_kernels avx512_class_kernels = {classify, classify_to_masks, list_positions};
+const class_kernels avx512_class_kernels = {classify, classify_to_masks, merge_classes};
 
 } // namespace viq

@@ -1,4 +1,4 @@
-// The transform with sixteen 16-bit samples at a time, for the sources of AVX2 and NEON.
+// The transform with vectors of 16-bit samples, for the sources of AVX2, AVX-512 and NEON.
 //
 // A rounding multiplication with a 14-bit constant gives the exact product in 16 bits, and
 // additions may wrap as long as their final result fits. The kernels monitor the range of the
@@ -29,7 +29,7 @@ VIQ_FORMULA lanes first_update_product(lanes left, lanes right) {
     const lanes sum = add(left, right);
     const lanes saturated = add_saturated(left, right);
     const lanes missing = with_signs(splat16(4 * first_update), saturated);
-    const lanes is_exact = are_equal(sum, saturated);
+    const lane_mask is_exact = are_equal(sum, saturated);
     return add(product<first_update>(sum), without(missing, is_exact));
 }
 
@@ -128,7 +128,7 @@ VIQ_FORMULA inverse_result end_inverse(const inverse_first_half &first_half, Del
 
 // ---------------------------------------------------------------- lines
 
-// A register holds eight samples of each of two lines.
+// Half of a vector belongs to each of two lines.
 
 struct horizontal_delay {
     lanes last[4] = {zero_lanes(), zero_lanes(), zero_lanes(), zero_lanes()};
@@ -140,8 +140,8 @@ struct horizontal_delay {
     }
 };
 
-// A block is eight pairs of an even and an odd sample of each line.
-constexpr i32 block_pairs = 8;
+// A block is as many pairs of an even and an odd sample of each line as a half has words.
+constexpr i32 block_pairs = lane_count / 2;
 constexpr i32 block_samples = 2 * block_pairs;
 
 // Two blocks at an end of a line, mirrored beyond it.
@@ -181,11 +181,11 @@ VIQ_FORMULA void end_block(forward_pair &pair, i32 block) {
     store_halves(pair.target[0].high + at, pair.target[1].high + at, result.high);
 }
 
-// Filters sixteen samples of each line, from the odd sample before pair block_pairs * block on.
+// Filters a block of each line, from the odd sample before pair block_pairs * block on.
 VIQ_FORMULA void filter_block(forward_pair &pair, const i16 *first, const i16 *second, i32 block) {
     // The first sample of a block is an odd one of the line.
-    const auto &[odd, even] =
-        separate(load_halves(first, second), load_halves(first + 8, second + 8));
+    const auto &[odd, even] = separate(load_halves(first, second),
+                                       load_halves(first + block_pairs, second + block_pairs));
     const forward_first_half first_half =
         begin_forward(pair.evens(0, even), odd, even, pair.delay, pair.range);
     end_block(pair, block);
@@ -196,7 +196,8 @@ void forward_lines(const i16 *const source[2], const line_halves target[2], u32 
                    i32 *scratch) {
     const auto samples = static_cast<i32>(length);
     const i32 last_block = ((samples + 1) / 2 + 1) / block_pairs;
-    const i32 first_end = samples >= 31 ? (samples - 15) / block_samples + 1 : 1;
+    constexpr i32 before_end = block_samples - 1;
+    const i32 first_end = samples > before_end ? (samples - before_end) / block_samples + 1 : 1;
     mirrored_blocks ends[2];
     for (u32 i = 0; i < 2; ++i)
         fill(ends[i], source[i], samples, -block_samples - 1);
@@ -251,7 +252,7 @@ VIQ_FORMULA void end_block(inverse_pair &pair, i32 block) {
     const i32 at = block_samples * (block - 1) - 4;
     const auto &[front, back] = interleave_words(result.before_even, result.odd);
     store_halves(pair.first + at, pair.second + at, front);
-    store_halves(pair.first + at + 8, pair.second + at + 8, back);
+    store_halves(pair.first + at + block_pairs, pair.second + at + block_pairs, back);
 }
 
 void inverse_lines(const line_halves source[2], i16 *const target[2], u32 length, i32 *scratch) {
@@ -259,11 +260,15 @@ void inverse_lines(const line_halves source[2], i16 *const target[2], u32 length
         mirror_ends(source[i], length);
     const i32 last_block = (static_cast<i32>(length) + 3) / block_samples;
     inverse_pair pair = {target[0], target[1]};
-    for (i32 block = -1; block <= last_block; ++block) {
+    const auto begin_block = [&](i32 block) {
         const i32 from = block_pairs * block;
         const lanes low = load_halves(source[0].low + from, source[1].low + from);
         const lanes high = load_halves(source[0].high + from, source[1].high + from);
-        const inverse_first_half first_half = begin_inverse(low, high, pair.delay, pair.range);
+        return begin_inverse(low, high, pair.delay, pair.range);
+    };
+    pair.first_half = begin_block(-1);
+    for (i32 block = 0; block <= last_block; ++block) {
+        const inverse_first_half first_half = begin_block(block);
         end_block(pair, block);
         pair.first_half = first_half;
     }
@@ -377,13 +382,6 @@ VIQ_FORMULA void run_blocks(u32 from, u32 columns, Begin begin, End end) {
     end(x, first_half, from + columns - x);
 }
 
-VIQ_FORMULA void store_some(i16 *to, lanes values, u32 count) {
-    if (count == lane_count)
-        store_lanes(to, values);
-    else
-        std::memcpy(to, &values, count * sizeof(i16));
-}
-
 bool forward_step(const line_window &window, i16 *low, i16 *high, const column_state &state,
                   u32 count) {
     const i16 *even = window[6], *odd = window[7], *next_even = window[8];
@@ -401,8 +399,8 @@ bool forward_step(const line_window &window, i16 *low, i16 *high, const column_s
                 const forward_result result = end_forward(first_half, delay, range);
                 if (low == nullptr)
                     return;
-                store_some(low + x, result.low, block);
-                store_some(high + x, result.high, block);
+                store_first(low + x, result.low, block);
+                store_first(high + x, result.high, block);
             });
     };
     bool fits = true;
@@ -488,10 +486,10 @@ bool dequantise_vector(const i16 *values, i16 *coefficients, u32 count, u32 step
     if (step < 32768 && headroom == 0) {
         const auto factor = static_cast<i32>(step);
         // Zeros are reconstructed as 0 from the first coarse step on.
-        const lanes kept = splat16(step < first_coarse_step ? -1 : 0);
+        const lane_mask is_coarse = all_lanes(step >= first_coarse_step);
         for (; i + lane_count <= count; i += lane_count) {
             const lanes value = load_lanes(values + i);
-            const lanes dropped = without(are_equal(value, zero_lanes()), kept);
+            const lane_mask dropped = both_masks(are_equal(value, zero_lanes()), is_coarse);
             const lanes result = without(scaled(value, factor, (factor + 1) >> 1), dropped);
             peaks = unsigned_highest(peaks, magnitudes(result));
             store_lanes(coefficients + i, result);

@@ -98,9 +98,9 @@ const wavelet_kernels plain_wavelet_kernels = {
 };
 
 const wavelet_kernels &current_wavelet_kernels() {
-    constexpr kernel_sets<wavelet_kernels> sets = {&plain_wavelet_kernels,
-                                                   VIQ_AVX2_TABLE(avx2_wavelet_kernels),
-                                                   VIQ_NEON_TABLE(neon_wavelet_kernels)};
+    constexpr kernel_sets<wavelet_kernels> sets = {
+        &plain_wavelet_kernels, VIQ_AVX2_TABLE(avx2_wavelet_kernels),
+        VIQ_NEON_TABLE(neon_wavelet_kernels), VIQ_AVX512_TABLE(avx512_wavelet_kernels)};
     return current_kernels(sets);
 }
 

@@ -94,5 +94,6 @@ const wavelet_kernels &current_wavelet_kernels();
 extern const wavelet_kernels plain_wavelet_kernels;
 extern const wavelet_kernels avx2_wavelet_kernels;
 extern const wavelet_kernels neon_wavelet_kernels;
+extern const wavelet_kernels avx512_wavelet_kernels;
 
 } // namespace viq

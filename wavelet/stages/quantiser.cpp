@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/aligned_memory.h"
 #include "wavelet/framework/module_support.h"
 #include "wavelet/stages/lifting_kernels.h"
 #include "wavelet/stages/subbands.h"
@@ -207,6 +208,17 @@ bool find_buffer(quantiser_data &quantiser, const region_destination &requested,
     return true;
 }
 
+// A line is fetched into the cache while this many lines before it are written.
+constexpr u32 prefetched_lines = 2;
+
+void prefetch_line(const region_destination &buffer, u32 y, u32 width) {
+    if (y >= buffer.lines)
+        return;
+    const u8 *line = buffer.data + std::size_t{y} * buffer.stride;
+    for (u32 i = 0; i < width * sizeof(i16); i += cache_line)
+        __builtin_prefetch(line + i, 1);
+}
+
 // Quantises or dequantises the lines of a region; false if a coefficient does not fit.
 bool map_lines(const quantiser_data &quantiser, const region &source,
                const region_destination &buffer, u32 step) {
@@ -216,6 +228,8 @@ bool map_lines(const quantiser_data &quantiser, const region &source,
         const auto *from =
             reinterpret_cast<const i16 *>(source.data + std::size_t{i} * source.stride);
         auto *to = reinterpret_cast<i16 *>(buffer.data + std::size_t{i} * buffer.stride);
+        if (quantiser.inverse != 0)
+            prefetch_line(buffer, i + prefetched_lines, source.width);
         if (quantiser.parts != 1)
             kernels.divide(from, to, source.width, step, quantiser.headroom);
         else if (quantiser.inverse == 0)

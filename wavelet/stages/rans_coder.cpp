@@ -6,12 +6,11 @@
 #include "core/byte_order.h"
 #include "core/cpu.h"
 #include "wavelet/stages/entropy_packet.h"
+#include "wavelet/stages/rans_loop.h"
 
 namespace viq {
 
 namespace {
-
-constexpr i16 escape_value = -8;
 
 // Range of magnitudes that a class codes without escape, and its initial statistics, averages over
 // photographs in 1/1024: the probability of a nonzero value, and that a magnitude exceeds another
@@ -36,32 +35,17 @@ constexpr context_classes phase_classes[line_phases] = {
     with_thresholds({{1, 3, 6, 10, 14, 19, 25, 32, 40, 50, 64, 82, 105, 140, 185}, {}}),
     with_thresholds({{1, 4, 8, 12, 17, 22, 28, 36, 46, 58, 74, 94, 120, 150, 200}, {}})};
 
-// Counts are in sixteenths of a symbol. The initial statistics weigh as much as 64 symbols; above
-// 1024 symbols all counts are halved.
-constexpr u32 symbol_weight = 16;
+// The initial statistics weigh as much as 64 symbols.
 constexpr u32 initial_total = 64 * symbol_weight;
-constexpr u32 max_total = 1024 * symbol_weight;
-// A table is normalised again when the new symbols amount to half of the total, at least to this.
-constexpr u32 min_new_weight = 24 * symbol_weight;
 
 // Coefficients between adaptations; the interval grows by a quarter each time.
 constexpr u32 first_interval = 256;
 constexpr u32 max_interval = 2048;
 
 constexpr u32 unit_header_bits = 2;
-constexpr u32 max_low_bits = 8; // of an escaped value; with the sign they form one operation
-
-// A row consumes at most its flag, a symbol for each lane, and for each escape a length and two
-// groups of raw bits.
-constexpr u32 padding_units = 1 + row_lanes * 4 + unit_lookahead;
 
 // The mask of stored states and the states.
 constexpr std::size_t max_states_size = sizeof(u16) + row_lanes * sizeof(u32);
-
-u32 operation_of(u32 start, u32 frequency, u32 bits, u32 lane) {
-    return start | frequency << operation_frequency_shift | bits << operation_bits_shift |
-           lane << operation_lane_shift;
-}
 
 void begin_table(symbol_table &table, u32 alphabet) {
     std::memset(&table, 0, sizeof table);
@@ -78,6 +62,7 @@ constexpr u32 value_alphabet(u32 max_magnitude) {
 
 void begin_value_table(symbol_table &table, const class_parameters &initial) {
     begin_table(table, value_alphabet(initial.max_magnitude));
+    table.max_magnitude = initial.max_magnitude;
     table.counts[0] = initial_total - initial.nonzero;
     u32 remaining = initial.nonzero;
     for (u32 magnitude = 1; magnitude <= initial.max_magnitude; ++magnitude) {
@@ -86,7 +71,7 @@ void begin_value_table(symbol_table &table, const class_parameters &initial) {
         remaining -= 2 * count;
     }
     table.counts[escape_symbol] = remaining;
-    table.normalise();
+    normalise(table);
 }
 
 void classify(const component_scan &scan, u32 phase, const u8 *contexts, u32 count,
@@ -107,11 +92,11 @@ rans_models::rans_models() : interval(first_interval) {
         begin_value_table(values[k], parameters[k]);
     begin_table(row_flag, 3);
     row_flag.counts[0] = initial_total;
-    row_flag.normalise();
+    normalise(row_flag);
     begin_table(escape_lengths, (1u << rans_symbols) - 1);
     for (u32 i = 0; i < rans_symbols; ++i)
         escape_lengths.counts[i] = initial_total >> (i + 1);
-    escape_lengths.normalise();
+    normalise(escape_lengths);
 }
 
 void rans_models::end_line() {
@@ -119,62 +104,7 @@ void rans_models::end_line() {
         return;
     coefficients = 0;
     interval = std::min(interval + interval / 4, max_interval);
-    for (symbol_table &table : values)
-        table.adapt();
-    row_flag.adapt();
-    escape_lengths.adapt();
-}
-
-void symbol_table::adapt() {
-    u32 sums[rans_symbols];
-    u32 sum = 0;
-    for (u32 i = 0; i < rans_symbols; ++i) {
-        sums[i] = 0u + new_counts[0][i] + new_counts[1][i] + new_counts[2][i] + new_counts[3][i];
-        sum += sums[i];
-    }
-    if (sum * symbol_weight < std::max(total / 2, min_new_weight))
-        return;
-    for (u32 i = 0; i < rans_symbols; ++i)
-        counts[i] += sums[i] * symbol_weight;
-    std::memset(new_counts, 0, sizeof new_counts);
-    normalise();
-}
-
-// Scales the counts to frequencies with the sum probability_scale. Every symbol of the alphabet has
-// a frequency of at least 1; the rounding error goes to the most frequent symbol.
-void symbol_table::normalise() {
-    total = 0;
-    for (const u32 count : counts)
-        total += count;
-    const u32 shared = probability_scale - static_cast<u32>(std::popcount(alphabet));
-    const u64 factor = (u64{shared} << 32) / std::max(total, 1u);
-    u32 frequencies[rans_symbols];
-    u32 rest = shared;
-    u32 most_frequent = 0;
-    for (u32 i = 0; i < rans_symbols; ++i) {
-        const u32 own = static_cast<u32>(counts[i] * factor >> 32);
-        frequencies[i] = own + (alphabet >> i & 1);
-        rest -= own;
-        if (counts[i] > counts[most_frequent])
-            most_frequent = i;
-    }
-    frequencies[most_frequent] += rest;
-    u32 start = 0;
-    for (u32 i = 0; i < rans_symbols; ++i) {
-        const u32 frequency = frequencies[i];
-        operations[i] = operation_of(start, frequency, probability_bits, 0);
-        const u32 escape = i == escape_symbol ? entry_escape_flag : 0;
-        const u32 first = i << entry_symbol_shift | escape | frequency;
-        // Whole blocks: the entries after the interval are overwritten by the next symbol.
-        u32 *interval = entries + start;
-        for (u32 offset = 0; offset < frequency; offset += entry_block)
-            for (u32 k = 0; k < entry_block; ++k)
-                interval[offset + k] = first + ((offset + k) << entry_offset_shift);
-        start += frequency;
-    }
-    if (total > max_total)
-        for (u32 &count : counts)
-            count /= 2;
+    current_rans_kernels().adapt(*this);
 }
 
 // ---------------------------------------------------------------- encoder
@@ -343,112 +273,20 @@ bool rans_encoder::finish(u64 min_bytes, vector<u8> &packet) {
 
 namespace {
 
-// The 16-bit units of a packet. Renormalisation is free of branches, because which lanes need a
-// unit is unpredictable.
-struct unit_source {
-    const u8 *next;
-
-    void renormalise(u32 &state) {
-        const u32 unit = load<u16>(next, endian::little);
-        const u32 needed = state < rans_lower_bound ? 1 : 0;
-        state = state << (16 * needed) | (unit & (0 - needed));
-        next += std::size_t{needed} * sizeof(u16);
+u32 add_counts(const symbol_table &table, u32 *sums) {
+    u32 sum = 0;
+    for (u32 i = 0; i < rans_symbols; ++i) {
+        sums[i] = 0u + table.new_counts[0][i] + table.new_counts[1][i] + table.new_counts[2][i] +
+                  table.new_counts[3][i];
+        sum += sums[i];
     }
-
-    u32 raw_bits(u32 &state, u32 bits) {
-        const u32 found = state & ((1u << bits) - 1);
-        state >>= bits;
-        renormalise(state);
-        return found;
-    }
-
-    u32 entry(u32 &state, symbol_table &table, u32 lane) {
-        const u32 found = table.entries[state & probability_mask];
-        state = (found & entry_frequency_mask) * (state >> probability_bits) +
-                (found >> entry_offset_shift & probability_mask);
-        renormalise(state);
-        ++table.new_counts[lane % counter_sets][found >> entry_symbol_shift];
-        return found;
-    }
-
-    u32 symbol(u32 &state, symbol_table &table, u32 lane) {
-        return entry(state, table, lane) >> entry_symbol_shift;
-    }
-};
-
-void read_row(rans_states &states, symbol_table *tables, const u8 *classes, i16 *values,
-              u32 count) {
-    unit_source source = {states.next};
-    u32 all = 0;
-    for (u32 lane = 0; lane < count; ++lane) {
-        const u32 entry = source.entry(states.lanes[lane], tables[classes[lane]], lane);
-        values[lane] = static_cast<i16>(static_cast<i32>(entry) >> entry_symbol_shift);
-        all |= entry;
-    }
-    states.next = source.next;
-    states.has_escapes = (all & entry_escape_flag) != 0;
-}
-
-u32 read_rows(rans_states &states, symbol_table *tables, const u8 *classes, i16 *values, u32 rows) {
-    u32 read = 0;
-    do {
-        read_row(states, tables, classes, values, row_lanes);
-        classes += row_lanes;
-        values += row_lanes;
-    } while (++read < rows && !states.has_escapes && states.next <= states.end &&
-             !is_class_0_row(classes));
-    return read;
-}
-
-// Keeps the read position within the packet: a corrupt packet reads its padding again and again.
-void clamp_position(rans_decoder &decoder) {
-    rans_states &states = decoder.states;
-    decoder.overrun |= states.next > states.end;
-    states.next = std::min(states.next, states.end);
-}
-
-// Skips the class 0 rows without a nonzero value. Stops before any other row, after whose flag
-// `has_flag` is true if it has one, and at the end of the units. Returns the number of rows.
-u32 skip_zero_rows(rans_decoder &decoder, const u8 *classes, u32 rows, bool &has_flag) {
-    unit_source source = {decoder.states.next};
-    u32 state = decoder.states.lanes[0];
-    u32 skipped = 0;
-    has_flag = false;
-    while (skipped < rows && source.next <= decoder.states.end &&
-           is_class_0_row(classes + std::size_t{skipped} * row_lanes)) {
-        has_flag = source.symbol(state, decoder.models->row_flag, 0) != 0;
-        if (has_flag)
-            break;
-        ++skipped;
-    }
-    decoder.states.lanes[0] = state;
-    decoder.states.next = source.next;
-    return skipped;
-}
-
-// Replaces the escape values of a row by the values that follow its symbols.
-void read_escapes(rans_decoder &decoder, const u8 *classes, i16 *values, u32 count) {
-    unit_source source = {decoder.states.next};
-    for (u32 lane = 0; lane < count; ++lane) {
-        if (values[lane] != escape_value)
-            continue;
-        u32 &state = decoder.states.lanes[lane];
-        const u32 length = source.symbol(state, decoder.models->escape_lengths, lane);
-        const u32 low_bits = std::min(length, max_low_bits);
-        const u32 bits = source.raw_bits(state, low_bits + 1);
-        u32 rest = bits >> 1;
-        if (length > low_bits)
-            rest |= source.raw_bits(state, length - low_bits) << low_bits;
-        const auto magnitude =
-            static_cast<i32>(parameters[classes[lane]].max_magnitude + (1u << length) + rest);
-        values[lane] = static_cast<i16>((bits & 1) != 0 ? -magnitude : magnitude);
-    }
-    decoder.states.next = source.next;
+    return sum;
 }
 
 } // namespace
 
-const rans_kernels plain_rans_kernels = {read_rows, write_row};
+const rans_kernels plain_rans_kernels = {read_phase<memory_row>, adapt_models<add_counts>,
+                                         write_row};
 
 const rans_kernels &current_rans_kernels() {
     constexpr kernel_sets<rans_kernels> sets = {.plain = &plain_rans_kernels,
@@ -463,7 +301,7 @@ bool rans_decoder::resize(u32 width) {
 
 bool rans_decoder::begin(const u8 *bytes, u32 size) {
     code.clear();
-    if (!try_resize(code, std::max<u64>(size, max_states_size) + padding_units * sizeof(u16)))
+    if (!try_resize(code, std::max<u64>(size, max_states_size) + max_row_units * sizeof(u16)))
         return false;
     std::copy_n(bytes, size, code.begin());
     const u32 stored = load<u16>(code.data(), endian::little);
@@ -475,53 +313,31 @@ bool rans_decoder::begin(const u8 *bytes, u32 size) {
         states.lanes[lane] = load<u32>(states.next, endian::little);
         states.next += sizeof(u32);
     }
-    states.end = code.data() + code.size() - padding_units * sizeof(u16);
-    overrun = false;
-    read_rows = current_rans_kernels().read_rows;
+    states.end = code.data() + code.size() - max_row_units * sizeof(u16);
+    states.overrun = false;
+    read_phase = current_rans_kernels().read_phase;
     return true;
 }
 
 bool rans_decoder::is_valid() const {
-    return !overrun && states.next <= states.end &&
+    return !states.overrun && states.next <= states.end &&
            std::all_of(states.lanes, states.lanes + row_lanes,
                        [](u32 state) { return state == rans_lower_bound; });
 }
 
 unit_content rans_decoder::code_unit_header(unit_content) {
-    clamp_position(*this);
-    unit_source source = {states.next};
+    unit_source source = {states.next, states.end, states.overrun};
+    source.clamp();
     const u32 found = source.raw_bits(states.lanes[0], unit_header_bits);
     states.next = source.next;
+    states.overrun = source.overrun;
     return static_cast<unit_content>(std::min(found, static_cast<u32>(unit_content::any)));
 }
 
 void rans_decoder::code_phase(component_scan &scan, u32 phase, const u8 *contexts, i16 *values,
                               u32 count) {
     classify(scan, phase, contexts, count, classes);
-    const u8 *row_classes = classes.data();
-    const auto move = [&](u32 rows) {
-        row_classes += std::size_t{rows} * row_lanes;
-        values += std::size_t{rows} * row_lanes;
-        return rows;
-    };
-    for (u32 rows = count / row_lanes; rows > 0;) {
-        clamp_position(*this);
-        bool has_flag = false;
-        rows -= move(skip_zero_rows(*this, row_classes, rows, has_flag));
-        if (rows == 0 || (!has_flag && is_class_0_row(row_classes)))
-            continue;
-        clamp_position(*this);
-        const u32 read = read_rows(states, models->values, row_classes, values, rows);
-        if (states.has_escapes) {
-            const std::size_t last = std::size_t{read - 1} * row_lanes;
-            read_escapes(*this, row_classes + last, values + last, row_lanes);
-        }
-        rows -= move(read);
-    }
-    clamp_position(*this);
-    read_row(states, models->values, row_classes, values, count % row_lanes);
-    if (states.has_escapes)
-        read_escapes(*this, row_classes, values, count % row_lanes);
+    read_phase(states, *models, classes.data(), values, count);
     models->coefficients += count;
 }
 

@@ -24,19 +24,6 @@
 
 namespace viq {
 
-constexpr u32 rans_classes = 16;
-
-// Statistics of one kind of band.
-struct rans_models {
-    symbol_table values[rans_classes];
-    symbol_table row_flag;       // whether a class 0 row contains a nonzero value
-    symbol_table escape_lengths; // of escaped values
-    u32 coefficients = 0;        // since the last adaptation
-    u32 interval;                // coefficients between adaptations
-    rans_models();
-    void end_line();
-};
-
 struct rans_encoder {
     static constexpr bool decodes = false;
     rans_models *models = nullptr;
@@ -65,10 +52,9 @@ struct rans_decoder {
     static constexpr bool decodes = true;
     rans_models *models = nullptr;
     vector<u8> classes;
-    vector<u8> code; // of the packet, with padding_units zero units
+    vector<u8> code; // of the packet, with max_row_units zero units
     rans_states states = {};
-    row_reader read_rows = nullptr;
-    bool overrun = false;
+    phase_reader read_phase = nullptr;
 
     [[nodiscard]] bool resize(u32 width);
     [[nodiscard]] bool begin(const u8 *bytes, u32 size);

@@ -56,19 +56,30 @@ struct symbol_table {
     u32 operations[rans_symbols];               // of the encoder, in lane 0
     // Decoding table, indexed by the low bits of a state.
     u32 entries[probability_scale + entry_block];
+    u32 max_magnitude;      // of the values that are coded without escape
     u32 alphabet;           // a bit for each symbol that may occur
     u8 coded[rans_symbols]; // the symbol, or the escape if it may not occur
     u32 total;              // of the counts
+};
 
-    void normalise();
-    void adapt();
+constexpr u32 rans_classes = 16;
+
+// Statistics of one kind of band.
+struct rans_models {
+    symbol_table values[rans_classes];
+    symbol_table row_flag;       // whether a class 0 row contains a nonzero value
+    symbol_table escape_lengths; // of escaped values
+    u32 coefficients = 0;        // since the last adaptation
+    u32 interval;                // coefficients between adaptations
+    rans_models();
+    void end_line();
 };
 
 // The states of all lanes and the units that renormalise them.
 struct rans_states {
     u32 lanes[row_lanes];
     const u8 *next, *end;
-    bool has_escapes; // the last row contains escaped values
+    bool overrun; // units were read after the end
 };
 
 // Whether all coefficients of a row belong to class 0: their contexts are 0.
@@ -79,12 +90,14 @@ inline bool is_class_0_row(const u8 *classes) {
     return (halves[0] | halves[1]) == 0;
 }
 
-// Decodes at least one and at most `rows` rows of values with the tables of their classes. Stops
-// after a row with escapes, before a class 0 row and at the end of the units. Returns the number of
-// rows. May read up to unit_lookahead units after those that it consumes.
+// Of an escaped value; with the sign they form one operation.
+constexpr u32 max_low_bits = 8;
+
+// Decodes the values of a phase. May read up to max_row_units units after those of the packet.
 constexpr u32 unit_lookahead = 16;
-using row_reader = u32 (*)(rans_states &states, symbol_table *tables, const u8 *classes,
-                           i16 *values, u32 rows);
+constexpr u32 max_row_units = 1 + row_lanes * 4 + unit_lookahead;
+using phase_reader = void (*)(rans_states &states, rans_models &models, const u8 *classes,
+                              i16 *values, u32 count);
 
 // Executes the operations of a row on the states of the lanes. Units are stored downwards from
 // `first`; returns the address of the last one. May write write_padding bytes below it.
@@ -92,7 +105,8 @@ constexpr u32 write_padding = 16;
 using row_writer = u8 *(*)(u32 *states, const u32 *operations, u8 *first);
 
 struct rans_kernels {
-    row_reader read_rows;
+    phase_reader read_phase;
+    void (*adapt)(rans_models &models);
     row_writer write_row;
 };
 

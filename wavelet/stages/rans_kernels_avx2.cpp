@@ -1,8 +1,7 @@
 #include <array>
-#include <bit>
 
 #include "core/simd.h"
-#include "wavelet/stages/rans_kernels.h"
+#include "wavelet/stages/rans_loop.h"
 
 namespace viq {
 
@@ -66,33 +65,63 @@ VIQ_SIMD __m256i read_half_row(__m256i &states, const u8 *&next, const symbol_ta
     return entries;
 }
 
-u32 read_rows(rans_states &states, symbol_table *tables, const u8 *classes, i16 *values, u32 rows) {
-    __m256i first_states = load_256(states.lanes);
-    __m256i second_states = load_256(states.lanes + half_row);
-    const u8 *next = states.next;
-    u16 *new_counts = tables->new_counts[0];
-    u32 read = 0;
-    bool has_escapes;
-    do {
+struct avx2_row {
+    __m256i halves[2];
+
+    void load(const u32 *from, const symbol_table *) {
+        for (u32 i = 0; i < 2; ++i)
+            halves[i] = load_256(from + i * half_row);
+    }
+    const u32 *store(u32 *to) const {
+        for (u32 i = 0; i < 2; ++i)
+            store_256(to + i * half_row, halves[i]);
+        return to;
+    }
+    u32 first() const {
+        return static_cast<u32>(_mm_cvtsi128_si32(_mm256_castsi256_si128(halves[0])));
+    }
+    void set(u32 lane, u32 state) {
+        __m256i indices = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+        for (__m256i &half : halves) {
+            half = _mm256_blendv_epi8(half, broadcast(state),
+                                      _mm256_cmpeq_epi32(indices, broadcast(lane)));
+            indices = _mm256_add_epi32(indices, broadcast(half_row));
+        }
+    }
+    [[gnu::always_inline]] u32 read(unit_source &source, symbol_table *tables, const u8 *classes,
+                                    i16 *values) {
         u32 counters[row_lanes];
-        const __m256i first = read_half_row(first_states, next, tables, classes, counters);
+        const __m256i first = read_half_row(halves[0], source.next, tables, classes, counters);
         const __m256i second =
-            read_half_row(second_states, next, tables, classes + half_row, counters + half_row);
+            read_half_row(halves[1], source.next, tables, classes + half_row, counters + half_row);
+        u16 *new_counts = tables->new_counts[0];
         for (const u32 counter : counters)
             ++new_counts[counter];
         const __m256i packed = _mm256_packs_epi32(_mm256_srai_epi32(first, entry_symbol_shift),
                                                   _mm256_srai_epi32(second, entry_symbol_shift));
         store_256(values, in_pack_order(packed));
-        has_escapes =
-            _mm256_testz_si256(_mm256_or_si256(first, second), broadcast(entry_escape_flag)) == 0;
-        classes += row_lanes;
-        values += row_lanes;
-    } while (++read < rows && !has_escapes && next <= states.end && !is_class_0_row(classes));
-    store_256(states.lanes, first_states);
-    store_256(states.lanes + half_row, second_states);
-    states.next = next;
-    states.has_escapes = has_escapes;
-    return read;
+        // The escape flag is moved to the sign.
+        const auto escapes = [](__m256i entries) {
+            return static_cast<u32>(
+                _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_slli_epi32(entries, 4))));
+        };
+        return escapes(first) | escapes(second) << half_row;
+    }
+};
+
+u32 add_counts(const symbol_table &table, u32 *sums) {
+    __m256i total = _mm256_setzero_si256();
+    for (u32 i = 0; i < rans_symbols; i += 8) {
+        __m256i sum = _mm256_setzero_si256();
+        for (const auto &counts : table.new_counts)
+            sum = _mm256_add_epi32(sum, _mm256_cvtepu16_epi32(load_128(counts + i)));
+        store_256(sums + i, sum);
+        total = _mm256_add_epi32(total, sum);
+    }
+    const __m128i four =
+        _mm_add_epi32(_mm256_castsi256_si128(total), _mm256_extracti128_si256(total, 1));
+    const __m128i two = _mm_add_epi32(four, _mm_unpackhi_epi64(four, four));
+    return static_cast<u32>(_mm_cvtsi128_si32(two) + _mm_extract_epi32(two, 1));
 }
 
 // For every set of lanes that store a unit: the bytes that move its units, in their order, to the
@@ -150,6 +179,6 @@ u8 *write_row(u32 *states, const u32 *operations, u8 *first) {
 
 } // namespace
 
-const rans_kernels avx2_rans_kernels = {read_rows, write_row};
+const rans_kernels avx2_rans_kernels = {read_phase<avx2_row>, adapt_models<add_counts>, write_row};
 
 } // namespace viq

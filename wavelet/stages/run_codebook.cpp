@@ -38,29 +38,18 @@ constexpr u32 min_sparse_span_bits = 2;
 constexpr u32 max_span_bits = 12;
 constexpr u32 max_magnitude_shift = 12;
 constexpr u32 max_excess_bits = 15;
+static_assert(max_span_bits + max_excess_bits + 1 <= max_extra_bits);
 constexpr u32 excess_range = 0x8000; // magnitudes are 1 to 32768
-constexpr u16 invalid_run = 0xFFFF;  // longer than any list: an invalid symbol ends the list
-
-constexpr u16 mask_of(u32 bits) {
-    return static_cast<u16>((1u << bits) - 1);
-}
+constexpr u32 invalid_run = 0xFFFF;  // longer than any list: an invalid symbol ends the list
 
 constexpr codebook_entry pair_entry(u32 run_bits, u32 run, u32 excess_bits, u32 excess) {
-    const u32 typical = excess + ((1u << excess_bits) - 1) / 2;
-    const auto statistics = static_cast<u32>(value_statistics(1, std::min(typical, 0x7FFFu)));
-    return {static_cast<u16>(run),
-            mask_of(run_bits),
-            static_cast<u16>(excess + 1),
-            mask_of(excess_bits),
-            statistics,
-            static_cast<u8>(run_bits),
-            static_cast<u8>(excess_bits),
-            static_cast<u8>(run_bits + excess_bits + 1),
-            1};
+    const u32 excess_mask = (1u << excess_bits) - 1;
+    const u64 statistics = value_statistics(1, std::min(excess + excess_mask / 2, 0x7FFFu));
+    return {run, run_bits, excess + 1, excess_mask, statistics, run_bits + excess_bits + 1, 1};
 }
 
 constexpr codebook_entry zero_run_entry(u32 run) {
-    return {static_cast<u16>(run), 0, 0, 0, 0, 0, 0, 0, 0};
+    return {run, 0, 0, 0, 0, 0, 0};
 }
 
 constexpr value_density density_of(u32 span_bits) {

@@ -26,18 +26,19 @@ enum run_value_symbol : u8 {
     symbol_first_long = 11,
 };
 constexpr u32 run_value_symbols = 32;
+constexpr u32 max_extra_bits = 28; // of a symbol
 constexpr u32 short_symbols = symbol_first_long - symbol_first_short;
 
-// What a symbol represents: a run of `run` zeros plus the extra bits under run_mask, then, if
+// What a symbol represents: a run of `run` zeros plus the number in run_bits extra bits, then, if
 // has_value is 1, a value of magnitude `magnitude` plus the extra bits under magnitude_mask. The
-// extra bits are the run bits, the sign bit and the magnitude bits, from the lowest bit up.
+// extra bits are the run bits, the sign bit and the magnitude bits, from the lowest bit up. The
+// fields are as wide as the registers of the decoder's loop.
 struct codebook_entry {
-    u16 run, run_mask;
-    u16 magnitude, magnitude_mask;
-    u32 statistics; // added to the value_statistics of the context
-    u8 run_bits, magnitude_bits;
-    u8 extra_bits; // of run, sign and magnitude together
-    u8 has_value;
+    u32 run, run_bits;
+    u32 magnitude, magnitude_mask;
+    u64 statistics; // added to the value_statistics of the context
+    u32 extra_bits; // of run, sign and magnitude together
+    u32 has_value;
 };
 
 // Short symbols have magnitudes with a scaled excess below this. The excess of a magnitude, which

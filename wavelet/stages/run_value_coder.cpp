@@ -58,10 +58,6 @@ void segment_classes::classify(const component_scan &scan, u32 phase, const u8 *
     scan.classes->classify_to_masks(contexts, class_thresholds[phase], masks, counts, count);
 }
 
-u32 segment_classes::list_positions(const component_scan &scan, u32 k) {
-    return scan.classes->list_positions(mask(k), words, positions);
-}
-
 // ---------------------------------------------------------------- encoder
 
 namespace {
@@ -158,8 +154,14 @@ void read_segment(run_value_decoder &decoder, const component_scan &scan, u32 ph
     const class_reader read = current_run_value_kernels().read;
     segment_classes &segment = decoder.segment;
     segment.classify(scan, phase, contexts, count);
+    std::fill_n(decoder.sorted, count, i16{0});
+    const i16 *of_class[mask_classes];
+    i16 *next = decoder.sorted;
     for (u32 k = 0; k < mask_classes; ++k) {
         const u32 in_class = segment.counts[k];
+        i16 *own = next;
+        of_class[k] = own;
+        next += in_class;
         if (in_class == 0)
             continue;
         run_value_class &model = decoder.models->classes[k];
@@ -174,9 +176,10 @@ void read_segment(run_value_decoder &decoder, const component_scan &scan, u32 ph
             model.run -= in_class;
             continue;
         }
-        read(decoder.at, model, segment.positions, segment.list_positions(scan, k), values);
+        read(decoder.at, model, own, in_class);
         clamp_position(decoder);
     }
+    scan.classes->merge_classes(segment.masks, segment.words, of_class, values);
 }
 
 } // namespace

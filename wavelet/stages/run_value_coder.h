@@ -26,16 +26,14 @@ struct run_value_models {
 // Phases are coded in segments of at most this many coefficients, which bounds the buffers below.
 constexpr u32 segment_size = 8192;
 
-// The class of each coefficient of a segment, as bit masks and lists of positions.
+// The class of each coefficient of a segment, as bit masks.
 struct segment_classes {
     u32 masks[mask_classes * segment_size / kernel_block];
-    u16 positions[segment_size + position_list_padding];
     u32 words = 0; // of a mask
     u32 counts[mask_classes];
 
     void classify(const component_scan &scan, u32 phase, const u8 *contexts, u32 count);
     const u32 *mask(u32 k) const { return masks + std::size_t{k} * words; }
-    u32 list_positions(const component_scan &scan, u32 k);
 };
 
 struct run_value_encoder {
@@ -60,6 +58,7 @@ struct run_value_encoder {
 struct run_value_decoder {
     static constexpr bool decodes = true;
     segment_classes segment;
+    i16 sorted[segment_size + kernel_block]; // values of a segment, class by class
     run_value_models *models = nullptr;
     vector<u8> packet; // a copy with padding
     packet_position at;

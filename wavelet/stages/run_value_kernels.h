@@ -31,10 +31,9 @@ struct packet_position {
     u64 bit = 0, end = 0;
 };
 
-// Decodes values to the given positions until a pair ends after the last of them; that pair stays
-// open. `values` must be 0 at the positions.
-using class_reader = void (*)(packet_position &at, run_value_class &model, const u16 *positions,
-                              u32 count, i16 *values);
+// Decodes the next `count` values of a class until a pair ends after the last of them; that pair
+// stays open. Values of 0 are not written.
+using class_reader = void (*)(packet_position &at, run_value_class &model, i16 *values, u32 count);
 
 // A symbol and its extra bits.
 struct symbol_slot {

@@ -11,33 +11,52 @@ namespace viq {
 
 namespace {
 
+// A run and a value, whose extra bits are the lowest bits of the window.
+struct decoded_pair {
+    u32 run;
+    i32 value;
+};
+
+[[gnu::always_inline]] inline decoded_pair decode_pair(const codebook_entry &entry, u64 window) {
+    const auto rest = static_cast<u32>(window >> entry.run_bits);
+    const u32 magnitude = entry.magnitude + (rest >> 1 & entry.magnitude_mask);
+    const u32 sign = 0 - (rest & 1);
+    const u32 run_rest = static_cast<u32>(window) & ((1u << entry.run_bits) - 1);
+    return {entry.run + run_rest, static_cast<i32>((magnitude ^ sign) - sign)};
+}
+
 // The end of the list is the only branch that depends on the data, and the position of the next
-// extra bits depends on the symbols alone; so consecutive pairs overlap in the pipeline.
-void read_class(packet_position &position, run_value_class &model, const u16 *positions, u32 count,
-                i16 *values) {
+// extra bits depends on the symbols alone; so consecutive pairs overlap in the pipeline. A window
+// contains the extra bits of two pairs.
+void read_class(packet_position &position, run_value_class &model, i16 *values, u32 count) {
     packet_position at = position;
     const codebook_entry *entry = model.entry;
     const codebook_entry *entries = model.codebook->entries;
     u64 statistics = model.statistics;
-    i32 value = model.value;
-    u32 i = model.run;
-    while (i < count) {
-        values[positions[i]] = static_cast<i16>(value);
+    decoded_pair pair = {model.run, model.value};
+    u32 i = pair.run;
+    u64 window = 0;
+    static_assert(2 * max_extra_bits + 7 <= 64);
+    const auto next_pair = [&] {
+        values[i] = static_cast<i16>(pair.value);
         statistics += entry->statistics;
         i += entry->has_value;
         entry = entries + *at.symbol++;
-        const u64 window =
-            load<u64>(at.bytes + std::min(at.bit, at.end) / 8, endian::little) >> (at.bit % 8);
+        pair = decode_pair(*entry, window);
+        i += pair.run;
         at.bit += entry->extra_bits;
-        i += entry->run + (static_cast<u32>(window) & entry->run_mask);
-        const auto rest = static_cast<u32>(window >> entry->run_bits);
-        const u32 sign = 0 - (rest & 1);
-        const u32 magnitude = entry->magnitude + (rest >> 1 & entry->magnitude_mask);
-        value = static_cast<i32>((magnitude ^ sign) - sign);
+    };
+    while (i < count) {
+        window = load<u64>(at.bytes + std::min(at.bit, at.end) / 8, endian::little) >> (at.bit % 8);
+        next_pair();
+        if (i >= count)
+            break;
+        window >>= entry->extra_bits;
+        next_pair();
     }
     model.statistics = statistics;
     model.entry = entry;
-    model.value = value;
+    model.value = pair.value;
     model.run = i - count;
     position = at;
 }
@@ -69,7 +88,7 @@ void write_value(slot_list &list, run_value_class &model, i32 value) {
     const u32 sign = value < 0 ? 1 : 0;
     const u32 rest = magnitude - entry.magnitude;
     list.slots[model.slot] = {(model.run - entry.run) | (sign | rest << 1) << entry.run_bits,
-                              entry.extra_bits, static_cast<u8>(symbol)};
+                              static_cast<u8>(entry.extra_bits), static_cast<u8>(symbol)};
     model.statistics += entry.statistics;
 }
 

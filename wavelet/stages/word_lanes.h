@@ -1,8 +1,15 @@
-// Sixteen 16-bit words in one AVX2 register or two NEON registers, for the kernels that both sets
-// share. The two halves are eight words each; they can belong to different lines.
+// Vectors of 16-bit words, for the kernels that AVX2, AVX-512 and NEON share: sixteen words in one
+// AVX2 register or two NEON registers, 32 words in an AVX-512 register. The two halves of a vector
+// can belong to different lines.
 #pragma once
 
+#include <cstring>
+
 #include "core/types.h"
+
+#if defined(__AVX512BW__)
+#include "wavelet/stages/word_lanes_512.h"
+#else
 
 #if defined(__AVX2__)
 #include "core/simd.h"
@@ -18,6 +25,7 @@ constexpr u32 lane_count = 16;
 #if defined(__AVX2__)
 
 using lanes = __m256i;
+using lane_mask = lanes; // all bits of a word, or none
 
 VIQ_FORMULA lanes load_lanes(const void *from) {
     return load_256(from);
@@ -72,11 +80,16 @@ VIQ_FORMULA lanes magnitudes(lanes values) {
     return _mm256_abs_epi16(values);
 }
 
-// All bits of a word, or none.
-VIQ_FORMULA lanes are_equal(lanes a, lanes b) {
+VIQ_FORMULA lane_mask are_equal(lanes a, lanes b) {
     return _mm256_cmpeq_epi16(a, b);
 }
-VIQ_FORMULA lanes without(lanes v, lanes mask) {
+VIQ_FORMULA lane_mask all_lanes(bool set) {
+    return splat16(set ? -1 : 0);
+}
+VIQ_FORMULA lane_mask both_masks(lane_mask a, lane_mask b) {
+    return _mm256_and_si256(a, b);
+}
+VIQ_FORMULA lanes without(lanes v, lane_mask mask) {
     return _mm256_andnot_si256(mask, v);
 }
 
@@ -131,6 +144,7 @@ template <u32 step> VIQ_FORMULA void spread_one_block(const u8 *from, u8 *to) {
 struct lanes {
     int16x8_t half[2];
 };
+using lane_mask = lanes;
 
 VIQ_FORMULA lanes load_halves(const void *first, const void *second) {
     return {
@@ -221,10 +235,16 @@ VIQ_FORMULA lanes magnitudes(lanes values) {
     return {{vabsq_s16(values.half[0]), vabsq_s16(values.half[1])}};
 }
 
-VIQ_FORMULA lanes are_equal(lanes a, lanes b) {
+VIQ_FORMULA lane_mask are_equal(lanes a, lanes b) {
     return in_halves(a, b, [](int16x8_t x, int16x8_t y) { return as_signed(vceqq_s16(x, y)); });
 }
-VIQ_FORMULA lanes without(lanes v, lanes mask) {
+VIQ_FORMULA lane_mask all_lanes(bool set) {
+    return splat16(set ? -1 : 0);
+}
+VIQ_FORMULA lane_mask both_masks(lane_mask a, lane_mask b) {
+    return in_halves(a, b, [](int16x8_t x, int16x8_t y) { return vandq_s16(x, y); });
+}
+VIQ_FORMULA lanes without(lanes v, lane_mask mask) {
     return in_halves(v, mask, [](int16x8_t x, int16x8_t y) { return vbicq_s16(x, y); });
 }
 
@@ -280,4 +300,14 @@ template <u32 step> VIQ_FORMULA void spread_one_block(const u8 *from, u8 *to) {
 
 #endif
 
+// Stores the first `count` words.
+VIQ_FORMULA void store_first(i16 *to, lanes v, u32 count) {
+    if (count == lane_count)
+        store_lanes(to, v);
+    else
+        std::memcpy(to, &v, count * sizeof(i16));
+}
+
 } // namespace viq
+
+#endif
