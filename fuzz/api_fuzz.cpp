@@ -2,45 +2,14 @@
 // headers; an argument is chosen by the type and the name of its parameter. What the manual
 // requires of a caller holds: buffers have their size, objects live as long as the library may use
 // them, and allocated memory is freed or passed on once. Everything else is arbitrary.
-#include <new>
+#include <cstdlib>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "fuzz/call_arguments.h"
 
-// The library must survive failed allocations, and a wrong size must not exhaust the machine.
-constexpr std::size_t largest_allocation = std::size_t{64} << 20;
-
-[[gnu::noinline]] void *operator new(std::size_t size) {
-    void *memory =
-        size < largest_allocation ? std::malloc(std::max<std::size_t>(size, 1)) : nullptr;
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
-}
-[[gnu::noinline]] void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
-    return size < largest_allocation ? std::malloc(std::max<std::size_t>(size, 1)) : nullptr;
-}
-[[gnu::noinline]] void *operator new[](std::size_t size) {
-    return operator new(size);
-}
-[[gnu::noinline]] void *operator new[](std::size_t size, const std::nothrow_t &nothrow) noexcept {
-    return operator new(size, nothrow);
-}
-[[gnu::noinline]] void operator delete(void *memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void *memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void *memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
+// A wrong size must not exhaust the machine, and the library must survive failed allocations.
 extern "C" const char *__asan_default_options();
 extern "C" [[gnu::visibility("default")]] const char *__asan_default_options() {
     return "max_allocation_size_mb=64:allocator_may_return_null=1";

@@ -1,7 +1,8 @@
 // One operation on one picture in several ways: as a whole, in strips of any height, with the
 // kernels of every instruction set, in threads that have a context each. All results are equal byte
 // for byte. The operations are all public functions that process an image, from the headers.
-#include <set>
+#include <algorithm>
+#include <iterator>
 #include <thread>
 
 #include "core/cpu.h"
@@ -297,8 +298,10 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
     who.input = arguments;
     op.call(who);
     // The handle of a destroyed image may be that of another thread's new one.
-    for (const u32 handle : std::set{image, other, who.in_image, who.out_image})
-        VIQ_image_destroy(handle);
+    u32 handles[] = {image, other, who.in_image, who.out_image};
+    std::sort(std::begin(handles), std::end(handles));
+    std::for_each(std::begin(handles), std::unique(std::begin(handles), std::end(handles)),
+                  VIQ_image_destroy);
     if (how.thread) {
         demand(VIQ_context_use(0) == 0);
         demand(VIQ_context_destroy(who.contexts[0]) == 0);
