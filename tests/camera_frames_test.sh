@@ -94,6 +94,10 @@ says 2 "must be a multiple of 4" convert --raw 2x1,yuv411_8_uyyvyy film.raw out.
 for form in 2x1 2,mono8 2x1x1,mono8 2x1,mono8,colour=1; do
     says 2 "is not of the form WIDTHxHEIGHT,LAYOUT" convert --raw $form film.raw out.pgm
 done
+says 2 "'1x' is not a number" convert --raw 2x1,mono8 --frames 1x film.raw out.pgm
+says 2 "is not a number up to 4294967295" convert --raw 2x1,mono8,stride=4294967296 film.raw out.pgm
+says 2 "'0x0108000g' is not a known pixel layout" convert --raw 2x1,0x0108000g film.raw out.pgm
+says 2 "is not a mosaic" develop --bayer mono photo.bmp out.tif
 says 2 "'-1' is not a number" convert --raw -1x1,mono8 film.raw out.pgm
 says 2 "Width and height must not be 0" convert --raw 0x1,mono8 film.raw out.pgm
 says 2 "missing.raw: cannot be opened" convert --raw 2x1,mono8 missing.raw out.pgm
@@ -165,7 +169,25 @@ says 2 "holds no samples of a sensor" develop photo.bmp out.tif
 says 2 "the dark frame or flat field 5 x 2" develop --raw 101x80,mono8 --flat out5.pgm film.raw out.tif
 says 2 "Black level is not below the largest sample" develop --raw 101x80,mono8 --black 255 film.raw out.tif
 says 2 "--bayer is for picture files" develop --raw 101x80,mono8 --bayer rggb film.raw out.tif
-says 2 "is not of the form R,G,B" develop --gains 1,2 --raw 101x80,bayerrg8 film.raw out.tif
+for gains in 1,2 1,2,x 1,2,3x 1,2,-1 1,2,16 1,2,nan; do
+    says 2 "is not of the form R,G,B" develop --gains $gains --raw 101x80,bayerrg8 film.raw out.tif
+done
+says 2 "must be a grey picture" develop --raw 101x80,mono8 --flat photo.bmp film.raw out.tif
+for size in 100x80 101x79; do
+    convert --scale $size mosaic.pgm other.pgm
+    says 2 "has another size than" develop --raw 101x80,mono8 --flat other.pgm --dark mosaic.pgm film.raw out.tif
+    says 2 "the dark frame or flat field ${size/x/ x }" develop --raw 101x80,mono8 --dark other.pgm film.raw out.tif
+done
+# The picture of a grey camera, and references of 8 and 16 bits, give the same result in both ways.
+convert mosaic.pgm --format y16 wide.tif
+for references in "" "--flat wide.tif" "--flat mosaic.pgm" "--black 4 --flat mosaic.pgm"; do
+    # shellcheck disable=SC2086
+    expect 0 develop --bayer none --gamma 1 $references mosaic.pgm out.pgm
+    # shellcheck disable=SC2086
+    [ -n "${references##--black*}" ] || continue
+    expect 0 develop --raw 101x80,mono8 --gamma 1 $references film.raw expected.pgm
+    expect 0 equal expected.pgm out.pgm
+done
 says 2 "flat field is not brighter than the dark frame" develop --raw 101x80,mono8 --flat dark.raw --dark dark.raw film.raw out.tif
 
 # A file of many frames is not read as a whole: 4 GB, most of which the disk does not hold.
@@ -182,6 +204,27 @@ oriented() { # FILE EXPECTED
     [[ $output != *orient* ]] || says 0 "no note" echo "$output"
     expect 0 equal --max-error "$3" "$2" out.ppm
 }
+# Blocks of EXIF data that name no orientation, and one whose orientation is not the first entry.
+convert photo.bmp photo.jpg
+while read -r expected start block; do
+    length=$(printf "$start$block" | wc -c)
+    { head -c 2 photo.jpg; printf "\\377\\341\\0\\$(printf %o $((length + 2)))$start$block"; tail -c +3 photo.jpg; } > exif.jpg
+    says 0 "exif.jpg: JPEG" "$tool" info exif.jpg
+    found=$(sed -n 's/.*orientation \([0-9]\): to be.*/\1/p' <<< "$output")
+    says 0 "$expected: $block" echo "${found:-none}: $block"
+done << 'END'
+6 Exif\0\0 MM\0*\0\0\0\10\0\2\1\0\0\3\0\0\0\1\0\1\0\0\1\22\0\3\0\0\0\1\0\6\0\0\0\0\0\0
+none Other\0 MM\0*\0\0\0\10\0\1\1\22\0\3\0\0\0\1\0\6\0\0\0\0\0\0
+none Exif\0\0 XX\0*\0\0\0\10\0\1\1\22\0\3\0\0\0\1\0\6\0\0\0\0\0\0
+none Exif\0\0 MI\0*\0\0\0\10\0\1\1\22\0\3\0\0\0\1\0\6\0\0\0\0\0\0
+none Exif\0\0 MM\0*
+none Exif\0\0 MM\0*\0\0\0\10\0\0\0\0\0\0
+none Exif\0\0 MM\0*\377\377\377\377\0\1\1\22\0\3\0\0\0\1\0\6
+none Exif\0\0 MM\0*\0\0\0\10\377\377\1\22\0
+none Exif\0\0 MM\0*\0\0\0\10\0\1\1\22\0\4\0\0\0\1\0\0\0\6
+none Exif\0\0 MM\0*\0\0\0\10\0\1\1\22\0\3\0\0\0\1\0\0\0\0
+none Exif\0\0 MM\0*\0\0\0\10\0\1\1\22\0\3\0\0\0\1\0\11\0\0
+END
 for magick in magick /usr/bin/convert ''; do
     [ -n "$magick" ] && "$magick" -version 2> /dev/null | grep -q ImageMagick && break
 done

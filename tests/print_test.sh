@@ -75,8 +75,40 @@ copies-supported=2|--copies 3|does not make so many copies
 media-supported=iso_a4_210x297mm|--paper a4|
 media-supported=iso_a4_210x297mm|--paper Legal|does not have this paper
 media-supported=iso_a4_210x297mm|--paper 50x60|
+media-supported=iso_a4_210x297mm|--paper 50x60 --grey|
+media-default=iso_a5_148x210mm|--size 195x|does not fit on the paper
+media-default=A5|--size 195x|does not fit on the paper
+media-default=unheard-of|--size 195x|
+operations-supported=2||
+operations-supported=5||Printer 'ipp:
 reject=Tray-empty||Tray-empty
+operations-supported=5 reject=Tray-empty||Tray-empty
+refuse=Out-of-order||Out-of-order
+missing=1||Not Found
+missing=2||Not Found
+operations-supported=5 missing=2||Not Found
+silent=1||Printer 'ipp:
+silent=2||Printer 'ipp:
+operations-supported=5 silent=2||Printer 'ipp:
 END
+
+    # address | reason
+    while IFS='|' read -r address reason; do
+        expect_error "$reason" "$tool" print "$picture" --printer "$address"
+    done <<END
+ipps://127.0.0.1:1/x|Printer 'ipps://127.0.0.1:1/x': 
+https://127.0.0.1:1/x|Printer 'https://127.0.0.1:1/x': 
+ipp://127.0.0.1:port/x|invalid address
+ipp://127.0.0.1:1/$(printf 'x%.0s' {1..1100})|name too long
+END
+
+    # A library that cannot be loaded, and another one in its place.
+    mkdir libraries
+    for contents in /dev/null "$(ldconfig -p | sed -n 's/.*libm\.so\.6 .*=> //p' | head -n 1)"; do
+        cp "$contents" libraries/libcups.so.2
+        expect_error "No print system" env LD_LIBRARY_PATH="$work/libraries" "$tool" print "$picture"
+        expect_error "No print system" env LD_LIBRARY_PATH="$work/libraries" "$tool" print --list
+    done
 fi
 
 echo "$((checks - failures)) passed, $failures failed"

@@ -142,6 +142,11 @@ expect 0 lpadmin -d first
 expect 0 "$tool" print --list
 expect 0 [ "$output" = "* first"$'\t'"The first"$'\n'"  second"$'\t'"The second" ]
 expect 0 "$tool" print "$samples/astronaut.bmp" --paper a4 --to queue.pdf
+# A set of options of a queue is a printer of its own.
+echo "Dest first/small media=iso_a5_148x210mm" >cups/lpoptions
+expect 0 env CUPS_SERVERROOT="$work/cups" "$tool" print --list
+expect 0 grep -q "first/small" <<<"$output"
+expect 0 "$tool" print "$samples/astronaut.bmp" --paper a4 --to queue.pdf
 number=0
 for queue in "" second; do
     number=$((number + 1))

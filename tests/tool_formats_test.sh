@@ -62,7 +62,13 @@ printf 'P2 2 1 15\n3 x\n' > letter.pgm
 printf 'P7\nWIDTH 2\nHEIGHT 1\nDEPTH 9\nMAXVAL 255\nENDHDR\n' > deep.pam
 printf 'P7\nWIDTH 2\n' > short.pam
 printf 'P6' > tiny.ppm
-for name in cut.ppm zero.pgm large.pgm wide.pgm above.pgm letter.pgm deep.pam short.pam tiny.ppm; do
+printf 'P5 5 0 255\n' > low.pgm
+printf 'P5 1 1 0\n1' > black.pgm
+printf 'P5 1 1 # a comment without an end' > comment.pgm
+printf 'P7\nWIDTH 1\nHEIGHT 1\nDEPTH 0\nMAXVAL 255\nENDHDR\n1' > flat.pam
+printf 'P7\nWIDTH 1\nTUPLTYPE GREY' > type.pam
+for name in cut.ppm zero.pgm large.pgm wide.pgm above.pgm letter.pgm deep.pam short.pam tiny.ppm low.pgm black.pgm \
+    comment.pgm flat.pam type.pam; do
     expect 2 "$tool" convert "$name" out.bmp
 done
 
@@ -96,6 +102,10 @@ if [[ $libraries == *libpng* ]]; then
     expect 0 grep -q "^1$" <(identify -format '%[png:IHDR.bit-depth-orig]\n' bits.png)
     "$tool" convert --bilevel 128 grey.pgm reference.pbm
     expect 0 same bits.png reference.pbm
+    printf '\x12\x0f\x34\x02' > twelve.raw
+    expect 0 "$tool" convert --raw 2x1,mono12 twelve.raw in.png
+    expect 0 "$tool" convert --raw 2x1,mono12 twelve.raw reference.pgm
+    expect 0 same in.png reference.pgm
     head -c 1000 deep.png > cut.png
     expect 2 "$tool" convert cut.png out.bmp
     head -c 20 deep.png > cut.png
@@ -147,6 +157,11 @@ if [[ $libraries == *libtiff* ]]; then
     expect 0 grep -q "reduced to 8" <("$tool" info in.tif)
     convert alpha.pam -compress lzw in.tif
     expect 0 equal in.tif colour.ppm
+    convert colour.ppm -colorspace CMYK -compress lzw in.tif
+    expect 0 grep -q "CMYK is converted to RGB without a colour profile" <("$tool" info in.tif)
+    # Samples that are no integers are not read.
+    convert grey.pgm -depth 32 -define quantum:format=floating-point -compress lzw in.tif
+    expect 2 "$tool" convert in.tif out.bmp
     convert colour.ppm grey.pgm -compress lzw pages.tif
     expect 0 "$tool" convert --page 2 pages.tif out.pgm
     expect 0 same out.pgm grey.pgm

@@ -39,6 +39,12 @@ printf '\x10\x20' > film.raw
 shows 'e38;2;16;16;16m#e0m' --raw 1x1,mono8 film.raw
 shows 'e38;2;32;32;32m#e0m' --raw 1x1,mono8 --frames 2 film.raw
 
+for frame in 1 2; do
+    expect 0 "$tool" convert --raw 1x1,mono8 --frames $frame film.raw $frame.jpg
+done
+expect 0 "$tool" sequence build film.jpg 1.jpg 2.jpg
+shows 'e38;2;16;16;16m#e0m' film.jpg
+
 COLUMNS=3 expect 0 "$tool" view --terminal "$source_folder/samples/camera.bmp"
 expect 0 test "$(grep -o '▀' <<< "$output" | wc -l)" -eq 6
 expect 2 "$tool" view --terminal nosuch.bmp odd.pgm
@@ -56,6 +62,12 @@ elif command -v script > /dev/null; then
     played=$(tr -d '\r\n' <<< "$output" | sed 's/\x1b\[/e/g; s/▀/#/g')
     expect 0 test "$played" = \
         'e?25le38;2;16;16;16m#e0me1Ae38;2;32;32;32m#e0me0me?25h'
+    # A picture is not higher than the terminal, whose last line is for the next prompt.
+    for size in "3 9 2" "9 5 2" "2 9 1"; do
+        read -r lines columns drawn <<< "$size"
+        expect 0 script -qec "stty rows $lines cols $columns; '$tool' view --terminal grey.pgm" /dev/null
+        expect 0 test "$(grep -c '▀' <<< "$output")" -eq "$drawn"
+    done
 fi
 
 # Programs for another system have no windows of X11.

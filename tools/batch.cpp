@@ -125,8 +125,9 @@ std::string filled(const std::string &pattern, const conversion_job &job, std::s
             continue;
         }
         const std::size_t end = pattern.find('}', at);
-        const auto field =
-            fields.find(pattern.substr(at + 1, end == std::string::npos ? end : end - at - 1));
+        const auto field = end == std::string::npos
+                               ? fields.end()
+                               : fields.find(pattern.substr(at + 1, end - at - 1));
         if (field == fields.end())
             throw failure{pattern +
                           ": unknown field (known: {name} {ext} {file} {dir} {number} {frame})"};

@@ -273,6 +273,10 @@ PLACEMENTS = [  # region, target, fit, zoom
     (None, (2, 2, 17, 9), 1, 0),
     (None, (2, 2, 17, 9), 2, 1),
     ((0, 0, 1, 1), None, 1, 1),
+    (None, (2, 2, 38, 30), 1, 0),
+    (None, (2, 2, 38, 30), 1, 1),
+    (None, (-50, 3, 40, 10), 0, 0),
+    (None, (3, 45, 10, 10), 1, 1),
 ]
 
 
@@ -339,9 +343,10 @@ def check_placements(server, depth):
             for part in in_strips(image, 3):
                 call('display_image', display.handle, part, v.STRIP_NEXT)
             display.compare(f'placement {region, target, fit, zoom} in strips', wanted)
-        place(display, (30, 0, 9, 0), None, 0, 0)
-        call('display_image', display.handle, image, v.STRIP_NEXT,
-             expect=(v.ERR_PARAMETER, 'Region outside the image'))
+        for region in ((30, 0, 9, 0), (W, 0, 0, 0), (0, H, 0, 0), (0, 10, 0, 12)):
+            place(display, region, None, 0, 0)
+            call('display_image', display.handle, image, v.STRIP_NEXT,
+                 expect=(v.ERR_PARAMETER, 'Region outside the image'))
     call('image_destroy', image)
 
 
@@ -411,6 +416,105 @@ def check_pixels(server, depth):
             fail('components of an image that no longer exists')
 
 
+COMPONENTS = {  # of a pixel, from the bytes at its position
+    name: lambda at, order=order: tuple(at[n] for n in order) for name, order in {
+        'Y8': (0,), 'PALETTED': (0,), 'RGB24': (0, 1, 2), 'BGR24': (2, 1, 0), 'RGBX32': (0, 1, 2),
+        'BGRX32': (2, 1, 0), 'XBGR32': (3, 2, 1), 'XRGB32': (1, 2, 3), 'CMYK32': (0, 1, 2, 3),
+        'mosaic 2': (0,)}.items()
+} | {
+    'Y16 of 12': lambda at: (at[0] | at[1] << 8,),
+    'HSI': lambda at: (at[0] | at[1] << 8, at[2], at[3]),
+    'RGB8': lambda at: (at[0] >> 5, at[0] >> 2 & 7, at[0] & 3),
+    'RGB15': lambda at: ((at[0] | at[1] << 8) >> 10 & 31, (at[0] | at[1] << 8) >> 5 & 31, at[0] & 31),
+    'RGB16': lambda at: ((at[0] | at[1] << 8) >> 11, (at[0] | at[1] << 8) >> 5 & 63, at[0] & 31),
+}
+
+
+def check_components(server, depth):
+    with Display(server, depth) as display:
+        for name, components in COMPONENTS.items():
+            image, lines, settings = FORMATS[name]()
+            for number, value in settings.items():
+                call('display_set_parameter', display.handle, number, value)
+            display.show(image)
+            data, stride = stored(image), parameter(image, v.BYTES_PER_LINE)
+            for x, y in ((0, 0), (13, 7), (W - 1, H - 1)):
+                wanted = components(data[y * stride + x * (stride // W):])
+                if get_pixel(display, x, y) != (wanted, lines[y][x]):
+                    fail(f'{name}: pixel {x, y} is {get_pixel(display, x, y)}')
+            call('image_destroy', image)
+        image, lines, _ = FORMATS['Y1']()
+        display.show(image)
+        if get_pixel(display, 9, 5) != ((lines[5][9][0] // 255,), lines[5][9]):
+            fail('pixel of bits')
+        call('image_destroy', image)
+
+        # Of an image in strips, only the lines of the last strip are in memory.
+        image, lines, _ = FORMATS['RGB24']()
+        for n, part in enumerate(in_strips(image, 8)):
+            call('display_image', display.handle, part, v.STRIP_NEXT)
+            for y in (3, 8, 15, 20):
+                wanted = (lines[y][6], lines[y][6]) if y // 8 == n else ((), (0, 0, 0))
+                if get_pixel(display, 6, y) != wanted:
+                    fail(f'line {y} after strip {n}')
+        call('image_destroy', image)
+
+
+def get_pixel(display, x, y):
+    pixel = Pixel()
+    call('display_get_pixel', display.handle, x, y, ctypes.byref(pixel))
+    return tuple(pixel.value)[:pixel.components], (pixel.red, pixel.green, pixel.blue)
+
+
+def check_changed_images(server, depth):
+    """An image that has changed since it was shown is not read as what it was."""
+    with Display(server, depth) as display:
+        for name, change in (('Y16 of 12', ('image_set_parameter', v.DATA_WIDTH, 11)),
+                             ('RGB24', ('image_set_parameter', v.WIDTH, W - 1)),
+                             ('RGB24', ('image_set_parameter', v.IMAGE_TYPE, v.BGR24)),
+                             ('RGB24', ('image_set_parameter', v.LINES_PER_STRIP, 1)),
+                             ('RGB24', ('image_free_data',)),
+                             ('PALETTED', ('image_set_ptr', v.PTR_CMAP, None))):
+            image, lines, _ = FORMATS[name]()
+            place(display, None, None, 0, 0)
+            display.show(image)
+            place(display, (1, 1, 0, 0), None, 0, 0)
+            call('display_refresh', display.handle)
+            display.compare(f'{name}: another region', render(lines, display.size, (1, 1, 0, 0)))
+            call(change[0], image, *change[1:])
+            if get_pixel(display, 0, 0)[0]:
+                fail(f'{name}: components after {change}')
+            place(display, None, None, 0, 0)
+            call('display_refresh', display.handle,
+                 expect=(v.ERR_STATE, 'Picture no longer available'))
+            call('image_destroy', image)
+
+
+def check_own_window(server, depth):
+    """What another program, or the caller, does with a window between two calls."""
+    client = Client()
+    image, lines, _ = FORMATS['RGB24']()
+    with Display(server, depth) as display:
+        display.show(image)
+        for method in (v.DISPLAY_PIXMAP, v.DISPLAY_BEST, v.DISPLAY_IMAGE):
+            display.set(DISPLAY_METHOD=method)
+            call('display_refresh', display.handle)
+            if display.get('DISPLAY_METHOD_IN_USE') not in (method, method or v.DISPLAY_SHARED_MEMORY):
+                fail(f'method {display.get("DISPLAY_METHOD_IN_USE")} in use, not {method}')
+            display.compare(f'method {method}', render(lines, display.size))
+        window = client.newest_window()
+        display.size = (60, 51)
+        client.resize(window, *display.size)
+        until('higher window', lambda: display.event(100).height == 51)
+        display.compare('higher', render(lines, display.size))
+        for function, *arguments in (('display_image', image, v.STRIP_NEXT),
+                                     ('display_next_event', ctypes.byref(Event()), 30000)):
+            client.destroy(client.newest_window())
+            call(function, display.handle, *arguments, expect=(v.ERR_PARAMETER, 'No such window'))
+            call('display_open', display.handle, b'', 60, 40)
+    call('image_destroy', image)
+
+
 def check_program_window(server, depth):
     client = Client()
     image, lines, _ = FORMATS['BGRX32']()
@@ -477,6 +581,9 @@ def check_events(server, depth):
             tool('click', button)
             expect_event(v.EVENT_BUTTON_DOWN, button=button, modifiers=0)
             expect_event(v.EVENT_BUTTON_UP, button=button, modifiers=getattr(v, 'MODIFIER_' + name))
+        for button in (8, 9):
+            tool('click', button)
+            expect_event(v.EVENT_BUTTON_DOWN, button=button - 4)
         for button, x, y in ((4, 0, 1), (5, 0, -1), (6, -1, 0), (7, 1, 0)):
             tool('click', button)
             expect_event(v.EVENT_WHEEL, wheel_x=x, wheel_y=y, window_x=15)
@@ -489,9 +596,16 @@ def check_events(server, depth):
             until(f'key {name}', lambda: display_key(display, event, v.EVENT_KEY_DOWN, key))
             if event.modifiers != modifiers:
                 fail(f'modifiers of {name}')
+        window = client.newest_window()
+        for names in ((b'WM_PROTOCOLS', b'WM_TAKE_FOCUS'), (b'WM_COLORS', b'WM_DELETE_WINDOW')):
+            client.send_message(window, *names)
         tool('mousemove', 200, 200)
-        expect_event(v.EVENT_LEAVE)
-        client.ask_to_close(client.newest_window())
+        event = Event()
+        until('the pointer leaves', lambda: call('display_next_event', display.handle, ctypes.byref(event), 100,
+                                                 expect=None) == 1 and event.type != v.EVENT_KEY_UP)
+        if event.type != v.EVENT_LEAVE:
+            fail(f'event {event.type} of a message that does not close')
+        client.ask_to_close(window)
         expect_event(v.EVENT_CLOSE)
     call('image_destroy', image)
 
@@ -545,7 +659,13 @@ def check_refusals(server, depth):
             ('display_set_parameter', (v.DISPLAY_METHOD, v.DISPLAY_DIB), v.ERR_UNSUPPORTED,
              'Display method not available'),
             ('display_set_parameter', (v.DISPLAY_VSYNC, 1), v.ERR_UNSUPPORTED, 'No vertical sync'),
+            ('display_set_parameter', (v.DISPLAY_TARGET_X, -1000001), v.ERR_PARAMETER, 'out of range'),
             ('display_open', (b'', 0, 5), v.ERR_PARAMETER, 'Window size out of range'),
+            ('display_open', (b'', 5, 0), v.ERR_PARAMETER, 'Window size out of range'),
+            ('display_open', (b'', 32768, 5), v.ERR_PARAMETER, 'Window size out of range'),
+            ('display_open', (b'', 5, 32768), v.ERR_PARAMETER, 'Window size out of range'),
+            ('display_set_window', (None, None), v.ERR_PARAMETER, 'Null pointer'),
+            ('display_get_parameter', (v.DISPLAY_FIT, None), v.ERR_PARAMETER, 'Null pointer'),
             ('display_open', (None, 5, 5), v.ERR_PARAMETER, 'Null pointer'),
             ('display_refresh', (), v.ERR_STATE, 'Display has no window')):
         call(name, display, *arguments, expect=(code, message))
@@ -553,6 +673,20 @@ def check_refusals(server, depth):
     call('display_refresh', display, expect=(v.ERR_HANDLE, ''))
     with Display(server, depth) as shown:
         call('display_open', shown.handle, b'', 5, 5, expect=(v.ERR_STATE, 'has a window already'))
+        for name, arguments in (('display_set_title', (None,)), ('display_get_pixel', (0, 0, None)),
+                                ('display_next_event', (None, 0))):
+            call(name, shown.handle, *arguments, expect=(v.ERR_PARAMETER, 'Null pointer'))
+        shown.set(DISPLAY_VSYNC=0)
+        call('display_image', shown.handle, call('image_create', expect=None), v.STRIP_NEXT, expect=None)
+        if not reports:
+            fail('an image without pixels')
+        high = make_image(v.Y8, 1, 1)
+        call('image_set_parameter', high, v.HEIGHT, 1 << 31)
+        call('display_image', shown.handle, high, v.STRIP_NEXT,
+             expect=(v.ERR_UNSUPPORTED, 'Image too large to be shown'))
+        plain = make_image(v.PALETTED, 4, 4)
+        call('image_set_ptr', plain, v.PTR_CMAP, None)
+        call('display_image', shown.handle, plain, v.STRIP_NEXT, expect=(v.ERR_STATE, 'Colourmap is NULL'))
         odd = make_image(v.YUV422, 5, 4)
         call('display_image', shown.handle, odd, v.STRIP_NEXT,
              expect=(v.ERR_UNSUPPORTED, 'YUV422 image must be an even width'))
@@ -563,6 +697,20 @@ def check_refusals(server, depth):
         call('display_refresh', shown.handle, expect=(v.ERR_HANDLE, ''))
 
 
+def check_other_servers():
+    """Servers that share no memory with the program."""
+    for options, host in ((('-extension', 'MIT-SHM'), ''), (('-listen', 'tcp', '-ac'), 'localhost')):
+        with Server(320, 240, 24, *options) as server:
+            os.environ['DISPLAY'] = host + os.environ['DISPLAY']
+            check_placements(server, 24)
+            with Display(server, 24) as display:
+                if display.get('DISPLAY_METHOD_IN_USE') != v.DISPLAY_IMAGE:
+                    fail(f'method in use with {options}')
+                display.set(DISPLAY_METHOD=v.DISPLAY_SHARED_MEMORY)
+                call('display_refresh', display.handle,
+                     expect=(v.ERR_UNSUPPORTED, 'Display method not available'))
+
+
 def check_all():
     methods = (v.DISPLAY_IMAGE, v.DISPLAY_PIXMAP, v.DISPLAY_SHARED_MEMORY)
     for depth in (24, 16):
@@ -571,11 +719,19 @@ def check_all():
             check_placements(server, depth)
             check_repainting(server, depth, methods)
             check_pixels(server, depth)
+            check_components(server, depth)
+            check_changed_images(server, depth)
+            check_own_window(server, depth)
             check_program_window(server, depth)
             check_events(server, depth)
             check_refusals(server, depth)
     with Server(320, 240, 8) as server: # the default visual has a colourmap; another one is used
         check_placements(server, 8)
+        display = call('display_create', expect=None)
+        call('display_set_window', display, ctypes.c_void_p(Client().window(0, 0, 9, 9, 0)), None,
+             expect=(v.ERR_UNSUPPORTED | 8, 'Unsupported depth of window'))
+        call('display_destroy', display)
+    check_other_servers()
     check_lost_server(24)
     check_missing()
 
@@ -586,10 +742,11 @@ if len(sys.argv) > 3:
     check_missing()
 else:
     check_all()
-    # A library that cannot be loaded stands for one that is missing.
-    with tempfile.TemporaryDirectory() as folder:
-        (Path(folder) / 'libX11.so.6').write_bytes(b'')
-        again = subprocess.run([sys.executable, *sys.argv, 'missing'],
-                               env={**os.environ, 'LD_LIBRARY_PATH': folder})
-        if again.returncode != 0:
-            fail('without libX11')
+    # A library that cannot be loaded stands for one that is missing, another one for an old version.
+    for contents in (b'', Path(LIBRARY).read_bytes()):
+        with tempfile.TemporaryDirectory() as folder:
+            (Path(folder) / 'libX11.so.6').write_bytes(contents)
+            again = subprocess.run([sys.executable, *sys.argv, 'missing'],
+                                   env={**os.environ, 'LD_LIBRARY_PATH': folder})
+            if again.returncode != 0:
+                fail('without libX11')

@@ -22,12 +22,12 @@ def until(what, condition):
 class Server:
     """An Xvfb; its frame buffer is a file in the format of xwd."""
 
-    def __init__(self, width, height, depth):
+    def __init__(self, width, height, depth, *options):
         self.folder = tempfile.TemporaryDirectory()
         read, write = os.pipe()
         self.process = subprocess.Popen(
             ['Xvfb', '-displayfd', str(write), '-screen', '0', f'{width}x{height}x{depth}',
-             '-fbdir', self.folder.name, '-nolisten', 'tcp', '-noreset'],
+             '-fbdir', self.folder.name, '-nolisten', 'tcp', '-noreset', *options],
             pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
         with os.fdopen(read) as answer:
@@ -104,8 +104,10 @@ class Client:
 
     def ask_to_close(self, window):
         """What a window manager sends when the user closes the window."""
-        atom = [self.x.XInternAtom(self.connection, name, 0) for name in
-                (b'WM_PROTOCOLS', b'WM_DELETE_WINDOW')]
+        self.send_message(window, b'WM_PROTOCOLS', b'WM_DELETE_WINDOW')
+
+    def send_message(self, window, *names):
+        atom = [self.x.XInternAtom(self.connection, name, 0) for name in names]
         event = struct.pack('iLiPLLi4x5l', 33, 0, 0, 0, window, atom[0], 32, atom[1], 0, 0, 0, 0)
         event = ctypes.create_string_buffer(event, 192)
         self.x.XSendEvent(self.connection, ctypes.c_ulong(window), 0, 0, event)

@@ -158,11 +158,25 @@ count = run('gs', '-q', '-dNODISPLAY', '-dNOSAFER', '-c',
 if count.split(b'\n')[0] != b'2':
     fail('pages', count)
 
+# title as the tool receives it, and as the document has it: bytes that are no characters count as one each
+for title, stored in [('Ä (1) ☃ 😀'.encode(), 'Ä (1) ☃ 😀'), (b'a\x80\xf8b\xe2x\xc3', 'a\x80\xf8b\xe2x\xc3')]:
+    subprocess.run([tool, 'print', 'picture.ppm', '--to', 'title.pdf', '--title', title], check=True)
+    with open('title.pdf', 'rb') as file:
+        if b'<FEFF%s>' % stored.encode('utf-16-be').hex().upper().encode() not in file.read():
+            fail('title', stored)
+
 # option, error
 REFUSED = [
     ('--size 300x300', 'Picture does not fit on the paper'),
     ('--size 280x20 --orientation portrait', 'Picture does not fit on the paper'),
     ('--margin 105', 'Margins larger than the paper'),
+    ('--margin 10,150,10,150 --orientation portrait', 'Margins larger than the paper'),
+    ('--paper 10-20', 'Unknown paper'),
+    ('--size x', 'is not of the form'),
+    ('--size 10,x5', 'is not of the form'),
+    ('--size 1e9x5', 'is not of the form'),
+    ('--margin 10001', 'is not of the form'),
+    ('--margin ,', 'is not of the form'),
     ('--paper B99', 'Unknown paper'),
     ('--paper 0x10', 'Unknown paper'),
     ('--size 10', 'is not of the form'),

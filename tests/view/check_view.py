@@ -20,11 +20,10 @@ def xdotool(text):
 
 
 class Viewer:
-    def __init__(self, *arguments):
+    def __init__(self, *arguments, size=('--size', f'{WIDTH}x{HEIGHT}')):
         self.output = open(folder / 'output', 'w+')
-        self.process = subprocess.Popen(
-            [tool, 'view', '--size', f'{WIDTH}x{HEIGHT}', *map(str, arguments)],
-            stdout=self.output, stderr=subprocess.STDOUT)
+        self.process = subprocess.Popen([tool, 'view', *size, *map(str, arguments)],
+                                        stdout=self.output, stderr=subprocess.STDOUT)
 
     def title(self):
         return xdotool('search --name .+ getwindowname')  # empty: no window
@@ -156,13 +155,97 @@ def check_film():
         xdotool(actions)
         viewer.says(f'frame {frame} of 3')
         viewer.shows(actions, [[grey(50 * frame)] * WIDTH] * HEIGHT)
+    xdotool('key space')
     client.ask_to_close(client.newest_window())
     viewer.ends(0)
     playing = Viewer(*described, '--fps', '5')
     for frame in (3, 1, 2):
         playing.says(f'frame {frame} of 3')
+    xdotool('key comma key space')
+    for frame in (1, 2, 3):
+        playing.says(f'frame {frame} of 3')
     playing.process.send_signal(subprocess.signal.SIGINT)
     playing.ends(0)
+    for frame in (1, 2):
+        raw.write_bytes(bytes([50 * frame]) * 64)
+        convert('--raw', '8x8,mono8', raw, folder / f'{frame}.jpg')
+    sequence = folder / 'sequence.jpg'
+    subprocess.run([tool, 'sequence', 'build', sequence, folder / '1.jpg', folder / '2.jpg'], check=True)
+    viewer = Viewer(sequence, '--fps', '0.01')
+    for actions, frame in (('', 1), ('key period', 2)):
+        xdotool(actions)
+        viewer.says(f'frame {frame} of 2')
+        until(f'frame {frame}', lambda: server.pixels(200, 150, 1, 1) == [[grey(50 * frame)]])
+    xdotool('key q')
+    viewer.ends(0)
+
+
+def convert(*arguments):
+    subprocess.run([tool, 'convert', *map(str, arguments)], check=True, stdout=subprocess.DEVNULL)
+
+
+def check_reduced():
+    """Squares of 8 x 8 pixels, which keep their colours when the picture is reduced."""
+    squares = [[x * 65536 + y * 256 + x * y % 251 for x in range(200)] for y in range(150)]
+    large = folder / 'large.ppm'
+    data = b''.join(b''.join(pixel.to_bytes(3, 'big') * 8 for pixel in row) * 8 for row in squares)
+    large.write_bytes(b'P6 1600 1200 255\n' + data)
+    viewer = Viewer(large)
+    doubled = [[pixel for pixel in row for _ in (0, 1)] for row in squares for _ in (0, 1)]
+    black = [[0] * WIDTH] * (HEIGHT // 4)
+    single = black + [[0] * (WIDTH // 4) + row + [0] * (WIDTH // 4) for row in squares] + black
+    for actions, title, expected in (('', '25 %', doubled), ('key minus key minus', '12 %', single),
+                                     ('key plus key plus', '25 %', doubled),
+                                     ('key minus key minus', '12 %', single)):
+        xdotool(actions)
+        viewer.says(f' - {title}')
+        viewer.shows(f'{actions}: {title}', expected)
+    xdotool('key minus')
+    viewer.says(' - 8.3 %')
+    xdotool('key minus ' * 8)
+    viewer.says(' - 1.6 %')
+    xdotool('key q')
+    viewer.ends(0)
+
+
+def check_other_pictures():
+    """Samples as they are stored, windows of other sizes, and controls without an effect."""
+    first = folder / 'first.ppm'
+    for name, options, text in (('few.bmp', ('--palette', '16'), '0, 0: index '),
+                                ('pairs.dwt', ('--format', 'yuv422'), '0, 0: YUV '),
+                                ('bits.pbm', ('--bilevel', '128'), '0, 0: ')):
+        convert(*options, first, folder / name)
+        viewer = Viewer(folder / name)
+        viewer.says(name)
+        xdotool('mousemove 1 1')
+        viewer.says(text)
+        xdotool('key h')
+        until('statistics', lambda: any(0 < p < 0xFFFFFF for p in server.pixels(0, 290, 100, 1)[0]) or
+              name == 'bits.pbm')
+        xdotool('key q')
+        viewer.ends(0)
+
+    viewer = Viewer(first, size=())
+    viewer.says('first.ppm - 8 x 6 rgb24 - 6000 %')
+    xdotool('key period key space key w key m key z key plus key plus click 8 mousemove 100 100')
+    viewer.says('6400 %')
+    xdotool('keydown shift mousedown 1 mousemove 100 120 mouseup 1 keyup shift')
+    xdotool('mousedown 2 mousemove 100 100 mouseup 2')
+    xdotool('mousedown 1 mousemove 300 200 mouseup 1 key plus key h')
+    until('statistics', lambda: 'mean' in (folder / 'output').read_text())
+    xdotool('key question mousemove 600 470')  # outside the window
+    until('no position', lambda: viewer.title().endswith('6400 %'))
+    xdotool('mousemove 5 5')
+    window = client.newest_window()
+    for width, height, zoom in ((1000, 900, 6400), (20, 10, 167), (160, 30, 500), (640, 30, 500)):
+        client.resize(window, width, height)
+        xdotool('key f')
+        viewer.says(f'{zoom} %')
+        xdotool('key h key question key h key question')
+    xdotool('key q')
+    viewer.ends(0)
+    assert 'cannot be opened' in Viewer(folder / 'nosuch.ppm', folder / 'nosuch.tif').ends(2)
+    assert 'x32768' in Viewer(first, size=('--size', '5x32768')).ends(2)
 
 
 def check_mosaic():
@@ -174,6 +257,13 @@ def check_mosaic():
     viewer.says('y8 - 5000 % - 0, 0: 200')
     xdotool('key q')
     viewer.ends(0)
+    raw.write_bytes(bytes([0, 200, 0, 100, 0, 100, 0, 50] * (COLUMNS * LINES // 4)))
+    viewer = Viewer('--raw', f'{COLUMNS}x{LINES},BayerRG16', raw)
+    viewer.says('bgrx32')
+    xdotool('key m')
+    viewer.says('y16')
+    xdotool('key q')
+    viewer.ends(0)
 
 
 with Server(640, 480, 24) as server:
@@ -182,6 +272,8 @@ with Server(640, 480, 24) as server:
     check_grey16()
     check_film()
     check_mosaic()
+    check_reduced()
+    check_other_pictures()
     lost = Viewer(folder / 'first.ppm')
     lost.says('first.ppm')
 assert 'Connection to the display server lost' in lost.ends(2)
