@@ -62,8 +62,8 @@ executions_of() { # TARGET
     awk -v name="$1" '$1 == name { sum += $2 } END { printf "%d", sum }' $work/executions
 }
 
-# Starts a program of a target once and adds its executions to the record. The time limit of an input
-# is long, because it counts time in which other programs have the processor.
+# Starts a program of a target once and adds its executions to the record. The time limits of an input
+# are long, because they count time in which other programs have the processor.
 start() { # TARGET BUILD OPTION...
     local name=$1 build=$2 log=$work/logs/$1.log options=() status
     shift 2
@@ -73,8 +73,8 @@ start() { # TARGET BUILD OPTION...
         options+=(-entropic=0 -max_len=4200)
         [ -n "$checked_heap" ] && local -x LD_PRELOAD=$checked_heap MALLOC_CHECK_=3
     fi
-    TMPDIR=$files nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=600 -rss_limit_mb=3000 \
-        -print_final_stats=1 -reduce_inputs=0 "${options[@]}" "$@" \
+    TMPDIR=$files nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=600 -report_slow_units=600 \
+        -rss_limit_mb=3000 -print_final_stats=1 -reduce_inputs=0 "${options[@]}" "$@" \
         -artifact_prefix="$work/findings/$name/" "$work/corpus/$name" "fuzz/corpus/$name" \
         >"$log.last" 2>&1
     status=$?

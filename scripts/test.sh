@@ -100,11 +100,17 @@ manual() {
     fi
 }
 
-build_and_test() { # PRESET [COMMAND THAT RUNS CTEST...]
-    if check "$1 build" build "$1"; then
-        run_tests "$@"
+build_and_test() { # PRESET [OPTION OF CMAKE...] [COMMAND THAT RUNS CTEST...]
+    local preset=$1 options=()
+    shift
+    while [[ ${1:-} == -* ]]; do
+        options+=("$1")
+        shift
+    done
+    if check "$preset build" build "$preset" "${options[@]}"; then
+        run_tests "$preset" "$@"
     else
-        skipped+=("$1 tests: the build failed")
+        skipped+=("$preset tests: the build failed")
     fi
 }
 
@@ -139,12 +145,9 @@ else
     check "clang build" build clang -D VIQ_TESTS=OFF -D CMAKE_CXX_FLAGS_RELEASE=-O0
     wait "$root_maker"
     build_and_test windows bash scripts/test-windows.sh
-    if check "arm build" build arm -D VIQ_TOOL=OFF; then
-        run_tests arm
-        skipped+=("arm tests of the tool: they take long in the emulator; ctest --preset arm runs them")
-    else
-        skipped+=("arm tests: the build failed")
-    fi
+    # Its tests take long in the emulator.
+    build_and_test arm -DVIQ_TOOL=OFF
+    skipped+=("arm tests of the tool: cmake --preset arm -D VIQ_TOOL=ON and building it adds them to ctest --preset arm")
     packages
 fi
 
