@@ -249,10 +249,14 @@ u32 coded(const picture &p, role kind, u32 image) {
     return result;
 }
 
-// The other conversion tables, which take long to make, do not depend on the picture.
-constexpr u16 tables_of_pictures[] = {VIQ_CONV_LUT_RGB16_TO_PALETTED, VIQ_CONV_LUT_Y8_TO_PALETTED,
-                                      VIQ_CONV_LUT_Y16_TO_PALETTED,
-                                      VIQ_CONV_LUT_YUV422_TO_PALETTED};
+// The conversion tables that depend on the picture. They take long to make.
+struct format_table {
+    u16 format, type;
+};
+constexpr format_table tables_of_pictures[] = {{VIQ_RGB16, VIQ_CONV_LUT_RGB16_TO_PALETTED},
+                                               {VIQ_Y8, VIQ_CONV_LUT_Y8_TO_PALETTED},
+                                               {VIQ_Y16, VIQ_CONV_LUT_Y16_TO_PALETTED},
+                                               {VIQ_YUV422, VIQ_CONV_LUT_YUV422_TO_PALETTED}};
 
 outcome run(const operation &op, const picture &p, byte_source arguments, manner how) {
     remove_file(written_file); // the library may have left one beside it, with the same bytes
@@ -272,8 +276,9 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
     if (name == "VIQ_LUT_apply" || name.substr(0, 6) == "VIQ_CK")
         make_objects(p);
     if (p.tables && (name == "VIQ_image_convert" || name.ends_with("_LUT")))
-        for (const u16 type : tables_of_pictures)
-            VIQ_image_conv_LUT_generate(image, type);
+        for (const format_table &table : tables_of_pictures)
+            if (table.format == p.format)
+                VIQ_image_conv_LUT_generate(image, table.type);
 
     outcome result;
     std::size_t strip = 0;
@@ -307,8 +312,8 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
         demand(VIQ_context_destroy(who.contexts[0]) == 0);
     } else {
         demand(VIQ_image_destroy(VIQ_ALL_IMAGES) == 0);
-        for (const u16 type : tables_of_pictures)
-            VIQ_image_conv_LUT_destroy(type);
+        for (const format_table &table : tables_of_pictures)
+            VIQ_image_conv_LUT_destroy(table.type);
     }
     remove_file(written_file);
     return result;

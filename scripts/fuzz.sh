@@ -4,8 +4,9 @@
 # coverage, the inputs that failed and the executions of all runs.
 #
 # There are two builds. The fast one traps on undefined behaviour and checks the ends of heap blocks;
-# it makes nine of ten executions. The other one has the address sanitizer; it first runs the inputs
-# that the fast one has found.
+# it makes nine of ten executions, or more where those of the other one would take more than a fifth
+# of its time. The other one has the address sanitizer; it first runs the inputs that the fast one has
+# found.
 #
 # What all runs have in common is kept in build/fuzz: executions (a line for each start of a program:
 # target, executions, build), found inputs in corpus/TARGET, failing ones in findings/TARGET.
@@ -91,7 +92,7 @@ share=$((amount * 60))
 # Runs in turns, so that little is missing from the record when a run is stopped. A finding ends a
 # program; the next one starts with the inputs that were found.
 run_target() { # TARGET
-    local name=$1 until=$((SECONDS + share)) turn left made
+    local name=$1 until=$((SECONDS + share)) turn left made begin
     while true; do
         if [ $mode = until ]; then
             left=$((amount - $(executions_of "$name")))
@@ -102,11 +103,11 @@ run_target() { # TARGET
             [ "$turn" -lt 300 ] || turn=300
         fi
         [ "$left" -gt 0 ] && [ "$turn" -gt 0 ] || break
-        made=$(executions_of "$name")
+        made=$(executions_of "$name") begin=$SECONDS
         start "$name" fuzz-fast -max_total_time="$turn" -runs=$(((left * 9 + 9) / 10))
         made=$(($(executions_of "$name") - made))
         [ "$made" -gt 0 ] || break # an input in the corpus fails
-        start "$name" fuzz -max_total_time="$turn" -runs=$((made / 9 + 1))
+        start "$name" fuzz -max_total_time=$(((SECONDS - begin) / 5 + 1)) -runs=$((made / 9 + 1))
     done
 }
 
