@@ -230,12 +230,11 @@ void add_rest(outcome &result, caller &who, role kind) {
     }
 }
 
-void make_objects(const picture &p) {
+void make_lookup_tables(const picture &p) {
     const u16 sizes[] = {1, static_cast<u16>(p.format == VIQ_Y16 ? 2 : 1)};
     for (const u16 size : sizes) { // large tables take long
         const u32 table = VIQ_LUT_create(size == 1 ? 256 : 65536, size);
         VIQ_LUT_generate(table, static_cast<i16>(p.seed % 150), 110, 120, 90, 100, 110);
-        VIQ_CK_create();
     }
 }
 
@@ -258,6 +257,11 @@ constexpr format_table tables_of_pictures[] = {{VIQ_RGB16, VIQ_CONV_LUT_RGB16_TO
                                                {VIQ_Y16, VIQ_CONV_LUT_Y16_TO_PALETTED},
                                                {VIQ_YUV422, VIQ_CONV_LUT_YUV422_TO_PALETTED}};
 
+bool takes_tables(const operation &op) {
+    const std::string_view name = op.name;
+    return name == "VIQ_image_convert" || name.ends_with("_LUT");
+}
+
 outcome run(const operation &op, const picture &p, byte_source arguments, manner how) {
     remove_file(written_file); // the library may have left one beside it, with the same bytes
     caller who;
@@ -273,9 +277,12 @@ outcome run(const operation &op, const picture &p, byte_source arguments, manner
     VIQ_image_set_flags(who.out_image, VIQ_FLAG_USE_LUT, p.tables);
     who.command = VIQ_STRIP_NEXT;
     const std::string_view name = op.name;
-    if (name == "VIQ_LUT_apply" || name.substr(0, 6) == "VIQ_CK")
-        make_objects(p);
-    if (p.tables && (name == "VIQ_image_convert" || name.ends_with("_LUT")))
+    if (name == "VIQ_LUT_apply")
+        make_lookup_tables(p);
+    if (name.starts_with("VIQ_CK"))
+        for (u32 count = 0; count < 2; ++count)
+            VIQ_CK_create();
+    if (p.tables && takes_tables(op))
         for (const format_table &table : tables_of_pictures)
             if (table.format == p.format)
                 VIQ_image_conv_LUT_generate(image, table.type);
@@ -390,7 +397,9 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
         p.width += p.width % 2;
         p.alignment = 2;
     }
-    const bool in_threads = input.byte() >= 240 || is_one_of(data, size, 64);
+    // Every new context makes its own tables.
+    const bool often = input.byte() >= 240 && !takes_tables(op);
+    const bool in_threads = often || is_one_of(data, size, 64);
     in_variants(data, size, instruction_sets, [&](u32 variant) {
         force_set(instruction_set::plain);
         const outcome whole = run(op, p, input, {false, false, 0});
