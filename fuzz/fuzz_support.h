@@ -75,8 +75,8 @@ template <class Visit> void in_variants(const u8 *data, std::size_t size, u32 co
     for (u32 variant = 0; variant < count; ++variant)
         visit(variant);
 #else
-    constexpr u64 few_pixels = 1 << 13;
-    VIQ_set_limit(VIQ_LIMIT_PIXELS, is_one_of(data, size, 64) ? 0 : few_pixels);
+    constexpr u64 few_pixels = 1 << 13, many_pixels = 1 << 22;
+    VIQ_set_limit(VIQ_LIMIT_PIXELS, is_one_of(data, size, 64) ? many_pixels : few_pixels);
     visit(checksum(data, size) / 64 % count);
 #endif
 }
