@@ -90,24 +90,28 @@ share=$((amount * 60))
 [ ${#targets[@]} -gt "$jobs" ] && share=$((share * jobs / ${#targets[@]}))
 
 # Runs in turns, so that little is missing from the record when a run is stopped. A finding ends a
-# program; the next one starts with the inputs that were found.
+# program; the next one starts with the inputs that were found. What is left at the end is for the fast
+# build, because the other one takes long to start with many found inputs.
 run_target() { # TARGET
-    local name=$1 until=$((SECONDS + share)) turn left made begin
+    local name=$1 until=$((SECONDS + share)) turn left part made begin
     while true; do
         if [ $mode = until ]; then
             left=$((amount - $(executions_of "$name")))
-            turn=1200
+            turn=3600
         else
             left=1000000000
             turn=$(((until - SECONDS + 1) / 2))
             [ "$turn" -lt 300 ] || turn=300
         fi
         [ "$left" -gt 0 ] && [ "$turn" -gt 0 ] || break
+        part=$left
+        [ "$left" -le 1000000 ] || part=$((left * 9 / 10))
         made=$(executions_of "$name") begin=$SECONDS
-        start "$name" fuzz-fast -max_total_time="$turn" -runs=$(((left * 9 + 9) / 10))
+        start "$name" fuzz-fast -max_total_time="$turn" -runs="$part"
         made=$(($(executions_of "$name") - made))
         [ "$made" -gt 0 ] || break # an input in the corpus fails
-        start "$name" fuzz -max_total_time=$(((SECONDS - begin) / 5 + 1)) -runs=$((made / 9 + 1))
+        [ "$part" -eq "$left" ] ||
+            start "$name" fuzz -max_total_time=$(((SECONDS - begin) / 5 + 1)) -runs=$((made / 9 + 1))
     done
 }
 
