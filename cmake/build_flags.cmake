@@ -102,10 +102,12 @@ function(viq_select_kernels list_name)
     set(${list_name} ${sources} PARENT_SCOPE)
     foreach(source IN LISTS sources)
         if(source MATCHES "_avx2\\.cpp$")
-            set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2")
+            set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mbmi;-mbmi2"
+                                        SKIP_PRECOMPILE_HEADERS ON)
         elseif(source MATCHES "_avx512\\.cpp$")
             set_source_files_properties(${source} PROPERTIES
-                                        COMPILE_OPTIONS "${avx512_options}")
+                                        COMPILE_OPTIONS "${avx512_options}"
+                                        SKIP_PRECOMPILE_HEADERS ON)
         endif()
     endforeach()
 endfunction()

@@ -46,6 +46,30 @@ struct lanes_512 {
     VIQ_FORMULA bytes in_order(bytes packed) { return in_pack_order(packed); }
 };
 
+// ---- Reversing
+
+// As many pixels as a register holds. Where they do not fill it, the store also writes the byte
+// before them, which the next store or the kernel of the rest overwrites; the condition leaves a
+// pixel over so that this byte exists and the load stays within the source.
+template <u32 size, auto reverse_rest>
+void reverse_wide_blocks(const u8 *source, u8 *target, u32 pixels) {
+    constexpr u32 at_once = lanes_512::size / size;
+    constexpr u32 block = at_once * size;
+    constexpr u32 before = lanes_512::size - block;
+    static constexpr order64 order = order_of([](u32 byte) {
+        return byte < before
+                   ? 0
+                   : block - size - (byte - before) / size * size + (byte - before) % size;
+    });
+    const bytes64 reversed = load_order(order);
+    u8 *to = target + std::size_t{pixels} * size;
+    for (; pixels >= at_once + (before != 0); pixels -= at_once, source += block) {
+        to -= block;
+        lanes_512::store(to - before, _mm512_permutexvar_epi8(reversed, lanes_512::load(source)));
+    }
+    reverse_rest(source, target, pixels);
+}
+
 // ---- Scaling
 
 constexpr __mmask64 upper_bytes = 0xAAAAAAAAAAAAAAAAu;
@@ -125,6 +149,10 @@ void filter_wide_blocks(filter_lines lines, u8 *target, u32 bytes, u32 pixel_str
 
 constexpr process_kernels wide_kernels() {
     process_kernels kernels = block_kernels();
+    kernels.reverse[1] = reverse_wide_blocks<1, reverse_blocks<1>>;
+    kernels.reverse[2] = reverse_wide_blocks<2, reverse_blocks<2>>;
+    kernels.reverse[3] = reverse_wide_blocks<3, reverse_24_bit>;
+    kernels.reverse[4] = reverse_wide_blocks<4, reverse_blocks<4>>;
     kernels.resample = resample_with<halve_wide_blocks, halve_24_bit, double_bytes<lanes_512>,
                                      resample_wide_pairs<false>, resample_wide_pairs<true>>;
     kernels.has_wide_groups = true;

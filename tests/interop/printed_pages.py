@@ -158,8 +158,12 @@ count = run('gs', '-q', '-dNODISPLAY', '-dNOSAFER', '-c',
 if count.split(b'\n')[0] != b'2':
     fail('pages', count)
 
-# title as the tool receives it, and as the document has it: bytes that are no characters count as one each
-for title, stored in [('Ä (1) ☃ 😀'.encode(), 'Ä (1) ☃ 😀'), (b'a\x80\xf8b\xe2x\xc3', 'a\x80\xf8b\xe2x\xc3')]:
+# title as the tool receives it, and as the document has it: bytes that are no characters count as one
+# each. A printer is one of Windows, which passes characters and not bytes to programs.
+titles = [('Ä (1) ☃ 😀'.encode(), 'Ä (1) ☃ 😀')]
+if not on_printer:
+    titles.append((b'a\x80\xf8b\xe2x\xc3', 'a\x80\xf8b\xe2x\xc3'))
+for title, stored in titles:
     subprocess.run([tool, 'print', 'picture.ppm', '--to', 'title.pdf', '--title', title], check=True)
     with open('title.pdf', 'rb') as file:
         if b'<FEFF%s>' % stored.encode('utf-16-be').hex().upper().encode() not in file.read():
