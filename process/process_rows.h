@@ -15,6 +15,7 @@ struct resample_group {
     static constexpr u32 most_samples = 8;
     static constexpr u32 source_span = 16;
     static constexpr u32 sample_byte = 0; // of a 16-bit unit
+    static constexpr bool holds_next = false;
 
     u8 shuffle[16]; // shuffle control: one 16-bit unit per sample, 0x80 gives 0
     u16 fraction[8];
@@ -22,11 +23,13 @@ struct resample_group {
     u32 source_base; // offset of the 16 source bytes
 };
 
-// The same for registers of 64 bytes. The sample is the upper byte of its unit.
+// The same for registers of 64 bytes, which hold the samples of the next pixels as well. The sample
+// is the upper byte of its unit.
 struct alignas(64) wide_resample_group {
     static constexpr u32 most_samples = 32;
     static constexpr u32 source_span = 64;
     static constexpr u32 sample_byte = 1;
+    static constexpr bool holds_next = true;
 
     u8 shuffle[64];
     u16 fraction[32];

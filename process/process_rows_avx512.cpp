@@ -76,22 +76,23 @@ constexpr __mmask64 upper_bytes = 0xAAAAAAAAAAAAAAAAu;
 
 // Samples in the upper bytes of 16-bit units, so that the upper half of a product with a fraction
 // is the sample times the fraction >> 8.
-VIQ_FORMULA bytes64 samples_at(const u8 *source, bytes64 shuffle) {
-    return _mm512_maskz_permutexvar_epi8(upper_bytes, shuffle, _mm512_loadu_si512(source));
+VIQ_FORMULA bytes64 samples_at(bytes64 source, bytes64 shuffle) {
+    return _mm512_maskz_permutexvar_epi8(upper_bytes, shuffle, source);
 }
 
 template <bool blended>
 VIQ_FORMULA bytes64 resample_group_words(const u8 *source, const wide_resample_group &group,
-                                         u32 pixel_stride) {
+                                         bytes64 pixel_stride) {
     const bytes64 shuffle = _mm512_load_si512(group.shuffle);
-    const u8 *from = source + group.source_base;
-    const bytes64 samples = samples_at(from, shuffle);
+    const bytes64 block = lanes_512::load(source + group.source_base);
+    const bytes64 samples = samples_at(block, shuffle);
     if constexpr (!blended)
         return _mm512_srli_epi16(samples, 8);
+    const bytes64 next = samples_at(block, _mm512_add_epi8(shuffle, pixel_stride));
     const bytes64 of_next = _mm512_load_si512(group.fraction);
     const bytes64 of_this = _mm512_sub_epi16(_mm512_set1_epi16(256), of_next);
     return _mm512_add_epi16(_mm512_mulhi_epu16(samples, of_this),
-                            _mm512_mulhi_epu16(samples_at(from + pixel_stride, shuffle), of_next));
+                            _mm512_mulhi_epu16(next, of_next));
 }
 
 // Lines of less than 64 bytes have narrow groups.
@@ -101,12 +102,13 @@ void resample_wide_pairs(const u8 *source, u8 *target, const resample_plan &plan
     if (plan.wide_groups.empty())
         return resample_pairs<blended>(source, target, plan, next_source);
     const wide_resample_group *group = plan.wide_groups.data();
+    const bytes64 pixel_stride = lanes_512::splat_bytes(plan.pixel_stride);
     for (std::size_t pairs = plan.wide_groups.size() / 2; pairs != 0; --pairs, group += 2) {
         __builtin_prefetch(next_source + group[0].source_base);
         __builtin_prefetch(next_source + group[1].source_base);
-        const bytes64 packed = lanes_512::in_order(_mm512_packus_epi16(
-            resample_group_words<blended>(source, group[0], plan.pixel_stride),
-            resample_group_words<blended>(source, group[1], plan.pixel_stride)));
+        const bytes64 packed = lanes_512::in_order(
+            _mm512_packus_epi16(resample_group_words<blended>(source, group[0], pixel_stride),
+                                resample_group_words<blended>(source, group[1], pixel_stride)));
         store_256(target + group[0].first, _mm512_castsi512_si256(packed));
         store_256(target + group[1].first, _mm512_extracti64x4_epi64(packed, 1));
     }

@@ -156,6 +156,8 @@ bool start_scaling(const tVIQ_Image &in, const tVIQ_Image &out, scaling &state) 
 template <class Group> void group_samples(resample_plan &plan, vector<Group> &groups) {
     constexpr u32 span = Group::source_span;
     const u32 blended_bytes = plan.source_bytes - plan.pixel_stride;
+    const u32 last_base = (Group::holds_next ? plan.source_bytes : blended_bytes) - span;
+    const u32 reach = Group::holds_next ? span - plan.pixel_stride : span;
     u32 &grouped = plan.grouped_samples;
     grouped = 0;
     while (grouped < plan.samples && blended_bytes >= span) {
@@ -166,7 +168,7 @@ template <class Group> void group_samples(resample_plan &plan, vector<Group> &gr
         for (; count < Group::most_samples && grouped + count < plan.samples; ++count) {
             const u32 offset = plan.source_offset[grouped + count];
             if (offset >= blended_bytes ||
-                std::max(highest, offset) - std::min(lowest, offset) >= span)
+                std::max(highest, offset) - std::min(lowest, offset) >= reach)
                 break;
             lowest = std::min(lowest, offset);
             highest = std::max(highest, offset);
@@ -174,7 +176,7 @@ template <class Group> void group_samples(resample_plan &plan, vector<Group> &gr
         if (count == 0)
             break;
         group.first = grouped;
-        group.source_base = std::min(lowest, blended_bytes - span);
+        group.source_base = std::min(lowest, last_base);
         std::fill(std::begin(group.shuffle), std::end(group.shuffle), u8{0x80});
         for (u32 n = 0; n < count; ++n) {
             group.shuffle[2 * n + Group::sample_byte] =
