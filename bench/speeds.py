@@ -502,14 +502,14 @@ def table(results, before):
 def page(results, options, overhead):
     before = f''' "Before" is the library of {options.before_name}, in the same run; "to before" is the time divided by
 that of before.''' if options.before else ''
-    return f'''# Speed
+    return f'''# {options.title}
 
 Times of one call on pictures of {WIDTH} x {HEIGHT} pixels, on one core, with allocation and checks: the shortest of many
 runs in milliseconds.{before} The other libraries run in turn with VIQ on the same pixels and with one thread. "Times as
 fast" is their time divided by that of VIQ; "to memcpy" is the time of VIQ divided by that of a copy which reads and writes
 as many bytes.
 
-![How many times as fast as other libraries](speeds.svg)
+![How many times as fast as other libraries]({options.page}.svg)
 
 - Processor: {processor()}
 - Compiler: {options.compiler}
@@ -532,6 +532,8 @@ def main():
     parser.add_argument('--seconds', type=float, default=2, help='for each row')
     parser.add_argument('--rows', default='', help='a regular expression of rows; no page is written')
     parser.add_argument('--compiler', default='')
+    parser.add_argument('--page', default='speeds', help='name of the page, for one of another processor')
+    parser.add_argument('--title', default='Speed', help='of the page')
     options = parser.parse_args()
     if hasattr(os, 'sched_setaffinity'):
         os.sched_setaffinity(0, {options.core})
@@ -550,8 +552,8 @@ def main():
     if options.rows:
         return
     folder = SOURCE / 'docs/manual'
-    (folder / 'speeds.svg').write_text(plot(results))
-    (folder / 'speeds.md').write_text(page(results, options, call_overhead(now)))
+    (folder / f'{options.page}.svg').write_text(plot(results))
+    (folder / f'{options.page}.md').write_text(page(results, options, call_overhead(now)))
 
 
 main()
