@@ -131,22 +131,24 @@ TEST_P(WaveletEntropyKernels, RoundTripValues) {
 // Corrupt streams that are decoded to an end give the same values with every set.
 TEST_P(WaveletEntropyKernels, DecodeCorruptStreamsToEqualValues) {
     constexpr u32 width = 67, height = 21;
+    constexpr u8 masks[] = {0x01, 0x80, 0xFF};
+    if (GetParam() == instruction_set::plain)
+        return; // what the others are compared with
     for (const entropy_coder coder : {coder_rans, coder_huffman})
         for (const value_kind &kind : kinds) {
             const coded valid = encode(block_of(kind, width, height), coder);
-            for (std::size_t at = 0; at < valid.stream.size(); ++at)
-                for (const u8 mask : bytes{0x01, 0x80, 0xFF}) {
-                    coded corrupt = valid;
-                    corrupt.stream[at] ^= mask;
-                    value_block plain(width, height), back(width, height);
-                    force_set(instruction_set::plain);
-                    const u32 status = decode(corrupt, coder, plain);
-                    force_set(GetParam());
-                    ASSERT_EQ(decode(corrupt, coder, back), status) << kind.name << ' ' << at;
-                    if (!failed(status)) {
-                        ASSERT_EQ(back.content, plain.content) << kind.name << ' ' << at;
-                    }
+            for (std::size_t at = 0; at < valid.stream.size(); ++at) {
+                coded corrupt = valid;
+                corrupt.stream[at] ^= masks[at % std::size(masks)];
+                value_block plain(width, height), back(width, height);
+                force_set(instruction_set::plain);
+                const u32 status = decode(corrupt, coder, plain);
+                force_set(GetParam());
+                ASSERT_EQ(decode(corrupt, coder, back), status) << kind.name << ' ' << at;
+                if (!failed(status)) {
+                    ASSERT_EQ(back.content, plain.content) << kind.name << ' ' << at;
                 }
+            }
         }
 }
 
