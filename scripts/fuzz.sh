@@ -4,7 +4,7 @@
 # coverage, the inputs that failed and the executions of all runs.
 #
 # There are two builds. The fast one traps on undefined behaviour and checks the ends of heap blocks;
-# it makes nine of ten executions, or more where those of the other one would take more than a fifth
+# it makes nine of ten executions, or more where those of the other one would take more than a tenth
 # of its time. The other one has the address sanitizer; it first runs the inputs that the fast one has
 # found.
 #
@@ -111,7 +111,7 @@ run_target() { # TARGET
         made=$(($(executions_of "$name") - made))
         [ "$made" -gt 0 ] || break # an input in the corpus fails
         [ "$part" -eq "$left" ] ||
-            start "$name" fuzz -max_total_time=$(((SECONDS - begin) / 5 + 1)) -runs=$((made / 9 + 1))
+            start "$name" fuzz -max_total_time=$(((SECONDS - begin) / 10 + 1)) -runs=$((made / 9 + 1))
     done
 }
 
