@@ -73,8 +73,6 @@ function(viq_set_tool_environment target)
     target_link_libraries(${target} PRIVATE viq_static viq_warnings Threads::Threads)
 endfunction()
 viq_set_tool_environment(viq_tool_objects)
-target_precompile_headers(viq_tool_objects PRIVATE <algorithm> <cmath> <cstdio> <cstring> <filesystem>
-                          <functional> <map> <memory> <optional> <string> <vector>)
 
 # In a directory of its own, because "viq" is also the name of the build target of the library.
 function(viq_add_tool target folder with_libraries)

@@ -1,6 +1,5 @@
 #include "jpeg/code_tables.h"
 
-#include <bit>
 #include <cstring>
 
 #include "core/context.h"
@@ -157,25 +156,21 @@ bool is_ac_symbol(u32 symbol) {
     return (size >= 1 && size <= largest_size) || symbol == end_of_block || symbol == zero_run;
 }
 
-u32 category_of(i32 value) {
-    return static_cast<u32>(std::bit_width(static_cast<u32>(value < 0 ? -value : value)));
-}
-
 void build_codes(const huffman_set &tables) {
+    code_tables &codes = tables_of_context->codes;
     for (u32 slot = 0; slot < huffman_slots; ++slot)
-        tables_of_context->codes.slots[slot] =
-            make_code_table(tables.bits[slot], tables.vals[slot]);
-    for (u32 i = 0; i < 2; ++i) {
-        const code_table &table = tables_of_context->codes.slots[dc_luminance + i];
-        for (i32 d = -largest_difference; d <= largest_difference; ++d) {
-            const u32 category = category_of(d);
-            const u32 extra = static_cast<u32>(d < 0 ? d - 1 : d) & ((1u << category) - 1);
+        codes.slots[slot] = make_code_table(tables.bits[slot], tables.vals[slot]);
+    for (u32 i = 0; i < 2; ++i)
+        for (u32 category = 0; category <= largest_category; ++category) {
+            const code_table &table = codes.slots[dc_luminance + i];
             const u32 length = table.length[category] + category;
-            const u32 bits = u32{table.code[category]} << category | extra;
-            tables_of_context->codes.dc_values[i][static_cast<u32>(d + largest_difference)] = {
-                length != 0 ? bits << (32 - length) : 0, length};
+            for (u32 extra = 0; extra < 1u << category; ++extra) {
+                const u32 bits = u32{table.code[category]} << category | extra;
+                const i32 difference = category != 0 ? extended(extra, category) : 0;
+                codes.dc_values[i][static_cast<u32>(difference + largest_difference)] = {
+                    length != 0 ? bits << (32 - length) : 0, length};
+            }
         }
-    }
 }
 
 // Sets every entry whose index starts with the code.
