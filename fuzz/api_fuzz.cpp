@@ -25,7 +25,14 @@ u32 calling_handler(u32, const char *function, u32 code, const char *message);
 
 // ---- Calls
 
-// For one call the input is a caller's buffer of exactly one strip, locked or not.
+// These process all lines of a picture, whatever its lines per strip are.
+bool processes_whole_picture(std::string_view function) {
+    return function.starts_with("VIQ_BAY_") || function == "VIQ_SPL_field_to_frame" ||
+           function == "VIQ_SPL_interlace_frame" || function == "VIQ_IP_rotate_image";
+}
+
+// For one call the input is a caller's buffer of exactly the lines that the call reads, locked or
+// not. An unlocked buffer that has been moved would be lost where the other image gets a new strip.
 struct borrowed_strip {
     caller &who;
     u32 handle = 0; // 0: nothing is borrowed
@@ -40,14 +47,17 @@ struct borrowed_strip {
             return;
         const std::size_t line =
             std::max<std::size_t>(image->bytes_per_line, (std::size_t{image->width} + 7) / 8);
-        if (line == 0 || image->lines_per_strip > (1u << 20) / line)
+        const std::size_t lines = processes_whole_picture(call.function)
+                                      ? std::max(image->lines_per_strip, image->height)
+                                      : image->lines_per_strip;
+        if (line == 0 || lines > (1u << 20) / line)
             return;
-        const std::size_t size = line * image->lines_per_strip;
+        const std::size_t size = line * lines;
         VIQ_image_free_data(call.first_handle);
         data = static_cast<u8 *>(std::malloc(std::max<std::size_t>(size, 1)));
         fill_pixels(data, size, who.input.byte(), 0);
         handle = call.first_handle;
-        locked = who.input.chance(192);
+        locked = who.input.chance(192) || call.in("VIQ_image_move");
         demand(VIQ_image_set_ptr(handle, VIQ_PTR_DATA, data) == 0);
         if (locked)
             VIQ_image_set_flags(handle, VIQ_FLAG_LOCKED, 1);

@@ -66,15 +66,17 @@ executions_of() { # TARGET
 # Starts a program of a target once and adds its executions to the record. The time limits of an input
 # are long, because they count time in which other programs have the processor.
 start() { # TARGET BUILD OPTION...
-    local name=$1 build=$2 log=$work/logs/$1.log options=() status
+    local name=$1 build=$2 log=$work/logs/$1.log options=() limit=() status
     shift 2
     [ -f "fuzz/dictionaries/${name%%_*}.dict" ] &&
         options+=("-dict=fuzz/dictionaries/${name%%_*}.dict")
     if [ "$build" = fuzz-fast ]; then
         options+=(-entropic=0 -max_len=4200)
+        # A wrong size must not exhaust the machine. The sanitizer needs more, and refuses itself.
+        limit=(prlimit --as=1073741824)
         [ -n "$checked_heap" ] && local -x LD_PRELOAD=$checked_heap MALLOC_CHECK_=3
     fi
-    TMPDIR=$files nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=600 -report_slow_units=600 \
+    TMPDIR=$files "${limit[@]}" nice -n 10 "build/$build/fuzz/fuzz_$name" -timeout=600 -report_slow_units=600 \
         -rss_limit_mb=3000 -print_final_stats=1 -reduce_inputs=0 "${options[@]}" "$@" \
         -artifact_prefix="$work/findings/$name/" "$work/corpus/$name" "fuzz/corpus/$name" \
         >"$log.last" 2>&1
