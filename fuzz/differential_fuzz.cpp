@@ -196,8 +196,7 @@ void add_strip(outcome &result, u32 handle, role kind) {
     const tVIQ_Image &image = *find_image(handle);
     if (kind != role::image || image.data == nullptr)
         return;
-    const u32 used =
-        image.pixel_format == VIQ_RGGB32 ? image.width : image.bytes_per_line - image.skip_bytes;
+    const u32 used = line_size(image);
     for (u32 line = 0; line < image.lines_per_strip; ++line)
         result.add(image.data + std::size_t{line} * image.bytes_per_line, used);
 }
