@@ -278,6 +278,9 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, std::size_t size) {
     who.input = {data, size};
     current = &who;
     begin(who);
+    constexpr u64 small_allocation = 1 << 22;
+    if (!is_one_of(data, size, 64)) // large pictures take long
+        VIQ_set_limit(VIQ_LIMIT_ALLOCATION, small_allocation);
     for (u32 step = 0; who.input.left > 0 && step < 300; ++step) {
         const u32 kind = who.input.byte() % 16;
         if (kind < 3)
