@@ -143,10 +143,10 @@ struct silence {
     }
 };
 
-// Tables of 65536 entries, for each of which a colour is searched.
+// Tables of 65536 entries and more, which conversions by tables make where they are missing.
 bool makes_large_table(std::string_view function) {
     return function == "VIQ_image_conv_LUT_generate" || function == "VIQ_LUT_generate" ||
-           (function.starts_with("VIQ_generate_") && function.ends_with("_LUT"));
+           function.ends_with("_LUT");
 }
 
 template <class Result, class... Parameters, class... Names>
