@@ -91,10 +91,11 @@ void read_strip(u32 handle) {
     asm volatile("" : : "r"(sum)); // the reads are not optimised away
 }
 
-// The output has its buffer of before, for which the new parameters need not hold.
+// The output has its buffer of before, for which the new parameters need not hold, or that of the
+// input, for which a caller may have set any stride.
 bool copies_parameters_alone(const call_record &call) {
     return std::string_view(call.function).starts_with("VIQ_image_copy_parameters") ||
-           call.in("VIQ_cmap_copy");
+           call.in("VIQ_cmap_copy") || call.in("VIQ_image_move");
 }
 
 template <class Result> void take_result(caller &who, const call_record &call, Result result) {
