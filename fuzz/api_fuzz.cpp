@@ -118,7 +118,8 @@ template <class Result> void take_result(caller &who, const call_record &call, R
             slot = result;
         } else if (call.in("VIQ_context_create"))
             who.contexts.push_back(result);
-        else if (!call.finish && call.output != 0 && !copies_parameters_alone(call))
+        else if (!call.finish && call.output != 0 && call.output != call.first_handle &&
+                 !copies_parameters_alone(call))
             read_strip(call.output);
     }
 }
