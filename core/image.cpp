@@ -223,10 +223,12 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
     // The caller may free its object once no handle refers to it. An object of the library may be
     // set again and is kept.
     if (old != nullptr && !companion(*old).made_here && !still_set) {
-        end_sequences_of(*old, companion(*old));
-        if (owns_data(*old))
+        image_companion &own = companion(*old);
+        end_sequences_of(*old, own);
+        if (owns_data(*old, own) || holds_wavelet_record(*old, own))
             free_strip(*old);
-        free_buffer(companion(*old));
+        free_buffer(own);
+        destroy_wavelet(own);
         remove_value(image_companions, old);
     }
     return true;
