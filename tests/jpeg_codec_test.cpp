@@ -63,6 +63,16 @@ TEST_P(JpegCodec, EqualColoursInAnyFormatGiveEqualData) {
     const jpeg_picture jpeg;
     EXPECT_OK(VIQ_JPEG_compress(yuv, jpeg));
     EXPECT_EQ(jpeg.data(), wanted.data());
+    // A buffer of the caller that holds a strip is not read as a picture.
+    bytes strip(rgb->bytes_per_line * 2);
+    const picture borrowed(VIQ_RGB24, 37, 21);
+    VIQ_image_set_ptr(borrowed, VIQ_PTR_DATA, strip.data());
+    VIQ_image_set_flags(borrowed, VIQ_FLAG_LOCKED, 1);
+    VIQ_image_set_parameter(borrowed, VIQ_LINES_PER_STRIP, 2);
+    EXPECT_ERROR(VIQ_pad_to_MCU_1_strip(borrowed, padded), VIQ_ERR_UNSUPPORTED | 2,
+                 "This function only supports a complete image");
+    VIQ_image_set_ptr(borrowed, VIQ_PTR_DATA, nullptr);
+    VIQ_image_set_flags(borrowed, VIQ_FLAG_LOCKED, 0);
 }
 
 TEST_P(JpegCodec, DecompressionByStripsMatchesTheWholePicture) {

@@ -469,6 +469,20 @@ TEST(WaveletCodec, RecordsFollowTheirImages) {
         EXPECT_OK(VIQ_WVLT_decompress(other, out, 3));
         EXPECT_ERROR(VIQ_WVLT_decompress(wavelet, out, 3), 0x10040000, "Not a WVLT image");
     }
+    // Moved to an object of the caller, which another object replaces.
+    {
+        const u32 other = VIQ_image_create();
+        void *const replaced = VIQ_image_get_ptr(other, VIQ_PTR_IMAGE);
+        const memory_in_use before = current_memory();
+        tVIQ_Image own = {};
+        EXPECT_OK(VIQ_image_set_ptr(other, VIQ_PTR_IMAGE, &own));
+        const u32 wavelet = VIQ_WVLT_image_create(1);
+        EXPECT_OK(VIQ_image_move(wavelet, other));
+        EXPECT_OK(VIQ_image_destroy(wavelet));
+        EXPECT_OK(VIQ_image_set_ptr(other, VIQ_PTR_IMAGE, replaced));
+        EXPECT_EQ(current_memory(), before);
+        EXPECT_OK(VIQ_image_destroy(other));
+    }
     // Freed, overwritten, copied as pixels.
     {
         const wavelet_image wavelet(type_huffman), second(type_rans);

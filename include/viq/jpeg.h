@@ -317,6 +317,8 @@ VIQ_API uint32_t VIQ_CALL VIQ_JPEG_compress_image_to_image(uint32_t hInImage, ui
  * @param hPaddedImage  receives the padded picture
  * @par Errors
  * - VIQ_ERR_UNSUPPORTED "Unsupported image type"
+ * - VIQ_ERR_UNSUPPORTED|lines "This function only supports a complete image": the lines per strip
+ *   are fewer than the height
  * - VIQ_ERR_CORRUPT "Image has no size"
  * - VIQ_ERR_CORRUPT|detail "hPaddedImage is corrupt": the code of VIQ_image_check
  */
