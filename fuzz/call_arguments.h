@@ -208,7 +208,7 @@ inline u32 any_u32(caller &who, call_record &call) {
         return any_handle(who, call);
     if (call.is("dwMode") && who.command != 0)
         return who.command;
-    if (call.is("dwLength") || (call.is("dwSize") && call.buffer_size > 0))
+    if (call.is("dwLength") || (call.is("dwSize") && !call.buffers.empty()))
         return static_cast<u32>(call.buffer_size);
     if (call.is("dwPixelFormat"))
         return who.input.chance(250)

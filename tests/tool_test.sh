@@ -410,7 +410,8 @@ if [ -e /dev/full ]; then
 fi
 # A file that cannot grow is not left in part, and the old one stays.
 for command in "convert coffee.bmp out.tif" "convert coffee.bmp out.raw" "convert coffee.bmp out.pnm" \
-    "convert coffee.bmp out.dwt" "convert coffee.bmp out.jpg" "lut generate 203 --save out.table"; do
+    "convert coffee.bmp out.dwt" "convert coffee.bmp out.jpg" "lut generate 203 --save out.table" \
+    "print coffee.bmp --to out.pdf"; do
     for old in no yes; do
         out=${command##* }
         rm -f "$out"

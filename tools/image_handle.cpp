@@ -71,6 +71,11 @@ bool is_memory_error(uint32_t code) {
     return VIQ_IS_ERROR(code) && (code & error_class_mask) == VIQ_ERR_MEMORY;
 }
 
+bool is_file_error(uint32_t code) {
+    const uint32_t kind = code & error_class_mask;
+    return kind == VIQ_ERR_OPEN || kind == VIQ_ERR_CLOSE || kind == VIQ_ERR_SYSTEM;
+}
+
 void discard_error_message() {
     first_message.clear();
 }

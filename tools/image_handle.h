@@ -47,6 +47,9 @@ void check(uint32_t code, const std::string &file);
 // Whether the code reports that memory could not be allocated.
 bool is_memory_error(uint32_t code);
 
+// Whether the code reports that a file could not be opened, written or closed.
+bool is_file_error(uint32_t code);
+
 // Discards the stored message of a call whose failure is expected.
 void discard_error_message();
 

@@ -215,9 +215,9 @@ void print_page(const page_source &page, const print_options &options, const tVI
                                   : options.title;
     const auto print_strip = [&](uint32_t strip, bool) {
         is_printing = true;
-        check(
-            VIQ_display_print(strip, options.printer.c_str(), title.c_str(), &how, VIQ_STRIP_NEXT),
-            file.name);
+        const uint32_t code =
+            VIQ_display_print(strip, options.printer.c_str(), title.c_str(), &how, VIQ_STRIP_NEXT);
+        check(code, !options.to.empty() && is_file_error(code) ? options.to : file.name);
     };
     run(pipeline_of(flow), {print_strip});
 }
