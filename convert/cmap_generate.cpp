@@ -61,9 +61,7 @@ u32 VIQ_cmap_set_bits(u32 hImage, u8 bRed, u8 bGreen, u8 bBlue, u8 bGrey) {
             return report(function, VIQ_ERR_PARAMETER, "Bits of a colour must be 1 to 8");
     if (u32{bRed} + bGreen + bBlue > most_bin_bits)
         return report(function, VIQ_ERR_PARAMETER, "Too many bits for the colour bins");
-    if (image->cmap_info == nullptr)
-        image->cmap_info = VIQ_cmap_create_info();
-    if (image->cmap_info == nullptr)
+    if (!need_cmap_info(*image))
         return report(function, VIQ_ERR_MEMORY, "Cannot create cmap info structure");
     tVIQ_CmapInfo &info = *image->cmap_info;
     info.red_bits = bRed;
@@ -112,9 +110,7 @@ verdict check_source(const strip_call &call, const u16 &wanted_colours) {
 // The new colours are appended to those that the colourmap already has.
 u32 begin(const strip_call &call, const u16 &wanted_colours) {
     tVIQ_Image &image = *call.in;
-    if (image.cmap_info == nullptr)
-        image.cmap_info = VIQ_cmap_create_info();
-    if (image.cmap_info == nullptr)
+    if (!need_cmap_info(image))
         return report(name, VIQ_ERR_MEMORY, "Cannot create cmap info structure");
     tVIQ_CmapInfo &info = *image.cmap_info;
     const u32 present = colour_count(image);

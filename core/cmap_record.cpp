@@ -67,9 +67,7 @@ u32 copy_colourmap(const tVIQ_Image &in, tVIQ_Image &out) {
     if (in.colourmap != nullptr && out.colourmap != nullptr && in.colourmap != out.colourmap)
         colourmap_rows().copy_colours(in.colourmap, out.colourmap);
     if (in.cmap_info != nullptr) {
-        if (out.cmap_info == nullptr)
-            out.cmap_info = VIQ_cmap_create_info();
-        if (out.cmap_info == nullptr)
+        if (!need_cmap_info(out))
             return report("VIQ_cmap_copy", VIQ_ERR_MEMORY, "Cannot create cmap info structure");
         *out.cmap_info = *in.cmap_info;
     }
@@ -84,9 +82,21 @@ tVIQ_Colour &colour_entry(tVIQ_Image &image, u32 index) {
     return index < colourmap_size ? image.colourmap[index] : companion(image).spare_colour;
 }
 
+bool need_cmap_info(tVIQ_Image &image) {
+    if (image.cmap_info == nullptr) {
+        companion(image).cmap_info = image.cmap_info = VIQ_cmap_create_info();
+        update_seen(image);
+    }
+    return image.cmap_info != nullptr;
+}
+
 void destroy_cmap_info(tVIQ_Image &image) {
-    std::free(image.cmap_info);
-    image.cmap_info = nullptr;
+    image_companion &own = companion(image);
+    if (image.cmap_info != own.borrowed_info)
+        std::free(image.cmap_info);
+    image.cmap_info = own.cmap_info = nullptr;
+    own.borrowed_info = nullptr;
+    update_seen(image);
 }
 
 } // namespace viq

@@ -13,6 +13,9 @@ u32 colour_count(const tVIQ_Image &image);
 // The entry with an index of up to 256. Entry 256 is stored outside the map.
 tVIQ_Colour &colour_entry(tVIQ_Image &image, u32 index);
 
+// Makes the colourmap record if the image has none; false: memory runs out.
+bool need_cmap_info(tVIQ_Image &image);
+
 void destroy_cmap_info(tVIQ_Image &image);
 
 // Copies the colourmap and its record from one image to another.

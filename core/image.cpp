@@ -207,6 +207,8 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
         if (own == nullptr)
             return false;
         own->set_by_caller = own->exposed = true;
+        note_borrowed(*image);
+        set_colourmap(*image, image->colourmap); // that of another object may have been copied
     }
     tVIQ_Image *old = nullptr;
     bool still_set = false;
@@ -229,6 +231,8 @@ bool replace_image(u32 handle, tVIQ_Image *image) {
             free_strip(*old);
         free_buffer(own);
         destroy_wavelet(own);
+        if (old->cmap_info == own.cmap_info)
+            destroy_cmap_info(*old);
         remove_value(image_companions, old);
     }
     return true;
@@ -253,6 +257,20 @@ bool has_pixels(const tVIQ_Image &image, u64 lines) {
         return false;
     return image.pixel_format != VIQ_Y1 || !owns_data(image) ||
            lines * bit_line_bytes(image.width) <= companion(image).buffer_size;
+}
+
+void note_borrowed(tVIQ_Image &image) {
+    image_companion &own = companion(image);
+    note_borrowed(own.lock, image.data);
+    own.borrowed_info = nullptr;
+    if (image.cmap_info != nullptr && image.cmap_info != own.cmap_info)
+        visit_objects([&](const tVIQ_Image &, const image_companion &other) {
+            if (other.seen.cmap_info == image.cmap_info)
+                own.borrowed_info = image.cmap_info;
+            return own.borrowed_info == nullptr;
+        });
+    if (image.jpeg != nullptr)
+        hooks.jpeg_note_borrowed(image);
 }
 
 void note_lock(tVIQ_Image &image, image_companion &own) {
@@ -285,6 +303,7 @@ bool holds_locked_buffer(tVIQ_Image &image, image_companion &own) {
 }
 
 void free_buffer(image_companion &own) {
+    let_go_of_memory(own.buffer);
     release_aligned(own.buffer_allocation, static_cast<std::size_t>(own.buffer_size));
     own.buffer_allocation = nullptr;
     own.buffer = nullptr;
@@ -352,9 +371,8 @@ void store_seen(const tVIQ_Image &image, image_companion &own) {
     see(own.seen.data, image.data);
     see(own.seen.jpeg, image.jpeg);
     see(own.seen.colourmap, image.colourmap);
-    see(own.seen.buffer, own.buffer);
-    see(own.seen.wavelet, own.wavelet);
     see(own.seen.own_colourmap, own.colourmap);
+    see(own.seen.cmap_info, own.cmap_info);
 }
 
 // Null: memory runs out.
@@ -430,7 +448,8 @@ void free_known_strip(tVIQ_Image &image, image_companion &own) {
         free_buffer(own);
     } else if (holds_wavelet_record(image, own)) {
         destroy_wavelet(own);
-    } else if (image.data != nullptr && image.data != own.lock.locked && !held_elsewhere(image)) {
+    } else if (image.data != nullptr && image.data != own.lock.locked &&
+               image.data != own.lock.borrowed && !held_elsewhere(image)) {
         std::free(image.data);
     }
     image.data = nullptr;
@@ -539,20 +558,18 @@ void release_unused_colourmaps() {
 
 // True if another image uses the same buffer, which must then not be freed.
 bool held_elsewhere(const tVIQ_Image &image) {
-    bool held = false;
-    visit_objects([&](const tVIQ_Image &other, const image_companion &own) {
-        const auto refers = [&](const std::atomic<const void *> &seen) {
-            return seen == image.data;
-        };
-        held = &other != &image &&
-               (refers(own.seen.data) || refers(own.seen.buffer) || refers(own.seen.wavelet));
-        return !held;
-    });
+    bool held = is_held_memory(image.data);
+    if (!held)
+        visit_objects([&](const tVIQ_Image &other, const image_companion &own) {
+            held = &other != &image && own.seen.data == image.data;
+            return !held;
+        });
     return held;
 }
 
 // The record is freed with its image even if a caller has replaced the data pointer.
 void destroy_wavelet(image_companion &own) {
+    let_go_of_memory(own.wavelet);
     if (own.wavelet != nullptr)
         hooks.wavelet_destroy_record(own.wavelet);
     own.wavelet = nullptr;

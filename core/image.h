@@ -7,6 +7,7 @@
 #include "core/address_map.h"
 #include "core/context.h"
 #include "core/file_reading.h"
+#include "core/held_memory.h"
 #include "core/report.h"
 #include "core/types.h"
 
@@ -17,6 +18,8 @@ namespace viq {
 struct buffer_lock {
     const u8 *locked = nullptr;     // the buffer that a caller has locked
     const u8 *not_locked = nullptr; // the buffer that was set when the flag was copied
+    const u8 *borrowed = nullptr;   // memory that the library holds for another image and frees
+                                    // with that one
 };
 
 // Locks the caller's buffer (null: the image has none) if the flag is set and was not copied.
@@ -26,10 +29,14 @@ inline void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *call
         lock.locked = callers_buffer;
 }
 
+inline void note_borrowed(buffer_lock &lock, const u8 *data) {
+    lock.borrowed = is_held_memory(data) ? data : nullptr;
+}
+
 // What an image refers to, as far as the library has seen it. The search for images that refer to
 // the same memory reads these copies, because other threads may be changing the images.
 struct seen_pointers {
-    std::atomic<const void *> data, jpeg, colourmap, buffer, wavelet, own_colourmap;
+    std::atomic<const void *> data, jpeg, colourmap, own_colourmap, cmap_info;
 };
 
 // Private state of an image object.
@@ -46,7 +53,9 @@ struct image_companion {
     tVIQ_Colour *colourmap = nullptr; // the colourmap that creation allocated
     tVIQ_Colour spare_colour = {};    // entry 256, which the setters accept, is not in the map
     void *wavelet = nullptr;          // the record of a wavelet image, which its data points to
-    bool exposed = false;             // callers know the object or its JPEG record by address
+    tVIQ_CmapInfo *cmap_info = nullptr;           // made by the library for this image
+    const tVIQ_CmapInfo *borrowed_info = nullptr; // held for another image, as in buffer_lock
+    bool exposed = false;      // callers know the object or its JPEG record by address
     bool orphaned = false;     // no handle refers to the object; changed under the table's lock
     bool in_sequence = false;  // a sequence that the image takes part in may be under way
     u32 maker = 0;             // mark of the context that entered the object
@@ -187,6 +196,10 @@ void note_lock(tVIQ_Image &image, image_companion &own);
 inline void note_lock(tVIQ_Image &image) {
     note_lock(image, companion(image));
 }
+
+// A caller has set pointers of the image. What the library holds for another image is not freed
+// with this one, also after the other one is destroyed.
+void note_borrowed(tVIQ_Image &image);
 
 // The caller has set VIQ_FLAG_LOCKED: it applies to the image's buffers even if it was copied
 // before.

@@ -202,6 +202,10 @@ u32 allocate_strip(tVIQ_Image &image, image_companion &own) {
             memory = allocate_aligned(static_cast<std::size_t>(size));
         if (memory.allocation == nullptr)
             return report_no_memory(allocating, size);
+        if (!hold_memory(memory.start)) {
+            release_aligned(memory.allocation, static_cast<std::size_t>(size));
+            return report_no_memory(allocating, size);
+        }
         own.buffer_allocation = memory.allocation;
         own.buffer = static_cast<u8 *>(memory.start);
         own.buffer_size = size;

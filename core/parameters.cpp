@@ -175,6 +175,7 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
         if (image->data != pValue)
             companion(*image).lock = {};
         image->data = static_cast<u8 *>(pValue);
+        note_borrowed(*image);
         note_lock(*image);
         return success;
     case VIQ_PTR_CMAP:
@@ -197,6 +198,7 @@ u32 VIQ_image_set_ptr(u32 hImage, u16 wType, void *pValue) {
             hooks.jpeg_note_replaced(*image);
         image->jpeg = static_cast<Tjpeg *>(pValue);
         companion(*image).exposed = true;
+        note_borrowed(*image);
         update_seen(*image);
         return success;
     case VIQ_PTR_JPEG_ID:

@@ -24,6 +24,7 @@ struct subsystem_hooks {
     void (*jpeg_lock_by_caller)(tVIQ_Image &image);
     void (*jpeg_exempt_from_lock)(tVIQ_Image &image);
     bool (*jpeg_holds_locked_data)(tVIQ_Image &image); // false also without a record
+    void (*jpeg_note_borrowed)(tVIQ_Image &image);
 
     // A caller replaces the image's record; one of the library's is destroyed with all images,
     // unless a caller has set it again.

@@ -43,6 +43,7 @@ bool owns(const Tjpeg &record);
 u64 usual_room(const tVIQ_Image &image);
 u32 allocate(const char *function, tVIQ_Image &image, u64 size);
 bool reallocate(Tjpeg &record, u64 size);
+void drop_buffer(record_companion &own);
 void release_data(Tjpeg &record);
 void forget(Tjpeg &record);
 
@@ -426,6 +427,7 @@ void jpeg_move_data(tVIQ_Image &from, tVIQ_Image &to) {
     if (given == nullptr || taken == nullptr)
         return;
     if (owns(source)) {
+        drop_buffer(*taken);
         taken->buffer = std::move(given->buffer);
         taken->size = given->size;
         given->size = 0;
@@ -463,7 +465,17 @@ void jpeg_set_data_pointer(tVIQ_Image &image, u16 pointer_type, void *value) {
     record.data = static_cast<u8 *>(value);
     if (own != nullptr)
         own->callers_room = 0;
+    jpeg_note_borrowed(image);
     jpeg_note_lock(image);
+}
+
+void jpeg_note_borrowed(tVIQ_Image &image) {
+    const Tjpeg &record = *image.jpeg;
+    const bool borrowed = !owns(record) && is_held_memory(record.data);
+    record_companion *own =
+        borrowed ? companion_of(record) : find_value(record_companions, &record);
+    if (own != nullptr)
+        note_borrowed(own->lock, record.data);
 }
 
 u8 *jpeg_identification(tVIQ_Image &image) {
@@ -516,7 +528,7 @@ bool reallocate(Tjpeg &record, u64 size) {
         return false;
     const auto bytes = static_cast<std::size_t>(size);
     owned_bytes fresh = make_bytes(bytes + (bytes == 0));
-    if (fresh == nullptr)
+    if (fresh == nullptr || !hold_memory(fresh.get()))
         return false;
     const u64 present = owns(record) ? own->size : record.data != nullptr ? record.data_length : 0;
     const u64 kept = std::min(size, present);
@@ -551,17 +563,22 @@ bool shared_data(const Tjpeg &record) {
     return shared;
 }
 
+void drop_buffer(record_companion &own) {
+    let_go_of_memory(own.buffer.get());
+    own.buffer.reset();
+    own.size = 0;
+}
+
 // Frees the library's own buffer. A caller's buffer that was not locked belongs to the library and
 // is freed too, unless another record uses it.
 void release_data(Tjpeg &record) {
     record_companion *own = companion_of(record);
     const bool passed = own != nullptr && record.data != nullptr && !owns(record) &&
-                        record.data != own->lock.locked;
+                        record.data != own->lock.locked && record.data != own->lock.borrowed;
     if (passed && !shared_data(record))
         std::free(record.data);
     if (own != nullptr) {
-        own->buffer.reset();
-        own->size = 0;
+        drop_buffer(*own);
         own->lock = {};
     }
     record.data = nullptr;
@@ -571,9 +588,10 @@ void release_data(Tjpeg &record) {
 // Records that a caller has allocated are not freed, files that a caller has set are not closed.
 void forget(Tjpeg &record) {
     drop_file(record);
-    const record_companion *own = find_value(record_companions, &record);
+    record_companion *own = find_value(record_companions, &record);
     if (own == nullptr)
         return;
+    drop_buffer(*own);
     const bool made_here = own->made_here;
     remove_value(record_companions, &record);
     if (made_here)

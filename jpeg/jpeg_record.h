@@ -110,5 +110,6 @@ u8 *jpeg_identification(tVIQ_Image &image);
 void jpeg_note_lock(tVIQ_Image &image);
 void jpeg_lock_by_caller(tVIQ_Image &image);
 void jpeg_exempt_from_lock(tVIQ_Image &image);
+void jpeg_note_borrowed(tVIQ_Image &image);
 
 } // namespace viq

@@ -22,6 +22,7 @@ const subsystem_hooks hooks = {
     .jpeg_lock_by_caller = jpeg_lock_by_caller,
     .jpeg_exempt_from_lock = jpeg_exempt_from_lock,
     .jpeg_holds_locked_data = holds_locked_data,
+    .jpeg_note_borrowed = jpeg_note_borrowed,
     .jpeg_note_replaced = jpeg_note_replaced,
     .jpeg_destroy_replaced = jpeg_destroy_replaced,
     .wavelet_destroy_record = destroy_wavelet_record,

@@ -177,6 +177,94 @@ TEST(SharedMemory, IsNotReplacedWhileItIsRead) {
     VIQ_image_set_ptr(user, VIQ_PTR_DATA, nullptr);
 }
 
+tVIQ_Image &object_of(u32 image) {
+    return *static_cast<tVIQ_Image *>(VIQ_image_get_ptr(image, VIQ_PTR_IMAGE));
+}
+
+// What a caller sets in a second image; it belongs to the first one.
+void share_strip(u32 owner, u32 other) {
+    VIQ_image_set_ptr(other, VIQ_PTR_DATA, VIQ_image_get_ptr(owner, VIQ_PTR_DATA));
+}
+void share_coded_data(u32 owner, u32 other) {
+    VIQ_image_set_ptr(other, VIQ_PTR_JPEG_DATA, VIQ_image_get_ptr(owner, VIQ_PTR_JPEG_DATA));
+}
+void share_coded_data_as_pixels(u32 owner, u32 other) {
+    VIQ_image_set_ptr(other, VIQ_PTR_DATA, VIQ_image_get_ptr(owner, VIQ_PTR_JPEG_DATA));
+}
+void share_copied_record(u32 owner, u32 other) {
+    static Tjpeg record;
+    record = *object_of(owner).jpeg;
+    VIQ_image_set_ptr(other, VIQ_PTR_JPEG, &record);
+}
+void share_copied_object(u32 owner, u32 other) {
+    static tVIQ_Image object;
+    object = object_of(owner);
+    VIQ_image_set_ptr(other, VIQ_PTR_IMAGE, &object);
+}
+
+TEST(SharedMemory, IsFreedOnceInAnyOrder) {
+    constexpr void (*kinds[])(u32, u32) = {
+        share_strip,         share_coded_data,    share_coded_data_as_pixels,
+        share_copied_record, share_copied_object,
+    };
+    constexpr void (*orders[])(u32, u32, u32) = {
+        [](u32 owner, u32 other, u32) {
+            VIQ_image_destroy(owner);
+            VIQ_image_destroy(other);
+        },
+        [](u32 owner, u32 other, u32 third) {
+            VIQ_image_destroy(other);
+            VIQ_image_copy(owner, third);
+            VIQ_image_destroy(owner);
+        },
+        [](u32, u32, u32) {},
+        [](u32 owner, u32 other, u32) {
+            VIQ_image_set_ptr(owner, VIQ_PTR_DATA, nullptr);
+            VIQ_image_destroy(owner);
+            VIQ_image_destroy(other);
+        },
+        [](u32 owner, u32 other, u32 third) {
+            VIQ_image_move(other, third);
+            VIQ_image_destroy(owner);
+            VIQ_image_free_data(third);
+        },
+        [](u32 owner, u32 other, u32) {
+            VIQ_image_free_data(owner);
+            VIQ_image_set_parameter(other, VIQ_IMAGE_TYPE, VIQ_Y8);
+            VIQ_image_malloc_a_strip(other);
+        },
+        [](u32, u32 other, u32) {
+            VIQ_cmap_destroy_info(other);
+            VIQ_image_set_ptr(other, VIQ_PTR_IMAGE, nullptr);
+        },
+    };
+    VIQ_image_destroy(VIQ_ALL_IMAGES);
+    const memory_in_use before = current_memory();
+    for (const bool is_wavelet : {false, true})
+        for (const auto &share : kinds)
+            for (const auto &order : orders) {
+                const u32 owner =
+                    is_wavelet && (share == share_strip || share == share_copied_object)
+                        ? VIQ_WVLT_image_create(1)
+                        : VIQ_JPEG_image_create();
+                const u32 other = VIQ_JPEG_image_create(), third = VIQ_JPEG_image_create();
+                for (const u32 image : {owner, other}) {
+                    VIQ_image_set_parameter(image, VIQ_WIDTH, 40);
+                    VIQ_image_set_parameter(image, VIQ_HEIGHT, 8);
+                }
+                VIQ_image_set_parameter(owner, VIQ_IMAGE_TYPE, VIQ_Y8);
+                if (object_of(owner).jpeg != nullptr) {
+                    EXPECT_OK(VIQ_image_malloc_a_strip(owner));
+                    EXPECT_OK(VIQ_JPEG_malloc_N_bytes_data(owner, 5000));
+                }
+                EXPECT_OK(VIQ_cmap_set_bits(owner, 3, 3, 2, 8));
+                share(owner, other);
+                order(owner, other, third);
+                EXPECT_OK(VIQ_image_destroy(VIQ_ALL_IMAGES));
+                EXPECT_EQ(current_memory(), before);
+            }
+}
+
 TEST(SharedMemory, LosesItsJpegRecordTogether) {
     const u32 jpeg = VIQ_JPEG_image_create(), other = VIQ_image_create();
     void *record = VIQ_image_get_ptr(jpeg, VIQ_PTR_JPEG);

@@ -9,6 +9,7 @@ set(shared
     "handles"            # which of them are free: under that lock
     "image_companions"   # maps that are searched without a lock
     "record_companions"
+    "held_memory"
     "colourmaps"
     "unused_colourmaps"  # a lock
     "live_instances"

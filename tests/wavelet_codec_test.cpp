@@ -479,6 +479,7 @@ TEST(WaveletCodec, RecordsFollowTheirImages) {
         const u32 wavelet = VIQ_WVLT_image_create(1);
         EXPECT_OK(VIQ_image_move(wavelet, other));
         EXPECT_OK(VIQ_image_destroy(wavelet));
+        EXPECT_OK(VIQ_cmap_set_bits(other, 3, 3, 2, 8));
         EXPECT_OK(VIQ_image_set_ptr(other, VIQ_PTR_IMAGE, replaced));
         EXPECT_EQ(current_memory(), before);
         EXPECT_OK(VIQ_image_destroy(other));

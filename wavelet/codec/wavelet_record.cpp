@@ -48,7 +48,8 @@ u32 VIQ_WVLT_image_create(u16 wType) {
     if (is_error(handle))
         return handle;
     wavelet_record *record = make_owned<wavelet_record>().release();
-    if (record == nullptr) {
+    if (record == nullptr || !hold_memory(record)) {
+        destroy_owned(record);
         VIQ_image_destroy(handle);
         return report(name, VIQ_ERR_MEMORY, "");
     }
@@ -67,6 +68,7 @@ u32 VIQ_WVLT_image_destroy(u32 hWvlt) {
     if (is_error(code))
         return code;
     tVIQ_Image &image = *find_image(hWvlt);
+    let_go_of_memory(record);
     destroy_wavelet_record(record);
     image.flags &= ~(VIQ_FLAG_LOCKED | VIQ_FLAG_100);
     image.data = nullptr;
