@@ -1,5 +1,7 @@
 #include "core/replaced_file.h"
 
+#include <exception>
+#include <new>
 #include <string>
 
 #include "core/report.h"
@@ -10,12 +12,18 @@ namespace fs = std::filesystem;
 
 u32 open_replacement(const char *function, const char *path, u32 number, replaced_file &file,
                      unique_stream &stream) {
-    std::error_code error;
-    file.target = path;
-    file.written = file.target;
-    if (!fs::exists(file.target, error) || fs::is_regular_file(file.target, error))
-        file.written += ".part" + std::to_string(number);
-    stream.reset(open_file(file.written.string().c_str(), "wb"));
+    try {
+        std::error_code error;
+        file.target = path;
+        file.written = file.target;
+        if (!fs::exists(file.target, error) || fs::is_regular_file(file.target, error))
+            file.written += ".part" + std::to_string(number);
+        stream.reset(open_file(file.written.string().c_str(), "wb"));
+    } catch (const std::bad_alloc &) {
+        return report(function, VIQ_ERR_MEMORY, "");
+    } catch (const std::exception &) { // the name has no form in the characters of the system
+        stream.reset();
+    }
     return stream != nullptr ? success : report(function, VIQ_ERR_OPEN, "Failed to create file");
 }
 

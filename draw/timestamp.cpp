@@ -28,18 +28,18 @@ u32 VIQ_draw_timestamp(u32 hImage, const tVIQ_Font *pFont, u32 x, u32 y, u16 wBa
     std::tm local = {};
     if (!get_local_time(now, local))
         return report("VIQ_draw_timestamp", VIQ_ERR_SYSTEM, "No local time");
-    const std::string text = timestamp_text(local, (wBackground & blinking) != 0);
-    return VIQ_draw_text(hImage, text.c_str(), pFont, x, y,
+    const short_text text = timestamp_text(local, (wBackground & blinking) != 0);
+    return VIQ_draw_text(hImage, text.data(), pFont, x, y,
                          static_cast<u16>(wBackground & ~blinking), wColour);
 }
 
 namespace viq {
 
-std::string timestamp_text(const std::tm &time, bool blinking) {
+short_text timestamp_text(const std::tm &time, bool blinking) {
     constexpr char months[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
     const char separator = blinking && time.tm_sec % 2 == 0 ? ' ' : ':';
-    char text[32];
-    std::snprintf(text, sizeof text, "%02u%c%02u%c%02u %02u%.3s%02u",
+    short_text text;
+    std::snprintf(text.data(), text.size(), "%02u%c%02u%c%02u %02u%.3s%02u",
                   static_cast<unsigned>(time.tm_hour) % 100, separator,
                   static_cast<unsigned>(time.tm_min) % 100, separator,
                   static_cast<unsigned>(time.tm_sec) % 100,

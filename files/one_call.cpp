@@ -425,12 +425,12 @@ u32 write_bytes(const char *function, const encoded_file &encoded, std::FILE *ta
 
 u32 write_in_memory(const owned_image &picture, u32 file_format, encoded_file &encoded) {
     const std::unique_ptr<char, decltype(&std::free)> name(_tempnam(nullptr, "viq"), std::free);
-    std::FILE *target = name != nullptr ? std::fopen(name.get(), "wb") : nullptr;
+    std::FILE *target = name != nullptr ? open_file(name.get(), "wb") : nullptr;
     if (target == nullptr)
         return report(encode_name, VIQ_ERR_OPEN, "Failed to create file");
     u32 code = write_picture(encode_name, picture, file_format, target);
     if (!is_error(code)) {
-        const unique_stream file(std::fopen(name.get(), "rb"));
+        const unique_stream file(open_file(name.get(), "rb"));
         const u64 size = file != nullptr ? file_size(file.get()) : 0;
         code = allocate(encode_name, size, encoded);
         encoded.size = size;

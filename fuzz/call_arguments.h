@@ -253,6 +253,11 @@ inline std::size_t output_size(const call_record &call) {
 
 inline void *pointer_to_set(caller &who, call_record &call) {
     const tVIQ_Image *image = find_image(call.first_handle);
+    // Records and objects of other images may be shared; the library keeps them while they are
+    // used.
+    const auto of_other_image = [&](u16 type) {
+        return VIQ_image_get_ptr(who.images[who.input.byte() % slots], type);
+    };
     switch (call.last_number) {
     case VIQ_PTR_CMAP:
         if (!who.colourmaps.empty() && who.input.chance(128)) {
@@ -265,9 +270,13 @@ inline void *pointer_to_set(caller &who, call_record &call) {
     case VIQ_PTR_IMAGE:
         if (who.input.chance(128))
             return nullptr;
+        if (who.input.chance(64))
+            return of_other_image(VIQ_PTR_IMAGE);
         who.objects.emplace_back().line_alignment = 2;
         return &who.objects.back();
     case VIQ_PTR_JPEG:
+        if (who.input.chance(64))
+            return of_other_image(VIQ_PTR_JPEG);
         return who.input.chance(128) ? nullptr : &who.records.emplace_back();
     case VIQ_PTR_JPEG_ID:
         return call.buffer(32);

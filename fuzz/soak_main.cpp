@@ -1,6 +1,7 @@
 // Makes random calls with the target of call sequences, in one process, until the given number of
 // calls has been made. Prints the memory that the process occupies after a tenth of them, after
-// half of them and at the end, and fails if it grows after the first tenth.
+// half of them and at the end. Fails if it grows after the first tenth, or if the library then
+// holds more memory than before after any sequence of calls.
 #include <cstdio>
 #include <cstdlib>
 #include <random>
@@ -9,6 +10,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "core/allocation.h"
 #include "fuzz/call_arguments.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
@@ -40,14 +42,24 @@ int main(int argc, char **argv) {
     std::minstd_rand random(1);
     std::vector<viq::u8> input(400);
     std::size_t start = 0, middle = 0;
+    viq::memory_in_use held = {}, held_at_start = {};
     limit_address_space();
     while (viq::calls_made < wanted) {
         for (viq::u8 &byte : input)
             byte = static_cast<viq::u8>(random() >> 8);
         input[0] |= 1; // no extreme sizes, which take most of the time
         LLVMFuzzerTestOneInput(input.data(), input.size());
-        if (start == 0 && viq::calls_made >= wanted / 10)
+        held = viq::current_memory();
+        if (start == 0 && viq::calls_made >= wanted / 10) {
             start = resident_kib();
+            held_at_start = held;
+        }
+        if (start != 0 && held.bytes > held_at_start.bytes) {
+            std::printf("soak: the library holds %llu bytes, after a tenth of the calls %llu\n",
+                        static_cast<unsigned long long>(held.bytes),
+                        static_cast<unsigned long long>(held_at_start.bytes));
+            return 1;
+        }
         if (middle == 0 && viq::calls_made >= wanted / 2)
             middle = resident_kib();
     }

@@ -3,9 +3,8 @@
 # of executions in all runs together. Prints for each target the executions of this run, the
 # coverage, the inputs that failed and the executions of all runs.
 #
-# There are two builds. The fast one traps on undefined behaviour and checks the ends of heap blocks;
-# it makes nine of ten executions, or more where those of the other one would take more than a tenth
-# of its time. The other one has the address sanitizer; it first runs the inputs that the fast one has
+# There are two builds. The fast one checks the ends of heap blocks; it makes nine of ten executions,
+# or more where those of the other one would take more than a tenth of its time. The other one has the address sanitizer; it first runs the inputs that the fast one has
 # found.
 #
 # What all runs have in common is kept in build/fuzz: executions (a line for each start of a program:

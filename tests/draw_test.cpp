@@ -190,11 +190,11 @@ TEST(Timestamp, HasSixteenCharacters) {
     time.tm_mday = 7;
     time.tm_mon = 2;
     time.tm_year = 103;
-    EXPECT_EQ(timestamp_text(time, false), "14:05:09 07Mar03");
-    EXPECT_EQ(timestamp_text(time, true), "14:05:09 07Mar03");
+    EXPECT_STREQ(timestamp_text(time, false).data(), "14:05:09 07Mar03");
+    EXPECT_STREQ(timestamp_text(time, true).data(), "14:05:09 07Mar03");
     time.tm_sec = 10;
-    EXPECT_EQ(timestamp_text(time, true), "14 05 10 07Mar03");
-    EXPECT_EQ(timestamp_text(time, false), "14:05:10 07Mar03");
+    EXPECT_STREQ(timestamp_text(time, true).data(), "14 05 10 07Mar03");
+    EXPECT_STREQ(timestamp_text(time, false).data(), "14:05:10 07Mar03");
     const tVIQ_Font &font = *font_of(0);
     const picture p(VIQ_Y8, 16 * 7, 7), narrow(VIQ_Y8, 16 * 7 - 1, 7);
     fill_with_noise(p);

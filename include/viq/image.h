@@ -121,11 +121,13 @@ VIQ_API uint32_t VIQ_CALL VIQ_image_get_flags(uint32_t hImage, uint32_t dwBits);
  *
  * - VIQ_PTR_DATA: a buffer of lines per strip x bytes per line bytes. Set VIQ_FLAG_LOCKED as well
  *   to keep the buffer; otherwise the library owns it and frees it with free(). A strip buffer that
- *   the library has allocated for the image stays with the image and is freed with it.
+ *   the library has allocated for the image stays with the image and is freed with it; in another
+ *   image it must not be used longer.
  * - VIQ_PTR_CMAP: a colourmap of 256 entries. A colourmap that VIQ_image_create_cmap has not
  *   allocated stays the caller's. One of the library that is set or replaced exists until the image
  *   that uses it is destroyed, or until VIQ_image_destroy(VIQ_ALL_IMAGES).
- * - VIQ_PTR_JPEG_DATA, VIQ_PTR_JPEG_DATA2: the coded data and the position in it.
+ * - VIQ_PTR_JPEG_DATA, VIQ_PTR_JPEG_DATA2: the coded data, for which the same holds, and the
+ *   position in it.
  * - VIQ_PTR_IMAGE: the object that the handle names; NULL clears it. Objects that the caller has
  *   allocated stay the caller's. An object of the library that is replaced exists until
  *   VIQ_image_destroy(VIQ_ALL_IMAGES).
