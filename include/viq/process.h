@@ -394,7 +394,8 @@ VIQ_API uint32_t VIQ_CALL VIQ_SPL_2fields_to_frame(uint32_t hInImage, uint32_t h
 
 /**
  * Makes a frame of twice the height from one field of VIQ_Y8, VIQ_YUV422 or VIQ_RGB24. The field is
- * processed whole: its lines per strip become its height. VIQ_PARAM_23 of the output is 0.
+ * processed whole: its lines per strip become its height, and its buffer must hold that many lines.
+ * VIQ_PARAM_23 of the output is 0.
  *
  * - Scheme 1: each line twice.
  * - Scheme 2: a new line between two lines is their mean (a + b) >> 1.
