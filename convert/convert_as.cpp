@@ -22,6 +22,7 @@ constexpr format_set both_ways = grey_formats | rgb_32_formats |
 
 constexpr u32 palette_size = 256;
 
+bool has_source_lines(const tVIQ_Image &in);
 u16 next_format(const tVIQ_Image &in, u16 goal);
 owned_image step_to(const char *function, u32 in, u16 format);
 
@@ -48,7 +49,7 @@ u32 check_whole_picture(const char *function, u32 hImage) {
     if (image->lines_per_strip != image->height)
         return report(function, VIQ_ERR_UNSUPPORTED | low_word(image->lines_per_strip),
                       "This function only supports a complete image");
-    return has_pixels(*image, image->height) ? success : report_no_data(function);
+    return has_source_lines(*image) ? success : report_no_data(function);
 }
 
 owned_image convert_whole(const char *function, u32 in, u16 format) {
@@ -155,6 +156,13 @@ line_view source_lines(const tVIQ_Image &in) {
     if (lines.stride == 0)
         lines.stride = present_bit_line(in, 0);
     return lines;
+}
+
+// The buffer of the library may have been allocated for other lines than those of the parameters.
+bool has_source_lines(const tVIQ_Image &in) {
+    return has_pixels(in, in.height) &&
+           (!owns_data(in) ||
+            u64{in.height} * source_lines(in).stride <= companion(in).buffer_size);
 }
 
 u32 convert_by_own(const own_conversion &own, u32 in, u32 out) {

@@ -158,6 +158,9 @@ TEST(OneCall, ConvertsInkAndBits) {
     EXPECT_EQ(pixels_of(opened(VIQ_convert_as(wide, VIQ_Y8))), grey);
     const picture without_lines(VIQ_Y1, 22, 1); // the buffer has been allocated without a stride
     EXPECT_ERROR(VIQ_convert_as(without_lines, VIQ_Y8), VIQ_ERR_CORRUPT, "No image data");
+    const picture more_bits(VIQ_Y1, 59, 39, 1), longer(VIQ_Y8, 44, 31); // fewer lines than the bits
+    EXPECT_OK(VIQ_image_copy_parameters_raw(more_bits, longer));
+    EXPECT_ERROR(VIQ_convert_as(longer, VIQ_Y8), VIQ_ERR_CORRUPT, "No image data");
 }
 
 TEST(OneCall, WritesPixelsWithoutPaddingAndShortPalettes) {
