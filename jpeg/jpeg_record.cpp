@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "core/address_map.h"
 #include "core/context.h"
@@ -293,17 +294,25 @@ u32 report_no_record(const char *function, u32 handle) {
     return report_unchangeable(function, handle);
 }
 
-void take_file(Tjpeg &record, std::FILE *file) {
-    record.file = file;
-    if (record_companion *own = companion_of(record))
-        own->file = file;
+bool take_file(Tjpeg &record, unique_stream file) {
+    record_companion *own = companion_of(record);
+    if (own == nullptr)
+        return false;
+    own->file = record.file = file.release();
+    return true;
+}
+
+std::FILE *release_file(Tjpeg &record) {
+    if (record_companion *own = find_value(record_companions, &record))
+        own->file = nullptr;
+    return std::exchange(record.file, nullptr);
 }
 
 void drop_file(Tjpeg &record) {
     const record_companion *own = find_value(record_companions, &record);
-    if (own != nullptr && record.file != nullptr && record.file == own->file)
-        std::fclose(record.file);
-    take_file(record, nullptr);
+    const bool opened_here = own != nullptr && record.file == own->file;
+    const unique_stream file(opened_here ? record.file : nullptr);
+    release_file(record);
 }
 
 bool has_data(const tVIQ_Image &image) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "core/file_io.h"
 #include "core/image.h"
 #include "jpeg/jpeg_tables.h"
 
@@ -71,8 +72,11 @@ u32 check_record(const char *function, u32 handle);
 // handler is running.
 u32 report_no_record(const char *function, u32 handle);
 
-// Sets a file that the library has opened; it is closed with the record.
-void take_file(Tjpeg &record, std::FILE *file);
+// Sets a file that the library has opened; it is closed with the record. False if memory runs out.
+bool take_file(Tjpeg &record, unique_stream file);
+
+// Clears the file of the record, which the caller closes.
+std::FILE *release_file(Tjpeg &record);
 
 // Clears the file of the record, and closes it unless a caller has set it.
 void drop_file(Tjpeg &record);

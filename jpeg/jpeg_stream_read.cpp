@@ -105,8 +105,7 @@ u32 VIQ_JPEG_file_close(u32 hJpegImage) {
     Tjpeg *record = nullptr;
     if (const u32 code = need_record(name, hJpegImage, record); is_error(code))
         return code;
-    unique_stream file(record->file);
-    take_file(*record, nullptr);
+    unique_stream file(release_file(*record));
     return close_file(name, file);
 }
 
@@ -138,9 +137,11 @@ u32 read_opened_file(const reader_rules &rules, u32 hJpegImage) {
         return report_unchangeable(rules.name, hJpegImage);
     Tjpeg &record = *image->jpeg;
     drop_file(record);
-    take_file(record, open_to_read(image->infilename));
-    if (record.file == nullptr)
+    unique_stream file(open_to_read(image->infilename));
+    if (file == nullptr)
         return report(rules.name, VIQ_ERR_OPEN, "Failed to open JPEG file");
+    if (!take_file(record, std::move(file)))
+        return report(rules.name, VIQ_ERR_MEMORY, "");
     if (const u32 code = check_file_limit(rules.name, record.file); is_error(code)) {
         drop_file(record);
         return code;

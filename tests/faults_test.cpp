@@ -194,6 +194,18 @@ u32 decoded(const stage &s, u16 format) {
     return result;
 }
 
+// Calls with a record of the caller, for which the library allocates what it adds.
+template <class Call> u32 with_own_record(u32 image, Call call) {
+    static Tjpeg own;
+    own = {};
+    void *const present = VIQ_image_get_ptr(image, VIQ_PTR_JPEG);
+    VIQ_image_set_ptr(image, VIQ_PTR_JPEG, &own);
+    const u32 code = call(image);
+    VIQ_JPEG_destroy_Tjpeg(image);
+    VIQ_image_set_ptr(image, VIQ_PTR_JPEG, present);
+    return code;
+}
+
 struct scenario {
     const char *function;
     u16 format; // of the input
@@ -294,14 +306,9 @@ const scenario scenarios[] = {
          const u32 code = VIQ_image_set_ptr(handle, VIQ_PTR_IMAGE, &own);
          return is_error(code) ? code : VIQ_image_set_ptr(handle, VIQ_PTR_IMAGE, nullptr);
      }(s.out))},
-    {"VIQ_JPEG_set_optimisation", VIQ_Y8, CALL([](u32 handle) {
-         static Tjpeg own; // what the library adds to a record of the caller is allocated
-         own = {};
-         VIQ_image_set_ptr(handle, VIQ_PTR_JPEG, &own);
-         const u32 code = VIQ_JPEG_set_optimisation(handle, VIQ_JPEG_OPTIMISE_CODES);
-         VIQ_JPEG_destroy_Tjpeg(handle);
-         return code;
-     }(s.out))},
+    {"VIQ_JPEG_set_optimisation", VIQ_Y8, CALL(with_own_record(s.out, [](u32 image) {
+         return VIQ_JPEG_set_optimisation(image, VIQ_JPEG_OPTIMISE_CODES);
+     }))},
     CONVERTS(VIQ_write_to_memory, VIQ_RGB24),
     CONVERTS(VIQ_read_from_memory, VIQ_RGB24),
     {"VIQ_test_pattern", VIQ_RGB24, CALL(VIQ_test_pattern(s.in, VIQ_STRIP_NEXT))},
@@ -548,6 +555,9 @@ const scenario scenarios[] = {
     {"VIQ_JPEG_buffer_write", VIQ_RGB24,
      CALL(VIQ_JPEG_buffer_write(s.in, stream_buffer, &stream_length, VIQ_STRIP_NEXT)), as_jpeg},
     {"VIQ_JPEG_file_read", VIQ_RGB24, CALL(VIQ_JPEG_file_read(s.third)), as_jpeg, true},
+    {"VIQ_JPEG_file_read", VIQ_RGB24,
+     CALL(with_own_record(s.third, [](u32 image) { return VIQ_JPEG_file_read(image); })), as_jpeg,
+     true},
     {"VIQ_JPEG_file_open", VIQ_RGB24, CALL(in_opened_jpeg(s.third, [](u32) { return success; })),
      as_jpeg, true},
     {"VIQ_JPEG_file_close", VIQ_RGB24, CALL(in_opened_jpeg(s.third, [](u32) { return success; })),

@@ -1,4 +1,5 @@
 // Limits that a caller sets, and memory and time in proportion to what an image holds.
+#include <fstream>
 #include <functional>
 
 #include "core/allocation.h"
@@ -210,6 +211,21 @@ TEST(ReplacedRecords, AreFreedWithAllImages) {
     }
     EXPECT_EQ(current_memory().allocations, before.allocations);
     EXPECT_EQ(current_memory().bytes, before.bytes);
+}
+
+// The file cannot be recorded as the library's own, and is closed.
+TEST(FailedAllocations, LeaveNoFileOpenInARecordOfTheCaller) {
+    const std::string file = scratch_file("any.jpg");
+    std::ofstream(file) << "content";
+    const u32 image = VIQ_image_create();
+    Tjpeg own = {};
+    EXPECT_OK(VIQ_image_set_ptr(image, VIQ_PTR_JPEG, &own));
+    EXPECT_OK(VIQ_image_set_infilename(image, file.c_str()));
+    set_allocation_fault([] { return true; });
+    EXPECT_ERROR(VIQ_JPEG_file_read(image), VIQ_ERR_MEMORY, "");
+    set_allocation_fault(nullptr);
+    EXPECT_EQ(own.file, nullptr);
+    EXPECT_OK(VIQ_image_destroy(image));
 }
 
 // Pixels that have the format of the bitmap need no image in between.
