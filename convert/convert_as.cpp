@@ -47,8 +47,7 @@ u32 check_whole_picture(const char *function, u32 hImage) {
         if (const u32 code = check_image(function, hImage); is_error(code))
             return code;
     if (image->lines_per_strip != image->height)
-        return report(function, VIQ_ERR_UNSUPPORTED | low_word(image->lines_per_strip),
-                      "This function only supports a complete image");
+        return report_incomplete(function, image->lines_per_strip);
     return has_source_lines(*image) ? success : report_no_data(function);
 }
 

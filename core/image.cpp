@@ -261,7 +261,7 @@ bool has_pixels(const tVIQ_Image &image, u64 lines) {
 
 void note_borrowed(tVIQ_Image &image) {
     image_companion &own = companion(image);
-    note_borrowed(own.lock, image.data);
+    own.lock.borrowed = data_of_library(image.data);
     own.borrowed_info = nullptr;
     if (image.cmap_info != nullptr && image.cmap_info != own.cmap_info)
         visit_objects([&](const tVIQ_Image &, const image_companion &other) {
@@ -569,7 +569,6 @@ bool held_elsewhere(const tVIQ_Image &image) {
 
 // The record is freed with its image even if a caller has replaced the data pointer.
 void destroy_wavelet(image_companion &own) {
-    let_go_of_memory(own.wavelet);
     if (own.wavelet != nullptr)
         hooks.wavelet_destroy_record(own.wavelet);
     own.wavelet = nullptr;

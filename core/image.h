@@ -29,8 +29,9 @@ inline void note_lock(buffer_lock &lock, const tVIQ_Image &image, const u8 *call
         lock.locked = callers_buffer;
 }
 
-inline void note_borrowed(buffer_lock &lock, const u8 *data) {
-    lock.borrowed = is_held_memory(data) ? data : nullptr;
+// The data if the library holds them for any image, otherwise null.
+inline const u8 *data_of_library(const u8 *data) {
+    return is_held_memory(data) ? data : nullptr;
 }
 
 // What an image refers to, as far as the library has seen it. The search for images that refer to

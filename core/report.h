@@ -47,6 +47,11 @@ inline u32 report_no_data(const char *function) {
     return report(function, VIQ_ERR_CORRUPT, "No image data");
 }
 
+inline u32 report_incomplete(const char *function, u32 lines_per_strip) {
+    return report(function, VIQ_ERR_UNSUPPORTED | low_word(lines_per_strip),
+                  "This function only supports a complete image");
+}
+
 inline u32 report_no_colourmap(const char *function) {
     return report(function, VIQ_ERR_STATE, "Colourmap is NULL");
 }

@@ -43,14 +43,14 @@ int main(int argc, char **argv) {
     std::minstd_rand random(1);
     std::vector<viq::u8> input(400);
     std::size_t start = 0, middle = 0;
-    viq::memory_in_use held = {}, held_at_start = {};
+    viq::memory_in_use held_at_start = {};
     limit_address_space();
     while (viq::calls_made < wanted) {
         for (viq::u8 &byte : input)
             byte = static_cast<viq::u8>(random() >> 8);
         input[0] |= 1; // no extreme sizes, which take most of the time
         LLVMFuzzerTestOneInput(input.data(), input.size());
-        held = viq::current_memory();
+        const viq::memory_in_use held = viq::current_memory();
         if (start == 0 && viq::calls_made >= wanted / 10) {
             start = resident_kib();
             held_at_start = held;

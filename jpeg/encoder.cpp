@@ -25,7 +25,6 @@ constexpr const char *strip_name = "VIQ_JPEG_compress_strip";
 constexpr const char *pad_name = "VIQ_pad_to_MCU_1_strip";
 
 bool accepts(u16 format);
-u32 report_incomplete(const char *function, const tVIQ_Image &in);
 u32 check_input(const char *function, const tVIQ_Image &in, u32 lines);
 void pad_line(u8 *line, u32 width, u32 padded, u32 size);
 u32 check_images(const char *function, u32 hInImage, u32 hJpegImage);
@@ -84,7 +83,7 @@ u32 VIQ_JPEG_compress(u32 hInImage, u32 hJpegImage) {
         return code;
     const tVIQ_Image &in = *find_image(hInImage);
     if (in.lines_per_strip != in.height)
-        return report_incomplete(name, in);
+        return report_incomplete(name, in.lines_per_strip);
     code = check_images(name, hInImage, hJpegImage);
     if (is_error(code))
         return code;
@@ -130,7 +129,7 @@ u32 VIQ_pad_to_MCU_1_strip(u32 hInImage, u32 hPaddedImage) {
     if (out != nullptr && (out == &in || uses_buffer_of(in, *out)))
         return report_same_image(pad_name);
     if (in.lines_per_strip < in.height) // a caller's buffer may end with the strip
-        return report_incomplete(pad_name, in);
+        return report_incomplete(pad_name, in.lines_per_strip);
     code = check_input(pad_name, in, in.height);
     if (!is_error(code))
         code = VIQ_image_copy_parameters_raw(hInImage, hPaddedImage);
@@ -163,11 +162,6 @@ namespace {
 
 bool accepts(u16 format) {
     return contains(rgb_32_formats | formats(VIQ_Y8, VIQ_YUV422, VIQ_RGB24, VIQ_BGR24), format);
-}
-
-u32 report_incomplete(const char *function, const tVIQ_Image &in) {
-    return report(function, VIQ_ERR_UNSUPPORTED | low_word(in.lines_per_strip),
-                  "This function only supports a complete image");
 }
 
 u32 check_input(const char *function, const tVIQ_Image &in, u32 lines) {

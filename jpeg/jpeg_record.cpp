@@ -480,11 +480,11 @@ void jpeg_set_data_pointer(tVIQ_Image &image, u16 pointer_type, void *value) {
 
 void jpeg_note_borrowed(tVIQ_Image &image) {
     const Tjpeg &record = *image.jpeg;
-    const bool borrowed = !owns(record) && is_held_memory(record.data);
+    const u8 *borrowed = data_of_library(record.data);
     record_companion *own =
-        borrowed ? companion_of(record) : find_value(record_companions, &record);
+        borrowed != nullptr ? companion_of(record) : find_value(record_companions, &record);
     if (own != nullptr)
-        note_borrowed(own->lock, record.data);
+        own->lock.borrowed = borrowed;
 }
 
 u8 *jpeg_identification(tVIQ_Image &image) {

@@ -68,7 +68,6 @@ u32 VIQ_WVLT_image_destroy(u32 hWvlt) {
     if (is_error(code))
         return code;
     tVIQ_Image &image = *find_image(hWvlt);
-    let_go_of_memory(record);
     destroy_wavelet_record(record);
     image.flags &= ~(VIQ_FLAG_LOCKED | VIQ_FLAG_100);
     image.data = nullptr;
@@ -118,6 +117,7 @@ void destroy_wavelet_record(void *pointer) {
     release_compressor(*record);
     if (!record->decompressor_released)
         destroy_chain(record->decompressor_chain);
+    let_go_of_memory(record);
     destroy_owned(record);
 }
 
